@@ -1,0 +1,161 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <boost/filesystem/operations.hpp>
+#include <cerrno>
+#include <utility>
+
+#include "platform/file.h"
+#include "platform/file_replace_posix.h"
+#include "platform/posix_file.h"
+#include "platform/text.h"
+
+namespace platform {
+namespace {
+
+class PosixInput final : public InputFile {
+  public:
+    PosixInput(PosixFile file, std::uint64_t size) : file_(std::move(file)), size_(size) {}
+
+    [[nodiscard]] std::uint64_t size() const override { return size_; }
+
+    std::size_t read_at(std::uint64_t position, std::span<Byte> to) override {
+        std::size_t done = 0;
+        while (done < to.size()) {
+            const auto left = to.subspan(done);
+            const ::ssize_t got =
+                ::pread(file_.descriptor(), left.data(), left.size(), static_cast<::off_t>(position + done));
+            if (got < 0 && errno == EINTR) continue;
+            if (got <= 0) break;
+            done += static_cast<std::size_t>(got);
+        }
+        return done;
+    }
+
+  private:
+    PosixFile file_;
+    std::uint64_t size_;
+};
+
+class PosixData final : public DataFile {
+  public:
+    explicit PosixData(PosixFile file) : file_(std::move(file)) {}
+
+    std::int64_t write(std::span<const Byte> bytes) override { return file_.write_once(bytes); }
+    std::int64_t position() override { return ::lseek(file_.descriptor(), 0, SEEK_CUR); }
+    std::int64_t seek_end() override { return ::lseek(file_.descriptor(), 0, SEEK_END); }
+
+  private:
+    PosixFile file_;
+};
+
+/// Keeps its position itself and passes every write on at once: an index entry has to be with the system before the
+/// next step anyway, so a buffer in between would only be copied into and flushed.
+class PosixBuffered final : public BufferedFile {
+  public:
+    explicit PosixBuffered(PosixFile file) : file_(std::move(file)) {}
+
+    std::size_t read(std::span<Byte> to) override {
+        ::ssize_t got = 0;
+        do {
+            got = ::pread(file_.descriptor(), to.data(), to.size(), position_);
+        } while (got < 0 && errno == EINTR);
+        return advance(got);
+    }
+
+    std::size_t write(std::span<const Byte> bytes) override {
+        ::ssize_t put = 0;
+        do {
+            put = ::pwrite(file_.descriptor(), bytes.data(), bytes.size(), position_);
+        } while (put < 0 && errno == EINTR);
+        return advance(put);
+    }
+
+    bool seek(std::uint64_t position) override {
+        position_ = static_cast<::off_t>(position);
+        return true;
+    }
+    [[nodiscard]] std::int64_t position() override { return position_; }
+    bool flush() override { return true; }
+
+  private:
+    std::size_t advance(::ssize_t count) {
+        if (count <= 0) return 0;
+        position_ += count;
+        return static_cast<std::size_t>(count);
+    }
+
+    PosixFile file_;
+    ::off_t position_ = 0;
+};
+
+bool is_regular(const std::string& path) {
+    struct ::stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+/// True when the path leads to something that is there and no regular file.
+bool is_special(const std::string& path) {
+    struct ::stat status {};
+    return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+}
+
+class PosixFileSystem final : public FileSystem {
+  public:
+    [[nodiscard]] std::unique_ptr<InputFile> open_input(const std::string& path) override {
+        if (!is_regular(path)) return nullptr;
+        // The path may lead elsewhere by now: no waiting for a FIFO's writer, and the descriptor is asked again.
+        PosixFile file = PosixFile::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+        struct ::stat status {};
+        if (!file || ::fstat(file.descriptor(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+        return std::make_unique<PosixInput>(std::move(file), static_cast<std::uint64_t>(status.st_size));
+    }
+
+    [[nodiscard]] std::unique_ptr<DataFile> create_data(const std::string& path) override {
+        PosixFile file = PosixFile::open(path, O_RDWR | O_CREAT | O_TRUNC, 0644);
+        return file ? std::make_unique<PosixData>(std::move(file)) : nullptr;
+    }
+
+    [[nodiscard]] std::unique_ptr<BufferedFile> create_buffered(const std::string& path) override {
+        PosixFile file = PosixFile::open(path, O_RDWR | O_CREAT | O_TRUNC, 0666);
+        return file ? std::make_unique<PosixBuffered>(std::move(file)) : nullptr;
+    }
+
+    bool remove_file(const std::string& path) override {
+        return !is_special(path) && ::unlink(path.c_str()) == 0;
+    }
+
+    [[nodiscard]] boost::system::error_code make_directory(const std::string& path, Existing enough) override {
+        namespace fs = boost::filesystem;
+        boost::system::error_code error;
+        const Path directory = path_of(path);
+        const fs::file_status status = fs::status(directory, error);
+        if (fs::is_directory(status)) return {};
+        if (fs::exists(status) && enough == Existing::kAnything) return {};
+        if (!fs::status_known(status)) return error;
+        fs::create_directories(directory, error);
+        return error;
+    }
+
+    [[nodiscard]] std::optional<std::string> read_whole(const std::string& path) override {
+        const auto file = open_input(path);
+        if (!file) return std::nullopt;
+        std::string content(file->size(), '\0');
+        if (file->read_at(0, bytes_of(content)) != content.size()) return std::nullopt;
+        return content;
+    }
+
+    bool replace_whole(const std::string& path, std::string_view content) override {
+        return replace_file(path, content);
+    }
+};
+
+}  // namespace
+
+FileSystem& system_files() {
+    static PosixFileSystem files;
+    return files;
+}
+
+}  // namespace platform

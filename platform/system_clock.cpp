@@ -1,0 +1,39 @@
+#include <thread>
+
+#include "platform/clock.h"
+
+namespace platform {
+namespace {
+
+class SystemClock final : public Clock {
+  public:
+    [[nodiscard]] Ticks now() const override {
+        using TickDuration = std::chrono::duration<Ticks, std::ratio<1, kTicksPerSecond>>;
+        const auto since_epoch = std::chrono::system_clock::now().time_since_epoch();
+        return std::chrono::duration_cast<TickDuration>(since_epoch).count();
+    }
+};
+
+class SystemWaits final : public Waits {
+  public:
+    void sleep(std::chrono::milliseconds duration) override { std::this_thread::sleep_for(duration); }
+
+    bool wait_for(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
+                  std::chrono::milliseconds duration, const std::function<bool()>& ready) override {
+        return condition.wait_for(lock, duration, ready);
+    }
+};
+
+}  // namespace
+
+const Clock& system_clock() {
+    static const SystemClock clock;
+    return clock;
+}
+
+Waits& system_waits() {
+    static SystemWaits waits;
+    return waits;
+}
+
+}  // namespace platform

@@ -1,0 +1,77 @@
+#pragma once
+
+// Layout of the index file: header, stream table, one entry per packet, then the spans. All integers are
+// little-endian. docs/recording-format.md shows the same tables with the reasons.
+
+#include <cstdint>
+
+#include "platform/bytes.h"
+#include "ps/stream_layout.h"
+
+template <std::size_t Size>
+using IndexRecordLayout = platform::Record<Size, std::endian::little>;
+
+/// At offset 0. Counts and first/last fields are only final after ps_close.
+struct PsiHeader : IndexRecordLayout<64> {
+    using Version = Field<std::uint32_t, 0>;
+    using HeaderSize = Field<std::uint32_t, 4>;
+    using StreamRecords = Field<std::uint32_t, 8>;
+    using EntrySize = Field<std::uint32_t, 12>;
+    using StreamRecordSize = Field<std::uint32_t, 16>;
+    using Entries = Field<std::uint32_t, 20>;
+    using FirstDate = Field<std::uint16_t, 24>;  // date16
+    using LastDate = Field<std::uint16_t, 26>;
+    using FirstTime = Field<std::uint32_t, 28>;  // ms since midnight
+    using LastTime = Field<std::uint32_t, 32>;
+    using SpanSize = Field<std::uint32_t, 36>;
+    using Spans = Field<std::uint32_t, 40>;
+};
+inline constexpr std::uint32_t kIndexVersion = 1;
+
+/// One slot's summary, at kStreamTableAt + slot * size.
+struct PsiStreamRecord : IndexRecordLayout<32> {
+    using Packets = Field<std::uint32_t, 0>;
+    using FirstEntry = Field<std::uint32_t, 4>;
+    using LastEntry = Field<std::uint32_t, 8>;
+    using FirstDate = Field<std::uint16_t, 12>;
+    using LastDate = Field<std::uint16_t, 14>;
+    using FirstTime = Field<std::uint32_t, 16>;
+    using LastTime = Field<std::uint32_t, 20>;
+    using FirstIndexByte = Field<std::uint8_t, 24>;
+    using Kinds = Field<std::uint8_t, 25>;  // OR of the packets' recording kind bits
+    using SecondIndexByte = Field<std::uint8_t, 26>;
+};
+
+/// One packet's entry, at kEntriesAt + i * size.
+struct PsiFrameEntry : IndexRecordLayout<32> {
+    using Slot = Field<std::uint8_t, 0>;
+    using Flags = Field<std::uint8_t, 2>;      // PesHeader::Flags
+    using Program = Field<std::uint8_t, 3>;    // PesHeader::Program
+    using SizeUnits = Field<std::uint16_t, 4>;  // packet size / 32, low 16 bits
+    using Date = Field<std::uint16_t, 6>;      // date16
+    using TimeOfDay = Field<std::uint32_t, 8>;  // ms since midnight
+    using Position = Field<std::uint32_t, 12>;  // (packet offset - kPacketsAt) / 32
+    using Previous = Field<std::uint32_t, 16>;  // entry of the same slot, kNoEntry for none
+    using Next = Field<std::uint32_t, 20>;
+    using KeyDistance = Field<std::uint16_t, 24>;  // packets since the slot's last key picture
+    using SizeHigh = Field<std::uint8_t, 26>;      // bit 16 of packet size / 32
+};
+inline constexpr std::uint32_t kNoEntry = 0xFFFFFFFF;
+
+/// A run of packets of one slot, one recording kind and one date without a gap above kSpanGap.
+struct PsiSpan : IndexRecordLayout<16> {
+    using Slot = Field<std::uint8_t, 0>;
+    using Kind = Field<std::uint8_t, 1>;
+    using FirstDate = Field<std::uint16_t, 4>;  // 0 never names a date: a span that is not open
+    using LastDate = Field<std::uint16_t, 6>;
+    using FirstTime = Field<std::uint32_t, 8>;
+    using LastTime = Field<std::uint32_t, 12>;
+};
+inline constexpr std::uint32_t kSpanGap = 1000;  // ms
+
+inline constexpr std::uint64_t kStreamTableAt = PsiHeader::size;
+inline constexpr std::uint64_t kEntriesAt = kStreamTableAt + std::uint64_t{kSlots} * PsiStreamRecord::size;
+static_assert(kEntriesAt == 1088);
+static_assert(PsiHeader::Spans::offset == 40 && PsiStreamRecord::SecondIndexByte::offset == 26);
+static_assert(PsiFrameEntry::SizeHigh::offset == 26);
+static_assert(PsiSpan::LastTime::offset + PsiSpan::LastTime::width == PsiSpan::size);
