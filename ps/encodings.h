@@ -25,7 +25,10 @@ void put_size22(std::span<platform::Byte, 3> to, std::uint32_t size) noexcept;
 [[nodiscard]] std::uint32_t get_size22(std::span<const platform::Byte, 3> from) noexcept;
 inline constexpr std::uint32_t kNoSize = 0xFFFFFFFF;
 
-/// The slot that a stream id stands for: Dx and Ex are 0 to 15, Cx are 16 to 31.
+/// Stream ids with one of these bits (Dx, Ex) are video, the others (Cx) audio.
+[[nodiscard]] constexpr bool is_video_id(std::uint8_t id) noexcept { return (id & 0x30U) != 0; }
+
+/// The slot that a stream id stands for: 0 to 15 for video, 16 to 31 for audio.
 [[nodiscard]] constexpr std::uint8_t slot_of_stream_id(std::uint8_t id) noexcept {
-    return static_cast<std::uint8_t>((id & 0x30U) != 0 ? id & 0x0FU : 16U + (id & 0x0FU));
+    return static_cast<std::uint8_t>(is_video_id(id) ? id & 0x0FU : 16U + (id & 0x0FU));
 }

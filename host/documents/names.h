@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "plugin/interfaces/log_level.h"
+
 namespace names {
 
 // Elements. The feature message's element and the status message's element differ in one letter's case.
@@ -66,8 +68,8 @@ inline constexpr std::int32_t kReleaseReservation = 3;  // Reservation Command
 inline constexpr std::int32_t kReserve = 4;
 inline constexpr std::int32_t kRetrievalDone = 3;  // RetrievalStatus
 inline constexpr std::int32_t kRetrievalFailed = 4;
-inline constexpr std::int32_t kInformation = 25;  // level
-inline constexpr std::int32_t kError = 75;
+inline constexpr std::int32_t kInformation = kLogInformation;  // level
+inline constexpr std::int32_t kError = kLogError;
 
 // Message classes of the host's callback.
 inline constexpr std::uint32_t kReservationClass = 4;  // reservations and status reports

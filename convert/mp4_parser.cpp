@@ -1,0 +1,214 @@
+#include "convert/mp4_parser.h"
+
+#include <cmath>
+#include <optional>
+#include <utility>
+
+#include "convert/clip_path.h"
+#include "mp4/box_walk.h"
+#include "platform/calendar.h"
+#include "plugin/interfaces/log_level.h"
+
+namespace norvane {
+namespace {
+
+constexpr std::chrono::milliseconds kRemovalWait{2000};
+
+constexpr std::uint32_t kVideoSlots = 16;
+constexpr std::uint8_t kVideoType = 0x85;
+constexpr std::uint8_t kAudioType = 0x90;
+constexpr std::uint8_t kVideoId = 0xD0;
+constexpr std::uint8_t kVideoIdWithCodec = 0xE0;
+constexpr std::uint8_t kAudioId = 0xC0;
+constexpr std::int32_t kPixelsPerUnit = 16;
+
+/// Longer ago or ahead than any calendar goes, and safely inside 64 bits.
+constexpr double kCalendarReach = 1e18;  // seconds
+
+PsStreamDesc describe_video(const ChannelRecord& channel, std::uint32_t slot) {
+    PsStreamDesc stream;
+    stream.type = static_cast<std::uint8_t>(kVideoType + (channel.codec & 0xFFU));
+    stream.id = static_cast<std::uint8_t>((channel.codec != 0 ? kVideoIdWithCodec : kVideoId) + slot);
+    stream.width = static_cast<std::uint8_t>(channel.width / kPixelsPerUnit);
+    stream.height = static_cast<std::uint8_t>(channel.height / kPixelsPerUnit);
+    return stream;
+}
+
+PsStreamDesc describe_audio(const ChannelRecord& channel, std::uint32_t slot) {
+    PsStreamDesc stream;
+    stream.type = static_cast<std::uint8_t>(kAudioType + (channel.codec & 0xFFU));
+    stream.id = static_cast<std::uint8_t>(kAudioId + (slot - kVideoSlots));
+    stream.value_a = channel.value_a;
+    stream.value_b = channel.value_b;
+    return stream;
+}
+
+/// Fills the frame's calendar fields in UTC; false when the calendar cannot name that instant.
+bool set_time(PsFrame& frame, double time) {
+    if (!(std::abs(time) < kCalendarReach)) return false;  // also for what is no number
+    double whole = 0;
+    const double fraction = std::modf(time, &whole);
+    const auto utc = platform::utc_time(static_cast<std::int64_t>(whole));
+    if (!utc) return false;
+    frame.year = static_cast<std::uint16_t>(utc->year);
+    frame.month = static_cast<std::uint16_t>(utc->month);
+    frame.day = static_cast<std::uint16_t>(utc->day);
+    frame.hour = utc->hour;
+    frame.minute = utc->minute;
+    frame.second = utc->second;
+    frame.millisecond = static_cast<std::uint32_t>(fraction * 1000);
+    return true;
+}
+
+}  // namespace
+
+Mp4Parser::Mp4Parser(const StreamRecord& request, ConversionContext context)
+    : writer_(std::make_unique<PsWriter>()),
+      request_(request),
+      context_(std::move(context)),
+      time_base_(time_base(request)),
+      clip_id_(clip_id(request)) {
+    ps_writer_init(*writer_);
+}
+
+Mp4Parser::~Mp4Parser() { ps_writer_destroy(*writer_); }
+
+std::int32_t Mp4Parser::parse_container() {
+    const std::int32_t result = convert_clip();
+    delete_source_file();
+    return result;
+}
+
+/// Everything but the source clip's end; the clip is closed when this returns.
+std::int32_t Mp4Parser::convert_clip() {
+    const auto clip = context_.files.open_input(request_.sourceFile);
+    if (check_file_format(clip.get())) {
+        log_message(kLogError, "Unsupported file format - " + request_.sourceFile + ".\n");
+        return kNotConverted;
+    }
+    log_message(kLogInformation, "Parsing mp4 container - " + request_.sourceFile + ".\n");
+    BoxReader in(clip.get());
+    tracks_ = gather_tracks(
+        in, [this](const std::string& type) { log_message(kLogInformation, "Unknown box type : " + type + "\n"); });
+    in.clear();
+    if (tracks_.empty()) {
+        log_message(kLogError, "No sample tables found in mp4 container.\n");
+        return kNotConverted;
+    }
+    return process_stream(in);
+}
+
+bool Mp4Parser::check_file_format(platform::InputFile* clip) {
+    if (clip == nullptr) return false;
+    BoxReader in(clip);
+    return !is_mp4(in);
+}
+
+std::int32_t Mp4Parser::process_stream(BoxReader& in) {
+    init_channel_sample_tables(request_.inputName);
+    const std::string path = build_ps_path();
+    if (open_ps_file(path) != kPsOk) {
+        log_message(kLogError, "Error opening ps file - " + path + " for write\n.");
+        return kNotConverted;
+    }
+    return convert_tracks(in);
+}
+
+std::int32_t Mp4Parser::convert_tracks(BoxReader& in) {
+    const double duration = frame_duration(tracks_.front());
+    log_message(kLogInformation, "Processing mp4 container stream - " + request_.sourceFile + ".\n");
+    const FrameSink sink = [this](const Frame& frame) {
+        return write_frame(frame.key_frame, frame.group_counter, static_cast<std::int64_t>(frame.bytes.size()),
+                           frame.time, frame.bytes);
+    };
+    for (const SampleTables& track : tracks_) {
+        if (!track.complete()) {
+            log_message(kLogError, "Did not receive mandatory sample tables. Aborting parsing of mp4 container.\n");
+            return kBadTables;
+        }
+        if (track.sample_descriptions.front().format == kMp4a) continue;
+        switch (convert_track(track, in, static_cast<double>(time_base_), duration, sink)) {
+            case TrackEnd::kDone: break;
+            case TrackEnd::kBadFrame:
+                log_message(kLogError, "Bad frame size. Aborting parsing of mp4 container.\n");
+                return kBadTables;
+            case TrackEnd::kSinkFailed:
+                log_message(kLogError, "Error occured while writing frame to ps file - " + ps_path_ + ".\n");
+                return kNotConverted;
+        }
+    }
+    return kConverted;
+}
+
+void Mp4Parser::init_channel_sample_tables(const std::string& input_name) {
+    if (tracks_.empty()) {
+        log_message(kLogError, "Unable to initialize channel sample tables is empty.\n");
+        return;
+    }
+    const auto& descriptions = tracks_.front().sample_descriptions;
+    const StsdEntry first = descriptions.empty() ? StsdEntry{} : descriptions.front();
+    for (ChannelRecord& channel : channels_) {
+        channel = {.width = first.width, .height = first.height, .name = input_name};
+    }
+}
+
+std::string Mp4Parser::build_ps_path() {
+    const ClipPath path = clip_path(request_.outputDirectory, time_base_, clip_id_);
+    directory_ready_ = !context_.files.make_directory(path.directory, platform::FileSystem::Existing::kDirectory);
+    ps_path_ = path.whole();
+    return ps_path_;
+}
+
+PsStreamDescs Mp4Parser::stream_descriptions() const {
+    PsStreamDescs streams;
+    for (std::uint32_t slot = 0; slot < kSlots; ++slot) {
+        const ChannelRecord& channel = channels_[slot];
+        streams[slot] = slot < kVideoSlots ? describe_video(channel, slot) : describe_audio(channel, slot);
+        streams[slot].first_index_byte = channel.first_index_byte;
+        streams[slot].second_index_byte = channel.second_index_byte;
+        streams[slot].name = channel.name;
+    }
+    return streams;
+}
+
+bool Mp4Parser::open_pair() {
+    ps_close(*writer_);
+    if (!directory_ready_) return false;
+    writer_->data = context_.files.create_data(ps_path_);
+    if (writer_->data == nullptr) return false;
+    writer_->index = context_.files.create_buffered(ps_path_ + "i");
+    return writer_->index != nullptr;
+}
+
+std::int32_t Mp4Parser::open_ps_file(const std::string& path) {
+    if (!open_pair()) {
+        ps_close(*writer_);
+        return kPsNotOpened;
+    }
+    writer_->open_flag = true;
+    PsProgramInfo program;
+    program.code[0] = request_.flags2;
+    const std::int32_t result = ps_open(*writer_, program, stream_descriptions());
+    if (result == kPsOk) log_message(kLogInformation, "Opened (and PSI) " + path + ".\n");
+    return result;
+}
+
+bool Mp4Parser::write_frame(bool key_frame, std::uint16_t /*group_counter*/, std::int64_t length, double time,
+                            std::span<const platform::Byte> buffer) {
+    PsFrame frame;
+    frame.picture_type = key_frame ? kKeyPicture : kOtherPicture;
+    frame.recording_kind = request_.flags;
+    frame.payload = buffer.first(static_cast<std::uint32_t>(length));
+    return set_time(frame, time) && ps_write_frame(*writer_, frame) == kPsOk;
+}
+
+void Mp4Parser::log_message(std::int32_t level, const std::string& text) { context_.log(level, text); }
+
+void Mp4Parser::delete_source_file() {
+    if (context_.files.remove_file(request_.sourceFile)) return;
+    log_message(kLogError, "Error deleting file - " + request_.sourceFile + ". Attempting to delete again.\n");
+    context_.waits.sleep(kRemovalWait);
+    (void)context_.files.remove_file(request_.sourceFile);
+}
+
+}  // namespace norvane

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "engine/sequence.h"
+#include "plugin/interfaces/records.h"
+
+namespace norvane {
+
+/// The operations still to be done, in the order they were created, and the connected devices that they wait for.
+/// Both stand together because of the one question that joins them: which operation can start?
+class Agenda {
+    struct ByGuid {
+        Guid operator()(const Operation& operation) const { return operation.guid; }
+    };
+    struct ByDevice {
+        DeviceKey operator()(const Operation& operation) const { return operation.device; }
+    };
+    struct Itself {
+        DeviceKey operator()(const DeviceKey& device) const { return device; }
+    };
+    using Operations = Sequence<Operation, ByGuid, ByDevice>;
+
+  public:
+    using Place = Operations::Place;
+
+    /// Adds one entry for the device, whether or not there is one already: each report of a channel counts.
+    void connect(const DeviceKey& device);
+    /// Removes the device's first entry; false when there is none.
+    bool disconnect(const DeviceKey& device);
+    /// Every entry in the order of the reports, repeats included.
+    [[nodiscard]] std::vector<DeviceKey> connected_devices() const;
+
+    [[nodiscard]] bool empty() const noexcept { return operations_.empty(); }
+    /// The current operation: the first one, even when a later one is being worked on. Not for an empty agenda.
+    [[nodiscard]] const Operation& current() const { return operations_.front(); }
+
+    void append(const Operation& operation);
+    void remove(Place place);
+    /// Device and GUID of what it returns must not be changed.
+    [[nodiscard]] Operation& at(Place place) { return operations_.at(place); }
+
+    [[nodiscard]] std::optional<Place> find(const Guid& guid) const { return operations_.first<ByGuid>(guid); }
+    [[nodiscard]] std::optional<Place> find(const DeviceKey& device) const {
+        return operations_.first<ByDevice>(device);
+    }
+    /// The first operation whose device is connected.
+    [[nodiscard]] std::optional<Place> first_startable() const;
+
+    [[nodiscard]] std::vector<Operation> operations() const;
+
+  private:
+    void refresh(const DeviceKey& device);
+
+    Operations operations_;
+    Sequence<DeviceKey, Itself> connected_;
+    // The first operation of every connected device that has one, by device and in order.
+    std::map<DeviceKey, Place> startable_of_;
+    std::set<Place> startable_;
+};
+
+}  // namespace norvane

@@ -1,0 +1,37 @@
+#pragma once
+
+// The texts that the engine logs. Their spelling is what hosts and their operators search for: it stays as it is.
+
+#include <string>
+
+#include "plugin/interfaces/records.h"
+
+namespace norvane {
+
+/// "2018-06-01T10:00:00Z"; the plain signed number of seconds for an instant before 1970.
+[[nodiscard]] std::string FormatUtcTime(Ticks instant);
+
+namespace log_lines {
+
+inline constexpr const char* kLoading = "NorVane - reading saved state and loading.";
+inline constexpr const char* kUnloading = "NorVane - saving state and unloading.";
+inline constexpr const char* kStarting = "NorVane - operation starting.";
+inline constexpr const char* kAllDone = "NorVane - all operations completed successfully.";
+inline constexpr const char* kUnknownDone = "NorVane - done signal for unknown operation.";
+inline constexpr const char* kUnknownFailed = "NorVane - operation failed received for unknown operation.";
+
+[[nodiscard]] std::string load_failed(const char* reason);
+[[nodiscard]] std::string save_failed(const char* reason);
+[[nodiscard]] std::string creating(const Operation& operation);
+[[nodiscard]] std::string disconnect_during(const Operation& operation, bool is_current);
+[[nodiscard]] std::string requesting_storage_info(const Operation& operation);
+[[nodiscard]] std::string requesting_reservation(const Operation& operation, std::uint32_t gigabytes);
+[[nodiscard]] std::string requesting_recordings(const Operation& operation);
+[[nodiscard]] std::string completed(const Operation& operation);
+[[nodiscard]] std::string failed(const Operation& operation, std::int32_t error_code);
+[[nodiscard]] std::string retry_limit(const Operation& operation);
+[[nodiscard]] std::string not_found(const Guid& guid);
+[[nodiscard]] std::string not_found_for_reservation(const Guid& guid);
+
+}  // namespace log_lines
+}  // namespace norvane

@@ -1,0 +1,129 @@
+#include "engine/nor_vane.h"
+
+#include <exception>
+#include <vector>
+
+#include "engine/log_lines.h"
+
+namespace norvane {
+namespace {
+
+/// A loss counts from this long before it was reported: the last moments before it are rarely recorded whole.
+constexpr Ticks kLossMargin = 10 * platform::kTicksPerSecond;
+
+DeviceKey device_key(std::int32_t devices_id, std::int32_t device_number) {
+    return {static_cast<std::uint32_t>(devices_id), static_cast<std::uint32_t>(device_number)};
+}
+
+/// Records of a shutdown and those of a removed device know no channel: they stand for channel 0.
+ChannelKey channel_zero(const DeviceKey& device) {
+    return {.device_number = device.number, .devices_id = device.devices_id};
+}
+
+}  // namespace
+
+CNorVane::CNorVane(ITalServer& server, IPersistentStore& store, const platform::Clock& clock)
+    : server_(server), store_(store), clock_(clock) {
+    server_.LogInfo(log_lines::kLoading);
+    try {
+        load_state();
+    } catch (const std::exception& error) {
+        log_error(log_lines::load_failed(error.what()));
+    }
+}
+
+CNorVane::~CNorVane() {
+    try {
+        server_.LogInfo(log_lines::kUnloading);
+        save_state();
+    } catch (...) {  // only memory can be short here, and then there is nobody left to tell
+    }
+}
+
+/// The file is emptied once it has been read: it holds the lists only from an orderly end to the next start.
+void CNorVane::load_state() {
+    std::vector<DisconnectRecord> records;
+    std::vector<Operation> operations;
+    const auto take_over = [&] {
+        for (const DisconnectRecord& record : records) disconnects_.append(record);
+        for (const Operation& operation : operations) agenda_.append(operation);
+    };
+    try {
+        store_.LoadState(records, operations);
+    } catch (const std::exception&) {
+        take_over();  // what was read before the fault counts
+        throw;
+    }
+    take_over();
+    std::vector<DisconnectRecord> none;
+    store_.SaveState(none, {});
+}
+
+/// A channel that is connected now counts as lost from now on.
+void CNorVane::save_state() {
+    const Ticks now = store_.CurrentTime();
+    std::vector<DisconnectRecord> records;
+    for (const auto& [place, record] : disconnects_) records.push_back(record);
+    for (const DeviceKey& device : agenda_.connected_devices()) records.push_back({now, channel_zero(device)});
+    try {
+        store_.SaveState(records, agenda_.operations());
+    } catch (const std::exception& error) {
+        log_error(log_lines::save_failed(error.what()));
+    }
+}
+
+void CNorVane::OnDeviceSupported(std::int32_t devices_id, std::int32_t device_number) {
+    supported_.insert(device_key(devices_id, device_number));
+}
+
+void CNorVane::OnChannelState(const ChannelKey* channel, std::int32_t state, const void* /*unused*/, Ticks time) {
+    if (!supported_.contains(channel->device())) return;
+    if (const auto lost = disconnects_.first<ByChannel>(*channel)) {
+        // A second loss of a lost channel keeps the first one's time.
+        if (state == kConnected) channel_returned(*lost, time);
+    } else if (state == kDisconnected) {
+        channel_lost(*channel, time);
+    } else if (state == kConnected) {
+        agenda_.connect(channel->device());
+    }
+}
+
+void CNorVane::channel_returned(Sequence<DisconnectRecord, ByChannel>::Place lost, Ticks time) {
+    if (agenda_.empty()) {
+        server_.LogInfo(log_lines::kStarting);
+        server_.ReportStarted(clock_.now());
+    }
+    const DisconnectRecord record = disconnects_.at(lost);
+    const Operation operation{.device = record.channel.device(),
+                              .guid = server_.GenerateGuid(),
+                              .start_time = record.time,
+                              .end_time = time};
+    log_info(log_lines::creating(operation));
+    agenda_.append(operation);
+    disconnects_.remove(lost);
+    agenda_.connect(operation.device);
+    if (idle_) StartNextOperation();
+}
+
+/// The operation that was under way stays where it is; the channel's return will find it in front of its own.
+void CNorVane::channel_lost(const ChannelKey& channel, Ticks time) {
+    const auto interrupted = agenda_.find(channel.device());
+    bool is_current = false;
+    if (interrupted) {
+        const Operation& operation = agenda_.at(*interrupted);
+        is_current = operation.guid == agenda_.current().guid;
+        log_info(log_lines::disconnect_during(operation, is_current));
+    }
+    agenda_.disconnect(channel.device());
+    disconnects_.append({time - kLossMargin, channel});
+    if (is_current) StartNextOperation();
+}
+
+void CNorVane::OnDeviceRemoved(std::int32_t devices_id, std::int32_t device_number) {
+    const DeviceKey device = device_key(devices_id, device_number);
+    supported_.erase(device);
+    if (agenda_.disconnect(device)) return;
+    if (const auto lost = disconnects_.first<ByChannel>(channel_zero(device))) disconnects_.remove(*lost);
+}
+
+}  // namespace norvane

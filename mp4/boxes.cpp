@@ -1,0 +1,153 @@
+#include "mp4/boxes.h"
+
+#include <algorithm>
+
+namespace {
+
+/// Where the payload ends, as far as a file can reach.
+std::uint64_t end_of_box(const BoxReader& in, std::uint64_t payload) {
+    return payload > in.left() ? in.position() + in.left() : in.position() + payload;
+}
+
+/// How many whole entries stand between the position and the end. The count is only the file's claim.
+std::uint64_t entries_that_fit(const BoxReader& in, std::uint32_t count, std::uint64_t end, std::uint64_t entry_size) {
+    const std::uint64_t room = end > in.position() ? end - in.position() : 0;
+    return std::min<std::uint64_t>(count, room / entry_size);
+}
+
+/// Reads as many of the claimed entries as stand whole before the end; read_entry reads one of entry_size bytes.
+template <typename Entry, typename ReadEntry>
+void read_entries(BoxReader& in, std::uint32_t claimed, std::uint64_t end, std::uint64_t entry_size,
+                  std::vector<Entry>& table, ReadEntry read_entry) {
+    const std::uint64_t count = entries_that_fit(in, claimed, end, entry_size);
+    table.reserve(count);
+    for (std::uint64_t i = 0; i < count; ++i) {
+        const Entry entry = read_entry();
+        if (!in.ok()) return;
+        table.push_back(entry);
+    }
+}
+
+/// The boxes that are nothing but a count and its entries.
+template <typename Entry, typename ReadEntry>
+std::uint64_t read_table(BoxReader& in, std::uint64_t payload, std::uint64_t entry_size, std::vector<Entry>& table,
+                         ReadEntry read_entry) {
+    if (payload == 0) return 0;
+    const std::uint64_t start = in.position();
+    const std::uint64_t end = end_of_box(in, payload);
+    in.skip(4);  // version, flags
+    read_entries(in, in.u32(), end, entry_size, table, read_entry);
+    return in.position() - start;
+}
+
+}  // namespace
+
+std::uint64_t MvhdBox::parse(BoxReader& in, std::uint64_t payload) {
+    if (payload == 0) return 0;
+    const std::uint64_t start = in.position();
+    const std::uint8_t version = in.u8();
+    in.skip(3);  // flags
+    MvhdEntry entry;
+    if (version == 1) {
+        entry.creation_time = in.u64();
+        entry.modification_time = in.u64();
+        entry.timescale = in.u32();
+        entry.duration = in.u64();
+    } else {
+        entry.creation_time = in.u32();
+        entry.modification_time = in.u32();
+        entry.timescale = in.u32();
+        entry.duration = in.u32();
+    }
+    table.push_back(entry);
+    return in.position() - start;
+}
+
+std::uint64_t SttsBox::parse(BoxReader& in, std::uint64_t payload) {
+    return read_table(in, payload, 8, table, [&in] { return SttsEntry{in.u32(), in.u32()}; });
+}
+
+std::uint64_t StscBox::parse(BoxReader& in, std::uint64_t payload) {
+    return read_table(in, payload, 12, table, [&in] { return StscEntry{in.u32(), in.u32(), in.u32()}; });
+}
+
+std::uint64_t NumbersBox::parse(BoxReader& in, std::uint64_t payload) {
+    return read_table(in, payload, 4, table, [&in] { return in.u32(); });
+}
+
+std::uint64_t StszBox::parse(BoxReader& in, std::uint64_t payload) {
+    if (payload == 0) return 0;
+    const std::uint64_t start = in.position();
+    const std::uint64_t end = end_of_box(in, payload);
+    in.skip(4);  // version, flags
+    const std::uint32_t size_of_all = in.u32();
+    const std::uint32_t claimed = in.u32();
+    if (size_of_all != 0) {
+        table = SampleSizes(size_of_all, claimed);
+        return in.position() - start;
+    }
+    std::vector<std::uint32_t> sizes;
+    read_entries(in, claimed, end, 4, sizes, [&in] { return in.u32(); });
+    table = SampleSizes(std::move(sizes));
+    return in.position() - start;
+}
+
+namespace {
+
+/// The AVC configuration box behind an "avc1" entry's fixed part.
+void read_avc_configuration(BoxReader& in, StsdEntry& entry) {
+    entry.configuration_size = in.u32();
+    entry.configuration_type = in.u32();
+    entry.configuration_version = in.u8();
+    entry.profile_indication = in.u8();
+    entry.profile_compatibility = in.u8();
+    entry.level_indication = in.u8();
+    entry.nal_length_size_minus_one = in.u8() & 0x03;  // behind 6 reserved bits
+    entry.sequence_parameter_sets = in.u8() & 0x1F;    // behind 3 reserved bits
+    entry.sequence_parameter_set_length = in.u16();
+    in.skip(entry.sequence_parameter_set_length);
+    entry.picture_parameter_sets = in.u8();
+    entry.picture_parameter_set_length = in.u16();
+    in.skip(entry.picture_parameter_set_length);
+}
+
+StsdEntry read_sample_entry(BoxReader& in) {
+    StsdEntry entry;
+    entry.size = in.u32();
+    entry.format = in.u32();
+    in.skip(6);  // reserved
+    entry.data_reference_index = in.u16();
+    entry.pre_defined = in.u16();
+    entry.reserved = in.u16();
+    for (std::uint32_t& word : entry.pre_defined_words) word = in.u32();
+    entry.width = in.u16();
+    entry.height = in.u16();
+    entry.horizontal_resolution = in.u32();
+    entry.vertical_resolution = in.u32();
+    entry.reserved_word = in.u32();
+    entry.frame_count = in.u16();
+    in.read(entry.compressor_name_head);
+    in.skip(24 + 2 + 2);  // rest of the compressor name, depth, pre_defined
+    if (entry.format == kAvc1) read_avc_configuration(in, entry);
+    return entry;
+}
+
+}  // namespace
+
+/// The first entry counts even where it runs past its box or the file: audio entries are often shorter than what is
+/// read of them. A further one counts only if it begins inside the box and is there whole.
+std::uint64_t StsdBox::parse(BoxReader& in, std::uint64_t payload) {
+    if (payload == 0) return 0;
+    const std::uint64_t start = in.position();
+    const std::uint64_t end = end_of_box(in, payload);
+    in.skip(4);  // version, flags
+    const std::uint32_t count = in.u32();
+    if (count == 0) return in.position() - start;
+    table.push_back(read_sample_entry(in));
+    for (std::uint32_t i = 1; i < count && in.position() < end; ++i) {
+        const StsdEntry entry = read_sample_entry(in);
+        if (!in.ok()) break;
+        table.push_back(entry);
+    }
+    return in.position() - start;
+}

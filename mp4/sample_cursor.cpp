@@ -1,0 +1,60 @@
+#include "mp4/sample_cursor.h"
+
+#include <algorithm>
+
+namespace {
+
+std::vector<std::uint32_t> sorted(std::vector<std::uint32_t> numbers) {
+    std::ranges::sort(numbers);
+    const auto repeats = std::ranges::unique(numbers);
+    numbers.erase(repeats.begin(), repeats.end());
+    return numbers;
+}
+
+std::vector<std::uint32_t> first_chunks(const std::vector<StscEntry>& entries) {
+    std::vector<std::uint32_t> numbers;
+    numbers.reserve(entries.size());
+    for (const StscEntry& entry : entries) numbers.push_back(entry.first_chunk);
+    return sorted(std::move(numbers));
+}
+
+}  // namespace
+
+SampleCursor::SampleCursor(const SampleTables& track)
+    : track_(track),
+      first_chunks_(first_chunks(track.sample_to_chunk)),
+      sync_samples_(sorted(track.sync_samples)),
+      chunk_number_(track.sample_to_chunk.front().first_chunk) {}
+
+std::optional<Sample> SampleCursor::next() {
+    if (next_sample_ >= track_.sample_sizes.size()) return std::nullopt;
+    if (in_chunk_ == 0 && !enter_chunk()) return std::nullopt;
+    Sample sample{.size = track_.sample_sizes.at(next_sample_), .key_frame = is_sync_sample(), .chunk_offset = {}};
+    if (in_chunk_ == 0) sample.chunk_offset = track_.chunk_offsets[next_chunk_];
+    ++next_sample_;
+    ++in_chunk_;
+    if (in_chunk_ == track_.sample_to_chunk[entry_].samples_per_chunk) leave_chunk();
+    return sample;
+}
+
+/// False when no chunk with samples is left. An entry of 0 samples a chunk is never left: its chunks yield nothing
+/// and so never advance the chunk number.
+bool SampleCursor::enter_chunk() {
+    return next_chunk_ < track_.chunk_offsets.size() && track_.sample_to_chunk[entry_].samples_per_chunk != 0;
+}
+
+void SampleCursor::leave_chunk() {
+    in_chunk_ = 0;
+    ++next_chunk_;
+    ++chunk_number_;
+    const bool begins_entry = std::ranges::binary_search(first_chunks_, chunk_number_);
+    if (begins_entry && entry_ + 1 < track_.sample_to_chunk.size()) ++entry_;
+}
+
+/// Sample numbers only grow, so the sync samples are walked beside them.
+bool SampleCursor::is_sync_sample() {
+    if (sync_samples_.empty()) return true;
+    const std::uint64_t number = next_sample_ + 1;
+    while (next_sync_ < sync_samples_.size() && sync_samples_[next_sync_] < number) ++next_sync_;
+    return next_sync_ < sync_samples_.size() && sync_samples_[next_sync_] == number;
+}

@@ -1,0 +1,96 @@
+#pragma once
+
+// The tables of one track, as its boxes give them. ISO/IEC 14496-12, 8.2.2, 8.5.2, 8.6.1.2, 8.6.2, 8.7.3 to 8.7.5.
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "mp4/box_types.h"
+#include "platform/bytes.h"
+
+/// Movie header. Times are in seconds as stored, the duration in units of the time scale.
+struct MvhdEntry {
+    std::uint64_t creation_time = 0;
+    std::uint64_t modification_time = 0;
+    std::uint64_t duration = 0;
+    std::uint32_t timescale = 0;
+};
+
+struct SttsEntry {
+    std::uint32_t sample_count = 0;
+    std::uint32_t sample_delta = 0;
+};
+
+struct StscEntry {
+    std::uint32_t first_chunk = 0;
+    std::uint32_t samples_per_chunk = 0;
+    std::uint32_t sample_description_index = 0;
+};
+
+/// One sample description, read with the layout of a visual sample entry whatever its format is. The configuration
+/// fields stay zero for any format but "avc1".
+struct StsdEntry {
+    std::uint32_t size = 0;
+    BoxType format = 0;
+    std::uint16_t data_reference_index = 0;
+    std::uint16_t pre_defined = 0;
+    std::uint16_t reserved = 0;
+    std::array<std::uint32_t, 3> pre_defined_words{};
+    std::uint16_t width = 0;   // pixels
+    std::uint16_t height = 0;  // pixels
+    std::uint32_t horizontal_resolution = 0;  // 16.16 pixels an inch
+    std::uint32_t vertical_resolution = 0;
+    std::uint32_t reserved_word = 0;
+    std::uint16_t frame_count = 0;  // frames a sample
+    std::array<platform::Byte, 8> compressor_name_head{};
+    std::uint32_t configuration_size = 0;
+    BoxType configuration_type = 0;
+    std::uint8_t configuration_version = 0;
+    std::uint8_t profile_indication = 0;
+    std::uint8_t profile_compatibility = 0;
+    std::uint8_t level_indication = 0;
+    std::uint8_t nal_length_size_minus_one = 0;
+    std::uint8_t sequence_parameter_sets = 0;
+    std::uint16_t sequence_parameter_set_length = 0;
+    std::uint8_t picture_parameter_sets = 0;
+    std::uint16_t picture_parameter_set_length = 0;
+};
+
+/// Sizes in bytes of a track's samples in decoding order: a table, or one size for all of them.
+class SampleSizes {
+  public:
+    SampleSizes() = default;
+    explicit SampleSizes(std::vector<std::uint32_t> sizes) : sizes_(std::move(sizes)) {}
+    SampleSizes(std::uint32_t size_of_all, std::uint32_t count) : size_of_all_(size_of_all), count_of_all_(count) {}
+
+    [[nodiscard]] bool empty() const noexcept { return size() == 0; }
+    [[nodiscard]] std::uint64_t size() const noexcept { return sizes_.empty() ? count_of_all_ : sizes_.size(); }
+    [[nodiscard]] std::uint32_t at(std::uint64_t index) const { return sizes_.empty() ? size_of_all_ : sizes_[index]; }
+    [[nodiscard]] std::uint32_t largest() const {
+        return sizes_.empty() ? size_of_all_ : *std::max_element(sizes_.begin(), sizes_.end());
+    }
+
+  private:
+    std::vector<std::uint32_t> sizes_;
+    std::uint32_t size_of_all_ = 0;
+    std::uint32_t count_of_all_ = 0;
+};
+
+/// A record is complete when its first five tables are all non-empty; sync samples and movie header are optional.
+struct SampleTables {
+    std::vector<std::uint32_t> chunk_offsets;  // bytes from the start of the file
+    SampleSizes sample_sizes;
+    std::vector<StscEntry> sample_to_chunk;
+    std::vector<SttsEntry> time_to_sample;
+    std::vector<StsdEntry> sample_descriptions;
+    std::vector<std::uint32_t> sync_samples;  // numbers from 1; an empty table makes every sample one
+    std::vector<MvhdEntry> movie_headers;
+
+    [[nodiscard]] bool complete() const noexcept {
+        return !chunk_offsets.empty() && !sample_sizes.empty() && !sample_to_chunk.empty() &&
+               !time_to_sample.empty() && !sample_descriptions.empty();
+    }
+};

@@ -1,0 +1,17 @@
+#include "plugin/host_buffer.h"
+
+#include <string>
+
+#include "host/documents/names.h"
+#include "plugin/send_to_host.h"
+
+void ReleaseHostBuffer(const char* text) noexcept {
+    try {
+        const ReleaseOutcome outcome = RequestRelease(text);
+        if (outcome.returned == 0 && outcome.result == 0) return;
+        LogToHost(names::kInformation, ("Decrement reference event returned : " + std::to_string(outcome.returned) +
+                                        " error : " + std::to_string(outcome.result) + "\n")
+                                           .c_str());
+    } catch (...) {  // the request itself needs no memory: only the log line can be lost
+    }
+}

@@ -1,0 +1,54 @@
+#pragma once
+
+// The records that the worker's components pass to each other.
+
+#include <boost/uuid/uuid.hpp>
+#include <compare>
+#include <cstdint>
+
+#include "platform/clock.h"
+
+namespace norvane {
+
+using platform::Ticks;
+using Guid = boost::uuids::uuid;
+
+/// One device of the host.
+struct DeviceKey {
+    std::uint32_t devices_id = 0;  // ID of the Devices element that lists the device
+    std::uint32_t number = 0;
+
+    friend auto operator<=>(const DeviceKey&, const DeviceKey&) = default;
+};
+
+/// One channel of a device. Two keys are equal when all four words are.
+struct ChannelKey {
+    std::uint32_t channel = 0;   // 0xFFFFFFFF when the host named none
+    std::uint32_t reserved = 0;  // always 0
+    std::uint32_t device_number = 0;
+    std::uint32_t devices_id = 0;
+
+    [[nodiscard]] DeviceKey device() const noexcept { return {devices_id, device_number}; }
+    friend auto operator<=>(const ChannelKey&, const ChannelKey&) = default;
+};
+
+/// A channel that has been lost and has not come back yet.
+struct DisconnectRecord {
+    Ticks time = 0;  // start of the gap
+    ChannelKey channel;
+
+    friend bool operator==(const DisconnectRecord&, const DisconnectRecord&) = default;
+};
+
+/// The instruction to fetch a device's own recordings of an interval.
+struct Operation {
+    DeviceKey device;
+    Guid guid{};
+    Ticks start_time = 0;  // moves forward when a failed retrieval is retried
+    Ticks end_time = 0;
+    std::int32_t attempts = 0;
+
+    friend bool operator==(const Operation&, const Operation&) = default;
+};
+
+}  // namespace norvane

@@ -1,0 +1,156 @@
+#include "plugin/module_context.h"
+
+#include <tinyxml2.h>
+
+#include <chrono>
+#include <utility>
+
+#include "host/documents/names.h"
+#include "host/documents/outgoing.h"
+#include "plugin/send_to_host.h"
+#include "plugin/sync_layer.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds kIdleSleep{1000};
+constexpr std::chrono::milliseconds kFailureSleep{100};
+
+/// Not destroyed when the process ends: by then the host's callback, which a worker's end would call, may be gone.
+template <typename T>
+union NeverDestroyed {
+    constexpr NeverDestroyed() : value() {}
+    NeverDestroyed(const NeverDestroyed&) = delete;
+    NeverDestroyed& operator=(const NeverDestroyed&) = delete;
+    ~NeverDestroyed() {}  // NOLINT(modernize-use-equals-default): a defaulted one would be deleted
+    T value;
+};
+
+constinit std::mutex current_mutex;
+constinit NeverDestroyed<std::shared_ptr<ModuleContext>> current;
+
+void send_start_up_messages() {
+    tinyxml2::XMLDocument registration;
+    documents::fill_registration(registration);
+    SendToHost(registration, names::kDeviceClass);
+    tinyxml2::XMLDocument features;
+    documents::fill_features(features);
+    SendToHost(features, names::kDeviceClass);
+}
+
+/// Puts another context, or none, in the current one's place.
+std::shared_ptr<ModuleContext> exchange_current(std::shared_ptr<ModuleContext> next) {
+    const std::lock_guard lock(current_mutex);
+    return std::exchange(current.value, std::move(next));
+}
+
+}  // namespace
+
+void ModuleContext::open() {
+    {
+        const std::lock_guard lock(mutex_);
+        if (sync_layer_ != nullptr || opening_) return;
+        opening_ = true;
+    }
+    std::shared_ptr<SyncLayer> worker;
+    try {
+        worker = std::make_shared<SyncLayer>(system_);
+    } catch (...) {
+        const std::lock_guard lock(mutex_);
+        opening_ = false;
+        throw;
+    }
+    {
+        const std::lock_guard lock(mutex_);
+        sync_layer_ = std::move(worker);
+        opening_ = false;
+    }
+    try {
+        send_start_up_messages();
+    } catch (...) {
+        if (const auto half_made = take_worker()) half_made->stop();
+        throw;
+    }
+    opened_ = true;
+}
+
+void ModuleContext::close() {
+    std::shared_ptr<SyncLayer> worker;
+    {
+        const std::lock_guard lock(mutex_);
+        running_ = false;
+        opened_ = false;
+        worker = sync_layer_;
+    }
+    if (worker != nullptr) worker->stop();
+    {
+        std::unique_lock lock(mutex_);
+        if (loop_thread_ != std::this_thread::get_id()) {
+            stopped_condition_.wait(lock, [this] { return stopped_; });
+        }
+    }
+    take_worker();
+}
+
+bool ModuleContext::append(const StreamRecord& record) {
+    const std::lock_guard lock(mutex_);
+    return sync_layer_ != nullptr && sync_layer_->append(record);
+}
+
+bool ModuleContext::main_loop_runs() {
+    const std::lock_guard lock(mutex_);
+    return !stopped_;
+}
+
+void ModuleContext::run_main_loop() {
+    {
+        const std::lock_guard lock(mutex_);
+        if (!running_ || !stopped_) return;
+        stopped_ = false;
+        loop_thread_ = std::this_thread::get_id();
+    }
+    while (running_) {
+        try {
+            one_pass();
+        } catch (...) {  // a pass that cannot even begin, for want of memory say: the next one may
+            system_.waits.sleep(kFailureSleep);
+        }
+    }
+    const std::lock_guard lock(mutex_);
+    stopped_ = true;
+    loop_thread_ = {};
+    stopped_condition_.notify_all();
+}
+
+void ModuleContext::one_pass() {
+    if (!opened_) {
+        system_.waits.sleep(kIdleSleep);
+        return;
+    }
+    std::shared_ptr<SyncLayer> worker;
+    {
+        const std::lock_guard lock(mutex_);
+        worker = sync_layer_;
+    }
+    if (worker != nullptr) worker->run();
+}
+
+std::shared_ptr<SyncLayer> ModuleContext::take_worker() {
+    const std::lock_guard lock(mutex_);
+    return std::move(sync_layer_);
+}
+
+std::shared_ptr<ModuleContext> current_context() {
+    const std::lock_guard lock(current_mutex);
+    return current.value;
+}
+
+void load_context(const platform::System& system) {
+    const auto before = current_context();
+    if (before != nullptr && before->main_loop_runs()) return;
+    exchange_current(std::make_shared<ModuleContext>(system));
+    if (before != nullptr) before->close();
+}
+
+void unload_context() {
+    if (const auto before = exchange_current(nullptr)) before->close();
+}

@@ -1,0 +1,93 @@
+#include "plugin/sync_layer.h"
+
+#include <tinyxml2.h>
+
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "engine/nor_vane.h"
+#include "host/dispatch.h"
+#include "host/tal_server_impl.h"
+#include "plugin/host_buffer.h"
+#include "plugin/send_to_host.h"
+#include "store/xml_store.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds kLongestWait{100};
+
+void report(const char* what) noexcept {
+    try_log_error({"NorVane - Error '", what, "' while handling a host message."});
+}
+
+}  // namespace
+
+SyncLayer::SyncLayer(const platform::System& system)
+    : system_(system),
+      store_(std::make_unique<norvane::CXmlStore>(system_.files, system_.clock)),
+      server_(std::make_unique<norvane::CTalServerImpl>(SendToHost, system_.files, system_.waits)),
+      engine_(std::make_unique<norvane::CNorVane>(*server_, *store_, system_.clock)) {
+    server_->SetEventSink(engine_.get());
+}
+
+SyncLayer::~SyncLayer() { stop(); }
+
+bool SyncLayer::append(const StreamRecord& record) {
+    {
+        const std::lock_guard lock(queue_mutex_);
+        if (stop_requested_) return false;
+        queue_.push_back(record);
+    }
+    queue_condition_.notify_one();
+    return true;
+}
+
+std::int32_t SyncLayer::run() {
+    std::deque<StreamRecord> batch;
+    {
+        std::unique_lock lock(queue_mutex_);
+        system_.waits.wait_for(queue_condition_, lock, kLongestWait,
+                               [this] { return stop_requested_ || !queue_.empty(); });
+        batch.swap(queue_);
+    }
+    for (; !batch.empty(); batch.pop_front()) {
+        if (stop_requested_) {
+            ReleaseHostBuffer(batch.front().text);
+        } else {
+            handle(batch.front());
+        }
+    }
+    return 0;
+}
+
+std::int32_t SyncLayer::stop() {
+    std::deque<StreamRecord> waiting;
+    {
+        const std::lock_guard lock(queue_mutex_);
+        stop_requested_ = true;
+        waiting.swap(queue_);
+    }
+    queue_condition_.notify_all();
+    for (const StreamRecord& record : waiting) ReleaseHostBuffer(record.text);
+    return 0;
+}
+
+/// The second barrier: what one message causes costs that message and never the loop, and its buffer goes back.
+void SyncLayer::handle(const StreamRecord& record) noexcept {
+    const HostBuffer buffer(record.text);
+    try {
+        dispatch(record);
+    } catch (const std::exception& error) {
+        report(error.what());
+    } catch (...) {
+        report("unknown");
+    }
+}
+
+void SyncLayer::dispatch(const StreamRecord& record) {
+    if (record.text == nullptr || record.length <= 0) return;
+    tinyxml2::XMLDocument document;
+    if (document.Parse(record.text, static_cast<std::size_t>(record.length)) != tinyxml2::XML_SUCCESS) return;
+    if (norvane::IEventSink* sink = server_->event_sink()) DispatchHostMessage(document, *sink, system_.clock);
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+// The vocabulary of the state file and its error texts. docs/state-file.md describes the file.
+
+namespace norvane::state {
+
+inline constexpr const char* kFileName = "norvanepi_state.xml";
+inline constexpr const char* kDeclaration = "xml version=\"1.0\" encoding=\"UTF-8\"";
+
+// Elements.
+inline constexpr const char* kPavo = "Pavo";
+inline constexpr const char* kDevices = "Devices";
+inline constexpr const char* kDevice = "Device";
+inline constexpr const char* kOperations = "Operations";
+inline constexpr const char* kOperation = "Operation";
+
+// Attributes. Devices and Device are both an element and an attribute of Operation.
+inline constexpr const char* kId = "ID";
+inline constexpr const char* kNumber = "Number";
+inline constexpr const char* kDisconnectTime = "DisconnectTime";
+inline constexpr const char* kGuid = "GUID";
+inline constexpr const char* kStartTime = "StartTime";
+inline constexpr const char* kEndTime = "EndTime";
+inline constexpr const char* kAttempts = "Attempts";
+
+// Faults.
+inline constexpr const char* kUnreadable = "error opening or parsing norvanepi.xml";
+inline constexpr const char* kBadPlugInId = "invalid or missing plug-in id";
+inline constexpr const char* kBadDeviceNumber = "invalid or missing device number";
+inline constexpr const char* kBadDisconnectTime = "invalid or missing disconnect time";
+
+}  // namespace norvane::state
