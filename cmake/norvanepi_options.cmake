@@ -2,6 +2,7 @@
 
 option(NORVANEPI_TOOLS "Build the command-line tools" ON)
 option(NORVANEPI_TESTS "Build the tests" OFF)
+option(NORVANEPI_PCH "Precompile the heavy headers of the tests" ON)
 set(NORVANEPI_SANITIZE "" CACHE STRING "Sanitizers for everything, as -fsanitize= takes them")
 
 set(CMAKE_CXX_STANDARD 20)

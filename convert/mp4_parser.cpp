@@ -71,7 +71,9 @@ Mp4Parser::Mp4Parser(const StreamRecord& request, ConversionContext context)
     ps_writer_init(*writer_);
 }
 
-Mp4Parser::~Mp4Parser() { ps_writer_destroy(*writer_); }
+Mp4Parser::~Mp4Parser() {
+    ps_writer_destroy(*writer_);
+}
 
 std::int32_t Mp4Parser::parse_container() {
     const std::int32_t result = convert_clip();
@@ -88,8 +90,9 @@ std::int32_t Mp4Parser::convert_clip() {
     }
     log_message(kLogInformation, "Parsing mp4 container - " + request_.sourceFile + ".\n");
     BoxReader in(clip.get());
-    tracks_ = gather_tracks(
-        in, [this](const std::string& type) { log_message(kLogInformation, "Unknown box type : " + type + "\n"); });
+    tracks_ = gather_tracks(in, [this](const std::string& type) {
+        log_message(kLogInformation, "Unknown box type : " + type + "\n");
+    });
     in.clear();
     if (tracks_.empty()) {
         log_message(kLogError, "No sample tables found in mp4 container.\n");
@@ -118,17 +121,19 @@ std::int32_t Mp4Parser::convert_tracks(BoxReader& in) {
     const double duration = frame_duration(tracks_.front());
     log_message(kLogInformation, "Processing mp4 container stream - " + request_.sourceFile + ".\n");
     const FrameSink sink = [this](const Frame& frame) {
-        return write_frame(frame.key_frame, frame.group_counter, static_cast<std::int64_t>(frame.bytes.size()),
-                           frame.time, frame.bytes);
+        return write_frame(frame.key_frame, frame.group_counter,
+                           static_cast<std::int64_t>(frame.bytes.size()), frame.time, frame.bytes);
     };
     for (const SampleTables& track : tracks_) {
         if (!track.complete()) {
-            log_message(kLogError, "Did not receive mandatory sample tables. Aborting parsing of mp4 container.\n");
+            log_message(kLogError,
+                        "Did not receive mandatory sample tables. Aborting parsing of mp4 container.\n");
             return kBadTables;
         }
         if (track.sample_descriptions.front().format == kMp4a) continue;
         switch (convert_track(track, in, static_cast<double>(time_base_), duration, sink)) {
-            case TrackEnd::kDone: break;
+            case TrackEnd::kDone:
+                break;
             case TrackEnd::kBadFrame:
                 log_message(kLogError, "Bad frame size. Aborting parsing of mp4 container.\n");
                 return kBadTables;
@@ -154,7 +159,8 @@ void Mp4Parser::init_channel_sample_tables(const std::string& input_name) {
 
 std::string Mp4Parser::build_ps_path() {
     const ClipPath path = clip_path(request_.outputDirectory, time_base_, clip_id_);
-    directory_ready_ = !context_.files.make_directory(path.directory, platform::FileSystem::Existing::kDirectory);
+    directory_ready_ =
+        !context_.files.make_directory(path.directory, platform::FileSystem::Existing::kDirectory);
     ps_path_ = path.whole();
     return ps_path_;
 }
@@ -202,11 +208,14 @@ bool Mp4Parser::write_frame(bool key_frame, std::uint16_t /*group_counter*/, std
     return set_time(frame, time) && ps_write_frame(*writer_, frame) == kPsOk;
 }
 
-void Mp4Parser::log_message(std::int32_t level, const std::string& text) { context_.log(level, text); }
+void Mp4Parser::log_message(std::int32_t level, const std::string& text) {
+    context_.log(level, text);
+}
 
 void Mp4Parser::delete_source_file() {
     if (context_.files.remove_file(request_.sourceFile)) return;
-    log_message(kLogError, "Error deleting file - " + request_.sourceFile + ". Attempting to delete again.\n");
+    log_message(kLogError,
+                "Error deleting file - " + request_.sourceFile + ". Attempting to delete again.\n");
     context_.waits.sleep(kRemovalWait);
     (void)context_.files.remove_file(request_.sourceFile);
 }

@@ -42,8 +42,8 @@ inline constexpr std::int32_t kNotConverted = 1;  // no MP4 with sample tables, 
 inline constexpr std::int32_t kBadTables = 3;     // a mandatory table missing, or a bad NAL length
 
 /// Converts one downloaded MP4 clip into a recording of the host: joins the clip readers and the writer. The
-/// recording's index is completed and its files are closed when the parser is destroyed. Problems are logged; only an
-/// allocation failure leaves an operation as an exception, and the source clip then stays.
+/// recording's index is completed and its files are closed when the parser is destroyed. Problems are logged;
+/// only an allocation failure leaves an operation as an exception, and the source clip then stays.
 class Mp4Parser {
   public:
     Mp4Parser(const StreamRecord& request, ConversionContext context);
@@ -51,11 +51,11 @@ class Mp4Parser {
     Mp4Parser& operator=(const Mp4Parser&) = delete;
     virtual ~Mp4Parser();
 
-    /// Composes the recording's path and makes its directory. The path stands whatever became of the directory; a
-    /// failure there makes open_ps_file fail.
+    /// Composes the recording's path and makes its directory. The path stands whatever became of the
+    /// directory; a failure there makes open_ps_file fail.
     virtual std::string build_ps_path();
-    /// Writes one frame; length counts its bytes in the buffer, time is in seconds since 1970. False when it could
-    /// not be written, also when the calendar does not reach that far.
+    /// Writes one frame; length counts its bytes in the buffer, time is in seconds since 1970. False when it
+    /// could not be written, also when the calendar does not reach that far.
     virtual bool write_frame(bool key_frame, std::uint16_t group_counter, std::int64_t length, double time,
                              std::span<const platform::Byte> buffer);
     /// Opens the pair at the path that build_ps_path made: 0, or the writer's code.
@@ -67,7 +67,8 @@ class Mp4Parser {
     /// Converts the clip and has it deleted.
     std::int32_t parse_container();
 
-    /// True when the open clip is no MP4 file. One that could not be opened passes: the walk will find nothing in it.
+    /// True when the open clip is no MP4 file. One that could not be opened passes: the walk will find
+    /// nothing in it.
     [[nodiscard]] static bool check_file_format(platform::InputFile* clip);
 
     /// Opens the recording and converts every track but audio, in file order.

@@ -10,8 +10,8 @@
 
 namespace norvane {
 
-/// The operations still to be done, in the order they were created, and the connected devices that they wait for.
-/// Both stand together because of the one question that joins them: which operation can start?
+/// The operations still to be done, in the order they were created, and the connected devices that they wait
+/// for. Both stand together because of the one question that joins them: which operation can start?
 class Agenda {
     struct ByGuid {
         Guid operator()(const Operation& operation) const { return operation.guid; }
@@ -35,7 +35,8 @@ class Agenda {
     [[nodiscard]] std::vector<DeviceKey> connected_devices() const;
 
     [[nodiscard]] bool empty() const noexcept { return operations_.empty(); }
-    /// The current operation: the first one, even when a later one is being worked on. Not for an empty agenda.
+    /// The current operation: the first one, even when a later one is being worked on. Not for an empty
+    /// agenda.
     [[nodiscard]] const Operation& current() const { return operations_.front(); }
 
     void append(const Operation& operation);
@@ -43,7 +44,9 @@ class Agenda {
     /// Device and GUID of what it returns must not be changed.
     [[nodiscard]] Operation& at(Place place) { return operations_.at(place); }
 
-    [[nodiscard]] std::optional<Place> find(const Guid& guid) const { return operations_.first<ByGuid>(guid); }
+    [[nodiscard]] std::optional<Place> find(const Guid& guid) const {
+        return operations_.first<ByGuid>(guid);
+    }
     [[nodiscard]] std::optional<Place> find(const DeviceKey& device) const {
         return operations_.first<ByDevice>(device);
     }

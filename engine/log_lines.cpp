@@ -9,7 +9,9 @@
 namespace norvane {
 namespace {
 
-std::string text(const Guid& guid) { return boost::uuids::to_string(guid); }
+std::string text(const Guid& guid) {
+    return boost::uuids::to_string(guid);
+}
 
 std::string text(const DeviceKey& device) {
     return std::to_string(device.devices_id) + " " + std::to_string(device.number);
@@ -22,8 +24,9 @@ std::string FormatUtcTime(Ticks instant) {
     const auto utc = seconds < 0 ? std::nullopt : platform::utc_time(seconds);
     if (!utc) return std::to_string(seconds);
     std::array<char, 64> buffer{};
-    std::snprintf(buffer.data(), buffer.size(), "%lld-%02u-%02uT%02u:%02u:%02uZ", static_cast<long long>(utc->year),
-                  utc->month, utc->day, utc->hour, utc->minute, utc->second);
+    std::snprintf(buffer.data(), buffer.size(), "%lld-%02u-%02uT%02u:%02u:%02uZ",
+                  static_cast<long long>(utc->year), utc->month, utc->day, utc->hour, utc->minute,
+                  utc->second);
     return buffer.data();
 }
 
@@ -38,7 +41,8 @@ std::string save_failed(const char* reason) {
 }
 
 std::string creating(const Operation& operation) {
-    return "NorVane - creating operation id " + text(operation.guid) + " for device " + text(operation.device);
+    return "NorVane - creating operation id " + text(operation.guid) + " for device " +
+           text(operation.device);
 }
 
 std::string disconnect_during(const Operation& operation, bool is_current) {
@@ -52,8 +56,8 @@ std::string requesting_storage_info(const Operation& operation) {
 }
 
 std::string requesting_reservation(const Operation& operation, std::uint32_t gigabytes) {
-    return "NorVane - requesting disk space reservation of " + std::to_string(gigabytes) + " GB for operation " +
-           text(operation.guid) + " device " + text(operation.device);
+    return "NorVane - requesting disk space reservation of " + std::to_string(gigabytes) +
+           " GB for operation " + text(operation.guid) + " device " + text(operation.device);
 }
 
 std::string requesting_recordings(const Operation& operation) {
@@ -77,7 +81,9 @@ std::string retry_limit(const Operation& operation) {
            " exceeded the retry limit.";
 }
 
-std::string not_found(const Guid& guid) { return "NorVane - operation " + text(guid) + " not found."; }
+std::string not_found(const Guid& guid) {
+    return "NorVane - operation " + text(guid) + " not found.";
+}
 
 std::string not_found_for_reservation(const Guid& guid) {
     return "NorVane - operation " + text(guid) + " in disk space response was not found.";

@@ -1,6 +1,7 @@
 #pragma once
 
-// The texts that the engine logs. Their spelling is what hosts and their operators search for: it stays as it is.
+// The texts that the engine logs. Their spelling is what hosts and their operators search for: it stays as it
+// is.
 
 #include <string>
 

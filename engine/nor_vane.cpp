@@ -64,7 +64,8 @@ void CNorVane::save_state() {
     const Ticks now = store_.CurrentTime();
     std::vector<DisconnectRecord> records;
     for (const auto& [place, record] : disconnects_) records.push_back(record);
-    for (const DeviceKey& device : agenda_.connected_devices()) records.push_back({now, channel_zero(device)});
+    for (const DeviceKey& device : agenda_.connected_devices())
+        records.push_back({now, channel_zero(device)});
     try {
         store_.SaveState(records, agenda_.operations());
     } catch (const std::exception& error) {
@@ -76,7 +77,8 @@ void CNorVane::OnDeviceSupported(std::int32_t devices_id, std::int32_t device_nu
     supported_.insert(device_key(devices_id, device_number));
 }
 
-void CNorVane::OnChannelState(const ChannelKey* channel, std::int32_t state, const void* /*unused*/, Ticks time) {
+void CNorVane::OnChannelState(const ChannelKey* channel, std::int32_t state, const void* /*unused*/,
+                              Ticks time) {
     if (!supported_.contains(channel->device())) return;
     if (const auto lost = disconnects_.first<ByChannel>(*channel)) {
         // A second loss of a lost channel keeps the first one's time.

@@ -12,9 +12,10 @@
 
 namespace norvane {
 
-/// The retrieval engine: which devices keep recordings of their own, which channels were lost, and what is to be
-/// fetched. Pure: the same events at the same times give the same requests. It keeps no step per operation; every
-/// reply that names a known GUID is acted on. docs/architecture.md draws the life of an operation.
+/// The retrieval engine: which devices keep recordings of their own, which channels were lost, and what is to
+/// be fetched. Pure: the same events at the same times give the same requests. It keeps no step per
+/// operation; every reply that names a known GUID is acted on. docs/architecture.md draws the life of an
+/// operation.
 ///
 /// nor_vane.cpp has devices, channels, start and end; retrieval.cpp has the conversation about one operation.
 class CNorVane final : public IEventSink {
@@ -26,7 +27,8 @@ class CNorVane final : public IEventSink {
 
     void OnDeviceSupported(std::int32_t devices_id, std::int32_t device_number) override;
     void OnStorageInfo(const Guid& guid, std::uint32_t gigabytes) override;
-    void OnChannelState(const ChannelKey* channel, std::int32_t state, const void* unused, Ticks time) override;
+    void OnChannelState(const ChannelKey* channel, std::int32_t state, const void* unused,
+                        Ticks time) override;
     void OnClipRetrieved(Guid guid, platform::Path clip_file, std::int32_t clip_type, Ticks start, Ticks stop,
                          std::int32_t input_number, std::string input_name) override;
     void OnRetrievalDone(Guid guid) override;

@@ -1,5 +1,5 @@
-// How one operation is carried out with the host: storage information, reservation, recordings, clips, end or retry.
-// Every step follows an event at once; nothing waits and nothing times out.
+// How one operation is carried out with the host: storage information, reservation, recordings, clips, end or
+// retry. Every step follows an event at once; nothing waits and nothing times out.
 
 #include <utility>
 
@@ -9,8 +9,8 @@
 namespace norvane {
 namespace {
 
-/// A failed operation is retried while its attempts are at most this. Both a storage-info request and a failure
-/// count one: an operation that fails each time is tried twice.
+/// A failed operation is retried while its attempts are at most this. Both a storage-info request and a
+/// failure count one: an operation that fails each time is tried twice.
 constexpr std::int32_t kMostAttempts = 2;
 
 /// Wraps instead of overflowing: the number may come from a state file that says anything.
@@ -20,7 +20,8 @@ void count_attempt(Operation& operation) {
 
 }  // namespace
 
-/// Takes the first operation whose device is connected, whether or not a request of it is outstanding already.
+/// Takes the first operation whose device is connected, whether or not a request of it is outstanding
+/// already.
 void CNorVane::StartNextOperation() {
     if (agenda_.empty()) return;
     const auto next = agenda_.first_startable();
@@ -59,16 +60,17 @@ void CNorVane::OnReservation(Guid guid, const platform::Path& temporary_director
     const Operation& operation = agenda_.at(*place);
     log_info(log_lines::requesting_recordings(operation));
     server_.RequestRecordings(operation.guid, operation.device.devices_id, operation.device.number,
-                              operation.start_time, operation.end_time, temporary_directory, output_directory);
+                              operation.start_time, operation.end_time, temporary_directory,
+                              output_directory);
 }
 
-void CNorVane::OnClipRetrieved(Guid guid, platform::Path clip_file, std::int32_t clip_type, Ticks start, Ticks stop,
-                               std::int32_t /*input_number*/, std::string input_name) {
+void CNorVane::OnClipRetrieved(Guid guid, platform::Path clip_file, std::int32_t clip_type, Ticks start,
+                               Ticks stop, std::int32_t /*input_number*/, std::string input_name) {
     const auto place = agenda_.find(guid);
     if (!place) return;
     const Operation& operation = agenda_.at(*place);
-    server_.ConvertClip(operation.guid, operation.device.devices_id, operation.device.number, std::move(clip_file),
-                        std::move(input_name), start, stop, clip_type);
+    server_.ConvertClip(operation.guid, operation.device.devices_id, operation.device.number,
+                        std::move(clip_file), std::move(input_name), start, stop, clip_type);
 }
 
 void CNorVane::OnRetrievalDone(Guid guid) {

@@ -10,12 +10,13 @@
 
 namespace norvane {
 
-/// A growable sequence that finds its entries by key: appended at the end, removed without a change to the order of
-/// the others, equal keys allowed, and every lookup takes the first match, as a scan from the front would. Each step
-/// costs the logarithm of the length, so a site with twenty thousand channels is served like one with ten.
+/// A growable sequence that finds its entries by key: appended at the end, removed without a change to the
+/// order of the others, equal keys allowed, and every lookup takes the first match, as a scan from the front
+/// would. Each step costs the logarithm of the length, so a site with twenty thousand channels is served like
+/// one with ten.
 ///
-/// Each By is a stateless functor from an entry to an ordered key. The key of an entry must not change while it
-/// stands here; what is no part of a key may.
+/// Each By is a stateless functor from an entry to an ordered key. The key of an entry must not change while
+/// it stands here; what is no part of a key may.
 template <typename Entry, typename... By>
 class Sequence {
   public:

@@ -109,7 +109,8 @@ void clip_notification(const XMLElement& storage, IEventSink& sink, const platfo
     const platform::Ticks now = clock.now();
     const char* input_name = storage.Attribute(names::kInputName);
     sink.OnClipRetrieved(guid, documents::unquoted(file_name), integer(storage, names::kType).value_or(1),
-                         instant_or_now(storage, names::kStart, now), instant_or_now(storage, names::kStop, now),
+                         instant_or_now(storage, names::kStart, now),
+                         instant_or_now(storage, names::kStop, now),
                          std::max(integer(storage, names::kInputNumber).value_or(0), 0),
                          input_name == nullptr ? "input 1" : input_name);
 }
@@ -125,7 +126,8 @@ void reservation_reply(const XMLElement& storage, IEventSink& sink) {
 }
 
 /// False when the device was removed, which ends the whole document.
-bool device(const XMLElement& element, std::int32_t devices_id, IEventSink& sink, const platform::Clock& clock) {
+bool device(const XMLElement& element, std::int32_t devices_id, IEventSink& sink,
+            const platform::Clock& clock) {
     const std::int32_t number = integer(element, names::kNumber).value_or(0);
     if (element.Attribute(names::kIpAddress, "") != nullptr) {
         sink.OnDeviceRemoved(devices_id, number);
@@ -135,9 +137,11 @@ bool device(const XMLElement& element, std::int32_t devices_id, IEventSink& sink
         sink.OnDeviceSupported(devices_id, number);
     }
     if (const XMLElement* encoder = descend(&element, names::kCodec, names::kEncoder)) {
-        channel_change(*encoder, {static_cast<std::uint32_t>(devices_id), static_cast<std::uint32_t>(number)}, sink);
+        channel_change(*encoder, {static_cast<std::uint32_t>(devices_id), static_cast<std::uint32_t>(number)},
+                       sink);
     }
-    if (const XMLElement* storage = element.FirstChildElement(names::kStorage)) retrieval_status(*storage, sink);
+    if (const XMLElement* storage = element.FirstChildElement(names::kStorage))
+        retrieval_status(*storage, sink);
     if (const XMLElement* storage = descend(&element, names::kInput, names::kContext, names::kStorage)) {
         clip_notification(*storage, sink, clock);
     }
@@ -153,7 +157,8 @@ void dispatch(const XMLElement& pavo, IEventSink& sink, const platform::Clock& c
             if (!device(*element, devices_id, sink, clock)) return;
         }
     }
-    if (const XMLElement* storage = pavo.FirstChildElement(names::kStorage)) reservation_reply(*storage, sink);
+    if (const XMLElement* storage = pavo.FirstChildElement(names::kStorage))
+        reservation_reply(*storage, sink);
 }
 
 }  // namespace

@@ -15,9 +15,12 @@ namespace {
 
 std::uint8_t recording_flags(std::int32_t clip_type) {
     switch (clip_type) {
-        case 1: return kRecordingOfType1;
-        case 3: return kRecordingOfType3;
-        default: return 0;
+        case 1:
+            return kRecordingOfType1;
+        case 3:
+            return kRecordingOfType3;
+        default:
+            return 0;
     }
 }
 
@@ -35,17 +38,19 @@ void CTalServerImpl::ReleaseDiskReservation(const Guid& guid) {
     send_(document, names::kReservationClass);
 }
 
-Guid CTalServerImpl::GenerateGuid() { return boost::uuids::random_generator()(); }
+Guid CTalServerImpl::GenerateGuid() {
+    return boost::uuids::random_generator()();
+}
 
-void CTalServerImpl::RequestStorageInfo(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Ticks start,
-                                        Ticks stop) {
+void CTalServerImpl::RequestStorageInfo(Guid guid, std::uint32_t devices_id, std::uint32_t device_number,
+                                        Ticks start, Ticks stop) {
     tinyxml2::XMLDocument document;
     documents::fill_storage_info_request(document, {guid, {devices_id, device_number}, start, stop});
     send_(document, names::kDeviceClass);
 }
 
-void CTalServerImpl::RequestRecordings(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Ticks start,
-                                       Ticks stop, const platform::Path& temporary_directory,
+void CTalServerImpl::RequestRecordings(Guid guid, std::uint32_t devices_id, std::uint32_t device_number,
+                                       Ticks start, Ticks stop, const platform::Path& temporary_directory,
                                        platform::Path output_directory) {
     const auto error = files_.make_directory(platform::narrow_text(temporary_directory),
                                              platform::FileSystem::Existing::kAnything);
@@ -80,10 +85,13 @@ void CTalServerImpl::ConvertClip(Guid /*guid*/, std::uint32_t devices_id, std::u
 
 void CTalServerImpl::convert(const StreamRecord& request) {
     const auto log_error = [&](const char* what) {
-        LogError(("NorVane - Error '" + std::string(what) + "' while converting " + request.sourceFile + ".").c_str());
+        LogError(("NorVane - Error '" + std::string(what) + "' while converting " + request.sourceFile + ".")
+                     .c_str());
     };
     try {
-        const auto log_line = [this](std::int32_t level, const std::string& text) { log(level, text.c_str()); };
+        const auto log_line = [this](std::int32_t level, const std::string& text) {
+            log(level, text.c_str());
+        };
         VideoContainerConverterCommand<Mp4Parser> command(
             std::make_unique<Mp4Parser>(request, ConversionContext{files_, waits_, log_line}));
         (void)command.run();  // the outcome has been logged
@@ -100,9 +108,13 @@ void CTalServerImpl::ReportStatus(std::int32_t status, Ticks now) {
     send_(document, names::kReservationClass);
 }
 
-void CTalServerImpl::LogInfo(const char* text) { log(kLogInformation, text); }
+void CTalServerImpl::LogInfo(const char* text) {
+    log(kLogInformation, text);
+}
 
-void CTalServerImpl::LogError(const char* text) { log(kLogError, text); }
+void CTalServerImpl::LogError(const char* text) {
+    log(kLogError, text);
+}
 
 void CTalServerImpl::log(std::int32_t level, const char* text) {
     tinyxml2::XMLDocument document;

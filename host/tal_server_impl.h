@@ -8,8 +8,8 @@
 
 namespace norvane {
 
-/// Turns the engine's requests into documents for the host, makes the temporary download directory and converts
-/// downloaded clips. Serialised by the worker; takes no lock.
+/// Turns the engine's requests into documents for the host, makes the temporary download directory and
+/// converts downloaded clips. Serialised by the worker; takes no lock.
 class CTalServerImpl final : public ITalServer {
   public:
     /// Files and waits are not owned and have to outlive the adapter.
@@ -25,11 +25,13 @@ class CTalServerImpl final : public ITalServer {
     [[nodiscard]] Guid GenerateGuid() override;
     void RequestStorageInfo(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Ticks start,
                             Ticks stop) override;
-    void RequestRecordings(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Ticks start, Ticks stop,
-                           const platform::Path& temporary_directory, platform::Path output_directory) override;
+    void RequestRecordings(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Ticks start,
+                           Ticks stop, const platform::Path& temporary_directory,
+                           platform::Path output_directory) override;
     /// Blocks for the whole conversion. Nothing leaves it: an error ends the clip with a log line.
-    void ConvertClip(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, platform::Path clip_file,
-                     std::string input_name, Ticks start, Ticks stop, std::int32_t clip_type) override;
+    void ConvertClip(Guid guid, std::uint32_t devices_id, std::uint32_t device_number,
+                     platform::Path clip_file, std::string input_name, Ticks start, Ticks stop,
+                     std::int32_t clip_type) override;
     void ReportStarted(Ticks now) override { ReportStatus(kStatusStarted, now); }
     void ReportStatus(std::int32_t status, Ticks now) override;
     void LogInfo(const char* text) override;

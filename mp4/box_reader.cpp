@@ -17,7 +17,8 @@ void BoxReader::read(std::span<Byte> to) {
         const auto rest = to.subspan(done);
         std::size_t got = take_from_window(rest);
         // A read longer than a whole window would only be copied through it.
-        if (got == 0) got = rest.size() >= kLargestFill ? take_from_file(rest) : (refill(), take_from_window(rest));
+        if (got == 0)
+            got = rest.size() >= kLargestFill ? take_from_file(rest) : (refill(), take_from_window(rest));
         if (got == 0) ok_ = false;
         done += got;
     }

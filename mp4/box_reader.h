@@ -7,10 +7,10 @@
 #include "platform/bytes.h"
 #include "platform/file.h"
 
-/// Bounded big-endian reading of a clip, front to back with jumps. The one place that knows where the clip ends: a
-/// value past the end reads as zero bytes, and from then on the reader has failed and yields nothing but zeros until
-/// it is cleared. Reads go through a window that starts small after a jump and grows while reading stays sequential,
-/// so that scattered small samples do not cost a whole window each.
+/// Bounded big-endian reading of a clip, front to back with jumps. The one place that knows where the clip
+/// ends: a value past the end reads as zero bytes, and from then on the reader has failed and yields nothing
+/// but zeros until it is cleared. Reads go through a window that starts small after a jump and grows while
+/// reading stays sequential, so that scattered small samples do not cost a whole window each.
 class BoxReader {
   public:
     /// The file is not owned and may be null, which reads as an empty one.
@@ -56,7 +56,7 @@ class BoxReader {
     bool ok_ = true;
 
     std::vector<platform::Byte> window_;
-    std::uint64_t window_at_ = 0;     // offset in the file of the window's first byte
-    std::size_t window_filled_ = 0;   // bytes that it holds
-    std::size_t next_fill_ = 0;       // bytes to ask for at the next refill
+    std::uint64_t window_at_ = 0;    // offset in the file of the window's first byte
+    std::size_t window_filled_ = 0;  // bytes that it holds
+    std::size_t next_fill_ = 0;      // bytes to ask for at the next refill
 };

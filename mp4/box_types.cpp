@@ -18,11 +18,12 @@ constexpr auto kContainers =
     sorted_types({"pdin", "moov", "moof", "mfra", "meta", "meco", "styp", "prft", "trak", "tref", "edts",
                   "mdia", "minf", "dinf", "drm ", "stbl", "ipro", "sinf", "traf", "xml ", "bxml"});
 
-constexpr auto kSkipped = sorted_types(
-    {"skip", "free", "mdat", "tkhd", "trgr", "elst", "mdhd", "elng", "vmhd", "smhd", "hmhd", "sthd", "nmhd", "ctts",
-     "cslg", "padb", "mvex", "sdtp", "sbgp", "mehd", "trex", "leva", "mfhd", "tfhd", "trun", "sgpd", "subs", "saiz",
-     "saio", "tfdt", "tfra", "mfro", "cprt", "tsel", "udta", "hdlr", "dref", "iloc", "frma", "schm", "schi", "iinf",
-     "pitm", "fiin", "fire", "fpar", "fecr", "segr", "gitn", "idat", "iref", "mere", "sidx", "ssix", "rdrf"});
+constexpr auto kSkipped =
+    sorted_types({"skip", "free", "mdat", "tkhd", "trgr", "elst", "mdhd", "elng", "vmhd", "smhd", "hmhd",
+                  "sthd", "nmhd", "ctts", "cslg", "padb", "mvex", "sdtp", "sbgp", "mehd", "trex", "leva",
+                  "mfhd", "tfhd", "trun", "sgpd", "subs", "saiz", "saio", "tfdt", "tfra", "mfro", "cprt",
+                  "tsel", "udta", "hdlr", "dref", "iloc", "frma", "schm", "schi", "iinf", "pitm", "fiin",
+                  "fire", "fpar", "fecr", "segr", "gitn", "idat", "iref", "mere", "sidx", "ssix", "rdrf"});
 
 static_assert(kContainers.size() == 21 && kSkipped.size() == 55);
 
@@ -32,4 +33,6 @@ bool is_container_box(BoxType type) noexcept {
     return std::binary_search(kContainers.begin(), kContainers.end(), type);
 }
 
-bool is_skipped_box(BoxType type) noexcept { return std::binary_search(kSkipped.begin(), kSkipped.end(), type); }
+bool is_skipped_box(BoxType type) noexcept {
+    return std::binary_search(kSkipped.begin(), kSkipped.end(), type);
+}

@@ -16,7 +16,8 @@ struct BoxHeader {
 
 constexpr std::uint32_t kLargeSize = 1;  // the size is in the 64 bits behind the type
 
-/// Lengths that are too small for their own header wrap around: such a box in effect runs to the end of the file.
+/// Lengths that are too small for their own header wrap around: such a box in effect runs to the end of the
+/// file.
 std::optional<BoxHeader> read_header(BoxReader& in) {
     const std::uint32_t size = in.u32();
     const BoxType type = in.u32();
@@ -44,18 +45,29 @@ std::uint64_t read_box(BoxReader& in, std::uint64_t payload, Table& table) {
     return consumed;
 }
 
-/// Gives the bytes consumed, or nothing for a type that is not read. A later box of a kind replaces the earlier one.
+/// Gives the bytes consumed, or nothing for a type that is not read. A later box of a kind replaces the
+/// earlier one.
 std::optional<std::uint64_t> read_known_box(BoxReader& in, const BoxHeader& header, SampleTables& track) {
     switch (header.type) {
-        case kFtyp: (void)in.u32(); return 4;  // the major brand; any will do
-        case kMvhd: return read_box<MvhdBox>(in, header.payload, track.movie_headers);
-        case kStts: return read_box<SttsBox>(in, header.payload, track.time_to_sample);
-        case kStsc: return read_box<StscBox>(in, header.payload, track.sample_to_chunk);
-        case kStsz: return read_box<StszBox>(in, header.payload, track.sample_sizes);
-        case kStco: return read_box<StcoBox>(in, header.payload, track.chunk_offsets);
-        case kStss: return read_box<StssBox>(in, header.payload, track.sync_samples);
-        case kStsd: return read_box<StsdBox>(in, header.payload, track.sample_descriptions);
-        default: return std::nullopt;
+        case kFtyp:
+            (void)in.u32();
+            return 4;  // the major brand; any will do
+        case kMvhd:
+            return read_box<MvhdBox>(in, header.payload, track.movie_headers);
+        case kStts:
+            return read_box<SttsBox>(in, header.payload, track.time_to_sample);
+        case kStsc:
+            return read_box<StscBox>(in, header.payload, track.sample_to_chunk);
+        case kStsz:
+            return read_box<StszBox>(in, header.payload, track.sample_sizes);
+        case kStco:
+            return read_box<StcoBox>(in, header.payload, track.chunk_offsets);
+        case kStss:
+            return read_box<StssBox>(in, header.payload, track.sync_samples);
+        case kStsd:
+            return read_box<StsdBox>(in, header.payload, track.sample_descriptions);
+        default:
+            return std::nullopt;
     }
 }
 
@@ -71,7 +83,8 @@ bool is_mp4(BoxReader& in) {
     return in.u32() == kFtyp && in.ok();
 }
 
-std::vector<SampleTables> gather_tracks(BoxReader& in, const std::function<void(const std::string&)>& on_unknown) {
+std::vector<SampleTables> gather_tracks(BoxReader& in,
+                                        const std::function<void(const std::string&)>& on_unknown) {
     std::vector<SampleTables> tracks;
     SampleTables track;
     in.seek(0);

@@ -10,10 +10,11 @@
 /// True when bytes 4 to 7 of the clip are "ftyp". The reader is left behind them.
 [[nodiscard]] bool is_mp4(BoxReader& in);
 
-/// Walks the clip's boxes from the start of the file in one flat pass and gathers the tables of every track whose
-/// five mandatory tables become complete, in file order. Going into a container means only that the next header is
-/// read at the start of its payload; nothing checks that a child ends inside its parent.
+/// Walks the clip's boxes from the start of the file in one flat pass and gathers the tables of every track
+/// whose five mandatory tables become complete, in file order. Going into a container means only that the
+/// next header is read at the start of its payload; nothing checks that a child ends inside its parent.
 ///
-/// on_unknown is told the type of every box in no set, up to a zero byte; such a box is skipped like a known one.
-[[nodiscard]] std::vector<SampleTables> gather_tracks(BoxReader& in,
-                                                      const std::function<void(const std::string&)>& on_unknown);
+/// on_unknown is told the type of every box in no set, up to a zero byte; such a box is skipped like a known
+/// one.
+[[nodiscard]] std::vector<SampleTables> gather_tracks(
+    BoxReader& in, const std::function<void(const std::string&)>& on_unknown);

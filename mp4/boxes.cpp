@@ -10,12 +10,14 @@ std::uint64_t end_of_box(const BoxReader& in, std::uint64_t payload) {
 }
 
 /// How many whole entries stand between the position and the end. The count is only the file's claim.
-std::uint64_t entries_that_fit(const BoxReader& in, std::uint32_t count, std::uint64_t end, std::uint64_t entry_size) {
+std::uint64_t entries_that_fit(const BoxReader& in, std::uint32_t count, std::uint64_t end,
+                               std::uint64_t entry_size) {
     const std::uint64_t room = end > in.position() ? end - in.position() : 0;
     return std::min<std::uint64_t>(count, room / entry_size);
 }
 
-/// Reads as many of the claimed entries as stand whole before the end; read_entry reads one of entry_size bytes.
+/// Reads as many of the claimed entries as stand whole before the end; read_entry reads one of entry_size
+/// bytes.
 template <typename Entry, typename ReadEntry>
 void read_entries(BoxReader& in, std::uint32_t claimed, std::uint64_t end, std::uint64_t entry_size,
                   std::vector<Entry>& table, ReadEntry read_entry) {
@@ -30,8 +32,8 @@ void read_entries(BoxReader& in, std::uint32_t claimed, std::uint64_t end, std::
 
 /// The boxes that are nothing but a count and its entries.
 template <typename Entry, typename ReadEntry>
-std::uint64_t read_table(BoxReader& in, std::uint64_t payload, std::uint64_t entry_size, std::vector<Entry>& table,
-                         ReadEntry read_entry) {
+std::uint64_t read_table(BoxReader& in, std::uint64_t payload, std::uint64_t entry_size,
+                         std::vector<Entry>& table, ReadEntry read_entry) {
     if (payload == 0) return 0;
     const std::uint64_t start = in.position();
     const std::uint64_t end = end_of_box(in, payload);
@@ -134,8 +136,8 @@ StsdEntry read_sample_entry(BoxReader& in) {
 
 }  // namespace
 
-/// The first entry counts even where it runs past its box or the file: audio entries are often shorter than what is
-/// read of them. A further one counts only if it begins inside the box and is there whole.
+/// The first entry counts even where it runs past its box or the file: audio entries are often shorter than
+/// what is read of them. A further one counts only if it begins inside the box and is there whole.
 std::uint64_t StsdBox::parse(BoxReader& in, std::uint64_t payload) {
     if (payload == 0) return 0;
     const std::uint64_t start = in.position();

@@ -1,7 +1,8 @@
 #pragma once
 
-// One reader a box, in the standard's field order. Each reads its fields without looking at where its box ends; the
-// walk skips what is left of the box, and goes on from where the reader stopped when it went further.
+// One reader a box, in the standard's field order. Each reads its fields without looking at where its box
+// ends; the walk skips what is left of the box, and goes on from where the reader stopped when it went
+// further.
 
 #include <cstdint>
 #include <vector>
@@ -58,8 +59,8 @@ class NumbersBox : public Box {
 class StcoBox final : public NumbersBox {};
 class StssBox final : public NumbersBox {};
 
-/// Sample descriptions, ISO/IEC 14496-12, 8.5.2 and 12.1.3; the AVC configuration is that of ISO/IEC 14496-15,
-/// 5.3.3.1, of which one sequence and one picture parameter set are passed over.
+/// Sample descriptions, ISO/IEC 14496-12, 8.5.2 and 12.1.3; the AVC configuration is that of ISO/IEC
+/// 14496-15, 5.3.3.1, of which one sequence and one picture parameter set are passed over.
 class StsdBox final : public Box {
   public:
     std::uint64_t parse(BoxReader& in, std::uint64_t payload) override;

@@ -35,7 +35,8 @@ TrackEnd convert_track(const SampleTables& track, BoxReader& in, double time_bas
         const std::int64_t length = insert_nal_tags(sample->size, largest, in, buffer);
         if (length == kBadNalLength) return TrackEnd::kBadFrame;
         const auto bytes = std::span<const platform::Byte>(buffer).first(static_cast<std::size_t>(length));
-        if (!sink({sample->key_frame, group_counter, time_base + offset, bytes})) return TrackEnd::kSinkFailed;
+        if (!sink({sample->key_frame, group_counter, time_base + offset, bytes}))
+            return TrackEnd::kSinkFailed;
         group_counter = sample->key_frame ? std::uint16_t{1} : static_cast<std::uint16_t>(group_counter + 1);
         offset += duration;
     }

@@ -10,8 +10,9 @@
 /// One sample in start-code form.
 struct Frame {
     bool key_frame = false;
-    std::uint16_t group_counter = 0;  // 1 for a track's first frame and behind every key frame, then counting up
-    double time = 0;                  // seconds since 1970: the time base and the frame's offset in its track
+    std::uint16_t group_counter =
+        0;            // 1 for a track's first frame and behind every key frame, then counting up
+    double time = 0;  // seconds since 1970: the time base and the frame's offset in its track
     std::span<const platform::Byte> bytes;  // valid until the sink returns
 };
 
@@ -25,7 +26,7 @@ enum class TrackEnd { kDone, kBadFrame, kSinkFailed };
 /// duration over its sample count, or 0.065 when it does not tell.
 [[nodiscard]] double frame_duration(const SampleTables& first_record);
 
-/// Hands every sample of the track to the sink in decoding order. Time-to-sample deltas, composition offsets and edit
-/// lists play no part: every frame follows the one before by the duration.
-[[nodiscard]] TrackEnd convert_track(const SampleTables& track, BoxReader& in, double time_base, double duration,
-                                     const FrameSink& sink);
+/// Hands every sample of the track to the sink in decoding order. Time-to-sample deltas, composition offsets
+/// and edit lists play no part: every frame follows the one before by the duration.
+[[nodiscard]] TrackEnd convert_track(const SampleTables& track, BoxReader& in, double time_base,
+                                     double duration, const FrameSink& sink);

@@ -29,7 +29,8 @@ SampleCursor::SampleCursor(const SampleTables& track)
 std::optional<Sample> SampleCursor::next() {
     if (next_sample_ >= track_.sample_sizes.size()) return std::nullopt;
     if (in_chunk_ == 0 && !enter_chunk()) return std::nullopt;
-    Sample sample{.size = track_.sample_sizes.at(next_sample_), .key_frame = is_sync_sample(), .chunk_offset = {}};
+    Sample sample{
+        .size = track_.sample_sizes.at(next_sample_), .key_frame = is_sync_sample(), .chunk_offset = {}};
     if (in_chunk_ == 0) sample.chunk_offset = track_.chunk_offsets[next_chunk_];
     ++next_sample_;
     ++in_chunk_;
@@ -37,8 +38,8 @@ std::optional<Sample> SampleCursor::next() {
     return sample;
 }
 
-/// False when no chunk with samples is left. An entry of 0 samples a chunk is never left: its chunks yield nothing
-/// and so never advance the chunk number.
+/// False when no chunk with samples is left. An entry of 0 samples a chunk is never left: its chunks yield
+/// nothing and so never advance the chunk number.
 bool SampleCursor::enter_chunk() {
     return next_chunk_ < track_.chunk_offsets.size() && track_.sample_to_chunk[entry_].samples_per_chunk != 0;
 }

@@ -14,8 +14,9 @@ struct Sample {
     std::optional<std::uint32_t> chunk_offset;
 };
 
-/// Goes through a track's samples in decoding order: chunk by chunk, until the sizes or the chunks are used up.
-/// Each step costs the logarithm of the tables at most, also where they are unsorted or repeat themselves.
+/// Goes through a track's samples in decoding order: chunk by chunk, until the sizes or the chunks are used
+/// up. Each step costs the logarithm of the tables at most, also where they are unsorted or repeat
+/// themselves.
 class SampleCursor {
   public:
     /// The tables have to be complete and outlive the cursor.
@@ -30,13 +31,14 @@ class SampleCursor {
     bool is_sync_sample();
 
     const SampleTables& track_;
-    std::vector<std::uint32_t> first_chunks_;  // in order, for the question whether some entry begins at a chunk
+    std::vector<std::uint32_t>
+        first_chunks_;  // in order, for the question whether some entry begins at a chunk
     std::vector<std::uint32_t> sync_samples_;  // in order, without repeats
     std::size_t next_sync_ = 0;
 
-    std::size_t entry_ = 0;        // the current sample-to-chunk entry
-    std::uint32_t chunk_number_;   // as the entries count them, which need not begin at 1
-    std::size_t next_chunk_ = 0;   // index into the chunk offsets
-    std::uint32_t in_chunk_ = 0;   // samples of the current chunk already given
+    std::size_t entry_ = 0;          // the current sample-to-chunk entry
+    std::uint32_t chunk_number_;     // as the entries count them, which need not begin at 1
+    std::size_t next_chunk_ = 0;     // index into the chunk offsets
+    std::uint32_t in_chunk_ = 0;     // samples of the current chunk already given
     std::uint64_t next_sample_ = 0;  // index into the sizes
 };

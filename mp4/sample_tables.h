@@ -1,6 +1,7 @@
 #pragma once
 
-// The tables of one track, as its boxes give them. ISO/IEC 14496-12, 8.2.2, 8.5.2, 8.6.1.2, 8.6.2, 8.7.3 to 8.7.5.
+// The tables of one track, as its boxes give them. ISO/IEC 14496-12, 8.2.2, 8.5.2, 8.6.1.2, 8.6.2, 8.7.3
+// to 8.7.5.
 
 #include <algorithm>
 #include <array>
@@ -30,8 +31,8 @@ struct StscEntry {
     std::uint32_t sample_description_index = 0;
 };
 
-/// One sample description, read with the layout of a visual sample entry whatever its format is. The configuration
-/// fields stay zero for any format but "avc1".
+/// One sample description, read with the layout of a visual sample entry whatever its format is. The
+/// configuration fields stay zero for any format but "avc1".
 struct StsdEntry {
     std::uint32_t size = 0;
     BoxType format = 0;
@@ -39,8 +40,8 @@ struct StsdEntry {
     std::uint16_t pre_defined = 0;
     std::uint16_t reserved = 0;
     std::array<std::uint32_t, 3> pre_defined_words{};
-    std::uint16_t width = 0;   // pixels
-    std::uint16_t height = 0;  // pixels
+    std::uint16_t width = 0;                  // pixels
+    std::uint16_t height = 0;                 // pixels
     std::uint32_t horizontal_resolution = 0;  // 16.16 pixels an inch
     std::uint32_t vertical_resolution = 0;
     std::uint32_t reserved_word = 0;
@@ -64,11 +65,16 @@ class SampleSizes {
   public:
     SampleSizes() = default;
     explicit SampleSizes(std::vector<std::uint32_t> sizes) : sizes_(std::move(sizes)) {}
-    SampleSizes(std::uint32_t size_of_all, std::uint32_t count) : size_of_all_(size_of_all), count_of_all_(count) {}
+    SampleSizes(std::uint32_t size_of_all, std::uint32_t count)
+        : size_of_all_(size_of_all), count_of_all_(count) {}
 
     [[nodiscard]] bool empty() const noexcept { return size() == 0; }
-    [[nodiscard]] std::uint64_t size() const noexcept { return sizes_.empty() ? count_of_all_ : sizes_.size(); }
-    [[nodiscard]] std::uint32_t at(std::uint64_t index) const { return sizes_.empty() ? size_of_all_ : sizes_[index]; }
+    [[nodiscard]] std::uint64_t size() const noexcept {
+        return sizes_.empty() ? count_of_all_ : sizes_.size();
+    }
+    [[nodiscard]] std::uint32_t at(std::uint64_t index) const {
+        return sizes_.empty() ? size_of_all_ : sizes_[index];
+    }
     [[nodiscard]] std::uint32_t largest() const {
         return sizes_.empty() ? size_of_all_ : *std::max_element(sizes_.begin(), sizes_.end());
     }
@@ -79,7 +85,8 @@ class SampleSizes {
     std::uint32_t count_of_all_ = 0;
 };
 
-/// A record is complete when its first five tables are all non-empty; sync samples and movie header are optional.
+/// A record is complete when its first five tables are all non-empty; sync samples and movie header are
+/// optional.
 struct SampleTables {
     std::vector<std::uint32_t> chunk_offsets;  // bytes from the start of the file
     SampleSizes sample_sizes;

@@ -25,7 +25,8 @@ template <std::unsigned_integral T>
     } else if constexpr (sizeof(T) == 2) {
         return static_cast<T>((value << 8) | (value >> 8));
     } else if constexpr (sizeof(T) == 4) {
-        return static_cast<T>((value << 24) | ((value & 0xFF00U) << 8) | ((value >> 8) & 0xFF00U) | (value >> 24));
+        return static_cast<T>((value << 24) | ((value & 0xFF00U) << 8) | ((value >> 8) & 0xFF00U) |
+                              (value >> 24));
     } else {
         const auto low = byte_swapped(static_cast<std::uint32_t>(value));
         const auto high = byte_swapped(static_cast<std::uint32_t>(value >> 32));

@@ -18,7 +18,9 @@ inline constexpr Ticks kTicksPerSecond = 10'000'000;
 [[nodiscard]] constexpr std::int32_t seconds_of(Ticks instant) noexcept {
     return static_cast<std::int32_t>(instant / kTicksPerSecond);
 }
-[[nodiscard]] constexpr Ticks ticks_of(std::int32_t seconds) noexcept { return Ticks{seconds} * kTicksPerSecond; }
+[[nodiscard]] constexpr Ticks ticks_of(std::int32_t seconds) noexcept {
+    return Ticks{seconds} * kTicksPerSecond;
+}
 
 /// The current instant. Implementations are stateless or synchronised: any thread may ask.
 class Clock {

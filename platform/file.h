@@ -1,7 +1,7 @@
 #pragma once
 
-// Files as interfaces, so that formats can be tested in memory and faults can be injected. Every operation reports
-// failure by its result; nothing here throws but an allocation.
+// Files as interfaces, so that formats can be tested in memory and faults can be injected. Every operation
+// reports failure by its result; nothing here throws but an allocation.
 
 #include <boost/system/error_code.hpp>
 #include <cstdint>
@@ -73,28 +73,30 @@ class FileSystem {
     FileSystem& operator=(const FileSystem&) = delete;
     virtual ~FileSystem() = default;
 
-    /// Opens for reading, shared with other readers. Null when the file cannot be opened or is, behind links, no
-    /// regular file: such a thing is not even opened, since that alone can block or act on a device.
+    /// Opens for reading, shared with other readers. Null when the file cannot be opened or is, behind links,
+    /// no regular file: such a thing is not even opened, since that alone can block or act on a device.
     [[nodiscard]] virtual std::unique_ptr<InputFile> open_input(const std::string& path) = 0;
 
-    /// Creates or truncates; null on failure. Data files get permission bits 0644, index files 0666, less umask.
+    /// Creates or truncates; null on failure. Data files get permission bits 0644, index files 0666, less
+    /// umask.
     [[nodiscard]] virtual std::unique_ptr<DataFile> create_data(const std::string& path) = 0;
     [[nodiscard]] virtual std::unique_ptr<BufferedFile> create_buffered(const std::string& path) = 0;
 
     /// Removes a file; false on failure and for anything that is, behind links, no regular file.
     virtual bool remove_file(const std::string& path) = 0;
 
-    /// Makes the directory with all missing parents unless something stands there already: anything at all with
-    /// Existing::kAnything, a directory with Existing::kDirectory. The error is that of the status query (other
-    /// than "not found") or of the creation.
+    /// Makes the directory with all missing parents unless something stands there already: anything at all
+    /// with Existing::kAnything, a directory with Existing::kDirectory. The error is that of the status query
+    /// (other than "not found") or of the creation.
     enum class Existing { kAnything, kDirectory };
-    [[nodiscard]] virtual boost::system::error_code make_directory(const std::string& path, Existing enough) = 0;
+    [[nodiscard]] virtual boost::system::error_code make_directory(const std::string& path,
+                                                                   Existing enough) = 0;
 
     /// The whole regular file at the path, nothing when it cannot be read.
     [[nodiscard]] virtual std::optional<std::string> read_whole(const std::string& path) = 0;
 
-    /// Replaces the file at the path, so that at every moment either the old content or the new one stands there
-    /// whole. False when the old content was kept. See file_replace_posix.cpp for the exact steps.
+    /// Replaces the file at the path, so that at every moment either the old content or the new one stands
+    /// there whole. False when the old content was kept. See file_replace_posix.cpp for the exact steps.
     virtual bool replace_whole(const std::string& path, std::string_view content) = 0;
 };
 

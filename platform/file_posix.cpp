@@ -50,8 +50,8 @@ class PosixData final : public DataFile {
     PosixFile file_;
 };
 
-/// Keeps its position itself and passes every write on at once: an index entry has to be with the system before the
-/// next step anyway, so a buffer in between would only be copied into and flushed.
+/// Keeps its position itself and passes every write on at once: an index entry has to be with the system
+/// before the next step anyway, so a buffer in between would only be copied into and flushed.
 class PosixBuffered final : public BufferedFile {
   public:
     explicit PosixBuffered(PosixFile file) : file_(std::move(file)) {}
@@ -105,7 +105,8 @@ class PosixFileSystem final : public FileSystem {
   public:
     [[nodiscard]] std::unique_ptr<InputFile> open_input(const std::string& path) override {
         if (!is_regular(path)) return nullptr;
-        // The path may lead elsewhere by now: no waiting for a FIFO's writer, and the descriptor is asked again.
+        // The path may lead elsewhere by now: no waiting for a FIFO's writer, and the descriptor is asked
+        // again.
         PosixFile file = PosixFile::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
         struct ::stat status {};
         if (!file || ::fstat(file.descriptor(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
@@ -126,7 +127,8 @@ class PosixFileSystem final : public FileSystem {
         return !is_special(path) && ::unlink(path.c_str()) == 0;
     }
 
-    [[nodiscard]] boost::system::error_code make_directory(const std::string& path, Existing enough) override {
+    [[nodiscard]] boost::system::error_code make_directory(const std::string& path,
+                                                           Existing enough) override {
         namespace fs = boost::filesystem;
         boost::system::error_code error;
         const Path directory = path_of(path);

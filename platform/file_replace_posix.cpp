@@ -1,10 +1,12 @@
-// How a file is replaced without a moment at which half of it stands there: the new content is written beside the
-// old one under the name with ".new" behind, flushed to the disk, and renamed over it.
+// How a file is replaced without a moment at which half of it stands there: the new content is written beside
+// the old one under the name with ".new" behind, flushed to the disk, and renamed over it.
 //
-// - A link at the path stays; the file that it leads to is replaced, and the new one is written beside that file.
+// - A link at the path stays; the file that it leads to is replaced, and the new one is written beside that
+// file.
 // - A new file gets mode 0666 less umask, an existing one keeps its mode.
 // - A file that could not be written in place stays as it is: replacing it would bypass its permissions.
-// - Where the directory does not allow a new file (EACCES, EPERM, EROFS) the old one is written in place, as the only
+// - Where the directory does not allow a new file (EACCES, EPERM, EROFS) the old one is written in place, as
+// the only
 //   way left. So is what is no regular file, a device say: a rename would put a file in its stead.
 // - On any other failure the old file stays and the new one is removed.
 
@@ -52,7 +54,8 @@ bool write_all(const PosixFile& file, std::string_view content) {
 
 bool write_in_place(const std::string& path, std::string_view content) {
     // Non-blocking for a FIFO that nobody reads; without effect on anything that can be written at once.
-    PosixFile file = PosixFile::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY, kNewFileMode);
+    PosixFile file =
+        PosixFile::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY, kNewFileMode);
     return file && write_all(file, content) && file.close();
 }
 

@@ -37,6 +37,8 @@ bool PosixFile::close() noexcept {
     return descriptor < 0 || ::close(descriptor) == 0;
 }
 
-int PosixFile::release() noexcept { return std::exchange(descriptor_, -1); }
+int PosixFile::release() noexcept {
+    return std::exchange(descriptor_, -1);
+}
 
 }  // namespace platform

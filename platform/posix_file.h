@@ -2,10 +2,10 @@
 
 // A file descriptor with an owner. Included by the _posix files only.
 
+#include <sys/types.h>
 #include <cstdint>
 #include <span>
 #include <string>
-#include <sys/types.h>
 
 #include "platform/bytes.h"
 

@@ -13,6 +13,8 @@ struct System {
 };
 
 /// The one that is really there.
-[[nodiscard]] inline System real_system() { return {system_files(), system_waits(), system_clock()}; }
+[[nodiscard]] inline System real_system() {
+    return {system_files(), system_waits(), system_clock()};
+}
 
 }  // namespace platform

@@ -9,8 +9,8 @@ namespace platform {
 
 using Path = boost::filesystem::path;
 
-/// Narrow text to a path and back. Here paths are bytes and pass through unchanged, also when they are no valid
-/// UTF-8; where paths are wide they go through the system's code page.
+/// Narrow text to a path and back. Here paths are bytes and pass through unchanged, also when they are no
+/// valid UTF-8; where paths are wide they go through the system's code page.
 [[nodiscard]] Path path_of(const std::string& narrow);
 [[nodiscard]] std::string narrow_text(const Path& path);
 

@@ -2,8 +2,12 @@
 
 namespace platform {
 
-Path path_of(const std::string& narrow) { return Path(narrow); }
+Path path_of(const std::string& narrow) {
+    return Path(narrow);
+}
 
-std::string narrow_text(const Path& path) { return path.native(); }
+std::string narrow_text(const Path& path) {
+    return path.native();
+}
 
 }  // namespace platform

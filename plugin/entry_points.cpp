@@ -1,4 +1,5 @@
-// The eight functions that a host finds by name. Each takes an input and an output record of the host and returns 0.
+// The eight functions that a host finds by name. Each takes an input and an output record of the host and
+// returns 0.
 
 #include <limits>
 
@@ -54,7 +55,8 @@ void queue_write(const hr::Input<hr::WriteRequest>& request, const hr::Output<hr
         result.put<hr::WriteResult::Status>(hr::kRefused);
         return;
     }
-    if (request.get<Request::Identifier>() == hr::kModuleId) return;  // the module's own messages come back to it
+    if (request.get<Request::Identifier>() == hr::kModuleId)
+        return;  // the module's own messages come back to it
     StreamRecord record = message(request.get<Request::Length>(), request.get<Request::Text>());
     record.identifier = request.get<Request::Identifier>();
     record.carriedA = request.get<Request::CarriedA>();
@@ -81,8 +83,10 @@ void control(const hr::Input<hr::IoctlRequest>& request, const hr::Output<hr::Io
                 result.put<hr::IoctlResult::Status>(hr::kRefused);
             }
             break;
-        case hr::kNothing: break;
-        default: result.put<hr::IoctlResult::Status>(hr::kRefused);
+        case hr::kNothing:
+            break;
+        default:
+            result.put<hr::IoctlResult::Status>(hr::kRefused);
     }
 }
 
@@ -139,7 +143,8 @@ NORVANEPI_EXPORT std::int32_t Write(const void* input, void* output) {
 }
 
 NORVANEPI_EXPORT std::int32_t Seek(const void* /*input*/, void* output) {
-    hr::Output<hr::SeekResult>(output).put<hr::SeekResult::Status>(hr::kRefused);  // there is no position to move
+    hr::Output<hr::SeekResult>(output).put<hr::SeekResult::Status>(
+        hr::kRefused);  // there is no position to move
     return 0;
 }
 

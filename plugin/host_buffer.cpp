@@ -9,9 +9,10 @@ void ReleaseHostBuffer(const char* text) noexcept {
     try {
         const ReleaseOutcome outcome = RequestRelease(text);
         if (outcome.returned == 0 && outcome.result == 0) return;
-        LogToHost(names::kInformation, ("Decrement reference event returned : " + std::to_string(outcome.returned) +
-                                        " error : " + std::to_string(outcome.result) + "\n")
-                                           .c_str());
+        LogToHost(names::kInformation,
+                  ("Decrement reference event returned : " + std::to_string(outcome.returned) +
+                   " error : " + std::to_string(outcome.result) + "\n")
+                      .c_str());
     } catch (...) {  // the request itself needs no memory: only the log line can be lost
     }
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-// Layout of every record that crosses an entry point or the host's callback. All of them are little-endian and
-// belong to the side named below; fields that are not listed are neither read nor written. docs/host-interface.md
-// shows the same tables.
+// Layout of every record that crosses an entry point or the host's callback. All of them are little-endian
+// and belong to the side named below; fields that are not listed are neither read nor written.
+// docs/host-interface.md shows the same tables.
 
 #include <cstdint>
 
@@ -16,8 +16,8 @@ using HostRecord = platform::Record<Size, std::endian::little>;
 /// The module's identifier in records and messages.
 inline constexpr std::uint32_t kModuleId = 0x00510000;
 
-/// The host's function that takes every request of the module; 0 means success. The request, the reply and the
-/// data that the request points at live only for the duration of the call.
+/// The host's function that takes every request of the module; 0 means success. The request, the reply and
+/// the data that the request points at live only for the duration of the call.
 extern "C" {
 using HostCallback = std::int32_t (*)(const void* request, void* reply);
 }
@@ -64,8 +64,8 @@ struct HostReply : HostRecord<12> {
     using Result = Field<std::uint32_t, 8>;
 };
 
-/// First argument of Write. OWNERSHIP: the record is the host's for the duration of Write; the text behind Text
-/// stays valid until the module releases it with a request of class kRelease.
+/// First argument of Write. OWNERSHIP: the record is the host's for the duration of Write; the text behind
+/// Text stays valid until the module releases it with a request of class kRelease.
 struct WriteRequest : HostRecord<48> {
     using Refused = Field<std::uint8_t, 12>;
     using Length = Field<std::uint32_t, 16>;
@@ -119,8 +119,10 @@ inline constexpr std::uint32_t kRefused = 0xFFFFFFFF;
 
 static_assert(HostInfo::Callback::offset == 16 && ModuleInfo::Identifier::offset == 8);
 static_assert(ModuleInfo::Word60::offset + ModuleInfo::Word60::width == ModuleInfo::size);
-static_assert(HostRequest::size == 192 && HostRequest::Data::offset == 16 && HostRequest::MessageClass::offset == 32);
-static_assert(HostReply::size == 12 && HostReply::Result::offset + HostReply::Result::width == HostReply::size);
+static_assert(HostRequest::size == 192 && HostRequest::Data::offset == 16 &&
+              HostRequest::MessageClass::offset == 32);
+static_assert(HostReply::size == 12 &&
+              HostReply::Result::offset + HostReply::Result::width == HostReply::size);
 static_assert(WriteRequest::CarriedA::offset + WriteRequest::CarriedA::width == WriteRequest::size);
 static_assert(WriteResult::Count::offset + WriteResult::Count::width == WriteResult::size);
 static_assert(IoctlRequest::Text::offset + IoctlRequest::Text::width == IoctlRequest::size);

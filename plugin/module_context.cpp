@@ -15,7 +15,8 @@ namespace {
 constexpr std::chrono::milliseconds kIdleSleep{1000};
 constexpr std::chrono::milliseconds kFailureSleep{100};
 
-/// Not destroyed when the process ends: by then the host's callback, which a worker's end would call, may be gone.
+/// Not destroyed when the process ends: by then the host's callback, which a worker's end would call, may be
+/// gone.
 template <typename T>
 union NeverDestroyed {
     constexpr NeverDestroyed() : value() {}

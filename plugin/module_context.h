@@ -11,8 +11,8 @@
 
 class SyncLayer;
 
-/// The module's state between Load and Unload: one worker, one main loop, and the handshake that ends them. It goes
-/// from running, over opened, to closed, and never back: one Load serves one span from Open to Close.
+/// The module's state between Load and Unload: one worker, one main loop, and the handshake that ends them.
+/// It goes from running, over opened, to closed, and never back: one Load serves one span from Open to Close.
 ///
 /// Locks: the context's mutex, then the worker's queue mutex. Neither is held while the host is called.
 class ModuleContext {
@@ -23,12 +23,13 @@ class ModuleContext {
     /// close() first; what is still there is destroyed without a wait for the main loop.
     ~ModuleContext() = default;
 
-    /// Makes the worker and sends registration and features; from when the worker stands, messages are accepted.
-    /// Does nothing while one stands already. What is thrown leaves the context without a worker.
+    /// Makes the worker and sends registration and features; from when the worker stands, messages are
+    /// accepted. Does nothing while one stands already. What is thrown leaves the context without a worker.
     void open();
 
-    /// Ends the main loop, waits for its end unless called on its thread, gives waiting messages back and destroys
-    /// the worker, which saves the state. Called on the main loop's thread, the worker goes when its pass is over.
+    /// Ends the main loop, waits for its end unless called on its thread, gives waiting messages back and
+    /// destroys the worker, which saves the state. Called on the main loop's thread, the worker goes when its
+    /// pass is over.
     void close();
 
     /// Runs on the calling thread until close(). Returns at once after close() and while another loop runs.

@@ -1,7 +1,7 @@
 #pragma once
 
-// How the entry points reach the host's records: through addresses, field by field, touching nothing else. A host
-// that passes no record at all is answered like one that passes zeros.
+// How the entry points reach the host's records: through addresses, field by field, touching nothing else. A
+// host that passes no record at all is answered like one that passes zeros.
 
 #include <cstdint>
 
@@ -26,7 +26,8 @@ class Input {
 
     template <typename Field>
     [[nodiscard]] auto get() const noexcept {
-        return Field::get(record_ == nullptr ? typename Layout::View(kNothing) : typename Layout::View(record_, Layout::size));
+        return Field::get(record_ == nullptr ? typename Layout::View(kNothing)
+                                             : typename Layout::View(record_, Layout::size));
     }
 
   private:

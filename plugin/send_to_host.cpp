@@ -39,13 +39,15 @@ ReleaseOutcome call_host(const HostRequest::Bytes& request) {
 
 }  // namespace
 
-void set_host_callback(host_records::HostCallback callback) noexcept { host_callback.store(callback); }
+void set_host_callback(host_records::HostCallback callback) noexcept {
+    host_callback.store(callback);
+}
 
 void SendToHost(const tinyxml2::XMLDocument& document, std::uint32_t message_class) {
     tinyxml2::XMLPrinter printer(nullptr, true);
     document.Print(&printer);
-    (void)call_host(make_request(printer.CStr(), static_cast<std::uint32_t>(printer.CStrSize()), message_class,
-                                 host_records::kMessageWord));
+    (void)call_host(make_request(printer.CStr(), static_cast<std::uint32_t>(printer.CStrSize()),
+                                 message_class, host_records::kMessageWord));
 }
 
 void LogToHost(std::int32_t level, const char* text) {
@@ -63,4 +65,6 @@ void try_log_error(std::initializer_list<const char*> pieces) noexcept {
     }
 }
 
-ReleaseOutcome RequestRelease(const char* text) { return call_host(make_request(text, 0, names::kReleaseClass, 0)); }
+ReleaseOutcome RequestRelease(const char* text) {
+    return call_host(make_request(text, 0, names::kReleaseClass, 0));
+}

@@ -31,7 +31,9 @@ SyncLayer::SyncLayer(const platform::System& system)
     server_->SetEventSink(engine_.get());
 }
 
-SyncLayer::~SyncLayer() { stop(); }
+SyncLayer::~SyncLayer() {
+    stop();
+}
 
 bool SyncLayer::append(const StreamRecord& record) {
     {
@@ -73,7 +75,8 @@ std::int32_t SyncLayer::stop() {
     return 0;
 }
 
-/// The second barrier: what one message causes costs that message and never the loop, and its buffer goes back.
+/// The second barrier: what one message causes costs that message and never the loop, and its buffer goes
+/// back.
 void SyncLayer::handle(const StreamRecord& record) noexcept {
     const HostBuffer buffer(record.text);
     try {
@@ -89,5 +92,6 @@ void SyncLayer::dispatch(const StreamRecord& record) {
     if (record.text == nullptr || record.length <= 0) return;
     tinyxml2::XMLDocument document;
     if (document.Parse(record.text, static_cast<std::size_t>(record.length)) != tinyxml2::XML_SUCCESS) return;
-    if (norvane::IEventSink* sink = server_->event_sink()) DispatchHostMessage(document, *sink, system_.clock);
+    if (norvane::IEventSink* sink = server_->event_sink())
+        DispatchHostMessage(document, *sink, system_.clock);
 }

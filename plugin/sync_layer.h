@@ -16,22 +16,25 @@ namespace norvane {
 class CTalServerImpl;
 }
 
-/// Turns the host's many threads into one: any of them appends messages, the main loop's thread takes them out,
-/// dispatches them in order and gives each buffer back. Owns the components that do the work.
+/// Turns the host's many threads into one: any of them appends messages, the main loop's thread takes them
+/// out, dispatches them in order and gives each buffer back. Owns the components that do the work.
 ///
-/// Every appended message is released exactly once: behind its processing, or by whoever finds it unprocessed once
-/// the worker has been stopped. The host is never called while the queue is locked, so it may call back.
+/// Every appended message is released exactly once: behind its processing, or by whoever finds it unprocessed
+/// once the worker has been stopped. The host is never called while the queue is locked, so it may call back.
 class SyncLayer final : public ICommand {
   public:
-    /// Makes store, adapter and engine, which reads its saved state. What the system refers to has to outlive it.
+    /// Makes store, adapter and engine, which reads its saved state. What the system refers to has to outlive
+    /// it.
     explicit SyncLayer(const platform::System& system);
     /// Stops, then destroys the engine, which saves its state, the adapter and the store.
     ~SyncLayer() override;
 
-    /// Queues a message; false once the worker has been stopped, and the buffer stays the caller's. Any thread.
+    /// Queues a message; false once the worker has been stopped, and the buffer stays the caller's. Any
+    /// thread.
     [[nodiscard]] bool append(const StreamRecord& record);
 
-    /// One pass: waits up to 100 ms for messages and processes all that are there. On the main loop's thread only.
+    /// One pass: waits up to 100 ms for messages and processes all that are there. On the main loop's thread
+    /// only.
     std::int32_t run() override;
 
     /// From now on nothing is queued or processed any more; what waits is given back in order. Any thread.

@@ -4,7 +4,9 @@ using platform::Byte;
 
 namespace {
 
-constexpr Byte low_byte(std::uint64_t value) { return static_cast<Byte>(value & 0xFF); }
+constexpr Byte low_byte(std::uint64_t value) {
+    return static_cast<Byte>(value & 0xFF);
+}
 
 }  // namespace
 

@@ -45,10 +45,10 @@ struct PsiStreamRecord : IndexRecordLayout<32> {
 /// One packet's entry, at kEntriesAt + i * size.
 struct PsiFrameEntry : IndexRecordLayout<32> {
     using Slot = Field<std::uint8_t, 0>;
-    using Flags = Field<std::uint8_t, 2>;      // PesHeader::Flags
-    using Program = Field<std::uint8_t, 3>;    // PesHeader::Program
+    using Flags = Field<std::uint8_t, 2>;       // PesHeader::Flags
+    using Program = Field<std::uint8_t, 3>;     // PesHeader::Program
     using SizeUnits = Field<std::uint16_t, 4>;  // packet size / 32, low 16 bits
-    using Date = Field<std::uint16_t, 6>;      // date16
+    using Date = Field<std::uint16_t, 6>;       // date16
     using TimeOfDay = Field<std::uint32_t, 8>;  // ms since midnight
     using Position = Field<std::uint32_t, 12>;  // (packet offset - kPacketsAt) / 32
     using Previous = Field<std::uint32_t, 16>;  // entry of the same slot, kNoEntry for none

@@ -67,7 +67,8 @@ std::int32_t chain(PsWriter& writer, PsiFrameEntry::MutableView entry, std::uint
     } else {
         const std::uint32_t previous = PsiStreamRecord::LastEntry::get(stream);
         PsiFrameEntry::Previous::put(entry, previous);
-        if (const std::int32_t result = link_previous(writer, previous, index); result != kPsOk) return result;
+        if (const std::int32_t result = link_previous(writer, previous, index); result != kPsOk)
+            return result;
     }
     PsiStreamRecord::LastEntry::put(stream, index);
     PsiStreamRecord::LastDate::put(stream, date);
@@ -109,11 +110,14 @@ void close_span(PsWriter& writer, PsiSpan::Bytes& span) {
     span = {};
 }
 
-bool is_open(PsiSpan::View span) { return PsiSpan::FirstDate::get(span) != 0; }
+bool is_open(PsiSpan::View span) {
+    return PsiSpan::FirstDate::get(span) != 0;
+}
 
 /// A time that goes backwards breaks a span too: the difference wraps around.
 bool breaks_span(PsiSpan::View span, PsiFrameEntry::View entry, std::uint8_t kind) {
-    return PsiSpan::Kind::get(span) != kind || PsiSpan::LastDate::get(span) != PsiFrameEntry::Date::get(entry) ||
+    return PsiSpan::Kind::get(span) != kind ||
+           PsiSpan::LastDate::get(span) != PsiFrameEntry::Date::get(entry) ||
            PsiFrameEntry::TimeOfDay::get(entry) - PsiSpan::LastTime::get(span) > kSpanGap;
 }
 
@@ -142,7 +146,8 @@ std::int32_t ps_write_index_header(PsWriter& writer) {
     if (!write_whole(writer, writer.header)) return kPsWriteFailed;
     std::array<Byte, kSlots * PsiStreamRecord::size> table{};
     for (std::size_t slot = 0; slot < kSlots; ++slot) {
-        std::ranges::copy(writer.streams[slot], table.begin() + static_cast<std::ptrdiff_t>(slot * PsiStreamRecord::size));
+        std::ranges::copy(writer.streams[slot],
+                          table.begin() + static_cast<std::ptrdiff_t>(slot * PsiStreamRecord::size));
     }
     return write_whole(writer, table) && writer.index->flush() ? kPsOk : kPsWriteFailed;
 }

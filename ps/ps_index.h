@@ -6,7 +6,8 @@
 
 /// Adds the entry of the packet with this header to the index and completes the header's previous-size field.
 /// The entry is with the system before this returns: an interrupted conversion leaves every packet findable.
-[[nodiscard]] std::int32_t ps_index_packet(PsWriter& writer, PesHeader::MutableView header, std::uint32_t packet_size);
+[[nodiscard]] std::int32_t ps_index_packet(PsWriter& writer, PesHeader::MutableView header,
+                                           std::uint32_t packet_size);
 
 /// Writes header and stream table as they stand in the writer.
 [[nodiscard]] std::int32_t ps_write_index_header(PsWriter& writer);

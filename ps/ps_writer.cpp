@@ -178,7 +178,8 @@ std::int32_t ps_write_frame(PsWriter& writer, const PsFrame& frame) {
     const std::uint32_t packet_size = static_cast<std::uint32_t>(PesHeader::size) + length + padding;
     if (packet_size < length) return kPsRefused;  // wrapped around
     PesHeader::Bytes header = pes_header(writer, frame, packet_size, padding);
-    if (const std::int32_t result = ps_index_packet(writer, header, packet_size); result != kPsOk) return result;
+    if (const std::int32_t result = ps_index_packet(writer, header, packet_size); result != kPsOk)
+        return result;
     const bool written = write_whole(writer, header) && write_whole(writer, frame.payload) &&
                          write_whole(writer, std::span(kPadding).first(padding));
     return written ? kPsOk : kPsWriteFailed;

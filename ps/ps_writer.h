@@ -1,7 +1,8 @@
 #pragma once
 
-// Writes the host's recordings: a program-stream data file and the index file beside it. One context record, plain
-// functions that take it first, signed results, no exceptions. docs/recording-format.md describes both files.
+// Writes the host's recordings: a program-stream data file and the index file beside it. One context record,
+// plain functions that take it first, signed results, no exceptions. docs/recording-format.md describes both
+// files.
 
 #include <array>
 #include <cstdint>
@@ -58,8 +59,8 @@ struct PsFrame {
     std::span<const platform::Byte> payload;
 };
 
-/// The writer's context. Closed: no files, open_flag false. Open: both files set, open_flag set by the caller and
-/// ps_open returned 0; it stays open across failed writes too.
+/// The writer's context. Closed: no files, open_flag false. Open: both files set, open_flag set by the caller
+/// and ps_open returned 0; it stays open across failed writes too.
 struct PsWriter {
     std::unique_ptr<platform::BufferedFile> index;
     std::unique_ptr<platform::DataFile> data;
@@ -82,17 +83,20 @@ void ps_writer_init(PsWriter& writer);
 /// ps_close, and gives back what memory the writer holds.
 void ps_writer_destroy(PsWriter& writer);
 
-/// Writes the fixed beginning of both files. The caller has opened them into the writer and set the open flag; every
-/// failure closes the writer.
-[[nodiscard]] std::int32_t ps_open(PsWriter& writer, const PsProgramInfo& program, const PsStreamDescs& streams);
+/// Writes the fixed beginning of both files. The caller has opened them into the writer and set the open
+/// flag; every failure closes the writer.
+[[nodiscard]] std::int32_t ps_open(PsWriter& writer, const PsProgramInfo& program,
+                                   const PsStreamDescs& streams);
 
-/// Indexes one frame and writes its packet, frames of a slot in the order of presentation. When it fails, indexing
-/// has left nothing in the data file; a failed data write leaves an entry whose packet is incomplete.
+/// Indexes one frame and writes its packet, frames of a slot in the order of presentation. When it fails,
+/// indexing has left nothing in the data file; a failed data write leaves an entry whose packet is
+/// incomplete.
 [[nodiscard]] std::int32_t ps_write_frame(PsWriter& writer, const PsFrame& frame);
 
-/// Completes the index (spans, counts, first and last times) and closes both files; the writer can then take a new
-/// pair. Does nothing to a closed writer.
+/// Completes the index (spans, counts, first and last times) and closes both files; the writer can then take
+/// a new pair. Does nothing to a closed writer.
 void ps_close(PsWriter& writer);
 
-/// Writes in pieces of at most 64 KiB: the total written, or the failing write's result when that was the first.
+/// Writes in pieces of at most 64 KiB: the total written, or the failing write's result when that was the
+/// first.
 [[nodiscard]] std::int64_t ps_write_all(PsWriter& writer, std::span<const platform::Byte> bytes);

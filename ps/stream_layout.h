@@ -1,7 +1,7 @@
 #pragma once
 
-// Layout of the data file: one pack header, one program stream map, then PES packets back to back. The syntax is
-// that of ISO/IEC 13818-1 (2.5.3.3 pack, 2.5.4 map, 2.4.3.6 PES packet); all integers are big-endian.
+// Layout of the data file: one pack header, one program stream map, then PES packets back to back. The syntax
+// is that of ISO/IEC 13818-1 (2.5.3.3 pack, 2.5.4 map, 2.4.3.6 PES packet); all integers are big-endian.
 // docs/recording-format.md shows the same tables with the reasons.
 
 #include <cstdint>
@@ -79,12 +79,13 @@ static_assert(kPacketsAt == 1978);
 struct PesHeader : StreamRecordLayout<32> {
     using StartCode = Block<3, 0>;
     using StreamId = Field<std::uint8_t, 3>;
-    using Length = Field<std::uint16_t, 4>;  // packet size - 6, low 16 bits: docs/recording-format.md, "Wrapped length"
+    using Length =
+        Field<std::uint16_t, 4>;  // packet size - 6, low 16 bits: docs/recording-format.md, "Wrapped length"
     using Marker = Field<std::uint8_t, 6>;
-    using Contents = Field<std::uint8_t, 7>;      // PTS and DTS, extension
-    using DataLength = Field<std::uint8_t, 8>;    // header bytes behind this field
-    using PresentationTime = Block<5, 9>;         // 33 bits of 90 kHz ticks since midnight
-    using DecodingTime = Block<5, 14>;            // the same value
+    using Contents = Field<std::uint8_t, 7>;    // PTS and DTS, extension
+    using DataLength = Field<std::uint8_t, 8>;  // header bytes behind this field
+    using PresentationTime = Block<5, 9>;       // 33 bits of 90 kHz ticks since midnight
+    using DecodingTime = Block<5, 14>;          // the same value
     using ExtensionFlags = Field<std::uint8_t, 19>;
     using ExtensionLength = Field<std::uint8_t, 20>;
     using PreviousSize = Block<3, 21>;  // size22 of the packet before this one, FF FF FF for the first

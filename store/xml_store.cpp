@@ -114,11 +114,12 @@ void load_operation(const XMLElement& element, std::vector<Operation>& operation
     const auto attempts = integer(element, state::kAttempts);
     const auto guid = parse_guid(element.Attribute(state::kGuid));
     if (!devices_id || !device_number || !start || !end || !attempts || !guid) return;
-    operations.push_back({.device = {static_cast<std::uint32_t>(*devices_id), static_cast<std::uint32_t>(*device_number)},
-                          .guid = *guid,
-                          .start_time = platform::ticks_of(*start),
-                          .end_time = platform::ticks_of(*end),
-                          .attempts = *attempts});
+    operations.push_back(
+        {.device = {static_cast<std::uint32_t>(*devices_id), static_cast<std::uint32_t>(*device_number)},
+         .guid = *guid,
+         .start_time = platform::ticks_of(*start),
+         .end_time = platform::ticks_of(*end),
+         .attempts = *attempts});
 }
 
 void load_operations(const XMLElement& pavo, std::vector<Operation>& operations) {

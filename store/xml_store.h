@@ -5,7 +5,8 @@
 
 namespace norvane {
 
-/// Keeps the state in the file norvanepi_state.xml of the process's working directory. Holds nothing between calls.
+/// Keeps the state in the file norvanepi_state.xml of the process's working directory. Holds nothing between
+/// calls.
 class CXmlStore final : public IPersistentStore {
   public:
     /// Both are not owned and have to outlive the store.

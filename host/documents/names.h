@@ -1,7 +1,7 @@
 #pragma once
 
-// The vocabulary of the XML messages between host and module: every element and attribute name, every constant.
-// docs/host-interface.md describes the documents.
+// The vocabulary of the XML messages between host and module: every element and attribute name, every
+// constant. docs/host-interface.md describes the documents.
 
 #include <cstdint>
 
@@ -74,7 +74,7 @@ inline constexpr std::int32_t kError = kLogError;
 // Message classes of the host's callback.
 inline constexpr std::uint32_t kReservationClass = 4;  // reservations and status reports
 inline constexpr std::uint32_t kLogClass = 64;
-inline constexpr std::uint32_t kDeviceClass = 256;  // registration, features, device storage commands
+inline constexpr std::uint32_t kDeviceClass = 256;   // registration, features, device storage commands
 inline constexpr std::uint32_t kReleaseClass = 512;  // gives a host buffer back; carries no document
 
 }  // namespace names

@@ -35,7 +35,8 @@ void set_guid(XMLElement& element, const norvane::Guid& guid) {
     element.SetAttribute(names::kGuid, boost::uuids::to_string(guid).c_str());
 }
 
-XMLElement* fill_storage_command(XMLDocument& document, const DeviceStorageCommand& command, const char* code) {
+XMLElement* fill_storage_command(XMLDocument& document, const DeviceStorageCommand& command,
+                                 const char* code) {
     XMLElement* devices = add_child(start_pavo(document, 1), names::kDevices);
     devices->SetAttribute(names::kId, static_cast<std::int32_t>(command.device.devices_id));
     XMLElement* device = add_child(devices, names::kDevice);

@@ -28,7 +28,8 @@ void fill_features(tinyxml2::XMLDocument& document);
 void fill_storage_info_request(tinyxml2::XMLDocument& document, const DeviceStorageCommand& command);
 void fill_recordings_request(tinyxml2::XMLDocument& document, const DeviceStorageCommand& command,
                              const platform::Path& temporary_directory);
-void fill_reservation_request(tinyxml2::XMLDocument& document, const norvane::Guid& guid, std::uint32_t gigabytes);
+void fill_reservation_request(tinyxml2::XMLDocument& document, const norvane::Guid& guid,
+                              std::uint32_t gigabytes);
 void fill_reservation_release(tinyxml2::XMLDocument& document, const norvane::Guid& guid);
 void fill_status(tinyxml2::XMLDocument& document, std::int32_t status, norvane::Ticks now);
 

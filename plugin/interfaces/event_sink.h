@@ -7,8 +7,9 @@
 
 namespace norvane {
 
-/// What the host reports, called on the worker's thread in the order of the host's messages. Nothing is returned and
-/// no bad input raises an error: an event about an unknown device or operation is ignored or only logged.
+/// What the host reports, called on the worker's thread in the order of the host's messages. Nothing is
+/// returned and no bad input raises an error: an event about an unknown device or operation is ignored or
+/// only logged.
 class IEventSink {
   public:
     IEventSink() = default;
@@ -20,10 +21,11 @@ class IEventSink {
     /// The device holds recordings of the operation's interval; they are worth that many gigabytes of disk.
     virtual void OnStorageInfo(const Guid& guid, std::uint32_t gigabytes) = 0;
     /// state is kConnected, kDisconnected or anything else, which counts as neither; unused is always null.
-    virtual void OnChannelState(const ChannelKey* channel, std::int32_t state, const void* unused, Ticks time) = 0;
+    virtual void OnChannelState(const ChannelKey* channel, std::int32_t state, const void* unused,
+                                Ticks time) = 0;
     /// A clip of the operation has been downloaded.
-    virtual void OnClipRetrieved(Guid guid, platform::Path clip_file, std::int32_t clip_type, Ticks start, Ticks stop,
-                                 std::int32_t input_number, std::string input_name) = 0;
+    virtual void OnClipRetrieved(Guid guid, platform::Path clip_file, std::int32_t clip_type, Ticks start,
+                                 Ticks stop, std::int32_t input_number, std::string input_name) = 0;
     /// The operation's retrieval is finished, or there is nothing to fetch.
     virtual void OnRetrievalDone(Guid guid) = 0;
     virtual void OnRetrievalFailed(Guid guid, std::int32_t error_code, Ticks failed_clip_start) = 0;

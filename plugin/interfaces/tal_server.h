@@ -23,12 +23,12 @@ class ITalServer {
     virtual void ReleaseDiskReservation(const Guid& guid) = 0;
     [[nodiscard]] virtual Guid GenerateGuid() = 0;
     /// Asks how much the device holds of the interval.
-    virtual void RequestStorageInfo(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Ticks start,
-                                    Ticks stop) = 0;
-    /// Asks for the recordings of the interval, to be downloaded into the temporary directory, which is made when
-    /// missing. Clips are converted into the output directory from then on.
-    virtual void RequestRecordings(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Ticks start,
-                                   Ticks stop, const platform::Path& temporary_directory,
+    virtual void RequestStorageInfo(Guid guid, std::uint32_t devices_id, std::uint32_t device_number,
+                                    Ticks start, Ticks stop) = 0;
+    /// Asks for the recordings of the interval, to be downloaded into the temporary directory, which is made
+    /// when missing. Clips are converted into the output directory from then on.
+    virtual void RequestRecordings(Guid guid, std::uint32_t devices_id, std::uint32_t device_number,
+                                   Ticks start, Ticks stop, const platform::Path& temporary_directory,
                                    platform::Path output_directory) = 0;
     /// Converts a downloaded clip before it returns.
     virtual void ConvertClip(Guid guid, std::uint32_t devices_id, std::uint32_t device_number,

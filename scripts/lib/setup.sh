@@ -1,0 +1,69 @@
+# Shared by the scripts of this folder: where the project is, its packages, and quiet steps. Sourced, not run.
+
+set -euo pipefail
+export LC_ALL=C.UTF-8
+
+project_root() {
+    cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd -P
+}
+
+ROOT=$(project_root)
+LOG="$ROOT/build/log"
+mkdir -p "$LOG"
+
+# What the module, its tools and its tests are made from, as Debian 12 names it.
+BUILD_PACKAGES=(g++ cmake ninja-build libtinyxml2-dev libboost-dev libboost-filesystem-dev libboost-system-dev
+    libcli11-dev libfmt-dev nlohmann-json3-dev)
+TEST_PACKAGES=(libgtest-dev libgmock-dev ffmpeg util-linux)
+DEMO_PACKAGES=(ffmpeg fonts-dejavu-core)
+LINT_PACKAGES=(clang clang-format clang-tidy git)
+
+# step NAME COMMAND...: runs a command quietly; its output is kept in build/log and shown only when it fails.
+step() {
+    local name=$1
+    shift
+    if ! "$@" >"$LOG/$name.log" 2>&1; then
+        printf 'FAILED: %s\n' "$*" >&2
+        tail -n 60 "$LOG/$name.log" >&2
+        return 1
+    fi
+}
+
+installed() {
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+}
+
+as_root() {
+    if [ "$(id -u)" = 0 ]; then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo -n "$@"
+    else
+        echo "packages are missing, and neither root nor sudo is at hand to install them" >&2
+        return 1
+    fi
+}
+
+apt_get() {
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@" </dev/null
+}
+
+# need_packages PACKAGE...: installs those that are missing, without a question.
+need_packages() {
+    local missing=() package
+    for package in "$@"; do
+        installed "$package" || missing+=("$package")
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+    step packages-update apt_get update
+    step packages-install apt_get install -y --no-install-recommends "${missing[@]}"
+}
+
+# build_preset PRESET: configures and builds in build/PRESET.
+build_preset() {
+    (
+        cd "$ROOT"
+        step "configure-$1" cmake --preset "$1"
+        step "build-$1" cmake --build --preset "$1"
+    )
+}

@@ -1,0 +1,143 @@
+#include "tests/engine/engine_test.h"
+
+TEST_F(EngineTest, GapBeginsTenSecondsBeforeTheLossAndEndsAtTheReturn) {
+    server.keep_logs = true;
+    lose_and_regain(kCamera, 1'000'000, 1'000'300);
+    EXPECT_EQ(sent(),
+              "info NorVane - operation starting.\n"
+              "started at 2000000\n"
+              "info NorVane - creating operation id 00000000-0000-0000-0000-000000000000 for device 7 3\n"
+              "info NorVane - requesting device storage info for 7 3 from 1970-01-12T13:46:30Z to "
+              "1970-01-12T13:51:40Z\n"
+              "storage-info #0 7/3 999990..1000300\n");
+}
+
+TEST_F(EngineTest, InstantsBefore1970AreLoggedAsPlainSeconds) {
+    server.keep_logs = true;
+    lose_and_regain(kCamera, 3, 20);
+    EXPECT_NE(sent().find("from -7 to 1970-01-01T00:00:20Z"), std::string::npos);
+}
+
+TEST_F(EngineTest, UnsupportedDevicesAreIgnoredFromLossToReturn) {
+    report(kCamera, kDisconnected, 1'000);
+    support(kCamera);
+    report(kCamera, kConnected, 2'000);
+    EXPECT_EQ(sent(), "");
+}
+
+TEST_F(EngineTest, SecondLossKeepsTheFirstOnesTime) {
+    support(kCamera);
+    report(kCamera, kDisconnected, 1'000);
+    report(kCamera, kDisconnected, 1'500);
+    report(kCamera, kConnected, 2'000);
+    EXPECT_EQ(sent(), "started at 2000000\nstorage-info #0 7/3 990..2000\n");
+}
+
+TEST_F(EngineTest, AnotherChannelsReturnLeavesTheGapOpen) {
+    support(kCamera);
+    report(kCamera, kDisconnected, 1'000, 4);
+    report(kCamera, kConnected, 2'000, 5);
+    EXPECT_EQ(sent(), "");
+    report(kCamera, kConnected, 3'000, 4);
+    EXPECT_EQ(sent(), "started at 2000000\nstorage-info #0 7/3 990..3000\n");
+}
+
+TEST_F(EngineTest, StatesThatAreNeitherLossNorReturnDoNothing) {
+    support(kCamera);
+    report(kCamera, 3, 1'000);
+    report(kCamera, kDisconnected, 1'000);
+    report(kCamera, 0, 1'500);
+    EXPECT_EQ(sent(), "");
+    shut_down();
+    ASSERT_EQ(store.records.size(), 1U);
+    EXPECT_EQ(store.records[0].time, platform::ticks_of(990));
+}
+
+TEST_F(EngineTest, EachReportOfAConnectedChannelCountsUntilItIsUndone) {
+    support(kCamera);
+    report(kCamera, kConnected, 1'000);
+    report(kCamera, kConnected, 1'001);
+    report(kCamera, kDisconnected, 1'002);
+    shut_down();  // one loss open, one report of two left
+    ASSERT_EQ(store.records.size(), 2U);
+    EXPECT_EQ(store.records[0].time, platform::ticks_of(992));
+    EXPECT_EQ(store.records[1].time, store.now);
+}
+
+TEST_F(EngineTest, OnlyTheFirstOperationIsAnnounced) {
+    lose_and_regain(kCamera, 1'000, 2'000);
+    EXPECT_EQ(sent(), "started at 2000000\nstorage-info #0 7/3 990..2000\n");
+    server.keep_logs = true;
+    lose_and_regain(kOtherCamera, 1'100, 2'100);
+    EXPECT_EQ(sent(),
+              "info NorVane - creating operation id " + RecordingServer::guid_text(1) + " for device 7 12\n");
+}
+
+TEST_F(EngineTest, LossOfTheCurrentOperationsChannelStartsTheNextOne) {
+    lose_and_regain(kCamera, 1'000, 2'000);
+    lose_and_regain(kOtherCamera, 1'100, 2'100);
+    (void)sent();
+    server.keep_logs = true;
+    report(kCamera, kDisconnected, 3'000);
+    EXPECT_EQ(sent(),
+              "info NorVane - disconnect during current operation " + RecordingServer::guid_text(0) +
+                  " for device 7 3\n"
+                  "info NorVane - requesting device storage info for 7 12 from 1970-01-01T00:18:10Z to "
+                  "1970-01-01T00:35:00Z\n"
+                  "storage-info #1 7/12 1090..2100\n");
+}
+
+TEST_F(EngineTest, LossDuringALaterOperationIsLoggedAndStartsNothing) {
+    lose_and_regain(kCamera, 1'000, 2'000);
+    lose_and_regain(kOtherCamera, 1'100, 2'100);
+    (void)sent();
+    server.keep_logs = true;
+    report(kOtherCamera, kDisconnected, 3'000);
+    EXPECT_EQ(sent(), "info NorVane - disconnect during operation " + RecordingServer::guid_text(1) +
+                          " for device 7 12\n");
+}
+
+TEST_F(EngineTest, ReturnAfterAnInterruptionStartsTheOlderOperationFirst) {
+    lose_and_regain(kCamera, 1'000, 2'000);
+    (void)sent();
+    report(kCamera, kDisconnected, 3'000);  // nothing can start: idle again
+    EXPECT_EQ(sent(), "");
+    report(kCamera, kConnected, 4'000);
+    EXPECT_EQ(sent(), "storage-info #0 7/3 990..2000\n");
+    finish(0);
+    EXPECT_EQ(sent(), "release #0\nstorage-info #1 7/3 2990..4000\n");
+}
+
+TEST_F(EngineTest, ConnectedReportWithoutALossStartsNothingEvenWhileIdle) {
+    restart_with({{.device = kCamera, .guid = RecordingServer::guid(9), .start_time = 0, .end_time = 1}});
+    support(kCamera);
+    report(kCamera, kConnected, 1'000);
+    EXPECT_EQ(sent(), "");
+}
+
+TEST_F(EngineTest, RemovedDeviceIsForgottenStepByStep) {
+    support(kCamera);
+    report(kCamera, kDisconnected, 1'000, 0);
+    support(kOtherCamera);
+    report(kOtherCamera, kConnected, 1'000);
+    report(kOtherCamera, kDisconnected, 1'100, 4);
+    remove(kCamera);       // not connected: its record of channel 0 goes
+    remove(kOtherCamera);  // its record is of channel 4 and stays
+    support(kCamera);
+    support(kOtherCamera);
+    report(kCamera, kConnected, 2'000, 0);
+    EXPECT_EQ(sent(), "");
+    report(kOtherCamera, kConnected, 2'000, 4);
+    EXPECT_EQ(sent(), "started at 2000000\nstorage-info #0 7/12 1090..2000\n");
+}
+
+TEST_F(EngineTest, RemovalOfAConnectedDeviceKeepsItsRecordsAndOperations) {
+    support(kCamera);
+    report(kCamera, kDisconnected, 900);
+    report(kCamera, kConnected, 1'000, 1);
+    (void)sent();
+    remove(kCamera);  // takes the connection, not the record of channel 0
+    shut_down();
+    ASSERT_EQ(store.records.size(), 1U);
+    EXPECT_EQ(store.records[0].time, platform::ticks_of(890));
+}

@@ -1,0 +1,246 @@
+#include "host/dispatch.h"
+
+#include <gtest/gtest.h>
+#include <boost/uuid/uuid_io.hpp>
+
+#include "tests/support/fake_time.h"
+
+namespace {
+
+/// Writes every event down, one short line each; times in seconds.
+class RecordingSink final : public norvane::IEventSink {
+  public:
+    void OnDeviceSupported(std::int32_t devices_id, std::int32_t number) override {
+        note("supported " + std::to_string(devices_id) + "/" + std::to_string(number));
+    }
+    void OnStorageInfo(const norvane::Guid& guid, std::uint32_t gigabytes) override {
+        note("storage " + text(guid) + " " + std::to_string(gigabytes) + " GB");
+    }
+    void OnChannelState(const norvane::ChannelKey* key, std::int32_t state, const void* unused,
+                        norvane::Ticks time) override {
+        EXPECT_EQ(unused, nullptr);
+        note("channel " + std::to_string(key->devices_id) + "/" + std::to_string(key->device_number) + " " +
+             std::to_string(key->channel) + " state " + std::to_string(state) + " at " + seconds(time));
+    }
+    void OnClipRetrieved(norvane::Guid guid, platform::Path file, std::int32_t type, norvane::Ticks start,
+                         norvane::Ticks stop, std::int32_t input, std::string name) override {
+        note("clip " + text(guid) + " [" + file.native() + "] type " + std::to_string(type) + " " +
+             seconds(start) + ".." + seconds(stop) + " input " + std::to_string(input) + " '" + name + "'");
+    }
+    void OnRetrievalDone(norvane::Guid guid) override { note("done " + text(guid)); }
+    void OnRetrievalFailed(norvane::Guid guid, std::int32_t error, norvane::Ticks start) override {
+        note("failed " + text(guid) + " " + std::to_string(error) + " at " + seconds(start));
+    }
+    void OnReservation(norvane::Guid guid, const platform::Path& temporary,
+                       const platform::Path& output) override {
+        note("reservation " + text(guid) + " [" + temporary.native() + "] [" + output.native() + "]");
+    }
+    void OnDeviceRemoved(std::int32_t devices_id, std::int32_t number) override {
+        note("removed " + std::to_string(devices_id) + "/" + std::to_string(number));
+    }
+
+    std::string lines;
+
+  private:
+    void note(const std::string& line) { lines += line + "\n"; }
+    static std::string text(const norvane::Guid& guid) { return to_string(guid).substr(32); }
+    static std::string seconds(norvane::Ticks time) {
+        EXPECT_EQ(time % platform::kTicksPerSecond, 0);
+        return std::to_string(time / platform::kTicksPerSecond);
+    }
+};
+
+std::string dispatch(const std::string& xml) {
+    tinyxml2::XMLDocument document;
+    EXPECT_EQ(document.Parse(xml.data(), xml.size()), tinyxml2::XML_SUCCESS) << xml;
+    FakeClock clock;
+    clock.set_seconds(777);
+    RecordingSink sink;
+    DispatchHostMessage(document, sink, clock);
+    return sink.lines;
+}
+
+std::string pavo(const std::string& inside) {
+    return dispatch("<Pavo>" + inside + "</Pavo>");
+}
+
+/// One device 7/3 with the given attributes and content.
+std::string device(const std::string& attributes, const std::string& inside = "") {
+    return pavo("<Devices ID='7'><Device Number='3' " + attributes + ">" + inside + "</Device></Devices>");
+}
+
+constexpr const char* kGuid = "GUID='00000000-0000-0000-0000-00000000000a'";
+
+std::string encoder(const std::string& attributes, const std::string& channel) {
+    return device("", "<Codec><Encoder " + attributes + ">" + channel + "</Encoder></Codec>");
+}
+
+std::string storage(const std::string& attributes, const std::string& inside = "") {
+    return device("", "<Storage " + attributes + ">" + inside + "</Storage>");
+}
+
+std::string context(const std::string& attributes) {
+    return storage(kGuid, "<Input><Context " + attributes + "/></Input>");
+}
+
+std::string clip(const std::string& attributes) {
+    return device("", "<Input><Context><Storage " + attributes + "/></Context></Input>");
+}
+
+std::string clip_of(const std::string& file_name) {
+    return clip(std::string(kGuid) + " RetrievalStatus='3' Start='5' Stop='6' FileName='" + file_name + "'");
+}
+
+}  // namespace
+
+TEST(Dispatch, DocumentsOfOtherShapesHaveNoEffect) {
+    EXPECT_EQ(dispatch("<pavo><Devices ID='7'><Device Number='3' NorVaneSupported='1'/></Devices></pavo>"),
+              "");
+    EXPECT_EQ(pavo(""), "");
+    EXPECT_EQ(pavo("<Devices ID='7'/>"), "");
+    EXPECT_EQ(pavo("<Devices ID='7'><Camera Number='3' NorVaneSupported='1'/></Devices>"), "");
+    EXPECT_EQ(
+        dispatch("<a/><Pavo><Devices ID='7'><Device Number='3' NorVaneSupported='1'/></Devices></Pavo>"),
+        "supported 7/3\n");
+}
+
+TEST(Dispatch, SupportNeedsExactlyOneAndBothNumbers) {
+    EXPECT_EQ(device("NorVaneSupported='1'"), "supported 7/3\n");
+    EXPECT_EQ(device("NorVaneSupported='01'"), "");
+    EXPECT_EQ(device("NorVaneSupported='true'"), "");
+    EXPECT_EQ(pavo("<Devices ID='0'><Device Number='3' NorVaneSupported='1'/></Devices>"), "");
+    EXPECT_EQ(pavo("<Devices ID='7'><Device Number='x' NorVaneSupported='1'/></Devices>"), "");
+    EXPECT_EQ(pavo("<Devices ID='-1'><Device Number='-2' NorVaneSupported='1'/></Devices>"),
+              "supported -1/-2\n");
+}
+
+TEST(Dispatch, ElementsBehindADeviceAreDevicesToo) {
+    EXPECT_EQ(pavo("<Devices ID='7'><Other Number='1' NorVaneSupported='1'/><Device Number='2' "
+                   "NorVaneSupported='1'/>"
+                   "<Other Number='3' NorVaneSupported='1'/></Devices>"),
+              "supported 7/2\nsupported 7/3\n");
+}
+
+TEST(Dispatch, EmptyAddressRemovesTheDeviceAndEndsTheDocument) {
+    const std::string reservation =
+        std::string("<Storage><Reservation ") + kGuid + " TmpDir='t' OutDir='o'/></Storage>";
+    EXPECT_EQ(
+        pavo("<Devices ID='7'><Device Number='1' NorVaneSupported='1' ipAddress='10.0.0.1'/>"
+             "<Device Number='2' NorVaneSupported='1' ipAddress=''/><Device Number='3' NorVaneSupported='1'/>"
+             "</Devices>" +
+             reservation),
+        "supported 7/1\nremoved 7/2\n");
+}
+
+TEST(Dispatch, ChannelChanges) {
+    EXPECT_EQ(encoder("Number='0'", "<Channel Number='4' Connected='1' Time='90'/>"),
+              "channel 7/3 4 state 1 at 90\n");
+    EXPECT_EQ(encoder("Number='0'", "<Channel Number='4' Connected='0' Time='90'/>"),
+              "channel 7/3 4 state 2 at 90\n");
+    EXPECT_EQ(encoder("Number='0'", "<Channel Connected='2'/>"), "channel 7/3 4294967295 state 2 at -1\n");
+    EXPECT_EQ(encoder("Number='0'", "<Channel Number='4' Time='90'/>"), "");
+    EXPECT_EQ(encoder("Number='0'", "<Channel Connected='yes'/>"), "");
+    EXPECT_EQ(encoder("Number='1'", "<Channel Connected='1'/>"), "");
+    EXPECT_EQ(encoder("", "<Channel Connected='1'/>"), "");
+    EXPECT_EQ(encoder("Number='0'", ""), "");
+}
+
+TEST(Dispatch, OnlyTheFirstElementOfANameIsDescendedInto) {
+    EXPECT_EQ(device("", "<Codec/><Codec><Encoder Number='0'><Channel Connected='1'/></Encoder></Codec>"),
+              "");
+    EXPECT_EQ(
+        device("",
+               "<Codec><Encoder Number='1'/><Encoder Number='0'><Channel Connected='1'/></Encoder></Codec>"),
+        "");
+}
+
+TEST(Dispatch, RetrievalStatus) {
+    const std::string guid = kGuid;
+    EXPECT_EQ(storage(guid + " RetrievalStatus='3'"), "done 000a\n");
+    EXPECT_EQ(storage(guid + " RetrievalStatus='4' ErrorCode='12' FailedClipStartTime='99'"),
+              "failed 000a 12 at 99\n");
+    EXPECT_EQ(storage(guid + " RetrievalStatus='2'"), "");
+    EXPECT_EQ(storage(guid), "");
+    EXPECT_EQ(storage("RetrievalStatus='3'", "<Input><Context Number='0'/></Input>"), "");
+}
+
+TEST(Dispatch, StorageInformationInDocumentOrder) {
+    const std::string good = "Number='0' Recordings='1' OldestStart='1' NewestEnd='2' ";
+    EXPECT_EQ(context(good + "TotalSize='100'"), "storage 000a 1 GB\n");
+    EXPECT_EQ(context(good + "TotalSize='600'"), "storage 000a 1 GB\n");
+    EXPECT_EQ(context(good + "TotalSize='1000'"), "storage 000a 2 GB\n");
+    EXPECT_EQ(context(good + "TotalSize='0'"), "storage 000a 1 GB\n");
+    EXPECT_EQ(context(good + "TotalSize='2147483647'"), "storage 000a 1 GB\n");  // wraps to 510
+    EXPECT_EQ(context(good + "TotalSize='-300'"), "storage 000a 4194303 GB\n");
+    EXPECT_EQ(context(good), "");
+    EXPECT_EQ(context("Number='0' Recordings='1' TotalSize='9' OldestStart='1'"), "");
+    EXPECT_EQ(context("Number='0' Recordings='0' TotalSize='9'"), "done 000a\n");
+    EXPECT_EQ(context("Number='0'"), "done 000a\n");
+    EXPECT_EQ(context("Number='0' Recordings='-4'"), "done 000a\n");
+    EXPECT_EQ(context("Number='1'"), "");
+    EXPECT_EQ(context("Recordings='0'"), "");
+    EXPECT_EQ(
+        storage(
+            std::string(kGuid) + " RetrievalStatus='4'",
+            "<Input><Context Number='0'/><Other Number='0'/><Context Number='0'/></Input><Input>"
+            "<Context Number='0' Recordings='2' TotalSize='1000' OldestStart='1' NewestEnd='2'/></Input>"),
+        "failed 000a -1 at -1\ndone 000a\ndone 000a\nstorage 000a 2 GB\n");
+}
+
+TEST(Dispatch, ClipNotifications) {
+    const std::string required = std::string(kGuid) + " RetrievalStatus='3' FileName='c.mp4' ";
+    EXPECT_EQ(clip(required), "clip 000a [c.mp4] type 1 777..777 input 0 'input 1'\n");
+    EXPECT_EQ(clip(required + "Start='5' Stop='-1' InputNumber='2' InputName='' Type='3'"),
+              "clip 000a [c.mp4] type 3 5..777 input 2 ''\n");
+    EXPECT_EQ(clip(required + "Start='-2' Stop='x' InputNumber='-3' InputName='door' Type='?'"),
+              "clip 000a [c.mp4] type 1 -2..777 input 0 'door'\n");
+    EXPECT_EQ(clip(std::string(kGuid) + " RetrievalStatus='3'"), "");
+    EXPECT_EQ(clip(std::string(kGuid) + " RetrievalStatus='4' FileName='c'"), "");
+    EXPECT_EQ(clip(std::string(kGuid) + " FileName='c'"), "");
+    EXPECT_EQ(clip("RetrievalStatus='3' FileName='c'"), "");
+}
+
+TEST(Dispatch, ClipFileNamesInQuotedForm) {
+    const auto file = [](const std::string& name) {
+        const std::string line = clip_of(name);
+        return line.substr(line.find('['), line.find(']') - line.find('[') + 1);
+    };
+    EXPECT_EQ(file("\"/a b/c.mp4\""), "[/a b/c.mp4]");
+    EXPECT_EQ(file("/a b/c.mp4"), "[/a]");
+    EXPECT_EQ(file("  \"/a b\"x"), "[/a b]");
+    EXPECT_EQ(file("\"/a &amp;\"b&amp;&amp;\" tail"), "[/a \"b&]");
+    EXPECT_EQ(file("\"/never closed"), "[/never closed]");
+    EXPECT_EQ(file("\"ends in escape&amp;"), "[ends in escape]");
+    EXPECT_EQ(file("  word next"), "[word]");
+    EXPECT_EQ(file(""), "[]");
+    EXPECT_EQ(file("   "), "[]");
+    EXPECT_EQ(file("\"\""), "[]");
+    EXPECT_EQ(file("\"/\xff\xfe.mp4\""), "[/\xff\xfe.mp4]");
+}
+
+TEST(Dispatch, ReservationRepliesStandDirectlyUnderTheRoot) {
+    const std::string reply =
+        std::string("<Storage><Reservation ") + kGuid + " TmpDir=' t \"&amp;' OutDir='/o/'/></Storage>";
+    EXPECT_EQ(pavo(reply), "reservation 000a [ t \"&] [/o/]\n");
+    EXPECT_EQ(device("", reply), "");
+    EXPECT_EQ(pavo(std::string("<Storage><Reservation ") + kGuid + " TmpDir='t'/></Storage>"), "");
+    EXPECT_EQ(pavo("<Storage><Reservation TmpDir='t' OutDir='o'/></Storage>"), "");
+    EXPECT_EQ(pavo("<Storage/>"), "");
+}
+
+TEST(Dispatch, UnreadableGuidEndsTheDocumentAfterWhatCameBefore) {
+    EXPECT_EQ(
+        pavo("<Devices ID='7'><Device Number='1' NorVaneSupported='1'><Storage GUID='nonsense'/></Device>"
+             "<Device Number='2' NorVaneSupported='1'/></Devices>"),
+        "supported 7/1\n");
+    EXPECT_EQ(clip("GUID='' RetrievalStatus='9'"), "");
+    EXPECT_EQ(storage("GUID='{0000000000000000000000000000000A}' RetrievalStatus='3'"), "done 000a\n");
+    EXPECT_EQ(storage("GUID='00000000-0000-0000-0000-00000000000a ' RetrievalStatus='3'"), "");
+}
+
+TEST(Dispatch, NumbersAreReadAsTheLibraryReadsThem) {
+    EXPECT_EQ(
+        storage(std::string(kGuid) + " RetrievalStatus=' 4x' ErrorCode='0x1F' FailedClipStartTime='-12'"),
+        "failed 000a 31 at -12\n");
+    EXPECT_EQ(storage(std::string(kGuid) + " RetrievalStatus='x4'"), "");
+}

@@ -1,0 +1,78 @@
+#include <gtest/gtest.h>
+
+#include "host/documents/names.h"
+#include "host/documents/outgoing.h"
+#include "host/documents/quoted_path.h"
+
+namespace {
+
+const norvane::Guid kGuid = {
+    {0x3f, 0x2b, 0x8c, 0x1e, 0x5d, 0x4a, 0x4e, 0x0b, 0x9a, 0x7c, 0x21, 0xd0, 0xc6, 0xe4, 0xf8, 0xa5}};
+
+/// The document as it goes out, without the declaration that all of them begin with.
+template <typename Fill>
+std::string printed(Fill fill) {
+    tinyxml2::XMLDocument document;
+    fill(document);
+    tinyxml2::XMLPrinter printer(nullptr, true);
+    document.Print(&printer);
+    const std::string text = printer.CStr();
+    const std::string declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
+    EXPECT_EQ(text.substr(0, declaration.size()), declaration);
+    return text.substr(declaration.size());
+}
+
+}  // namespace
+
+TEST(Documents, RegistrationAndFeatures) {
+    EXPECT_EQ(
+        printed(documents::fill_registration),
+        "<Pavo Delta=\"0\"><Modules><Module Name=\"norvanepi\" ID=\"5308416\" Version=\"1.0.0.0\"/></Modules>"
+        "</Pavo>");
+    EXPECT_EQ(printed(documents::fill_features), "<Pavo Delta=\"0\"><Norvane ID=\"5308416\"/></Pavo>");
+}
+
+TEST(Documents, DeviceNumbersAreUnsignedAndDevicesIdentifiersSigned) {
+    const documents::DeviceStorageCommand command{kGuid,
+                                                  {0xFFFFFFFF, 0xFFFFFFFF},
+                                                  platform::ticks_of(-3) - 9'999'999,
+                                                  platform::ticks_of(2'147'483'647)};
+    const std::string middle =
+        "<Pavo Delta=\"1\"><Devices ID=\"-1\"><Device Number=\"4294967295\"><Storage "
+        "GUID=\"3f2b8c1e-5d4a-4e0b-9a7c-21d0c6e4f8a5\" Command=\"";
+    const std::string times = "\" Start=\"-3\" Stop=\"2147483647\"";
+    const std::string end = "/></Device></Devices></Pavo>";
+    EXPECT_EQ(printed([&](auto& document) { documents::fill_storage_info_request(document, command); }),
+              middle + "1" + times + end);
+    EXPECT_EQ(
+        printed([&](auto& document) { documents::fill_recordings_request(document, command, "/t \"&'<>"); }),
+        middle + "2" + times + " TmpFileDir=\"&quot;/t &amp;&quot;&amp;&amp;&apos;&lt;&gt;&quot;\"" + end);
+}
+
+TEST(Documents, ReservationsAndStatus) {
+    EXPECT_EQ(
+        printed([](auto& document) { documents::fill_reservation_request(document, kGuid, 4'194'303); }),
+        "<Pavo><Storage ID=\"327680\"><Reservation GUID=\"3f2b8c1e-5d4a-4e0b-9a7c-21d0c6e4f8a5\" "
+        "Command=\"4\" "
+        "ReserveGB=\"4194303\"/></Storage></Pavo>");
+    EXPECT_EQ(printed([](auto& document) { documents::fill_reservation_release(document, kGuid); }),
+              "<Pavo><Storage ID=\"327680\"><Reservation GUID=\"3f2b8c1e-5d4a-4e0b-9a7c-21d0c6e4f8a5\" "
+              "Command=\"3\"/>"
+              "</Storage></Pavo>");
+    EXPECT_EQ(
+        printed([](auto& document) { documents::fill_status(document, 3, platform::ticks_of(12) + 1); }),
+        "<Pavo><NorVane ID=\"5308416\" Status=\"3\" Time=\"12\"/></Pavo>");
+}
+
+TEST(Documents, LogTextIsEscapedByThePrinterAlone) {
+    EXPECT_EQ(printed([](auto& document) {
+                  documents::fill_log_message(document, names::kError, "a <b> & 'c' \"d\"\n\xff");
+              }),
+              "<log_msg level=\"75\">a &lt;b&gt; &amp; 'c' \"d\"\n\xff</log_msg>");
+}
+
+TEST(Documents, QuotedPathsComeBackWhole) {
+    for (const char* path : {"", " ", "/a b", "\"", "&", "a&\"b\"&", "\xff"}) {
+        EXPECT_EQ(documents::unquoted(documents::quoted(path).c_str()), path);
+    }
+}

@@ -1,0 +1,206 @@
+// What a host may do in the wrong order, at the wrong time or from the wrong thread.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "tests/support/fake_host.h"
+#include "tests/support/temp_directory.h"
+
+namespace {
+
+class OutOfOrderTest : public ::testing::Test {
+  protected:
+    void open_with_loop() {
+        module.load(FakeHost::callback());
+        module.open();
+        module.start_main_loop();
+    }
+    [[nodiscard]] std::size_t count(const std::string& text) {
+        std::size_t found = 0;
+        for (const auto& message : host.messages())
+            found += message.text.find(text) != std::string::npos ? 1U : 0U;
+        return found;
+    }
+
+    WorkingDirectory directory;
+    FakeHost host;
+    LoadedModule module;
+};
+
+constexpr const char* kLoading = "reading saved state";
+constexpr const char* kUnloading = "saving state and unloading";
+
+}  // namespace
+
+TEST_F(OutOfOrderTest, BeforeLoadAndAfterUnloadNothingHappens) {
+    const auto expect_nothing = [this] {
+        EXPECT_EQ(module.open()[8], 0);
+        EXPECT_EQ(module.call("Read")[24], 0);
+        EXPECT_EQ(module.call("Seek")[8], 0xFF);
+        EXPECT_EQ(module.control(1)[12], 0);  // returns at once
+        EXPECT_EQ(module.close()[8], 0);
+        EXPECT_EQ(module.unload()[8], 0);
+        EXPECT_EQ(module.write("x", 1).status, -1);
+        EXPECT_EQ(module.write("x", 1).count, 0U);
+        const auto queued = module.control(2, "x", 1);
+        EXPECT_EQ(queued[12], 0xFF);
+        EXPECT_EQ(queued[16], LoadedModule::kMark);
+    };
+    expect_nothing();
+    module.load(FakeHost::callback());
+    module.unload();
+    expect_nothing();
+    EXPECT_EQ(host.lines(), "");
+}
+
+TEST_F(OutOfOrderTest, MessagesAreTakenFromOpenToClose) {
+    module.load(FakeHost::callback());
+    EXPECT_EQ(module.write("x", 1).status, -1);
+    // The worker stands before the registration is sent: from inside that callback a message is taken.
+    std::int32_t during_start = -1;
+    std::int32_t during_registration = -1;
+    host.on_call = [&](std::uint32_t, const std::string& text) {
+        if (text.find(kLoading) != std::string::npos) during_start = module.write("x", 1).status;
+        if (text.find("<Modules>") != std::string::npos) {
+            during_registration = module.write(host.lend("in time"), 7).status;
+        }
+    };
+    module.open();
+    host.on_call = nullptr;
+    EXPECT_EQ(during_start, -1);
+    EXPECT_EQ(during_registration, 0);
+    module.close();
+    EXPECT_EQ(host.releases(), std::vector<std::string>{"in time"});
+    EXPECT_EQ(module.write("x", 1).status, -1);
+}
+
+TEST_F(OutOfOrderTest, CloseWithoutAMainLoopReturnsAndALateLoopEndsAtOnce) {
+    module.load(FakeHost::callback());
+    module.open();
+    module.write(host.lend("waiting"), 7);
+    module.close();
+    EXPECT_EQ(host.releases(), std::vector<std::string>{"waiting"});
+    EXPECT_EQ(count(kUnloading), 1U);
+    EXPECT_EQ(module.control(1)[12], 0);
+    module.close();
+    EXPECT_EQ(count(kUnloading), 1U);
+}
+
+TEST_F(OutOfOrderTest, SecondMainLoopReturnsAtOnce) {
+    open_with_loop();
+    module.write(host.lend("<a/>"), 4);
+    ASSERT_TRUE(host.wait_for_releases());  // so the first one runs
+    EXPECT_EQ(module.control(1)[12], 0);
+    module.close();
+    module.join_main_loop();
+}
+
+TEST_F(OutOfOrderTest, SecondOpenIsRefusedQuietly) {
+    open_with_loop();
+    EXPECT_EQ(module.open()[8], 0);
+    EXPECT_EQ(count(kLoading), 1U);
+    EXPECT_EQ(count("<Modules>"), 1U);
+    module.close();
+    module.join_main_loop();
+}
+
+TEST_F(OutOfOrderTest, OpenFromInsideOpenIsRefusedToo) {
+    module.load(FakeHost::callback());
+    host.on_call = [&](std::uint32_t, const std::string&) { module.open(); };
+    module.open();
+    host.on_call = nullptr;
+    EXPECT_EQ(count(kLoading), 1U);
+    module.close();
+}
+
+TEST_F(OutOfOrderTest, SecondLoadReplacesAContextUnlessItsLoopRuns) {
+    module.load(FakeHost::callback());
+    module.open();
+    module.write(host.lend("waiting"), 7);
+    module.load(FakeHost::callback());  // as by Unload: handed back and saved
+    EXPECT_EQ(host.releases(), std::vector<std::string>{"waiting"});
+    EXPECT_EQ(count(kUnloading), 1U);
+    EXPECT_EQ(module.write("x", 1).status, -1);
+
+    module.open();
+    module.start_main_loop();
+    module.write(host.lend("<a/>"), 4);
+    ASSERT_TRUE(host.wait_for_releases());
+    module.load(FakeHost::callback());
+    EXPECT_EQ(module.write(host.lend("<b/>"), 4).status, 0);
+    ASSERT_TRUE(host.wait_for_releases());
+    EXPECT_EQ(count(kUnloading), 1U);
+    module.close();
+    module.join_main_loop();
+}
+
+TEST_F(OutOfOrderTest, UnloadWithARunningLoopClosesFirst) {
+    open_with_loop();
+    module.write(host.lend("<a/>"), 4);
+    ASSERT_TRUE(host.wait_for_releases());
+    module.unload();
+    module.join_main_loop();
+    EXPECT_EQ(count(kUnloading), 1U);
+    EXPECT_EQ(module.write("x", 1).status, -1);
+}
+
+TEST_F(OutOfOrderTest, CloseOnTheLoopsOwnThreadDoesNotWaitForItself) {
+    for (const char* how : {"Close", "Unload"}) {
+        open_with_loop();
+        host.on_call = [&](std::uint32_t message_class, const std::string&) {
+            if (message_class == 512) module.call(how);
+        };
+        module.write(host.lend("<a/>"), 4);
+        module.join_main_loop();  // the worker goes with its pass
+        host.on_call = nullptr;
+        module.unload();
+    }
+    EXPECT_EQ(count(kUnloading), 2U);
+}
+
+TEST_F(OutOfOrderTest, NullCallbackSendsNothingAndFailsNothing) {
+    module.load(nullptr);
+    module.open();
+    module.start_main_loop();
+    EXPECT_EQ(module.write("<a/>", 4).status, 0);
+    module.close();
+    module.join_main_loop();
+    module.unload();
+    EXPECT_EQ(host.lines(), "");
+}
+
+TEST_F(OutOfOrderTest, MainLoopBeforeOpenStartsWorkingOnceOpenIsDone) {
+    module.load(FakeHost::callback());
+    module.start_main_loop();
+    module.open();
+    module.write(host.lend("<a/>"), 4);
+    EXPECT_TRUE(host.wait_for_releases());
+    module.close();
+    module.join_main_loop();
+}
+
+TEST_F(OutOfOrderTest, MessagesRacingCloseAreRefusedOrReleased) {
+    std::atomic<std::size_t> accepted{0};
+    for (int round = 0; round < 30; ++round) {
+        open_with_loop();
+        std::vector<std::thread> writers;
+        for (int writer = 0; writer < 4; ++writer) {
+            writers.emplace_back([&] {
+                for (int i = 0; i < 50; ++i) {
+                    const char* buffer = host.lend("<a/>");
+                    if (module.write(buffer, 4).status == 0) {
+                        ++accepted;
+                    } else {
+                        host.take_back(buffer);
+                    }
+                }
+            });
+        }
+        module.close();
+        for (std::thread& writer : writers) writer.join();
+        module.join_main_loop();
+        module.unload();
+    }
+    EXPECT_EQ(host.releases().size(), accepted);
+}

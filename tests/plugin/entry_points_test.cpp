@@ -1,0 +1,161 @@
+// The eight functions as a host sees them: the built module, loaded, with records as bytes.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/support/fake_host.h"
+#include "tests/support/temp_directory.h"
+
+namespace {
+
+using Record = LoadedModule::Record;
+
+/// A marked record with these bytes written into it.
+Record written(std::size_t offset, const std::vector<std::uint8_t>& bytes) {
+    Record record = LoadedModule::marked();
+    std::ranges::copy(bytes, record.begin() + static_cast<std::ptrdiff_t>(offset));
+    return record;
+}
+
+const std::vector<std::uint8_t> kZero4{0, 0, 0, 0};
+const std::vector<std::uint8_t> kMinus1{0xFF, 0xFF, 0xFF, 0xFF};
+
+class EntryPointsTest : public ::testing::Test {
+  protected:
+    WorkingDirectory directory;
+    FakeHost host;
+    LoadedModule module;
+};
+
+}  // namespace
+
+TEST_F(EntryPointsTest, LoadFillsItsRecordAndLeavesTheRest) {
+    const Record info = module.load(FakeHost::callback());
+    const Record expected{
+        0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5,  // the host's
+        0x00, 0x00, 0x51, 0x00,                          // identifier
+        0x10, 0x03, 0x00, 0x08,                          //
+        0x00, 0x00, 0x00, 0x00,                          //
+        0x10, 0x00, 0x00, 0x03,                          //
+        0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,  //
+        0x10, 0x03, 0x00, 0x08,                          //
+        0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,  //
+        0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5,  // the host's
+        0x01, 0x00, 0x01, 0x01,                          //
+        0x00, 0x00, 0xA5, 0xA5,                          // the last two are the host's
+        0x00, 0x00, 0x00, 0x00,
+    };
+    EXPECT_EQ(info, expected);
+}
+
+TEST_F(EntryPointsTest, EachCallWritesItsOwnFieldsOnly) {
+    module.load(FakeHost::callback());
+    EXPECT_EQ(module.open(), written(8, {0, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(module.call("Read"), written(24, kZero4));
+    EXPECT_EQ(module.call("Seek"), written(8, kMinus1));
+    EXPECT_EQ(module.control(3), written(12, kZero4));
+    EXPECT_EQ(module.control(0), written(12, kMinus1));
+    EXPECT_EQ(module.control(4), written(12, kMinus1));
+    EXPECT_EQ(module.control(2, host.lend("x"), 1), written(12, {0, 0, 0, 0, 1, 0, 0, 0}));
+    EXPECT_EQ(module.close(), written(8, kZero4));
+    EXPECT_EQ(module.unload(), written(8, kZero4));
+}
+
+TEST_F(EntryPointsTest, NullRecordsAreAnsweredLikeZeros) {
+    for (const char* name : {"Load", "Open", "Read", "Write", "Seek", "IOCTL", "Close", "Unload"}) {
+        const auto entry = reinterpret_cast<std::int32_t (*)(const void*, void*)>(module.symbol(name));
+        EXPECT_EQ(entry(nullptr, nullptr), 0) << name;
+    }
+}
+
+TEST_F(EntryPointsTest, OpenRegistersOnTheCallersThread) {
+    module.load(FakeHost::callback());
+    module.open();
+    const auto messages = host.messages();
+    ASSERT_EQ(messages.size(), 4U);
+    EXPECT_NE(messages[0].text.find("reading saved state"), std::string::npos);
+    EXPECT_NE(messages[1].text.find("error opening or parsing norvanepi.xml"), std::string::npos);
+    EXPECT_EQ(messages[2].message_class, 256U);
+    EXPECT_NE(messages[2].text.find("<Modules>"), std::string::npos);
+    EXPECT_EQ(messages[3].message_class, 256U);
+    EXPECT_EQ(messages[3].text,
+              "<?xml version=\"1.0\" encoding=\"UTF-8\"?><Pavo Delta=\"0\"><Norvane ID=\"5308416\"/></Pavo>");
+    for (const auto& message : messages) EXPECT_EQ(message.thread, std::this_thread::get_id());
+}
+
+TEST_F(EntryPointsTest, RequestsToTheHostAreLaidOutByteByByte) {
+    module.load(FakeHost::callback());
+    module.open();  // the last request was the feature message of 84 characters
+    auto request = host.last_request();
+    const std::vector<std::uint8_t> front{192, 0, 0, 0, 1, 0, 0, 0, 85, 0, 0, 0, 0, 0, 0, 0};
+    EXPECT_TRUE(std::ranges::equal(std::span(request).first(16), front)) << ::testing::PrintToString(request);
+    const std::vector<std::uint8_t> middle{0x00, 0x00, 0x51, 0x00, 0,    0, 0, 0,
+                                           0x00, 0x01, 0,    0,    0x10, 0, 0, 0x01};
+    EXPECT_TRUE(std::ranges::equal(std::span(request).subspan(24, 16), middle))
+        << ::testing::PrintToString(request);
+    EXPECT_TRUE(std::ranges::all_of(std::span(request).subspan(40), [](auto byte) { return byte == 0; }));
+    EXPECT_TRUE(std::ranges::equal(host.last_reply(),
+                                   std::vector<std::uint8_t>{12, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(EntryPointsTest, ReleaseRequestCarriesTheBufferAndNothingElse) {
+    module.load(FakeHost::callback());
+    module.open();
+    host_records::HostRequest::Bytes request{};
+    host.on_call = [&](std::uint32_t message_class, const std::string&) {
+        if (message_class == 512) request = host.last_request();
+    };
+    const char* buffer = host.lend("x");
+    module.write(buffer, 1);
+    module.close();
+    std::array<std::uint8_t, 192> expected{192, 0, 0, 0, 1};
+    const auto address = reinterpret_cast<std::uintptr_t>(buffer);
+    for (std::size_t i = 0; i < 8; ++i) expected[16 + i] = static_cast<std::uint8_t>(address >> 8 * i);
+    expected[26] = 0x51;
+    expected[33] = 0x02;  // class 512
+    EXPECT_EQ(request, expected);
+    host.on_call = nullptr;
+}
+
+TEST_F(EntryPointsTest, WriteLooksAtTheRefusalFlagAndItsOwnIdentifierFirst) {
+    module.load(FakeHost::callback());
+    const auto refused = module.write("x", 1, 1);
+    EXPECT_EQ(refused.status, -1);
+    EXPECT_EQ(refused.count, 0U);
+    module.open();
+    EXPECT_EQ(module.write("x", 1, 1).status, -1);
+    const auto own = module.write("x", 1, 0, 0x00510000);
+    EXPECT_EQ(own.status, 0);
+    EXPECT_EQ(own.count, 0U);  // the record is left as it was
+    EXPECT_EQ(module.write("x", 1, 1, 0x00510000).status, -1);
+    EXPECT_TRUE(host.releases().empty());
+}
+
+TEST_F(EntryPointsTest, TextsThatCannotBeParsedAreReleasedAllTheSame) {
+    module.load(FakeHost::callback());
+    module.open();
+    module.start_main_loop();
+    for (const std::uint32_t length : {0U, 0x80000000U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(module.write(host.lend("<Pavo/>"), length).count, 1U);
+    }
+    EXPECT_EQ(module.write(nullptr, 7).status, 0);
+    ASSERT_TRUE(host.wait_for_releases());
+    module.close();
+    module.join_main_loop();
+    EXPECT_EQ(host.releases().size(), 3U);
+    EXPECT_EQ(host.wrong_releases(), 1);  // the null text is released too, once
+}
+
+TEST_F(EntryPointsTest, ModuleIsLoadedAndUnloadedAgainAndAgain) {
+    for (int round = 0; round < 20; ++round) {
+        LoadedModule again;
+        again.load(FakeHost::callback());
+        again.open();
+        again.start_main_loop();
+        EXPECT_EQ(again.write(host.lend("<Pavo/>"), 7).status, 0);
+        again.close();
+        again.join_main_loop();
+    }
+    EXPECT_EQ(host.releases().size(), 20U);
+}

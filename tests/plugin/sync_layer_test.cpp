@@ -1,0 +1,166 @@
+#include "plugin/sync_layer.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "plugin/send_to_host.h"
+#include "tests/support/fake_host.h"
+#include "tests/support/fake_time.h"
+#include "tests/support/temp_directory.h"
+
+namespace {
+
+/// The worker with the real components, a fake host and no waiting.
+class SyncLayerTest : public ::testing::Test {
+  protected:
+    SyncLayerTest() {
+        set_host_callback(FakeHost::callback());
+        worker = std::make_unique<SyncLayer>(platform::System{platform::system_files(), waits, clock});
+        start_ = host.lines().size();
+    }
+    ~SyncLayerTest() override {
+        host.on_call = nullptr;  // what a test looked at is gone by now
+        worker.reset();
+        set_host_callback(nullptr);
+    }
+
+    bool append(const std::string& text) {
+        const char* buffer = host.lend(text);
+        StreamRecord record;
+        record.text = buffer;
+        record.length = static_cast<std::int32_t>(text.size());
+        const bool taken = worker->append(record);
+        if (!taken) host.take_back(buffer);
+        return taken;
+    }
+    [[nodiscard]] std::string lines() { return host.lines().substr(start_); }
+
+    WorkingDirectory directory;
+    FakeHost host;
+    NoWaits waits;
+    FakeClock clock;
+    std::unique_ptr<SyncLayer> worker;
+
+  private:
+    std::size_t start_ = 0;
+};
+
+/// A message that the engine answers with one line.
+std::string done(const std::string& guid_end) {
+    return "<Pavo><Devices><Device><Storage RetrievalStatus='3' GUID='00000000-0000-0000-0000-00000000000" +
+           guid_end + "'/></Device></Devices></Pavo>";
+}
+
+std::string log_line(int level, const std::string& text) {
+    return "64 <?xml version=\"1.0\" encoding=\"UTF-8\"?><log_msg level=\"" + std::to_string(level) + "\">" +
+           text + "</log_msg>\n";
+}
+
+const std::string kUnknownDone = log_line(25, "NorVane - done signal for unknown operation.");
+
+}  // namespace
+
+TEST_F(SyncLayerTest, MessagesAreProcessedInOrderAndReleasedEachBehindItsOwnProcessing) {
+    std::vector<std::string> events;
+    host.on_call = [&events](std::uint32_t message_class, const std::string& text) {
+        events.push_back(message_class == 512 ? "release " + text.substr(0, 1) : "line");
+    };
+    ASSERT_TRUE(append(done("1")));
+    ASSERT_TRUE(append("not XML"));
+    ASSERT_TRUE(append(done("2")));
+    worker->run();
+    EXPECT_EQ(events, (std::vector<std::string>{"line", "release <", "release n", "line", "release <"}));
+    EXPECT_EQ(lines(), kUnknownDone + kUnknownDone);
+}
+
+TEST_F(SyncLayerTest, IdlePassEndsAfterATenthOfASecondAndABusyOneDoesNotWait) {
+    worker->run();
+    EXPECT_EQ(waits.waited, std::vector{std::chrono::milliseconds(100)});
+    ASSERT_TRUE(append(done("1")));
+    worker->run();
+    worker->stop();
+    worker->run();
+    EXPECT_EQ(waits.waited.size(), 1U);
+}
+
+TEST_F(SyncLayerTest, StopReleasesWhatWaitsAndTakesNothingMore) {
+    ASSERT_TRUE(append(done("1")));
+    ASSERT_TRUE(append(done("2")));
+    worker->stop();
+    EXPECT_EQ(host.releases(), (std::vector{done("1"), done("2")}));
+    EXPECT_FALSE(append(done("3")));
+    worker->run();
+    EXPECT_EQ(lines(), "");
+}
+
+TEST_F(SyncLayerTest, StopInTheMiddleOfABatchReleasesTheRestUnprocessedInOrder) {
+    host.on_call = [this](std::uint32_t message_class, const std::string&) {
+        if (message_class == 64) worker->stop();
+    };
+    for (const char* end : {"1", "2", "3"}) ASSERT_TRUE(append(done(end)));
+    worker->run();
+    EXPECT_EQ(lines(), kUnknownDone);
+    EXPECT_EQ(host.releases(), (std::vector{done("1"), done("2"), done("3")}));
+}
+
+TEST_F(SyncLayerTest, HostMayQueueFromInsideItsCallback) {
+    bool once = true;
+    host.on_call = [&](std::uint32_t, const std::string&) {
+        if (std::exchange(once, false)) {
+            EXPECT_TRUE(append(done("2")));
+        }
+    };
+    ASSERT_TRUE(append(done("1")));
+    worker->run();
+    worker->run();
+    EXPECT_EQ(lines(), kUnknownDone + kUnknownDone);
+
+    // Also while stop gives buffers back.
+    ASSERT_TRUE(append(done("3")));
+    bool refused = false;
+    host.on_call = [&](std::uint32_t, const std::string&) { refused = !append(done("4")); };
+    worker->stop();
+    EXPECT_TRUE(refused);
+}
+
+TEST_F(SyncLayerTest, FailedReleaseIsReportedOnce) {
+    host.release_returns = 5;
+    host.release_result = 7;
+    ASSERT_TRUE(append("x"));
+    worker->run();
+    EXPECT_EQ(lines(), log_line(25, "Decrement reference event returned : 5 error : 7\n"));
+    host.release_returns = 0;
+    host.release_result = 0xFFFFFFFF;
+    ASSERT_TRUE(append("y"));
+    worker->run();
+    EXPECT_NE(lines().find("returned : 0 error : -1\n"), std::string::npos);
+}
+
+TEST_F(SyncLayerTest, ErrorOfOneMessageCostsThatMessageOnly) {
+    int left = 2;
+    host.on_call = [&left](std::uint32_t message_class, const std::string& text) {
+        if (message_class != 64 || text.find("done signal") == std::string::npos) return;
+        if (left == 2) throw std::runtime_error((--left, "host trouble"));
+        if (left == 1) throw static_cast<int>(--left);
+    };
+    for (const char* end : {"1", "2", "3"}) ASSERT_TRUE(append(done(end)));
+    worker->run();
+    EXPECT_EQ(lines(),
+              kUnknownDone + log_line(75, "NorVane - Error 'host trouble' while handling a host message.") +
+                  kUnknownDone + log_line(75, "NorVane - Error 'unknown' while handling a host message.") +
+                  kUnknownDone);
+    EXPECT_EQ(host.releases().size(), 3U);
+}
+
+TEST_F(SyncLayerTest, DestructionSavesTheStateAndGivesBackWhatWaits) {
+    ASSERT_TRUE(
+        append("<Pavo><Devices ID='7'><Device Number='3' NorVaneSupported='1'><Codec><Encoder Number='0'>"
+               "<Channel Connected='0' Time='1010'/></Encoder></Codec></Device></Devices></Pavo>"));
+    worker->run();
+    ASSERT_TRUE(append("never processed"));
+    worker.reset();
+    EXPECT_EQ(lines(), log_line(25, "NorVane - saving state and unloading."));
+    EXPECT_NE(read_file("norvanepi_state.xml").find("<Device Number=\"3\" DisconnectTime=\"1000\"/>"),
+              std::string::npos);
+}

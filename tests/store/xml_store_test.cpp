@@ -1,0 +1,185 @@
+#include "store/xml_store.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "tests/support/fake_time.h"
+#include "tests/support/recording_server.h"
+#include "tests/support/temp_directory.h"
+
+namespace {
+
+using norvane::DisconnectRecord;
+using norvane::Operation;
+
+constexpr const char* kFile = "norvanepi_state.xml";
+constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+
+DisconnectRecord record(std::uint32_t devices_id, std::uint32_t number, std::int32_t seconds,
+                        std::uint32_t channel = 0) {
+    return {platform::ticks_of(seconds),
+            {.channel = channel, .device_number = number, .devices_id = devices_id}};
+}
+
+/// A store over the file in a directory of its own; lists as text, so that a failure shows what was read.
+class XmlStoreTest : public ::testing::Test {
+  protected:
+    std::string save(std::vector<DisconnectRecord> records, const std::vector<Operation>& operations) {
+        store.SaveState(records, operations);
+        return read_file(kFile);
+    }
+
+    std::string load(const std::string& content) {
+        write_file(kFile, content);
+        return load();
+    }
+    std::string load() {
+        std::vector<DisconnectRecord> records;
+        std::vector<Operation> operations;
+        std::string fault;
+        try {
+            store.LoadState(records, operations);
+        } catch (const std::invalid_argument& error) {
+            fault = error.what();
+        }
+        std::string text;
+        for (const auto& [time, key] : records) {
+            text += std::to_string(key.devices_id) + "/" + std::to_string(key.device_number) + "/" +
+                    std::to_string(key.channel) + "@" + std::to_string(platform::seconds_of(time)) + " ";
+        }
+        for (const Operation& operation : operations) {
+            text += "op " + std::to_string(operation.device.devices_id) + "/" +
+                    std::to_string(operation.device.number) + " #" +
+                    std::to_string(int{operation.guid.data[15]}) + " " +
+                    std::to_string(platform::seconds_of(operation.start_time)) + ".." +
+                    std::to_string(platform::seconds_of(operation.end_time)) + " x" +
+                    std::to_string(operation.attempts) + " ";
+        }
+        return text + fault;
+    }
+
+    WorkingDirectory directory;
+    FakeClock clock;
+    norvane::CXmlStore store{platform::system_files(), clock};
+};
+
+std::string operation(const std::string& attributes) {
+    return "<Pavo><Operations><Operation " + attributes + "/></Operations></Pavo>";
+}
+
+constexpr const char* kUnreadable = "error opening or parsing norvanepi.xml";
+
+}  // namespace
+
+TEST_F(XmlStoreTest, WritesTheWholeFileIndented) {
+    const Operation operation{{7, 4'000'000'000},
+                              RecordingServer::guid(255),
+                              platform::ticks_of(-1),
+                              platform::ticks_of(1'527'843'600),
+                              -2};
+    EXPECT_EQ(save({record(7, 3, 1'527'847'190), record(0xFFFFFFFF, 2'147'483'648, 0)}, {operation}),
+              std::string(kDeclaration) +
+                  "<Pavo>\n"
+                  "    <Devices ID=\"7\">\n"
+                  "        <Device Number=\"3\" DisconnectTime=\"1527847190\"/>\n"
+                  "    </Devices>\n"
+                  "    <Devices ID=\"-1\">\n"
+                  "        <Device Number=\"-2147483648\" DisconnectTime=\"0\"/>\n"
+                  "    </Devices>\n"
+                  "    <Operations>\n"
+                  "        <Operation Devices=\"7\" Device=\"4000000000\" "
+                  "GUID=\"00000000-0000-0000-0000-0000000000ff\" "
+                  "StartTime=\"-1\" EndTime=\"1527843600\" Attempts=\"-2\"/>\n"
+                  "    </Operations>\n"
+                  "</Pavo>\n");
+}
+
+TEST_F(XmlStoreTest, EmptyListsMakeAnEmptyRootThatLoadsAsNothing) {
+    EXPECT_EQ(save({}, {}), std::string(kDeclaration) + "<Pavo/>\n");
+    EXPECT_EQ(load(), "");
+}
+
+TEST_F(XmlStoreTest, RecordsAreGroupedInOrderAndEqualOnesKeepTheirs) {
+    save({record(9, 1, 10), record(2, 5, 20), record(9, 4, 30), record(2, 3, 40), record(9, 1, 5)}, {});
+    EXPECT_EQ(load(), "2/3/0@40 2/5/0@20 9/1/0@10 9/1/0@5 9/4/0@30 ");
+}
+
+TEST_F(XmlStoreTest, ChannelNumbersAreNotSaved) {
+    save({record(7, 3, 50, 5)}, {});
+    EXPECT_EQ(load(), "7/3/0@50 ");
+}
+
+TEST_F(XmlStoreTest, UnreadableFilesAreOneFault) {
+    EXPECT_EQ(load(), kUnreadable);  // missing
+    for (const char* content : {"", " \n", "<Pavo>", "<Pavo></pavo>", "text"})
+        EXPECT_EQ(load(content), kUnreadable);
+    boost::filesystem::remove(kFile);
+    boost::filesystem::create_directory(kFile);
+    EXPECT_EQ(load(), kUnreadable);
+}
+
+TEST_F(XmlStoreTest, OtherRootsAndMissingPartsLoadAsNothing) {
+    EXPECT_EQ(load("<pavo><Devices/></pavo>"), "");
+    EXPECT_EQ(load("<a/><Pavo><Operations/></Pavo>"), "");
+    EXPECT_EQ(load("<Pavo><Devices ID='1'/><Operations><Other/></Operations></Pavo>"), "");
+}
+
+TEST_F(XmlStoreTest, FaultsKeepWhatWasReadBeforeThem) {
+    const auto devices = [this](const std::string& second) {
+        return load("<Pavo><Devices ID='7'><Device Number='3' DisconnectTime='50'/></Devices>" + second +
+                    "<Operations><Operation/></Operations></Pavo>");
+    };
+    EXPECT_EQ(devices("<Devices/>"), "7/3/0@50 invalid or missing plug-in id");
+    EXPECT_EQ(devices("<Devices ID='0'/>"), "7/3/0@50 invalid or missing plug-in id");
+    EXPECT_EQ(devices("<Devices ID='x'/>"), "7/3/0@50 invalid or missing plug-in id");
+    EXPECT_EQ(devices("<Devices ID='1'><Device DisconnectTime='9'/></Devices>"),
+              "7/3/0@50 invalid or missing device number");
+    EXPECT_EQ(devices("<Devices ID='1'><Device Number='-5' DisconnectTime='9'/></Devices>"),
+              "7/3/0@50 invalid or missing device number");
+    EXPECT_EQ(devices("<Devices ID='1'><Device Number='5' DisconnectTime='0'/></Devices>"),
+              "7/3/0@50 invalid or missing disconnect time");
+    EXPECT_EQ(devices("<Devices ID='1'><Device Number='5'/></Devices>"),
+              "7/3/0@50 invalid or missing disconnect time");
+    EXPECT_EQ(devices("<Devices ID='1'><Device Number='5' DisconnectTime='9'/><Note/></Devices>"),
+              "7/3/0@50 1/5/0@9 invalid or missing device number");
+    EXPECT_EQ(devices("<Other/><Devices ID='1'><Note/><Device Number='5' DisconnectTime='9'/></Devices>"),
+              "7/3/0@50 1/5/0@9 ");
+}
+
+TEST_F(XmlStoreTest, OperationsWithoutAllAttributesAreSkipped) {
+    const std::string guid = "GUID='00000000-0000-0000-0000-00000000000A' ";
+    const std::string rest = "Devices='-1' Device='2' StartTime='-3' EndTime='4' ";
+    EXPECT_EQ(load(operation(guid + rest + "Attempts='9'")), "op 4294967295/2 #10 -3..4 x9 ");
+    EXPECT_EQ(load(operation(guid + rest)), "");
+    EXPECT_EQ(load(operation(guid + "Device='2' StartTime='-3' EndTime='4' Attempts='9'")), "");
+    EXPECT_EQ(load(operation(guid + "Devices='1' StartTime='-3' EndTime='4' Attempts='9'")), "");
+    EXPECT_EQ(load(operation(guid + "Devices='1' Device='x' StartTime='-3' EndTime='4' Attempts='9'")), "");
+    EXPECT_EQ(load(operation(rest + "Attempts='9'")), "");
+    EXPECT_EQ(load("<Pavo><Operations><Operation " + guid + "/><Other " + guid + rest +
+                   "Attempts='1'/><Operation " + guid + rest + "Attempts='1'/></Operations></Pavo>"),
+              "op 4294967295/2 #10 -3..4 x1 ");
+}
+
+TEST_F(XmlStoreTest, GuidsInAnyOtherFormAreSkipped) {
+    for (const char* guid :
+         {"", "nonsense", "0000000000000000000000000000000a", "{00000000-0000-0000-0000-00000000000a}",
+          "00000000-0000-0000-0000-00000000000a ", "00000000-0000-0000-0000-00000000000g",
+          "00000000-0000-0000-000000000000-000a", "{0000000-0000-0000-0000-00000000000}"}) {
+        const std::string rest = "' Devices='1' Device='2' StartTime='3' EndTime='4' Attempts='9'";
+        EXPECT_EQ(load(operation("GUID='" + std::string(guid) + rest)), "") << guid;
+    }
+}
+
+TEST_F(XmlStoreTest, FileThatCannotBeWrittenIsNoFault) {
+    boost::filesystem::create_directory(kFile);
+    std::vector<DisconnectRecord> records{record(1, 1, 1)};
+    EXPECT_NO_THROW(store.SaveState(records, {}));
+    EXPECT_TRUE(boost::filesystem::is_directory(kFile));
+    EXPECT_FALSE(boost::filesystem::exists(std::string(kFile) + ".new"));
+}
+
+TEST_F(XmlStoreTest, CurrentTimeIsTheClocks) {
+    clock.set_seconds(42);
+    EXPECT_EQ(store.CurrentTime(), platform::ticks_of(42));
+}

@@ -1,0 +1,80 @@
+#pragma once
+
+// Files in memory with faults on demand: a file that cannot be opened, one that ends early, the nth call that
+// fails.
+
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "platform/file.h"
+
+inline constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
+
+/// A clip in memory that counts how it is read.
+class MemoryInput final : public platform::InputFile {
+  public:
+    explicit MemoryInput(std::string content) : content_(std::move(content)) {}
+
+    [[nodiscard]] std::uint64_t size() const override { return content_.size(); }
+    std::size_t read_at(std::uint64_t position, std::span<platform::Byte> to) override;
+
+    std::uint64_t ends_at = kNever;    // nothing is delivered from here on, although size() promises it
+    std::uint64_t throws_at = kNever;  // a read that reaches this byte throws std::bad_alloc
+    std::uint64_t reads = 0;
+    std::uint64_t bytes_read = 0;
+
+  private:
+    std::string content_;
+};
+
+/// What goes wrong with the files that are being written. Counts every call to any of them.
+struct OutputFaults {
+    std::uint64_t fail_at = kNever;  // the call that fails, from 1
+    bool partly = false;             // it reads or writes half of what it should instead of nothing
+    std::uint64_t calls = 0;
+    std::string failed;  // which call that was: "data write", "index seek" and so on
+
+    /// Counts one call; true when it has to fail.
+    bool fails(const std::string& call);
+};
+
+class MemoryFiles final : public platform::FileSystem {
+  public:
+    void put(const std::string& path, std::string content);
+    [[nodiscard]] bool has(const std::string& path) const { return files_.contains(path); }
+    /// The content; a test that asks for a missing file ends with an exception.
+    [[nodiscard]] std::string at(const std::string& path) const { return *files_.at(path); }
+    /// The content itself, to be changed behind the back of whoever has the file open.
+    [[nodiscard]] std::string& edit(const std::string& path) { return *files_.at(path); }
+    /// Output files that have not been closed.
+    [[nodiscard]] int open_files() const { return *open_files_; }
+
+    std::set<std::string> unopenable;
+    int failing_removals = 0;  // that many removals fail before the first succeeds
+    boost::system::error_code directory_error;
+    std::uint64_t input_ends_at = kNever;
+    std::uint64_t input_throws_at = kNever;
+    OutputFaults output;
+    /// Told every change in the tree as it happens: "directory a", "create a/b.ps", "remove c.mp4".
+    std::function<void(const std::string&)> note = [](const std::string&) {};
+
+    [[nodiscard]] std::unique_ptr<platform::InputFile> open_input(const std::string& path) override;
+    [[nodiscard]] std::unique_ptr<platform::DataFile> create_data(const std::string& path) override;
+    [[nodiscard]] std::unique_ptr<platform::BufferedFile> create_buffered(const std::string& path) override;
+    bool remove_file(const std::string& path) override;
+    [[nodiscard]] boost::system::error_code make_directory(const std::string& path, Existing enough) override;
+    [[nodiscard]] std::optional<std::string> read_whole(const std::string& path) override;
+    bool replace_whole(const std::string& path, std::string_view content) override;
+
+  private:
+    [[nodiscard]] std::shared_ptr<std::string> create(const std::string& path);
+
+    std::map<std::string, std::shared_ptr<std::string>> files_;
+    std::set<std::string> directories_{""};
+    std::shared_ptr<int> open_files_ = std::make_shared<int>(0);
+};

@@ -1,0 +1,87 @@
+#include "tests/support/recording_server.h"
+
+#include <boost/uuid/uuid_io.hpp>
+
+namespace {
+
+std::string number_of(const norvane::Guid& guid) {
+    return "#" + std::to_string(int{guid.data[15]});
+}
+
+std::string device(std::uint32_t devices_id, std::uint32_t device_number) {
+    return std::to_string(devices_id) + "/" + std::to_string(device_number);
+}
+
+std::string interval(norvane::Ticks start, norvane::Ticks stop) {
+    return std::to_string(platform::seconds_of(start)) + ".." + std::to_string(platform::seconds_of(stop));
+}
+
+}  // namespace
+
+norvane::Guid RecordingServer::guid(int number) {
+    norvane::Guid guid{};
+    guid.data[15] = static_cast<std::uint8_t>(number);
+    return guid;
+}
+
+std::string RecordingServer::guid_text(int number) {
+    return boost::uuids::to_string(guid(number));
+}
+
+std::string RecordingServer::take() {
+    return std::exchange(lines_, {});
+}
+
+void RecordingServer::SetEventSink(norvane::IEventSink* sink) {
+    note(sink == nullptr ? "no sink" : "sink");
+}
+
+void RecordingServer::RequestDiskReservation(const norvane::Guid& guid, std::uint32_t gigabytes) {
+    note("reserve " + number_of(guid) + " " + std::to_string(gigabytes) + " GB");
+}
+
+void RecordingServer::ReleaseDiskReservation(const norvane::Guid& guid) {
+    note("release " + number_of(guid));
+}
+
+norvane::Guid RecordingServer::GenerateGuid() {
+    return guid(next_guid_++);
+}
+
+void RecordingServer::RequestStorageInfo(norvane::Guid guid, std::uint32_t devices_id,
+                                         std::uint32_t device_number, norvane::Ticks start,
+                                         norvane::Ticks stop) {
+    note("storage-info " + number_of(guid) + " " + device(devices_id, device_number) + " " +
+         interval(start, stop));
+}
+
+void RecordingServer::RequestRecordings(norvane::Guid guid, std::uint32_t devices_id,
+                                        std::uint32_t device_number, norvane::Ticks start,
+                                        norvane::Ticks stop, const platform::Path& temporary_directory,
+                                        platform::Path output_directory) {
+    note("recordings " + number_of(guid) + " " + device(devices_id, device_number) + " " +
+         interval(start, stop) + " " + temporary_directory.native() + " -> " + output_directory.native());
+}
+
+void RecordingServer::ConvertClip(norvane::Guid guid, std::uint32_t devices_id, std::uint32_t device_number,
+                                  platform::Path clip_file, std::string input_name, norvane::Ticks start,
+                                  norvane::Ticks stop, std::int32_t clip_type) {
+    note("convert " + number_of(guid) + " " + device(devices_id, device_number) + " " + clip_file.native() +
+         " '" + input_name + "' " + interval(start, stop) + " type " + std::to_string(clip_type));
+}
+
+void RecordingServer::ReportStarted(norvane::Ticks now) {
+    note("started at " + std::to_string(platform::seconds_of(now)));
+}
+
+void RecordingServer::ReportStatus(std::int32_t status, norvane::Ticks now) {
+    note("status " + std::to_string(status) + " at " + std::to_string(platform::seconds_of(now)));
+}
+
+void RecordingServer::LogInfo(const char* text) {
+    if (keep_logs) note(std::string("info ") + text);
+}
+
+void RecordingServer::LogError(const char* text) {
+    if (keep_logs) note(std::string("error ") + text);
+}

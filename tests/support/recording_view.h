@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// A recording read the way a player does, from its documented layout alone: it shares nothing with the
+/// writer.
+class RecordingView {
+  public:
+    struct Entry {
+        std::uint32_t slot, flags, date, time_of_day, key_distance;  // time of day in ms
+        std::uint32_t previous, next;
+        std::uint64_t size, position;  // bytes, in the data file
+
+        [[nodiscard]] bool key() const { return (flags & 3) == 1; }
+    };
+    struct Span {
+        std::uint32_t slot, kind, first_date, last_date, first_time, last_time;
+    };
+
+    RecordingView(std::string data, std::string index);
+
+    std::vector<Entry> entries;
+    std::vector<Span> spans;
+
+    [[nodiscard]] std::string packet(std::size_t i) const {
+        return data_.substr(entries[i].position, entries[i].size);
+    }
+    /// The frame's bytes, without header and padding.
+    [[nodiscard]] std::string payload(std::size_t i) const;
+    /// "2018-06-22 16:05:09.000"
+    [[nodiscard]] std::string time(std::size_t i) const;
+
+    /// The first thing that does not hold, or "" when header, entries, chains, spans and packets agree. Of an
+    /// abandoned recording the last packet may be missing, and links may point at the entry that was never
+    /// written.
+    [[nodiscard]] std::string fault(bool abandoned = false) const;
+
+  private:
+    [[nodiscard]] std::string entry_fault(std::size_t i, bool abandoned) const;
+    [[nodiscard]] std::string chain_fault(bool abandoned) const;
+
+    std::string data_;
+    std::string index_;
+    std::size_t claimed_entries_ = 0;
+};
