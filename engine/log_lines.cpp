@@ -24,7 +24,7 @@ std::string FormatUtcTime(Ticks instant) {
     const auto utc = seconds < 0 ? std::nullopt : platform::utc_time(seconds);
     if (!utc) return std::to_string(seconds);
     std::array<char, 64> buffer{};
-    std::snprintf(buffer.data(), buffer.size(), "%lld-%02u-%02uT%02u:%02u:%02uZ",
+    (void)std::snprintf(buffer.data(), buffer.size(), "%lld-%02u-%02uT%02u:%02u:%02uZ",
                   static_cast<long long>(utc->year), utc->month, utc->day, utc->hour, utc->minute,
                   utc->second);
     return buffer.data();

@@ -22,6 +22,8 @@ class CNorVane final : public IEventSink {
   public:
     /// Reads the saved state. All three are not owned and have to outlive the engine.
     CNorVane(ITalServer& server, IPersistentStore& store, const platform::Clock& clock);
+    CNorVane(const CNorVane&) = delete;
+    CNorVane& operator=(const CNorVane&) = delete;
     /// Saves the state; raises nothing.
     ~CNorVane() override;
 

@@ -6,8 +6,8 @@ using platform::Byte;
 
 namespace {
 
-constexpr std::size_t kFirstFill = 4 * 1024;
-constexpr std::size_t kLargestFill = 256 * 1024;
+constexpr std::size_t kFirstFill = 4'096;
+constexpr std::size_t kLargestFill = 262'144;
 
 }  // namespace
 

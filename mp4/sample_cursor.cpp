@@ -5,9 +5,8 @@
 namespace {
 
 std::vector<std::uint32_t> sorted(std::vector<std::uint32_t> numbers) {
-    std::ranges::sort(numbers);
-    const auto repeats = std::ranges::unique(numbers);
-    numbers.erase(repeats.begin(), repeats.end());
+    std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
     return numbers;
 }
 
@@ -48,7 +47,7 @@ void SampleCursor::leave_chunk() {
     in_chunk_ = 0;
     ++next_chunk_;
     ++chunk_number_;
-    const bool begins_entry = std::ranges::binary_search(first_chunks_, chunk_number_);
+    const bool begins_entry = std::binary_search(first_chunks_.begin(), first_chunks_.end(), chunk_number_);
     if (begins_entry && entry_ + 1 < track_.sample_to_chunk.size()) ++entry_;
 }
 

@@ -15,6 +15,8 @@ class PosixFile {
   public:
     PosixFile() = default;
     explicit PosixFile(int descriptor) noexcept : descriptor_(descriptor) {}
+    PosixFile(const PosixFile&) = delete;
+    PosixFile& operator=(const PosixFile&) = delete;
     PosixFile(PosixFile&& other) noexcept : descriptor_(other.release()) {}
     PosixFile& operator=(PosixFile&& other) noexcept;
     ~PosixFile() { close(); }

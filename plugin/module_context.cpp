@@ -27,6 +27,7 @@ union NeverDestroyed {
 };
 
 constinit std::mutex current_mutex;
+// NOLINTNEXTLINE(cert-err58-cpp): made at compile time, so nothing can be thrown
 constinit NeverDestroyed<std::shared_ptr<ModuleContext>> current;
 
 void send_start_up_messages() {

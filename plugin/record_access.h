@@ -12,6 +12,7 @@ namespace host_records {
 /// An address field's value as the pointer that it is, and back.
 template <typename T>
 [[nodiscard]] T pointer_of(std::uint64_t address) noexcept {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the record's field is an integer by the host's definition
     return reinterpret_cast<T>(static_cast<std::uintptr_t>(address));
 }
 [[nodiscard]] inline std::uint64_t address_of(const void* pointer) noexcept {

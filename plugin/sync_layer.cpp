@@ -36,17 +36,18 @@ SyncLayer::~SyncLayer() {
 }
 
 bool SyncLayer::append(const StreamRecord& record) {
+    std::list<StreamRecord> entry{record};
     {
         const std::lock_guard lock(queue_mutex_);
         if (stop_requested_) return false;
-        queue_.push_back(record);
+        queue_.splice(queue_.end(), entry);
     }
     queue_condition_.notify_one();
     return true;
 }
 
 std::int32_t SyncLayer::run() {
-    std::deque<StreamRecord> batch;
+    std::list<StreamRecord> batch;
     {
         std::unique_lock lock(queue_mutex_);
         system_.waits.wait_for(queue_condition_, lock, kLongestWait,
@@ -64,7 +65,7 @@ std::int32_t SyncLayer::run() {
 }
 
 std::int32_t SyncLayer::stop() {
-    std::deque<StreamRecord> waiting;
+    std::list<StreamRecord> waiting;
     {
         const std::lock_guard lock(queue_mutex_);
         stop_requested_ = true;

@@ -2,7 +2,7 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <deque>
+#include <list>
 #include <memory>
 #include <mutex>
 
@@ -26,6 +26,8 @@ class SyncLayer final : public ICommand {
     /// Makes store, adapter and engine, which reads its saved state. What the system refers to has to outlive
     /// it.
     explicit SyncLayer(const platform::System& system);
+    SyncLayer(const SyncLayer&) = delete;
+    SyncLayer& operator=(const SyncLayer&) = delete;
     /// Stops, then destroys the engine, which saves its state, the adapter and the store.
     ~SyncLayer() override;
 
@@ -48,7 +50,9 @@ class SyncLayer final : public ICommand {
     std::condition_variable queue_condition_;
     std::mutex queue_mutex_;  // guards the queue and the setting of the flag
     std::atomic<bool> stop_requested_{false};
-    std::deque<StreamRecord> queue_;
+    // A list: it is taken whole and given back without memory, so that even a host that is short of it gets
+    // its buffers back, and an entry is made before the lock is taken.
+    std::list<StreamRecord> queue_;
     platform::System system_;
     std::unique_ptr<norvane::IPersistentStore> store_;
     std::unique_ptr<norvane::CTalServerImpl> server_;

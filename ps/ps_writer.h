@@ -70,7 +70,7 @@ struct PsWriter {
     PsiHeader::Bytes header{};
     std::array<PsiStreamRecord::Bytes, kSlots> streams{};
     std::array<std::uint16_t, kSlots> key_distance{};
-    std::uint32_t previous_size;  // of the packet before, kNoSize for none; set by ps_writer_init
+    std::uint32_t previous_size = 0;  // of the packet before, kNoSize for none; set by ps_writer_init
     std::uint8_t program_code = 0;
     std::array<std::uint8_t, kSlots> id_of_slot{};
     std::array<PsiSpan::Bytes, kSlots> open_spans{};
