@@ -2,14 +2,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <boost/filesystem/operations.hpp>
 #include <cerrno>
 #include <utility>
 
-#include "platform/file.h"
+#include "platform/common_file_system.h"
 #include "platform/file_replace_posix.h"
 #include "platform/posix_file.h"
-#include "platform/text.h"
 
 namespace platform {
 namespace {
@@ -101,7 +99,7 @@ bool is_special(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
 }
 
-class PosixFileSystem final : public FileSystem {
+class PosixFileSystem final : public CommonFileSystem {
   public:
     [[nodiscard]] std::unique_ptr<InputFile> open_input(const std::string& path) override {
         if (!is_regular(path)) return nullptr;
@@ -125,27 +123,6 @@ class PosixFileSystem final : public FileSystem {
 
     bool remove_file(const std::string& path) override {
         return !is_special(path) && ::unlink(path.c_str()) == 0;
-    }
-
-    [[nodiscard]] boost::system::error_code make_directory(const std::string& path,
-                                                           Existing enough) override {
-        namespace fs = boost::filesystem;
-        boost::system::error_code error;
-        const Path directory = path_of(path);
-        const fs::file_status status = fs::status(directory, error);
-        if (fs::is_directory(status)) return {};
-        if (fs::exists(status) && enough == Existing::kAnything) return {};
-        if (!fs::status_known(status)) return error;
-        fs::create_directories(directory, error);
-        return error;
-    }
-
-    [[nodiscard]] std::optional<std::string> read_whole(const std::string& path) override {
-        const auto file = open_input(path);
-        if (!file) return std::nullopt;
-        std::string content(file->size(), '\0');
-        if (file->read_at(0, bytes_of(content)) != content.size()) return std::nullopt;
-        return content;
     }
 
     bool replace_whole(const std::string& path, std::string_view content) override {

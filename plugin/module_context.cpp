@@ -26,7 +26,7 @@ union NeverDestroyed {
     T value;
 };
 
-constinit std::mutex current_mutex;
+std::mutex current_mutex;
 // NOLINTNEXTLINE(cert-err58-cpp): made at compile time, so nothing can be thrown
 constinit NeverDestroyed<std::shared_ptr<ModuleContext>> current;
 

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "platform/file.h"
+
+namespace platform {
+
+/// What is the same on every system. Included by the files of the systems only.
+class CommonFileSystem : public FileSystem {
+  public:
+    [[nodiscard]] boost::system::error_code make_directory(const std::string& path, Existing enough) override;
+    [[nodiscard]] std::optional<std::string> read_whole(const std::string& path) override;
+};
+
+}  // namespace platform

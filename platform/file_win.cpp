@@ -1,0 +1,115 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <windows.h>
+
+#include <boost/filesystem/operations.hpp>
+#include <cstdio>
+#include <utility>
+
+#include "platform/common_file_system.h"
+#include "platform/file_replace_win.h"
+#include "platform/win_file.h"
+
+namespace platform {
+namespace {
+
+class WinInput final : public InputFile {
+  public:
+    WinInput(WinFile file, std::uint64_t size) : file_(std::move(file)), size_(size) {}
+
+    [[nodiscard]] std::uint64_t size() const override { return size_; }
+
+    std::size_t read_at(std::uint64_t position, std::span<Byte> to) override {
+        if (file_.seek(static_cast<std::int64_t>(position), SEEK_SET) < 0) return 0;
+        std::size_t done = 0;
+        while (done < to.size()) {
+            const std::int64_t got = file_.read(to.subspan(done));
+            if (got <= 0) break;
+            done += static_cast<std::size_t>(got);
+        }
+        return done;
+    }
+
+  private:
+    WinFile file_;
+    std::uint64_t size_;
+};
+
+class WinData final : public DataFile {
+  public:
+    explicit WinData(WinFile file) : file_(std::move(file)) {}
+
+    std::int64_t write(std::span<const Byte> bytes) override { return file_.write(bytes); }
+    std::int64_t position() override { return file_.seek(0, SEEK_CUR); }
+    std::int64_t seek_end() override { return file_.seek(0, SEEK_END); }
+
+  private:
+    WinFile file_;
+};
+
+/// Passes every write on at once, like its counterpart elsewhere, so there is nothing to flush.
+class WinBuffered final : public BufferedFile {
+  public:
+    explicit WinBuffered(WinFile file) : file_(std::move(file)) {}
+
+    std::size_t read(std::span<Byte> to) override { return count(file_.read(to)); }
+    std::size_t write(std::span<const Byte> bytes) override { return count(file_.write(bytes)); }
+    bool seek(std::uint64_t position) override {
+        return file_.seek(static_cast<std::int64_t>(position), SEEK_SET) >= 0;
+    }
+    [[nodiscard]] std::int64_t position() override { return file_.seek(0, SEEK_CUR); }
+    bool flush() override { return true; }
+
+  private:
+    static std::size_t count(std::int64_t moved) { return moved < 0 ? 0 : static_cast<std::size_t>(moved); }
+
+    WinFile file_;
+};
+
+class WinFileSystem final : public CommonFileSystem {
+  public:
+    [[nodiscard]] std::unique_ptr<InputFile> open_input(const std::string& path) override {
+        if (!is_regular(path)) return nullptr;
+        WinFile file = WinFile::open(path_of(path), _O_RDONLY);
+        const std::int64_t size = file ? file.seek(0, SEEK_END) : -1;
+        if (size < 0) return nullptr;
+        return std::make_unique<WinInput>(std::move(file), static_cast<std::uint64_t>(size));
+    }
+
+    [[nodiscard]] std::unique_ptr<DataFile> create_data(const std::string& path) override {
+        WinFile file = create(path);
+        return file ? std::make_unique<WinData>(std::move(file)) : nullptr;
+    }
+
+    [[nodiscard]] std::unique_ptr<BufferedFile> create_buffered(const std::string& path) override {
+        WinFile file = create(path);
+        return file ? std::make_unique<WinBuffered>(std::move(file)) : nullptr;
+    }
+
+    bool remove_file(const std::string& path) override {
+        return is_regular(path) && ::DeleteFileW(path_of(path).c_str()) != 0;
+    }
+
+    bool replace_whole(const std::string& path, std::string_view content) override {
+        return replace_file(path, content);
+    }
+
+  private:
+    static bool is_regular(const std::string& path) {
+        boost::system::error_code error;
+        return boost::filesystem::is_regular_file(path_of(path), error);
+    }
+
+    static WinFile create(const std::string& path) {
+        return WinFile::open(path_of(path), _O_RDWR | _O_CREAT | _O_TRUNC, _S_IREAD | _S_IWRITE);
+    }
+};
+
+}  // namespace
+
+FileSystem& system_files() {
+    static WinFileSystem files;
+    return files;
+}
+
+}  // namespace platform

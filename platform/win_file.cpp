@@ -1,0 +1,61 @@
+#include "platform/win_file.h"
+
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace platform {
+namespace {
+
+/// The runtime counts in int: more than this is moved in pieces by the caller.
+constexpr std::size_t kLargestMove = 1U << 30U;
+
+template <typename Span>
+unsigned count_of(Span bytes) {
+    return static_cast<unsigned>(std::min(bytes.size(), kLargestMove));
+}
+
+}  // namespace
+
+WinFile::WinFile(WinFile&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+
+WinFile& WinFile::operator=(WinFile&& other) noexcept {
+    if (this != &other) {
+        close();
+        descriptor_ = std::exchange(other.descriptor_, -1);
+    }
+    return *this;
+}
+
+WinFile WinFile::open(const Path& path, int flags, int mode) {
+    int descriptor = -1;
+    const int all = flags | _O_BINARY | _O_NOINHERIT;
+    if (::_wsopen_s(&descriptor, path.c_str(), all, _SH_DENYNO, mode) != 0) return WinFile();
+    return WinFile(descriptor);
+}
+
+std::int64_t WinFile::read(std::span<Byte> to) const noexcept {
+    return ::_read(descriptor_, to.data(), count_of(to));
+}
+
+std::int64_t WinFile::write(std::span<const Byte> bytes) const noexcept {
+    return ::_write(descriptor_, bytes.data(), count_of(bytes));
+}
+
+std::int64_t WinFile::seek(std::int64_t offset, int origin) const noexcept {
+    return ::_lseeki64(descriptor_, offset, origin);
+}
+
+bool WinFile::flush_to_disk() const noexcept {
+    return ::_commit(descriptor_) == 0;
+}
+
+bool WinFile::close() noexcept {
+    const int descriptor = std::exchange(descriptor_, -1);
+    return descriptor < 0 || ::_close(descriptor) == 0;
+}
+
+}  // namespace platform
