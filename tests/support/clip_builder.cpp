@@ -14,31 +14,20 @@ std::string joined(const std::vector<std::string>& parts) {
     return std::accumulate(parts.begin(), parts.end(), std::string());
 }
 
-std::string words_text(const Words& words) {
-    std::string text;
-    for (const std::uint32_t word : words) text += be32(word);
-    return text;
-}
-
 std::string movie_header(const Clip& clip) {
-    const std::string rest = zeros(80);  // rate, volume, matrix, next track
-    if (clip.long_times) {
-        return box("mvhd", from_hex("01 000000") + be64(1) + be64(2) + be32(clip.timescale) +
-                               be64(*clip.duration) + rest);
-    }
-    return box("mvhd",
-               zeros(4) + be32(1) + be32(2) + be32(clip.timescale) + be32(narrow(*clip.duration)) + rest);
+    const std::string times =
+        clip.long_times ? from_hex("01 000000") + be64(1) + be64(2) : zeros(4) + be32(1) + be32(2);
+    const std::string duration = clip.long_times ? be64(*clip.duration) : be32(*clip.duration);
+    return box("mvhd", times + be32(clip.timescale) + duration + zeros(80));
 }
 
 /// ISO/IEC 14496-12, 12.1.3, and for "avc1" the configuration with one parameter set of each kind.
 std::string sample_entry(const ClipTrack& track) {
     std::string fixed = zeros(6) + be16(1) + zeros(16) + be16(track.width) + be16(track.height) +
                         from_hex("00480000 00480000 00000000 0001") + zeros(32) + from_hex("0018 FFFF");
-    if (track.format == "avc1") {
+    if (track.format != "avc1") fixed.resize(track.entry_bytes - 8);
+    if (track.format == "avc1")
         fixed += box("avcC", from_hex("01 64 00 1F FF E1 0004 67640028 01 0003 68EE3C"));
-    } else {
-        fixed.resize(track.entry_bytes - 8);
-    }
     return box(track.format, fixed);
 }
 
@@ -49,25 +38,24 @@ std::vector<std::size_t> chunks_of(const ClipTrack& track) {
 /// One entry for every run of chunks with the same number of samples.
 std::string sample_to_chunk(const ClipTrack& track) {
     Words words;
-    std::size_t before = 0;
     const auto chunks = chunks_of(track);
     for (std::size_t i = 0; i < chunks.size(); ++i) {
-        if (i == 0 || chunks[i] != before) words.insert(words.end(), {narrow(i + 1), narrow(chunks[i]), 1});
-        before = chunks[i];
+        if (i > 0 && chunks[i] == chunks[i - 1]) continue;
+        words.insert(words.end(), {narrow(i + 1), narrow(chunks[i]), 1});
     }
-    return table_box("stsc", narrow(words.size() / 3), words);
+    return table_box("stsc", words.size() / 3, words);
 }
 
 std::string chunk_offsets(const ClipTrack& track, std::size_t media_at, bool long_offsets) {
-    std::string entries;
+    Words words;
     auto sample = track.samples.begin();
-    const auto chunks = chunks_of(track);
-    for (const std::size_t count : chunks) {
-        entries += long_offsets ? be64(media_at) : be32(narrow(media_at));
+    for (const std::size_t count : chunks_of(track)) {
+        if (long_offsets) words.push_back(0);
+        words.push_back(narrow(media_at));
         for (std::size_t i = 0; i < count && sample != track.samples.end(); ++i)
             media_at += (sample++)->size();
     }
-    return box(long_offsets ? "co64" : "stco", zeros(4) + be32(narrow(chunks.size())) + entries);
+    return table_box(long_offsets ? "co64" : "stco", chunks_of(track).size(), words);
 }
 
 std::string table_of(const ClipTrack& track, const std::string& name, std::size_t media_at) {
@@ -76,10 +64,10 @@ std::string table_of(const ClipTrack& track, const std::string& name, std::size_
     if (name == "stts") return table_box("stts", 1, {narrow(track.samples.size()), 40});
     if (name == "stsc") return sample_to_chunk(track);
     if (name == "stco" || name == "co64") return chunk_offsets(track, media_at, name == "co64");
-    if (name == "stss") return track.sync ? table_box("stss", narrow(track.sync->size()), *track.sync) : "";
-    Words sizes;
+    if (name == "stss") return track.sync ? table_box("stss", track.sync->size(), *track.sync) : "";
+    Words sizes{narrow(track.samples.size())};
     for (const std::string& sample : track.samples) sizes.push_back(narrow(sample.size()));
-    return box("stsz", zeros(8) + be32(narrow(sizes.size())) + words_text(sizes));
+    return table_box("stsz", 0, sizes);  // a size of 0 for all, then the count and the sizes
 }
 
 std::string movie(const Clip& clip, std::size_t media_at) {
@@ -87,9 +75,9 @@ std::string movie(const Clip& clip, std::size_t media_at) {
     for (const ClipTrack& track : clip.tracks) {
         std::string tables;
         for (const std::string& name : track.order) tables += table_of(track, name, media_at);
-        boxes += box("trak", box("tkhd", zeros(84)) +
-                                 box("mdia", box("mdhd", zeros(24)) + box("hdlr", zeros(24)) +
-                                                 box("minf", box("vmhd", zeros(12)) + box("stbl", tables))));
+        const std::string media =
+            box("mdhd", zeros(24)) + box("minf", box("vmhd", zeros(12)) + box("stbl", tables));
+        boxes += box("trak", box("tkhd", zeros(84)) + box("mdia", media));
         media_at += joined(track.samples).size();
     }
     return box("moov", boxes);
@@ -97,33 +85,35 @@ std::string movie(const Clip& clip, std::size_t media_at) {
 
 }  // namespace
 
-std::string box_header(std::uint32_t size, std::string_view type) {
+std::string box_header(std::size_t size, std::string_view type) {
     return be32(size).append(type);
 }
 
 std::string box(std::string_view type, std::string_view payload) {
-    return box_header(narrow(payload.size() + 8), type).append(payload);
+    return box_header(payload.size() + 8, type).append(payload);
 }
 
 std::string large_box(std::string_view type, std::string_view payload) {
     return box_header(1, type).append(be64(payload.size() + 16)).append(payload);
 }
 
-std::string table_box(std::string_view type, std::uint32_t count, const Words& words) {
-    return box(type, zeros(4) + be32(count) + words_text(words));
-}
-
-std::string uniform_sizes(std::uint32_t size, std::uint32_t count) {
-    return box("stsz", zeros(4) + be32(size) + be32(count));
+std::string table_box(std::string_view type, std::size_t count, const Words& words) {
+    std::string payload = zeros(4) + be32(count);
+    for (const std::uint32_t word : words) payload += be32(word);
+    return box(type, payload);
 }
 
 std::string nal(std::string_view unit) {
-    return be32(narrow(unit.size())).append(unit);
+    return be32(unit.size()).append(unit);
 }
 
-std::string unit_of(std::size_t size, std::uint8_t seed) {
+std::string in_frame(std::string_view unit) {
+    return be32(1).append(unit);
+}
+
+std::string unit_of(std::size_t size) {
     std::string unit(size, '\0');
-    for (std::size_t i = 0; i < size; ++i) unit[i] = static_cast<char>((i * 31 + (i >> 8) * 7 + seed) & 0xFF);
+    for (std::size_t i = 0; i < size; ++i) unit[i] = static_cast<char>((i * 31 + (i >> 8) * 7) & 0xFF);
     return unit;
 }
 
@@ -131,10 +121,10 @@ std::string make_clip(const Clip& clip) {
     std::string media;
     for (const ClipTrack& track : clip.tracks) media += joined(track.samples);
     const std::string mdat = clip.long_media ? large_box("mdat", media) : box("mdat", media);
-    const std::string start = clip.ftyp + clip.in_front;
-    const std::size_t behind_moov = clip.media_in_front ? 0 : movie(clip, 0).size();
-    const std::size_t media_at = start.size() + behind_moov + mdat.size() - media.size();
-    return clip.media_in_front ? start + mdat + movie(clip, media_at) : start + movie(clip, media_at) + mdat;
+    const std::string start = box("ftyp", "isom") + clip.in_front;
+    const std::size_t before_mdat = start.size() + (clip.media_in_front ? 0 : movie(clip, 0).size());
+    const std::string moov = movie(clip, before_mdat + mdat.size() - media.size());
+    return clip.media_in_front ? start + mdat + moov : start + moov + mdat;
 }
 
 std::string make_clip(const ClipTrack& track) {

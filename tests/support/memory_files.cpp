@@ -11,87 +11,93 @@ namespace {
 /// What both kinds of output file are: a shared content and a position in it.
 class Output {
   public:
-    Output(std::string name, std::shared_ptr<std::string> content, OutputFaults& faults,
-           std::shared_ptr<int> open)
-        : name_(std::move(name)), content_(std::move(content)), faults_(faults), open_(std::move(open)) {
-        ++*open_;
+    Output(std::string name, std::shared_ptr<std::string> content, OutputFaults& faults)
+        : name_(std::move(name)), content_(std::move(content)), faults_(faults) {
+        ++faults_.open_files;
     }
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
-    ~Output() { --*open_; }
+    ~Output() { --faults_.open_files; }
 
-    bool fails(const std::string& call) { return faults_.fails(name_ + " " + call); }
-    [[nodiscard]] std::size_t part_of(std::size_t count) const { return faults_.partly ? count / 2 : 0; }
+    bool fails(const std::string& call) {
+        if (++faults_.calls != faults_.fail_at) return false;
+        faults_.failed = name_ + " " + call;
+        return true;
+    }
 
     std::size_t write(std::span<const Byte> bytes) {
-        const std::size_t count = fails("write") ? part_of(bytes.size()) : bytes.size();
-        if (content_->size() < position + count) content_->resize(position + count);
-        std::copy_n(bytes.begin(), count,
-                    platform::bytes_of(*content_).begin() + static_cast<std::ptrdiff_t>(position));
+        const std::size_t count = after_fault("write", bytes.size());
+        content_->resize(std::max(content_->size(), position + count));
+        std::ranges::copy(bytes.first(count), &bytes_()[position]);
         position += count;
         return count;
     }
 
     std::size_t read(std::span<Byte> to) {
-        const std::size_t left = position < content_->size() ? content_->size() - position : 0;
-        const std::size_t wanted = std::min(to.size(), left);
-        const std::size_t count = fails("read") ? part_of(wanted) : wanted;
-        std::copy_n(platform::bytes_of(*content_).begin() + static_cast<std::ptrdiff_t>(position), count,
-                    to.begin());
+        const std::size_t left = content_->size() - std::min(position, content_->size());
+        const std::size_t count = after_fault("read", std::min(to.size(), left));
+        std::copy_n(&bytes_()[position], count, to.begin());
         position += count;
         return count;
     }
 
+    std::int64_t seek(std::size_t to) {
+        if (fails("seek")) return -1;
+        position = to;
+        return static_cast<std::int64_t>(to);
+    }
+
+    std::int64_t tell() { return fails("position") ? -1 : static_cast<std::int64_t>(position); }
     [[nodiscard]] std::size_t size() const { return content_->size(); }
 
     std::size_t position = 0;
 
   private:
+    Byte* bytes_() { return reinterpret_cast<Byte*>(content_->data()); }
+    std::size_t after_fault(const std::string& call, std::size_t count) {
+        if (!fails(call)) return count;
+        return faults_.partly ? count / 2 : 0;
+    }
+
     std::string name_;
     std::shared_ptr<std::string> content_;
     OutputFaults& faults_;
-    std::shared_ptr<int> open_;
 };
 
 class MemoryData final : public platform::DataFile {
   public:
-    explicit MemoryData(std::unique_ptr<Output> output) : output_(std::move(output)) {}
-
+    MemoryData(std::shared_ptr<std::string> content, OutputFaults& faults)
+        : file_("data", std::move(content), faults) {}
     std::int64_t write(std::span<const Byte> bytes) override {
-        const std::size_t count = output_->write(bytes);
+        const std::size_t count = file_.write(bytes);
         return count == 0 && !bytes.empty() ? -1 : static_cast<std::int64_t>(count);
     }
-    std::int64_t position() override {
-        return output_->fails("position") ? -1 : static_cast<std::int64_t>(output_->position);
-    }
-    std::int64_t seek_end() override {
-        if (output_->fails("seek")) return -1;
-        output_->position = output_->size();
-        return static_cast<std::int64_t>(output_->position);
-    }
+    std::int64_t position() override { return file_.tell(); }
+    std::int64_t seek_end() override { return file_.seek(file_.size()); }
 
   private:
-    std::unique_ptr<Output> output_;
+    Output file_;
 };
 
 class MemoryIndex final : public platform::BufferedFile {
   public:
-    explicit MemoryIndex(std::unique_ptr<Output> output) : output_(std::move(output)) {}
-
-    std::size_t read(std::span<Byte> to) override { return output_->read(to); }
-    std::size_t write(std::span<const Byte> bytes) override { return output_->write(bytes); }
-    bool seek(std::uint64_t position) override {
-        if (output_->fails("seek")) return false;
-        output_->position = position;
-        return true;
+    MemoryIndex(std::shared_ptr<std::string> content, OutputFaults& faults)
+        : file_("index", std::move(content), faults), faults_(faults) {}
+    std::size_t read(std::span<Byte> to) override { return file_.read(to); }
+    std::size_t write(std::span<const Byte> bytes) override {
+        faults_.most_unflushed = std::max(faults_.most_unflushed, ++faults_.unflushed);
+        return file_.write(bytes);
     }
-    [[nodiscard]] std::int64_t position() override {
-        return output_->fails("position") ? -1 : static_cast<std::int64_t>(output_->position);
+    bool seek(std::uint64_t position) override { return file_.seek(position) >= 0; }
+    [[nodiscard]] std::int64_t position() override { return file_.tell(); }
+    bool flush() override {
+        faults_.unflushed = 0;
+        return !file_.fails("flush");
     }
-    bool flush() override { return !output_->fails("flush"); }
 
   private:
-    std::unique_ptr<Output> output_;
+    Output file_;
+    OutputFaults& faults_;
 };
 
 std::string parent_of(const std::string& path) {
@@ -105,18 +111,10 @@ std::size_t MemoryInput::read_at(std::uint64_t position, std::span<Byte> to) {
     if (position + to.size() > throws_at) throw std::bad_alloc();
     const std::uint64_t end = std::min<std::uint64_t>(content_.size(), ends_at);
     const std::size_t count = position < end ? std::min<std::size_t>(to.size(), end - position) : 0;
-    std::copy_n(
-        platform::bytes_of(std::string_view(content_)).begin() + static_cast<std::ptrdiff_t>(position), count,
-        to.begin());
+    if (count > 0) std::copy_n(&content_[position], count, reinterpret_cast<char*>(to.data()));
     ++reads;
     bytes_read += count;
     return count;
-}
-
-bool OutputFaults::fails(const std::string& call) {
-    if (++calls != fail_at) return false;
-    failed = call;
-    return true;
 }
 
 void MemoryFiles::put(const std::string& path, std::string content) {
@@ -135,32 +133,25 @@ std::unique_ptr<platform::InputFile> MemoryFiles::open_input(const std::string& 
 std::shared_ptr<std::string> MemoryFiles::create(const std::string& path) {
     note("create " + path);
     if (unopenable.contains(path) || !directories_.contains(parent_of(path))) return nullptr;
-    auto& file = files_[path];
-    file = std::make_shared<std::string>();
-    return file;
+    put(path, "");
+    return files_[path];
 }
 
 std::unique_ptr<platform::DataFile> MemoryFiles::create_data(const std::string& path) {
     auto content = create(path);
-    if (content == nullptr) return nullptr;
-    return std::make_unique<MemoryData>(
-        std::make_unique<Output>("data", std::move(content), output, open_files_));
+    return content == nullptr ? nullptr : std::make_unique<MemoryData>(std::move(content), output);
 }
 
 std::unique_ptr<platform::BufferedFile> MemoryFiles::create_buffered(const std::string& path) {
     auto content = create(path);
-    if (content == nullptr) return nullptr;
-    return std::make_unique<MemoryIndex>(
-        std::make_unique<Output>("index", std::move(content), output, open_files_));
+    return content == nullptr ? nullptr : std::make_unique<MemoryIndex>(std::move(content), output);
 }
 
 bool MemoryFiles::remove_file(const std::string& path) {
     note("remove " + path);
-    if (failing_removals > 0) {
-        --failing_removals;
-        return false;
-    }
-    return files_.erase(path) == 1;
+    if (failing_removals == 0) return files_.erase(path) == 1;
+    --failing_removals;
+    return false;
 }
 
 boost::system::error_code MemoryFiles::make_directory(const std::string& path, Existing enough) {

@@ -19,7 +19,6 @@ inline constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max(
 class MemoryInput final : public platform::InputFile {
   public:
     explicit MemoryInput(std::string content) : content_(std::move(content)) {}
-
     [[nodiscard]] std::uint64_t size() const override { return content_.size(); }
     std::size_t read_at(std::uint64_t position, std::span<platform::Byte> to) override;
 
@@ -37,22 +36,18 @@ struct OutputFaults {
     std::uint64_t fail_at = kNever;  // the call that fails, from 1
     bool partly = false;             // it reads or writes half of what it should instead of nothing
     std::uint64_t calls = 0;
-    std::string failed;  // which call that was: "data write", "index seek" and so on
-
-    /// Counts one call; true when it has to fail.
-    bool fails(const std::string& call);
+    std::string failed = {};  // which call that was: "data write", "index seek" and so on
+    int open_files = 0;
+    int unflushed = 0;  // writes to an index since its last flush, now and at most
+    int most_unflushed = 0;
 };
 
 class MemoryFiles final : public platform::FileSystem {
   public:
     void put(const std::string& path, std::string content);
     [[nodiscard]] bool has(const std::string& path) const { return files_.contains(path); }
-    /// The content; a test that asks for a missing file ends with an exception.
-    [[nodiscard]] std::string at(const std::string& path) const { return *files_.at(path); }
-    /// The content itself, to be changed behind the back of whoever has the file open.
-    [[nodiscard]] std::string& edit(const std::string& path) { return *files_.at(path); }
-    /// Output files that have not been closed.
-    [[nodiscard]] int open_files() const { return *open_files_; }
+    /// The content, also to change it behind the back of whoever has the file open. It has to be there.
+    [[nodiscard]] std::string& at(const std::string& path) const { return *files_.at(path); }
 
     std::set<std::string> unopenable;
     int failing_removals = 0;  // that many removals fail before the first succeeds
@@ -76,5 +71,4 @@ class MemoryFiles final : public platform::FileSystem {
 
     std::map<std::string, std::shared_ptr<std::string>> files_;
     std::set<std::string> directories_{""};
-    std::shared_ptr<int> open_files_ = std::make_shared<int>(0);
 };

@@ -12,11 +12,9 @@ class RecordingView {
         std::uint32_t slot, flags, date, time_of_day, key_distance;  // time of day in ms
         std::uint32_t previous, next;
         std::uint64_t size, position;  // bytes, in the data file
-
-        [[nodiscard]] bool key() const { return (flags & 3) == 1; }
     };
     struct Span {
-        std::uint32_t slot, kind, first_date, last_date, first_time, last_time;
+        std::uint32_t slot, kind, first_time, last_time;
     };
 
     RecordingView(std::string data, std::string index);
@@ -24,11 +22,12 @@ class RecordingView {
     std::vector<Entry> entries;
     std::vector<Span> spans;
 
+    /// One packet, from its header to its padding, and the frame's bytes in it.
     [[nodiscard]] std::string packet(std::size_t i) const {
         return data_.substr(entries[i].position, entries[i].size);
     }
-    /// The frame's bytes, without header and padding.
     [[nodiscard]] std::string payload(std::size_t i) const;
+    [[nodiscard]] std::vector<std::string> payloads() const;
     /// "2018-06-22 16:05:09.000"
     [[nodiscard]] std::string time(std::size_t i) const;
 
@@ -38,7 +37,7 @@ class RecordingView {
     [[nodiscard]] std::string fault(bool abandoned = false) const;
 
   private:
-    [[nodiscard]] std::string entry_fault(std::size_t i, bool abandoned) const;
+    [[nodiscard]] std::string packet_fault(std::size_t i, bool abandoned) const;
     [[nodiscard]] std::string chain_fault(bool abandoned) const;
 
     std::string data_;

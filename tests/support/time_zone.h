@@ -2,27 +2,19 @@
 
 #include <cstdlib>
 #include <ctime>
-#include <optional>
 #include <string>
 
-/// The process's time zone while it lives. Zones are given as rules ("CET-1CEST,M3.5.0,M10.5.0/3"), which
+/// The process's time zone while it lives, and the system's own afterwards. Zones are given as rules, which
 /// need no zone database.
 class TimeZone {
   public:
-    explicit TimeZone(const std::string& rule) {
-        if (const char* before = std::getenv("TZ")) before_ = before;
-        ::setenv("TZ", rule.c_str(), 1);
-        ::tzset();
-    }
+    explicit TimeZone(const std::string& rule) { ::setenv("TZ", rule.c_str(), 1), ::tzset(); }
     TimeZone(const TimeZone&) = delete;
     TimeZone& operator=(const TimeZone&) = delete;
-    ~TimeZone() {
-        before_ ? ::setenv("TZ", before_->c_str(), 1) : ::unsetenv("TZ");
-        ::tzset();
-    }
+    ~TimeZone() { before_.empty() ? ::unsetenv("TZ") : ::setenv("TZ", before_.c_str(), 1), ::tzset(); }
 
   private:
-    std::optional<std::string> before_;
+    const std::string before_ = std::getenv("TZ") == nullptr ? "" : std::getenv("TZ");
 };
 
 inline constexpr const char* kCentralEurope = "CET-1CEST,M3.5.0,M10.5.0/3";

@@ -1,0 +1,144 @@
+#include <boost/system/error_code.hpp>
+
+#include "convert/container_command.h"
+#include "tests/convert/convert_test.h"
+
+namespace {
+
+const std::string kStart = "25 Parsing mp4 container - clip.mp4.\n";
+const std::string kDirectoryMade = "directory out/2018/06/22/16\n";
+const std::string kOpened =
+    "create out/2018/06/22/16/0509-00A10380e.ps\n"
+    "create out/2018/06/22/16/0509-00A10380e.psi\n"
+    "25 Opened (and PSI) out/2018/06/22/16/0509-00A10380e.ps.\n"
+    "25 Processing mp4 container stream - clip.mp4.\n";
+const std::string kConverted = kStart + kDirectoryMade + kOpened;
+const std::string kNotOpened =
+    "75 Error opening ps file - out/2018/06/22/16/0509-00A10380e.ps for write\n.\n";
+const std::string kNotWritten =
+    "75 Error occured while writing frame to ps file - out/2018/06/22/16/0509-00A10380e.ps.\n";
+const std::string kNoTables = "75 No sample tables found in mp4 container.\n";
+const std::string kRemoved = "remove clip.mp4\n";
+const std::string kRemovedInTwo = kRemoved +
+                                  "75 Error deleting file - clip.mp4. Attempting to delete again.\n" +
+                                  "wait 2000 ms\n" + kRemoved;
+
+}  // namespace
+
+TEST_F(ConvertTest, ClipBecomesARecordingAndIsRemoved) {
+    expect(make_clip(three_frames()), 0, kConverted + kRemoved);
+    EXPECT_FALSE(files.has("clip.mp4"));
+    const RecordingView view = recording();
+    EXPECT_EQ(view.fault(), "");
+    EXPECT_EQ(view.payloads(), (std::vector{in_frame("first"), in_frame("second frame"), in_frame("third")}));
+    EXPECT_EQ(view.time(0), "2018-06-22 16:05:09.000");
+    EXPECT_EQ(view.time(2), "2018-06-22 16:05:09.666");
+}
+
+TEST_F(ConvertTest, FilesThatAreNoMp4AreRefusedAndRemoved) {
+    for (const char* clip :
+         {"RIFF....AVI LIST", "\x1A\x45\xDF\xA3 matroska", "\xFF\xD8\xFF\xE0 JFIF", "1234fty", ""}) {
+        expect(clip, 1, "75 Unsupported file format - clip.mp4.\n" + kRemoved);
+    }
+}
+
+TEST_F(ConvertTest, ClipsWithoutACompleteTrackAreReportedAndRemoved) {
+    expect(box("ftyp", "isom") + box("moof", box("traf", box("trun", zeros(8)))), 1,
+           kStart + kNoTables + kRemoved);
+    ClipTrack long_offsets = three_frames();
+    long_offsets.order.back() = "co64";
+    expect(make_clip(long_offsets), 1, kStart + "25 Unknown box type : co64\n" + kNoTables + kRemoved);
+}
+
+TEST_F(ConvertTest, FailedRemovalIsTriedOnceMoreAfterTwoSeconds) {
+    files.failing_removals = 1;
+    expect(make_clip(three_frames()), 0, kConverted + kRemovedInTwo);
+    EXPECT_FALSE(files.has("clip.mp4"));
+    files.unopenable = {"clip.mp4"};  // counts as a clip without tables
+    files.failing_removals = 2;
+    expect(make_clip(three_frames()), 1, kStart + kNoTables + kRemovedInTwo);
+    EXPECT_TRUE(files.has("clip.mp4"));
+}
+
+TEST_F(ConvertTest, OutputThatCannotBeOpenedEndsTheConversion) {
+    const std::string clip = make_clip(three_frames());
+    files.directory_error = boost::system::errc::make_error_code(boost::system::errc::permission_denied);
+    expect(clip, 1, kStart + kDirectoryMade + kNotOpened + kRemoved);
+    files.directory_error.clear();
+    files.unopenable = {kRecording + "i"};
+    const std::string tried = "create " + kRecording + "\ncreate " + kRecording + "i\n";
+    expect(clip, 1, kStart + kDirectoryMade + tried + kNotOpened + kRemoved);
+}
+
+TEST_F(ConvertTest, BadNalLengthEndsTheConversionBehindTheFramesBefore) {
+    ClipTrack track = three_frames();
+    track.samples[2] = from_hex("7FFFFFFF") + "third";
+    expect(make_clip(track), 3,
+           kConverted + "75 Bad frame size. Aborting parsing of mp4 container.\n" + kRemoved);
+    EXPECT_EQ(recording().fault(), "");
+    EXPECT_EQ(recording().entries.size(), 2U);
+}
+
+TEST_F(ConvertTest, FramesOfMoreThan4MiBEndTheConversion) {
+    ClipTrack track = three_frames();
+    track.samples[1] = nal(unit_of(4'194'236));
+    expect(make_clip(track), 0, kConverted + kRemoved);
+    EXPECT_EQ(recording().entries.at(1).size, 4'194'272U);
+    track.samples[1] = nal(unit_of(4'194'237));
+    expect(make_clip(track), 1, kConverted + kNotWritten + kRemoved);
+    EXPECT_EQ(recording().fault(), "");
+    EXPECT_EQ(recording().entries.size(), 1U);
+}
+
+TEST_F(ConvertTest, FrameThatTheCalendarCannotNameCannotBeWritten) {
+    // Of two frames the second comes half the duration after the first.
+    Clip clip{.tracks = {{.samples = {nal("one"), nal("two")}}}, .timescale = 1, .long_times = true};
+    for (const std::uint64_t duration :
+         std::initializer_list<std::uint64_t>{200'000'000'000'000'000, 1ULL << 62, kNever}) {
+        clip.duration = duration;
+        expect(make_clip(clip), 1, kConverted + kNotWritten + kRemoved);
+        EXPECT_EQ(recording().entries.size(), 1U);
+    }
+    clip.duration = 64'000'000'000'000;  // a million years are no trouble: the date repeats every 128
+    expect(make_clip(clip), 0, kConverted + kRemoved);
+}
+
+TEST_F(ConvertTest, ExceptionLeavesTheSourceWhereItIs) {
+    ClipTrack track = three_frames();
+    track.samples[2] = nal(unit_of(300'000));  // read long after everything else
+    const std::string clip = make_clip(track);
+    for (const std::size_t at : {std::size_t{0}, clip.size() - 1}) {
+        files.input_throws_at = at;
+        EXPECT_THROW((void)convert(clip), std::bad_alloc);
+        EXPECT_TRUE(files.has("clip.mp4"));
+        EXPECT_EQ(files.output.open_files, 0);
+        EXPECT_EQ(story, at == 0 ? "" : kConverted);
+    }
+    EXPECT_EQ(recording().fault(), "");
+    EXPECT_EQ(recording().entries.size(), 2U);
+}
+
+TEST_F(ConvertTest, RecordsWithoutAMandatoryTableEndTheConversionThere) {
+    norvane::Mp4Parser parser(request, context());
+    MemoryInput no_clip("");
+    BoxReader in(&no_clip);
+    parser.tracks().resize(1);
+    EXPECT_EQ(parser.process_stream(in), norvane::kBadTables);
+    EXPECT_EQ(story, kDirectoryMade + kOpened +
+                         "75 Did not receive mandatory sample tables. Aborting parsing of mp4 container.\n");
+
+    parser.tracks().clear();
+    story.clear();
+    parser.init_channel_sample_tables("Door");
+    EXPECT_EQ(story, "75 Unable to initialize channel sample tables is empty.\n");
+    EXPECT_EQ(parser.channels()[0].name, "Gate");
+}
+
+TEST_F(ConvertTest, CommandGivesTheParsersResultAndFailsWithoutOne) {
+    using Command = VideoContainerConverterCommand<norvane::Mp4Parser>;
+    EXPECT_EQ(Command(nullptr).run(), 3);
+    files.put("clip.mp4", "no clip at all");
+    Command command(std::make_unique<norvane::Mp4Parser>(request, context()));
+    EXPECT_EQ(command.stop(), 0);
+    EXPECT_EQ(command.run(), norvane::kNotConverted);
+}

@@ -1,0 +1,115 @@
+#include "tests/convert/convert_test.h"
+
+namespace {
+
+using Payloads = std::vector<std::string>;
+
+const Payloads kThreeFrames = {in_frame("first"), in_frame("second frame"), in_frame("third")};
+
+}  // namespace
+
+TEST_F(ConvertTest, MapHoldsThePictureSizeAndTheInputsNameInAllSlots) {
+    request.inputName = "exactly thirty-two characters---";
+    request.flags2 = 6;
+    ClipTrack track = three_frames();
+    track.width = 1920;
+    track.height = 1080;
+    ASSERT_EQ(convert(make_clip(track)), norvane::kConverted);
+    const std::string data = files.at(kRecording);
+    EXPECT_EQ(to_hex(data.substr(16 + 18, 4)), "06 00 00 00");  // program code
+    for (std::size_t slot = 0; slot < 32; ++slot) {
+        const std::string entry = data.substr(16 + 106 + 58 * slot, 58);
+        const std::string digit(1, "0123456789ABCDEF"[slot % 16]);
+        EXPECT_EQ(to_hex(entry.substr(0, 8)),
+                  slot < 16 ? "85 D" + digit + " 00 36 78 43 FF FF" : "90 C" + digit + " 00 36 00 00 00 00");
+        EXPECT_EQ(entry.substr(26), "exactly thirty-two characters---") << slot;
+    }
+    const std::string packet = recording().packet(0);
+    EXPECT_EQ(to_hex(packet.substr(3, 1)), "D0");
+    EXPECT_EQ(to_hex(packet.substr(27, 2)), "9D E0");  // recording kind and key picture; program code 2
+
+    request.inputName = std::string(200, 'n');
+    track.format = "hvc1";  // whatever is no sound is converted by the same rule
+    track.width = 65'535;
+    track.height = 4'111;
+    ASSERT_EQ(convert(make_clip(track)), norvane::kConverted);
+    EXPECT_EQ(to_hex(files.at(kRecording).substr(16 + 106 + 4, 2)), "FF 00");  // in 8 bits
+    EXPECT_EQ(files.at(kRecording).substr(16 + 106 + 26, 33), std::string(32, 'n') + "\x85");
+    EXPECT_EQ(recording().payloads(), kThreeFrames);
+}
+
+TEST_F(ConvertTest, RecordingKindTravelsToPacketsAndSpans) {
+    for (const std::uint8_t kind : {kRecordingOfType1, kRecordingOfType3, std::uint8_t{0}}) {
+        request.flags = kind;
+        ASSERT_EQ(convert(make_clip(three_frames())), norvane::kConverted);
+        EXPECT_EQ(recording().entries.at(1).flags, kind | 0x1EU);
+        EXPECT_EQ(recording().spans.at(0).kind, kind);
+    }
+}
+
+TEST_F(ConvertTest, SecondVideoTrackFollowsAndStartsAgainAtTheClipsStart) {
+    ClipTrack second{.samples = {nal("x"), nal("y")}, .sync = {{1}}};
+    ASSERT_EQ(convert(make_clip(Clip{.tracks = {three_frames(), second}, .duration = 3'000})), 0);
+    const RecordingView view = recording();
+    EXPECT_EQ(view.fault(), "");
+    EXPECT_EQ(view.payloads(),
+              (Payloads{kThreeFrames[0], kThreeFrames[1], kThreeFrames[2], in_frame("x"), in_frame("y")}));
+    EXPECT_EQ(view.time(2), "2018-06-22 16:05:11.000");
+    EXPECT_EQ(view.time(3), "2018-06-22 16:05:09.000");
+    EXPECT_EQ(view.time(4), "2018-06-22 16:05:10.000");  // a third of the movie, as in the first track
+    EXPECT_EQ(view.entries[4].key_distance, 1U);
+    EXPECT_EQ(view.spans.size(), 2U);  // the time goes back
+}
+
+TEST_F(ConvertTest, AudioIsPassedOverAndInFrontSetsDurationAndPictureSize) {
+    ClipTrack audio{.samples = Payloads(6, "sound"), .format = "mp4a", .sync = {{2}}};
+    ASSERT_EQ(convert(make_clip(Clip{.tracks = {three_frames(), audio}, .duration = 3'000})), 0);
+    EXPECT_EQ(recording().payloads(), kThreeFrames);
+    EXPECT_EQ(recording().time(1), "2018-06-22 16:05:10.000");
+    EXPECT_EQ(recording().entries[1].key_distance, 1U);  // the sound's key frames are its own
+
+    audio.width = 160;  // whatever stands at that place of an audio entry
+    ASSERT_EQ(convert(make_clip(Clip{.tracks = {audio, three_frames()}, .duration = 3'000})), 0);
+    EXPECT_EQ(recording().payloads(), kThreeFrames);
+    EXPECT_EQ(recording().time(1), "2018-06-22 16:05:09.500");
+    EXPECT_EQ(to_hex(files.at(kRecording).substr(16 + 106 + 4, 2)), "0A 03");
+
+    ASSERT_EQ(convert(make_clip(audio)), norvane::kConverted);
+    EXPECT_TRUE(recording().entries.empty());
+    EXPECT_EQ(recording().fault(), "");
+}
+
+TEST_F(ConvertTest, PlaceOfTheMediaAndFormOfItsSizeDoNotMatter) {
+    Clip clip{.tracks = {three_frames()},
+              .in_front = box("free", "") + box("uuid", "something of the maker's")};
+    clip.tracks[0].chunks = {1, 2};
+    for (const int form : {0, 1, 2, 3}) {
+        clip.media_in_front = form % 2 == 1;
+        clip.long_media = form / 2 == 1;
+        ASSERT_EQ(convert(make_clip(clip)), norvane::kConverted);
+        EXPECT_EQ(recording().payloads(), kThreeFrames);
+    }
+}
+
+TEST_F(ConvertTest, FramesPassMidnightAndTheirMillisecondsAreCut) {
+    request.startSeconds = 1'529'711'999;  // one second before
+    const Clip clip{.tracks = {three_frames()}, .timescale = 10'000, .duration = 29'997};
+    ASSERT_EQ(convert(make_clip(clip)), norvane::kConverted);
+    const std::string path = "out/2018/06/22/23/5959-00A10380e.ps";
+    const RecordingView view(files.at(path), files.at(path + "i"));
+    EXPECT_EQ(view.fault(), "");
+    EXPECT_EQ(view.time(0), "2018-06-22 23:59:59.000");
+    EXPECT_EQ(view.time(1), "2018-06-22 23:59:59.999");  // .9999
+    EXPECT_EQ(view.time(2), "2018-06-23 00:00:00.999");
+    EXPECT_EQ(view.spans.size(), 2U);
+}
+
+TEST_F(ConvertTest, SecondClipOfTheSamePathReplacesTheFirst) {
+    ClipTrack longer = three_frames();
+    longer.samples[1] = nal(unit_of(5'000));
+    ASSERT_EQ(convert(make_clip(longer)), norvane::kConverted);
+    ASSERT_EQ(convert(make_clip(ClipTrack{.samples = {nal("only")}})), norvane::kConverted);
+    EXPECT_EQ(recording().fault(), "");
+    EXPECT_EQ(recording().payloads(), Payloads{in_frame("only")});
+    EXPECT_EQ(files.at(kRecording).size(), 1978U + 64);
+}

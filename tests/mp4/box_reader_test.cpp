@@ -1,0 +1,119 @@
+#include "mp4/box_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/support/byte_text.h"
+#include "tests/support/memory_files.h"
+
+namespace {
+
+/// Long enough for every size of window, and without a period that a wrong offset could hide in.
+std::string long_content() {
+    std::string bytes(900'001, '\0');
+    std::uint32_t state = 1;
+    for (char& byte : bytes) byte = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
+    return bytes;
+}
+const std::string kContent = long_content();
+
+std::string take(BoxReader& in, std::size_t count) {
+    std::string bytes(count, 'x');
+    in.read(platform::bytes_of(bytes));
+    return bytes;
+}
+
+}  // namespace
+
+TEST(BoxReaderTest, ReadsOfEverySizeCrossTheWindowsEnds) {
+    MemoryInput file(kContent);
+    BoxReader in(&file);
+    std::size_t at = 0;
+    for (std::size_t length = 1; at < kContent.size(); length = length * 3 % 40'009) {
+        ASSERT_EQ(take(in, std::min(length, kContent.size() - at)), kContent.substr(at, length))
+            << "at " << at;
+        at += length;
+    }
+    in.seek(100);
+    EXPECT_EQ(take(in, 700'000), kContent.substr(100, 700'000));
+    EXPECT_TRUE(in.ok());
+}
+
+TEST(BoxReaderTest, JumpsBothWaysLandOnTheRightByte) {
+    MemoryInput file(kContent);
+    BoxReader in(&file);
+    std::uint64_t state = 7;
+    for (std::size_t i = 0; i < 3'000; ++i) {
+        state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+        const std::size_t at = (state >> 33) % (kContent.size() - 600);
+        in.seek(at);
+        in.skip(i % 3 * 100);
+        ASSERT_EQ(take(in, 5 + i % 400), kContent.substr(at + i % 3 * 100, 5 + i % 400)) << "at " << at;
+    }
+}
+
+TEST(BoxReaderTest, ValuesPastTheEndAreZeroAndTheFailureStays) {
+    MemoryInput file(from_hex("AA BB CC DD EE"));
+    BoxReader in(&file);
+    in.skip(3);
+    EXPECT_EQ(in.u32(), 0xDDEE0000U);  // what is there counts, the rest is zero
+    EXPECT_FALSE(in.ok());
+    in.seek(0);
+    in.skip(1);
+    EXPECT_EQ(in.position(), 5U);
+    EXPECT_EQ(take(in, 2), zeros(2));
+    in.clear();
+    in.seek(1);
+    EXPECT_EQ(in.u16(), 0xBBCC);
+    EXPECT_TRUE(in.ok());
+
+    BoxReader no_file(nullptr);
+    EXPECT_EQ(no_file.u64(), 0U);
+    EXPECT_FALSE(no_file.ok());
+}
+
+TEST(BoxReaderTest, SkipsStopAtTheEndAndSeeksMayPassIt) {
+    MemoryInput file("abc");
+    BoxReader in(&file);
+    in.skip(kNever);
+    EXPECT_EQ(in.position(), 3U);
+    in.seek(kNever);
+    in.skip(5);
+    EXPECT_EQ(in.position(), kNever);
+    EXPECT_TRUE(in.ok());
+    EXPECT_EQ(in.u8(), 0);
+    EXPECT_FALSE(in.ok());
+}
+
+TEST(BoxReaderTest, FileThatBreaksOffBeforeItsSizeFailsThere) {
+    for (const std::size_t end : {10UL, 4'096UL, 300'000UL}) {
+        MemoryInput file(kContent);
+        file.ends_at = end;
+        BoxReader in(&file);
+        in.skip(end - 3);
+        EXPECT_EQ(take(in, 3), kContent.substr(end - 3, 3));
+        EXPECT_TRUE(in.ok());
+        EXPECT_EQ(in.u16(), 0);
+        EXPECT_FALSE(in.ok());
+        in.clear();
+        in.seek(0);
+        EXPECT_TRUE(take(in, kContent.size()) == kContent.substr(0, end) + zeros(kContent.size() - end))
+            << end;
+        EXPECT_FALSE(in.ok());
+    }
+}
+
+TEST(BoxReaderTest, ScatteredReadsDoNotFetchWholeWindowsAndLongRunsNeedFewCalls) {
+    MemoryInput file(kContent);
+    BoxReader in(&file);
+    for (std::uint64_t i = 0; i < 80; ++i) {
+        in.seek((i * 37 % 80) * 11'000);
+        (void)in.u32();
+    }
+    EXPECT_LE(file.bytes_read, 80U * 8'192);
+    file.reads = 0;
+    in.seek(0);
+    while (in.left() >= 4) (void)in.u32();
+    EXPECT_LE(file.reads, 20U);
+}

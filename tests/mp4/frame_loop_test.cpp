@@ -1,0 +1,108 @@
+#include "mp4/frame_loop.h"
+
+#include <gtest/gtest.h>
+
+#include "mp4/box_walk.h"
+#include "tests/support/clip_builder.h"
+#include "tests/support/memory_files.h"
+
+namespace {
+
+/// One frame as it was handed on.
+struct Seen {
+    bool key;
+    std::uint16_t counter;
+    double time;
+    std::string bytes;
+};
+
+struct Conversion {
+    std::vector<Seen> frames;
+    TrackEnd end = TrackEnd::kDone;
+};
+
+/// Walks the clip and converts its first track, half a second a frame.
+Conversion convert(const std::string& clip) {
+    MemoryInput file(clip);
+    BoxReader in(&file);
+    const auto tracks = gather_tracks(in, [](const std::string&) {});
+    in.clear();
+    Conversion done;
+    done.end = convert_track(tracks.at(0), in, 1'529'683'509, 0.5, [&](const Frame& frame) {
+        const std::string bytes(frame.bytes.begin(), frame.bytes.end());
+        done.frames.push_back({frame.key_frame, frame.group_counter, frame.time, bytes});
+        return true;
+    });
+    return done;
+}
+
+double duration_of(std::vector<SttsEntry> times, std::uint32_t timescale, std::uint64_t duration) {
+    SampleTables track;
+    track.time_to_sample = std::move(times);
+    track.movie_headers = {{.duration = duration, .timescale = timescale}};
+    return frame_duration(track);
+}
+
+const ClipTrack kFiveFrames{.samples = {nal("one"), nal("second"), nal("3"), nal(""), nal("five")},
+                            .sync = {{1, 4}}};
+
+}  // namespace
+
+TEST(FrameLoopTest, DurationIsTheMoviesOverAllSamplesOrAFixedOne) {
+    EXPECT_DOUBLE_EQ(duration_of({{100, 1}, {200, 7}}, 1000, 20'000), 20.0 / 300);
+    EXPECT_DOUBLE_EQ(duration_of({{27'000, 3'000}}, 90'000, 81'000'000), 1.0 / 30);
+    EXPECT_DOUBLE_EQ(duration_of({{0xFFFFFFFF, 1}, {0xFFFFFFFF, 1}, {2, 1}}, 1, 1ULL << 33), 1.0);
+    EXPECT_EQ(duration_of({{300, 1}}, 0, 20'000), 0.065);
+    EXPECT_EQ(duration_of({{300, 1}}, 1000, 0), 0.065);
+    EXPECT_EQ(duration_of({{0, 1}}, 1000, 20'000), 0.065);
+    SampleTables no_header;
+    no_header.time_to_sample = {{300, 1}};
+    EXPECT_EQ(frame_duration(no_header), 0.065);
+}
+
+TEST(FrameLoopTest, FramesCarryKeyFlagsCountersTimesAndBytes) {
+    const Conversion done = convert(make_clip(kFiveFrames));
+    ASSERT_EQ(done.frames.size(), 5U);
+    EXPECT_EQ(done.end, TrackEnd::kDone);
+    const Seen expected[] = {{true, 1, 0.0, "one"},
+                             {false, 1, 0.5, "second"},
+                             {false, 2, 1.0, "3"},
+                             {true, 3, 1.5, ""},
+                             {false, 1, 2.0, "five"}};
+    for (std::size_t i = 0; i < 5; ++i) {
+        EXPECT_EQ(done.frames[i].key, expected[i].key) << i;
+        EXPECT_EQ(done.frames[i].counter, expected[i].counter) << i;
+        EXPECT_EQ(done.frames[i].time, 1'529'683'509 + expected[i].time) << i;
+        EXPECT_EQ(done.frames[i].bytes, in_frame(expected[i].bytes)) << i;
+    }
+}
+
+TEST(FrameLoopTest, CounterStaysWithKeyFramesAndWrapsWithoutThem) {
+    ClipTrack track{.samples = std::vector<std::string>(65'538, nal("x"))};
+    for (const Seen& frame : convert(make_clip(track)).frames) ASSERT_TRUE(frame.key && frame.counter == 1);
+    track.sync = {1};
+    const Conversion done = convert(make_clip(track));
+    EXPECT_EQ(done.frames.at(65'535).counter, 65'535);
+    EXPECT_EQ(done.frames.at(65'536).counter, 0);
+}
+
+TEST(FrameLoopTest, ChunksAreSoughtAndTheirSamplesReadInARow) {
+    ClipTrack track = kFiveFrames;
+    track.chunks = {2, 2, 1};
+    std::string clip = make_clip(track);
+    EXPECT_EQ(convert(clip).frames.at(2).bytes, in_frame("3"));
+    clip.replace(clip.find("stco") + 16, 4,
+                 be32(clip.find("mdat") + 4));  // the second chunk is where the first is
+    EXPECT_EQ(convert(clip).frames.at(2).bytes, in_frame("one"));
+    EXPECT_EQ(convert(clip).frames.at(3).bytes, in_frame("second"));
+    EXPECT_EQ(convert(clip).frames.at(4).bytes, in_frame("five"));
+}
+
+TEST(FrameLoopTest, BufferIsNeverLargerThanTheClip) {
+    ClipTrack track{.samples = {nal("abcd"), "", nal("efgh")}};
+    EXPECT_EQ(convert(make_clip(track)).frames.at(1).bytes, "");
+    track.boxes["stsz"] = box("stsz", zeros(4) + be32(0xFFFFFFFF) + be32(2));
+    EXPECT_EQ(convert(make_clip(track)).end, TrackEnd::kBadFrame);
+    track.boxes["stsz"] = box("stsz", zeros(4) + be32(8) + be32(2));
+    EXPECT_EQ(convert(make_clip(track)).frames.size(), 2U);
+}

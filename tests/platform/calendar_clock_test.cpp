@@ -1,0 +1,54 @@
+#include "platform/calendar.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <limits>
+
+#include "platform/clock.h"
+#include "tests/support/time_zone.h"
+
+namespace {
+
+/// "2018-6-22 16:5:9", or "none".
+std::string text_of(const std::optional<platform::CalendarTime>& time) {
+    if (!time) return "none";
+    return std::to_string(time->year) + "-" + std::to_string(time->month) + "-" + std::to_string(time->day) +
+           " " + std::to_string(time->hour) + ":" + std::to_string(time->minute) + ":" +
+           std::to_string(time->second);
+}
+
+}  // namespace
+
+TEST(CalendarTest, UtcFollowsTheCalendarWhateverTheZone) {
+    const TimeZone here(kCentralEurope);
+    const std::pair<std::int64_t, const char*> times[] = {
+        {0, "1970-1-1 0:0:0"},
+        {-1, "1969-12-31 23:59:59"},
+        {1'529'683'509, "2018-6-22 16:5:9"},
+        {951'782'400, "2000-2-29 0:0:0"},
+        {4'107'542'400, "2100-3-1 0:0:0"},  // no leap year
+        {1'000'000'000'000'000, "31690708-7-5 1:46:40"},
+        {std::numeric_limits<std::int64_t>::max(), "none"},
+        {std::numeric_limits<std::int64_t>::min(), "none"},
+    };
+    for (const auto& [seconds, text] : times) EXPECT_EQ(text_of(platform::utc_time(seconds)), text);
+    EXPECT_EQ(text_of(platform::local_time(std::numeric_limits<std::int64_t>::max())), "none");
+}
+
+TEST(CalendarTest, LocalTimeFollowsTheZoneAsItIsNow) {
+    const TimeZone here(kCentralEurope);
+    EXPECT_EQ(text_of(platform::local_time(1'529'683'509)), "2018-6-22 18:5:9");
+    ::setenv("TZ", "XYZ5", 1);  // behind the library's back: nobody calls tzset
+    EXPECT_EQ(text_of(platform::local_time(1'529'683'509)), "2018-6-22 11:5:9");
+}
+
+TEST(ClockTest, TicksAreCutTowardZeroAndCountFrom1970) {
+    EXPECT_EQ(platform::seconds_of(19'999'999), 1);
+    EXPECT_EQ(platform::seconds_of(-9'999'999), 0);
+    EXPECT_EQ(platform::seconds_of(-10'000'001), -1);
+    const std::int64_t apart =
+        platform::system_clock().now() / platform::kTicksPerSecond - std::time(nullptr);
+    EXPECT_LT(std::abs(apart), 3'600);  // the right epoch and unit, however slow the machine
+}

@@ -1,0 +1,150 @@
+#include <gtest/gtest.h>
+#include <sys/inotify.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+
+#include "platform/file.h"
+#include "platform/text.h"
+#include "tests/support/byte_text.h"
+#include "tests/support/ordinary_user.h"
+#include "tests/support/temp_directory.h"
+
+namespace {
+
+bool stands(const std::string& path) {
+    struct ::stat status {};
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+unsigned mode_of(const std::string& path) {
+    struct ::stat status {};
+    return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
+std::span<const platform::Byte> bytes(std::string_view text) {
+    return platform::bytes_of(text);
+}
+
+class FilesTest : public testing::Test {
+  protected:
+    FilesTest() : mask_before_(::umask(0)) {}
+    ~FilesTest() override { ::umask(mask_before_); }
+
+    void make_socket(const std::string& path) {
+        ::sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+        path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+        const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        ASSERT_EQ(::bind(socket, reinterpret_cast<const ::sockaddr*>(&address), sizeof(address)), 0);
+        ::close(socket);
+    }
+
+    platform::FileSystem& files = platform::system_files();
+    TempDirectory directory;
+
+  private:
+    ::mode_t mask_before_;
+};
+
+}  // namespace
+
+TEST_F(FilesTest, InputIsReadAtAnyPositionUpToItsEnd) {
+    write_file(directory / "clip", "0123456789");
+    ::symlink("clip", (directory / "link").c_str());
+    const auto file = files.open_input(directory / "link");
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(file->size(), 10U);
+    std::string part(4, '\0');
+    EXPECT_EQ(file->read_at(3, platform::bytes_of(part)), 4U);
+    EXPECT_EQ(part, "3456");
+    EXPECT_EQ(file->read_at(8, platform::bytes_of(part)), 2U);
+    EXPECT_EQ(part, "8956");
+    EXPECT_EQ(file->read_at(10, platform::bytes_of(part)), 0U);
+    EXPECT_EQ(file->read_at(~0ULL, platform::bytes_of(part)), 0U);
+    EXPECT_EQ(files.read_whole(directory / "clip"), "0123456789");
+    EXPECT_TRUE(files.remove_file(directory / "link"));
+    EXPECT_TRUE(files.remove_file(directory / "clip"));  // still there behind its link
+    EXPECT_FALSE(files.remove_file(directory / "clip"));
+}
+
+TEST_F(FilesTest, WhatIsNoRegularFileIsNeitherOpenedNorRemoved) {
+    ::mkfifo((directory / "fifo").c_str(), 0666);
+    ::mkdir((directory / "folder").c_str(), 0777);
+    ::symlink("/dev/null", (directory / "device").c_str());
+    ::symlink("fifo", (directory / "link to fifo").c_str());
+    ::symlink("folder", (directory / "link to folder").c_str());
+    make_socket(directory / "socket");
+    ::symlink("loop", (directory / "loop").c_str());
+    ::symlink("nothing", (directory / "dangling").c_str());
+    EXPECT_EQ(files.open_input(directory / "loop"), nullptr);
+    EXPECT_EQ(files.open_input(directory / "dangling"), nullptr);
+    EXPECT_FALSE(stands(directory / "nothing"));
+    const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(::inotify_add_watch(watch, directory.path().c_str(), IN_OPEN), 0);
+    for (const char* name : {"fifo", "folder", "device", "link to fifo", "link to folder", "socket"}) {
+        EXPECT_EQ(files.open_input(directory / name), nullptr) << name;
+        EXPECT_EQ(files.read_whole(directory / name), std::nullopt) << name;
+        EXPECT_FALSE(files.remove_file(directory / name)) << name;
+        EXPECT_TRUE(stands(directory / name)) << name;
+    }
+    std::array<char, 4'096> events{};
+    EXPECT_LT(::read(watch, events.data(), events.size()), 0);  // nothing was, not even for a moment
+    ::close(watch);
+}
+
+TEST_F(FilesTest, PathsAreBytesAlsoWhenTheyAreNoText) {
+    for (const std::string text : {"\xFF\xFE/\x80", "", "a//b/", "\xC3\xA4"}) {
+        EXPECT_EQ(platform::narrow_text(platform::path_of(text)), text);
+    }
+}
+
+TEST_F(FilesTest, DataFileIsTruncatedWrittenAndAskedForItsEnd) {
+    write_file(directory / "a.ps", "something longer than what follows");
+    const auto file = files.create_data(directory / "a.ps");
+    EXPECT_EQ(file->position(), 0);
+    EXPECT_EQ(file->write(bytes("first")), 5);
+    EXPECT_EQ(file->position(), 5);
+    EXPECT_EQ(file->seek_end(), 5);
+    EXPECT_EQ(file->write(bytes(", second")), 8);
+    EXPECT_EQ(read_file(directory / "a.ps"), "first, second");
+    (void)files.create_data(directory / "new.ps");
+    EXPECT_EQ(mode_of(directory / "new.ps"), 0644U);
+    EXPECT_EQ(files.create_data(directory / "no folder/x"), nullptr);
+    EXPECT_EQ(files.create_data("/dev/full")->write(bytes("x")), -1);
+}
+
+TEST_F(FilesTest, BufferedFileHasOnePositionForReadingAndWriting) {
+    const auto file = files.create_buffered(directory / "a.psi");
+    EXPECT_EQ(mode_of(directory / "a.psi"), 0666U);
+    EXPECT_EQ(file->write(bytes("0123456789")), 10U);
+    EXPECT_TRUE(file->seek(2));
+    std::string part(3, '\0');
+    EXPECT_EQ(file->read(platform::bytes_of(part)), 3U);
+    EXPECT_EQ(part, "234");
+    EXPECT_EQ(file->write(bytes("xy")), 2U);
+    EXPECT_EQ(file->position(), 7);
+    EXPECT_TRUE(file->flush());
+    EXPECT_EQ(read_file(directory / "a.psi"), "01234xy789");
+    EXPECT_TRUE(file->seek(12));
+    EXPECT_EQ(file->read(platform::bytes_of(part)), 0U);
+    EXPECT_EQ(file->write(bytes("!")), 1U);
+    EXPECT_EQ(read_file(directory / "a.psi"), "01234xy789" + zeros(2) + "!");
+    EXPECT_EQ(files.create_buffered(directory / "a.psi")->read(platform::bytes_of(part)), 0U);  // truncated
+    EXPECT_EQ(files.create_buffered(directory.path()), nullptr);
+    EXPECT_EQ(files.create_buffered("/dev/full")->write(bytes("x")), 0U);
+}
+
+TEST_F(FilesTest, FileWithoutPermissionIsNotOpenedAndStays) {
+    write_file(directory / "secret", "x");
+    ::chmod((directory / "secret").c_str(), 0);
+    ::chmod(directory.path().c_str(), 0555);
+    EXPECT_TRUE(holds_for_ordinary_user([&] {
+        return files.open_input(directory / "secret") == nullptr &&
+               !files.remove_file(directory / "secret") && files.create_data(directory / "new") == nullptr;
+    }));
+    EXPECT_TRUE(stands(directory / "secret"));
+    ::chmod(directory.path().c_str(), 0755);
+}

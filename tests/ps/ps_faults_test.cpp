@@ -1,0 +1,108 @@
+#include <map>
+#include <set>
+
+#include "tests/ps/ps_test.h"
+
+namespace {
+
+class PsFaultsTest : public PsWriterTest {
+  protected:
+    /// Opens a pair and writes packets of two slots, one larger than a piece. Stops at the first failure.
+    std::int32_t write_a_few() {
+        std::int32_t result = open();
+        opened = result == kPsOk;
+        for (std::uint32_t i = 0; i < 5 && result == kPsOk; ++i) {
+            before_last = data().size();
+            const auto slot = static_cast<std::uint16_t>(i % 2 * 16);
+            result =
+                write({.slot = slot, .at = i * 900, .payload = std::string(i == 2 ? 70'000 : 10 + i, 'p')});
+        }
+        return result;
+    }
+
+    bool opened = false;
+    std::size_t before_last = 0;  // length of the data file before the last packet
+};
+
+}  // namespace
+
+TEST_F(PsFaultsTest, EveryFailingCallGivesItsCodeAndLeavesWhatWasWrittenFindable) {
+    const std::map<std::string, std::int32_t> codes = {
+        {"data write", kPsWriteFailed},  {"data position", kPsSeekFailed}, {"data seek", kPsSeekFailed},
+        {"index write", kPsWriteFailed}, {"index flush", kPsWriteFailed},  {"index seek", kPsSeekFailed},
+        {"index read", kPsReadFailed},   {"index position", kPsOk},  // asked only to save a seek
+    };
+    std::set<std::string> seen;
+    for (const bool partly : {false, true}) {
+        for (std::uint64_t n = 1;; ++n) {
+            files.output = {.fail_at = n, .partly = partly};
+            const std::int32_t result = write_a_few();
+            const std::string failed = files.output.failed;
+            ps_close(writer);
+            EXPECT_EQ(files.output.open_files, 0);
+            EXPECT_EQ(result, failed.empty() ? kPsOk : codes.at(failed)) << "call " << n << ", " << failed;
+            if (opened && !failed.empty()) {
+                EXPECT_EQ(RecordingView(data(), index()).fault(true), "") << "call " << n;
+            }
+            // What cannot be indexed is not written either.
+            if (opened && result != kPsOk && failed != "data write") {
+                EXPECT_EQ(data().size(), before_last);
+            }
+            if (files.output.failed.empty()) break;  // not even while closing: all calls have been through
+            seen.insert(failed);
+        }
+    }
+    for (const auto& [call, code] : codes) EXPECT_TRUE(seen.contains(call)) << call << " is never made";
+}
+
+TEST_F(PsFaultsTest, WriterThatFailedTakesANewPair) {
+    files.output.fail_at = 2;
+    EXPECT_NE(open(), kPsOk);
+    EXPECT_FALSE(writer.open_flag);
+    EXPECT_EQ(write_a_few(), kPsOk);
+    EXPECT_EQ(finished().entries.size(), 5U);
+}
+
+TEST_F(PsFaultsTest, DamagedChainAndFullIndexAreNotContinued) {
+    const struct {
+        const char* what;
+        std::size_t at;
+        std::string bytes;
+        std::int32_t result;
+    } cases[] = {
+        {"slot of 32", 0, "\x20", kPsRefused},
+        {"both links 0", 16, zeros(8), kPsRefused},
+        {"one link 0", 16, zeros(4), kPsOk},
+        {"no entry there", 0, "", kPsReadFailed},
+    };
+    for (const auto& row : cases) {
+        ASSERT_EQ(open(), kPsOk);
+        ASSERT_EQ(write({}), kPsOk);
+        if (row.bytes.empty()) files.at("a.psi").resize(1088 + 31);
+        files.at("a.psi").replace(1088 + row.at, row.bytes.size(), row.bytes);
+        EXPECT_EQ(write({}), row.result) << row.what;
+        ps_close(writer);
+    }
+    ASSERT_EQ(open(), kPsOk);
+    ASSERT_EQ(write({}), kPsOk);
+    PsiStreamRecord::LastEntry::put(writer.streams[0], 0xFFFFFFFF);
+    EXPECT_EQ(write({}), kPsRefused);
+    PsiHeader::Entries::put(writer.header, 0xFFFFFFFF);  // full
+    EXPECT_EQ(write({.slot = 1}), kPsRefused);
+    PsiHeader::Entries::put(writer.header, 0);
+}
+
+TEST_F(PsFaultsTest, EntriesAndLinksAreWithTheSystemBeforeTheNextStep) {
+    ASSERT_EQ(open(), kPsOk);
+    files.output.most_unflushed = 0;
+    for (int i = 0; i < 2; ++i) ASSERT_EQ(write({}), kPsOk);
+    EXPECT_EQ(files.output.unflushed, 0);
+    EXPECT_EQ(files.output.most_unflushed, 1);
+    // What a crash would leave now: both entries, linked, and the packets; the header does not count them
+    // yet.
+    EXPECT_EQ(index().size(), 1088U + 64);
+    EXPECT_EQ(index_hex(1088 + 16, 8), "FF FF FF FF 01 00 00 00");
+    EXPECT_EQ(index_hex(1088 + 32 + 16, 8), "00 00 00 00 FF FF FF FF");
+    EXPECT_EQ(index_hex(20, 4), "00 00 00 00");
+    EXPECT_EQ(data().size(), 1978U + 128);
+}

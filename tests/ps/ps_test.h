@@ -1,0 +1,84 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "ps/ps_index.h"
+#include "ps/ps_writer.h"
+#include "tests/support/byte_text.h"
+#include "tests/support/memory_files.h"
+#include "tests/support/recording_view.h"
+
+/// Video in slots 0 to 15 and audio in the others, as recordings have them.
+inline PsStreamDescs usual_streams() {
+    PsStreamDescs streams;
+    for (std::uint8_t slot = 0; slot < 32; ++slot) {
+        streams[slot].type = slot < 16 ? 0x85 : 0x90;
+        streams[slot].id = static_cast<std::uint8_t>(slot < 16 ? 0xD0 + slot : 0xC0 + slot - 16);
+    }
+    return streams;
+}
+
+/// What a test says of a frame.
+struct FrameSpec {
+    std::uint16_t slot = 0;
+    std::uint32_t at = 36'000'000;  // ms since midnight
+    std::uint8_t kind = 0x80;
+    std::uint8_t picture = kKeyPicture;
+    std::array<std::uint16_t, 3> date = {2018, 6, 22};
+    std::string payload = "payload";
+};
+
+/// A writer on two files in memory.
+class PsWriterTest : public testing::Test {
+  protected:
+    PsWriterTest() { ps_writer_init(writer); }
+
+    std::int32_t open(const PsStreamDescs& streams = usual_streams(), const PsProgramInfo& program = {}) {
+        writer.data = files.create_data("a.ps");
+        writer.index = files.create_buffered("a.psi");
+        writer.open_flag = true;
+        return ps_open(writer, program, streams);
+    }
+
+    std::int32_t write(const FrameSpec& spec) {
+        return ps_write_frame(writer, {.slot = spec.slot,
+                                       .picture_type = spec.picture,
+                                       .year = spec.date[0],
+                                       .month = spec.date[1],
+                                       .day = spec.date[2],
+                                       .hour = spec.at / 3'600'000,
+                                       .minute = spec.at / 60'000 % 60,
+                                       .second = spec.at / 1000 % 60,
+                                       .millisecond = spec.at % 1000,
+                                       .recording_kind = spec.kind,
+                                       .payload = platform::bytes_of(std::string_view(spec.payload))});
+    }
+
+    const std::string& data() const { return files.at("a.ps"); }
+    const std::string& index() const { return files.at("a.psi"); }
+    std::string data_hex(std::size_t at, std::size_t length) const {
+        return to_hex(data().substr(at, length));
+    }
+    std::string index_hex(std::size_t at, std::size_t length) const {
+        return to_hex(index().substr(at, length));
+    }
+
+    /// Closes the writer and reads what it wrote; every finished recording has to be without fault.
+    RecordingView finished() {
+        ps_close(writer);
+        RecordingView view(data(), index());
+        EXPECT_EQ(view.fault(), "");
+        EXPECT_EQ(files.output.open_files, 0);
+        return view;
+    }
+
+    /// A whole recording of these frames.
+    RecordingView recorded(const std::vector<FrameSpec>& frames) {
+        EXPECT_EQ(open(), kPsOk);
+        for (const FrameSpec& frame : frames) EXPECT_EQ(write(frame), kPsOk);
+        return finished();
+    }
+
+    MemoryFiles files;
+    PsWriter writer;
+};

@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+
+#include "tests/support/temp_directory.h"
+#include "tools/cli/exit_status.h"
+#include "tools/recorder/clip.h"
+#include "tools/recorder/host_documents.h"
+#include "tools/recorder/lent_texts.h"
+#include "tools/recorder/pattern.h"
+#include "tools/recorder/transcript_line.h"
+
+namespace {
+
+using namespace recorder;
+
+TEST(PatternTest, AGuidIsLearntOnceAndIsRandomLowerCaseAndNobodyElses) {
+    constexpr const char* kGuid = "3f2b8c1e-5d4a-4e0b-9a7c-21d0c6e4f8a5";
+    constexpr const char* kOther = "0f2b8c1e-5d4a-4e0b-9a7c-21d0c6e4f8a5";
+    Bindings bindings(0);
+    const std::string pattern = "id " + guid_of_operation(1) + ".";
+    const auto fits = [&](const std::string& text) { return matches(pattern, text, bindings); };
+    for (const char* wrong : {"3F2B8C1E-5D4A-4E0B-9A7C-21D0C6E4F8A5", "3f2b8c1e-5d4a-1e0b-9a7c-21d0c6e4f8a5",
+                              "3f2b8c1e-5d4a-4e0b-ca7c-21d0c6e4f8a5", "3f2b8c1e"}) {
+        EXPECT_FALSE(fits("id " + std::string(wrong) + ".")) << wrong;
+    }
+    EXPECT_FALSE(fits("id " + std::string(kGuid) + "!"));
+    EXPECT_TRUE(fits("id " + std::string(kGuid) + "."));
+    EXPECT_FALSE(fits("id " + std::string(kOther) + "."));
+    EXPECT_FALSE(matches(guid_of_operation(2), kGuid, bindings));
+    EXPECT_EQ(described(pattern + guid_of_operation(9), bindings),
+              "id " + std::string(kGuid) + ".(GUID of operation 9)");
+}
+
+TEST(PatternTest, APresentInstantLiesInTheConversation) {
+    constexpr std::int64_t kBegin = 1'700'000'000;
+    Bindings bindings(kBegin);
+    const std::string pattern =
+        "Time=\"" + std::string(kPresentInstant) + "\"" + std::string(kAnyText) + "end";
+    EXPECT_TRUE(matches(pattern, "Time=\"1700000000\" and so on to the end", bindings));
+    EXPECT_EQ(bindings.instants(), std::vector<std::int64_t>{kBegin});
+    EXPECT_FALSE(matches(pattern, "Time=\"1699999999\"end", bindings));
+    EXPECT_FALSE(matches(pattern, "Time=\"4000000000\"end", bindings));
+    EXPECT_FALSE(matches(pattern, "Time=\"now\"end", bindings));
+    EXPECT_FALSE(matches(pattern, "Time=\"1700000001\"", bindings));
+}
+
+TEST(LentTextsTest, EachTextComesBackOnceAndIsStaleThen) {
+    LentTexts texts(5);
+    const LentTexts::Loan loan = texts.lend("<Pavo/>");
+    EXPECT_EQ(loan.number, 6U);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(loan.address), loan.length), "<Pavo/>");
+    EXPECT_EQ(texts.give_back(loan.address + 1).outcome, LentTexts::Outcome::kUnknown);
+    EXPECT_EQ(texts.outstanding(), 1U);
+    EXPECT_EQ(texts.give_back(loan.address).outcome, LentTexts::Outcome::kFirstTime);
+    EXPECT_EQ(texts.give_back(loan.address).outcome, LentTexts::Outcome::kAgain);
+    EXPECT_EQ(texts.outstanding(), 0U);
+    EXPECT_EQ(reinterpret_cast<const char*>(loan.address)[0], '\xDD');
+}
+
+TEST(HostDocumentsTest, NamesAreCarriedSafely) {
+    EXPECT_EQ(quoted(R"(/a "b" & c)"), R"("/a &"b&" && c")");
+    EXPECT_EQ(
+        clip_document({7, 3}, "G", {"/t/x.mp4", 10, 30, R"(<A> & "B")", 3}),
+        R"(<Pavo><Devices ID="7"><Device Number="3"><Input><Context><Storage GUID="G" RetrievalStatus="3" )"
+        R"(FileName="&quot;/t/x.mp4&quot;" Start="10" Stop="30" InputNumber="1" )"
+        R"(InputName="&lt;A&gt; &amp; &quot;B&quot;" Type="3"/></Context></Input></Device></Devices></Pavo>)");
+    EXPECT_EQ(storage_info_document({7, 3}, "G", {}),
+              R"(<Pavo><Devices ID="7"><Device Number="3"><Storage GUID="G"><Input><Context Number="0" )"
+              R"(Recordings="0"/></Input></Storage></Device></Devices></Pavo>)");
+}
+
+TEST(ClipTest, FactsComeFromTheMovieBoxAndNothingElseIsAClip) {
+    const TempDirectory directory;
+    const std::string file = directory / "clip.mp4";
+    const Clip made = make_small_clip(file, 3);
+    EXPECT_EQ(made.frames, 75U);
+    EXPECT_EQ(made.seconds, 3);
+    EXPECT_EQ(made.bytes, read_file(file).size());
+
+    const std::string whole = read_file(file);
+    for (const std::string& broken :
+         {std::string(), whole.substr(0, 40), whole.substr(0, whole.find("trak")),
+          std::string("RIFF1234AVI "), std::string("\0\0\0\1moov\0\0\0\0\0\0\0\0", 16)}) {
+        write_file(file, broken);
+        EXPECT_THROW((void)look_at_clip(file), cli::CannotRun) << broken.size();
+    }
+    EXPECT_THROW((void)look_at_clip(directory.path()), cli::CannotRun);
+}
+
+TEST(TranscriptTest, BytesThatAreNoUtf8StandBesideTheTextInBase64) {
+    EXPECT_EQ(base64(""), "");
+    EXPECT_EQ(base64("f"), "Zg==");
+    EXPECT_EQ(base64("fo"), "Zm8=");
+    EXPECT_EQ(base64("foo\xFF"), "Zm9v/w==");
+    FromModule message;
+    message.message_class = 64;
+    message.text = "a\xE4z";
+    EXPECT_EQ(
+        transcript_line(message, "log"),
+        "{\"time\":\"1970-01-01T00:00:00.000Z\",\"direction\":\"from module\",\"kind\":\"log\",\"class\":64,"
+        "\"text\":\"a\xEF\xBF\xBDz\",\"base64\":\"YeR6\"}");
+    message.text = "ok";
+    EXPECT_EQ(transcript_line(message, "log").find("base64"), std::string::npos);
+}
+
+}  // namespace

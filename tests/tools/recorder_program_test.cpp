@@ -1,0 +1,187 @@
+// The recorder as a program: what it prints and how it ends, with the real plug-in and with faulty ones.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/temp_directory.h"
+
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+class RecorderProgramTest : public testing::Test {
+  protected:
+    /// Runs a shell command line behind the program's name.
+    Outcome recorder(const std::string& arguments, const std::string& environment = "") {
+        const std::string command = environment + " " NORVANEPI_RECORDER " " + arguments + " >" +
+                                    (directory_ / "out") + " 2>" + (directory_ / "err") + " </dev/null";
+        const int ended = std::system(command.c_str());
+        return {WIFEXITED(ended) ? WEXITSTATUS(ended) : -1, read_file(directory_ / "out"),
+                read_file(directory_ / "err")};
+    }
+
+    /// Runs a scenario that has to go well; its closing table.
+    json table_of(const std::string& arguments) {
+        const Outcome run = recorder(arguments + " --json --out " + (directory_ / "work"));
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_THAT(run.err, HasSubstr("Next: "));
+        return json::parse(run.out, nullptr, false);
+    }
+
+    std::vector<json> transcript() const {
+        std::vector<json> lines;
+        std::istringstream text(read_file(directory_ / "transcript"));
+        for (std::string line; std::getline(text, line);) lines.push_back(json::parse(line));
+        return lines;
+    }
+
+    TempDirectory directory_;
+};
+
+bool all_verified(const json& table) {
+    return std::all_of(table.begin(), table.end(),
+                       [](const json& row) { return row.at("verified") == true; });
+}
+
+TEST_F(RecorderProgramTest, WrongUsageAndSurroundingsGiveOneLineAndStatus2) {
+    write_file(directory_ / "text", "no clip, no plug-in, no directory");
+    const std::string text = directory_ / "text";
+    const std::map<std::string, std::string> cases = {
+        {"", "A subcommand is required"},
+        {"gap", "--clips is required"},
+        {"gap --clips /missing.mp4", "no clip at /missing.mp4"},
+        {"gap --clips " + text, text + " is no MP4 clip"},
+        {"retry --module /missing.so", "no plug-in at /missing.so"},
+        {"retry --module " + text, "not a plug-in that can be loaded: " + text},
+        {"retry --module libc.so.6", "no plug-in at "},
+        {"retry --out " + text + "/below", "cannot work in " + text + "/below"},
+        {"retry --out " + directory_.path() + " --transcript /missing/t", "cannot write /missing/t"},
+        {"many --gaps 0", "--gaps"},
+        {"many --cameras few", "--cameras"},
+        {"restart-second-half --out " + directory_.path(), "what the first process left"},
+    };
+    for (const auto& [arguments, message] : cases) {
+        const Outcome run = recorder(arguments);
+        EXPECT_EQ(run.status, 2) << arguments;
+        EXPECT_THAT(run.err, HasSubstr(message)) << arguments;
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    }
+    EXPECT_EQ(recorder("--help").status, 0);
+}
+
+TEST_F(RecorderProgramTest, ADirectoryWithoutPermissionGivesOneLineAndStatus2) {
+    // Root may write everywhere: the program runs as nobody then.
+    const std::string sealed = directory_ / "sealed";
+    const std::string command = "mkdir -m 555 " + sealed + " && chmod 755 " + directory_.path();
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    const Outcome run =
+        recorder("retry --out " + sealed, "setpriv --reuid=65534 --regid=65534 --clear-groups");
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.err, HasSubstr("cannot write into " + sealed));
+}
+
+TEST_F(RecorderProgramTest, AGapIsFetchedFromClipsWithAndWithoutSound) {
+    const std::string ffmpeg =
+        "cd " + directory_.path() + " && ffmpeg -nostdin -loglevel error -y -f lavfi -i ";
+    const std::string video = " -c:v libx264 -preset ultrafast -g 10 -pix_fmt yuv420p ";
+    ASSERT_EQ(std::system((ffmpeg + "testsrc2=s=160x96:r=25:d=2" + video + "a.mp4").c_str()), 0);
+    ASSERT_EQ(std::system((ffmpeg + "testsrc=s=160x96:r=25:d=1 -f lavfi -i sine=d=1 -map 0 -map 1 -c:a aac" +
+                           video + "'b & c.mp4'")
+                              .c_str()),
+              0);
+    const json table =
+        table_of("gap --clips " + (directory_ / "a.mp4") + " '" + (directory_ / "b & c.mp4") + "'");
+    ASSERT_EQ(table.size(), 2U);
+    EXPECT_TRUE(all_verified(table));
+    EXPECT_EQ(table[0].at("frames"), 50);
+    EXPECT_EQ(table[0].at("key_frames"), 5);
+    EXPECT_EQ(table[1].at("frames"), 25);
+    EXPECT_THAT(read_file(directory_ / "work/norvanepi_state.xml"), HasSubstr("DisconnectTime"));
+}
+
+TEST_F(RecorderProgramTest, RetryKeepsWhatCameBeforeTheFailures) {
+    const json table = table_of("retry --transcript " + (directory_ / "transcript"));
+    EXPECT_EQ(table.size(), 2U);
+    EXPECT_TRUE(all_verified(table));
+
+    // Every text came back once, in the order in which they were sent.
+    std::vector<json> sent;
+    std::vector<json> given_back;
+    for (const json& line : transcript()) {
+        if (line.at("direction") == "to module") sent.push_back(line.at("number"));
+        if (line.at("kind") == "given back") given_back.push_back(line.at("number"));
+    }
+    EXPECT_EQ(sent.size(), 12U);
+    EXPECT_EQ(sent, given_back);
+}
+
+TEST_F(RecorderProgramTest, RestartGoesOnInANewProcess) {
+    const json table = table_of("restart --transcript " + (directory_ / "transcript"));
+    EXPECT_EQ(table.size(), 9U);
+    EXPECT_TRUE(all_verified(table));
+    const std::string whole = read_file(directory_ / "transcript");
+    EXPECT_EQ(std::count(whole.begin(), whole.end(), '\n'), static_cast<std::ptrdiff_t>(transcript().size()));
+    EXPECT_NE(whole.find("saving state"), whole.rfind("saving state"))
+        << "the transcript holds both processes";
+}
+
+/// A transcript without what differs from run to run: times, GUIDs and present instants.
+std::string masked(const std::string& transcript) {
+    static const std::regex differing(
+        R"re("time":"[^"]*"|[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f-]{22}|(Time|Start)=\\"1[0-9]{9}\\"|20[0-3][0-46-9]-[0-9T:-]+Z)re");
+    return std::regex_replace(transcript, differing, "*");
+}
+
+TEST_F(RecorderProgramTest, TheSameSeedPlaysTheSameStory) {
+    std::vector<std::string> transcripts;
+    for (const std::string seed : {"11", "11", "12"}) {
+        const json table = table_of("many --cameras 4 --gaps 4 --seed " + seed + " --transcript " +
+                                    (directory_ / "transcript"));
+        EXPECT_TRUE(all_verified(table));
+        EXPECT_FALSE(table.empty());
+        transcripts.push_back(masked(read_file(directory_ / "transcript")));
+    }
+    EXPECT_EQ(transcripts[0], transcripts[1]);
+    EXPECT_NE(transcripts[0], transcripts[2]);
+}
+
+TEST_F(RecorderProgramTest, AFaultyPlugInIsNoticed) {
+    const std::map<std::string, std::string> cases = {
+        {"module info", "Load left byte 20 of its output record as 00, not 10"},
+        {"no end", "a document does not end with the one NUL"},
+        {"refuses", "Write left byte 24 of its output record as FF, not 00"},
+        {"identifier", "byte 24 of a request is 01, not 00"},
+        {"wrong text", "Hello.</log_msg>, but expected was message 1 to come back"},
+        {"twice back", "message 1 was given back twice"},
+        {"own thread", "the plug-in called on a thread of its own"},
+        {"never back", "nothing came from the plug-in for 1 s; expected was message 1 to come back"},
+        {"hangs", "the plug-in has not returned from Close for 1 s"},
+        {"none", "NorVane - operation starting.</log_msg> (class 64)"},
+    };
+    for (const auto& [fault, message] : cases) {
+        const Outcome run =
+            recorder("retry --patience 1 --module " FAULTY_MODULE " --out " + (directory_ / "work"),
+                     "NORVANEPI_FAULT='" + fault + "'");
+        EXPECT_EQ(run.status, 1) << fault;
+        EXPECT_THAT(run.err, HasSubstr(message)) << fault;
+    }
+}
+
+}  // namespace

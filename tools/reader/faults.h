@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/bytes.h"
+
+namespace reader {
+
+/// Something that is not as a recording has it.
+struct Fault {
+    std::string file;
+    std::uint64_t offset = 0;  // bytes from the start of the file
+    std::string text;
+};
+
+/// The faults of one recording: counts all, keeps the first ones only, so that a file of nothing but faults
+/// cannot fill the memory.
+class FaultList {
+  public:
+    void add(const std::string& file, std::uint64_t offset, std::string text);
+
+    [[nodiscard]] std::uint64_t count() const { return count_; }
+    [[nodiscard]] const std::vector<Fault>& kept() const { return kept_; }
+
+    static constexpr std::size_t kKept = 100;
+
+  private:
+    std::uint64_t count_ = 0;
+    std::vector<Fault> kept_;
+};
+
+/// A part of a record with the name that a fault calls it by.
+struct NamedPart {
+    std::string_view name;
+    std::size_t offset = 0;
+    std::size_t length = 0;
+};
+
+template <typename Field>
+[[nodiscard]] constexpr NamedPart part(std::string_view name) {
+    return {name, Field::offset, Field::width};
+}
+
+/// Adds a fault for every part in which the record differs from what it should be. Both spans have the same
+/// size.
+void compare_parts(FaultList& faults, const std::string& file, std::uint64_t record_at,
+                   std::string_view record_name, std::span<const platform::Byte> found,
+                   std::span<const platform::Byte> expected, std::span<const NamedPart> parts);
+
+[[nodiscard]] bool all_zero(std::span<const platform::Byte> bytes);
+
+}  // namespace reader

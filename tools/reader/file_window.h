@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "platform/bytes.h"
+#include "platform/file.h"
+
+namespace reader {
+
+/// Reads a file at positions through one buffer of fixed size, so that going through small records in order
+/// costs few reads. Nothing beyond the length that the file had at opening is ever asked for.
+class FileWindow {
+  public:
+    explicit FileWindow(std::unique_ptr<platform::InputFile> file);
+
+    [[nodiscard]] std::uint64_t size() const { return file_->size(); }
+
+    /// Fills the whole span or answers false.
+    [[nodiscard]] bool read(std::uint64_t position, std::span<platform::Byte> to);
+
+    /// One record of a layout table, nothing when the file does not hold all of it.
+    template <typename Layout>
+    [[nodiscard]] std::optional<typename Layout::Bytes> record(std::uint64_t position) {
+        typename Layout::Bytes bytes{};
+        if (!read(position, bytes)) return std::nullopt;
+        return bytes;
+    }
+
+  private:
+    [[nodiscard]] bool holds(std::uint64_t position, std::size_t length) const;
+    void move_to(std::uint64_t position);
+
+    static constexpr std::size_t kSize = 65536;
+
+    std::unique_ptr<platform::InputFile> file_;
+    std::vector<platform::Byte> bytes_ = std::vector<platform::Byte>(kSize);
+    std::uint64_t begin_ = 0;  // of the buffer, in the file
+    std::size_t filled_ = 0;
+};
+
+}  // namespace reader

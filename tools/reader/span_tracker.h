@@ -1,0 +1,24 @@
+#pragma once
+
+#include <array>
+#include <optional>
+#include <vector>
+
+#include "tools/reader/recording.h"
+
+namespace reader {
+
+/// Derives the spans of a recording from its entries.
+class SpanTracker {
+  public:
+    /// Takes the next entry in file order, of a slot below kSlots; gives the span that it ended, if any.
+    [[nodiscard]] std::optional<Span> take(const Entry& entry);
+
+    /// The spans that were still open at the end, in the order of their slots.
+    [[nodiscard]] std::vector<Span> rest() const;
+
+  private:
+    std::array<std::optional<Span>, kSlots> open_;
+};
+
+}  // namespace reader

@@ -1,0 +1,153 @@
+// The fixed parts of both files: pack header and stream map of the data file, header of the index file.
+
+#include <algorithm>
+#include <array>
+
+#include <fmt/format.h>
+
+#include "ps/encodings.h"
+#include "tools/reader/verify_steps.h"
+
+namespace reader {
+namespace {
+
+constexpr std::array kPackParts = {NamedPart{"content", 0, PackHeader::size}};
+
+constexpr std::array kMapParts = {
+    part<StreamMap::StartCode>("start code"),
+    part<StreamMap::Length>("length"),
+    part<StreamMap::Version>("version"),
+    part<StreamMap::Marker>("marker"),
+    part<StreamMap::InfoLength>("program info length"),
+    NamedPart{"program info filler", StreamMap::Info::offset + ProgramInfo::Filler::offset,
+              ProgramInfo::Filler::width},
+    NamedPart{"program info byte 60", StreamMap::Info::offset + ProgramInfo::Word60::offset, 1},
+    NamedPart{"program info end", StreamMap::Info::offset + ProgramInfo::Word60::offset + 1,
+              ProgramInfo::size - ProgramInfo::Word60::offset - 1},
+    part<StreamMap::EntriesLength>("length of the entries"),
+};
+
+constexpr std::uint16_t kEntryInfoLength = MapEntry::size - MapEntry::Width::offset;
+constexpr std::size_t kEntryReservedAt = 8;
+constexpr std::array kMapEntryParts = {
+    part<MapEntry::InfoLength>("information length"),
+    NamedPart{"reserved", kEntryReservedAt, MapEntry::Name::offset - kEntryReservedAt},
+};
+
+constexpr std::size_t kHeaderReservedAt = 44;
+constexpr std::array kHeaderParts = {
+    part<PsiHeader::Version>("version"),
+    part<PsiHeader::HeaderSize>("header size"),
+    part<PsiHeader::StreamRecords>("number of stream records"),
+    part<PsiHeader::EntrySize>("entry size"),
+    part<PsiHeader::StreamRecordSize>("stream record size"),
+    part<PsiHeader::SpanSize>("span size"),
+    NamedPart{"reserved", kHeaderReservedAt, PsiHeader::size - kHeaderReservedAt},
+};
+
+template <std::size_t Length>
+void clear(std::span<platform::Byte, Length> bytes) {
+    std::fill(bytes.begin(), bytes.end(), platform::Byte{0});
+}
+
+/// The map as it should be around what differs from file to file.
+StreamMap::Bytes expected_map(const StreamMap::Bytes& found) {
+    StreamMap::Bytes map = found;
+    StreamMap::StartCode::put(map, kMapStartCode);
+    StreamMap::Length::put(map, StreamMap::size - StreamMap::Version::offset);
+    StreamMap::Version::put(map, kMapVersion);
+    StreamMap::Marker::put(map, kMapMarker);
+    StreamMap::InfoLength::put(map, StreamMap::Info::width);
+    StreamMap::EntriesLength::put(map, StreamMap::Entries::width);
+    auto info = StreamMap::Info::of(StreamMap::MutableView(map));
+    auto filler = ProgramInfo::Filler::of(info);
+    std::fill(filler.begin(), filler.end(), platform::Byte{0xFF});
+    clear(info.subspan<ProgramInfo::Word60::offset>());
+    ProgramInfo::Word60::put(info, kProgramInfoByte60);
+    return map;
+}
+
+/// One elementary stream: the id has to stand for the slot, the rest has one fixed form.
+void verify_map_entry(Recording& recording, std::uint32_t slot, MapEntry::View entry, Report& report) {
+    const std::uint64_t at =
+        PackHeader::size + StreamMap::Entries::offset + std::uint64_t{slot} * MapEntry::size;
+    const std::string name = fmt::format("map entry {}", slot);
+    MapEntry::Bytes expected{};
+    std::copy(entry.begin(), entry.end(), expected.begin());
+    MapEntry::InfoLength::put(expected, kEntryInfoLength);
+    clear(std::span(expected).subspan<kEntryReservedAt, MapEntry::Name::offset - kEntryReservedAt>());
+    compare_parts(report.faults, recording.data_path(), at, name, entry, expected, kMapEntryParts);
+
+    const std::uint8_t id = MapEntry::Id::get(entry);
+    if (slot_of_stream_id(id) != slot) {
+        report.faults.add(
+            recording.data_path(), at + MapEntry::Id::offset,
+            fmt::format("{}: stream id {:02X} stands for slot {}", name, id, slot_of_stream_id(id)));
+    }
+}
+
+void verify_size(Recording& recording, const PsiHeader::Bytes& header, Report& report) {
+    const std::uint64_t expected = kEntriesAt +
+                                   std::uint64_t{PsiHeader::Entries::get(header)} * PsiFrameEntry::size +
+                                   std::uint64_t{PsiHeader::Spans::get(header)} * PsiSpan::size;
+    if (recording.index_size() == expected) return;
+    report.faults.add(
+        recording.index_path(), recording.index_size(),
+        fmt::format("file size is {}, not {} as {} entries and {} spans need", recording.index_size(),
+                    expected, PsiHeader::Entries::get(header), PsiHeader::Spans::get(header)));
+}
+
+}  // namespace
+
+std::optional<MapFacts> verify_map(Recording& recording, Report& report) {
+    const auto pack = recording.pack_header();
+    const auto map = recording.stream_map();
+    if (!pack || !map) {
+        report.faults.add(recording.data_path(), recording.data_size(), "file ends before the first packet");
+        return std::nullopt;
+    }
+    compare_parts(report.faults, recording.data_path(), 0, "pack header", *pack, kPackHeader, kPackParts);
+    compare_parts(report.faults, recording.data_path(), PackHeader::size, "map", *map, expected_map(*map),
+                  kMapParts);
+
+    MapFacts facts;
+    const auto info = StreamMap::Info::of(StreamMap::View(*map));
+    facts.program = static_cast<std::uint8_t>(0xC0U | (ProgramInfo::Code::of(info)[0] & 3U) << 4U);
+    const auto entries = StreamMap::Entries::of(StreamMap::View(*map));
+    for (std::uint32_t slot = 0; slot < kSlots; ++slot) {
+        const MapEntry::View entry(
+            entries.subspan(std::size_t{slot} * MapEntry::size).first<MapEntry::size>());
+        verify_map_entry(recording, slot, entry, report);
+        facts.stream_ids.at(slot) = MapEntry::Id::get(entry);
+    }
+    return facts;
+}
+
+bool verify_index_header(Recording& recording, Report& report) {
+    const auto header = recording.header();
+    if (!header || recording.index_size() < kEntriesAt) {
+        report.faults.add(recording.index_path(), recording.index_size(), "file ends before the first entry");
+        return false;
+    }
+    PsiHeader::Bytes expected = *header;
+    PsiHeader::Version::put(expected, kIndexVersion);
+    PsiHeader::HeaderSize::put(expected, PsiHeader::size);
+    PsiHeader::StreamRecords::put(expected, kSlots);
+    PsiHeader::EntrySize::put(expected, PsiFrameEntry::size);
+    PsiHeader::StreamRecordSize::put(expected, PsiStreamRecord::size);
+    PsiHeader::SpanSize::put(expected, PsiSpan::size);
+    clear(std::span(expected).subspan<kHeaderReservedAt>());
+    compare_parts(report.faults, recording.index_path(), 0, "header", *header, expected, kHeaderParts);
+
+    if (PsiHeader::Entries::get(*header) == 0 && recording.index_size() >= kEntriesAt + PsiFrameEntry::size) {
+        // The header's counts are written last: whoever wrote this pair was interrupted.
+        report.faults.add(recording.index_path(), PsiHeader::Entries::offset,
+                          fmt::format("index was never completed: room for {} entries, none counted",
+                                      (recording.index_size() - kEntriesAt) / PsiFrameEntry::size));
+        return false;
+    }
+    verify_size(recording, *header, report);
+    return true;
+}
+
+}  // namespace reader

@@ -1,0 +1,228 @@
+#include "tools/recorder/clip.h"
+
+#include <algorithm>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "platform/bytes.h"
+#include "tools/cli/exit_status.h"
+
+namespace recorder {
+namespace {
+
+using Bytes = std::span<const platform::Byte>;
+
+constexpr std::uint64_t kHeaderSize = 8;
+constexpr std::uint64_t kMostMovieBytes = 256ULL * 1024 * 1024;
+
+/// An integer at an offset, 0 where the bytes end before it.
+template <typename T>
+T integer_at(Bytes bytes, std::size_t offset) {
+    if (offset > bytes.size() || bytes.size() - offset < sizeof(T)) return 0;
+    return platform::load<std::endian::big, T>(bytes.subspan(offset).first<sizeof(T)>());
+}
+
+std::string_view type_at(Bytes bytes, std::size_t offset) {
+    if (offset > bytes.size() || bytes.size() - offset < 4) return {};
+    return {reinterpret_cast<const char*>(bytes.subspan(offset).data()), 4};
+}
+
+/// Calls `visit` with the payload of every box of the type among the boxes in `bytes`.
+void for_each_box(Bytes bytes, std::string_view type, const std::function<void(Bytes)>& visit) {
+    while (bytes.size() >= kHeaderSize) {
+        const std::uint64_t size = integer_at<std::uint32_t>(bytes, 0);
+        if (size < kHeaderSize || size > bytes.size()) return;
+        if (type_at(bytes, 4) == type) visit(bytes.subspan(kHeaderSize, size - kHeaderSize));
+        bytes = bytes.subspan(size);
+    }
+}
+
+/// The first box that a path of types leads to, empty when there is none.
+Bytes box_at(Bytes bytes, std::span<const std::string_view> path) {
+    for (const std::string_view type : path) {
+        Bytes inner;
+        for_each_box(bytes, type, [&](Bytes payload) {
+            if (inner.empty()) inner = payload;
+        });
+        bytes = inner;
+    }
+    return bytes;
+}
+
+/// The payload of the file's movie box.
+std::vector<platform::Byte> read_movie(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    if (!in) throw cli::CannotRun(fmt::format("cannot read clip {}", file.string()));
+    std::array<char, 2 * kHeaderSize> header{};
+    const auto bytes = platform::bytes_of(std::string_view(header.data(), header.size()));
+    while (in.read(header.data(), kHeaderSize)) {
+        std::uint64_t size = integer_at<std::uint32_t>(bytes, 0);
+        std::uint64_t header_size = kHeaderSize;
+        if (size == 1 && in.read(header.data() + kHeaderSize, kHeaderSize)) {
+            size = integer_at<std::uint64_t>(bytes, kHeaderSize);
+            header_size = header.size();
+        }
+        if (size < header_size) break;
+        if (type_at(bytes, 4) != "moov") {
+            in.seekg(static_cast<std::streamoff>(size - header_size), std::ios::cur);
+            continue;
+        }
+        std::vector<platform::Byte> movie(std::min(size - header_size, kMostMovieBytes));
+        in.read(reinterpret_cast<char*>(movie.data()), static_cast<std::streamsize>(movie.size()));
+        movie.resize(static_cast<std::size_t>(in.gcount()));
+        return movie;
+    }
+    return {};
+}
+
+/// ISO/IEC 14496-12, 8.2.2: the duration in whole seconds, rounded up.
+Seconds length_of(Bytes movie) {
+    constexpr std::array<std::string_view, 1> kPath = {"mvhd"};
+    const Bytes header = box_at(movie, kPath);
+    const bool wide = !header.empty() && header[0] == 1;
+    const std::uint64_t scale = integer_at<std::uint32_t>(header, wide ? 20 : 12);
+    const std::uint64_t duration =
+        wide ? integer_at<std::uint64_t>(header, 24) : integer_at<std::uint32_t>(header, 16);
+    constexpr std::uint64_t kLongest = 24 * 3600;
+    if (scale == 0 || duration == 0) return 1;
+    return static_cast<Seconds>(std::clamp<std::uint64_t>((duration - 1) / scale + 1, 1, kLongest));
+}
+
+/// Samples of the tracks whose first sample description is something else than AAC (8.5.2, 8.7.3).
+std::uint32_t frames_of(Bytes movie) {
+    constexpr std::array<std::string_view, 4> kTables = {"mdia", "minf", "stbl", "stsz"};
+    constexpr std::array<std::string_view, 4> kDescriptions = {"mdia", "minf", "stbl", "stsd"};
+    std::uint32_t frames = 0;
+    for_each_box(movie, "trak", [&](Bytes track) {
+        if (type_at(box_at(track, kDescriptions), 12) == "mp4a") return;
+        frames += integer_at<std::uint32_t>(box_at(track, kTables), 8);
+    });
+    return frames;
+}
+
+/// Bytes of a small clip: integers big-endian, boxes around what follows them.
+class ClipBytes {
+  public:
+    template <typename T>
+    ClipBytes& add(T value) {
+        std::array<platform::Byte, sizeof(T)> bytes{};
+        platform::store<std::endian::big, T>(bytes, value);
+        text_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        return *this;
+    }
+    ClipBytes& add_text(std::string_view text) {
+        text_ += text;
+        return *this;
+    }
+    ClipBytes& add_zeros(std::size_t count) {
+        text_.append(count, '\0');
+        return *this;
+    }
+    [[nodiscard]] const std::string& text() const { return text_; }
+
+  private:
+    std::string text_;
+};
+
+std::string box(std::string_view type, const std::string& payload) {
+    return ClipBytes()
+        .add(static_cast<std::uint32_t>(kHeaderSize + payload.size()))
+        .add_text(type)
+        .add_text(payload)
+        .text();
+}
+
+constexpr std::uint32_t kFramesPerSecond = 25;
+
+/// One NAL unit behind its length, as ISO/IEC 14496-15 stores a sample.
+std::string sample(std::uint32_t number) {
+    const bool key = number % kFramesPerSecond == 0;
+    const std::uint32_t length = (key ? 400 : 60) + number % 37;
+    return ClipBytes()
+        .add(length)
+        .add<std::uint8_t>(key ? 0x65 : 0x41)
+        .add_text(std::string(length - 1, static_cast<char>('a' + number % 26)))
+        .text();
+}
+
+/// ISO/IEC 14496-12, 12.1.3, with the AVC configuration of ISO/IEC 14496-15, 5.3.3.1.
+std::string sample_description() {
+    const std::string configuration = ClipBytes()
+                                          .add_text({"\x01\x42\x00\x1E\xFF\xE1", 6})
+                                          .add<std::uint16_t>(4)
+                                          .add_text({"\x67\x42\x00\x1E", 4})
+                                          .add_text({"\x01", 1})
+                                          .add<std::uint16_t>(2)
+                                          .add_text({"\x68\xCE", 2})
+                                          .text();
+    const std::string entry = ClipBytes()
+                                  .add_zeros(6)
+                                  .add<std::uint16_t>(1)
+                                  .add_zeros(16)
+                                  .add<std::uint16_t>(640)
+                                  .add<std::uint16_t>(360)
+                                  .add<std::uint32_t>(0x00480000)
+                                  .add<std::uint32_t>(0x00480000)
+                                  .add_zeros(4)
+                                  .add<std::uint16_t>(1)
+                                  .add_zeros(32)
+                                  .add<std::uint16_t>(24)
+                                  .add<std::uint16_t>(0xFFFF)
+                                  .add_text(box("avcC", configuration))
+                                  .text();
+    return box("stsd", ClipBytes().add_zeros(4).add<std::uint32_t>(1).add_text(box("avc1", entry)).text());
+}
+
+/// A table box: version and flags, the words.
+std::string table(std::string_view type, const std::vector<std::uint32_t>& words) {
+    ClipBytes payload;
+    payload.add_zeros(4);
+    for (const std::uint32_t word : words) payload.add(word);
+    return box(type, payload.text());
+}
+
+std::string movie_box(std::uint32_t frames, std::uint32_t samples_at) {
+    std::vector<std::uint32_t> sizes = {0, frames};
+    std::vector<std::uint32_t> keys = {(frames - 1) / kFramesPerSecond + 1};
+    for (std::uint32_t i = 0; i < frames; ++i) {
+        sizes.push_back(static_cast<std::uint32_t>(sample(i).size()));
+        if (i % kFramesPerSecond == 0) keys.push_back(i + 1);
+    }
+    const std::string tables = sample_description() + table("stts", {1, frames, 1}) + table("stss", keys) +
+                               table("stsc", {1, 1, frames, 1}) + table("stsz", sizes) +
+                               table("stco", {1, samples_at});
+    const std::string header = table("mvhd", {0, 0, kFramesPerSecond, frames});
+    return box("moov", header + box("trak", box("mdia", box("minf", box("stbl", tables)))));
+}
+
+}  // namespace
+
+Clip look_at_clip(const std::filesystem::path& file) {
+    if (!std::filesystem::is_regular_file(file))
+        throw cli::CannotRun(fmt::format("no clip at {}", file.string()));
+    const std::vector<platform::Byte> movie = read_movie(file);
+    const std::uint32_t frames = frames_of(movie);
+    if (frames == 0) {
+        throw cli::CannotRun(fmt::format("{} is no MP4 clip with its samples in tables", file.string()));
+    }
+    return {file, std::filesystem::file_size(file), length_of(movie), frames};
+}
+
+Clip make_small_clip(const std::filesystem::path& file, Seconds seconds) {
+    const auto frames = static_cast<std::uint32_t>(seconds) * kFramesPerSecond;
+    std::string samples;
+    for (std::uint32_t i = 0; i < frames; ++i) samples += sample(i);
+    const std::string type = box("ftyp", std::string("isom\0\0\2\0isomavc1", 16));
+    const auto samples_at = static_cast<std::uint32_t>(type.size() + kHeaderSize);
+    std::ofstream out(file, std::ios::binary);
+    out << type << box("mdat", samples) << movie_box(frames, samples_at);
+    if (!out.flush()) throw cli::CannotRun(fmt::format("cannot write {}", file.string()));
+    return look_at_clip(file);
+}
+
+}  // namespace recorder

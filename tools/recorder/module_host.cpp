@@ -1,0 +1,279 @@
+#include "tools/recorder/module_host.h"
+
+#include <algorithm>
+#include <bit>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "host/documents/names.h"
+#include "tools/recorder/plug_in_fault.h"
+
+namespace recorder {
+namespace {
+
+using namespace host_records;
+
+/// The callback's way to the one host of the process.
+std::atomic<ModuleHost*> current_host = nullptr;
+
+/// Output records are handed over filled with this, so that a byte written beside the fields shows.
+constexpr platform::Byte kUntouched = 0xA5;
+
+template <typename Layout>
+typename Layout::Bytes untouched() {
+    typename Layout::Bytes bytes{};
+    bytes.fill(kUntouched);
+    return bytes;
+}
+
+template <std::size_t Size>
+void require(const char* entry_point, const std::array<platform::Byte, Size>& found,
+             const std::array<platform::Byte, Size>& expected) {
+    const auto [is, should] = std::mismatch(found.begin(), found.end(), expected.begin());
+    if (is == found.end()) return;
+    throw PlugInFault(fmt::format("{} left byte {} of its output record as {:02X}, not {:02X}", entry_point,
+                                  is - found.begin(), *is, *should));
+}
+
+ModuleInfo::Bytes expected_info() {
+    auto info = untouched<ModuleInfo>();
+    ModuleInfo::Identifier::put(info, kModuleId);
+    ModuleInfo::Word12::put(info, 0x08000310);
+    ModuleInfo::Word16::put(info, 0);
+    ModuleInfo::Word20::put(info, 0x03000010);
+    ModuleInfo::Word24::put(info, 0);
+    ModuleInfo::Word28::put(info, 0);
+    ModuleInfo::Word32::put(info, 0x08000310);
+    ModuleInfo::Word36::put(info, 0);
+    ModuleInfo::Word40::put(info, 0);
+    ModuleInfo::Word52::put(info, 0x01010001);
+    ModuleInfo::Half56::put(info, 0);
+    ModuleInfo::Word60::put(info, 0);
+    return info;
+}
+
+/// The bytes behind an address that the plug-in gave, valid for the duration of its call.
+std::string_view bytes_at(std::uint64_t address, std::size_t length) {
+    return {std::bit_cast<const char*>(static_cast<std::uintptr_t>(address)), length};
+}
+
+template <typename Layout>
+typename Layout::Bytes copy_of(const void* record) {
+    typename Layout::Bytes bytes{};
+    std::memcpy(bytes.data(), record, bytes.size());
+    return bytes;
+}
+
+/// The request as it has to be around length, data and class.
+HostRequest::Bytes expected_request(const HostRequest::Bytes& found) {
+    const std::uint32_t message_class = HostRequest::MessageClass::get(found);
+    const bool release = message_class == names::kReleaseClass;
+    HostRequest::Bytes request{};
+    HostRequest::RecordSize::put(request, HostRequest::size);
+    HostRequest::Word4::put(request, 1);
+    HostRequest::Length::put(request, release ? 0 : HostRequest::Length::get(found));
+    HostRequest::Data::put(request, HostRequest::Data::get(found));
+    HostRequest::Identifier::put(request, kModuleId);
+    HostRequest::MessageClass::put(request, message_class);
+    HostRequest::Word36::put(request, release ? 0 : kMessageWord);
+    return request;
+}
+
+std::string fault_of_records(const HostRequest::Bytes& request, const HostReply::Bytes& reply) {
+    const auto expected = expected_request(request);
+    const auto [is, should] = std::mismatch(request.begin(), request.end(), expected.begin());
+    if (is != request.end()) {
+        return fmt::format("byte {} of a request is {:02X}, not {:02X}", is - request.begin(), *is, *should);
+    }
+    HostReply::Bytes empty{};
+    HostReply::RecordSize::put(empty, HostReply::size);
+    HostReply::Word4::put(empty, 1);
+    return reply == empty ? "" : "a request came with a wrong reply record";
+}
+
+/// The document's text without its NUL, or a fault.
+std::string document_of(const HostRequest::Bytes& request, std::string& fault) {
+    const std::string_view text =
+        bytes_at(HostRequest::Data::get(request), HostRequest::Length::get(request));
+    if (text.empty() || text.find('\0') != text.size() - 1) {
+        fault = "a document does not end with the one NUL that its length counts";
+        return std::string(text);
+    }
+    return std::string(text.substr(0, text.size() - 1));
+}
+
+}  // namespace
+
+ModuleHost::ModuleHost(const std::filesystem::path& module, std::chrono::seconds patience,
+                       std::uint64_t texts_before)
+    : library_(module), watchdog_(patience), lent_(texts_before) {
+    current_host = this;
+    load();
+    try {
+        open();
+        main_loop_ = std::thread([this] { run_main_loop(); });
+        check_other_entry_points();
+    } catch (...) {
+        close();
+        unload();
+        current_host = nullptr;
+        throw;
+    }
+}
+
+ModuleHost::~ModuleHost() {
+    try {
+        if (loaded_) {
+            close();
+            unload();
+        }
+    } catch (const PlugInFault&) {  // the fault that led here was reported already
+        loaded_ = false;
+    }
+    if (main_loop_.joinable()) watchdog_.guard("the main loop", [this] { main_loop_.join(); });
+    current_host = nullptr;
+}
+
+void ModuleHost::stop() {
+    close();
+    unload();
+    if (!main_loop_fault_.empty()) throw PlugInFault(main_loop_fault_);
+    if (lent_.outstanding() > 0) {
+        throw PlugInFault(fmt::format("the plug-in kept {} message texts", lent_.outstanding()));
+    }
+}
+
+std::int32_t ModuleHost::call(const char* name, ModuleLibrary::EntryPoint* entry_point, const void* input,
+                              void* output) {
+    return watchdog_.guard(name, [&] { return entry_point(input, output); });
+}
+
+void ModuleHost::load() {
+    auto info = untouched<HostInfo>();
+    HostInfo::Callback::put(info, std::bit_cast<std::uintptr_t>(&ModuleHost::take_call));
+    auto module_info = untouched<ModuleInfo>();
+    calling_thread_ = std::this_thread::get_id();
+    loaded_ = true;
+    call("Load", library_.load, info.data(), module_info.data());
+    require("Load", module_info, expected_info());
+}
+
+void ModuleHost::open() {
+    const auto nothing = untouched<OpenResult>();
+    auto result = nothing;
+    call("Open", library_.open, nothing.data(), result.data());
+    auto expected = nothing;
+    OpenResult::Status::put(expected, 0);
+    require("Open", result, expected);
+    calling_thread_ = std::thread::id();
+}
+
+void ModuleHost::run_main_loop() {
+    loop_thread_ = std::this_thread::get_id();
+    auto request = untouched<IoctlRequest>();
+    IoctlRequest::Code::put(request, kRunMainLoop);
+    auto result = untouched<IoctlResult>();
+    library_.ioctl(request.data(), result.data());
+    if (IoctlResult::Status::get(result) != kAccepted)
+        main_loop_fault_ = "the main loop ended with a failure";
+}
+
+void ModuleHost::check_other_entry_points() {
+    const auto nothing = untouched<ReadResult>();
+    auto read = nothing;
+    call("Read", library_.read, nothing.data(), read.data());
+    auto expected_read = nothing;
+    ReadResult::Count::put(expected_read, 0);
+    require("Read", read, expected_read);
+
+    auto seek = untouched<SeekResult>();
+    auto expected_seek = seek;
+    call("Seek", library_.seek, nothing.data(), seek.data());
+    SeekResult::Status::put(expected_seek, kRefused);
+    require("Seek", seek, expected_seek);
+}
+
+void ModuleHost::close() {
+    const auto nothing = untouched<CloseResult>();
+    auto result = nothing;
+    auto expected = nothing;
+    CloseResult::Status::put(expected, 0);
+    calling_thread_ = std::this_thread::get_id();
+    call("Close", library_.close, nothing.data(), result.data());
+    if (main_loop_.joinable()) watchdog_.guard("the main loop", [this] { main_loop_.join(); });
+    require("Close", result, expected);
+}
+
+void ModuleHost::unload() {
+    const auto nothing = untouched<CloseResult>();
+    auto result = nothing;
+    auto expected = nothing;
+    CloseResult::Status::put(expected, 0);
+    loaded_ = false;
+    call("Unload", library_.unload, nothing.data(), result.data());
+    require("Unload", result, expected);
+}
+
+void ModuleHost::send(const LentTexts::Loan& loan, Entrance entrance) {
+    entrance == Entrance::kWrite ? write(loan) : queue_by_ioctl(loan);
+}
+
+void ModuleHost::write(const LentTexts::Loan& loan) {
+    WriteRequest::Bytes request{};
+    WriteRequest::Length::put(request, loan.length);
+    WriteRequest::Text::put(request, loan.address);
+    auto result = untouched<WriteResult>();
+    auto expected = result;
+    WriteResult::Status::put(expected, kAccepted);
+    WriteResult::Count::put(expected, 1);
+    call("Write", library_.write, request.data(), result.data());
+    require("Write", result, expected);
+}
+
+void ModuleHost::queue_by_ioctl(const LentTexts::Loan& loan) {
+    auto request = untouched<IoctlRequest>();
+    IoctlRequest::Code::put(request, kQueueMessage);
+    IoctlRequest::Length::put(request, loan.length);
+    IoctlRequest::Text::put(request, loan.address);
+    auto result = untouched<IoctlResult>();
+    auto expected = result;
+    IoctlResult::Status::put(expected, kAccepted);
+    IoctlResult::Count::put(expected, 1);
+    call("IOCTL", library_.ioctl, request.data(), result.data());
+    require("IOCTL", result, expected);
+}
+
+std::int32_t ModuleHost::take_call(const void* request, void* reply) {
+    ModuleHost* const host = current_host;
+    return host == nullptr ? 1 : host->on_call(request, reply);
+}
+
+std::int32_t ModuleHost::on_call(const void* request_record, const void* reply_record) {
+    const auto request = copy_of<HostRequest>(request_record);
+    const auto reply = copy_of<HostReply>(reply_record);
+    FromModule message;
+    message.at = std::chrono::system_clock::now();
+    message.message_class = HostRequest::MessageClass::get(request);
+    message.fault = fault_of_records(request, reply);
+    if (message.message_class == names::kReleaseClass) {
+        const auto text = lent_.give_back(HostRequest::Data::get(request));
+        message.given_back = text.number;
+        if (text.outcome != LentTexts::Outcome::kFirstTime) message.fault = fault_of_return(text);
+    } else {
+        message.text = document_of(request, message.fault);
+    }
+    const auto thread = std::this_thread::get_id();
+    if (thread != loop_thread_.load() && thread != calling_thread_.load()) {
+        message.fault = "the plug-in called on a thread of its own";
+    }
+    mailbox_.put(std::move(message));
+    return 0;
+}
+
+std::string ModuleHost::fault_of_return(const LentTexts::Return& text) const {
+    if (text.outcome == LentTexts::Outcome::kUnknown) return "a text was given back that was never lent";
+    return fmt::format("message {} was given back twice", text.number);
+}
+
+}  // namespace recorder

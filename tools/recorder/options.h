@@ -1,0 +1,40 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace recorder {
+
+enum class Scenario { kGap, kRetry, kRestart, kRestartSecondHalf, kMany };
+
+/// What the command line asks for. All paths are absolute: the working directory changes later.
+struct Options {
+    Scenario scenario = Scenario::kGap;
+    std::vector<std::filesystem::path> clips;
+    std::optional<std::filesystem::path> directory;
+    std::filesystem::path module;
+    std::optional<std::filesystem::path> transcript;
+    bool json = false;
+    bool verbose = false;
+    std::uint32_t patience = 120;  // seconds
+    std::uint32_t cameras = 8;
+    std::uint32_t gaps = 3;
+    std::uint64_t seed = 1;
+};
+
+/// Nothing when the line was answered already (help, version): the program ends with `exit_status` then.
+/// Throws cli::CannotRun for wrong usage.
+[[nodiscard]] std::optional<Options> read_command_line(int argc, const char* const* argv);
+
+/// The name of the subcommand that a process calls itself again with.
+inline constexpr const char* kSecondHalf = "restart-second-half";
+
+/// The arguments with which another process goes on where this one stops.
+[[nodiscard]] std::vector<std::string> arguments_of_second_half(const Options& options,
+                                                                const std::filesystem::path& directory);
+
+}  // namespace recorder

@@ -1,0 +1,132 @@
+#include "tools/recorder/run.h"
+
+#include <cstdio>
+#include <fstream>
+
+#include <fmt/format.h>
+#include <boost/process/args.hpp>
+#include <boost/process/child.hpp>
+#include <boost/process/exe.hpp>
+
+#include "tools/cli/exit_status.h"
+#include "tools/recorder/closing.h"
+#include "tools/recorder/module_library.h"
+#include "tools/recorder/names.h"
+#include "tools/recorder/plug_in_fault.h"
+#include "tools/recorder/scenarios.h"
+
+namespace recorder {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Where the first process of a restart leaves its handover.
+fs::path handover_file(const WorkingDirectory& directory) {
+    return directory.path() / "restart-handover.json";
+}
+
+Conversation::Options conversation_options(const Options& options) {
+    return {.stream = options.json ? stderr : stdout,
+            .verbose = options.verbose,
+            .transcript = options.transcript,
+            .continued = options.scenario == Scenario::kRestartSecondHalf};
+}
+
+std::vector<Clip> given_clips(const Options& options) {
+    std::vector<Clip> clips;
+    for (const fs::path& file : options.clips) clips.push_back(look_at_clip(file));
+    return clips;
+}
+
+/// Clips of different lengths, so that a recording that was mixed up with another shows.
+std::vector<Clip> made_up_clips(const WorkingDirectory& directory) {
+    std::vector<Clip> clips;
+    for (const Seconds seconds : {4, 2, 5}) {
+        const fs::path file = directory.temporary_directory() / fmt::format("camera-{}s.mp4", seconds);
+        clips.push_back(make_small_clip(file, seconds));
+    }
+    return clips;
+}
+
+/// Plays the story in this process; the number of restarts in it.
+std::uint32_t play(const Options& options, const std::vector<Clip>& clips, const WorkingDirectory& directory,
+                   Stage& stage) {
+    switch (options.scenario) {
+        case Scenario::kGap:
+            play_gap(stage, clips);
+            return 0;
+        case Scenario::kRetry:
+            play_retry(stage, clips);
+            return 0;
+        case Scenario::kMany:
+            return play_many(stage, clips, {options.cameras, options.gaps, options.seed});
+        case Scenario::kRestart: {
+            std::ofstream out(handover_file(directory));
+            out << handover_text(play_until_restart(stage, clips));
+            if (!out.flush()) throw cli::CannotRun("cannot write " + handover_file(directory).string());
+            return 1;
+        }
+        case Scenario::kRestartSecondHalf:
+            play_after_restart(stage, handover_of(text_of_file(handover_file(directory)).value_or("")));
+            fs::remove(handover_file(directory));
+            return 1;
+    }
+    return 0;
+}
+
+/// Prints what came of it. The faults of recordings go to standard error, one line each.
+int close_with_table(const Options& options, const Stage& stage, std::uint32_t restarts) {
+    std::vector<reader::Report> reports;
+    for (const ExpectedRecording& recording : stage.recordings()) reports.push_back(read_back(recording));
+
+    std::FILE* const stream = options.json ? stderr : stdout;
+    fmt::print(stream, "\n{}\n{}\n", closing_table(reports), figures(stage, restarts, reports));
+    if (options.json) fmt::print("{}\n", closing_json(reports));
+    std::uint64_t faults = 0;
+    for (const reader::Report& report : reports) {
+        faults += report.faults.count();
+        for (const reader::Fault& fault : report.faults.kept()) {
+            cli::print_error(kProgram,
+                             fmt::format("{}: offset {}: {}", fault.file, fault.offset, fault.text));
+        }
+    }
+    if (faults > 0) return cli::kFailure;
+    fmt::print(stream,
+               "Next: --verbose shows every document; docs/recording-format.md explains {} byte by byte.\n",
+               reports.empty() ? "a recording" : reports.front().path);
+    return cli::kSuccess;
+}
+
+int run_second_half(const Options& options, const WorkingDirectory& directory) {
+    namespace process = boost::process;
+    std::fflush(nullptr);
+    process::child child(process::exe = own_program().string(),
+                         process::args = arguments_of_second_half(options, directory.path()));
+    child.wait();
+    return child.exit_code();
+}
+
+}  // namespace
+
+int run(const Options& options) {
+    // What can be wrong with the command line is found before anything is written.
+    std::vector<Clip> clips = given_clips(options);
+    (void)ModuleLibrary(options.module);
+    WorkingDirectory directory(options.directory, options.scenario == Scenario::kRestartSecondHalf);
+    Conversation conversation(conversation_options(options));
+    if (clips.empty()) clips = made_up_clips(directory);
+    Stage stage({options.module, std::chrono::seconds(options.patience)}, directory, conversation);
+    conversation.note("working in " + directory.path().string());
+    try {
+        const std::uint32_t restarts = play(options, clips, directory, stage);
+        if (options.scenario == Scenario::kRestart) return run_second_half(options, directory);
+        return close_with_table(options, stage, restarts);
+    } catch (const PlugInFault& fault) {
+        // Said before the stage ends, which closes a plug-in that may not come back from it.
+        conversation.end_progress();
+        cli::print_error(kProgram, fault.what());
+        return cli::kFailure;
+    }
+}
+
+}  // namespace recorder
