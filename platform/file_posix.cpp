@@ -93,12 +93,6 @@ bool is_regular(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-/// True when the path leads to something that is there and no regular file.
-bool is_special(const std::string& path) {
-    struct ::stat status {};
-    return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
-}
-
 class PosixFileSystem final : public CommonFileSystem {
   public:
     [[nodiscard]] std::unique_ptr<InputFile> open_input(const std::string& path) override {
@@ -122,7 +116,7 @@ class PosixFileSystem final : public CommonFileSystem {
     }
 
     bool remove_file(const std::string& path) override {
-        return !is_special(path) && ::unlink(path.c_str()) == 0;
+        return is_regular(path) && ::unlink(path.c_str()) == 0;
     }
 
     bool replace_whole(const std::string& path, std::string_view content) override {

@@ -38,15 +38,6 @@ TEST_F(ConvertTest, MapHoldsThePictureSizeAndTheInputsNameInAllSlots) {
     EXPECT_EQ(recording().payloads(), kThreeFrames);
 }
 
-TEST_F(ConvertTest, RecordingKindTravelsToPacketsAndSpans) {
-    for (const std::uint8_t kind : {kRecordingOfType1, kRecordingOfType3, std::uint8_t{0}}) {
-        request.flags = kind;
-        ASSERT_EQ(convert(make_clip(three_frames())), norvane::kConverted);
-        EXPECT_EQ(recording().entries.at(1).flags, kind | 0x1EU);
-        EXPECT_EQ(recording().spans.at(0).kind, kind);
-    }
-}
-
 TEST_F(ConvertTest, SecondVideoTrackFollowsAndStartsAgainAtTheClipsStart) {
     ClipTrack second{.samples = {nal("x"), nal("y")}, .sync = {{1}}};
     ASSERT_EQ(convert(make_clip(Clip{.tracks = {three_frames(), second}, .duration = 3'000})), 0);

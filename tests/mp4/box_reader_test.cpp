@@ -103,17 +103,3 @@ TEST(BoxReaderTest, FileThatBreaksOffBeforeItsSizeFailsThere) {
         EXPECT_FALSE(in.ok());
     }
 }
-
-TEST(BoxReaderTest, ScatteredReadsDoNotFetchWholeWindowsAndLongRunsNeedFewCalls) {
-    MemoryInput file(kContent);
-    BoxReader in(&file);
-    for (std::uint64_t i = 0; i < 80; ++i) {
-        in.seek((i * 37 % 80) * 11'000);
-        (void)in.u32();
-    }
-    EXPECT_LE(file.bytes_read, 80U * 8'192);
-    file.reads = 0;
-    in.seek(0);
-    while (in.left() >= 4) (void)in.u32();
-    EXPECT_LE(file.reads, 20U);
-}

@@ -73,33 +73,6 @@ TEST_F(HostMessagesTest, OpenGapSurvivesARestart) {
               std::string::npos);
 }
 
-TEST_F(HostMessagesTest, WholeRetrievalOfAClipThatIsNone) {
-    start();
-    send(channel(0, 1'010));
-    send(channel(1, 2'000));
-    const std::string begun = sent();
-    const std::string guid = begun.substr(begun.find("operation id ") + 13, 36);
-    send(device(
-        "", "<Storage GUID='" + guid +
-                "'><Input><Context Number='0' Recordings='1' TotalSize='1000' OldestStart='1' NewestEnd='2'/>"
-                "</Input></Storage>"));
-    EXPECT_NE(sent().find("ReserveGB=\"2\""), std::string::npos);
-    send("<Pavo><Storage><Reservation GUID='" + guid + "' TmpDir='" + (directory / "t m/p") + "' OutDir='" +
-         directory.path() + "/'/></Storage></Pavo>");
-    EXPECT_NE(sent().find("TmpFileDir=\"&quot;" + (directory / "t m/p") + "&quot;\""), std::string::npos);
-    write_file(directory / "t m/p/clip", "RIFF, not MP4");
-    send(device("", "<Input><Context><Storage GUID='" + guid + "' RetrievalStatus='3' FileName='\"" +
-                        (directory / "t m/p/clip") + "\"'/></Context></Input>"));
-    EXPECT_EQ(sent(), "<log_msg level=\"75\">Unsupported file format - " + (directory / "t m/p/clip") +
-                          ".\n</log_msg>\n");
-    EXPECT_FALSE(boost::filesystem::exists(directory / "t m/p/clip"));
-    send(device("", "<Storage GUID='" + guid + "' RetrievalStatus='3'/>"));
-    const std::string ended = sent();
-    EXPECT_NE(ended.find("Command=\"3\""), std::string::npos);
-    EXPECT_NE(ended.find("Status=\"3\""), std::string::npos);
-    stop();
-}
-
 TEST_F(HostMessagesTest, UnreadableGuidIsSilentAndTheWorkerGoesOn) {
     start();
     send(device("", "<Storage GUID='nonsense' RetrievalStatus='3'/>"));

@@ -8,7 +8,6 @@
 #include <string>
 #include <thread>
 #include <utility>
-#include <utility>
 
 #include "plugin/host_records.h"
 

@@ -24,7 +24,7 @@ void ProgressBar::show(std::string_view label, double fraction) {
                                          static_cast<int>(kCells), std::floor(part * 100));
     if (line == drawn_) return;
     fmt::print(stream_, "\r{}\x1b[K", line);
-    std::fflush(stream_);
+    (void)std::fflush(stream_);
     drawn_ = line;
 }
 

@@ -22,7 +22,7 @@ Seconds Camera::record(const std::vector<Clip>& clips, Seconds start) {
 }
 
 std::int32_t megabytes_of(const std::vector<StoredClip>& clips) {
-    constexpr std::uint64_t kMegabyte = 1024 * 1024;
+    constexpr std::uint64_t kMegabyte = 1 << 20U;
     const std::uint64_t bytes =
         std::accumulate(clips.begin(), clips.end(), std::uint64_t{0},
                         [](std::uint64_t sum, const StoredClip& stored) { return sum + stored.clip.bytes; });

@@ -88,7 +88,7 @@ Seconds length_of(Bytes movie) {
     const std::uint64_t scale = integer_at<std::uint32_t>(header, wide ? 20 : 12);
     const std::uint64_t duration =
         wide ? integer_at<std::uint64_t>(header, 24) : integer_at<std::uint32_t>(header, 16);
-    constexpr std::uint64_t kLongest = 24 * 3600;
+    constexpr std::uint64_t kLongest = 86'400;
     if (scale == 0 || duration == 0) return 1;
     return static_cast<Seconds>(std::clamp<std::uint64_t>((duration - 1) / scale + 1, 1, kLongest));
 }

@@ -25,12 +25,12 @@ reader::Moment moment_of(Seconds time) {
             ((utc->hour * 60 + utc->minute) * 60 + utc->second) * 1000};
 }
 
-void add_row(cli::Table& table, const Report& report) {
+void add_row(cli::Table& table, const Report& report, const std::filesystem::path& directory) {
     const bool empty = report.frames == 0;
-    table.add_row({report.path, empty ? "-" : reader::text_of(report.first),
-                   empty ? "-" : reader::text_of(report.last), fmt::format("{}", report.frames),
-                   fmt::format("{}", report.key_frames), fmt::format("{}", report.spans),
-                   fmt::format("{}", report.data_size),
+    table.add_row({std::filesystem::path(report.path).lexically_relative(directory).string(),
+                   empty ? "-" : reader::text_of(report.first), empty ? "-" : reader::text_of(report.last),
+                   fmt::format("{}", report.frames), fmt::format("{}", report.key_frames),
+                   fmt::format("{}", report.spans), fmt::format("{}", report.data_size),
                    report.verified() ? "verified" : fmt::format("{} faults", report.faults.count())});
 }
 
@@ -76,7 +76,7 @@ Report read_back(const ExpectedRecording& expected) {
     return report;
 }
 
-std::string closing_table(const std::vector<Report>& reports) {
+std::string closing_table(const std::vector<Report>& reports, const std::filesystem::path& directory) {
     using Align = cli::Table::Align;
     cli::Table table({{"recording"},
                       {"first (UTC)"},
@@ -89,7 +89,7 @@ std::string closing_table(const std::vector<Report>& reports) {
     const std::size_t left_out = reports.size() > kMostRows ? reports.size() - kMostRows : 0;
     for (std::size_t i = 0; i < reports.size(); ++i) {
         const bool in_the_middle = i >= kMostRows / 2 && i < kMostRows / 2 + left_out;
-        if (!in_the_middle) add_row(table, reports[i]);
+        if (!in_the_middle) add_row(table, reports[i], directory);
         if (in_the_middle && i == kMostRows / 2) table.add_row({fmt::format("({} more)", left_out)});
     }
     return table.text();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -11,8 +12,9 @@ namespace recorder {
 /// A recording read back, with what it should have shown added to its faults.
 [[nodiscard]] reader::Report read_back(const ExpectedRecording& recording);
 
-/// The closing table for a person; a long one is cut in the middle.
-[[nodiscard]] std::string closing_table(const std::vector<reader::Report>& reports);
+/// The closing table for a person, with paths below the working directory; a long one is cut in the middle.
+[[nodiscard]] std::string closing_table(const std::vector<reader::Report>& reports,
+                                        const std::filesystem::path& directory);
 
 /// The same as JSON, whole.
 [[nodiscard]] std::string closing_json(const std::vector<reader::Report>& reports);

@@ -55,7 +55,7 @@ void Conversation::print(const Line& line, const std::string& document) {
     if (verbose_ && !document.empty()) {
         fmt::print(stream_, "{}\n", paint_(cli::Colour::kFaint, "                 " + on_one_line(document)));
     }
-    std::fflush(stream_);
+    (void)std::fflush(stream_);
 }
 
 void Conversation::sent(const ToModule& message) {

@@ -75,12 +75,14 @@ std::uint32_t play(const Options& options, const std::vector<Clip>& clips, const
 }
 
 /// Prints what came of it. The faults of recordings go to standard error, one line each.
-int close_with_table(const Options& options, const Stage& stage, std::uint32_t restarts) {
+int close_with_table(const Options& options, const WorkingDirectory& directory, const Stage& stage,
+                     std::uint32_t restarts) {
     std::vector<reader::Report> reports;
     for (const ExpectedRecording& recording : stage.recordings()) reports.push_back(read_back(recording));
 
     std::FILE* const stream = options.json ? stderr : stdout;
-    fmt::print(stream, "\n{}\n{}\n", closing_table(reports), figures(stage, restarts, reports));
+    fmt::print(stream, "\n{}\n{}\n", closing_table(reports, directory.path()),
+               figures(stage, restarts, reports));
     if (options.json) fmt::print("{}\n", closing_json(reports));
     std::uint64_t faults = 0;
     for (const reader::Report& report : reports) {
@@ -120,7 +122,7 @@ int run(const Options& options) {
     try {
         const std::uint32_t restarts = play(options, clips, directory, stage);
         if (options.scenario == Scenario::kRestart) return run_second_half(options, directory);
-        return close_with_table(options, stage, restarts);
+        return close_with_table(options, directory, stage, restarts);
     } catch (const PlugInFault& fault) {
         // Said before the stage ends, which closes a plug-in that may not come back from it.
         conversation.end_progress();
