@@ -9,7 +9,8 @@ project_root() {
 
 ROOT=$(project_root)
 LOG="$ROOT/build/log"
-mkdir -p "$LOG"
+export TMPDIR="$ROOT/build/tmp"  # compilers, tests and tools leave nothing elsewhere
+mkdir -p "$LOG" "$TMPDIR"
 
 # What the module, its tools and its tests are made from, as Debian 12 names it.
 BUILD_PACKAGES=(g++ cmake ninja-build libtinyxml2-dev libboost-dev libboost-filesystem-dev libboost-system-dev
@@ -45,7 +46,8 @@ as_root() {
 }
 
 apt_get() {
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@" </dev/null
+    # Without our TMPDIR: the package manager works as a user of its own, who may not get there.
+    as_root env -u TMPDIR DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@" </dev/null
 }
 
 # need_packages PACKAGE...: installs those that are missing, without a question.

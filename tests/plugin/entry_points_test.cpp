@@ -147,15 +147,20 @@ TEST_F(EntryPointsTest, TextsThatCannotBeParsedAreReleasedAllTheSame) {
     EXPECT_EQ(host.wrong_releases(), 1);  // the null text is released too, once
 }
 
-TEST_F(EntryPointsTest, ModuleIsLoadedAndUnloadedAgainAndAgain) {
+TEST(LoadedModuleTest, ModuleIsLoadedAndReallyUnloadedAgainAndAgain) {
+    const WorkingDirectory directory;
+    FakeHost host;
     for (int round = 0; round < 20; ++round) {
-        LoadedModule again;
-        again.load(FakeHost::callback());
-        again.open();
-        again.start_main_loop();
-        EXPECT_EQ(again.write(host.lend("<Pavo/>"), 7).status, 0);
-        again.close();
-        again.join_main_loop();
+        {
+            LoadedModule module;
+            module.load(FakeHost::callback());
+            module.open();
+            module.start_main_loop();
+            EXPECT_EQ(module.write(host.lend("<Pavo/>"), 7).status, 0);
+            module.close();
+            module.join_main_loop();
+        }
+        EXPECT_FALSE(LoadedModule::is_in_memory());
     }
     EXPECT_EQ(host.releases().size(), 20U);
 }

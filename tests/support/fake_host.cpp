@@ -194,6 +194,13 @@ void* LoadedModule::symbol(const char* name) const {
     return ::dlsym(library_, name);
 }
 
+bool LoadedModule::is_in_memory() {
+    void* library = ::dlopen(NORVANEPI_MODULE, RTLD_NOW | RTLD_NOLOAD);
+    if (library == nullptr) return false;
+    ::dlclose(library);
+    return true;
+}
+
 LoadedModule::EntryPoint LoadedModule::entry_point(const char* name) const {
     return reinterpret_cast<EntryPoint>(symbol(name));
 }

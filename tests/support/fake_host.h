@@ -104,6 +104,8 @@ class LoadedModule {
     Record control(std::uint32_t code, const char* buffer = nullptr, std::uint32_t length = 0);
 
     [[nodiscard]] void* symbol(const char* name) const;
+    /// Whether anything in this process still holds the module.
+    [[nodiscard]] static bool is_in_memory();
 
   private:
     using EntryPoint = std::int32_t (*)(const void*, void*);

@@ -6,10 +6,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -148,11 +148,29 @@ TEST_F(RecorderProgramTest, RestartGoesOnInANewProcess) {
         << "the transcript holds both processes";
 }
 
-/// A transcript without what differs from run to run: times, GUIDs and present instants.
+/// True when the text at the position has the form: d a digit, x a hexadecimal digit, anything else itself.
+bool has_form(const std::string& text, std::size_t at, const std::string& form) {
+    if (text.size() - at < form.size()) return false;
+    return std::equal(form.begin(), form.end(), text.begin() + static_cast<std::ptrdiff_t>(at),
+                      [](char f, char c) {
+                          const bool digit = c >= '0' && c <= '9';
+                          return f == 'd' ? digit : f == 'x' ? digit || (c >= 'a' && c <= 'f') : f == c;
+                      });
+}
+
+/// A transcript without what differs from run to run: times, GUIDs and present instants. The story's own
+/// instants lie in 2035.
 std::string masked(const std::string& transcript) {
-    static const std::regex differing(
-        R"re("time":"[^"]*"|[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f-]{22}|(Time|Start)=\\"1[0-9]{9}\\"|20[0-3][0-46-9]-[0-9T:-]+Z)re");
-    return std::regex_replace(transcript, differing, "*");
+    const std::vector<std::string> forms = {"xxxxxxxx-xxxx-4xxx-xxxx-xxxxxxxxxxxx",
+                                            "202d-dd-ddTdd:dd:dd.dddZ", "202d-dd-ddTdd:dd:ddZ", "1ddddddddd"};
+    std::string text;
+    for (std::size_t at = 0; at < transcript.size();) {
+        const auto form = std::find_if(forms.begin(), forms.end(),
+                                       [&](const std::string& f) { return has_form(transcript, at, f); });
+        text += form == forms.end() ? transcript[at] : '*';
+        at += form == forms.end() ? 1 : form->size();
+    }
+    return text;
 }
 
 TEST_F(RecorderProgramTest, TheSameSeedPlaysTheSameStory) {

@@ -16,7 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 using std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kLookAgain{100};
+constexpr std::chrono::milliseconds kLookAgain{20};
 /// A GUID of the right form that the plug-in never made.
 constexpr const char* kNobody = "00000000-0000-4000-8000-000000000000";
 
