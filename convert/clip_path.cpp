@@ -25,7 +25,7 @@ ClipPath clip_path(const std::string& output_directory, std::int64_t time_base, 
     const platform::CalendarTime local = platform::local_time(time_base).value_or(platform::CalendarTime{});
     std::array<char, 64> text{};
     (void)std::snprintf(text.data(), text.size(), "%lld/%02u/%02u/%02u", static_cast<long long>(local.year),
-                  local.month, local.day, local.hour);
+                        local.month, local.day, local.hour);
     ClipPath path{.directory = output_directory + text.data(), .file_name = {}};
     (void)std::snprintf(text.data(), text.size(), "%02u%02u-%08Xe.ps", local.minute, local.second, clip_id);
     path.file_name = text.data();

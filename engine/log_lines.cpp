@@ -25,8 +25,8 @@ std::string FormatUtcTime(Ticks instant) {
     if (!utc) return std::to_string(seconds);
     std::array<char, 64> buffer{};
     (void)std::snprintf(buffer.data(), buffer.size(), "%lld-%02u-%02uT%02u:%02u:%02uZ",
-                  static_cast<long long>(utc->year), utc->month, utc->day, utc->hour, utc->minute,
-                  utc->second);
+                        static_cast<long long>(utc->year), utc->month, utc->day, utc->hour, utc->minute,
+                        utc->second);
     return buffer.data();
 }
 

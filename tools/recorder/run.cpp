@@ -122,6 +122,7 @@ int run(const Options& options) {
     try {
         const std::uint32_t restarts = play(options, clips, directory, stage);
         if (options.scenario == Scenario::kRestart) return run_second_half(options, directory);
+        fs::remove_all(directory.temporary_directory());
         return close_with_table(options, directory, stage, restarts);
     } catch (const PlugInFault& fault) {
         // Said before the stage ends, which closes a plug-in that may not come back from it.

@@ -49,6 +49,8 @@ void Stage::open() {
 
 void Stage::close() {
     settle();
+    // May still wait in the plug-in's queue when it is closed: it comes back unread then, but it comes back.
+    send_text("farewell", "<Pavo><Farewell/></Pavo>");
     model_.on_close();
     host_->stop();
     settle();
