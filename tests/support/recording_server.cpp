@@ -1,6 +1,7 @@
 #include "tests/support/recording_server.h"
 
 #include <boost/uuid/uuid_io.hpp>
+#include <utility>
 
 namespace {
 

@@ -101,7 +101,7 @@ int close_with_table(const Options& options, const WorkingDirectory& directory, 
 
 int run_second_half(const Options& options, const WorkingDirectory& directory) {
     namespace process = boost::process;
-    std::fflush(nullptr);
+    (void)std::fflush(nullptr);
     process::child child(process::exe = own_program().string(),
                          process::args = arguments_of_second_half(options, directory.path()));
     child.wait();

@@ -36,7 +36,7 @@ void Watchdog::watch() {
                    std::chrono::steady_clock::now() >= deadline_) {
             cli::print_error(kProgram, fmt::format("the plug-in has not returned from {} for {} s", guarded_,
                                                    patience_.count()));
-            std::fflush(nullptr);
+            (void)std::fflush(nullptr);
             std::_Exit(cli::kFailure);  // not exit(): destructors would wait for the same call
         }
     }
