@@ -23,7 +23,7 @@ LentTexts::Loan LentTexts::lend(const std::string& text) {
     std::copy(text.begin(), text.end(), bytes.get());
     const std::lock_guard lock(mutex_);
     const Loan loan{++last_number_, address_of(bytes), static_cast<std::uint32_t>(text.size())};
-    lent_.emplace(loan.address, Text{loan.number, std::move(bytes), text.size()});
+    lent_.emplace(loan.address, Text{loan.number, loan.address, std::move(bytes), text.size()});
     return loan;
 }
 
@@ -31,9 +31,10 @@ LentTexts::Return LentTexts::give_back(std::uint64_t address) {
     const std::lock_guard lock(mutex_);
     const auto found = lent_.find(address);
     if (found == lent_.end()) {
-        const auto again = std::find_if(returned_.begin(), returned_.end(),
-                                        [&](const Text& text) { return address_of(text.bytes) == address; });
-        return again == returned_.end() ? Return{} : Return{Outcome::kAgain, again->number};
+        for (const Text& text : returned_) {
+            if (text.address == address) return {Outcome::kAgain, text.number};
+        }
+        return {};
     }
     Text text = std::move(found->second);
     lent_.erase(found);

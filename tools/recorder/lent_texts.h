@@ -36,6 +36,7 @@ class LentTexts {
   private:
     struct Text {
         std::uint64_t number = 0;
+        std::uint64_t address = 0;
         std::unique_ptr<char[]> bytes;
         std::size_t length = 0;
     };
