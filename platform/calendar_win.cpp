@@ -1,18 +1,8 @@
 #include <ctime>
 
-#include "platform/calendar.h"
+#include "platform/broken_down_time.h"
 
 namespace platform {
-namespace {
-
-CalendarTime fields_of(const std::tm& broken_down) {
-    return {
-        std::int64_t{broken_down.tm_year} + 1900,        static_cast<std::uint32_t>(broken_down.tm_mon + 1),
-        static_cast<std::uint32_t>(broken_down.tm_mday), static_cast<std::uint32_t>(broken_down.tm_hour),
-        static_cast<std::uint32_t>(broken_down.tm_min),  static_cast<std::uint32_t>(broken_down.tm_sec)};
-}
-
-}  // namespace
 
 std::optional<CalendarTime> utc_time(std::int64_t seconds) {
     std::tm broken_down{};

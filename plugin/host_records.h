@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "host/documents/names.h"
 #include "platform/bytes.h"
 
 namespace host_records {
@@ -14,7 +15,7 @@ template <std::size_t Size>
 using HostRecord = platform::Record<Size, std::endian::little>;
 
 /// The module's identifier in records and messages.
-inline constexpr std::uint32_t kModuleId = 0x00510000;
+inline constexpr std::uint32_t kModuleId{names::kModuleId};
 
 /// The host's function that takes every request of the module; 0 means success. The request, the reply and
 /// the data that the request points at live only for the duration of the call.
@@ -65,7 +66,7 @@ struct HostReply : HostRecord<12> {
 };
 
 /// First argument of Write. OWNERSHIP: the record is the host's for the duration of Write; the text behind
-/// Text stays valid until the module releases it with a request of class kRelease.
+/// Text stays valid until the module releases it with a request of class names::kReleaseClass.
 struct WriteRequest : HostRecord<48> {
     using Refused = Field<std::uint8_t, 12>;
     using Length = Field<std::uint32_t, 16>;

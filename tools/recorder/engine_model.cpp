@@ -108,7 +108,9 @@ void EngineModel::on_open() {
     }
     expect(
         names::kDeviceClass,
-        R"(<Pavo Delta="0"><Modules><Module Name="norvanepi" ID="5308416" Version="1.0.0.0"/></Modules></Pavo>)");
+        fmt::format(
+            R"(<Pavo Delta="0"><Modules><Module Name="norvanepi" ID="5308416" Version="{}"/></Modules></Pavo>)",
+            kAnyText));
     expect(names::kDeviceClass, R"(<Pavo Delta="0"><Norvane ID="5308416"/></Pavo>)");
     idle_ = true;
 }

@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 fs::path new_directory() {
     std::random_device random;
     for (int attempt = 0; attempt < 100; ++attempt) {
-        const fs::path path = fs::temp_directory_path() / fmt::format("{}-{:08x}", kProgram, random());
+        fs::path path = fs::temp_directory_path() / fmt::format("{}-{:08x}", kProgram, random());
         if (fs::create_directory(path)) return path;
     }
     throw cli::CannotRun("cannot make a temporary directory");
