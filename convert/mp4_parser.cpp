@@ -1,12 +1,10 @@
 #include "convert/mp4_parser.h"
 
-#include <cmath>
 #include <optional>
 #include <utility>
 
 #include "convert/clip_path.h"
 #include "mp4/box_walk.h"
-#include "platform/calendar.h"
 #include "plugin/interfaces/log_level.h"
 
 namespace norvane {
@@ -21,9 +19,6 @@ constexpr std::uint8_t kVideoId = 0xD0;
 constexpr std::uint8_t kVideoIdWithCodec = 0xE0;
 constexpr std::uint8_t kAudioId = 0xC0;
 constexpr std::int32_t kPixelsPerUnit = 16;
-
-/// Longer ago or ahead than any calendar goes, and safely inside 64 bits.
-constexpr double kCalendarReach = 1e18;  // seconds
 
 PsStreamDesc describe_video(const ChannelRecord& channel, std::uint32_t slot) {
     PsStreamDesc stream;
@@ -41,23 +36,6 @@ PsStreamDesc describe_audio(const ChannelRecord& channel, std::uint32_t slot) {
     stream.value_a = channel.value_a;
     stream.value_b = channel.value_b;
     return stream;
-}
-
-/// Fills the frame's calendar fields in UTC; false when the calendar cannot name that instant.
-bool set_time(PsFrame& frame, double time) {
-    if (!(std::abs(time) < kCalendarReach)) return false;  // also for what is no number
-    double whole = 0;
-    const double fraction = std::modf(time, &whole);
-    const auto utc = platform::utc_time(static_cast<std::int64_t>(whole));
-    if (!utc) return false;
-    frame.year = static_cast<std::uint16_t>(utc->year);
-    frame.month = static_cast<std::uint16_t>(utc->month);
-    frame.day = static_cast<std::uint16_t>(utc->day);
-    frame.hour = utc->hour;
-    frame.minute = utc->minute;
-    frame.second = utc->second;
-    frame.millisecond = static_cast<std::uint32_t>(fraction * 1000);
-    return true;
 }
 
 }  // namespace
@@ -182,7 +160,7 @@ bool Mp4Parser::open_pair() {
     if (!directory_ready_) return false;
     writer_->data = context_.files.create_data(ps_path_);
     if (writer_->data == nullptr) return false;
-    writer_->index = context_.files.create_buffered(ps_path_ + "i");
+    writer_->index = context_.files.create_index(ps_path_ + "i");
     return writer_->index != nullptr;
 }
 
@@ -205,7 +183,7 @@ bool Mp4Parser::write_frame(bool key_frame, std::uint16_t /*group_counter*/, std
     frame.picture_type = key_frame ? kKeyPicture : kOtherPicture;
     frame.recording_kind = request_.flags;
     frame.payload = buffer.first(static_cast<std::uint32_t>(length));
-    return set_time(frame, time) && ps_write_frame(*writer_, frame) == kPsOk;
+    return calendar_.set_time(frame, time) && ps_write_frame(*writer_, frame) == kPsOk;
 }
 
 void Mp4Parser::log_message(std::int32_t level, const std::string& text) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "convert/frame_calendar.h"
 #include "mp4/box_reader.h"
 #include "mp4/frame_loop.h"
 #include "mp4/sample_tables.h"
@@ -88,6 +89,7 @@ class Mp4Parser {
 
     std::vector<SampleTables> tracks_;
     std::unique_ptr<PsWriter> writer_;
+    FrameCalendar calendar_;
     std::string ps_path_;
     bool directory_ready_ = false;
     StreamRecord request_;

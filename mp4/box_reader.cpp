@@ -1,6 +1,7 @@
 #include "mp4/box_reader.h"
 
 #include <algorithm>
+#include <utility>
 
 using platform::Byte;
 
@@ -18,7 +19,7 @@ void BoxReader::read(std::span<Byte> to) {
         std::size_t got = take_from_window(rest);
         // A read longer than a whole window would only be copied through it.
         if (got == 0)
-            got = rest.size() >= kLargestFill ? take_from_file(rest) : (refill(), take_from_window(rest));
+            got = rest.size() >= kLargestFill ? take_from_file(rest) : (refill(1, 1), take_from_window(rest));
         if (got == 0) ok_ = false;
         done += got;
     }
@@ -33,11 +34,29 @@ void BoxReader::seek(std::uint64_t position) {
     if (ok_) position_ = position;
 }
 
+std::span<Byte> BoxReader::peek(std::size_t count, std::size_t limit) {
+    if (!ok_) return {};
+    if (in_window() < count) refill(count, limit);
+    const std::size_t there = std::min(count, in_window());
+    if (there < count) ok_ = false;
+    if (there == 0) return {};
+    return {window_.get() + (position_ - window_at_), there};
+}
+
+void BoxReader::consume(std::size_t count) noexcept {
+    position_ += count;
+    window_from_ = std::max(window_from_, position_);  // nothing peeked at may be far from the window
+}
+
+std::size_t BoxReader::in_window() const noexcept {
+    const bool inside = position_ >= window_from_ && position_ < window_end_;
+    return inside ? static_cast<std::size_t>(window_end_ - position_) : 0;
+}
+
 std::size_t BoxReader::take_from_window(std::span<Byte> to) {
-    if (position_ < window_at_ || position_ - window_at_ >= window_filled_) return 0;
-    const auto at = static_cast<std::size_t>(position_ - window_at_);
-    const std::size_t count = std::min(to.size(), window_filled_ - at);
-    std::copy_n(window_.begin() + static_cast<std::ptrdiff_t>(at), count, to.begin());
+    const std::size_t count = std::min(to.size(), in_window());
+    if (count == 0) return 0;
+    std::copy_n(window_.get() + (position_ - window_at_), count, to.begin());
     position_ += count;
     return count;
 }
@@ -49,12 +68,33 @@ std::size_t BoxReader::take_from_file(std::span<Byte> to) {
     return got;
 }
 
-void BoxReader::refill() {
-    const std::uint64_t window_end = window_at_ + window_filled_;
-    const bool goes_on = position_ >= window_end && position_ - window_end <= next_fill_;
+/// Brings count bytes from the position on into the window, and more while reading is sequential. What the
+/// window has of them already is kept.
+void BoxReader::refill(std::size_t count, std::size_t limit) {
+    const std::size_t kept = in_window();
+    const bool goes_on = kept > 0 || (position_ >= window_end_ && position_ - window_end_ <= next_fill_);
     next_fill_ = goes_on ? std::clamp(2 * next_fill_, kFirstFill, kLargestFill) : kFirstFill;
-    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(next_fill_, left()));
-    if (window_.size() < wanted) window_.resize(wanted);
+    const std::size_t wanted = std::max(count, std::min(kept + next_fill_, kLargestFill));
+    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(wanted, left()));
+    make_room(kept, size, limit);
+    const std::uint64_t from = position_ + kept;
+    const std::size_t got =
+        size > kept ? file_->read_at(from, std::span(window_.get() + kept, size - kept)) : 0;
     window_at_ = position_;
-    window_filled_ = wanted == 0 ? 0 : file_->read_at(position_, std::span(window_).first(wanted));
+    window_from_ = position_;
+    window_end_ = from + got;
+}
+
+/// Moves the bytes that are kept to the front of a window of at least that size.
+void BoxReader::make_room(std::size_t kept, std::size_t size, std::size_t limit) {
+    const Byte* const from = kept > 0 ? window_.get() + (position_ - window_at_) : window_.get();
+    if (size <= capacity_) {
+        std::copy_n(from, kept, window_.get());  // towards the front, so the ranges may overlap
+        return;
+    }
+    const std::size_t capacity = std::max(size, std::min(2 * capacity_, std::max(limit, kLargestFill)));
+    auto window = std::make_unique_for_overwrite<Byte[]>(capacity);
+    std::copy_n(from, kept, window.get());
+    window_ = std::move(window);
+    capacity_ = capacity;
 }

@@ -1,6 +1,7 @@
 #include "mp4/boxes.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -16,29 +17,38 @@ std::uint64_t entries_that_fit(const BoxReader& in, std::uint32_t count, std::ui
     return std::min<std::uint64_t>(count, room / entry_size);
 }
 
-/// Reads as many of the claimed entries as stand whole before the end; read_entry reads one of entry_size
-/// bytes.
-template <typename Entry, typename ReadEntry>
-void read_entries(BoxReader& in, std::uint32_t claimed, std::uint64_t end, std::uint64_t entry_size,
-                  std::vector<Entry>& table, ReadEntry read_entry) {
-    const std::uint64_t count = entries_that_fit(in, claimed, end, entry_size);
-    table.reserve(count);
-    for (std::uint64_t i = 0; i < count; ++i) {
-        const Entry entry = read_entry();
-        if (!in.ok()) return;
-        table.push_back(entry);
+/// One entry of a table. All tables that are nothing but a count and entries have entries of 32-bit words.
+template <typename Entry, std::size_t... Word>
+Entry entry_at(std::span<const platform::Byte> bytes, std::index_sequence<Word...>) {
+    return Entry{platform::load<std::endian::big, std::uint32_t>(bytes.subspan(4 * Word).first<4>())...};
+}
+
+/// Reads as many of the claimed entries as stand whole before the end, many at a time.
+template <typename Entry>
+void read_entries(BoxReader& in, std::uint32_t claimed, std::uint64_t end, std::vector<Entry>& table) {
+    constexpr std::size_t kWords = sizeof(Entry) / 4;
+    constexpr std::size_t kAtOnce = 4'096;  // entries
+    std::uint64_t left = entries_that_fit(in, claimed, end, sizeof(Entry));
+    table.reserve(left);
+    while (left > 0 && in.ok()) {
+        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, kAtOnce));
+        auto bytes = std::span<const platform::Byte>(in.peek(wanted * sizeof(Entry)));
+        in.consume(bytes.size());
+        for (; bytes.size() >= sizeof(Entry); bytes = bytes.subspan(sizeof(Entry))) {
+            table.push_back(entry_at<Entry>(bytes, std::make_index_sequence<kWords>()));
+        }
+        left -= wanted;
     }
 }
 
 /// The boxes that are nothing but a count and its entries.
-template <typename Entry, typename ReadEntry>
-std::uint64_t read_table(BoxReader& in, std::uint64_t payload, std::uint64_t entry_size,
-                         std::vector<Entry>& table, ReadEntry read_entry) {
+template <typename Entry>
+std::uint64_t read_table(BoxReader& in, std::uint64_t payload, std::vector<Entry>& table) {
     if (payload == 0) return 0;
     const std::uint64_t start = in.position();
     const std::uint64_t end = end_of_box(in, payload);
     in.skip(4);  // version, flags
-    read_entries(in, in.u32(), end, entry_size, table, read_entry);
+    read_entries(in, in.u32(), end, table);
     return in.position() - start;
 }
 
@@ -66,15 +76,15 @@ std::uint64_t MvhdBox::parse(BoxReader& in, std::uint64_t payload) {
 }
 
 std::uint64_t SttsBox::parse(BoxReader& in, std::uint64_t payload) {
-    return read_table(in, payload, 8, table, [&in] { return SttsEntry{in.u32(), in.u32()}; });
+    return read_table(in, payload, table);
 }
 
 std::uint64_t StscBox::parse(BoxReader& in, std::uint64_t payload) {
-    return read_table(in, payload, 12, table, [&in] { return StscEntry{in.u32(), in.u32(), in.u32()}; });
+    return read_table(in, payload, table);
 }
 
 std::uint64_t NumbersBox::parse(BoxReader& in, std::uint64_t payload) {
-    return read_table(in, payload, 4, table, [&in] { return in.u32(); });
+    return read_table(in, payload, table);
 }
 
 std::uint64_t StszBox::parse(BoxReader& in, std::uint64_t payload) {
@@ -89,7 +99,7 @@ std::uint64_t StszBox::parse(BoxReader& in, std::uint64_t payload) {
         return in.position() - start;
     }
     std::vector<std::uint32_t> sizes;
-    read_entries(in, claimed, end, 4, sizes, [&in] { return in.u32(); });
+    read_entries(in, claimed, end, sizes);
     table = SampleSizes(std::move(sizes));
     return in.position() - start;
 }

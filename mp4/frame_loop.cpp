@@ -1,7 +1,6 @@
 #include "mp4/frame_loop.h"
 
 #include <algorithm>
-#include <vector>
 
 #include "mp4/nal_units.h"
 #include "mp4/sample_cursor.h"
@@ -26,16 +25,15 @@ TrackEnd convert_track(const SampleTables& track, BoxReader& in, double time_bas
                        const FrameSink& sink) {
     const std::uint32_t largest = track.sample_sizes.largest();
     // A size table may claim anything: no sample can be larger than its clip.
-    std::vector<platform::Byte> buffer(static_cast<std::size_t>(std::min<std::uint64_t>(largest, in.size())));
+    const auto limit = static_cast<std::size_t>(std::min<std::uint64_t>(largest, in.size()));
     SampleCursor cursor(track);
     std::uint16_t group_counter = 1;
     double offset = 0.0;
     while (const auto sample = cursor.next()) {
         if (sample->chunk_offset) in.seek(*sample->chunk_offset);
-        const std::int64_t length = insert_nal_tags(sample->size, largest, in, buffer);
-        if (length == kBadNalLength) return TrackEnd::kBadFrame;
-        const auto bytes = std::span<const platform::Byte>(buffer).first(static_cast<std::size_t>(length));
-        if (!sink({sample->key_frame, group_counter, time_base + offset, bytes}))
+        const auto bytes = insert_nal_tags(sample->size, largest, limit, in);
+        if (!bytes) return TrackEnd::kBadFrame;
+        if (!sink({sample->key_frame, group_counter, time_base + offset, *bytes}))
             return TrackEnd::kSinkFailed;
         group_counter = sample->key_frame ? std::uint16_t{1} : static_cast<std::uint16_t>(group_counter + 1);
         offset += duration;

@@ -47,8 +47,14 @@ void SampleCursor::leave_chunk() {
     in_chunk_ = 0;
     ++next_chunk_;
     ++chunk_number_;
-    const bool begins_entry = std::binary_search(first_chunks_.begin(), first_chunks_.end(), chunk_number_);
-    if (begins_entry && entry_ + 1 < track_.sample_to_chunk.size()) ++entry_;
+    if (begins_entry() && entry_ + 1 < track_.sample_to_chunk.size()) ++entry_;
+}
+
+/// Chunk numbers only grow until they wrap around, so the first chunks are walked beside them.
+bool SampleCursor::begins_entry() {
+    if (chunk_number_ == 0) next_first_ = 0;
+    while (next_first_ < first_chunks_.size() && first_chunks_[next_first_] < chunk_number_) ++next_first_;
+    return next_first_ < first_chunks_.size() && first_chunks_[next_first_] == chunk_number_;
 }
 
 /// Sample numbers only grow, so the sync samples are walked beside them.

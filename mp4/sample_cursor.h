@@ -15,7 +15,7 @@ struct Sample {
 };
 
 /// Goes through a track's samples in decoding order: chunk by chunk, until the sizes or the chunks are used
-/// up. Each step costs the logarithm of the tables at most, also where they are unsorted or repeat
+/// up. Going through a track costs as much as its tables are long, also where they are unsorted or repeat
 /// themselves.
 class SampleCursor {
   public:
@@ -28,11 +28,13 @@ class SampleCursor {
   private:
     bool enter_chunk();
     void leave_chunk();
+    bool begins_entry();
     bool is_sync_sample();
 
     const SampleTables& track_;
     std::vector<std::uint32_t>
         first_chunks_;  // in order, for the question whether some entry begins at a chunk
+    std::size_t next_first_ = 0;
     std::vector<std::uint32_t> sync_samples_;  // in order, without repeats
     std::size_t next_sync_ = 0;
 

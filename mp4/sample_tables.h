@@ -24,12 +24,14 @@ struct SttsEntry {
     std::uint32_t sample_count = 0;
     std::uint32_t sample_delta = 0;
 };
+static_assert(sizeof(SttsEntry) == 2 * sizeof(std::uint32_t));  // as in the file: word for word
 
 struct StscEntry {
     std::uint32_t first_chunk = 0;
     std::uint32_t samples_per_chunk = 0;
     std::uint32_t sample_description_index = 0;
 };
+static_assert(sizeof(StscEntry) == 3 * sizeof(std::uint32_t));
 
 /// One sample description, read with the layout of a visual sample entry whatever its format is. The
 /// configuration fields stay zero for any format but "avc1".

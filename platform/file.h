@@ -3,6 +3,7 @@
 // Files as interfaces, so that formats can be tested in memory and faults can be injected. Every operation
 // reports failure by its result; nothing here throws but an allocation.
 
+#include <array>
 #include <boost/system/error_code.hpp>
 #include <cstdint>
 #include <memory>
@@ -30,7 +31,7 @@ class InputFile {
     virtual std::size_t read_at(std::uint64_t position, std::span<Byte> to) = 0;
 };
 
-/// An unbuffered file that is written front to back. Closed by its destructor.
+/// A file that is written front to back. Closed by its destructor.
 class DataFile {
   public:
     DataFile() = default;
@@ -38,31 +39,28 @@ class DataFile {
     DataFile& operator=(const DataFile&) = delete;
     virtual ~DataFile() = default;
 
-    /// Writes at the current position with one attempt: the count of bytes that the system took, or -1.
-    virtual std::int64_t write(std::span<const Byte> bytes) = 0;
+    /// What is appended at once; parts may be empty.
+    using Parts = std::array<std::span<const Byte>, 3>;
 
-    /// The current position, or the one after moving to the end of the file; -1 on failure.
+    /// Appends the parts one behind the other with one attempt, where the system can in one call: the count
+    /// of bytes that it took, or -1 for none.
+    virtual std::int64_t append(const Parts& parts) = 0;
+
+    /// Where the next byte goes; -1 on failure.
     virtual std::int64_t position() = 0;
-    virtual std::int64_t seek_end() = 0;
 };
 
-/// A stream with one position for reading and writing. Closed by its destructor.
-class BufferedFile {
+/// A file of records that are written where they belong. Nothing is held back: what was taken is with the
+/// system. Closed by its destructor.
+class IndexFile {
   public:
-    BufferedFile() = default;
-    BufferedFile(const BufferedFile&) = delete;
-    BufferedFile& operator=(const BufferedFile&) = delete;
-    virtual ~BufferedFile() = default;
+    IndexFile() = default;
+    IndexFile(const IndexFile&) = delete;
+    IndexFile& operator=(const IndexFile&) = delete;
+    virtual ~IndexFile() = default;
 
-    /// Both advance the position by the count of bytes that they return, short after a failure or at the end.
-    virtual std::size_t read(std::span<Byte> to) = 0;
-    virtual std::size_t write(std::span<const Byte> bytes) = 0;
-
-    virtual bool seek(std::uint64_t position) = 0;
-    [[nodiscard]] virtual std::int64_t position() = 0;
-
-    /// Hands everything written so far to the system.
-    virtual bool flush() = 0;
+    /// Writes with one attempt: the count of bytes that the system took.
+    virtual std::size_t write_at(std::uint64_t position, std::span<const Byte> bytes) = 0;
 };
 
 /// The operations on paths that the module needs. Paths are narrow text.
@@ -80,7 +78,7 @@ class FileSystem {
     /// Creates or truncates; null on failure. Data files get permission bits 0644, index files 0666, less
     /// umask.
     [[nodiscard]] virtual std::unique_ptr<DataFile> create_data(const std::string& path) = 0;
-    [[nodiscard]] virtual std::unique_ptr<BufferedFile> create_buffered(const std::string& path) = 0;
+    [[nodiscard]] virtual std::unique_ptr<IndexFile> create_index(const std::string& path) = 0;
 
     /// Removes a file; false on failure and for anything that is, behind links, no regular file.
     virtual bool remove_file(const std::string& path) = 0;

@@ -1,7 +1,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <utility>
 
@@ -36,56 +38,43 @@ class PosixInput final : public InputFile {
     std::uint64_t size_;
 };
 
+::iovec vector_of(std::span<const Byte> part) {
+    return {const_cast<Byte*>(part.data()), part.size()};  // the system's type serves reading as well
+}
+
 class PosixData final : public DataFile {
   public:
     explicit PosixData(PosixFile file) : file_(std::move(file)) {}
 
-    std::int64_t write(std::span<const Byte> bytes) override { return file_.write_once(bytes); }
+    std::int64_t append(const Parts& parts) override {
+        const std::array vectors = {vector_of(parts[0]), vector_of(parts[1]), vector_of(parts[2])};
+        ::ssize_t put = 0;
+        do {
+            put = ::writev(file_.descriptor(), vectors.data(), static_cast<int>(vectors.size()));
+        } while (put < 0 && errno == EINTR);
+        return put;
+    }
+
     std::int64_t position() override { return ::lseek(file_.descriptor(), 0, SEEK_CUR); }
-    std::int64_t seek_end() override { return ::lseek(file_.descriptor(), 0, SEEK_END); }
 
   private:
     PosixFile file_;
 };
 
-/// Keeps its position itself and passes every write on at once: an index entry has to be with the system
-/// before the next step anyway, so a buffer in between would only be copied into and flushed.
-class PosixBuffered final : public BufferedFile {
+class PosixIndex final : public IndexFile {
   public:
-    explicit PosixBuffered(PosixFile file) : file_(std::move(file)) {}
+    explicit PosixIndex(PosixFile file) : file_(std::move(file)) {}
 
-    std::size_t read(std::span<Byte> to) override {
-        ::ssize_t got = 0;
-        do {
-            got = ::pread(file_.descriptor(), to.data(), to.size(), position_);
-        } while (got < 0 && errno == EINTR);
-        return advance(got);
-    }
-
-    std::size_t write(std::span<const Byte> bytes) override {
+    std::size_t write_at(std::uint64_t position, std::span<const Byte> bytes) override {
         ::ssize_t put = 0;
         do {
-            put = ::pwrite(file_.descriptor(), bytes.data(), bytes.size(), position_);
+            put = ::pwrite(file_.descriptor(), bytes.data(), bytes.size(), static_cast<::off_t>(position));
         } while (put < 0 && errno == EINTR);
-        return advance(put);
+        return put < 0 ? 0 : static_cast<std::size_t>(put);
     }
-
-    bool seek(std::uint64_t position) override {
-        position_ = static_cast<::off_t>(position);
-        return true;
-    }
-    [[nodiscard]] std::int64_t position() override { return position_; }
-    bool flush() override { return true; }
 
   private:
-    std::size_t advance(::ssize_t count) {
-        if (count <= 0) return 0;
-        position_ += count;
-        return static_cast<std::size_t>(count);
-    }
-
     PosixFile file_;
-    ::off_t position_ = 0;
 };
 
 bool is_regular(const std::string& path) {
@@ -110,9 +99,9 @@ class PosixFileSystem final : public CommonFileSystem {
         return file ? std::make_unique<PosixData>(std::move(file)) : nullptr;
     }
 
-    [[nodiscard]] std::unique_ptr<BufferedFile> create_buffered(const std::string& path) override {
+    [[nodiscard]] std::unique_ptr<IndexFile> create_index(const std::string& path) override {
         PosixFile file = PosixFile::open(path, O_RDWR | O_CREAT | O_TRUNC, 0666);
-        return file ? std::make_unique<PosixBuffered>(std::move(file)) : nullptr;
+        return file ? std::make_unique<PosixIndex>(std::move(file)) : nullptr;
     }
 
     bool remove_file(const std::string& path) override {

@@ -39,30 +39,34 @@ class WinData final : public DataFile {
   public:
     explicit WinData(WinFile file) : file_(std::move(file)) {}
 
-    std::int64_t write(std::span<const Byte> bytes) override { return file_.write(bytes); }
+    /// The runtime has no call that gathers.
+    std::int64_t append(const Parts& parts) override {
+        std::int64_t total = 0;
+        for (const std::span<const Byte> part : parts) {
+            const std::int64_t put = part.empty() ? 0 : file_.write(part);
+            if (put > 0) total += put;
+            if (put != static_cast<std::int64_t>(part.size())) return total > 0 ? total : -1;
+        }
+        return total;
+    }
+
     std::int64_t position() override { return file_.seek(0, SEEK_CUR); }
-    std::int64_t seek_end() override { return file_.seek(0, SEEK_END); }
 
   private:
     WinFile file_;
 };
 
-/// Passes every write on at once, like its counterpart elsewhere, so there is nothing to flush.
-class WinBuffered final : public BufferedFile {
+class WinIndex final : public IndexFile {
   public:
-    explicit WinBuffered(WinFile file) : file_(std::move(file)) {}
+    explicit WinIndex(WinFile file) : file_(std::move(file)) {}
 
-    std::size_t read(std::span<Byte> to) override { return count(file_.read(to)); }
-    std::size_t write(std::span<const Byte> bytes) override { return count(file_.write(bytes)); }
-    bool seek(std::uint64_t position) override {
-        return file_.seek(static_cast<std::int64_t>(position), SEEK_SET) >= 0;
+    std::size_t write_at(std::uint64_t position, std::span<const Byte> bytes) override {
+        if (file_.seek(static_cast<std::int64_t>(position), SEEK_SET) < 0) return 0;
+        const std::int64_t put = file_.write(bytes);
+        return put < 0 ? 0 : static_cast<std::size_t>(put);
     }
-    [[nodiscard]] std::int64_t position() override { return file_.seek(0, SEEK_CUR); }
-    bool flush() override { return true; }
 
   private:
-    static std::size_t count(std::int64_t moved) { return moved < 0 ? 0 : static_cast<std::size_t>(moved); }
-
     WinFile file_;
 };
 
@@ -81,9 +85,9 @@ class WinFileSystem final : public CommonFileSystem {
         return file ? std::make_unique<WinData>(std::move(file)) : nullptr;
     }
 
-    [[nodiscard]] std::unique_ptr<BufferedFile> create_buffered(const std::string& path) override {
+    [[nodiscard]] std::unique_ptr<IndexFile> create_index(const std::string& path) override {
         WinFile file = create(path);
-        return file ? std::make_unique<WinBuffered>(std::move(file)) : nullptr;
+        return file ? std::make_unique<WinIndex>(std::move(file)) : nullptr;
     }
 
     bool remove_file(const std::string& path) override {

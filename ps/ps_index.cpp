@@ -8,8 +8,8 @@ using platform::Byte;
 
 namespace {
 
-bool write_whole(PsWriter& writer, std::span<const Byte> bytes) {
-    return writer.index->write(bytes) == bytes.size();
+std::uint64_t position_of(std::uint32_t entry) {
+    return kEntriesAt + std::uint64_t{PsiFrameEntry::size} * entry;
 }
 
 /// Bit 16 of a packet's size in units, for the entry's SizeHigh.
@@ -40,52 +40,60 @@ std::uint16_t count_key_distance(PsWriter& writer, PsiFrameEntry::View entry) {
     return distance;
 }
 
-/// Makes the slot's previous entry, already on disk, point at the new one.
-std::int32_t link_previous(PsWriter& writer, std::uint32_t previous, std::uint32_t next) {
-    if (previous == kNoEntry) return kPsRefused;
-    if (const std::int32_t result = ps_seek_index_entry(writer, previous); result != kPsOk) return result;
-    PsiFrameEntry::Bytes entry{};
-    if (writer.index->read(entry) != entry.size()) return kPsReadFailed;
-    const bool unlinked = PsiFrameEntry::Previous::get(entry) == 0 && PsiFrameEntry::Next::get(entry) == 0;
-    if (PsiFrameEntry::Slot::get(entry) >= kSlots || unlinked) return kPsRefused;
-    PsiFrameEntry::Next::put(entry, next);
-    if (const std::int32_t result = ps_seek_index_entry(writer, previous); result != kPsOk) return result;
-    return write_whole(writer, entry) && writer.index->flush() ? kPsOk : kPsWriteFailed;
+/// How far writing an entry got.
+struct Written {
+    bool link = false;   // the slot's previous entry, if there is one, points at the new one
+    bool entry = false;  // the new entry stands behind the others
+};
+
+/// The usual case: the slot's previous entry is the last one of the file, so that its link and the new entry
+/// lie side by side.
+Written write_link_and_entry(PsWriter& writer, PsiFrameEntry::View before, PsiFrameEntry::View entry,
+                             std::uint32_t index) {
+    constexpr std::size_t kLinkAt = PsiFrameEntry::Next::offset;
+    constexpr std::size_t kLinkPart = PsiFrameEntry::size - kLinkAt;
+    std::array<Byte, kLinkPart + PsiFrameEntry::size> run{};
+    const auto behind = std::ranges::copy(before.subspan<kLinkAt>(), run.begin()).out;
+    std::ranges::copy(entry, behind);
+    const std::size_t count = writer.index->write_at(position_of(index) - kLinkPart, run);
+    return {.link = count >= kLinkPart, .entry = count == run.size()};
 }
 
-/// Enters the new entry into its slot's stream record and links it behind the slot's previous one.
-std::int32_t chain(PsWriter& writer, PsiFrameEntry::MutableView entry, std::uint32_t index) {
+/// Puts the entry behind the others and makes the slot's previous entry point at it, that first.
+Written write_entry(PsWriter& writer, PsiFrameEntry::View entry, std::uint32_t index) {
+    const std::uint32_t previous = PsiFrameEntry::Previous::get(entry);
+    if (previous != kNoEntry) {
+        PsiFrameEntry::Bytes& before = writer.last_entries[PsiFrameEntry::Slot::get(entry)];
+        PsiFrameEntry::Next::put(before, index);
+        if (previous + 1 == index) return write_link_and_entry(writer, before, entry, index);
+        if (writer.index->write_at(position_of(previous), before) != before.size()) return {};
+    }
+    return {.link = true, .entry = writer.index->write_at(position_of(index), entry) == entry.size()};
+}
+
+/// Enters the new entry into its slot's stream record and gives it its link back. False when the record's
+/// last entry is none.
+bool begin_in_stream(PsWriter& writer, PsiFrameEntry::MutableView entry, std::uint32_t index) {
     PsiStreamRecord::Bytes& stream = writer.streams[PsiFrameEntry::Slot::get(entry)];
-    const std::uint16_t date = PsiFrameEntry::Date::get(entry);
-    const std::uint32_t time = PsiFrameEntry::TimeOfDay::get(entry);
     const std::uint32_t packets = PsiStreamRecord::Packets::get(stream);
     PsiStreamRecord::Packets::put(stream, packets + 1);
     if (packets == 0) {
         PsiStreamRecord::FirstEntry::put(stream, index);
-        PsiStreamRecord::FirstDate::put(stream, date);
-        PsiStreamRecord::FirstTime::put(stream, time);
-    } else {
-        const std::uint32_t previous = PsiStreamRecord::LastEntry::get(stream);
-        PsiFrameEntry::Previous::put(entry, previous);
-        if (const std::int32_t result = link_previous(writer, previous, index); result != kPsOk)
-            return result;
+        PsiStreamRecord::FirstDate::put(stream, PsiFrameEntry::Date::get(entry));
+        PsiStreamRecord::FirstTime::put(stream, PsiFrameEntry::TimeOfDay::get(entry));
+        return true;
     }
-    PsiStreamRecord::LastEntry::put(stream, index);
-    PsiStreamRecord::LastDate::put(stream, date);
-    PsiStreamRecord::LastTime::put(stream, time);
-    const std::uint8_t kind = PsiFrameEntry::Flags::get(entry) & kRecordingKindBits;
-    PsiStreamRecord::Kinds::put(stream, PsiStreamRecord::Kinds::get(stream) | kind);
-    return kPsOk;
+    PsiFrameEntry::Previous::put(entry, PsiStreamRecord::LastEntry::get(stream));
+    return PsiFrameEntry::Previous::get(entry) != kNoEntry;
 }
 
-/// Puts the entry behind the others, pointing at the data file's end, where its packet will be.
-std::int32_t append_entry(PsWriter& writer, PsiFrameEntry::MutableView entry, std::uint32_t index) {
-    const std::int64_t end = writer.data->seek_end();
-    if (end < 0) return kPsSeekFailed;
-    PsiFrameEntry::Position::put(entry, static_cast<std::uint32_t>((end - writer.data_start) / kPacketUnit));
-    if (index == kNoEntry) return kPsRefused;
-    if (const std::int32_t result = ps_seek_index_entry(writer, index); result != kPsOk) return result;
-    return write_whole(writer, entry) && writer.index->flush() ? kPsOk : kPsWriteFailed;
+void extend_stream(PsWriter& writer, PsiFrameEntry::View entry, std::uint32_t index) {
+    PsiStreamRecord::Bytes& stream = writer.streams[PsiFrameEntry::Slot::get(entry)];
+    PsiStreamRecord::LastEntry::put(stream, index);
+    PsiStreamRecord::LastDate::put(stream, PsiFrameEntry::Date::get(entry));
+    PsiStreamRecord::LastTime::put(stream, PsiFrameEntry::TimeOfDay::get(entry));
+    const std::uint8_t kind = PsiFrameEntry::Flags::get(entry) & kRecordingKindBits;
+    PsiStreamRecord::Kinds::put(stream, PsiStreamRecord::Kinds::get(stream) | kind);
 }
 
 void count_entry(PsWriter& writer, PsiFrameEntry::View entry) {
@@ -99,15 +107,6 @@ void count_entry(PsWriter& writer, PsiFrameEntry::View entry) {
     }
     PsiHeader::LastDate::put(writer.header, date);
     PsiHeader::LastTime::put(writer.header, time);
-}
-
-/// Keeps room for every span that may still be open, so that closing the writer never has to allocate.
-void close_span(PsWriter& writer, PsiSpan::Bytes& span) {
-    if (writer.closed_spans.capacity() - writer.closed_spans.size() <= kSlots) {
-        writer.closed_spans.reserve(2 * (writer.closed_spans.size() + kSlots));
-    }
-    writer.closed_spans.push_back(span);
-    span = {};
 }
 
 bool is_open(PsiSpan::View span) {
@@ -130,10 +129,16 @@ std::int32_t ps_index_packet(PsWriter& writer, PesHeader::MutableView header, st
     const std::uint32_t index = PsiHeader::Entries::get(writer.header);
     PsiFrameEntry::Bytes entry = entry_of(header, slot, packet_size);
     PsiFrameEntry::KeyDistance::put(entry, count_key_distance(writer, entry));
+    PsiFrameEntry::Position::put(
+        entry, static_cast<std::uint32_t>((writer.data_end - writer.data_start) / kPacketUnit));
     put_size22(PesHeader::PreviousSize::of(header), writer.previous_size);
 
-    if (const std::int32_t result = chain(writer, entry, index); result != kPsOk) return result;
-    if (const std::int32_t result = append_entry(writer, entry, index); result != kPsOk) return result;
+    if (index == kNoEntry || !begin_in_stream(writer, entry, index)) return kPsRefused;
+    const Written written = write_entry(writer, entry, index);
+    // The record follows what stands on disk: an entry that was linked but not written is its last one.
+    if (written.link) extend_stream(writer, entry, index);
+    if (!written.entry) return kPsWriteFailed;
+    writer.last_entries[slot] = entry;
     count_entry(writer, entry);
     writer.previous_size = packet_size;
     ps_track_span(writer, entry);
@@ -142,20 +147,10 @@ std::int32_t ps_index_packet(PsWriter& writer, PesHeader::MutableView header, st
 
 std::int32_t ps_write_index_header(PsWriter& writer) {
     if (!writer.open_flag) return kPsRefused;
-    if (!writer.index->seek(0)) return kPsSeekFailed;
-    if (!write_whole(writer, writer.header)) return kPsWriteFailed;
-    std::array<Byte, kSlots * PsiStreamRecord::size> table{};
-    for (std::size_t slot = 0; slot < kSlots; ++slot) {
-        std::ranges::copy(writer.streams[slot],
-                          table.begin() + static_cast<std::ptrdiff_t>(slot * PsiStreamRecord::size));
-    }
-    return write_whole(writer, table) && writer.index->flush() ? kPsOk : kPsWriteFailed;
-}
-
-std::int32_t ps_seek_index_entry(PsWriter& writer, std::uint32_t entry) {
-    const std::uint64_t target = kEntriesAt + std::uint64_t{PsiFrameEntry::size} * entry;
-    if (writer.index->position() == static_cast<std::int64_t>(target)) return kPsOk;
-    return writer.index->seek(target) ? kPsOk : kPsSeekFailed;
+    std::array<Byte, kEntriesAt> beginning{};
+    auto to = std::ranges::copy(writer.header, beginning.begin()).out;
+    for (const PsiStreamRecord::Bytes& stream : writer.streams) to = std::ranges::copy(stream, to).out;
+    return writer.index->write_at(0, beginning) == beginning.size() ? kPsOk : kPsWriteFailed;
 }
 
 void ps_track_span(PsWriter& writer, PsiFrameEntry::View entry) {
@@ -163,7 +158,8 @@ void ps_track_span(PsWriter& writer, PsiFrameEntry::View entry) {
     const std::uint8_t kind = PsiFrameEntry::Flags::get(entry) & kRecordingKindBits;
     PsiSpan::Bytes& span = writer.open_spans[slot];
     if (is_open(span) && breaks_span(span, entry, kind)) {
-        close_span(writer, span);
+        writer.closed_spans.add(span);
+        span = {};
     }
     const bool begins = !is_open(span);
     PsiSpan::Kind::put(span, PsiSpan::Kind::get(span) | kind);
@@ -175,9 +171,20 @@ void ps_track_span(PsWriter& writer, PsiFrameEntry::View entry) {
     PsiSpan::Slot::put(span, slot);
 }
 
-void ps_flush_spans(PsWriter& writer) {
-    for (PsiSpan::Bytes& span : writer.open_spans) {
-        if (is_open(span)) writer.closed_spans.push_back(span);
-        span = {};
+std::uint32_t ps_span_count(const PsWriter& writer) {
+    const auto open =
+        std::ranges::count_if(writer.open_spans, [](PsiSpan::View span) { return is_open(span); });
+    return static_cast<std::uint32_t>(writer.closed_spans.size() + static_cast<std::size_t>(open));
+}
+
+void ps_write_spans(PsWriter& writer) {
+    const std::uint64_t position = position_of(PsiHeader::Entries::get(writer.header));
+    if (!writer.closed_spans.write(*writer.index, position)) return;
+    std::array<Byte, kSlots * PsiSpan::size> open{};
+    auto end = open.begin();
+    for (const PsiSpan::Bytes& span : writer.open_spans) {
+        if (is_open(span)) end = std::ranges::copy(span, end).out;
     }
+    if (end == open.begin()) return;
+    (void)writer.index->write_at(position + writer.closed_spans.size() * PsiSpan::size, {open.begin(), end});
 }

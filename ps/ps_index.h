@@ -12,11 +12,13 @@
 /// Writes header and stream table as they stand in the writer.
 [[nodiscard]] std::int32_t ps_write_index_header(PsWriter& writer);
 
-/// Positions the index file at an entry, unless it is there already.
-[[nodiscard]] std::int32_t ps_seek_index_entry(PsWriter& writer, std::uint32_t entry);
-
 /// Adds a new entry to its slot's open span, closing that first where the run of packets breaks.
 void ps_track_span(PsWriter& writer, PsiFrameEntry::View entry);
 
-/// Closes every open span, in order of the slots.
-void ps_flush_spans(PsWriter& writer);
+/// How many spans the recording has: the closed ones, and the one still open in each slot.
+[[nodiscard]] std::uint32_t ps_span_count(const PsWriter& writer);
+
+/// Writes the spans behind the entries, the closed ones in the order they were closed, then the open ones in
+/// the order of the slots, until one fails: what cannot be written is left as far as it got. Allocates
+/// nothing.
+void ps_write_spans(PsWriter& writer);

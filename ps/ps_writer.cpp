@@ -9,16 +9,15 @@ using platform::Byte;
 
 namespace {
 
-constexpr std::size_t kLargestPiece = 65'536;  // bytes in one write
-
 /// Padding of every packet, shared by all writers.
 constexpr std::array<Byte, kPacketUnit> kPadding{};
 
 constexpr std::uint8_t kPresentationPrefix = 3;
 constexpr std::uint8_t kDecodingPrefix = 1;
 
-bool write_whole(PsWriter& writer, std::span<const Byte> bytes) {
-    return ps_write_all(writer, bytes) == static_cast<std::int64_t>(bytes.size());
+bool write_whole(PsWriter& writer, const platform::DataFile::Parts& parts) {
+    const std::size_t length = parts[0].size() + parts[1].size() + parts[2].size();
+    return ps_write_all(writer, parts) == static_cast<std::int64_t>(length);
 }
 
 /// At most as many characters as the field holds, zeros behind; a text that fills it is not terminated.
@@ -93,14 +92,13 @@ void fill_tables(PsWriter& writer, const PsProgramInfo& program, const PsStreamD
         writer.open_spans[slot] = {};
     }
     writer.closed_spans.clear();
-    writer.closed_spans.reserve(kSlots);
 }
 
 std::int32_t write_beginning(PsWriter& writer, const PsProgramInfo& program, const PsStreamDescs& streams) {
     if (const std::int32_t result = ps_write_index_header(writer); result != kPsOk) return result;
-    if (!write_whole(writer, kPackHeader)) return kPsWriteFailed;
-    if (!write_whole(writer, stream_map(program, streams))) return kPsWriteFailed;
+    if (!write_whole(writer, {kPackHeader, stream_map(program, streams)})) return kPsWriteFailed;
     writer.data_start = writer.data->position();
+    writer.data_end = writer.data_start;
     return writer.data_start < 0 ? kPsSeekFailed : kPsOk;
 }
 
@@ -136,19 +134,9 @@ PesHeader::Bytes pes_header(const PsWriter& writer, const PsFrame& frame, std::u
     return header;
 }
 
-/// Entry after entry until one fails: what cannot be written is left as far as it got.
-void write_spans(PsWriter& writer) {
-    if (writer.closed_spans.empty()) return;
-    PsiHeader::Spans::put(writer.header, static_cast<std::uint32_t>(writer.closed_spans.size()));
-    if (ps_seek_index_entry(writer, PsiHeader::Entries::get(writer.header)) != kPsOk) return;
-    for (const PsiSpan::Bytes& span : writer.closed_spans) {
-        if (writer.index->write(span) != span.size()) return;
-    }
-}
-
 void complete_index(PsWriter& writer) {
-    ps_flush_spans(writer);
-    write_spans(writer);
+    PsiHeader::Spans::put(writer.header, ps_span_count(writer));
+    ps_write_spans(writer);
     (void)ps_write_index_header(writer);  // there is nobody left to tell
 }
 
@@ -161,7 +149,6 @@ void ps_writer_init(PsWriter& writer) {
 
 void ps_writer_destroy(PsWriter& writer) {
     ps_close(writer);
-    writer.closed_spans = {};
 }
 
 std::int32_t ps_open(PsWriter& writer, const PsProgramInfo& program, const PsStreamDescs& streams) {
@@ -180,9 +167,8 @@ std::int32_t ps_write_frame(PsWriter& writer, const PsFrame& frame) {
     PesHeader::Bytes header = pes_header(writer, frame, packet_size, padding);
     if (const std::int32_t result = ps_index_packet(writer, header, packet_size); result != kPsOk)
         return result;
-    const bool written = write_whole(writer, header) && write_whole(writer, frame.payload) &&
-                         write_whole(writer, std::span(kPadding).first(padding));
-    return written ? kPsOk : kPsWriteFailed;
+    return write_whole(writer, {header, frame.payload, std::span(kPadding).first(padding)}) ? kPsOk
+                                                                                            : kPsWriteFailed;
 }
 
 void ps_close(PsWriter& writer) {
@@ -190,14 +176,8 @@ void ps_close(PsWriter& writer) {
     ps_writer_init(writer);
 }
 
-std::int64_t ps_write_all(PsWriter& writer, std::span<const Byte> bytes) {
-    std::int64_t total = 0;
-    while (!bytes.empty()) {
-        const auto piece = bytes.first(std::min(bytes.size(), kLargestPiece));
-        const std::int64_t written = writer.data->write(piece);
-        if (written > 0) total += written;
-        if (written != static_cast<std::int64_t>(piece.size())) return total > 0 ? total : written;
-        bytes = bytes.subspan(piece.size());
-    }
-    return total;
+std::int64_t ps_write_all(PsWriter& writer, const platform::DataFile::Parts& parts) {
+    const std::int64_t written = writer.data->append(parts);
+    if (written > 0) writer.data_end += written;
+    return written;
 }

@@ -9,18 +9,17 @@
 #include <memory>
 #include <span>
 #include <string>
-#include <vector>
 
 #include "platform/file.h"
 #include "ps/index_layout.h"
+#include "ps/span_list.h"
 #include "ps/stream_layout.h"
 
 /// Results of the ps_ functions.
 inline constexpr std::int32_t kPsOk = 0;
 inline constexpr std::int32_t kPsRefused = -1;      // not open, bad slot or size, broken chain, index full
 inline constexpr std::int32_t kPsNotOpened = -2;    // for callers: a file could not be opened
-inline constexpr std::int32_t kPsSeekFailed = -3;   // a seek or a position query
-inline constexpr std::int32_t kPsReadFailed = -4;   // an index entry could not be read back whole
+inline constexpr std::int32_t kPsSeekFailed = -3;   // a position query
 inline constexpr std::int32_t kPsWriteFailed = -5;  // a short or failed write to either file
 
 /// What the map says of the whole program. Copied, not interpreted.
@@ -62,19 +61,21 @@ struct PsFrame {
 /// The writer's context. Closed: no files, open_flag false. Open: both files set, open_flag set by the caller
 /// and ps_open returned 0; it stays open across failed writes too.
 struct PsWriter {
-    std::unique_ptr<platform::BufferedFile> index;
+    std::unique_ptr<platform::IndexFile> index;
     std::unique_ptr<platform::DataFile> data;
     std::int64_t data_start = 0;  // offset of the first packet
+    std::int64_t data_end = 0;    // where the next one goes; nobody else writes to the file
     bool open_flag = false;
 
     PsiHeader::Bytes header{};
     std::array<PsiStreamRecord::Bytes, kSlots> streams{};
+    std::array<PsiFrameEntry::Bytes, kSlots> last_entries{};  // each slot's last one, as it stands on disk
     std::array<std::uint16_t, kSlots> key_distance{};
     std::uint32_t previous_size = 0;  // of the packet before, kNoSize for none; set by ps_writer_init
     std::uint8_t program_code = 0;
     std::array<std::uint8_t, kSlots> id_of_slot{};
     std::array<PsiSpan::Bytes, kSlots> open_spans{};
-    std::vector<PsiSpan::Bytes> closed_spans;  // in the order they were closed
+    SpanList closed_spans;
 };
 
 /// Makes a fresh writer of it. Call it once, before anything else.
@@ -97,6 +98,6 @@ void ps_writer_destroy(PsWriter& writer);
 /// a new pair. Does nothing to a closed writer.
 void ps_close(PsWriter& writer);
 
-/// Writes in pieces of at most 64 KiB: the total written, or the failing write's result when that was the
-/// first.
-[[nodiscard]] std::int64_t ps_write_all(PsWriter& writer, std::span<const platform::Byte> bytes);
+/// Appends the parts to the data file in one write, which is not resumed: the count of bytes written, or -1
+/// for none.
+[[nodiscard]] std::int64_t ps_write_all(PsWriter& writer, const platform::DataFile::Parts& parts);

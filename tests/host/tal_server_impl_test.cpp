@@ -20,8 +20,8 @@ class ThrowingFiles final : public platform::FileSystem {
     std::unique_ptr<platform::DataFile> create_data(const std::string& path) override {
         return real_.create_data(path);
     }
-    std::unique_ptr<platform::BufferedFile> create_buffered(const std::string& path) override {
-        return real_.create_buffered(path);
+    std::unique_ptr<platform::IndexFile> create_index(const std::string& path) override {
+        return real_.create_index(path);
     }
     bool remove_file(const std::string& path) override { return real_.remove_file(path); }
     boost::system::error_code make_directory(const std::string& path, Existing enough) override {

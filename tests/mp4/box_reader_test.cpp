@@ -103,3 +103,23 @@ TEST(BoxReaderTest, FileThatBreaksOffBeforeItsSizeFailsThere) {
         EXPECT_FALSE(in.ok());
     }
 }
+
+TEST(BoxReaderTest, PeekedBytesStandInTheWindowAndAreReadAgainOnceGivenAway) {
+    MemoryInput file(kContent);
+    BoxReader in(&file);
+    const auto content = platform::bytes_of(std::string_view(kContent));
+    std::size_t at = 0;
+    for (std::size_t length = 1; at + length <= kContent.size(); length = length * 7 % 300'007) {
+        const std::span<platform::Byte> bytes = in.peek(length);
+        ASSERT_TRUE(std::ranges::equal(bytes, content.subspan(at, length))) << "at " << at;
+        const std::size_t given_away = (length + 1) / 2;
+        std::ranges::fill(bytes.first(given_away), platform::Byte{0});
+        in.consume(given_away);
+        at += given_away;
+        in.seek(at - 1);
+        ASSERT_EQ(take(in, 1), kContent.substr(at - 1, 1)) << "at " << at;
+    }
+    in.seek(kContent.size() - 2);
+    EXPECT_EQ(in.peek(3).size(), 2U);
+    EXPECT_FALSE(in.ok());
+}

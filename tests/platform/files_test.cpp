@@ -100,40 +100,32 @@ TEST_F(FilesTest, PathsAreBytesAlsoWhenTheyAreNoText) {
     }
 }
 
-TEST_F(FilesTest, DataFileIsTruncatedWrittenAndAskedForItsEnd) {
+TEST_F(FilesTest, DataFileIsTruncatedAndAppendedTo) {
     write_file(directory / "a.ps", "something longer than what follows");
     const auto file = files.create_data(directory / "a.ps");
     EXPECT_EQ(file->position(), 0);
-    EXPECT_EQ(file->write(bytes("first")), 5);
-    EXPECT_EQ(file->position(), 5);
-    EXPECT_EQ(file->seek_end(), 5);
-    EXPECT_EQ(file->write(bytes(", second")), 8);
+    EXPECT_EQ(file->append({bytes("first"), {}, bytes(", ")}), 7);
+    EXPECT_EQ(file->position(), 7);
+    EXPECT_EQ(file->append({bytes("se"), bytes("co"), bytes("nd")}), 6);
+    EXPECT_EQ(file->append({}), 0);
     EXPECT_EQ(read_file(directory / "a.ps"), "first, second");
     (void)files.create_data(directory / "new.ps");
     EXPECT_EQ(mode_of(directory / "new.ps"), 0644U);
     EXPECT_EQ(files.create_data(directory / "no folder/x"), nullptr);
-    EXPECT_EQ(files.create_data("/dev/full")->write(bytes("x")), -1);
+    EXPECT_EQ(files.create_data("/dev/full")->append({bytes("x")}), -1);
 }
 
-TEST_F(FilesTest, BufferedFileHasOnePositionForReadingAndWriting) {
-    const auto file = files.create_buffered(directory / "a.psi");
-    EXPECT_EQ(mode_of(directory / "a.psi"), 0666U);
-    EXPECT_EQ(file->write(bytes("0123456789")), 10U);
-    EXPECT_TRUE(file->seek(2));
-    std::string part(3, '\0');
-    EXPECT_EQ(file->read(platform::bytes_of(part)), 3U);
-    EXPECT_EQ(part, "234");
-    EXPECT_EQ(file->write(bytes("xy")), 2U);
-    EXPECT_EQ(file->position(), 7);
-    EXPECT_TRUE(file->flush());
-    EXPECT_EQ(read_file(directory / "a.psi"), "01234xy789");
-    EXPECT_TRUE(file->seek(12));
-    EXPECT_EQ(file->read(platform::bytes_of(part)), 0U);
-    EXPECT_EQ(file->write(bytes("!")), 1U);
+TEST_F(FilesTest, IndexFileIsTruncatedAndWrittenAnywhere) {
+    write_file(directory / "a.psi", "something longer than what follows");
+    const auto file = files.create_index(directory / "a.psi");
+    EXPECT_EQ(file->write_at(0, bytes("0123456789")), 10U);
+    EXPECT_EQ(file->write_at(5, bytes("xy")), 2U);
+    EXPECT_EQ(file->write_at(12, bytes("!")), 1U);
     EXPECT_EQ(read_file(directory / "a.psi"), "01234xy789" + zeros(2) + "!");
-    EXPECT_EQ(files.create_buffered(directory / "a.psi")->read(platform::bytes_of(part)), 0U);  // truncated
-    EXPECT_EQ(files.create_buffered(directory.path()), nullptr);
-    EXPECT_EQ(files.create_buffered("/dev/full")->write(bytes("x")), 0U);
+    (void)files.create_index(directory / "new.psi");
+    EXPECT_EQ(mode_of(directory / "new.psi"), 0666U);
+    EXPECT_EQ(files.create_index(directory.path()), nullptr);
+    EXPECT_EQ(files.create_index("/dev/full")->write_at(0, bytes("x")), 0U);
 }
 
 TEST_F(FilesTest, FileWithoutPermissionIsNotOpenedAndStays) {

@@ -35,7 +35,7 @@ class PsWriterTest : public testing::Test {
 
     std::int32_t open(const PsStreamDescs& streams = usual_streams(), const PsProgramInfo& program = {}) {
         writer.data = files.create_data("a.ps");
-        writer.index = files.create_buffered("a.psi");
+        writer.index = files.create_index("a.psi");
         writer.open_flag = true;
         return ps_open(writer, program, streams);
     }

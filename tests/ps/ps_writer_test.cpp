@@ -1,27 +1,5 @@
 #include "tests/ps/ps_test.h"
 
-namespace {
-
-/// A data file that takes so many bytes in one call and notes what it was offered.
-class PieceCounter final : public platform::DataFile {
-  public:
-    explicit PieceCounter(std::vector<std::int64_t> answers) : answers_(std::move(answers)) {}
-    std::int64_t write(std::span<const platform::Byte> bytes) override {
-        pieces.push_back(bytes.size());
-        if (pieces.size() <= answers_.size()) return answers_[pieces.size() - 1];
-        return static_cast<std::int64_t>(bytes.size());
-    }
-    std::int64_t position() override { return 0; }
-    std::int64_t seek_end() override { return 0; }
-
-    std::vector<std::size_t> pieces;
-
-  private:
-    std::vector<std::int64_t> answers_;
-};
-
-}  // namespace
-
 TEST_F(PsWriterTest, PacketsArePaddedAndKnowTheSizeOfTheOneBeforeWhateverItsSlot) {
     const std::size_t lengths[] = {0, 1, 31, 32, 33};
     const char* headers[] = {"FF FF FF C0", "80 08 20 DF", "80 08 40 C1", "80 08 40 C0", "80 08 40 DF"};
@@ -128,25 +106,4 @@ TEST_F(PsWriterTest, ClosedWriterRefusesAndStartsFreshWithTheNextPair) {
     ps_writer_destroy(writer);
     EXPECT_EQ(data(), first_data);
     EXPECT_EQ(index(), first_index);
-}
-
-TEST_F(PsWriterTest, WritesGoOutInPiecesOf64KiBAndStopAtAShortOne) {
-    const std::string bytes(150'000, 'x');
-    const struct {
-        std::vector<std::int64_t> answers;
-        std::int64_t result;
-        std::vector<std::size_t> pieces;
-    } cases[] = {{{}, 150'000, {65'536, 65'536, 18'928}},
-                 {{65'536, 100}, 65'636, {65'536, 65'536}},
-                 {{65'536, -1}, 65'536, {65'536, 65'536}},
-                 {{-1}, -1, {65'536}},
-                 {{0}, 0, {65'536}}};
-    for (const auto& row : cases) {
-        auto file = std::make_unique<PieceCounter>(row.answers);
-        const PieceCounter& counter = *file;
-        writer.data = std::move(file);
-        EXPECT_EQ(ps_write_all(writer, platform::bytes_of(std::string_view(bytes))), row.result);
-        EXPECT_EQ(ps_write_all(writer, {}), 0);
-        EXPECT_EQ(counter.pieces, row.pieces);
-    }
 }

@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <new>
 #include <utility>
+#include <vector>
 
 using platform::Byte;
 
 namespace {
 
-/// What both kinds of output file are: a shared content and a position in it.
+/// What both kinds of output file are: a shared content.
 class Output {
   public:
     Output(std::string name, std::shared_ptr<std::string> content, OutputFaults& faults)
@@ -25,40 +26,17 @@ class Output {
         return true;
     }
 
-    std::size_t write(std::span<const Byte> bytes) {
-        const std::size_t count = after_fault("write", bytes.size());
+    std::size_t write(std::size_t position, std::span<const Byte> bytes) {
+        const std::size_t count = !fails("write") ? bytes.size() : faults_.partly ? bytes.size() / 2 : 0;
         content_->resize(std::max(content_->size(), position + count));
-        std::ranges::copy(bytes.first(count), &bytes_()[position]);
-        position += count;
+        const std::string_view text(reinterpret_cast<const char*>(bytes.data()), count);
+        content_->replace(position, count, text);
         return count;
     }
 
-    std::size_t read(std::span<Byte> to) {
-        const std::size_t left = content_->size() - std::min(position, content_->size());
-        const std::size_t count = after_fault("read", std::min(to.size(), left));
-        std::copy_n(&bytes_()[position], count, to.begin());
-        position += count;
-        return count;
-    }
-
-    std::int64_t seek(std::size_t to) {
-        if (fails("seek")) return -1;
-        position = to;
-        return static_cast<std::int64_t>(to);
-    }
-
-    std::int64_t tell() { return fails("position") ? -1 : static_cast<std::int64_t>(position); }
     [[nodiscard]] std::size_t size() const { return content_->size(); }
 
-    std::size_t position = 0;
-
   private:
-    Byte* bytes_() { return reinterpret_cast<Byte*>(content_->data()); }
-    std::size_t after_fault(const std::string& call, std::size_t count) {
-        if (!fails(call)) return count;
-        return faults_.partly ? count / 2 : 0;
-    }
-
     std::string name_;
     std::shared_ptr<std::string> content_;
     OutputFaults& faults_;
@@ -68,36 +46,30 @@ class MemoryData final : public platform::DataFile {
   public:
     MemoryData(std::shared_ptr<std::string> content, OutputFaults& faults)
         : file_("data", std::move(content), faults) {}
-    std::int64_t write(std::span<const Byte> bytes) override {
-        const std::size_t count = file_.write(bytes);
-        return count == 0 && !bytes.empty() ? -1 : static_cast<std::int64_t>(count);
+    std::int64_t append(const Parts& parts) override {
+        std::vector<Byte> all;
+        for (const auto part : parts) all.insert(all.end(), part.begin(), part.end());
+        const std::size_t count = file_.write(file_.size(), all);
+        return count == 0 && !all.empty() ? -1 : static_cast<std::int64_t>(count);
     }
-    std::int64_t position() override { return file_.tell(); }
-    std::int64_t seek_end() override { return file_.seek(file_.size()); }
+    std::int64_t position() override {
+        return file_.fails("position") ? -1 : static_cast<std::int64_t>(file_.size());
+    }
 
   private:
     Output file_;
 };
 
-class MemoryIndex final : public platform::BufferedFile {
+class MemoryIndex final : public platform::IndexFile {
   public:
     MemoryIndex(std::shared_ptr<std::string> content, OutputFaults& faults)
-        : file_("index", std::move(content), faults), faults_(faults) {}
-    std::size_t read(std::span<Byte> to) override { return file_.read(to); }
-    std::size_t write(std::span<const Byte> bytes) override {
-        faults_.most_unflushed = std::max(faults_.most_unflushed, ++faults_.unflushed);
-        return file_.write(bytes);
-    }
-    bool seek(std::uint64_t position) override { return file_.seek(position) >= 0; }
-    [[nodiscard]] std::int64_t position() override { return file_.tell(); }
-    bool flush() override {
-        faults_.unflushed = 0;
-        return !file_.fails("flush");
+        : file_("index", std::move(content), faults) {}
+    std::size_t write_at(std::uint64_t position, std::span<const Byte> bytes) override {
+        return file_.write(position, bytes);
     }
 
   private:
     Output file_;
-    OutputFaults& faults_;
 };
 
 std::string parent_of(const std::string& path) {
@@ -142,7 +114,7 @@ std::unique_ptr<platform::DataFile> MemoryFiles::create_data(const std::string& 
     return content == nullptr ? nullptr : std::make_unique<MemoryData>(std::move(content), output);
 }
 
-std::unique_ptr<platform::BufferedFile> MemoryFiles::create_buffered(const std::string& path) {
+std::unique_ptr<platform::IndexFile> MemoryFiles::create_index(const std::string& path) {
     auto content = create(path);
     return content == nullptr ? nullptr : std::make_unique<MemoryIndex>(std::move(content), output);
 }

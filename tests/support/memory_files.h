@@ -34,12 +34,10 @@ class MemoryInput final : public platform::InputFile {
 /// What goes wrong with the files that are being written. Counts every call to any of them.
 struct OutputFaults {
     std::uint64_t fail_at = kNever;  // the call that fails, from 1
-    bool partly = false;             // it reads or writes half of what it should instead of nothing
+    bool partly = false;             // it writes half of what it should instead of nothing
     std::uint64_t calls = 0;
-    std::string failed = {};  // which call that was: "data write", "index seek" and so on
+    std::string failed = {};  // which call that was: "data write", "data position", "index write"
     int open_files = 0;
-    int unflushed = 0;  // writes to an index since its last flush, now and at most
-    int most_unflushed = 0;
 };
 
 class MemoryFiles final : public platform::FileSystem {
@@ -60,7 +58,7 @@ class MemoryFiles final : public platform::FileSystem {
 
     [[nodiscard]] std::unique_ptr<platform::InputFile> open_input(const std::string& path) override;
     [[nodiscard]] std::unique_ptr<platform::DataFile> create_data(const std::string& path) override;
-    [[nodiscard]] std::unique_ptr<platform::BufferedFile> create_buffered(const std::string& path) override;
+    [[nodiscard]] std::unique_ptr<platform::IndexFile> create_index(const std::string& path) override;
     bool remove_file(const std::string& path) override;
     [[nodiscard]] boost::system::error_code make_directory(const std::string& path, Existing enough) override;
     [[nodiscard]] std::optional<std::string> read_whole(const std::string& path) override;

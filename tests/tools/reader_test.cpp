@@ -36,7 +36,7 @@ class ReaderTest : public testing::Test {
         PsWriter writer;
         ps_writer_init(writer);
         writer.data = files_.create_data(kData);
-        writer.index = files_.create_buffered(kIndex);
+        writer.index = files_.create_index(kIndex);
         writer.open_flag = true;
         EXPECT_EQ(ps_open(writer, {}, streams), kPsOk);
         index_at_opening_ = files_.at(kIndex);
