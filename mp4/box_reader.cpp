@@ -15,11 +15,8 @@ constexpr std::size_t kLargestFill = 262'144;
 void BoxReader::read(std::span<Byte> to) {
     std::size_t done = 0;
     while (ok_ && done < to.size()) {
-        const auto rest = to.subspan(done);
-        std::size_t got = take_from_window(rest);
-        // A read longer than a whole window would only be copied through it.
-        if (got == 0)
-            got = rest.size() >= kLargestFill ? take_from_file(rest) : (refill(1, 1), take_from_window(rest));
+        if (in_window() == 0) refill(1, 1);
+        const std::size_t got = take_from_window(to.subspan(done));
         if (got == 0) ok_ = false;
         done += got;
     }
@@ -59,13 +56,6 @@ std::size_t BoxReader::take_from_window(std::span<Byte> to) {
     std::copy_n(window_.get() + (position_ - window_at_), count, to.begin());
     position_ += count;
     return count;
-}
-
-std::size_t BoxReader::take_from_file(std::span<Byte> to) {
-    const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(to.size(), left()));
-    const std::size_t got = wanted == 0 ? 0 : file_->read_at(position_, to.first(wanted));
-    position_ += got;
-    return got;
 }
 
 /// Brings count bytes from the position on into the window, and more while reading is sequential. What the

@@ -60,7 +60,6 @@ class BoxReader {
 
     [[nodiscard]] std::size_t in_window() const noexcept;
     std::size_t take_from_window(std::span<platform::Byte> to);
-    std::size_t take_from_file(std::span<platform::Byte> to);
     void refill(std::size_t count, std::size_t limit);
     void make_room(std::size_t kept, std::size_t size, std::size_t limit);
 
