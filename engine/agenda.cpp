@@ -1,17 +1,21 @@
 #include "engine/agenda.h"
 
+#include <utility>
+
 namespace norvane {
 
 void Agenda::connect(const DeviceKey& device) {
+    std::set<Place> begins;
+    if (const auto operation = find(device)) begins.insert(*operation);
     connected_.append(device);
-    refresh(device);
+    startable_.merge(begins);
 }
 
 bool Agenda::disconnect(const DeviceKey& device) {
     const auto entry = connected_.first<Itself>(device);
     if (!entry) return false;
     connected_.remove(*entry);
-    refresh(device);
+    if (const auto ends = find(device); ends && !is_connected(device)) startable_.erase(*ends);
     return true;
 }
 
@@ -21,15 +25,24 @@ std::vector<DeviceKey> Agenda::connected_devices() const {
     return devices;
 }
 
-void Agenda::append(const Operation& operation) {
-    operations_.append(operation);
-    refresh(operation.device);
+Agenda::Place Agenda::append(const Operation& operation) {
+    std::set<Place> begins;
+    if (is_connected(operation.device) && !find(operation.device)) begins.insert(operations_.next_place());
+    const Place place = operations_.append(operation);
+    startable_.merge(begins);
+    return place;
 }
 
+/// The device's next operation takes over the place among the startable ones, and with it the memory for it.
 void Agenda::remove(Place place) {
     const DeviceKey device = operations_.at(place).device;
+    auto startable = startable_.extract(place);
     operations_.remove(place);
-    refresh(device);
+    if (startable.empty()) return;
+    if (const auto next = find(device)) {
+        startable.value() = *next;
+        startable_.insert(std::move(startable));
+    }
 }
 
 std::optional<Agenda::Place> Agenda::first_startable() const {
@@ -41,18 +54,6 @@ std::vector<Operation> Agenda::operations() const {
     std::vector<Operation> all;
     for (const auto& [place, operation] : operations_) all.push_back(operation);
     return all;
-}
-
-/// Called after every change that concerns the device: what of it can start is worked out anew.
-void Agenda::refresh(const DeviceKey& device) {
-    if (const auto before = startable_of_.find(device); before != startable_of_.end()) {
-        startable_.erase(before->second);
-        startable_of_.erase(before);
-    }
-    const auto operation = find(device);
-    if (!operation || !connected_.first<Itself>(device)) return;
-    startable_.insert(*operation);
-    startable_of_.emplace(device, *operation);
 }
 
 }  // namespace norvane

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <optional>
 #include <set>
 #include <vector>
@@ -12,6 +11,8 @@ namespace norvane {
 
 /// The operations still to be done, in the order they were created, and the connected devices that they wait
 /// for. Both stand together because of the one question that joins them: which operation can start?
+///
+/// Only what adds something needs memory. Where there is none it throws and has changed nothing.
 class Agenda {
     struct ByGuid {
         Guid operator()(const Operation& operation) const { return operation.guid; }
@@ -39,7 +40,7 @@ class Agenda {
     /// agenda.
     [[nodiscard]] const Operation& current() const { return operations_.front(); }
 
-    void append(const Operation& operation);
+    Place append(const Operation& operation);
     void remove(Place place);
     /// Device and GUID of what it returns must not be changed.
     [[nodiscard]] Operation& at(Place place) { return operations_.at(place); }
@@ -56,12 +57,13 @@ class Agenda {
     [[nodiscard]] std::vector<Operation> operations() const;
 
   private:
-    void refresh(const DeviceKey& device);
+    [[nodiscard]] bool is_connected(const DeviceKey& device) const {
+        return connected_.first<Itself>(device).has_value();
+    }
 
     Operations operations_;
     Sequence<DeviceKey, Itself> connected_;
-    // The first operation of every connected device that has one, by device and in order.
-    std::map<DeviceKey, Place> startable_of_;
+    // The first operation of every connected device that has one.
     std::set<Place> startable_;
 };
 

@@ -16,7 +16,10 @@ namespace norvane {
 /// one with ten.
 ///
 /// Each By is a stateless functor from an entry to an ordered key. The key of an entry must not change while
-/// it stands here; what is no part of a key may.
+/// it stands here; what is no part of a key may. Comparing keys and moving entries must not throw.
+///
+/// Only append needs memory. Where there is none it throws and has changed nothing: an entry stands here with
+/// all its indexes or not at all.
 template <typename Entry, typename... By>
 class Sequence {
   public:
@@ -32,11 +35,15 @@ class Sequence {
     [[nodiscard]] Entry& at(Place place) { return entries_.at(place); }
     [[nodiscard]] const Entry& front() const { return entries_.begin()->second; }
 
+    /// The place that the next appended entry will have.
+    [[nodiscard]] Place next_place() const noexcept { return next_; }
+
     Place append(Entry entry) {
-        const Place place = next_++;
-        const Entry& stored = entries_.emplace(place, std::move(entry)).first->second;
-        (index<By>().emplace(By{}(stored), place), ...);
-        return place;
+        std::tuple<Index<By>...> made;  // all that needs memory is made before anything is changed
+        (std::get<Index<By>>(made).places.emplace(By{}(entry), next_), ...);
+        entries_.emplace_hint(entries_.end(), next_, std::move(entry));
+        (index<By>().merge(std::get<Index<By>>(made).places), ...);
+        return next_++;
     }
 
     void remove(Place place) {
