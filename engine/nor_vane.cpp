@@ -1,6 +1,7 @@
 #include "engine/nor_vane.h"
 
 #include <exception>
+#include <new>
 #include <vector>
 
 #include "engine/log_lines.h"
@@ -27,6 +28,8 @@ CNorVane::CNorVane(ITalServer& server, IPersistentStore& store, const platform::
     server_.LogInfo(log_lines::kLoading);
     try {
         load_state();
+    } catch (const std::bad_alloc&) {
+        throw;  // no fault of the file's: an engine without its lists would save over them at its end
     } catch (const std::exception& error) {
         log_error(log_lines::load_failed(error.what()));
     }
@@ -35,6 +38,9 @@ CNorVane::CNorVane(ITalServer& server, IPersistentStore& store, const platform::
 CNorVane::~CNorVane() {
     try {
         server_.LogInfo(log_lines::kUnloading);
+    } catch (...) {  // a line that cannot be sent must not cost the state
+    }
+    try {
         save_state();
     } catch (...) {  // only memory can be short here, and then there is nobody left to tell
     }
@@ -101,10 +107,20 @@ void CNorVane::channel_returned(Sequence<DisconnectRecord, ByChannel>::Place los
                               .start_time = record.time,
                               .end_time = time};
     log_info(log_lines::creating(operation));
-    agenda_.append(operation);
+    take_up(operation);
     disconnects_.remove(lost);
-    agenda_.connect(operation.device);
     if (idle_) StartNextOperation();
+}
+
+/// Appends the operation and connects its device: both or, where memory is short, neither.
+void CNorVane::take_up(const Operation& operation) {
+    const Place place = agenda_.append(operation);
+    try {
+        agenda_.connect(operation.device);
+    } catch (...) {
+        agenda_.remove(place);
+        throw;
+    }
 }
 
 /// The operation that was under way stays where it is; the channel's return will find it in front of its own.
@@ -116,8 +132,8 @@ void CNorVane::channel_lost(const ChannelKey& channel, Ticks time) {
         is_current = operation.guid == agenda_.current().guid;
         log_info(log_lines::disconnect_during(operation, is_current));
     }
+    disconnects_.append({time - kLossMargin, channel});  // first: only this can fail
     agenda_.disconnect(channel.device());
-    disconnects_.append({time - kLossMargin, channel});
     if (is_current) StartNextOperation();
 }
 

@@ -48,6 +48,7 @@ class CNorVane final : public IEventSink {
     void load_state();
     void save_state();
     void channel_returned(Sequence<DisconnectRecord, ByChannel>::Place lost, Ticks time);
+    void take_up(const Operation& operation);
     void channel_lost(const ChannelKey& channel, Ticks time);
 
     void StartNextOperation();

@@ -24,11 +24,9 @@ void count_attempt(Operation& operation) {
 /// already.
 void CNorVane::StartNextOperation() {
     if (agenda_.empty()) return;
+    idle_ = true;  // until the request is out: one that fails must not keep the others waiting for ever
     const auto next = agenda_.first_startable();
-    if (!next) {
-        idle_ = true;
-        return;
-    }
+    if (!next) return;
     Operation& operation = agenda_.at(*next);
     log_info(log_lines::requesting_storage_info(operation));
     server_.RequestStorageInfo(operation.guid, operation.device.devices_id, operation.device.number,
