@@ -90,7 +90,8 @@ class FileSystem {
     [[nodiscard]] virtual boost::system::error_code make_directory(const std::string& path,
                                                                    Existing enough) = 0;
 
-    /// The whole regular file at the path, nothing when it cannot be read.
+    /// The whole regular file at the path, nothing when it cannot be read or has more than 256 MiB: memory
+    /// is not filled from a file that somebody left here in the state file's stead.
     [[nodiscard]] virtual std::optional<std::string> read_whole(const std::string& path) = 0;
 
     /// Replaces the file at the path, so that at every moment either the old content or the new one stands

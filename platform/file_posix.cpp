@@ -24,9 +24,9 @@ class PosixInput final : public InputFile {
         std::size_t done = 0;
         while (done < to.size()) {
             const auto left = to.subspan(done);
+            const auto at = static_cast<::off_t>(position + done);
             const ::ssize_t got =
-                ::pread(file_.descriptor(), left.data(), left.size(), static_cast<::off_t>(position + done));
-            if (got < 0 && errno == EINTR) continue;
+                uninterrupted([&] { return ::pread(file_.descriptor(), left.data(), left.size(), at); });
             if (got <= 0) break;
             done += static_cast<std::size_t>(got);
         }
@@ -48,14 +48,13 @@ class PosixData final : public DataFile {
 
     std::int64_t append(const Parts& parts) override {
         const std::array vectors = {vector_of(parts[0]), vector_of(parts[1]), vector_of(parts[2])};
-        ::ssize_t put = 0;
-        do {
-            put = ::writev(file_.descriptor(), vectors.data(), static_cast<int>(vectors.size()));
-        } while (put < 0 && errno == EINTR);
-        return put;
+        return uninterrupted(
+            [&] { return ::writev(file_.descriptor(), vectors.data(), static_cast<int>(vectors.size())); });
     }
 
-    std::int64_t position() override { return ::lseek(file_.descriptor(), 0, SEEK_CUR); }
+    std::int64_t position() override {
+        return uninterrupted([&] { return ::lseek(file_.descriptor(), 0, SEEK_CUR); });
+    }
 
   private:
     PosixFile file_;
@@ -66,10 +65,9 @@ class PosixIndex final : public IndexFile {
     explicit PosixIndex(PosixFile file) : file_(std::move(file)) {}
 
     std::size_t write_at(std::uint64_t position, std::span<const Byte> bytes) override {
-        ::ssize_t put = 0;
-        do {
-            put = ::pwrite(file_.descriptor(), bytes.data(), bytes.size(), static_cast<::off_t>(position));
-        } while (put < 0 && errno == EINTR);
+        const ::ssize_t put = uninterrupted([&] {
+            return ::pwrite(file_.descriptor(), bytes.data(), bytes.size(), static_cast<::off_t>(position));
+        });
         return put < 0 ? 0 : static_cast<std::size_t>(put);
     }
 
@@ -79,7 +77,7 @@ class PosixIndex final : public IndexFile {
 
 bool is_regular(const std::string& path) {
     struct ::stat status {};
-    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    return uninterrupted([&] { return ::stat(path.c_str(), &status); }) == 0 && S_ISREG(status.st_mode);
 }
 
 class PosixFileSystem final : public CommonFileSystem {
@@ -90,7 +88,8 @@ class PosixFileSystem final : public CommonFileSystem {
         // again.
         PosixFile file = PosixFile::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
         struct ::stat status {};
-        if (!file || ::fstat(file.descriptor(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+        const bool known = file && uninterrupted([&] { return ::fstat(file.descriptor(), &status); }) == 0;
+        if (!known || !S_ISREG(status.st_mode)) return nullptr;
         return std::make_unique<PosixInput>(std::move(file), static_cast<std::uint64_t>(status.st_size));
     }
 
@@ -105,7 +104,7 @@ class PosixFileSystem final : public CommonFileSystem {
     }
 
     bool remove_file(const std::string& path) override {
-        return is_regular(path) && ::unlink(path.c_str()) == 0;
+        return is_regular(path) && uninterrupted([&] { return ::unlink(path.c_str()); }) == 0;
     }
 
     bool replace_whole(const std::string& path, std::string_view content) override {

@@ -37,6 +37,7 @@ fs::path behind_links(fs::path path) {
     for (int links = 0; links < kLinksAtMost; ++links) {
         boost::system::error_code error;
         const fs::path target = fs::read_symlink(path, error);
+        if (error == boost::system::errc::interrupted) continue;
         if (error) break;
         path = target.is_absolute() ? target : path.parent_path() / target;
     }
@@ -70,7 +71,8 @@ struct Existing {
 /// Nothing when the path cannot be examined (a loop of links, a directory that may not be searched).
 std::optional<Existing> examine(const std::string& path) {
     struct ::stat status {};
-    if (::stat(path.c_str(), &status) != 0) return errno == ENOENT ? std::optional(Existing{}) : std::nullopt;
+    if (uninterrupted([&] { return ::stat(path.c_str(), &status); }) != 0)
+        return errno == ENOENT ? std::optional(Existing{}) : std::nullopt;
     Existing existing{.found = true, .regular = S_ISREG(status.st_mode), .mode = status.st_mode & 07777U};
     if (existing.regular) existing.writable = static_cast<bool>(PosixFile::open(path, O_WRONLY | O_NONBLOCK));
     return existing;
@@ -78,15 +80,17 @@ std::optional<Existing> examine(const std::string& path) {
 
 /// A fresh file; a remainder of a save that was cut short is removed first. Empty on failure with errno set.
 PosixFile create_beside(const std::string& path) {
-    const int remove_error = ::unlink(path.c_str()) == 0 ? 0 : errno;
+    const int remove_error = uninterrupted([&] { return ::unlink(path.c_str()); }) == 0 ? 0 : errno;
     PosixFile file = PosixFile::open(path, O_WRONLY | O_CREAT | O_EXCL, kNewFileMode);
     if (!file && errno == EEXIST) errno = remove_error;
     return file;
 }
 
 bool fill(PosixFile& file, const Existing& old, std::string_view content) {
-    if (old.found && ::fchmod(file.descriptor(), old.mode) != 0) return false;
-    return write_all(file, content) && ::fsync(file.descriptor()) == 0 && file.close();
+    const auto keep_mode = [&] { return ::fchmod(file.descriptor(), old.mode); };
+    if (old.found && uninterrupted(keep_mode) != 0) return false;
+    const auto flush = [&] { return ::fsync(file.descriptor()); };
+    return write_all(file, content) && uninterrupted(flush) == 0 && file.close();
 }
 
 }  // namespace
@@ -106,9 +110,10 @@ bool replace_file(const std::string& path, std::string_view content) {
         const bool forbidden = errno == EACCES || errno == EPERM || errno == EROFS;
         return forbidden && write_in_place(target, content);
     }
-    if (fill(file, *old, content) && std::rename(beside.c_str(), target.c_str()) == 0) return true;
+    const auto put_in_place = [&] { return std::rename(beside.c_str(), target.c_str()); };
+    if (fill(file, *old, content) && uninterrupted(put_in_place) == 0) return true;
     file.close();
-    ::unlink(beside.c_str());
+    uninterrupted([&] { return ::unlink(beside.c_str()); });
     return false;
 }
 

@@ -17,24 +17,17 @@ PosixFile& PosixFile::operator=(PosixFile&& other) noexcept {
 }
 
 PosixFile PosixFile::open(const std::string& path, int flags, ::mode_t mode) {
-    int descriptor = -1;
-    do {
-        descriptor = ::open(path.c_str(), flags | O_CLOEXEC, mode);
-    } while (descriptor < 0 && errno == EINTR);
-    return PosixFile(descriptor);
+    return PosixFile(uninterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC, mode); }));
 }
 
 std::int64_t PosixFile::write_once(std::span<const Byte> bytes) const noexcept {
-    ::ssize_t put = 0;
-    do {
-        put = ::write(descriptor_, bytes.data(), bytes.size());
-    } while (put < 0 && errno == EINTR);
-    return put;
+    return uninterrupted([&] { return ::write(descriptor_, bytes.data(), bytes.size()); });
 }
 
 bool PosixFile::close() noexcept {
     const int descriptor = release();
-    return descriptor < 0 || ::close(descriptor) == 0;
+    // Not again when a signal interrupts: the descriptor is gone by then, and may be somebody else's.
+    return descriptor < 0 || ::close(descriptor) == 0 || errno == EINTR;
 }
 
 int PosixFile::release() noexcept {

@@ -3,6 +3,8 @@
 // A file descriptor with an owner. Included by the _posix files only.
 
 #include <sys/types.h>
+
+#include <cerrno>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -10,6 +12,14 @@
 #include "platform/bytes.h"
 
 namespace platform {
+
+/// Makes a system call again as long as a signal interrupts it, which on some file systems any call can be.
+template <typename Call>
+auto uninterrupted(Call call) noexcept {
+    auto result = call();
+    while (result == -1 && errno == EINTR) result = call();
+    return result;
+}
 
 class PosixFile {
   public:
