@@ -1,5 +1,3 @@
-#include <set>
-
 #include "tests/convert/convert_test.h"
 
 namespace {
@@ -13,34 +11,6 @@ std::string small_clip() {
 }
 
 }  // namespace
-
-TEST_F(ConvertTest, EveryFailingCallOnTheOutputEndsWithTheLineOfItsStage) {
-    const std::string clip = small_clip();
-    std::set<std::string> endings;
-    for (const bool partly : {false, true}) {
-        for (std::uint64_t n = 1;; ++n) {
-            files.output = {.fail_at = n, .partly = partly};
-            const std::int32_t result = convert(clip);
-            const bool opened = story.find("25 Opened") != std::string::npos;
-            const bool failed = story.find("75 ") != std::string::npos;
-            const std::string line =
-                opened ? "75 Error occured while writing frame to ps file - " + kRecording + ".\n"
-                       : "75 Error opening ps file - " + kRecording + " for write\n.\n";
-            EXPECT_EQ(result, failed ? norvane::kNotConverted : norvane::kConverted) << n;
-            if (failed) {
-                EXPECT_NE(story.find(line), std::string::npos) << story;
-                endings.insert(line.substr(0, 20));
-            }
-            EXPECT_FALSE(files.has("clip.mp4"));
-            EXPECT_EQ(files.output.open_files, 0);
-            if (opened && failed) {
-                EXPECT_EQ(recording().fault(true), "") << n;
-            }
-            if (files.output.failed.empty()) break;
-        }
-    }
-    EXPECT_EQ(endings.size(), 2U);
-}
 
 TEST_F(ConvertTest, ClipCutAnywhereGivesItsWholeFramesOrNone) {
     ASSERT_EQ(convert(small_clip()), norvane::kConverted);

@@ -1,0 +1,191 @@
+#include "tests/support/system_calls.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <utility>
+
+using system_calls::Kind;
+using system_calls::Schedule;
+using system_calls::Way;
+
+namespace {
+
+thread_local Schedule* the_schedule = nullptr;
+
+/// The definition behind the program's own.
+template <typename Function>
+Function* next(const char* name) {
+    return std::bit_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+std::string path_of(int descriptor) {
+    std::array<char, 4'096> path{};
+    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+    const auto length = next<decltype(::readlink)>("readlink")(link.c_str(), path.data(), path.size());
+    return {path.data(), length < 0 ? 0U : static_cast<std::size_t>(length)};
+}
+
+/// Nothing when the call goes through; otherwise it has failed, or the process has ended.
+Way way_of(Kind kind, const char* path, int descriptor = -1) {
+    Schedule* const schedule = std::exchange(the_schedule, nullptr);  // its own calls are nobody's
+    if (schedule == nullptr) return Way::kNothing;
+    const Way way = schedule->next(kind, path, descriptor);
+    if (way == Way::kKills) ::raise(SIGKILL);
+    the_schedule = schedule;
+    if (way == Way::kFails) errno = schedule->error();
+    return way;
+}
+
+template <typename Call>
+auto call(Kind kind, const char* path, int descriptor, Call through) -> decltype(through()) {
+    return way_of(kind, path, descriptor) == Way::kFails ? -1 : through();
+}
+
+/// A call that moves bytes: count of them, or half of that.
+template <typename Call>
+::ssize_t transfer(Kind kind, int descriptor, std::size_t count, Call through) {
+    const Way way = way_of(kind, nullptr, descriptor);
+    if (way == Way::kFails) return -1;
+    const bool half = way == Way::kIsShort || way == Way::kKillsHalf;
+    const ::ssize_t done = through(half ? (count + 1) / 2 : count);
+    if (way == Way::kKillsHalf) ::raise(SIGKILL);
+    return done;
+}
+
+/// The parts that make up the first count bytes.
+std::array<::iovec, 3> first_of(const ::iovec* parts, int number, std::size_t count) {
+    std::array<::iovec, 3> first{};
+    for (std::size_t i = 0; i < first.size() && i < static_cast<std::size_t>(number); ++i) {
+        first[i] = {parts[i].iov_base, std::min(parts[i].iov_len, count)};
+        count -= first[i].iov_len;
+    }
+    return first;
+}
+
+std::size_t size_of(const ::iovec* parts, int number) {
+    std::size_t size = 0;
+    for (int i = 0; i < number; ++i) size += parts[i].iov_len;
+    return size;
+}
+
+}  // namespace
+
+Schedule::Schedule(const Fault& fault) : fault_(fault) {
+    the_schedule = this;
+}
+
+Schedule::~Schedule() {
+    the_schedule = nullptr;
+}
+
+Way Schedule::next(Kind kind, const char* path, int descriptor) {
+    const std::uint64_t number = ++calls_[static_cast<std::size_t>(kind)];
+    if (kind != fault_.kind || fault_.way == Way::kNothing) return Way::kNothing;
+    if (number != fault_.at && !(fault_.from_then_on && number > fault_.at)) return Way::kNothing;
+    if (!std::exchange(struck_, true)) path_ = path != nullptr ? path : path_of(descriptor);
+    return fault_.way;
+}
+
+// The functions that the module and its libraries call, as their headers declare them.
+
+#define REPLACED extern "C" __attribute__((visibility("default")))
+
+REPLACED int open(const char* path, int flags, ...) {
+    std::va_list more;
+    va_start(more, flags);
+    const ::mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, ::mode_t) : 0;
+    va_end(more);
+    return call(Kind::kOpen, path, -1,
+                [&] { return next<int(const char*, int, ...)>("open")(path, flags, mode); });
+}
+
+/// A descriptor is gone whatever the call says.
+REPLACED int close(int descriptor) {
+    const Way way = way_of(Kind::kClose, nullptr, descriptor);
+    const int error = errno;
+    const int result = next<int(int)>("close")(descriptor);
+    if (way != Way::kFails) return result;
+    errno = error;
+    return -1;
+}
+
+REPLACED int stat(const char* path, struct ::stat* status) noexcept {
+    return call(Kind::kStatus, path, -1,
+                [&] { return next<int(const char*, struct ::stat*)>("stat")(path, status); });
+}
+REPLACED int stat64(const char* path, struct ::stat64* status) noexcept {
+    return call(Kind::kStatus, path, -1,
+                [&] { return next<int(const char*, struct ::stat64*)>("stat64")(path, status); });
+}
+REPLACED int lstat64(const char* path, struct ::stat64* status) noexcept {
+    return call(Kind::kStatus, path, -1,
+                [&] { return next<int(const char*, struct ::stat64*)>("lstat64")(path, status); });
+}
+REPLACED int fstat(int descriptor, struct ::stat* status) noexcept {
+    return call(Kind::kStatus, nullptr, descriptor,
+                [&] { return next<int(int, struct ::stat*)>("fstat")(descriptor, status); });
+}
+
+REPLACED ::ssize_t pread(int descriptor, void* to, std::size_t count, ::off_t at) {
+    return transfer(Kind::kRead, descriptor, count,
+                    [&](std::size_t n) { return next<decltype(::pread)>("pread")(descriptor, to, n, at); });
+}
+REPLACED ::ssize_t write(int descriptor, const void* from, std::size_t count) {
+    return transfer(Kind::kWrite, descriptor, count,
+                    [&](std::size_t n) { return next<decltype(::write)>("write")(descriptor, from, n); });
+}
+REPLACED ::ssize_t pwrite(int descriptor, const void* from, std::size_t count, ::off_t at) {
+    return transfer(Kind::kWrite, descriptor, count, [&](std::size_t n) {
+        return next<decltype(::pwrite)>("pwrite")(descriptor, from, n, at);
+    });
+}
+REPLACED ::ssize_t writev(int descriptor, const ::iovec* parts, int number) {
+    return transfer(Kind::kWrite, descriptor, size_of(parts, number), [&](std::size_t n) {
+        if (number > 3) return next<decltype(::writev)>("writev")(descriptor, parts, number);
+        return next<decltype(::writev)>("writev")(descriptor, first_of(parts, number, n).data(), number);
+    });
+}
+REPLACED ::off_t lseek(int descriptor, ::off_t offset, int whence) noexcept {
+    return call(Kind::kSeek, nullptr, descriptor,
+                [&] { return next<::off_t(int, ::off_t, int)>("lseek")(descriptor, offset, whence); });
+}
+
+REPLACED int mkdir(const char* path, ::mode_t mode) noexcept {
+    return call(Kind::kMakeDirectory, path, -1,
+                [&] { return next<int(const char*, ::mode_t)>("mkdir")(path, mode); });
+}
+REPLACED int unlink(const char* path) noexcept {
+    return call(Kind::kRemove, path, -1, [&] { return next<int(const char*)>("unlink")(path); });
+}
+REPLACED int rename(const char* from, const char* to) noexcept {
+    return call(Kind::kRename, to, -1,
+                [&] { return next<int(const char*, const char*)>("rename")(from, to); });
+}
+REPLACED ::ssize_t readlink(const char* path, char* to, std::size_t size) noexcept {
+    return call(Kind::kReadLink, path, -1,
+                [&] { return next<::ssize_t(const char*, char*, std::size_t)>("readlink")(path, to, size); });
+}
+REPLACED int fchmod(int descriptor, ::mode_t mode) noexcept {
+    return call(Kind::kSetMode, nullptr, descriptor,
+                [&] { return next<int(int, ::mode_t)>("fchmod")(descriptor, mode); });
+}
+REPLACED int fsync(int descriptor) {
+    const bool scheduled = the_schedule != nullptr;
+    return call(Kind::kFlush, nullptr, descriptor,
+                [&] { return scheduled ? 0 : next<int(int)>("fsync")(descriptor); });
+}
+REPLACED ::ssize_t getrandom(void* to, std::size_t size, unsigned flags) {
+    return call(Kind::kRandom, "", -1,
+                [&] { return next<decltype(::getrandom)>("getrandom")(to, size, flags); });
+}
