@@ -12,14 +12,39 @@ namespace fs = boost::filesystem;
 
 constexpr std::uint64_t kLargestWhole = 256ULL << 20;
 
+/// "." and "..", and what stands behind a separator at the end.
+bool names_nothing_new(const Path& name) {
+    constexpr auto kDot = Path::value_type{'.'};
+    return !name.empty() && name.size() <= 2 && name.native().front() == kDot && name.native().back() == kDot;
+}
+
+/// The library's own function for this would end the process where memory runs out in it, and takes a parent
+/// that it cannot examine for one that is there.
+boost::system::error_code make_with_parents(const Path& directory) {
+    if (directory.empty()) return boost::system::errc::make_error_code(boost::system::errc::invalid_argument);
+    const Path parent = directory.parent_path();
+    if (names_nothing_new(directory.filename())) return make_with_parents(parent);
+    boost::system::error_code error;
+    const fs::file_status status = fs::status(directory, error);
+    if (fs::is_directory(status)) return {};
+    if (!fs::status_known(status)) return error;
+    if (!parent.empty()) {
+        const fs::file_status above = fs::status(parent, error);
+        if (!fs::status_known(above)) return error;
+        error = fs::exists(above) ? boost::system::error_code() : make_with_parents(parent);
+        if (error) return error;
+    }
+    fs::create_directory(directory, error);
+    return error;
+}
+
 boost::system::error_code try_to_make(const Path& directory, FileSystem::Existing enough) {
     boost::system::error_code error;
     const fs::file_status status = fs::status(directory, error);
     if (fs::is_directory(status)) return {};
     if (fs::exists(status) && enough == FileSystem::Existing::kAnything) return {};
     if (!fs::status_known(status)) return error;
-    fs::create_directories(directory, error);
-    return error;
+    return make_with_parents(directory);
 }
 
 }  // namespace
