@@ -1,0 +1,144 @@
+// Memory runs out at every allocation in turn.
+
+#include "tests/support/allocations.h"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+
+#include "engine/agenda.h"
+#include "store/xml_store.h"
+#include "tests/faults/retrieval.h"
+#include "tests/support/recording_server.h"
+
+namespace {
+
+bool inside() {
+    return in_module;
+}
+
+/// Lets every allocation of the work fail in turn, once and from then on, until one run needs none. Gives the
+/// count.
+std::size_t fail_everywhere(bool (*counts)(), const std::function<void(allocations::Fault&)>& work) {
+    std::size_t points = 0;
+    for (const bool from_then_on : {false, true}) {
+        for (std::uint64_t n = 1; !testing::Test::HasFailure(); ++n) {
+            SCOPED_TRACE((from_then_on ? "from then on, allocation " : "allocation ") + std::to_string(n));
+            allocations::Fault fault(n, from_then_on, counts);
+            work(fault);
+            if (!fault.has_struck()) break;
+            ++points;
+        }
+    }
+    return points;
+}
+
+}  // namespace
+
+/// What has to hold of the files of a retrieval, whatever was lost.
+void look_at_files(Retrieval& retrieval) {
+    for (const auto& [name, view] : retrieval.recordings()) EXPECT_EQ(view.fault(true), "") << name;
+    const std::string state = read_file(Retrieval::kState);
+    EXPECT_TRUE(state == Retrieval::kOldState || state.ends_with("</Pavo>\n") || state.ends_with("<Pavo/>\n"))
+        << state;
+}
+
+TEST(Allocations, WholeRetrievalLosesNoBufferNoBlockAndNoWorker) {
+    Retrieval().run();  // what is made once and kept is there now
+    const std::size_t points = fail_everywhere(inside, [](allocations::Fault&) {
+        const std::int64_t blocks = allocations::live_blocks();
+        {
+            Retrieval retrieval;
+            if (retrieval.start()) {
+                retrieval.talk();
+                retrieval.end();
+            } else {
+                EXPECT_EQ(read_file(Retrieval::kState), Retrieval::kOldState);
+            }
+            look_at_files(retrieval);
+        }
+        EXPECT_EQ(allocations::live_blocks(), blocks);
+    });
+    std::cout << "failing allocations of a retrieval: " << points << "\n";
+}
+
+TEST(Allocations, AgendaChangesWholeOrNotAtAll) {
+    const norvane::DeviceKey one{7, 3};
+    const norvane::DeviceKey other{7, 4};
+    const norvane::Operation operation{.device = one, .guid = RecordingServer::guid(1)};
+    const norvane::Operation late{.device = other, .guid = RecordingServer::guid(2)};
+    struct Step {
+        const char* name;
+        std::function<void(norvane::Agenda&)> change;
+    };
+    const std::vector<Step> steps = {
+        {"connect before", [&](norvane::Agenda& agenda) { agenda.connect(other); }},
+        {"connect behind", [&](norvane::Agenda& agenda) { agenda.connect(one); }},
+        {"append a startable one", [&](norvane::Agenda& agenda) { (void)agenda.append(operation); }},
+        {"append one that waits", [&](norvane::Agenda& agenda) { (void)agenda.append(late); }},
+        {"append a second one",
+         [&](norvane::Agenda& agenda) {
+             (void)agenda.append({.device = one, .guid = RecordingServer::guid(3)});
+         }},
+    };
+    const auto answers = [&](norvane::Agenda& agenda) {
+        std::vector<std::optional<norvane::Agenda::Place>> places{agenda.first_startable(), agenda.find(one),
+                                                                  agenda.find(other)};
+        for (int guid = 1; guid <= 3; ++guid) places.push_back(agenda.find(RecordingServer::guid(guid)));
+        return std::tuple(places, agenda.operations(), agenda.connected_devices());
+    };
+    for (const Step& step : steps) {
+        SCOPED_TRACE(step.name);
+        norvane::Agenda reference;
+        if (step.name != steps[0].name) reference.connect(one);
+        if (step.name != steps[2].name) (void)reference.append(operation);
+        if (step.name == steps[0].name) (void)reference.append(late);
+        for (std::uint64_t n = 1;; ++n) {
+            norvane::Agenda agenda = reference;
+            const auto before = answers(agenda);
+            const Inside here(true);
+            allocations::Fault fault(n, true, inside);
+            try {
+                step.change(agenda);
+            } catch (const std::bad_alloc&) {
+                const Inside outside(false);
+                EXPECT_EQ(answers(agenda), before);
+                continue;
+            }
+            const Inside outside(false);
+            EXPECT_FALSE(fault.has_struck());
+            EXPECT_NE(answers(agenda), before);
+            // What takes away needs no memory at all.
+            agenda.remove(*agenda.find(RecordingServer::guid(1)));
+            EXPECT_FALSE(agenda.find(RecordingServer::guid(1)));
+            break;
+        }
+    }
+}
+
+/// Through the built module: what an entry point cannot do for want of memory it says, and does not do by
+/// halves.
+TEST(Allocations, EntryPointsSayThatTheyFailedAndWorkAgain) {
+    const std::size_t points = fail_everywhere(inside, [](allocations::Fault& fault) {
+        const WorkingDirectory directory;
+        FakeHost host;
+        LoadedModule module;
+        const auto succeeds = [](std::size_t status_at, const auto& call) {
+            const Inside here(true);
+            return call()[status_at] != 0xFF;
+        };
+        const auto open = [&] { return module.open(); };
+        (void)succeeds(8, [&] { return module.load(callback_outside); });  // without it the others do nothing
+        if (!succeeds(8, open)) {
+            EXPECT_TRUE(fault.has_struck());
+            EXPECT_EQ(succeeds(8, open), fault.is_over());
+        }
+        const char* const queued = host.lend("queued");
+        const bool taken = succeeds(12, [&] { return module.control(2, queued, 6); });
+        if (!taken) host.take_back(queued);
+        EXPECT_TRUE(succeeds(8, [&] { return module.close(); }));
+        EXPECT_EQ(host.releases().size(), taken ? 1U : 0U);
+        EXPECT_TRUE(succeeds(8, [&] { return module.unload(); }));
+    });
+    std::cout << "failing allocations at entry points: " << points << "\n";
+}

@@ -1,0 +1,86 @@
+// A host that throws from inside its callback, at every call in turn: nothing of it comes back out of an
+// entry point.
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "tests/support/fake_host.h"
+#include "tests/support/temp_directory.h"
+
+namespace {
+
+enum class Thrown { kException, kNumber };
+
+/// One life of the built module whose host throws at its n-th call, or at that and all behind it.
+class ThrowingHost {
+  public:
+    ThrowingHost(int at, bool from_then_on, Thrown what) {
+        host_.on_call = [=, this](std::uint32_t, const std::string&) {
+            ++calls_;
+            if (calls_ != at && !(from_then_on && calls_ > at)) return;
+            ++thrown_;
+            if (what == Thrown::kNumber) throw 17;
+            throw std::runtime_error("host trouble");
+        };
+    }
+
+    /// Every entry point in the order of a host; each has to return (LoadedModule looks at what).
+    void live() {
+        module_.load(FakeHost::callback());
+        const bool opened = module_.open()[8] == 0;
+        EXPECT_EQ(opened, thrown_ == 0);
+        if (!opened) {  // nothing half made: the next one begins from the start
+            const int before = thrown_;
+            const bool opened_now = module_.open()[8] == 0;
+            EXPECT_EQ(opened_now, thrown_ == before);
+        }
+        for (const std::string& text : {channel(0), channel(1), std::string("no XML")}) {
+            const char* const buffer = host_.lend(text);
+            if (module_.write(buffer, static_cast<std::uint32_t>(text.size())).status != 0)
+                host_.take_back(buffer);
+        }
+        module_.call("Read");
+        module_.call("Seek");
+        const bool works = module_.control(2, nullptr, 0)[12] == 0;
+        if (works) module_.start_main_loop();
+        EXPECT_TRUE(host_.wait_for_releases());
+        EXPECT_EQ(module_.close()[8], 0);
+        if (works) module_.join_main_loop();
+        EXPECT_EQ(module_.unload()[8], 0);
+        EXPECT_EQ(host_.wrong_releases(), works ? 1 : 0);  // the null text
+        EXPECT_NE(read_file("norvanepi_state.xml").find("<Device Number=\"3\""),
+                  works ? std::string::npos : 0);
+    }
+
+    [[nodiscard]] bool has_thrown() const { return thrown_ > 0; }
+
+  private:
+    static std::string channel(int connected) {
+        return "<Pavo><Devices ID='7'><Device Number='3' NorVaneSupported='1'><Codec><Encoder "
+               "Number='0'><Channel "
+               "Number='0' Connected='" +
+               std::to_string(connected) + "' Time='1010'/></Encoder></Codec></Device></Devices></Pavo>";
+    }
+
+    WorkingDirectory directory_;
+    int calls_ = 0;
+    int thrown_ = 0;
+    FakeHost host_;
+    LoadedModule module_;
+};
+
+}  // namespace
+
+TEST(ThrowingHost, NothingItThrowsComesBackOutOfAnEntryPoint) {
+    for (const Thrown what : {Thrown::kException, Thrown::kNumber}) {
+        for (const bool from_then_on : {false, true}) {
+            for (int n = 1; !testing::Test::HasFailure(); ++n) {
+                SCOPED_TRACE((from_then_on ? "from call " : "call ") + std::to_string(n));
+                ThrowingHost host(n, from_then_on, what);
+                host.live();
+                if (!host.has_thrown()) break;
+            }
+        }
+    }
+}
