@@ -4,11 +4,13 @@
 
 #include <chrono>
 #include <exception>
+#include <string_view>
 #include <utility>
 
 #include "engine/nor_vane.h"
 #include "host/dispatch.h"
 #include "host/tal_server_impl.h"
+#include "platform/markup.h"
 #include "plugin/host_buffer.h"
 #include "plugin/send_to_host.h"
 #include "store/xml_store.h"
@@ -91,8 +93,10 @@ void SyncLayer::handle(const StreamRecord& record) noexcept {
 
 void SyncLayer::dispatch(const StreamRecord& record) {
     if (record.text == nullptr || record.length <= 0) return;
+    const std::string_view text(record.text, static_cast<std::size_t>(record.length));
+    if (!platform::has_modest_tags(text)) return;
     tinyxml2::XMLDocument document;
-    if (document.Parse(record.text, static_cast<std::size_t>(record.length)) != tinyxml2::XML_SUCCESS) return;
+    if (document.Parse(text.data(), text.size()) != tinyxml2::XML_SUCCESS) return;
     if (norvane::IEventSink* sink = server_->event_sink())
         DispatchHostMessage(document, *sink, system_.clock);
 }

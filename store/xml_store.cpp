@@ -10,6 +10,7 @@
 #include <string>
 #include <tuple>
 
+#include "platform/markup.h"
 #include "store/state_names.h"
 
 namespace norvane {
@@ -150,7 +151,8 @@ void CXmlStore::SaveState(std::vector<DisconnectRecord>& records, const std::vec
 void CXmlStore::LoadState(std::vector<DisconnectRecord>& records, std::vector<Operation>& operations) {
     const auto content = files_.read_whole(state::kFileName);
     tinyxml2::XMLDocument document;
-    if (!content || document.Parse(content->data(), content->size()) != tinyxml2::XML_SUCCESS) {
+    if (!content || !platform::has_modest_tags(*content) ||
+        document.Parse(content->data(), content->size()) != tinyxml2::XML_SUCCESS) {
         throw std::invalid_argument(state::kUnreadable);
     }
     const XMLElement* pavo = document.FirstChildElement(state::kPavo);
