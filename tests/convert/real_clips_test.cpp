@@ -1,8 +1,6 @@
 // Clips as encoders make them, on a real disk: what the recording holds has to decode to the clip's own
 // pictures.
 
-#include <sys/stat.h>
-
 #include <cstdlib>
 
 #include "platform/file.h"
@@ -114,17 +112,6 @@ TEST_F(RealClipsTest, PathsMayBeLongAndNeedNotBeText) {
     EXPECT_EQ(view().fault(), "");
     EXPECT_EQ(view().entries.size(), 3U);
     EXPECT_FALSE(boost::filesystem::exists(request.sourceFile));
-}
-
-TEST_F(RealClipsTest, PipeInPlaceOfAClipIsLeftAlone) {
-    ASSERT_EQ(::mkfifo(request.sourceFile.c_str(), 0666), 0);
-    EXPECT_EQ(convert(), norvane::kNotConverted);
-    EXPECT_EQ(log, "Parsing mp4 container - " + request.sourceFile +
-                       ".\nNo sample tables found in mp4 container.\n"
-                       "Error deleting file - " +
-                       request.sourceFile + ". Attempting to delete again.\n");
-    EXPECT_EQ(waits.slept, std::vector{std::chrono::milliseconds(2'000)});
-    EXPECT_TRUE(boost::filesystem::exists(request.sourceFile));
 }
 
 TEST_F(RealClipsTest, FileInPlaceOfTheOutputDirectoryEndsTheConversion) {

@@ -45,12 +45,13 @@ void look_at_files(Retrieval& retrieval) {
 
 TEST(Allocations, WholeRetrievalLosesNoBufferNoBlockAndNoWorker) {
     Retrieval().run();  // what is made once and kept is there now
-    const std::size_t points = fail_everywhere(inside, [](allocations::Fault&) {
+    const std::size_t points = fail_everywhere(inside, [](allocations::Fault& fault) {
         const std::int64_t blocks = allocations::live_blocks();
         {
             Retrieval retrieval;
             if (retrieval.start()) {
                 retrieval.talk();
+                EXPECT_TRUE(!fault.is_over() || retrieval.is_alive());
                 retrieval.end();
             } else {
                 EXPECT_EQ(read_file(Retrieval::kState), Retrieval::kOldState);

@@ -1,0 +1,282 @@
+// What one hostile clip and one hostile message can cost: memory against the promised bound, bytes moved
+// against the clip's length. Nothing here is timed.
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+
+#include "convert/mp4_parser.h"
+#include "tests/faults/retrieval.h"
+#include "tests/support/allocations.h"
+
+namespace {
+
+constexpr std::uint64_t kMiB = 1ULL << 20;
+constexpr std::uint64_t kLeastRead = 4'096;
+constexpr std::uint32_t kFourThousandMillion = 4'000'000'000;
+
+/// Bytes, and zeros behind them that exist nowhere.
+struct HostileClip {
+    std::string head;
+    std::uint64_t zeros = 0;
+};
+
+/// Files that hold nothing of what is written and count all of it.
+class CountingFiles final : public platform::FileSystem {
+  public:
+    explicit CountingFiles(const HostileClip& clip) : clip_(clip) {}
+
+    std::uint64_t bytes_read = 0;
+    std::uint64_t bytes_written = 0;
+    std::uint64_t spans = 0;
+
+    [[nodiscard]] std::unique_ptr<platform::InputFile> open_input(const std::string& /*path*/) override {
+        return std::make_unique<Input>(*this);
+    }
+    [[nodiscard]] std::unique_ptr<platform::DataFile> create_data(const std::string& /*path*/) override {
+        return std::make_unique<Data>(*this);
+    }
+    [[nodiscard]] std::unique_ptr<platform::IndexFile> create_index(const std::string& /*path*/) override {
+        return std::make_unique<Index>(*this);
+    }
+    bool remove_file(const std::string& /*path*/) override { return true; }
+    [[nodiscard]] boost::system::error_code make_directory(const std::string& /*path*/,
+                                                           Existing /*enough*/) override {
+        return {};
+    }
+    [[nodiscard]] std::optional<std::string> read_whole(const std::string& /*path*/) override {
+        return std::nullopt;
+    }
+    bool replace_whole(const std::string& /*path*/, std::string_view /*content*/) override { return true; }
+
+  private:
+    class Input final : public platform::InputFile {
+      public:
+        explicit Input(CountingFiles& files) : files_(files) {}
+        [[nodiscard]] std::uint64_t size() const override {
+            return files_.clip_.head.size() + files_.clip_.zeros;
+        }
+        std::size_t read_at(std::uint64_t position, std::span<platform::Byte> to) override {
+            const std::size_t count =
+                position < size() ? std::min<std::size_t>(to.size(), size() - position) : 0;
+            std::ranges::fill(to.first(count), platform::Byte{0});
+            const std::string_view head = files_.clip_.head;
+            if (position < head.size())
+                std::ranges::copy(platform::bytes_of(head.substr(position, count)), to.begin());
+            files_.bytes_read += count;
+            return count;
+        }
+
+      private:
+        CountingFiles& files_;
+    };
+    class Data final : public platform::DataFile {
+      public:
+        explicit Data(CountingFiles& files) : files_(files) {}
+        std::int64_t append(const Parts& parts) override {
+            std::int64_t count = 0;
+            for (const auto part : parts) count += static_cast<std::int64_t>(part.size());
+            files_.bytes_written += static_cast<std::uint64_t>(count);
+            length_ += count;
+            return count;
+        }
+        std::int64_t position() override { return length_; }
+
+      private:
+        CountingFiles& files_;
+        std::int64_t length_ = 0;
+    };
+    class Index final : public platform::IndexFile {
+      public:
+        explicit Index(CountingFiles& files) : files_(files) {}
+        std::size_t write_at(std::uint64_t position, std::span<const platform::Byte> bytes) override {
+            files_.bytes_written += bytes.size();
+            if (position == 0) files_.spans = PsiHeader::Spans::get(bytes.first<PsiHeader::size>());
+            return bytes.size();
+        }
+
+      private:
+        CountingFiles& files_;
+    };
+
+    const HostileClip& clip_;
+};
+
+struct Cost {
+    std::uint64_t memory = 0;  // at its peak
+    std::uint64_t read = 0;
+    std::uint64_t written = 0;
+    std::uint64_t spans = 0;
+    std::uint64_t lines = 0;
+    std::int32_t result = 0;
+};
+
+Cost cost_of(const HostileClip& clip) {
+    Cost cost;
+    CountingFiles files(clip);
+    NoWaits waits;
+    StreamRecord request;
+    request.startSeconds = 1'529'683'509;
+    const auto before = allocations::live_bytes();
+    allocations::reset_peak();
+    {
+        norvane::Mp4Parser parser(
+            request, {files, waits, [&cost](std::int32_t, const std::string&) { ++cost.lines; }});
+        cost.result = parser.parse_container();
+    }
+    cost.memory = static_cast<std::uint64_t>(allocations::peak_bytes() - before);
+    EXPECT_EQ(allocations::live_bytes(), before);
+    cost.read = files.bytes_read;
+    cost.written = files.bytes_written;
+    cost.spans = files.spans;
+    return cost;
+}
+
+std::string repeated(const std::string& text, std::size_t times) {
+    std::string all;
+    all.reserve(text.size() * times);
+    for (std::size_t i = 0; i < times; ++i) all += text;
+    return all;
+}
+
+std::string table_of(const std::string& type, std::uint32_t count, const std::string& entries) {
+    return box(type, zeros(4) + be32(count) + entries);
+}
+std::string samples_of(std::uint32_t size_of_all, std::uint32_t count, const std::string& sizes = "") {
+    return box("stsz", zeros(4) + be32(size_of_all) + be32(count) + sizes);
+}
+const std::string kDescription = table_of("stsd", 1, zeros(86));
+std::string times(std::uint32_t count) {
+    return table_of("stts", 1, be32(count) + be32(1));
+}
+std::string chunks_of(std::uint32_t samples) {
+    return table_of("stsc", 1, be32(1) + be32(samples) + be32(1));
+}
+
+/// A clip of these boxes, and what it may cost.
+struct Case {
+    const char* name;
+    std::string tables;
+    struct {
+        std::uint64_t zeros = 0;           // behind the tables: units of no length, as many as are asked for
+        std::uint64_t largest_sample = 0;  // none counts as larger than the clip
+        std::int32_t result = 0;
+        std::uint64_t tables_too = 0;      // of the zeros, what belongs to a table
+        std::uint64_t tables_at_once = 0;  // where not all of them
+    } more = {};
+};
+
+std::vector<Case> hostile_clips() {
+    const std::string claim = be32(kFourThousandMillion);
+    const std::string one_chunk = table_of("stco", 1, be32(1'000'000));
+    const std::string one_each = chunks_of(1);
+    const std::string plain = kDescription + times(1);
+    const std::string slow = box("mvhd", zeros(12) + be32(1) + be32(3'000'000) + zeros(80));
+    const std::string track = plain + one_each + samples_of(4, 1) + table_of("stco", 1, be32(2'000'000));
+    const std::string large_tables = samples_of(0, kFourThousandMillion, zeros(kMiB)) +
+                                     table_of("stss", kFourThousandMillion, zeros(kMiB));
+    return {
+        {"counts of four thousand million",
+         table_of("stsd", kFourThousandMillion, zeros(86)) +
+             table_of("stts", kFourThousandMillion, zeros(8)) +
+             table_of("stsc", kFourThousandMillion, be32(1) + be32(1) + be32(1)) +
+             samples_of(0, kFourThousandMillion, zeros(8)) +
+             table_of("stco", kFourThousandMillion, zeros(8)) +
+             table_of("stss", kFourThousandMillion, zeros(8))},
+        {"four thousand million samples of one size in one chunk",
+         plain + chunks_of(kFourThousandMillion) + samples_of(4, kFourThousandMillion) + one_chunk,
+         {.zeros = kMiB + kMiB / 8, .largest_sample = 4, .result = 3}},
+        {"one sample named twenty thousand times",
+         plain + one_each + samples_of(4'000, kFourThousandMillion) +
+             table_of("stco", 20'000, repeated(be32(200'000), 20'000)),
+         {.zeros = kMiB, .largest_sample = 4'000}},
+        {"samples of 4 MiB",
+         plain + chunks_of(3) + samples_of(4'194'236, 3) + one_chunk,
+         {.zeros = 16 * kMiB, .largest_sample = 4'194'236}},
+        {"a unit that goes on to the end of a clip whose table claims even more",
+         plain + chunks_of(2) + samples_of(0, 2, be32(8) + be32(kFourThousandMillion)) +
+             table_of("stco", 1, be32(12)) + box("free", be32(12 * kMiB)),
+         {.zeros = 12 * kMiB, .largest_sample = 12 * kMiB, .result = 3}},
+        {"a span for every frame",
+         slow + plain + chunks_of(100'000) + samples_of(0, 100'000, zeros(400'000)) + one_chunk},
+        {"a table box for the whole clip",
+         plain + one_each + table_of("stco", 1, zeros(4)) + box_header(8 * kMiB, "stsz") + zeros(8) + claim,
+         {.zeros = 8 * kMiB, .tables_too = 8 * kMiB}},
+        {"descriptions without end", table_of("stsd", kFourThousandMillion, zeros(86 * 20'000)) + times(1) +
+                                         one_each + samples_of(0, 1, zeros(4)) +
+                                         table_of("stco", 1, zeros(4))},
+        {"many tracks", repeated(track, 5'000), {.zeros = 2 * kMiB, .largest_sample = 4}},
+        {"tables that replace each other",
+         repeated(large_tables, 10),
+         {.result = 1, .tables_at_once = 3 * kMiB}},
+        {"containers in each other", repeated(box_header(8'000'000, "moov"), 200'000), {.result = 1}},
+        {"sizes of almost 2^64",
+         repeated(box_header(1, "free") + be64(~std::uint64_t{0}), 1'000),
+         {.result = 1}},
+        {"boxes smaller than their headers",
+         repeated(box_header(7, "trak") + box_header(0, "mdia"), 10'000),
+         {.result = 1}},
+        {"nothing but unknown boxes", repeated(box("evil", ""), 50'000), {.result = 1}},
+    };
+}
+
+/// The text as one message to the worker; the most memory that it took.
+std::int64_t memory_of(SyncLayer& worker, FakeHost& host, const std::string& text) {
+    StreamRecord record;
+    record.text = host.lend(text);
+    record.length = static_cast<std::int32_t>(text.size());
+    const auto before = allocations::live_bytes();
+    allocations::reset_peak();
+    EXPECT_TRUE(worker.append(record));
+    worker.run();
+    return allocations::peak_bytes() - before;
+}
+
+}  // namespace
+
+TEST(Costs, OfOneClipAreBounded) {
+    for (const Case& row : hostile_clips()) {
+        SCOPED_TRACE(row.name);
+        const HostileClip clip{box("ftyp", "isom") + row.tables, row.more.zeros};
+        const Cost cost = cost_of(clip);
+        EXPECT_EQ(cost.result, row.more.result);
+        const std::uint64_t tables =
+            row.more.tables_at_once > 0 ? row.more.tables_at_once : row.tables.size() + row.more.tables_too;
+        EXPECT_LE(cost.memory, kMiB + 2 * row.more.largest_sample + 4 * tables + 16 * cost.spans);
+        // Each chunk may cost a jump, which reads at least 4 KiB; each frame is at least 64 bytes of output.
+        const std::uint64_t size = clip.head.size() + clip.zeros;
+        EXPECT_LE(cost.read, 2 * size + cost.written + kLeastRead * (1 + cost.written / 64));
+        EXPECT_LE(cost.lines, 5 + size / 8);
+        std::cout << row.name << ": clip of " << size << " bytes, " << cost.memory << " bytes of memory, "
+                  << cost.read << " read, " << cost.written << " written\n";
+    }
+}
+
+TEST(Costs, OfOneMessageAreBoundedByItsLength) {
+    Retrieval retrieval;
+    ASSERT_TRUE(retrieval.start());
+    std::string attributes = "<Pavo";
+    for (int i = 0; i < 50'000; ++i) attributes += " a" + std::to_string(i) + "=''";
+    std::string channels = "<Pavo><Devices ID='7'>";
+    for (int i = 1; i <= 50'000; ++i)
+        channels += "<Device Number='" + std::to_string(i) +
+                    "' NorVaneSupported='1'><Codec><Encoder Number='0'><Channel Connected='0' "
+                    "Time='1'/></Encoder></Codec></Device>";
+    const std::pair<const char*, std::string> messages[] = {
+        {"attributes", attributes + "/>"},
+        {"nested", repeated("<a>", 100'000)},
+        {"siblings", "<Pavo>" + repeated("<a/>", 100'000) + "</Pavo>"},
+        {"devices", channels + "</Devices></Pavo>"},
+        {"inputs", "<Pavo><Devices><Device><Storage GUID='00000000-0000-0000-0000-000000000001'>" +
+                       repeated("<Input><Context/></Input>", 20'000) +
+                       "</Storage></Device></Devices></Pavo>"},
+        {"text", "<Pavo>" + repeated("&amp;", 200'000) + "</Pavo>"},
+    };
+    for (const auto& [name, text] : messages) {
+        const std::int64_t memory = memory_of(*retrieval.worker, retrieval.host, text);
+        EXPECT_LE(memory, 64 * static_cast<std::int64_t>(text.size()) + 65'536) << name;
+        std::cout << name << ": message of " << text.size() << " bytes, " << memory << " bytes of memory\n";
+    }
+    EXPECT_TRUE(retrieval.is_alive());
+    retrieval.end();
+}

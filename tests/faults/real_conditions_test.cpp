@@ -1,0 +1,207 @@
+// What disks, clips and clocks really do to a retrieval, without a call being replaced.
+
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+
+#include "convert/clip_path.h"
+#include "tests/faults/retrieval.h"
+
+namespace {
+
+/// A file size limit while it lives: the disk is full from there on.
+class FullDisk {
+  public:
+    explicit FullDisk(::rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+        ::getrlimit(RLIMIT_FSIZE, &before_);
+        const ::rlimit limit{bytes, before_.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+    ~FullDisk() {
+        ::setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, handler_);
+    }
+
+  private:
+    ::rlimit before_{};
+    void (*handler_)(int);
+};
+
+class RealConditionsTest : public testing::Test {
+  protected:
+    void reserve() {
+        ASSERT_TRUE(retrieval.start());
+        retrieval.reserve();
+    }
+    /// The error lines of the first clip's conversion.
+    std::string errors_of_first() {
+        retrieval.convert_first();
+        EXPECT_TRUE(retrieval.is_alive());
+        std::string all;
+        for (const std::string& line : retrieval.errors()) all += line;
+        return all;
+    }
+    static void expect_in(const std::string& errors, const std::string& text) {
+        EXPECT_NE(errors.find(text), std::string::npos) << errors;
+    }
+
+    const std::string first = Retrieval::kRecordings.at("first");
+    Retrieval retrieval;
+};
+
+}  // namespace
+
+TEST_F(RealConditionsTest, FullDiskEndsTheClipAndLeavesWhatWasWrittenFindable) {
+    reserve();
+    const std::string clip = make_clip({.samples = std::vector<std::string>(40, nal(unit_of(500)))});
+    std::size_t most = 0;
+    for (::rlim_t limit = 0; limit < 24'000; limit += 517) {
+        write_file("first.mp4", clip);
+        {
+            const FullDisk disk(limit);
+            retrieval.convert_first();
+        }
+        const RecordingView view(read_file(first), read_file(first + "i"));
+        if (read_file(first + "i").size() < 1088) continue;
+        EXPECT_EQ(view.fault(true), "") << limit;
+        most = std::max(most, view.entries.size());
+    }
+    EXPECT_EQ(most, 40U);
+    EXPECT_TRUE(retrieval.is_alive());
+    expect_in(retrieval.host.lines(), "Error opening ps file");
+    expect_in(retrieval.host.lines(), "Error occured while writing frame");
+}
+
+TEST_F(RealConditionsTest, VolumeThatFillsUpDoesTheSame) {
+    boost::filesystem::create_directory("out");
+    if (::mount("none", "out", "tmpfs", 0, "size=16k") != 0) GTEST_SKIP() << "may not mount";
+    reserve();
+    write_file("first.mp4", make_clip({.samples = std::vector<std::string>(40, nal(unit_of(500)))}));
+    const std::string errors = errors_of_first();
+    const RecordingView view(read_file(first), read_file(first + "i"));
+    EXPECT_EQ(view.fault(true), "");
+    ::umount("out");
+    expect_in(errors, "Error occured while writing frame");
+}
+
+TEST_F(RealConditionsTest, DirectoryThatGoesAwayComesBackWithTheNextClip) {
+    reserve();
+    EXPECT_EQ(errors_of_first(), "");
+    boost::filesystem::remove_all("out");
+    write_file("first.mp4", make_clip({.samples = {nal("again")}}));
+    // Gone in the middle of a conversion: the files stay open, and nothing is said.
+    retrieval.host.on_call = [](std::uint32_t, const std::string& text) {
+        if (text.find("Processing mp4") != std::string::npos) boost::filesystem::remove_all("out");
+    };
+    EXPECT_EQ(errors_of_first(), "");
+    retrieval.host.on_call = nullptr;
+    EXPECT_FALSE(boost::filesystem::exists("out"));
+    write_file("first.mp4", make_clip({.samples = {nal("again")}}));
+    EXPECT_EQ(errors_of_first(), "");
+    EXPECT_EQ(RecordingView(read_file(first), read_file(first + "i")).payloads(),
+              std::vector{in_frame("again")});
+}
+
+TEST_F(RealConditionsTest, ClipThatChangesInTheMiddleGivesWholeFramesOrNone) {
+    reserve();
+    const std::string clip = make_clip({.samples = {nal("one"), nal(unit_of(20'000)), nal("three")}});
+    const struct {
+        const char* at;  // the line behind which it happens
+        std::function<void()> change;
+        std::size_t frames;
+        const char* error;
+    } rows[] = {
+        {"Parsing", [] { boost::filesystem::remove("first.mp4"); }, 3, "Error deleting file"},
+        {"Processing", [] { boost::filesystem::resize_file("first.mp4", 10'000); }, 1, "Bad frame size"},
+        {"Parsing", [] { boost::filesystem::resize_file("first.mp4", 20); }, 0, "No sample tables"},
+        {"Processing", [] { std::ofstream("first.mp4", std::ios::app) << "more"; }, 3, ""},
+    };
+    for (const auto& row : rows) {
+        boost::filesystem::remove_all("out");
+        write_file("first.mp4", clip);
+        retrieval.host.on_call = [&row](std::uint32_t, const std::string& text) {
+            if (text.find(row.at) != std::string::npos) row.change();
+        };
+        const std::size_t before = retrieval.errors().size();
+        retrieval.convert_first();
+        retrieval.host.on_call = nullptr;
+        const auto errors = retrieval.errors();
+        EXPECT_EQ(errors.size() > before, row.error[0] != '\0') << row.at;
+        if (errors.size() > before) expect_in(errors[before], row.error);
+        EXPECT_EQ(RecordingView(read_file(first), read_file(first + "i")).entries.size(), row.frames)
+            << row.error;
+        EXPECT_FALSE(boost::filesystem::exists("first.mp4"));
+    }
+}
+
+TEST_F(RealConditionsTest, WhatIsNoRegularClipIsLeftAlone) {
+    reserve();
+    const std::function<void()> kinds[] = {
+        [] { ::mkfifo("first.mp4", 0666); }, [] { ::symlink("/dev/zero", "first.mp4"); },
+        [] { ::mkdir("first.mp4", 0777); }, [] { ::symlink("first.mp4", "first.mp4"); }};
+    for (const auto& make : kinds) {
+        boost::filesystem::remove("first.mp4");
+        make();
+        expect_in(errors_of_first(), "Error deleting file");
+        EXPECT_NE(boost::filesystem::symlink_status("first.mp4").type(), boost::filesystem::file_not_found);
+    }
+    EXPECT_TRUE(retrieval.recordings().empty());
+}
+
+/// Both nights in which clocks change, in zones from -12 to +14 with whole, half and quarter hours, on both
+/// hemispheres. That the times in the file stay UTC is tested beside the conversion.
+TEST(ClockChanges, PathIsLocalInEveryZone) {
+    const char* zones[] = {"XXX12",
+                           "SST11",
+                           "HST10",
+                           "MART9:30",
+                           "AKST9AKDT,M3.2.0,M11.1.0",
+                           "PST8PDT,M3.2.0,M11.1.0",
+                           "MST7MDT,M3.2.0,M11.1.0",
+                           "CST6CDT,M3.2.0,M11.1.0",
+                           "EST5EDT,M3.2.0,M11.1.0",
+                           "CLT4CLST,M9.1.6/24,M4.1.6/24",
+                           "NST3:30NDT,M3.2.0,M11.1.0",
+                           "BRT3",
+                           "GST2",
+                           "AZOT1AZOST,M3.5.0/0,M10.5.0/1",
+                           "GMT0BST,M3.5.0/1,M10.5.0",
+                           "CET-1CEST,M3.5.0,M10.5.0/3",
+                           "EET-2EEST,M3.5.0/3,M10.5.0/4",
+                           "MSK-3",
+                           "IRST-3:30",
+                           "IST-5:30",
+                           "NPT-5:45",
+                           "ACST-9:30ACDT,M10.1.0,M4.1.0/3",
+                           "LHST-10:30LHDT-11,M10.1.0,M4.1.0",
+                           "NZST-12NZDT,M9.5.0,M4.1.0/3",
+                           "LINT-14"};
+    const std::int64_t year = 1'514'764'800;  // 2018-01-01 UTC
+    for (const char* zone : zones) {
+        const TimeZone here(zone);
+        std::tm before{};
+        std::size_t changes = 0;
+        for (std::int64_t at = year; at < year + 365 * 86'400; at += 900) {
+            const std::time_t time = at;
+            std::tm local{};
+            ::localtime_r(&time, &local);
+            const bool changed = at > year && local.tm_gmtoff != before.tm_gmtoff;
+            before = local;
+            if (!changed) continue;
+            ++changes;
+            for (std::int64_t second = at - 2; second <= at + 1; ++second) {
+                const std::time_t instant = second;
+                ::localtime_r(&instant, &local);
+                std::array<char, 64> expected{};
+                std::strftime(expected.data(), expected.size(), "o/%Y/%m/%d/%H/%M%S-00000001e.ps", &local);
+                EXPECT_EQ(norvane::clip_path("o/", second, 1).whole(), expected.data()) << zone;
+            }
+        }
+        EXPECT_EQ(changes, std::string(zone).find(',') == std::string::npos ? 0U : 2U) << zone;
+    }
+}
