@@ -56,7 +56,7 @@ std::size_t kill_everywhere(const std::function<void()>& prepare, const std::fun
 std::size_t whole_packets(const std::string& data) {
     std::size_t count = 0;
     std::size_t at = 1978;
-    const auto byte = [&data](std::size_t i) { return static_cast<unsigned char>(data[i]); };
+    const auto byte = [&data](std::size_t i) -> std::size_t { return static_cast<unsigned char>(data[i]); };
     while (at + 32 <= data.size()) {
         const std::size_t size = 6U + (byte(at + 4) << 8U | byte(at + 5));  // of packets below 64 KiB
         if (at + size > data.size()) break;
