@@ -125,7 +125,8 @@ void ModuleContext::run_main_loop() {
 
 void ModuleContext::one_pass() {
     if (!opened_) {
-        system_.waits.sleep(kIdleSleep);
+        // close() clears running first: it is waiting for this thread, and not for a sleep of it.
+        if (running_) system_.waits.sleep(kIdleSleep);
         return;
     }
     std::shared_ptr<SyncLayer> worker;
