@@ -150,8 +150,9 @@ std::shared_ptr<ModuleContext> current_context() {
 void load_context(const platform::System& system) {
     const auto before = current_context();
     if (before != nullptr && before->main_loop_runs()) return;
-    exchange_current(std::make_shared<ModuleContext>(system));
-    if (before != nullptr) before->close();
+    // Not the one that was looked at: another Load may have been quicker, and a loop may have begun in its
+    // context.
+    if (const auto replaced = exchange_current(std::make_shared<ModuleContext>(system))) replaced->close();
 }
 
 void unload_context() {
