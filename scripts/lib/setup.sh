@@ -17,7 +17,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build libtinyxml2-dev libboost-dev libboost-file
     libcli11-dev libfmt-dev nlohmann-json3-dev)
 TEST_PACKAGES=(libgtest-dev libgmock-dev ffmpeg util-linux)
 DEMO_PACKAGES=(ffmpeg fonts-dejavu-core)
-LINT_PACKAGES=(clang clang-format clang-tidy git)
+LINT_PACKAGES=(clang clang-format clang-tidy cppcheck git)
 
 # step NAME COMMAND...: runs a command quietly; its output is kept in build/log and shown only when it fails.
 step() {
