@@ -69,3 +69,15 @@ build_preset() {
         step "build-$1" cmake --build --preset "$1"
     )
 }
+
+# reachable_tmpdir: some tests run as an ordinary user, and some need short paths. Where that user cannot reach the build
+# folder, or it lies too deep, the tests' files go to a folder of their own that is removed behind them.
+reachable_tmpdir() {
+    if [ ${#TMPDIR} -le 60 ]; then
+        [ "$(id -u)" = 0 ] || return 0
+        if setpriv --reuid=65534 --regid=65534 --clear-groups test -x "$TMPDIR"; then return 0; fi
+    fi
+    TMPDIR=$(mktemp -d /tmp/norvanepi-tests.XXXXXX)
+    trap 'rm -rf "$TMPDIR"' EXIT
+    chmod 755 "$TMPDIR"
+}
