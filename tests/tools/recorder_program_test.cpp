@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -184,6 +185,15 @@ TEST_F(RecorderProgramTest, TheSameSeedPlaysTheSameStory) {
     }
     EXPECT_EQ(transcripts[0], transcripts[1]);
     EXPECT_NE(transcripts[0], transcripts[2]);
+}
+
+TEST_F(RecorderProgramTest, ALongStoryShowsThatNothingIsLeftBehind) {
+    const Outcome run = recorder("many --quiet --cameras 4 --operations 40 --out " + directory_.path());
+    EXPECT_EQ(run.status, 0) << run.err;
+    for (const std::string row : {"descriptors", "threads", "texts held when idle"}) {
+        EXPECT_TRUE(std::regex_search(run.out, std::regex(row + R"( +(\d+) +\1 +\1\n)"))) << row << run.out;
+    }
+    EXPECT_EQ(run.out.find("->"), std::string::npos);
 }
 
 TEST_F(RecorderProgramTest, AFaultyPlugInIsNoticed) {

@@ -21,6 +21,11 @@ Seconds Camera::record(const std::vector<Clip>& clips, Seconds start) {
     return start;
 }
 
+void Camera::forget_but(std::size_t kept) {
+    if (storage.size() > kept)
+        storage.erase(storage.begin(), storage.end() - static_cast<std::ptrdiff_t>(kept));
+}
+
 std::int32_t megabytes_of(const std::vector<StoredClip>& clips) {
     constexpr std::uint64_t kMegabyte = 1 << 20U;
     const std::uint64_t bytes =

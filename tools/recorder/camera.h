@@ -27,6 +27,9 @@ struct Camera {
     /// What the storage holds of an interval, in order of time.
     [[nodiscard]] std::vector<StoredClip> holdings(Seconds start, Seconds end) const;
 
+    /// The camera overwrites all but its latest clips.
+    void forget_but(std::size_t kept);
+
     /// Puts clips on the storage, one behind the other; returns the instant behind the last one.
     Seconds record(const std::vector<Clip>& clips, Seconds start);
 };

@@ -41,13 +41,18 @@ struct Conversation::Line {
 };
 
 Conversation::Conversation(const Options& options)
-    : stream_(options.stream), verbose_(options.verbose), paint_(options.stream), bar_(options.stream) {
+    : stream_(options.stream),
+      verbose_(options.verbose),
+      quiet_(options.quiet),
+      paint_(options.stream),
+      bar_(options.stream) {
     if (!options.transcript) return;
     transcript_.open(*options.transcript, options.continued ? std::ios::app : std::ios::trunc);
     if (!transcript_) throw cli::CannotRun(fmt::format("cannot write {}", options.transcript->string()));
 }
 
 void Conversation::print(const Line& line, const std::string& document) {
+    if (quiet_) return;
     bar_.clear();
     fmt::print(stream_, "{}  {} {}{} {}\n", paint_(cli::Colour::kFaint, clock_text(line.at)), line.arrow,
                paint_(line.colour, line.kind),

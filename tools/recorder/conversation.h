@@ -35,6 +35,7 @@ class Conversation {
     struct Options {
         std::FILE* stream = nullptr;  // not owned
         bool verbose = false;         // documents, and texts given back
+        bool quiet = false;           // nothing of the conversation
         std::optional<std::filesystem::path> transcript;
         bool continued = false;  // the transcript goes on where another process left it
     };
@@ -57,6 +58,7 @@ class Conversation {
 
     std::FILE* stream_;
     bool verbose_;
+    bool quiet_;
     cli::Paint paint_;
     cli::ProgressBar bar_;
     std::ofstream transcript_;

@@ -36,6 +36,9 @@ class ModuleHost {
     /// The two ways in. A text is lent first, which gives it the number under which it comes back.
     enum class Entrance { kWrite, kIoctl };
     [[nodiscard]] LentTexts::Loan lend(const std::string& text) { return lent_.lend(text); }
+    /// Texts that were not given back yet.
+    [[nodiscard]] std::size_t texts_held() const { return lent_.outstanding(); }
+
     void send(const LentTexts::Loan& loan, Entrance entrance);
 
     [[nodiscard]] std::optional<FromModule> take(std::chrono::milliseconds timeout) {

@@ -69,6 +69,10 @@ void add_scenario(CLI::App& app, Typed& typed, Options& options, Scenario scenar
         ->check(CLI::Range(1U, 1000U));
     command->add_option("--seed", options.seed, "the same number plays the same story")
         ->capture_default_str();
+    command->add_option("--operations", options.operations,
+                        "go on until so many operations have ended, and show what the plug-in costs");
+    command->add_option("--minutes", options.minutes, "go on for so long, likewise");
+    command->add_flag("--quiet", options.quiet, "show the end only");
 }
 
 std::optional<fs::path> absolute_or_nothing(const std::string& path) {

@@ -24,6 +24,9 @@ struct Options {
     std::uint32_t cameras = 8;
     std::uint32_t gaps = 3;
     std::uint64_t seed = 1;
+    std::uint64_t operations = 0;  // that a long story goes on for; 0 sets no bound
+    std::uint32_t minutes = 0;     // likewise
+    bool quiet = false;
 };
 
 /// Nothing when the line was answered already (help, version): the program ends with `exit_status` then.

@@ -102,11 +102,12 @@ bool Bindings::bind(std::size_t operation, const std::string& guid) {
     return true;
 }
 
-void Bindings::forget(std::size_t operation) {
-    const auto known = guids_.find(operation);
-    if (known == guids_.end()) return;
-    taken_.erase(known->second);
-    guids_.erase(known);
+void Bindings::forget_all_but(const std::function<bool(std::size_t operation)>& kept) {
+    std::erase_if(guids_, [&](const auto& known) {
+        if (kept(known.first)) return false;
+        taken_.erase(known.second);
+        return true;
+    });
 }
 
 bool matches(std::string_view pattern, std::string_view text, Bindings& bindings) {

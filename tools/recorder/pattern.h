@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -31,7 +32,8 @@ class Bindings {
     [[nodiscard]] std::string guid(std::size_t operation) const;
     /// False when the operation has another GUID or another operation has this one.
     bool bind(std::size_t operation, const std::string& guid);
-    void forget(std::size_t operation);
+    /// Of a long conversation: another operation may then have a forgotten one's GUID.
+    void forget_all_but(const std::function<bool(std::size_t operation)>& kept);
 
     /// In the order of their arrival.
     [[nodiscard]] std::vector<std::int64_t>& instants() { return instants_; }

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <optional>
 
 #include <fmt/format.h>
 #include <boost/process/args.hpp>
@@ -10,6 +11,7 @@
 
 #include "tools/cli/exit_status.h"
 #include "tools/recorder/closing.h"
+#include "tools/recorder/endurance.h"
 #include "tools/recorder/module_library.h"
 #include "tools/recorder/names.h"
 #include "tools/recorder/plug_in_fault.h"
@@ -28,6 +30,7 @@ fs::path handover_file(const WorkingDirectory& directory) {
 Conversation::Options conversation_options(const Options& options) {
     return {.stream = options.json ? stderr : stdout,
             .verbose = options.verbose,
+            .quiet = options.quiet,
             .transcript = options.transcript,
             .continued = options.scenario == Scenario::kRestartSecondHalf};
 }
@@ -50,7 +53,7 @@ std::vector<Clip> made_up_clips(const WorkingDirectory& directory) {
 
 /// Plays the story in this process; the number of restarts in it.
 std::uint32_t play(const Options& options, const std::vector<Clip>& clips, const WorkingDirectory& directory,
-                   Stage& stage) {
+                   Stage& stage, Endurance* endurance) {
     switch (options.scenario) {
         case Scenario::kGap:
             play_gap(stage, clips);
@@ -59,7 +62,7 @@ std::uint32_t play(const Options& options, const std::vector<Clip>& clips, const
             play_retry(stage, clips);
             return 0;
         case Scenario::kMany:
-            return play_many(stage, clips, {options.cameras, options.gaps, options.seed});
+            return play_many(stage, clips, {options.cameras, options.gaps, options.seed}, endurance);
         case Scenario::kRestart: {
             std::ofstream out(handover_file(directory));
             out << handover_text(play_until_restart(stage, clips));
@@ -119,10 +122,15 @@ int run(const Options& options) {
     if (clips.empty()) clips = made_up_clips(directory);
     Stage stage({options.module, std::chrono::seconds(options.patience)}, directory, conversation);
     conversation.note("working in " + directory.path().string());
+    std::optional<Endurance> endurance;
+    const EnduranceSettings settings{options.operations, options.minutes};
+    if (settings.wanted()) endurance.emplace(stage, settings);
     try {
-        const std::uint32_t restarts = play(options, clips, directory, stage);
+        const std::uint32_t restarts =
+            play(options, clips, directory, stage, endurance ? &*endurance : nullptr);
         if (options.scenario == Scenario::kRestart) return run_second_half(options, directory);
         fs::remove_all(directory.temporary_directory());
+        if (endurance) fmt::print(options.json ? stderr : stdout, "\n{}\n", endurance->figures());
         return close_with_table(options, directory, stage, restarts);
     } catch (const PlugInFault& fault) {
         // Said before the stage ends, which closes a plug-in that may not come back from it.

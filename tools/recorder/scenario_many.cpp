@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <limits>
 #include <random>
 
 #include <fmt/format.h>
@@ -14,6 +15,9 @@ namespace {
 /// ahead, so that what the plug-in saves at a restart, with the present instant, lies before the gaps to
 /// come.
 constexpr Seconds kStoryBegins = 2'051'222'400;
+
+/// Of each camera, in a story that goes on for long.
+constexpr std::size_t kClipsKept = 6;
 
 /// Numbers from a seed that are the same everywhere: the standard's distributions are each library's own.
 class Dice {
@@ -39,12 +43,14 @@ struct Member {
 
 class Crowd {
   public:
-    Crowd(Stage& stage, const std::vector<Clip>& clips, const CrowdSettings& settings);
+    Crowd(Stage& stage, const std::vector<Clip>& clips, const CrowdSettings& settings, Endurance* endurance);
     std::uint32_t play();
 
   private:
     void step();
+    void watch();
     bool finished();
+    bool may_restart();
     void lose(Member& member);
     void find(Member& member);
     void disturb();
@@ -61,14 +67,20 @@ class Crowd {
     std::vector<Member> members_;
     std::uint32_t most_gaps_;
     std::uint32_t restarts_ = 0;
+    Endurance* endurance_;  // null for a story of its own length
 };
 
-Crowd::Crowd(Stage& stage, const std::vector<Clip>& clips, const CrowdSettings& settings)
-    : stage_(stage), clips_(clips), dice_(settings.seed), most_gaps_(settings.gaps) {
+Crowd::Crowd(Stage& stage, const std::vector<Clip>& clips, const CrowdSettings& settings,
+             Endurance* endurance)
+    : stage_(stage),
+      clips_(clips),
+      dice_(settings.seed),
+      most_gaps_(endurance == nullptr ? settings.gaps : std::numeric_limits<std::uint32_t>::max()),
+      endurance_(endurance) {
     for (std::uint32_t i = 0; i < settings.cameras; ++i) {
         // Names that the quoted form and XML have to carry safely.
-        members_.push_back({.camera = make_camera(i, fmt::format("Yard & \"Gate\" <{}>", i + 1)),
-                            .gaps_left = settings.gaps});
+        members_.push_back(
+            {.camera = make_camera(i, fmt::format("Yard & \"Gate\" <{}>", i + 1)), .gaps_left = most_gaps_});
     }
 }
 
@@ -76,14 +88,27 @@ std::uint32_t Crowd::play() {
     stage_.open();
     for (Member& member : members_) introduce(stage_, member.camera, member.clock++);
     const std::uint64_t most_steps =
-        1000 + 500 * static_cast<std::uint64_t>(members_.size()) * (1 + most_gaps_);
+        1000 + 500 * static_cast<std::uint64_t>(members_.size()) * (std::uint64_t{1} + most_gaps_);
     for (std::uint64_t steps = 0; !finished(); ++steps) {
         if (steps == most_steps) throw PlugInFault("the conversation comes to no end");
         step();
+        if (endurance_ != nullptr) watch();
     }
     stage_.settle();
     stage_.close();
     return restarts_;
+}
+
+void Crowd::watch() {
+    endurance_->watch();
+    if (!endurance_->enough()) return;
+    for (Member& member : members_) member.gaps_left = 0;
+}
+
+bool Crowd::may_restart() {
+    constexpr std::size_t kSeldom = 500;  // steps, of which an operation takes about six
+    if (endurance_ != nullptr) return !endurance_->enough() && dice_.below(kSeldom) == 0;
+    return restarts_ <= most_gaps_ / 2 && dice_.percent(2);
 }
 
 bool Crowd::finished() {
@@ -104,7 +129,7 @@ std::vector<Member*> Crowd::members_that(bool connected, bool with_gaps_left) {
 void Crowd::step() {
     auto may_be_lost = members_that(true, true);
     auto lost = members_that(false, false);
-    if (restarts_ <= most_gaps_ / 2 && dice_.percent(2)) return restart();
+    if (may_restart()) return restart();
     if (dice_.percent(4)) return disturb();
     if (!stage_.requests().empty() && dice_.percent(60)) return answer(dice_.pick(stage_.requests()));
     if (!lost.empty() && dice_.percent(50)) return find(*dice_.pick(lost));
@@ -125,6 +150,7 @@ void Crowd::lose(Member& member) {
 
 void Crowd::find(Member& member) {
     std::vector<Clip> held;
+    if (endurance_ != nullptr) member.camera.forget_but(kClipsKept);
     for (std::size_t count = dice_.below(3); count > 0; --count) held.push_back(dice_.pick(clips_));
     member.clock = member.camera.record(held, member.clock) + static_cast<Seconds>(dice_.below(5));
     stage_.report(member.camera, true, member.clock);
@@ -134,7 +160,7 @@ void Crowd::find(Member& member) {
 /// Things that a host should not say, or not twice.
 void Crowd::disturb() {
     Member& member = dice_.pick(members_);
-    switch (dice_.below(4)) {
+    switch (dice_.below(endurance_ == nullptr ? 4 : 3)) {
         case 0:
             return stage_.send_text("no XML", "<Pavo><Devices ID=\"1\"");
         case 1:
@@ -149,6 +175,7 @@ void Crowd::disturb() {
 void Crowd::restart() {
     ++restarts_;
     stage_.close();
+    if (endurance_ != nullptr) endurance_->note_restart();
     stage_.open();
     for (Member& member : members_) {
         stage_.announce(member.camera);
@@ -197,8 +224,9 @@ void Crowd::fail(Member& member, const Request& request) {
 
 }  // namespace
 
-std::uint32_t play_many(Stage& stage, const std::vector<Clip>& clips, const CrowdSettings& settings) {
-    return Crowd(stage, clips, settings).play();
+std::uint32_t play_many(Stage& stage, const std::vector<Clip>& clips, const CrowdSettings& settings,
+                        Endurance* endurance) {
+    return Crowd(stage, clips, settings, endurance).play();
 }
 
 }  // namespace recorder

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "tools/recorder/endurance.h"
 #include "tools/recorder/handover.h"
 #include "tools/recorder/stage.h"
 
@@ -27,7 +28,10 @@ struct CrowdSettings {
     std::uint32_t gaps = 0;  // of each camera
     std::uint64_t seed = 0;
 };
-/// Many cameras with random losses, returns, failures and restarts. Returns the number of restarts.
-std::uint32_t play_many(Stage& stage, const std::vector<Clip>& clips, const CrowdSettings& settings);
+/// Many cameras with random losses, returns, failures and restarts. Returns the number of restarts. With an
+/// endurance the story goes on until that has enough, whatever the number of gaps, and tells only what leaves
+/// nothing behind: a repeated report of a connected channel adds up in the plug-in until its next restart.
+std::uint32_t play_many(Stage& stage, const std::vector<Clip>& clips, const CrowdSettings& settings,
+                        Endurance* endurance);
 
 }  // namespace recorder

@@ -52,7 +52,9 @@ void Stage::close() {
     // May still wait in the plug-in's queue when it is closed: it comes back unread then, but it comes back.
     send_text("farewell", "<Pavo><Farewell/></Pavo>");
     model_.on_close();
+    const auto begin = steady_clock::now();
     host_->stop();
+    last_closing_ = steady_clock::now() - begin;
     settle();
     host_.reset();
     check_state_file();
@@ -96,6 +98,7 @@ void Stage::tell(const std::string& kind, const std::string& summary, const std:
                         .kind = kind,
                         .summary = summary,
                         .text = text});
+    last_sending_ = std::chrono::system_clock::now();
     host_->send(loan, rare ? ModuleHost::Entrance::kIoctl : ModuleHost::Entrance::kWrite);
     expected_.push_back({.message_class = names::kReleaseClass, .pattern = "", .given_back = loan.number});
 }
@@ -220,6 +223,22 @@ void Stage::expect_recording(const ExpectedRecording& recording) {
     }
 }
 
+std::vector<ExpectedRecording> Stage::take_recordings() {
+    recording_numbers_.clear();
+    return std::exchange(recordings_, {});
+}
+
+void Stage::forget_what_ended() {
+    bindings_.forget_all_but([this](std::size_t number) {
+        return model_.operation(number) != nullptr ||
+               std::ranges::any_of(model_.requests(),
+                                   [&](const Request& request) { return request.operation == number; });
+    });
+    for (const auto& entry : fs::directory_iterator(directory_.temporary_directory())) {
+        if (entry.is_directory() && fs::is_empty(entry)) fs::remove(entry);
+    }
+}
+
 void Stage::finish(const Camera& camera, const Request& request) {
     const std::string guid = this->guid(request);
     model_.on_done(request.operation);
@@ -262,6 +281,7 @@ bool Stage::watch_conversion() {
 
 void Stage::check(const FromModule& message) {
     conversation_.received(message);
+    if (message.given_back != 0) return_before_ = std::exchange(last_return_, message.at);
     if (!message.fault.empty()) throw PlugInFault(message.fault);
     while (!expected_.empty() && expected_.front().any_number && !fits(message, expected_.front())) {
         expected_.pop_front();

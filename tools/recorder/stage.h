@@ -71,6 +71,23 @@ class Stage {
     /// Waits until everything expected has come.
     void settle();
 
+    /// Of the latest message that was sent, and of the two latest texts that came back.
+    using Instant = std::chrono::system_clock::time_point;
+    [[nodiscard]] Instant last_sending() const { return last_sending_; }
+    [[nodiscard]] Instant last_return() const { return last_return_; }
+    [[nodiscard]] Instant return_before() const { return return_before_; }
+    /// What the latest Close and Unload took together.
+    [[nodiscard]] std::chrono::nanoseconds last_closing() const { return last_closing_; }
+
+    /// Texts that the open plug-in has not given back.
+    [[nodiscard]] std::uint64_t texts_held() const { return host_->texts_held(); }
+    [[nodiscard]] std::filesystem::path state_file() const { return directory_.state_file(); }
+
+    /// For a story that goes on for long: hands over the recordings made so far, and drops what it knows, and
+    /// what lies about, of operations that have ended.
+    [[nodiscard]] std::vector<ExpectedRecording> take_recordings();
+    void forget_what_ended();
+
     [[nodiscard]] const EngineModel& model() const { return model_; }
     [[nodiscard]] const std::vector<ExpectedRecording>& recordings() const { return recordings_; }
     [[nodiscard]] const MessageCounts& counts() const { return conversation_.counts(); }
@@ -111,6 +128,10 @@ class Stage {
     std::map<std::string, std::size_t> recording_numbers_;  // by path
     std::optional<Conversion> conversion_;
     std::uint64_t clips_placed_ = 0;
+    Instant last_sending_;
+    Instant last_return_;
+    Instant return_before_;
+    std::chrono::nanoseconds last_closing_{};
     std::unique_ptr<ModuleHost> host_;
 };
 
