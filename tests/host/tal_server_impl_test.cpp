@@ -69,6 +69,12 @@ class TalServerTest : public ::testing::Test {
 
 }  // namespace
 
+TEST_F(TalServerTest, ReservationsGoToTheOneWhoKeepsTheSpace) {
+    server.RequestDiskReservation({}, 2);
+    server.ReleaseDiskReservation({});
+    EXPECT_EQ(sent(), "4\n4\n");
+}
+
 TEST_F(TalServerTest, TemporaryDirectoryIsMadeWithItsParents) {
     const std::string deep = directory / "a/b";
     request_recordings(deep, "o");

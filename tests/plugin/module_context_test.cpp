@@ -1,0 +1,54 @@
+#include "plugin/module_context.h"
+
+#include <gtest/gtest.h>
+
+#include "plugin/send_to_host.h"
+#include "tests/support/fake_host.h"
+#include "tests/support/fake_time.h"
+#include "tests/support/temp_directory.h"
+
+namespace {
+
+/// Waits for nothing; what happens in the meantime is the test's.
+class EventfulWaits final : public platform::Waits {
+  public:
+    void sleep(std::chrono::milliseconds duration) override {
+        story += "sleep " + std::to_string(duration.count()) + "\n";
+        on_sleep();
+    }
+    bool wait_for(std::condition_variable& /*condition*/, std::unique_lock<std::mutex>& /*lock*/,
+                  std::chrono::milliseconds /*duration*/, const std::function<bool()>& /*ready*/) override {
+        story += "pass\n";
+        on_pass();
+        return true;
+    }
+
+    std::function<void()> on_sleep;
+    std::function<void()> on_pass;
+    std::string story;
+};
+
+}  // namespace
+
+TEST(ModuleContext, MainLoopIdlesUntilOpenAndOutlivesAPassThatCannotBegin) {
+    const WorkingDirectory directory;
+    FakeHost host;
+    set_host_callback(FakeHost::callback());
+    const FakeClock clock;
+    EventfulWaits waits;
+    ModuleContext context({platform::system_files(), waits, clock});
+    std::vector<std::function<void()>> meanwhile = {[&] { context.close(); }, [&] { context.open(); }, [] {}};
+    waits.on_sleep = [&] {
+        const auto next = meanwhile.back();
+        meanwhile.pop_back();
+        next();
+    };
+    bool first = true;
+    waits.on_pass = [&first] {
+        if (!std::exchange(first, false)) throw std::bad_alloc();
+    };
+    context.run_main_loop();
+    EXPECT_EQ(waits.story, "sleep 1000\nsleep 1000\npass\npass\nsleep 100\n");
+    EXPECT_NE(host.lines().find("saving state"), std::string::npos);
+    set_host_callback(nullptr);
+}
