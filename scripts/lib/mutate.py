@@ -1,0 +1,148 @@
+#!/usr/bin/env python3
+"""mutate.py TREE BUILD COUNT SEED: breaks the copy TREE of the project in COUNT places, one at a time, and looks whether
+the tests notice. TREE is configured in BUILD and built; both are left as they were found."""
+import random
+import re
+import resource
+import subprocess
+import sys
+from pathlib import Path
+
+# Which test programs link a folder; the first one to fail catches the mutant, so its own stands in front.
+PROGRAMS = {
+    "mp4": ["mp4", "convert"],
+    "ps": ["ps", "convert"],
+    "convert": ["convert", "host"],
+    "engine": ["engine", "module"],
+    "store": ["store", "module"],
+    "host": ["host", "module"],
+    "plugin": ["plugin", "module"],
+    "platform": ["platform", "ps", "convert", "store", "plugin"],
+}
+LONGEST_RUN = 120  # seconds; a mutant that hangs is caught
+MOST_MEMORY = 4 << 30
+
+TOKENS = [  # what is found outside of texts and comments, and what takes its place
+    (r" < ", " <= "), (r" <= ", " < "), (r" > ", " >= "), (r" >= ", " > "), (r" == ", " != "), (r" != ", " == "),
+    (r" \+ ", " - "), (r" - ", " + "), (r" \* ", " + "), (r" / ", " * "), (r" % ", " / "), (r" \+= ", " -= "),
+    (r"\+\+(?=\w)", "--"), (r"--(?=\w)", "++"), (r" << ", " >> "), (r" >> ", " << "), (r" & ", " | "),
+    (r" && ", " || "), (r" \|\| ", " && "), (r"\(!", "("), (r"\btrue\b", "false"), (r"\bfalse\b", "true"),
+    (r"std::min\b", "std::max"), (r"std::max\b", "std::min"),
+]
+NUMBER = re.compile(r"(?<![\w'.])(0x[0-9A-Fa-f]+|0(?!\d)|[1-9]\d*)(?=[UL]*\b)(?!['.\w]*')")
+TEXT = re.compile(r'"(?:[^"\\]|\\.)*"|\'(?:[^\'\\]|\\.)*\'')
+NO_CODE = re.compile(r"^\s*(#|static_assert|using|template|namespace|\[\[nodiscard|virtual)|= (default|delete);")
+CALL = re.compile(r"^\s+(?!return|throw|delete|using|case|else|auto|const)[\w:.>*()-]+(?:\(.*\)| = .*);$")
+GUARD = re.compile(r"^\s+if \(.*\) (return|throw|break|continue)\b.*;$")
+
+
+def code_of(line):
+    """The line with texts blanked and its comment cut off; columns stay."""
+    blank = TEXT.sub(lambda text: '"' + " " * (len(text.group()) - 2) + '"', line)
+    return blank.split("//")[0]
+
+
+def changes_of(lines, at):
+    line, code = lines[at], code_of(lines[at])
+    if NO_CODE.search(code) or not code.strip():
+        return
+    for pattern, other in TOKENS:
+        for match in re.finditer(pattern, code):
+            yield {at: line[: match.start()] + other + line[match.end():]}
+    for match in NUMBER.finditer(code):
+        number = int(match.group(1), 0) + 1
+        yield {at: line[: match.start()] + str(number) + line[match.end():]}
+    for match in TEXT.finditer(line.split("//")[0]):
+        if len(match.group()) > 3:
+            yield {at: line[: match.end() - 2] + "~" + line[match.end() - 1:]}
+    if GUARD.match(code):
+        yield {at: ""}
+    if CALL.match(code):
+        yield {at: ""}
+        # Fields of a record and plain assignments may be written in any order.
+        if at + 1 < len(lines) and all(CALL.match(each) and not re.search(r" = |\bput\b", each)
+                                       for each in (code, code_of(lines[at + 1]))):
+            yield {at: lines[at + 1], at + 1: line}
+
+
+def all_changes(tree):
+    for folder in PROGRAMS:
+        for path in sorted((tree / folder).rglob("*")):
+            if path.suffix not in (".cpp", ".h") or "win" in path.stem.split("_"):
+                continue
+            lines = path.read_text().split("\n")
+            for at in range(len(lines)):
+                for change in changes_of(lines, at):
+                    yield path, change
+
+
+def limits():
+    resource.setrlimit(resource.RLIMIT_AS, (MOST_MEMORY, MOST_MEMORY))
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+
+
+def passes(build, program):
+    """None when it cannot be built."""
+    targets = [f"test_{program}", "norvanepi"]
+    made = subprocess.run(["cmake", "--build", build, "--target", *targets], capture_output=True)
+    if made.returncode != 0:
+        return None
+    try:
+        run = [build / "tests" / ("plugin" if program == "module" else program) / f"test_{program}"]
+        return subprocess.run([*run, "--gtest_brief=1", "--gtest_fail_fast", "--gtest_filter=-RealClips*"],
+                              capture_output=True, timeout=LONGEST_RUN, preexec_fn=limits).returncode == 0
+    except subprocess.TimeoutExpired:
+        return False
+
+
+def outcome(tree, build, path, change):
+    """"caught", "survived", or nothing for one that does not compile."""
+    before = path.read_text()
+    lines = before.split("\n")
+    for at, line in change.items():
+        lines[at] = line
+    path.write_text("\n".join(lines))
+    try:
+        for program in PROGRAMS[path.relative_to(tree).parts[0]]:
+            passed = passes(build, program)
+            if not passed:
+                return None if passed is None else "caught"
+        return "survived"
+    finally:
+        path.write_text(before)
+
+
+def shown(tree, path, change):
+    lines = path.read_text().split("\n")
+    was = " / ".join(lines[at].strip() for at in change)
+    now = " / ".join(line.strip() for line in change.values()) or "(nothing)"
+    return f"{path.relative_to(tree)}:{min(change) + 1}: {was}  ->  {now}"
+
+
+def main():
+    tree, build, count, seed = Path(sys.argv[1]), Path(sys.argv[2]), int(sys.argv[3]), int(sys.argv[4])
+    for program in sorted({program for programs in PROGRAMS.values() for program in programs}):
+        if not passes(build, program):
+            sys.exit(f"test_{program} does not pass before anything is broken")
+    changes = list(all_changes(tree))
+    random.Random(seed).shuffle(changes)
+    judged = dict(line.split("\t") for line in Path(__file__).with_name("mutants_judged.txt").read_text().splitlines())
+    tried, survivors = 0, []
+    for path, change in changes:
+        if tried == count:
+            break
+        result = outcome(tree, build, path, change)
+        print(result or "not compiled", shown(tree, path, change), file=sys.stderr, flush=True)
+        tried += result is not None
+        if result == "survived":
+            survivors.append(shown(tree, path, change))
+    caught = tried - len(survivors)
+    print(f"places to break {len(changes)}  tried {tried}  caught {caught} ({100 * caught / max(1, tried):.1f} %)"
+          f"  seed {seed}\nsurvivors:" + (" none" if not survivors else ""))
+    for survivor in survivors:
+        print(f"  {survivor}")
+        print(f"      {judged.get(re.sub(':[0-9]+:', ':', survivor, count=1), 'not judged yet')}")
+    return 0 if tried == count and caught * 10 >= tried * 9 else 1
+
+
+sys.exit(main())
