@@ -8,14 +8,6 @@
 
 namespace platform {
 
-PosixFile& PosixFile::operator=(PosixFile&& other) noexcept {
-    if (this != &other) {
-        close();
-        descriptor_ = other.release();
-    }
-    return *this;
-}
-
 PosixFile PosixFile::open(const std::string& path, int flags, ::mode_t mode) {
     return PosixFile(uninterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC, mode); }));
 }

@@ -28,7 +28,7 @@ class PosixFile {
     PosixFile(const PosixFile&) = delete;
     PosixFile& operator=(const PosixFile&) = delete;
     PosixFile(PosixFile&& other) noexcept : descriptor_(other.release()) {}
-    PosixFile& operator=(PosixFile&& other) noexcept;
+    PosixFile& operator=(PosixFile&&) = delete;
     ~PosixFile() { close(); }
 
     /// Opens, close-on-exec, and again when a signal interrupts; empty on failure with errno set.

@@ -22,14 +22,6 @@ unsigned count_of(Span bytes) {
 
 WinFile::WinFile(WinFile&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
 
-WinFile& WinFile::operator=(WinFile&& other) noexcept {
-    if (this != &other) {
-        close();
-        descriptor_ = std::exchange(other.descriptor_, -1);
-    }
-    return *this;
-}
-
 WinFile WinFile::open(const Path& path, int flags, int mode) {
     int descriptor = -1;
     const int all = flags | _O_BINARY | _O_NOINHERIT;

@@ -16,7 +16,7 @@ class WinFile {
     WinFile(const WinFile&) = delete;
     WinFile& operator=(const WinFile&) = delete;
     WinFile(WinFile&& other) noexcept;
-    WinFile& operator=(WinFile&& other) noexcept;
+    WinFile& operator=(WinFile&&) = delete;
     ~WinFile() { close(); }
 
     /// Opens in binary, not inherited, shared with other readers and writers; empty on failure.
