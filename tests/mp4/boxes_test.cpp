@@ -7,15 +7,18 @@
 
 namespace {
 
-/// Lets a reader read a payload that claims so many bytes, all of the file's when nothing is said.
+/// Lets a reader read a payload, behind other boxes, that claims so many bytes, all of the file's when
+/// nothing is said.
 template <typename Reader>
 auto table_of(const std::string& bytes, std::optional<std::uint64_t> claimed = {},
               std::uint64_t* consumed = nullptr) {
-    MemoryInput file(bytes);
+    const std::string before = "before";
+    MemoryInput file(before + bytes);
     BoxReader in(&file);
+    in.seek(before.size());
     Reader reader;
     const std::uint64_t count = reader.parse(in, claimed.value_or(bytes.size()));
-    EXPECT_EQ(count, in.position());
+    EXPECT_EQ(before.size() + count, in.position());
     if (consumed != nullptr) *consumed = count;
     return reader.table;
 }

@@ -127,8 +127,10 @@ TEST_F(XmlStoreTest, OtherRootsAndMissingPartsLoadAsNothing) {
 
 TEST_F(XmlStoreTest, FaultsKeepWhatWasReadBeforeThem) {
     const auto devices = [this](const std::string& second) {
-        return load("<Pavo><Devices ID='7'><Device Number='3' DisconnectTime='50'/></Devices>" + second +
-                    "<Operations><Operation/></Operations></Pavo>");
+        return load(
+            "<Pavo><Devices ID='7'><Device Number='3' DisconnectTime='50'/></Devices>" + second +
+            "<Operations><Operation GUID='00000000-0000-0000-0000-00000000000A' Devices='1' Device='2' "
+            "StartTime='3' EndTime='4' Attempts='5'/></Operations></Pavo>");
     };
     EXPECT_EQ(devices("<Devices/>"), "7/3/0@50 invalid or missing plug-in id");
     EXPECT_EQ(devices("<Devices ID='0'/>"), "7/3/0@50 invalid or missing plug-in id");
@@ -144,7 +146,7 @@ TEST_F(XmlStoreTest, FaultsKeepWhatWasReadBeforeThem) {
     EXPECT_EQ(devices("<Devices ID='1'><Device Number='5' DisconnectTime='9'/><Note/></Devices>"),
               "7/3/0@50 1/5/0@9 invalid or missing device number");
     EXPECT_EQ(devices("<Other/><Devices ID='1'><Note/><Device Number='5' DisconnectTime='9'/></Devices>"),
-              "7/3/0@50 1/5/0@9 ");
+              "7/3/0@50 1/5/0@9 op 1/2 #10 3..4 x5 ");
 }
 
 TEST_F(XmlStoreTest, OperationsWithoutAllAttributesAreSkipped) {
