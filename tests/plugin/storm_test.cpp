@@ -25,6 +25,7 @@ namespace hr = host_records;
 constexpr std::size_t kProducers = 8;
 constexpr std::size_t kLentByEach = 48;
 constexpr std::size_t kLongestText = 16'384;
+constexpr std::uint64_t kLivesOfAState = 5;
 
 /// What this thread is to the module, which calls the host on a caller's thread and on the loop's, on no
 /// other.
@@ -261,6 +262,8 @@ TEST(StormTest, EveryAcceptedTextComesBackOnceInEveryLife) {
     const WorkingDirectory directory;
     for (std::uint64_t life = 0; life < lives && !HasFailure(); ++life) {
         SCOPED_TRACE("life " + std::to_string(life));
+        // What is never fetched adds up from life to life: now and then one begins with nothing.
+        if (life % kLivesOfAState == 0) (void)std::remove("norvanepi_state.xml");
         Life(seed + life, messages / lives).run();
     }
     EXPECT_GT(Life::all_documents, lives);
