@@ -144,7 +144,8 @@ TEST(BoxesTest, FirstEntryCountsPastBoxAndFileButAFurtherOneHasToBeginInside) {
 
     std::string second = kVisualEntry;
     second.replace(4, 4, "mp4v").replace(32, 2, be16(352));
-    const auto two = table_of<StsdBox>(kTwoEntries + kVisualEntry + kConfiguration + second);
+    // The count ends the table, also where more entries follow.
+    const auto two = table_of<StsdBox>(kTwoEntries + kVisualEntry + kConfiguration + second + second);
     ASSERT_EQ(two.size(), 2U);
     EXPECT_EQ(two[1].width, 352);
     EXPECT_EQ(two[1].configuration_size, 0U);  // only "avc1" has one
