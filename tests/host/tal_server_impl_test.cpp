@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <stdexcept>
 
+#include "tests/support/clip_builder.h"
 #include "tests/support/fake_time.h"
+#include "tests/support/recording_view.h"
 #include "tests/support/temp_directory.h"
 
 namespace {
@@ -121,6 +124,22 @@ TEST_F(TalServerTest, ErrorsOfAConversionEndTheClipWithALineAndLeaveTheSource) {
     convert(clip, 1);
     EXPECT_EQ(sent(), "64 75 NorVane - Error 'unknown' while converting " + clip + ".\n");
     EXPECT_EQ(read_file(clip), "anything");
+}
+
+TEST_F(TalServerTest, TypeOfAClipMarksItsRecording) {
+    namespace fs = boost::filesystem;
+    for (const auto& [type, mark] : {std::pair{1, 0x80U}, {3, 0x40U}, {2, 0U}}) {
+        const std::string output = directory / std::to_string(type) + "/";
+        request_recordings(directory / "tmp", output);
+        write_file(directory / "clip", make_clip(ClipTrack{.samples = {nal("picture")}}));
+        convert(directory / "clip", type);
+        const auto pair = std::find_if(fs::recursive_directory_iterator(output), {},
+                                       [](const auto& entry) { return entry.path().extension() == ".ps"; });
+        ASSERT_NE(pair, fs::recursive_directory_iterator()) << sent();
+        const std::string data = pair->path().native();
+        const RecordingView recording(read_file(data), read_file(data + "i"));
+        EXPECT_EQ(recording.spans.at(0).kind & 0xC0U, mark);
+    }
 }
 
 TEST_F(TalServerTest, GuidsAreRandomOnesOfVersion4) {
