@@ -2,6 +2,7 @@
 
 option(NORVANEPI_TOOLS "Build the command-line tools" ON)
 option(NORVANEPI_TESTS "Build the tests" OFF)
+option(NORVANEPI_FUZZ "Build the fuzz targets (clang)" OFF)
 option(NORVANEPI_PCH "Precompile the heavy headers of the tests" ON)
 set(NORVANEPI_SANITIZE "" CACHE STRING "Sanitizers for everything, as -fsanitize= takes them")
 
@@ -28,4 +29,8 @@ endif()
 if(NORVANEPI_SANITIZE)
   add_compile_options(-fsanitize=${NORVANEPI_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${NORVANEPI_SANITIZE})
+endif()
+
+if(NORVANEPI_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
 endif()

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <new>
 #include <utility>
-#include <vector>
 
 using platform::Byte;
 
@@ -20,23 +19,43 @@ class Output {
     Output& operator=(const Output&) = delete;
     ~Output() { --faults_.open_files; }
 
-    bool fails(const std::string& call) {
+    bool fails(const char* call) {
         if (++faults_.calls != faults_.fail_at) return false;
         faults_.failed = name_ + " " + call;
         return true;
     }
 
+    /// How many of so many bytes one write takes.
+    std::size_t taken(std::size_t size) { return !fails("write") ? size : faults_.partly ? size / 2 : 0; }
+
     std::size_t write(std::size_t position, std::span<const Byte> bytes) {
-        const std::size_t count = !fails("write") ? bytes.size() : faults_.partly ? bytes.size() / 2 : 0;
+        const std::size_t count = taken(bytes.size());
         content_->resize(std::max(content_->size(), position + count));
-        const std::string_view text(reinterpret_cast<const char*>(bytes.data()), count);
-        content_->replace(position, count, text);
+        put(position, bytes.first(count));
         return count;
+    }
+
+    std::int64_t append(const platform::DataFile::Parts& parts) {
+        const std::size_t size = parts[0].size() + parts[1].size() + parts[2].size();
+        const std::size_t count = std::min<std::uint64_t>(taken(size), faults_.data_room);
+        faults_.data_room -= count;
+        std::size_t at = content_->size();
+        content_->resize(at + count);
+        for (const auto part : parts) {
+            const auto taken_of_it = part.first(std::min(part.size(), content_->size() - at));
+            put(at, taken_of_it);
+            at += taken_of_it.size();
+        }
+        return count == 0 && size != 0 ? -1 : static_cast<std::int64_t>(count);
     }
 
     [[nodiscard]] std::size_t size() const { return content_->size(); }
 
   private:
+    void put(std::size_t position, std::span<const Byte> bytes) {
+        std::ranges::copy(bytes, platform::bytes_of(*content_).subspan(position).begin());
+    }
+
     std::string name_;
     std::shared_ptr<std::string> content_;
     OutputFaults& faults_;
@@ -46,12 +65,7 @@ class MemoryData final : public platform::DataFile {
   public:
     MemoryData(std::shared_ptr<std::string> content, OutputFaults& faults)
         : file_("data", std::move(content), faults) {}
-    std::int64_t append(const Parts& parts) override {
-        std::vector<Byte> all;
-        for (const auto part : parts) all.insert(all.end(), part.begin(), part.end());
-        const std::size_t count = file_.write(file_.size(), all);
-        return count == 0 && !all.empty() ? -1 : static_cast<std::int64_t>(count);
-    }
+    std::int64_t append(const Parts& parts) override { return file_.append(parts); }
     std::int64_t position() override {
         return file_.fails("position") ? -1 : static_cast<std::int64_t>(file_.size());
     }
@@ -81,9 +95,9 @@ std::string parent_of(const std::string& path) {
 
 std::size_t MemoryInput::read_at(std::uint64_t position, std::span<Byte> to) {
     if (position + to.size() > throws_at) throw std::bad_alloc();
-    const std::uint64_t end = std::min<std::uint64_t>(content_.size(), ends_at);
+    const std::uint64_t end = std::min<std::uint64_t>(content_->size(), ends_at);
     const std::size_t count = position < end ? std::min<std::size_t>(to.size(), end - position) : 0;
-    if (count > 0) std::copy_n(&content_[position], count, reinterpret_cast<char*>(to.data()));
+    if (count > 0) std::copy_n(content_->data() + position, count, reinterpret_cast<char*>(to.data()));
     ++reads;
     bytes_read += count;
     return count;
@@ -95,7 +109,7 @@ void MemoryFiles::put(const std::string& path, std::string content) {
 
 std::unique_ptr<platform::InputFile> MemoryFiles::open_input(const std::string& path) {
     if (!has(path) || unopenable.contains(path)) return nullptr;
-    auto input = std::make_unique<MemoryInput>(at(path));
+    auto input = std::make_unique<MemoryInput>(files_.at(path));
     input->ends_at = input_ends_at;
     input->throws_at = input_throws_at;
     return input;

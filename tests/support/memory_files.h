@@ -18,8 +18,11 @@ inline constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max(
 /// A clip in memory that counts how it is read.
 class MemoryInput final : public platform::InputFile {
   public:
-    explicit MemoryInput(std::string content) : content_(std::move(content)) {}
-    [[nodiscard]] std::uint64_t size() const override { return content_.size(); }
+    explicit MemoryInput(std::string content)
+        : MemoryInput(std::make_shared<const std::string>(std::move(content))) {}
+    explicit MemoryInput(std::shared_ptr<const std::string> content)
+        : content_(std::move(content)), size_(content_->size()) {}
+    [[nodiscard]] std::uint64_t size() const override { return size_; }
     std::size_t read_at(std::uint64_t position, std::span<platform::Byte> to) override;
 
     std::uint64_t ends_at = kNever;    // nothing is delivered from here on, although size() promises it
@@ -28,7 +31,8 @@ class MemoryInput final : public platform::InputFile {
     std::uint64_t bytes_read = 0;
 
   private:
-    std::string content_;
+    std::shared_ptr<const std::string> content_;
+    std::uint64_t size_;
 };
 
 /// What goes wrong with the files that are being written. Counts every call to any of them.
@@ -37,6 +41,7 @@ struct OutputFaults {
     bool partly = false;             // it writes half of what it should instead of nothing
     std::uint64_t calls = 0;
     std::string failed = {};  // which call that was: "data write", "data position", "index write"
+    std::uint64_t data_room = kNever;  // bytes that all data files together take; the disk is full then
     int open_files = 0;
 };
 
