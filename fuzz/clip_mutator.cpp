@@ -108,13 +108,10 @@ class BoxedClip {
     void put_word(const Box& box) {
         const std::size_t words = box.payload() / 4;
         if (words == 0) return;
-        const std::array<std::size_t, 12> values = {
-            0,          1,          2,          3,
-            4,          words,      box.size,   clip_.size(),
-            0x7FFFFFFF, 0xFFFFFFFF, 0xFFFFFFFC, boxes_.at(below(boxes_.size())).at};
-        const std::size_t at = box.payload_at() + 4 * below(words);
-        const auto value = static_cast<std::uint32_t>(values.at(below(values.size())));
-        put(at, below(4) == 0 ? get<std::uint32_t>(at) + value : value);
+        const std::size_t values[] = {0,          1,         2, 3, words, words - 1, box.size, clip_.size(),
+                                      0x7FFFFFFF, 0xFFFFFFFC};
+        put(box.payload_at() + 4 * below(words),
+            static_cast<std::uint32_t>(values[below(std::size(values))]));
     }
 
     void mutate_payload(const Box& box, std::size_t room) {

@@ -39,34 +39,35 @@ using EntryPoint = std::int32_t (*)(const void*, void*);
 class Host;
 Host* the_host = nullptr;
 
-/// A record of the host, as short as its layout says, so that a byte written behind it is seen.
+/// A record of the host on the heap, as short as its layout says, so that a byte behind it is not touched.
 template <typename Layout>
-class Record {
-  public:
+struct Record {
+    std::unique_ptr<typename Layout::Bytes> bytes = std::make_unique<typename Layout::Bytes>();
+
     template <typename Field, typename T>
-    void put(T value) {
-        Field::put(typename Layout::MutableView(*bytes_), value);
+    void put(T value) const {
+        Field::put(typename Layout::MutableView(*bytes), value);
     }
     template <typename Field>
     [[nodiscard]] auto get() const {
-        return Field::get(typename Layout::View(*bytes_));
+        return Field::get(typename Layout::View(*bytes));
     }
-    [[nodiscard]] typename Layout::Bytes* data() { return bytes_.get(); }
-
-  private:
-    std::unique_ptr<typename Layout::Bytes> bytes_ = std::make_unique<typename Layout::Bytes>();
 };
+
+/// Calls and gives the record that was filled.
+template <typename Output>
+Record<Output> call(EntryPoint entry_point, const void* input = nullptr) {
+    Record<Output> output;
+    require(entry_point(input, output.bytes.get()) == 0, "an entry point returns 0");
+    return output;
+}
 
 class Host final : public platform::Waits {
   public:
     explicit Host(std::span<const std::uint8_t> bytes) : in_(bytes) {
         the_host = this;
-        clock.set_seconds(2'000'000);
         files.output.data_room = 65'536;
     }
-    Host(const Host&) = delete;
-    Host& operator=(const Host&) = delete;
-    ~Host() override { the_host = nullptr; }
 
     void run() {
         while (!in_.empty()) act();
@@ -93,6 +94,7 @@ class Host final : public platform::Waits {
     /// A text that the module holds. It is owed back unless there was a time without a callback.
     struct Loan {
         std::unique_ptr<char[]> text;
+        int number = 0;
         bool owed = true;
     };
 
@@ -101,40 +103,32 @@ class Host final : public platform::Waits {
     std::int32_t take(const void* request, void* reply) {
         const hr::Input<hr::HostRequest> in(request);
         const auto* data = hr::pointer_of<const char*>(in.get<hr::HostRequest::Data>());
-        require(in.get<hr::HostRequest::Identifier>() == hr::kModuleId, "a request names the module");
-        if (in.get<hr::HostRequest::MessageClass>() != names::kReleaseClass) {
-            hear({data, in.get<hr::HostRequest::Length>()});
-        } else if (data == nullptr) {
-            require(nulls_-- > 0, "no text was released once too often");
-        } else {
-            require(loans_.erase(data) == 1, "a buffer was released that was not held");
-        }
+        const bool is_release = in.get<hr::HostRequest::MessageClass>() == names::kReleaseClass;
+        if (!is_release) hear({data, in.get<hr::HostRequest::Length>()});
+        if (is_release) require(loans_.erase(data) == 1, "a buffer was released that was not held");
         return rowdy_ ? misbehave(hr::Output<hr::HostReply>(reply)) : 0;
     }
 
     void hear(std::string_view text) {
-        require(text.ends_with('\0'), "a document is terminated");
         tinyxml2::XMLDocument document;
-        require(document.Parse(text.data()) == tinyxml2::XML_SUCCESS, "a document can be read");
-        constexpr std::string_view kGuid = "GUID=\"";
-        const std::size_t at = text.find(kGuid);
+        require(text.ends_with('\0') && document.Parse(text.data()) == tinyxml2::XML_SUCCESS,
+                "a bad document");
+        const std::size_t at = text.find("GUID=\"");
         if (at == std::string_view::npos) return;
-        guids_.push_back(boost::uuids::string_generator()(std::string(text.substr(at + kGuid.size(), 36))));
+        guids_.push_back(boost::uuids::string_generator()(std::string(text.substr(at + 6, 36))));
     }
 
     std::int32_t misbehave(const hr::Output<hr::HostReply>& reply) {
         switch (in_.below(16)) {
             case 1:
                 reply.put<hr::HostReply::Result>(5U);
-                return 0;
-            case 2:
                 return -1;
-            case 3:
+            case 2:
                 throw std::runtime_error("the host's own");
-            case 4:
+            case 3:
                 throw 7;
+            case 4:
             case 5:
-            case 6:
                 act();
                 return 0;
             default:
@@ -145,7 +139,7 @@ class Host final : public platform::Waits {
     /// Another thread's turn, as it were. Out of ideas the host closes, which ends every loop.
     void go_on() {
         if (in_.empty() || depth_ >= kDeepest) {
-            call(Close, Record<hr::CloseResult>());
+            call<hr::CloseResult>(Close);
         } else {
             act();
         }
@@ -155,121 +149,92 @@ class Host final : public platform::Waits {
         if (depth_ >= kDeepest) return;
         ++depth_;
         constexpr void (Host::*kActs[])() = {
-            &Host::load, &Host::open,  &Host::shut,  &Host::ask_nothing, &Host::change_the_world,
+            &Host::load, &Host::open,  &Host::shut,  &Host::ask,  &Host::change_the_world,
             &Host::work, &Host::write, &Host::write, &Host::write};
         (this->*in_.pick(kActs))();
         --depth_;
     }
 
-    template <typename Layout>
-    void call(EntryPoint entry_point, Record<Layout> output) {
-        require(entry_point(nullptr, output.data()) == 0, "an entry point returns 0");
-    }
-
     void load() {
-        const bool deaf = in_.chance(8);
-        Record<hr::HostInfo> input;
-        if (!deaf)
-            input.put<hr::HostInfo::Callback>(hr::address_of(reinterpret_cast<const void*>(&callback)));
-        Record<hr::ModuleInfo> output;
-        deaf_ = deaf;
-        for (auto& [text, loan] : loans_) loan.owed &= !deaf;
-        require(Load(input.data(), output.data()) == 0, "Load returns 0");
-        require(output.get<hr::ModuleInfo::Identifier>() == hr::kModuleId, "the module says who it is");
+        deaf_ = in_.chance(8);
+        for (auto& [text, loan] : loans_) loan.owed &= !deaf_;
+        const Record<hr::HostInfo> input;
+        const auto address = hr::address_of(reinterpret_cast<const void*>(&callback));
+        input.put<hr::HostInfo::Callback>(deaf_ ? 0 : address);
+        const auto info = call<hr::ModuleInfo>(Load, input.bytes.get());
+        require(info.get<hr::ModuleInfo::Identifier>() == hr::kModuleId, "the module says who it is");
     }
 
-    void open() { call(Open, Record<hr::OpenResult>()); }
+    void open() { call<hr::OpenResult>(Open); }
     void shut() { close(in_.chance(128) ? Unload : Close); }
 
     void close(EntryPoint entry_point) {
-        call(entry_point, Record<hr::CloseResult>());
+        const int before = next_loan_;  // a host may open anew from inside its callback
+        call<hr::CloseResult>(entry_point);
         if (depth_ > 1) return;  // a pass of the loop may be under way
-        for (const auto& [text, loan] : loans_) require(!loan.owed, "a buffer was not given back");
+        for (const auto& [text, loan] : loans_)
+            require(!loan.owed || loan.number >= before, "a buffer was not given back");
     }
 
-    void ask_nothing() {
-        call(Read, Record<hr::ReadResult>());
-        call(Seek, Record<hr::SeekResult>());
-        if (!in_.chance(16)) return;
-        nulls_ += 2;  // Write and IOCTL without records may be taken for messages without a text
-        for (const EntryPoint entry_point : {Load, Open, Read, Write, Seek, IOCTL, Close, Unload})
-            require(entry_point(nullptr, nullptr) == 0, "nulls are taken like zeros");
-        deaf_ = true;
-        for (auto& [text, loan] : loans_) loan.owed = false;
+    void ask() {
+        call<hr::ReadResult>(Read);
+        call<hr::SeekResult>(Seek);
+        control(in_.byte() | 4U);
+        for (const EntryPoint entry_point : {Open, Read, Seek, IOCTL, Close, Unload}) {
+            if (in_.chance(8)) require(entry_point(nullptr, nullptr) == 0, "nulls are taken like zeros");
+        }
     }
 
-    void work() {
-        Record<hr::IoctlRequest> input;
-        input.put<hr::IoctlRequest::Code>(in_.chance(16) ? in_.byte() : hr::kRunMainLoop);
-        if (input.get<hr::IoctlRequest::Code>() == hr::kQueueMessage) ++nulls_;
-        Record<hr::IoctlResult> output;
-        require(IOCTL(input.data(), output.data()) == 0, "IOCTL returns 0");
+    void work() { control(hr::kRunMainLoop); }
+
+    Record<hr::IoctlResult> control(std::uint32_t code, const char* text = nullptr,
+                                    std::uint32_t length = 0) {
+        const Record<hr::IoctlRequest> input;
+        input.put<hr::IoctlRequest::Code>(code);
+        input.put<hr::IoctlRequest::Length>(length);
+        input.put<hr::IoctlRequest::Text>(hr::address_of(text));
+        return call<hr::IoctlResult>(IOCTL, input.bytes.get());
     }
 
     void change_the_world() {
-        switch (in_.below(8)) {
-            case 0:
-                rowdy_ = !rowdy_;
-                break;
-            case 1:
-                files.directory_error = boost::system::error_code(static_cast<int>(in_.below(3)),
-                                                                  boost::system::generic_category());
-                break;
-            case 2:
-                files.input_throws_at = in_.chance(128) ? in_.byte() : kNever;
-                break;
-            case 3:
-                files.failing_removals = static_cast<int>(in_.below(3));
-                break;
-            case 4:
-                files.put("norvanepi_state.xml", in_.text());
-                break;
-            default:
-                files.put("tmp/a.mp4", make_clip(ClipTrack{.samples = {nal("first"), nal("second")}}));
-        }
+        const std::size_t what = in_.below(8);
+        const std::uint8_t how = in_.byte();
+        if (what == 0) rowdy_ = !rowdy_;
+        if (what == 1) files.directory_error.assign(how % 3, boost::system::generic_category());
+        if (what == 2) files.input_throws_at = how < 128 ? how : kNever;
+        if (what == 3) files.failing_removals = how % 3;
+        if (what == 4) files.put("norvanepi_state.xml", in_.text());
+        if (what >= 5) files.put("tmp/a.mp4", make_clip(ClipTrack{.samples = {nal("first"), nal("second")}}));
     }
 
     void write() {
         const std::string text = host_message(in_, guids_);
-        const std::uint8_t how = in_.byte();
         auto copy = std::make_unique<char[]>(text.size());  // no byte longer than it says
         std::ranges::copy(text, copy.get());
-        const char* const lent = how < 8 && how > 0 ? nullptr : copy.get();
-        const auto length = how >= 8 && how < 16 ? 0x80000000U : static_cast<std::uint32_t>(text.size());
-        if (lent == nullptr) ++nulls_;
-        if (lent != nullptr) loans_[lent] = {std::move(copy), !deaf_};
-        if (how >= 192 ? queue(lent, length) : send(lent, length, how)) return;
-        if (lent == nullptr) --nulls_;
-        loans_.erase(lent);
+        const char* const lent = copy.get();
+        const std::uint8_t how = in_.byte();
+        const auto length = how == 1 ? 0x80000000U : static_cast<std::uint32_t>(text.size());
+        loans_[lent] = {std::move(copy), next_loan_++, !deaf_};
+        if (how < 224 ? send(lent, length, how) : queue(lent, length)) return;
+        require(loans_.erase(lent) == 1, "what is refused is not released");
     }
 
     bool send(const char* text, std::uint32_t length, std::uint8_t how) {
-        Record<hr::WriteRequest> input;
-        Record<hr::WriteResult> output;
-        input.put<hr::WriteRequest::Refused>(static_cast<std::uint8_t>(how == 16));
-        input.put<hr::WriteRequest::Identifier>(how == 17 ? hr::kModuleId : 1);
+        const Record<hr::WriteRequest> input;
+        input.put<hr::WriteRequest::Refused>(static_cast<std::uint8_t>(how == 2));
+        input.put<hr::WriteRequest::Identifier>(how == 3 ? hr::kModuleId : 1);
         input.put<hr::WriteRequest::Length>(length);
         input.put<hr::WriteRequest::Text>(hr::address_of(text));
-        require(Write(input.data(), output.data()) == 0, "Write returns 0");
-        const bool accepted = output.get<hr::WriteResult::Count>() == 1;
-        require(!accepted || output.get<hr::WriteResult::Status>() == hr::kAccepted,
-                "count and status agree");
-        return accepted;
+        return call<hr::WriteResult>(Write, input.bytes.get()).get<hr::WriteResult::Count>() == 1;
     }
 
     bool queue(const char* text, std::uint32_t length) {
-        Record<hr::IoctlRequest> input;
-        Record<hr::IoctlResult> output;
-        input.put<hr::IoctlRequest::Code>(hr::kQueueMessage);
-        input.put<hr::IoctlRequest::Length>(length);
-        input.put<hr::IoctlRequest::Text>(hr::address_of(text));
-        require(IOCTL(input.data(), output.data()) == 0, "IOCTL returns 0");
-        return output.get<hr::IoctlResult::Count>() == 1;
+        return control(hr::kQueueMessage, text, length).get<hr::IoctlResult::Count>() == 1;
     }
 
     ByteSource in_;
     std::map<const char*, Loan> loans_;
-    int nulls_ = 0;  // messages without a text that may still come back
+    int next_loan_ = 0;
     std::vector<norvane::Guid> guids_;
     int depth_ = 0;
     bool deaf_ = true;

@@ -19,67 +19,59 @@
 
 namespace {
 
-/// A state file in memory that cannot always be written.
-class Store final : public norvane::IPersistentStore {
+using Records = std::vector<norvane::DisconnectRecord>;
+using Operations = std::vector<norvane::Operation>;
+
+/// An engine with a host and a state file of its own. Some state files cannot be written.
+template <typename Engine>
+class Side final : public norvane::IPersistentStore {
   public:
-    explicit Store(const platform::Clock& clock) : store_(files, clock) {}
-    void SaveState(std::vector<norvane::DisconnectRecord>& records,
-                   const std::vector<norvane::Operation>& operations) override {
-        if (fails) throw std::invalid_argument("no room");
+    Side(const platform::Clock& clock, const std::string& state) : clock_(clock), store_(files_, clock) {
+        files_.put(norvane::state::kFileName, state);
+    }
+
+    void restart(bool save_fails) {
+        save_fails_ = save_fails;
+        engine.reset();
+        engine = std::make_unique<Engine>(server, *this, clock_);
+    }
+    [[nodiscard]] const std::string& state_file() { return files_.at(norvane::state::kFileName); }
+
+    void SaveState(Records& records, const Operations& operations) override {
+        if (save_fails_) throw std::invalid_argument("no room");
         store_.SaveState(records, operations);
     }
-    void LoadState(std::vector<norvane::DisconnectRecord>& records,
-                   std::vector<norvane::Operation>& operations) override {
+    void LoadState(Records& records, Operations& operations) override {
         store_.LoadState(records, operations);
     }
     norvane::Ticks CurrentTime() override { return store_.CurrentTime(); }
 
-    MemoryFiles files;
-    bool fails = false;
-
-  private:
-    norvane::CXmlStore store_;
-};
-
-/// An engine with a host of its own.
-template <typename Engine>
-class Side {
-  public:
-    explicit Side(const platform::Clock& clock) : clock_(clock), store(clock) {}
-
-    void restart(bool save_fails) {
-        store.fails = save_fails;
-        engine.reset();
-        engine = std::make_unique<Engine>(server, store, clock_);
-    }
-    [[nodiscard]] std::string state_file() {
-        return store.files.read_whole(norvane::state::kFileName).value_or("");
-    }
+    RecordingServer server;
 
   private:
     const platform::Clock& clock_;
+    MemoryFiles files_;
+    norvane::CXmlStore store_;
+    bool save_fails_ = false;
 
   public:
-    RecordingServer server;
-    Store store;
-    std::unique_ptr<Engine> engine;
+    std::unique_ptr<Engine> engine;  // saves while it goes, so it goes first
 };
 
 class Conversation {
   public:
-    explicit Conversation(std::span<const std::uint8_t> bytes) : in_(bytes) {
-        clock_.set_seconds(2'000'000);
-        const std::string state = in_.chance(64) ? in_.text() : "<Pavo/>";
-        real_.store.files.put(norvane::state::kFileName, state);
-        simple_.store.files.put(norvane::state::kFileName, state);
-        restart();
-    }
+    explicit Conversation(ByteSource& in)
+        : in_(in),
+          state_(in.chance(64) ? in.text() : "<Pavo/>"),
+          real_(clock_, state_),
+          simple_(clock_, state_) {}
 
     void run() {
+        restart();
         while (!in_.empty()) {
             const std::uint8_t kind = in_.byte();
             if (kind == 0) restart();
-            if (kind >= 224) clock_.set_seconds(2'000'000 + 100 * (kind - 224));
+            if (kind >= 240) clock_.set_seconds(2'000'000 + kind);
             hear(host_message(in_, guids_));
         }
         restart();
@@ -111,8 +103,7 @@ class Conversation {
                 "nothing to do, but busy");
         check_work(asked);
         guids_.clear();
-        for (const norvane::Operation& operation : simple_.engine->operations())
-            guids_.push_back(operation.guid);
+        for (const auto& operation : simple_.engine->operations()) guids_.push_back(operation.guid);
     }
 
     /// Start and end of the work alternate; the operations of a state file go on without a start.
@@ -124,10 +115,11 @@ class Conversation {
         }
     }
 
-    ByteSource in_;
+    ByteSource& in_;
     FakeClock clock_;
-    Side<norvane::CNorVane> real_{clock_};
-    Side<SimpleEngine> simple_{clock_};
+    std::string state_;
+    Side<norvane::CNorVane> real_;
+    Side<SimpleEngine> simple_;
     std::vector<norvane::Guid> guids_;
     bool working_ = false;
 };
@@ -135,6 +127,7 @@ class Conversation {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Conversation({data, size}).run();
+    ByteSource in({data, size});
+    Conversation(in).run();
     return 0;
 }

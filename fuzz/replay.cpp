@@ -7,6 +7,7 @@
 #include <iterator>
 #include <span>
 #include <string>
+#include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 

@@ -19,14 +19,14 @@ std::string utc(Ticks instant) {
 std::string text(const DeviceKey& device) {
     return format("{} {}", device.devices_id, device.number);
 }
+std::string text(const Guid& guid) {
+    return boost::uuids::to_string(guid);
+}
 std::string text(const Operation& operation) {
-    return format("{} for device {}", boost::uuids::to_string(operation.guid), text(operation.device));
+    return text(operation.guid) + " for device " + text(operation.device);
 }
 DeviceKey key(std::int32_t devices_id, std::int32_t number) {
     return {static_cast<std::uint32_t>(devices_id), static_cast<std::uint32_t>(number)};
-}
-bool has(const std::vector<DeviceKey>& devices, const DeviceKey& device) {
-    return std::ranges::find(devices, device) != devices.end();
 }
 bool erase_first(std::vector<DeviceKey>& devices, const DeviceKey& device) {
     const auto found = std::ranges::find(devices, device);
@@ -49,9 +49,8 @@ SimpleEngine::SimpleEngine(ITalServer& server, IPersistentStore& store, const pl
 
 SimpleEngine::~SimpleEngine() {
     info("saving state and unloading.");
-    const Ticks now = store_.CurrentTime();
     for (const DeviceKey& device : connected_)
-        disconnects_.push_back({now, {0, 0, device.number, device.devices_id}});
+        disconnects_.push_back({store_.CurrentTime(), {0, 0, device.number, device.devices_id}});
     try {
         store_.SaveState(disconnects_, operations_);
     } catch (const std::exception& fault) {
@@ -60,7 +59,8 @@ SimpleEngine::~SimpleEngine() {
 }
 
 void SimpleEngine::OnDeviceSupported(std::int32_t devices_id, std::int32_t number) {
-    if (!has(supported_, key(devices_id, number))) supported_.push_back(key(devices_id, number));
+    erase_first(supported_, key(devices_id, number));
+    supported_.push_back(key(devices_id, number));
 }
 
 void SimpleEngine::OnDeviceRemoved(std::int32_t devices_id, std::int32_t number) {
@@ -74,7 +74,7 @@ void SimpleEngine::OnDeviceRemoved(std::int32_t devices_id, std::int32_t number)
 
 void SimpleEngine::OnChannelState(const ChannelKey* channel, std::int32_t state, const void*, Ticks time) {
     const DeviceKey device{channel->devices_id, channel->device_number};
-    if (!has(supported_, device)) return;
+    if (std::ranges::count(supported_, device) == 0) return;
     const auto lost = std::ranges::find(disconnects_, *channel, &DisconnectRecord::channel);
     if (lost == disconnects_.end()) {
         if (state == 2) return lose(device, {time - 100'000'000, *channel});
@@ -104,8 +104,8 @@ void SimpleEngine::lose(const DeviceKey& device, const DisconnectRecord& record)
 
 void SimpleEngine::start_next() {
     if (operations_.empty()) return;
-    const auto next =
-        std::ranges::find_if(operations_, [&](auto& one) { return has(connected_, one.device); });
+    const auto next = std::ranges::find_if(
+        operations_, [&](auto& one) { return std::ranges::count(connected_, one.device) > 0; });
     idle_ = next == operations_.end();
     if (idle_) return;
     info(format("requesting device storage info for {} from {} to {}", text(next->device),
@@ -117,18 +117,16 @@ void SimpleEngine::start_next() {
 
 void SimpleEngine::OnStorageInfo(const Guid& guid, std::uint32_t gigabytes) {
     const auto found = find(guid);
-    if (found == operations_.end())
-        return error(format("operation {} not found.", boost::uuids::to_string(guid)));
+    if (found == operations_.end()) return error(format("operation {} not found.", text(guid)));
     info(format("requesting disk space reservation of {} GB for operation {} device {}", gigabytes,
-                boost::uuids::to_string(guid), text(found->device)));
+                text(guid), text(found->device)));
     server_.RequestDiskReservation(guid, gigabytes);
 }
 
 void SimpleEngine::OnReservation(Guid guid, const platform::Path& temporary, const platform::Path& output) {
     const auto found = find(guid);
     if (found == operations_.end())
-        return error(
-            format("operation {} in disk space response was not found.", boost::uuids::to_string(guid)));
+        return error(format("operation {} in disk space response was not found.", text(guid)));
     info(format("requesting recordings from {} gap start time{} gap end time {}", text(found->device),
                 utc(found->start_time), utc(found->end_time)));
     server_.RequestRecordings(guid, found->device.devices_id, found->device.number, found->start_time,

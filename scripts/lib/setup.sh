@@ -18,6 +18,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build libtinyxml2-dev libboost-dev libboost-file
 TEST_PACKAGES=(libgtest-dev libgmock-dev ffmpeg util-linux)
 DEMO_PACKAGES=(ffmpeg fonts-dejavu-core)
 LINT_PACKAGES=(clang clang-format clang-tidy cppcheck git)
+FUZZ_PACKAGES=(clang libclang-rt-14-dev llvm)
 
 # step NAME COMMAND...: runs a command quietly; its output is kept in build/log and shown only when it fails.
 step() {

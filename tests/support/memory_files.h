@@ -40,7 +40,7 @@ struct OutputFaults {
     std::uint64_t fail_at = kNever;  // the call that fails, from 1
     bool partly = false;             // it writes half of what it should instead of nothing
     std::uint64_t calls = 0;
-    std::string failed = {};  // which call that was: "data write", "data position", "index write"
+    std::string failed = {};           // which call that was: "data write", "data position", "index write"
     std::uint64_t data_room = kNever;  // bytes that all data files together take; the disk is full then
     int open_files = 0;
 };
