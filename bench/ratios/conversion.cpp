@@ -1,0 +1,141 @@
+// One downloaded clip, from its notice to the release of its buffer. The worker does nothing else meanwhile: losses and
+// returns of all cameras wait for it, and the processor is taken from a machine that is recording.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <fstream>
+#include <sstream>
+
+#include "bench/ratios/child.h"
+#include "bench/ratios/retrieval.h"
+#include "bench/ratios/subjects.h"
+#include "mp4/box_walk.h"
+#include "platform/posix_file.h"
+
+namespace bench {
+namespace {
+
+const std::string kRecordings = "recordings/";
+
+struct Clip {
+    std::string name;
+    std::uint32_t frames = 0;
+    double of_copy = 0;
+    double of_remux = 0;
+    double calls_a_frame = 0;
+};
+const std::array kClips = {Clip{"A", 1'500, 1.75, 0.28, 2.3}, Clip{"B", 9'000, 2.2, 0.55, 2.3},
+                           Clip{"C", 1'800, 1.35, 0.33, 2.6}, Clip{"D", 90'000, 10.5, 0.5, 2.1}};
+
+/// The least that any program does: every byte once through memory.
+void plain_copy(const std::string& from, const std::string& to) {
+    static std::array<platform::Byte, 256 * 1024> buffer;
+    const auto in = platform::PosixFile::open(from, O_RDONLY);
+    const auto out = platform::PosixFile::open(to, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    for (;;) {
+        const ::ssize_t got = ::read(in.descriptor(), buffer.data(), buffer.size());
+        if (got == 0) return;
+        require(got > 0 && ::write(out.descriptor(), buffer.data(), static_cast<std::size_t>(got)) == got,
+                "a copy failed");
+    }
+}
+
+/// Another file stands in for every further round: none is overwritten, and freeing one is not measured.
+double copy_seconds(const std::string& clip) {
+    const double seconds = time_of([&] { plain_copy(clip, "copy"); });
+    std::filesystem::remove("copy");
+    return seconds;
+}
+
+double remux_seconds(const std::string& clip) {
+    const double seconds = run_program({"ffmpeg", "-nostdin", "-y", "-loglevel", "quiet", "-i", clip, "-c", "copy",
+                                        "-f", "vob", "remuxed"});
+    std::filesystem::remove("remuxed");
+    return seconds;
+}
+
+double convert_seconds(Retrieval& retrieval, const std::filesystem::path& clip, std::uint32_t frames) {
+    const double seconds = retrieval.convert(clip);
+    require_whole(retrieval.recording(), frames);
+    retrieval.remove_recording();
+    return seconds;
+}
+
+/// All system calls of a process that loads the module and converts the clip, or none.
+double system_calls(const Effort& effort, const std::string& clip) {
+    run_program({"strace", "-f", "-c", "-o", "calls", recorder::own_program().string(), "--module",
+                 effort.module.string(), "--convert", clip},
+                "/dev/null");
+    std::ifstream in("calls");
+    for (std::string line; std::getline(in, line);) {
+        std::istringstream words(line);
+        std::string share;
+        std::string seconds;
+        std::string microseconds;
+        double calls = 0;
+        if (line.ends_with(" total") && words >> share >> seconds >> microseconds >> calls) return calls;
+    }
+    throw WrongResult("no count of system calls");
+}
+
+/// What a conversion may hold: a fixed part, two samples, and its tables three times.
+double allowed_memory(const std::filesystem::path& clip) {
+    const auto file = platform::system_files().open_input(clip.string());
+    BoxReader in(file.get());
+    double bytes = 8.0 * 1024 * 1024;
+    for (const SampleTables& track : gather_tracks(in, [](const std::string&) {})) {
+        const std::uint64_t tables = 4 * (track.chunk_offsets.size() + track.sample_sizes.size() +
+                                          3 * track.sample_to_chunk.size() + 2 * track.time_to_sample.size() +
+                                          track.sync_samples.size());
+        bytes += static_cast<double>(3 * tables + 2 * std::uint64_t{track.sample_sizes.largest()});
+    }
+    return bytes;
+}
+
+Figures figures_of(const Clip& clip, const Effort& effort) {
+    const auto file = effort.clips / (clip.name + ".mp4");
+    Host host(effort.module);
+    Retrieval retrieval(host, kRecordings);
+    Rounds ours;
+    Rounds copies;
+    Rounds remuxes;
+    for (int round = 0; round < effort.rounds(); ++round) {
+        ours.push_back(convert_seconds(retrieval, file, clip.frames));
+        copies.push_back(copy_seconds(file));
+        remuxes.push_back(remux_seconds(file));
+    }
+    const std::vector<std::string> options = {"--module", effort.module.string(), "--convert"};
+    const double memory = run_self({options[0], options[1], options[2], file.string()});
+    const double calls = system_calls(effort, file) - system_calls(effort, "");
+    return {ratio("clip " + clip.name + ": time, of a plain copy", ours, copies, clip.of_copy),
+            ratio("clip " + clip.name + ": time, of ffmpeg", ours, remuxes, clip.of_remux),
+            cost("clip " + clip.name + ": system calls", "a frame", {calls / clip.frames}, clip.calls_a_frame),
+            cost("clip " + clip.name + ": memory, of what is allowed", "x", {memory / allowed_memory(file)}, 1)};
+}
+
+}  // namespace
+
+Figures conversion_figures(const Effort& effort) {
+    Figures all;
+    for (const Clip& clip : kClips) {
+        if (effort.sanity && clip.name != "A") continue;
+        const Figures figures = figures_of(clip, effort);
+        all.insert(all.end(), figures.begin(), figures.end());
+    }
+    return all;
+}
+
+double conversion_memory(const std::filesystem::path& module, const std::filesystem::path& clip) {
+    Host host(module);
+    Retrieval retrieval(host, kRecordings);
+    reset_peak();
+    const double before = resident_bytes();
+    if (!clip.empty()) retrieval.convert(clip);
+    const double peak = peak_resident_bytes();
+    retrieval.remove_recording();
+    return peak - before;
+}
+
+}  // namespace bench
