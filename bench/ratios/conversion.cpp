@@ -1,9 +1,11 @@
-// One downloaded clip, from its notice to the release of its buffer. The worker does nothing else meanwhile: losses and
-// returns of all cameras wait for it, and the processor is taken from a machine that is recording.
+// One downloaded clip, from its notice to the release of its buffer. The worker does nothing else meanwhile:
+// losses and returns of all cameras wait for it, and the processor is taken from a machine that is recording.
 
 #include <fcntl.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <sstream>
@@ -18,6 +20,8 @@ namespace bench {
 namespace {
 
 const std::string kRecordings = "recordings/";
+
+constexpr double kMostOfBare = 1.25;
 
 struct Clip {
     std::string name;
@@ -42,6 +46,44 @@ void plain_copy(const std::string& from, const std::string& to) {
     }
 }
 
+/// The least that puts every packet and its entry into the files as it comes: two calls a packet, the clip
+/// read through a window, nothing understood.
+void bare_conversion(const std::string& from, const std::vector<std::uint32_t>& sizes) {
+    static std::array<platform::Byte, 256 * 1024> window;
+    static const std::array<platform::Byte, 44> entry{};
+    static std::array<platform::Byte, 64> header{};
+    const auto in = platform::PosixFile::open(from, O_RDONLY);
+    const auto data = platform::PosixFile::open("bare.ps", O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const auto index = platform::PosixFile::open("bare.psi", O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    std::size_t used = window.size();
+    ::off_t read_at = 0;
+    ::off_t entry_at = 1'088;
+    for (const std::uint32_t size : sizes) {
+        if (window.size() - used < size) {
+            const ::ssize_t got = ::pread(in.descriptor(), window.data(), window.size(), read_at);
+            require(got > 0, "a read failed");
+            used = 0;
+        }
+        const std::size_t there = std::min<std::size_t>(size, window.size());
+        const std::array<::iovec, 3> parts = {::iovec{header.data(), 60},
+                                              ::iovec{window.data() + used, there},
+                                              ::iovec{header.data(), 64 - (60 + there) % 32}};
+        require(::pwrite(index.descriptor(), entry.data(), entry.size(), entry_at) > 0 &&
+                    ::writev(data.descriptor(), parts.data(), 3) > 0,
+                "a write failed");
+        used += there;
+        read_at += static_cast<::off_t>(there);
+        entry_at += 32;
+    }
+}
+
+double bare_seconds(const std::string& clip, const std::vector<std::uint32_t>& sizes) {
+    const double seconds = time_of([&] { bare_conversion(clip, sizes); });
+    std::filesystem::remove("bare.ps");
+    std::filesystem::remove("bare.psi");
+    return seconds;
+}
+
 /// Another file stands in for every further round: none is overwritten, and freeing one is not measured.
 double copy_seconds(const std::string& clip) {
     const double seconds = time_of([&] { plain_copy(clip, "copy"); });
@@ -50,8 +92,8 @@ double copy_seconds(const std::string& clip) {
 }
 
 double remux_seconds(const std::string& clip) {
-    const double seconds = run_program({"ffmpeg", "-nostdin", "-y", "-loglevel", "quiet", "-i", clip, "-c", "copy",
-                                        "-f", "vob", "remuxed"});
+    const double seconds = run_program(
+        {"ffmpeg", "-nostdin", "-y", "-loglevel", "quiet", "-i", clip, "-c", "copy", "-f", "vob", "remuxed"});
     std::filesystem::remove("remuxed");
     return seconds;
 }
@@ -80,15 +122,28 @@ double system_calls(const Effort& effort, const std::string& clip) {
     throw WrongResult("no count of system calls");
 }
 
-/// What a conversion may hold: a fixed part, two samples, and its tables three times.
-double allowed_memory(const std::filesystem::path& clip) {
+std::vector<SampleTables> tracks_of(const std::filesystem::path& clip) {
     const auto file = platform::system_files().open_input(clip.string());
     BoxReader in(file.get());
+    return gather_tracks(in, [](const std::string&) {});
+}
+
+std::vector<std::uint32_t> sample_sizes(const std::filesystem::path& clip) {
+    std::vector<std::uint32_t> sizes;
+    for (const SampleTables& track : tracks_of(clip)) {
+        for (std::uint64_t i = 0; i < track.sample_sizes.size(); ++i)
+            sizes.push_back(track.sample_sizes.at(i));
+    }
+    return sizes;
+}
+
+/// What a conversion may hold: a fixed part, two samples, and its tables three times.
+double allowed_memory(const std::filesystem::path& clip) {
     double bytes = 8.0 * 1024 * 1024;
-    for (const SampleTables& track : gather_tracks(in, [](const std::string&) {})) {
-        const std::uint64_t tables = 4 * (track.chunk_offsets.size() + track.sample_sizes.size() +
-                                          3 * track.sample_to_chunk.size() + 2 * track.time_to_sample.size() +
-                                          track.sync_samples.size());
+    for (const SampleTables& track : tracks_of(clip)) {
+        const std::uint64_t tables =
+            4 * (track.chunk_offsets.size() + track.sample_sizes.size() + 3 * track.sample_to_chunk.size() +
+                 2 * track.time_to_sample.size() + track.sync_samples.size());
         bytes += static_cast<double>(3 * tables + 2 * std::uint64_t{track.sample_sizes.largest()});
     }
     return bytes;
@@ -101,18 +156,22 @@ Figures figures_of(const Clip& clip, const Effort& effort) {
     Rounds ours;
     Rounds copies;
     Rounds remuxes;
+    Rounds bare;
+    const auto sizes = sample_sizes(file);
     for (int round = 0; round < effort.rounds(); ++round) {
         ours.push_back(convert_seconds(retrieval, file, clip.frames));
         copies.push_back(copy_seconds(file));
+        bare.push_back(bare_seconds(file, sizes));
         remuxes.push_back(remux_seconds(file));
     }
     const std::vector<std::string> options = {"--module", effort.module.string(), "--convert"};
     const double memory = run_self({options[0], options[1], options[2], file.string()});
     const double calls = system_calls(effort, file) - system_calls(effort, "");
-    return {ratio("clip " + clip.name + ": time, of a plain copy", ours, copies, clip.of_copy),
-            ratio("clip " + clip.name + ": time, of ffmpeg", ours, remuxes, clip.of_remux),
-            cost("clip " + clip.name + ": system calls", "a frame", {calls / clip.frames}, clip.calls_a_frame),
-            cost("clip " + clip.name + ": memory, of what is allowed", "x", {memory / allowed_memory(file)}, 1)};
+    return {
+        ratio("clip " + clip.name + ": time, of a plain copy", ours, copies, clip.of_copy),
+        ratio("clip " + clip.name + ": time, of ffmpeg", ours, remuxes, clip.of_remux),
+        cost("clip " + clip.name + ": system calls", "a frame", {calls / clip.frames}, clip.calls_a_frame),
+        cost("clip " + clip.name + ": memory, of what is allowed", "x", {memory / allowed_memory(file)}, 1)};
 }
 
 }  // namespace

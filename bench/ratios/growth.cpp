@@ -1,5 +1,5 @@
-// The cost of a sample must not depend on how many there are: a camera that was away for a day sends clips of hours, and
-// damaged or hostile tables must not hold the worker either.
+// The cost of a sample must not depend on how many there are: a camera that was away for a day sends clips of
+// hours, and damaged or hostile tables must not hold the worker either.
 
 #include <algorithm>
 #include <random>

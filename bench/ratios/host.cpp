@@ -65,7 +65,8 @@ void Host::write(const std::string& text) {
     request.put<hr::WriteRequest::Length>(static_cast<std::uint32_t>(text.size()));
     request.put<hr::WriteRequest::Text>(hr::address_of(text.data()));
     library_.write(input.data(), output.data());
-    require(hr::Input<hr::WriteResult>(output.data()).get<hr::WriteResult::Count>() == 1, "a message was refused");
+    require(hr::Input<hr::WriteResult>(output.data()).get<hr::WriteResult::Count>() == 1,
+            "a message was refused");
 }
 
 void Host::hold_worker() {

@@ -21,14 +21,16 @@ class Host {
     Host& operator=(const Host&) = delete;
     ~Host();
 
-    /// Processor seconds of Open, on the constructing thread; of Close, which ends the module, on the calling one.
+    /// Processor seconds of Open, on the constructing thread; of Close, which ends the module, on the calling
+    /// one.
     [[nodiscard]] double open_seconds() const { return open_seconds_; }
     double close();
 
     struct Burst {
         double queue_seconds = 0;  // of the sending thread, for all texts
         double queue_bytes = 0;    // allocated for them
-        double work_seconds = 0;   // of the main loop's thread: from the first text's turn to the last one's release
+        double work_seconds =
+            0;  // of the main loop's thread: from the first text's turn to the last one's release
     };
     /// Queues all texts while the worker is held, then lets it go and waits for the last one.
     Burst run(const std::vector<std::string>& texts);

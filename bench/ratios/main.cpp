@@ -1,5 +1,5 @@
-// The figures that docs/performance.md promises: the module measured through its entry points, in turns with programs
-// that do the least possible work. scripts/bench runs it.
+// The figures that docs/performance.md promises: the module measured through its entry points, in turns with
+// programs that do the least possible work. scripts/bench runs it.
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -67,7 +67,8 @@ int main(int argc, char** argv) {
         CLI::App app("Measures the module. Works in the current directory.");
         app.add_option("--module", options.effort.module, "the module");
         app.add_option("--clips", options.effort.clips, "folder of the clips A to D");
-        app.add_option("--only", options.subject, "one subject: conversion, growth, messages, queue or state");
+        app.add_option("--only", options.subject,
+                       "one subject: conversion, growth, messages, queue or state");
         app.add_flag("--sanity", options.effort.sanity, "only show that everything works");
         app.add_option("--json", options.json, "write the figures to this file");
         app.add_option("--markdown", options.markdown, "write the table to this file");

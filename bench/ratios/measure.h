@@ -42,12 +42,13 @@ struct Figure {
 };
 using Figures = std::vector<Figure>;
 
-/// Ours in theirs, measured in turns: the second fastest round of each is compared, median and spread are those
-/// of the rounds' own ratios.
+/// Ours in theirs, measured in turns: the second fastest round of each is compared, median and spread are
+/// those of the rounds' own ratios.
 [[nodiscard]] Figure ratio(const std::string& name, const Rounds& ours, const Rounds& theirs, double limit);
 
 /// A cost that is not compared with another one.
-[[nodiscard]] Figure cost(const std::string& name, const std::string& unit, const Rounds& rounds, double limit);
+[[nodiscard]] Figure cost(const std::string& name, const std::string& unit, const Rounds& rounds,
+                          double limit);
 
 /// How much is measured. A sanity run only shows that everything works.
 struct Effort {

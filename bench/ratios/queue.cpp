@@ -1,5 +1,5 @@
-// Queueing: the host's own threads wait for it, those that record among them. And the module when nothing happens, which
-// is nearly always.
+// Queueing: the host's own threads wait for it, those that record among them. And the module when nothing
+// happens, which is nearly always.
 
 #include <chrono>
 #include <thread>
@@ -32,8 +32,9 @@ Figures idle_figures(Host& host, const Effort& effort) {
     const auto before = host.idle();
     std::this_thread::sleep_for(time);
     const auto after = host.idle();
-    return {cost("idle: wake-ups", "a second", {(after.sleeps - before.sleeps) / seconds}, 10.5),
-            cost("idle: processor time", "ms a second", {(after.seconds - before.seconds) / seconds * 1e3}, 1)};
+    return {
+        cost("idle: wake-ups", "a second", {(after.sleeps - before.sleeps) / seconds}, 10.5),
+        cost("idle: processor time", "ms a second", {(after.seconds - before.seconds) / seconds * 1e3}, 1)};
 }
 
 }  // namespace

@@ -25,8 +25,8 @@ Retrieval::Retrieval(Host& host, const std::string& output_directory)
     host.run({recorder::device_document(kCamera, "a"), recorder::channel_document(kCamera, false, kStart),
               recorder::channel_document(kCamera, true, kStart + 3'600)});
     const auto replies = host.take_replies();
-    const auto creating =
-        std::ranges::find_if(replies, [](const auto& text) { return text.find("creating") != std::string::npos; });
+    const auto creating = std::ranges::find_if(
+        replies, [](const auto& text) { return text.find("creating") != std::string::npos; });
     require(creating != replies.end(), "no operation was created");
     guid_ = guid_in(*creating);
     host.run({recorder::reservation_document(guid_, output_directory + "tmp", output_directory)});

@@ -14,8 +14,8 @@ class Retrieval {
     /// Plays the host up to the download. Recordings go below the directory, which ends with a separator.
     Retrieval(Host& host, const std::string& output_directory);
 
-    /// Processor seconds of the worker from the clip's notice to the release of its buffer. The module removes the
-    /// clip, so it gets a link of its own.
+    /// Processor seconds of the worker from the clip's notice to the release of its buffer. The module
+    /// removes the clip, so it gets a link of its own.
     double convert(const std::filesystem::path& clip);
 
     /// The recording of the last clip; it has to be gone before the next one.

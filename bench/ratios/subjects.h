@@ -12,9 +12,11 @@ namespace bench {
 [[nodiscard]] Figures queue_figures(const Effort& effort);
 [[nodiscard]] Figures state_figures(const Effort& effort);
 
-/// What a process of its own is started for, by this program itself: the highest memory above the idle module while the
-/// clip is converted, or the saved state is read and written again, in bytes. No clip: only the system calls around it.
-[[nodiscard]] double conversion_memory(const std::filesystem::path& module, const std::filesystem::path& clip);
+/// What a process of its own is started for, by this program itself: the highest memory above the idle module
+/// while the clip is converted, or the saved state is read and written again, in bytes. No clip: only the
+/// system calls around it.
+[[nodiscard]] double conversion_memory(const std::filesystem::path& module,
+                                       const std::filesystem::path& clip);
 [[nodiscard]] double state_memory(const std::filesystem::path& module);
 
 }  // namespace bench

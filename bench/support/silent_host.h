@@ -1,0 +1,62 @@
+#pragma once
+
+#include "plugin/interfaces/persistent_store.h"
+#include "plugin/interfaces/tal_server.h"
+
+namespace bench {
+
+/// A host that takes everything and keeps only what a result is checked by.
+class SilentServer final : public norvane::ITalServer {
+  public:
+    std::uint64_t requests = 0;
+    norvane::Guid last_guid{};  // counts up from 0
+
+    void SetEventSink(norvane::IEventSink* /*sink*/) override {}
+    void RequestDiskReservation(const norvane::Guid& /*guid*/, std::uint32_t /*gigabytes*/) override {
+        ++requests;
+    }
+    void ReleaseDiskReservation(const norvane::Guid& /*guid*/) override { ++requests; }
+    norvane::Guid GenerateGuid() override {
+        for (auto byte = last_guid.begin(); byte != last_guid.end() && ++*byte == 0; ++byte) {
+        }
+        return last_guid;
+    }
+    void RequestStorageInfo(norvane::Guid /*guid*/, std::uint32_t /*devices_id*/,
+                            std::uint32_t /*device_number*/, norvane::Ticks /*start*/,
+                            norvane::Ticks /*stop*/) override {
+        ++requests;
+    }
+    void RequestRecordings(norvane::Guid /*guid*/, std::uint32_t /*devices_id*/,
+                           std::uint32_t /*device_number*/, norvane::Ticks /*start*/, norvane::Ticks /*stop*/,
+                           const platform::Path& /*temporary_directory*/,
+                           platform::Path /*output_directory*/) override {
+        ++requests;
+    }
+    void ConvertClip(norvane::Guid /*guid*/, std::uint32_t /*devices_id*/, std::uint32_t /*device_number*/,
+                     platform::Path /*clip_file*/, std::string /*input_name*/, norvane::Ticks /*start*/,
+                     norvane::Ticks /*stop*/, std::int32_t /*clip_type*/) override {}
+    void ReportStarted(norvane::Ticks /*now*/) override {}
+    void ReportStatus(std::int32_t /*status*/, norvane::Ticks /*now*/) override {}
+    void LogInfo(const char* /*text*/) override {}
+    void LogError(const char* /*text*/) override {}
+};
+
+class MemoryStore final : public norvane::IPersistentStore {
+  public:
+    std::vector<norvane::DisconnectRecord> records;
+    std::vector<norvane::Operation> operations;
+
+    void SaveState(std::vector<norvane::DisconnectRecord>& new_records,
+                   const std::vector<norvane::Operation>& new_operations) override {
+        records = new_records;
+        operations = new_operations;
+    }
+    void LoadState(std::vector<norvane::DisconnectRecord>& to_records,
+                   std::vector<norvane::Operation>& to_operations) override {
+        to_records = records;
+        to_operations = operations;
+    }
+    norvane::Ticks CurrentTime() override { return 0; }
+};
+
+}  // namespace bench
