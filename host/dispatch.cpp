@@ -8,6 +8,7 @@
 
 #include "host/documents/names.h"
 #include "host/documents/quoted_path.h"
+#include "platform/integer_text.h"
 
 namespace {
 
@@ -27,8 +28,11 @@ Guid parse_guid(const char* text) {
 }
 
 std::optional<std::int32_t> integer(const XMLElement& element, const char* name) {
+    const char* text = element.Attribute(name);
+    if (text == nullptr) return std::nullopt;
+    if (const auto plain = platform::plain_integer(text)) return plain;
     std::int32_t value = 0;
-    if (element.QueryIntAttribute(name, &value) != tinyxml2::XML_SUCCESS) return std::nullopt;
+    if (!tinyxml2::XMLUtil::ToInt(text, &value)) return std::nullopt;
     return value;
 }
 

@@ -7,9 +7,10 @@
 #include <boost/uuid/uuid_io.hpp>
 #include <optional>
 #include <stdexcept>
-#include <string>
+#include <string_view>
 #include <tuple>
 
+#include "platform/integer_text.h"
 #include "platform/markup.h"
 #include "store/state_names.h"
 
@@ -64,8 +65,11 @@ void print_operations(XMLPrinter& out, const std::vector<Operation>& operations)
 // Loading.
 
 std::optional<std::int32_t> integer(const XMLElement& element, const char* name) {
+    const char* text = element.Attribute(name);
+    if (text == nullptr) return std::nullopt;
+    if (const auto plain = platform::plain_integer(text)) return plain;
     std::int32_t value = 0;
-    if (element.QueryIntAttribute(name, &value) != tinyxml2::XML_SUCCESS) return std::nullopt;
+    if (!tinyxml2::XMLUtil::ToInt(text, &value)) return std::nullopt;
     return value;
 }
 
@@ -79,10 +83,10 @@ std::int32_t positive(const XMLElement& element, const char* name, const char* f
 /// Only the 36-character form: the library alone would also take braces and forms without dashes.
 std::optional<Guid> parse_guid(const char* attribute) {
     if (attribute == nullptr) return std::nullopt;
-    const std::string text = attribute;
+    const std::string_view text = attribute;
     if (text.size() != 36 || text[8] != '-') return std::nullopt;
     try {
-        return boost::uuids::string_generator()(text);
+        return boost::uuids::string_generator()(text.begin(), text.end());
     } catch (const std::runtime_error&) {
         return std::nullopt;
     }
