@@ -38,7 +38,7 @@ SyncLayer::~SyncLayer() {
 }
 
 bool SyncLayer::append(const StreamRecord& record) {
-    std::list<StreamRecord> entry{record};
+    std::list<StreamRecord> entry(1, record);
     {
         const std::lock_guard lock(queue_mutex_);
         if (stop_requested_) return false;
