@@ -29,9 +29,10 @@ struct Clip {
     double of_copy = 0;
     double of_remux = 0;
     double calls_a_frame = 0;
+    double bare_of_copy = 0;  // where the limits come from; a file system that takes more moves them
 };
-const std::array kClips = {Clip{"A", 1'500, 1.75, 0.28, 2.3}, Clip{"B", 9'000, 2.2, 0.55, 2.3},
-                           Clip{"C", 1'800, 1.35, 0.33, 2.6}, Clip{"D", 90'000, 10.5, 0.5, 2.1}};
+const std::array kClips = {Clip{"A", 1'500, 1.75, 0.28, 2.3, 1.5}, Clip{"B", 9'000, 2.2, 0.55, 2.3, 1.8},
+                           Clip{"C", 1'800, 1.35, 0.33, 2.6, 1.2}, Clip{"D", 90'000, 10.5, 0.5, 2.1, 9}};
 
 /// The least that any program does: every byte once through memory.
 void plain_copy(const std::string& from, const std::string& to) {
@@ -49,7 +50,7 @@ void plain_copy(const std::string& from, const std::string& to) {
 /// The least that puts every packet and its entry into the files as it comes: two calls a packet, the clip
 /// read through a window, nothing understood.
 void bare_conversion(const std::string& from, const std::vector<std::uint32_t>& sizes) {
-    static std::array<platform::Byte, 256 * 1024> window;
+    std::vector<platform::Byte> window(std::max<std::size_t>(256 * 1024, *std::ranges::max_element(sizes)));
     static const std::array<platform::Byte, 44> entry{};
     static std::array<platform::Byte, 64> header{};
     const auto in = platform::PosixFile::open(from, O_RDONLY);
@@ -64,15 +65,13 @@ void bare_conversion(const std::string& from, const std::vector<std::uint32_t>& 
             require(got > 0, "a read failed");
             used = 0;
         }
-        const std::size_t there = std::min<std::size_t>(size, window.size());
-        const std::array<::iovec, 3> parts = {::iovec{header.data(), 60},
-                                              ::iovec{window.data() + used, there},
-                                              ::iovec{header.data(), 64 - (60 + there) % 32}};
+        const std::array<::iovec, 3> parts = {::iovec{header.data(), 60}, ::iovec{window.data() + used, size},
+                                              ::iovec{header.data(), 64 - (60 + size) % 32}};
         require(::pwrite(index.descriptor(), entry.data(), entry.size(), entry_at) > 0 &&
                     ::writev(data.descriptor(), parts.data(), 3) > 0,
                 "a write failed");
-        used += there;
-        read_at += static_cast<::off_t>(there);
+        used += size;
+        read_at += static_cast<::off_t>(size);
         entry_at += 32;
     }
 }
@@ -167,11 +166,13 @@ Figures figures_of(const Clip& clip, const Effort& effort) {
     const std::vector<std::string> options = {"--module", effort.module.string(), "--convert"};
     const double memory = run_self({options[0], options[1], options[2], file.string()});
     const double calls = system_calls(effort, file) - system_calls(effort, "");
-    return {
-        ratio("clip " + clip.name + ": time, of a plain copy", ours, copies, clip.of_copy),
-        ratio("clip " + clip.name + ": time, of ffmpeg", ours, remuxes, clip.of_remux),
-        cost("clip " + clip.name + ": system calls", "a frame", {calls / clip.frames}, clip.calls_a_frame),
-        cost("clip " + clip.name + ": memory, of what is allowed", "x", {memory / allowed_memory(file)}, 1)};
+    const std::string name = "clip " + clip.name + ": ";
+    return {ratio(name + "time, of a plain copy", ours, copies, clip.of_copy),
+            ratio(name + "time, of ffmpeg", ours, remuxes, clip.of_remux),
+            ratio(name + "time, of two bare calls a packet", ours, bare, kMostOfBare),
+            ratio(name + "two bare calls a packet, of a plain copy", bare, copies, clip.bare_of_copy),
+            cost(name + "system calls", "a frame", {calls / clip.frames}, clip.calls_a_frame),
+            cost(name + "memory, of what is allowed", "x", {memory / allowed_memory(file)}, 1)};
 }
 
 }  // namespace
