@@ -3,12 +3,13 @@
 #include <tinyxml2.h>
 
 #include <algorithm>
-#include <boost/uuid/string_generator.hpp>
+#include <array>
 #include <boost/uuid/uuid_io.hpp>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <tuple>
+#include <utility>
 
 #include "platform/integer_text.h"
 #include "platform/markup.h"
@@ -64,8 +65,8 @@ void print_operations(XMLPrinter& out, const std::vector<Operation>& operations)
 
 // Loading.
 
-std::optional<std::int32_t> integer(const XMLElement& element, const char* name) {
-    const char* text = element.Attribute(name);
+/// Nothing for a missing text and for one that is no integer.
+std::optional<std::int32_t> integer(const char* text) {
     if (text == nullptr) return std::nullopt;
     if (const auto plain = platform::plain_integer(text)) return plain;
     std::int32_t value = 0;
@@ -75,21 +76,33 @@ std::optional<std::int32_t> integer(const XMLElement& element, const char* name)
 
 /// An integer of at least 1, or the fault with the given text.
 std::int32_t positive(const XMLElement& element, const char* name, const char* fault) {
-    const auto value = integer(element, name);
+    const auto value = integer(element.Attribute(name));
     if (!value || *value < 1) throw std::invalid_argument(fault);
     return *value;
 }
 
-/// Only the 36-character form: the library alone would also take braces and forms without dashes.
+std::optional<unsigned> hex_digit(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return std::nullopt;
+}
+
+/// Only the 36-character form: the library would also take braces and forms without dashes.
 std::optional<Guid> parse_guid(const char* attribute) {
-    if (attribute == nullptr) return std::nullopt;
-    const std::string_view text = attribute;
-    if (text.size() != 36 || text[8] != '-') return std::nullopt;
-    try {
-        return boost::uuids::string_generator()(text.begin(), text.end());
-    } catch (const std::runtime_error&) {
-        return std::nullopt;
+    constexpr std::string_view kForm = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+    const std::string_view text = attribute == nullptr ? "" : attribute;
+    if (text.size() != kForm.size()) return std::nullopt;
+    Guid guid{};
+    std::size_t digits = 0;
+    for (std::size_t i = 0; i < kForm.size(); ++i) {
+        if (kForm[i] == '-' && text[i] == '-') continue;
+        const auto digit = hex_digit(text[i]);
+        if (kForm[i] == '-' || !digit) return std::nullopt;
+        std::uint8_t& byte = guid.data[digits++ / 2];
+        byte = static_cast<std::uint8_t>(byte << 4 | *digit);
     }
+    return guid;
 }
 
 void load_device(const XMLElement& device, std::uint32_t devices_id, std::vector<DisconnectRecord>& records) {
@@ -111,13 +124,34 @@ void load_records(const XMLElement& pavo, std::vector<DisconnectRecord>& records
     }
 }
 
+/// The first attribute of each name, null for a missing one. They stand in the order of the names unless
+/// somebody else wrote them, so that one look at each is enough.
+template <std::size_t Count>
+std::array<const char*, Count> attributes(const XMLElement& element,
+                                          const std::array<const char*, Count>& names) {
+    std::array<const char*, Count> texts{};
+    std::size_t next = 0;
+    for (const auto* attribute = element.FirstAttribute(); attribute != nullptr;
+         attribute = attribute->Next()) {
+        for (std::size_t tried = 0; tried < Count; ++tried) {
+            const std::size_t i = std::exchange(next, (next + 1) % Count);
+            if (std::string_view(attribute->Name()) != names[i]) continue;
+            if (texts[i] == nullptr) texts[i] = attribute->Value();
+            break;
+        }
+    }
+    return texts;
+}
+
 void load_operation(const XMLElement& element, std::vector<Operation>& operations) {
-    const auto devices_id = integer(element, state::kDevices);
-    const auto device_number = integer(element, state::kDevice);
-    const auto start = integer(element, state::kStartTime);
-    const auto end = integer(element, state::kEndTime);
-    const auto attempts = integer(element, state::kAttempts);
-    const auto guid = parse_guid(element.Attribute(state::kGuid));
+    const auto texts = attributes(element, std::array{state::kDevices, state::kDevice, state::kGuid,
+                                                      state::kStartTime, state::kEndTime, state::kAttempts});
+    const auto devices_id = integer(texts[0]);
+    const auto device_number = integer(texts[1]);
+    const auto guid = parse_guid(texts[2]);
+    const auto start = integer(texts[3]);
+    const auto end = integer(texts[4]);
+    const auto attempts = integer(texts[5]);
     if (!devices_id || !device_number || !start || !end || !attempts || !guid) return;
     operations.push_back(
         {.device = {static_cast<std::uint32_t>(*devices_id), static_cast<std::uint32_t>(*device_number)},
