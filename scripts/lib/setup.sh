@@ -17,6 +17,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build libtinyxml2-dev libboost-dev libboost-file
     libcli11-dev libfmt-dev nlohmann-json3-dev)
 TEST_PACKAGES=(libgtest-dev libgmock-dev ffmpeg util-linux)
 DEMO_PACKAGES=(ffmpeg fonts-dejavu-core)
+BENCH_PACKAGES=(libbenchmark-dev ffmpeg strace)
 LINT_PACKAGES=(clang clang-format clang-tidy cppcheck git)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev llvm)
 
