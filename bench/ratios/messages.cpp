@@ -125,7 +125,10 @@ class Site {
 
   private:
     /// Behind a large burst the allocator sorts what came back, once, at the next best call.
-    void settle() { host_.run(texts(1, kMessages, announced)); }
+    void settle() {
+        host_.take_replies();
+        host_.run(texts(1, kMessages, announced));
+    }
 
     /// The operations made by what the host has sent since the last call, in order.
     Texts created() {
