@@ -19,7 +19,7 @@ constexpr double kMostOfBare = 2;
 constexpr double kMostGrowth = 2.5;
 constexpr std::uint32_t kSmallSite = 100;
 constexpr std::uint32_t kLargeSite = 20'000;
-constexpr std::uint32_t kMessages = 100;  // of a kind, each about a device or an operation of its own
+constexpr std::size_t kMessages = 100;  // of a kind, each about a device or an operation of its own
 constexpr recorder::Seconds kNow = 1'700'000'000;
 
 Device device(std::uint32_t number) {
@@ -38,9 +38,9 @@ std::string found(std::uint32_t number) {
 
 /// A text for every number from first on.
 template <typename Text>
-Texts texts(std::uint32_t first, std::uint32_t count, Text text) {
+Texts texts(std::uint32_t first, std::size_t count, Text text) {
     Texts all;
-    for (std::uint32_t number = first; number < first + count; ++number) all.push_back(text(number));
+    for (std::uint32_t number = first; all.size() < count; ++number) all.push_back(text(number));
     return all;
 }
 

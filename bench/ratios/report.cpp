@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <array>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -27,14 +28,15 @@ std::vector<std::string> cells(const Figure& figure) {
             figure.value > figure.limit ? "missed" : ""};
 }
 
-const std::vector<std::string> kTitles = {"", "figure", "median", "middle half", "at most", "unit", ""};
+constexpr std::array kTitles = {"", "figure", "median", "middle half", "at most", "unit", ""};
 
 }  // namespace
 
 std::string text_table(const Figures& figures) {
     using Align = cli::Table::Align;
     std::vector<cli::Table::Column> columns;
-    for (const std::string& title : kTitles)
+    columns.reserve(kTitles.size());
+    for (const char* title : kTitles)
         columns.push_back({title, columns.empty() || columns.size() > 4 ? Align::kLeft : Align::kRight});
     cli::Table table(columns);
     for (const Figure& figure : figures) table.add_row(cells(figure));
