@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <iostream>
 
 #include <fmt/core.h>
 
@@ -15,19 +16,24 @@ void print_error(std::string_view tool, std::string_view text) {
     fmt::print(stderr, "{}: error: {}\n", tool, line);
 }
 
-int run_tool(std::string_view tool, const std::function<int()>& body) noexcept {
+int run_tool(std::string_view tool, const std::function<int()>& body, int unexpected) noexcept {
     try {
         try {
-            return body();
+            const int status = body();
+            std::cout.flush();
+            if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0 || !std::cout) {
+                throw CannotRun("standard output cannot be written");
+            }
+            return status;
         } catch (const CannotRun& error) {
             print_error(tool, error.what());
             return kCannotRun;
         } catch (const std::exception& error) {
             print_error(tool, error.what());
-            return kFailure;
+            return unexpected;
         }
     } catch (...) {  // even the line above could not be printed
-        return kFailure;
+        return unexpected;
     }
 }
 

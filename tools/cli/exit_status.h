@@ -23,7 +23,9 @@ class CannotRun : public std::runtime_error {
 /// Prints "tool: error: text" as one line on standard error.
 void print_error(std::string_view tool, std::string_view text);
 
-/// Runs a tool's body. What it throws becomes one line on standard error and kCannotRun or kFailure.
-[[nodiscard]] int run_tool(std::string_view tool, const std::function<int()>& body) noexcept;
+/// Runs a tool's body. What it throws becomes one line on standard error and the status: kCannotRun for
+/// CannotRun, `unexpected` for the rest. Standard output that could not be written is an error too.
+[[nodiscard]] int run_tool(std::string_view tool, const std::function<int()>& body,
+                           int unexpected = kFailure) noexcept;
 
 }  // namespace cli

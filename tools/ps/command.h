@@ -1,0 +1,19 @@
+#pragma once
+
+// The frame of norvanepi-ps. A subcommand is a file here that declares itself below the program and says what
+// runs it, and a line in the table of program.cpp.
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+namespace ps_tool {
+
+/// What runs the subcommand once the command line was read; gives the exit status. Throws cli::CannotRun.
+struct Command {
+    CLI::App* declared = nullptr;
+    std::function<int()> run;
+};
+
+Command add_info(CLI::App& program);
+
+}  // namespace ps_tool
