@@ -1,9 +1,9 @@
 #include "tools/reader/faults.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
-
-#include <fmt/format.h>
 
 namespace reader {
 namespace {
@@ -17,20 +17,22 @@ std::string hex(std::span<const platform::Byte> bytes) {
 
 }  // namespace
 
-void FaultList::add(const std::string& file, std::uint64_t offset, std::string text) {
+void FaultList::add(Fault fault) {
     ++count_;
-    if (kept_.size() < kKept) kept_.push_back({file, offset, std::move(text)});
+    if (fault.mending == Mending::kNone) ++lasting_;
+    if (kept_.size() < kKept) kept_.push_back(std::move(fault));
 }
 
-void compare_parts(FaultList& faults, const std::string& file, std::uint64_t record_at,
-                   std::string_view record_name, std::span<const platform::Byte> found,
+void compare_parts(FaultList& faults, const Fault& record, std::span<const platform::Byte> found,
                    std::span<const platform::Byte> expected, std::span<const NamedPart> parts) {
     for (const NamedPart& part : parts) {
         const auto is = found.subspan(part.offset, part.length);
         const auto should = expected.subspan(part.offset, part.length);
         if (std::equal(is.begin(), is.end(), should.begin())) continue;
-        faults.add(file, record_at + part.offset,
-                   fmt::format("{}: {} is {}, not {}", record_name, part.name, hex(is), hex(should)));
+        Fault fault = record;
+        fault.offset += part.offset;
+        fault.text = fmt::format("{}: {} is {}, not {}", record.text, part.name, hex(is), hex(should));
+        faults.add(std::move(fault));
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -10,26 +11,34 @@
 
 namespace reader {
 
+/// What becomes of a fault when the index is made anew from the data file and an incomplete end cut off.
+enum class Mending { kNone, kByRebuilding };
+
 /// Something that is not as a recording has it.
 struct Fault {
     std::string file;
     std::uint64_t offset = 0;  // bytes from the start of the file
     std::string text;
+    std::optional<std::uint32_t> entry = {};  // the number of the packet and its entry
+    Mending mending = Mending::kNone;
 };
 
 /// The faults of one recording: counts all, keeps the first ones only, so that a file of nothing but faults
 /// cannot fill the memory.
 class FaultList {
   public:
-    void add(const std::string& file, std::uint64_t offset, std::string text);
+    void add(Fault fault);
 
     [[nodiscard]] std::uint64_t count() const { return count_; }
+    /// Those of Mending::kNone.
+    [[nodiscard]] std::uint64_t lasting() const { return lasting_; }
     [[nodiscard]] const std::vector<Fault>& kept() const { return kept_; }
 
     static constexpr std::size_t kKept = 100;
 
   private:
     std::uint64_t count_ = 0;
+    std::uint64_t lasting_ = 0;
     std::vector<Fault> kept_;
 };
 
@@ -45,10 +54,9 @@ template <typename Field>
     return {name, Field::offset, Field::width};
 }
 
-/// Adds a fault for every part in which the record differs from what it should be. Both spans have the same
-/// size.
-void compare_parts(FaultList& faults, const std::string& file, std::uint64_t record_at,
-                   std::string_view record_name, std::span<const platform::Byte> found,
+/// Adds a fault for every part in which a record differs from what it should be. `record` says where it
+/// stands and what it is called. Both spans have the same size.
+void compare_parts(FaultList& faults, const Fault& record, std::span<const platform::Byte> found,
                    std::span<const platform::Byte> expected, std::span<const NamedPart> parts);
 
 [[nodiscard]] bool all_zero(std::span<const platform::Byte> bytes);

@@ -12,16 +12,21 @@ bool FileWindow::holds(std::uint64_t position, std::size_t length) const {
 }
 
 void FileWindow::move_to(std::uint64_t position) {
+    const bool goes_on = position >= last_end_ && position - last_end_ < kNear;
+    fill_ = goes_on ? std::min(2 * fill_, kSize) : kAlone;
     begin_ = position;
-    filled_ = file_->read_at(position, bytes_);
+    filled_ = file_->read_at(position, std::span(bytes_).first(fill_));
 }
 
 bool FileWindow::read(std::uint64_t position, std::span<platform::Byte> to) {
     if (position > size() || to.size() > size() - position) return false;
-    if (to.size() > kSize) return file_->read_at(position, to) == to.size();
-    if (!holds(position, to.size())) move_to(position);
-    if (!holds(position, to.size())) return false;
+    if (!holds(position, to.size())) {
+        if (to.size() > kAlone) return file_->read_at(position, to) == to.size();
+        move_to(position);
+        if (!holds(position, to.size())) return false;
+    }
     std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(position - begin_), to.size(), to.begin());
+    last_end_ = position + to.size();
     return true;
 }
 

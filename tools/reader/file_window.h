@@ -11,8 +11,11 @@
 
 namespace reader {
 
-/// Reads a file at positions through one buffer of fixed size, so that going through small records in order
-/// costs few reads. Nothing beyond the length that the file had at opening is ever asked for.
+/// Reads a file at positions through one buffer. Small records in a row are fetched many at a time; a record
+/// that lies far behind the one before is fetched alone, so that what lies between them is never read. Not
+/// mapped into memory, on purpose: a file that shrinks while it is read gives a short read here, which is a
+/// finding, and a signal that ends the program there. Nothing beyond the length that the file had at opening
+/// is ever asked for.
 class FileWindow {
   public:
     explicit FileWindow(std::unique_ptr<platform::InputFile> file);
@@ -35,11 +38,15 @@ class FileWindow {
     void move_to(std::uint64_t position);
 
     static constexpr std::size_t kSize = 65536;
+    static constexpr std::size_t kAlone = 512;  // fetched around a record that stands alone
+    static constexpr std::size_t kNear = 4096;  // a gap that costs less to read than a call of its own
 
     std::unique_ptr<platform::InputFile> file_;
     std::vector<platform::Byte> bytes_ = std::vector<platform::Byte>(kSize);
     std::uint64_t begin_ = 0;  // of the buffer, in the file
     std::size_t filled_ = 0;
+    std::size_t fill_ = kAlone;   // how much was asked for last
+    std::uint64_t last_end_ = 0;  // of the last record that was read
 };
 
 }  // namespace reader

@@ -2,49 +2,32 @@
 
 #include <algorithm>
 
-#include <fmt/format.h>
-
 #include "tools/reader/faults.h"
 
 namespace reader {
 namespace {
 
-FileWindow open(const std::string& path, platform::FileSystem& files) {
+std::optional<FileWindow> open(const std::string& path, platform::FileSystem& files) {
     auto file = files.open_input(path);
-    if (!file) throw CannotOpen(path);
+    if (!file) return std::nullopt;
     return FileWindow(std::move(file));
 }
 
-/// The count as claimed, cut to the records that fit between the offset and the end of the file.
-std::uint32_t fitting(std::uint32_t claimed, std::uint64_t file_size, std::uint64_t offset,
-                      std::size_t record_size) {
+/// How many records fit between the offset and the end of the file.
+std::uint32_t room_for(std::uint64_t file_size, std::uint64_t offset, std::size_t record_size) {
     const std::uint64_t room = file_size < offset ? 0 : (file_size - offset) / record_size;
-    return static_cast<std::uint32_t>(std::min<std::uint64_t>(claimed, room));
+    return static_cast<std::uint32_t>(std::min<std::uint64_t>(room, kNoEntry));
 }
 
-std::uint32_t year_of(std::uint16_t date) {
-    return 2000U + (date >> 9U);
-}
-std::uint32_t month_of(std::uint16_t date) {
-    return (date >> 5U) & 15U;
-}
-std::uint32_t day_of(std::uint16_t date) {
-    return date & 31U;
+/// Nothing counted, no first and last packet.
+bool counts_nothing(const PsiHeader::Bytes& header) {
+    constexpr std::size_t kCountsAt = PsiHeader::Entries::offset;
+    constexpr std::size_t kCountsEnd = PsiHeader::SpanSize::offset;
+    return all_zero(std::span(header).subspan<kCountsAt, kCountsEnd - kCountsAt>()) &&
+           PsiHeader::Spans::get(header) == 0;
 }
 
 }  // namespace
-
-bool Moment::plausible() const {
-    return month_of(date) >= 1 && month_of(date) <= 12 && day_of(date) >= 1 &&
-           milliseconds < kMillisecondsPerDay;
-}
-
-std::string text_of(const Moment& moment) {
-    const std::uint32_t seconds = moment.milliseconds / 1000;
-    return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:03}", year_of(moment.date),
-                       month_of(moment.date), day_of(moment.date), seconds / 3600, seconds / 60 % 60,
-                       seconds % 60, moment.milliseconds % 1000);
-}
 
 CannotOpen::CannotOpen(const std::string& path) : std::runtime_error("cannot open " + path) {}
 
@@ -52,16 +35,27 @@ Recording::Recording(const std::string& data_path, platform::FileSystem& files)
     : data_path_(data_path),
       index_path_(data_path + "i"),
       data_(open(data_path_, files)),
-      index_(open(index_path_, files)) {
-    if (const auto bytes = header()) {
-        entries_ = fitting(PsiHeader::Entries::get(*bytes), index_.size(), kEntriesAt, PsiFrameEntry::size);
-        spans_ = fitting(PsiHeader::Spans::get(*bytes), index_.size(), entry_at(entries_), PsiSpan::size);
-    }
+      index_(open(index_path_, files)),
+      spans_file_(open(index_path_, files)) {
+    if (!has_data() && !has_index()) throw CannotOpen(data_path_);
+    if (const auto bytes = header()) count_records(*bytes);
+}
+
+void Recording::count_records(const PsiHeader::Bytes& header) {
+    const std::uint32_t room = room_for(index_size(), kEntriesAt, PsiFrameEntry::size);
+    completed_ = room == 0 || !counts_nothing(header);
+    entries_ = completed_ ? std::min(PsiHeader::Entries::get(header), room) : room;
+    spans_ =
+        std::min(PsiHeader::Spans::get(header), room_for(index_size(), entry_at(entries_), PsiSpan::size));
+}
+
+std::optional<PsiFrameEntry::Bytes> Recording::entry_record(std::uint32_t number) {
+    if (number >= entries_) return std::nullopt;
+    return record<PsiFrameEntry>(index_, entry_at(number));
 }
 
 std::optional<Entry> Recording::entry(std::uint32_t number) {
-    if (number >= entries_) return std::nullopt;
-    const auto bytes = index_.record<PsiFrameEntry>(entry_at(number));
+    const auto bytes = entry_record(number);
     if (!bytes) return std::nullopt;
     const std::uint32_t units =
         PsiFrameEntry::SizeUnits::get(*bytes) | std::uint32_t{PsiFrameEntry::SizeHigh::get(*bytes)} << 16U;
@@ -74,28 +68,26 @@ std::optional<Entry> Recording::entry(std::uint32_t number) {
                  .moment = {PsiFrameEntry::Date::get(*bytes), PsiFrameEntry::TimeOfDay::get(*bytes)},
                  .previous = PsiFrameEntry::Previous::get(*bytes),
                  .next = PsiFrameEntry::Next::get(*bytes),
-                 .key_distance = PsiFrameEntry::KeyDistance::get(*bytes),
-                 .reserved_clear = bytes->at(1) == 0 && all_zero(std::span(*bytes).subspan<27>())};
+                 .key_distance = PsiFrameEntry::KeyDistance::get(*bytes)};
+}
+
+std::optional<PsiSpan::Bytes> Recording::span_record(std::uint32_t number) {
+    if (number >= spans_) return std::nullopt;
+    return record<PsiSpan>(spans_file_, span_at(number));
 }
 
 std::optional<Span> Recording::span(std::uint32_t number) {
-    if (number >= spans_) return std::nullopt;
-    const auto bytes = index_.record<PsiSpan>(span_at(number));
+    const auto bytes = span_record(number);
     if (!bytes) return std::nullopt;
     return Span{.slot = PsiSpan::Slot::get(*bytes),
                 .kind = PsiSpan::Kind::get(*bytes),
                 .first = {PsiSpan::FirstDate::get(*bytes), PsiSpan::FirstTime::get(*bytes)},
-                .last = {PsiSpan::LastDate::get(*bytes), PsiSpan::LastTime::get(*bytes)},
-                .reserved_clear = all_zero(std::span(*bytes).subspan<2, 2>())};
+                .last = {PsiSpan::LastDate::get(*bytes), PsiSpan::LastTime::get(*bytes)}};
 }
 
 std::optional<PsiStreamRecord::Bytes> Recording::stream_record(std::uint32_t slot) {
     if (slot >= kSlots) return std::nullopt;
-    return index_.record<PsiStreamRecord>(stream_record_at(slot));
-}
-
-std::optional<PesHeader::Bytes> Recording::packet_header(const Entry& entry) {
-    return data_.record<PesHeader>(entry.packet_at);
+    return record<PsiStreamRecord>(index_, stream_record_at(slot));
 }
 
 }  // namespace reader

@@ -4,7 +4,6 @@
 // pair may come from anywhere: nothing that it says is believed before it was compared with the sizes of the
 // files.
 
-#include <compare>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -14,22 +13,9 @@
 #include "ps/index_layout.h"
 #include "ps/stream_layout.h"
 #include "tools/reader/file_window.h"
+#include "tools/reader/moment.h"
 
 namespace reader {
-
-inline constexpr std::uint32_t kMillisecondsPerDay = 86'400'000;
-
-/// An instant in UTC as packets carry it. The packed date sorts like the date.
-struct Moment {
-    std::uint16_t date = 0;          // date16; 0 names no date
-    std::uint32_t milliseconds = 0;  // since midnight
-
-    auto operator<=>(const Moment&) const = default;
-    [[nodiscard]] bool plausible() const;
-};
-
-/// "2018-06-22 16:05:09.000"
-[[nodiscard]] std::string text_of(const Moment& moment);
 
 /// What one index entry says about its packet.
 struct Entry {
@@ -43,7 +29,6 @@ struct Entry {
     std::uint32_t previous = kNoEntry;
     std::uint32_t next = kNoEntry;
     std::uint16_t key_distance = 0;
-    bool reserved_clear = true;
 
     [[nodiscard]] std::uint8_t picture_type() const { return flags & kPictureTypeBits; }
     [[nodiscard]] std::uint8_t kind() const { return flags & kRecordingKindBits; }
@@ -57,12 +42,11 @@ struct Span {
     std::uint8_t kind = 0;
     Moment first;
     Moment last;
-    bool reserved_clear = true;
 
     bool operator==(const Span&) const = default;
 };
 
-/// The file that could not be opened.
+/// Neither of the two files could be opened.
 class CannotOpen : public std::runtime_error {
   public:
     explicit CannotOpen(const std::string& path);
@@ -70,33 +54,45 @@ class CannotOpen : public std::runtime_error {
 
 class Recording {
   public:
-    /// Opens the data file and the index file beside it ("i" appended); throws CannotOpen.
+    /// Opens the data file and the index file beside it ("i" appended). One of them may be missing: it is
+    /// then an empty one, and nothing can be read from it. Throws CannotOpen when both are.
     explicit Recording(const std::string& data_path, platform::FileSystem& files = platform::system_files());
 
+    [[nodiscard]] bool has_data() const { return data_.has_value(); }
+    [[nodiscard]] bool has_index() const { return index_.has_value(); }
     [[nodiscard]] const std::string& data_path() const { return data_path_; }
     [[nodiscard]] const std::string& index_path() const { return index_path_; }
-    [[nodiscard]] std::uint64_t data_size() const { return data_.size(); }
-    [[nodiscard]] std::uint64_t index_size() const { return index_.size(); }
+    [[nodiscard]] std::uint64_t data_size() const { return data_ ? data_->size() : 0; }
+    [[nodiscard]] std::uint64_t index_size() const { return index_ ? index_->size() : 0; }
 
-    /// Entries and spans as the header counts them, and no more than the index file has room for.
+    /// Entries and spans as the header counts them, and no more than the index file has room for. An index
+    /// that was not completed has as many entries as stand in it.
     [[nodiscard]] std::uint32_t entries() const { return entries_; }
     [[nodiscard]] std::uint32_t spans() const { return spans_; }
+
+    /// False where the header counts nothing at all although entries follow: whoever wrote this pair was
+    /// interrupted, or is still at it.
+    [[nodiscard]] bool completed() const { return completed_; }
 
     /// Nothing for numbers that are out of range and for what cannot be read.
     [[nodiscard]] std::optional<Entry> entry(std::uint32_t number);
     [[nodiscard]] std::optional<Span> span(std::uint32_t number);
-    [[nodiscard]] std::optional<PsiHeader::Bytes> header() { return index_.record<PsiHeader>(0); }
+    [[nodiscard]] std::optional<PsiFrameEntry::Bytes> entry_record(std::uint32_t number);
+    [[nodiscard]] std::optional<PsiSpan::Bytes> span_record(std::uint32_t number);
+    [[nodiscard]] std::optional<PsiHeader::Bytes> header() { return record<PsiHeader>(index_, 0); }
     [[nodiscard]] std::optional<PsiStreamRecord::Bytes> stream_record(std::uint32_t slot);
 
-    [[nodiscard]] std::optional<PackHeader::Bytes> pack_header() { return data_.record<PackHeader>(0); }
+    [[nodiscard]] std::optional<PackHeader::Bytes> pack_header() { return record<PackHeader>(data_, 0); }
     [[nodiscard]] std::optional<StreamMap::Bytes> stream_map() {
-        return data_.record<StreamMap>(PackHeader::size);
+        return record<StreamMap>(data_, PackHeader::size);
     }
-    [[nodiscard]] std::optional<PesHeader::Bytes> packet_header(const Entry& entry);
+    [[nodiscard]] std::optional<PesHeader::Bytes> packet_header(std::uint64_t packet_at) {
+        return record<PesHeader>(data_, packet_at);
+    }
 
     /// Any bytes of the data file; false when it does not hold them all.
     [[nodiscard]] bool read_data(std::uint64_t position, std::span<platform::Byte> to) {
-        return data_.read(position, to);
+        return data_ && data_->read(position, to);
     }
 
     [[nodiscard]] static constexpr std::uint64_t stream_record_at(std::uint32_t slot) {
@@ -110,10 +106,19 @@ class Recording {
     }
 
   private:
+    template <typename Layout>
+    static std::optional<typename Layout::Bytes> record(std::optional<FileWindow>& file,
+                                                        std::uint64_t position) {
+        return file ? file->record<Layout>(position) : std::nullopt;
+    }
+    void count_records(const PsiHeader::Bytes& header);
+
     std::string data_path_;
     std::string index_path_;
-    FileWindow data_;
-    FileWindow index_;
+    std::optional<FileWindow> data_;
+    std::optional<FileWindow> index_;
+    std::optional<FileWindow> spans_file_;  // the index again: spans are read in between the entries
+    bool completed_ = true;
     std::uint32_t entries_ = 0;
     std::uint32_t spans_ = 0;
 };

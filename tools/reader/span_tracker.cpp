@@ -3,23 +3,23 @@
 namespace reader {
 namespace {
 
-bool continues(const Span& span, const Entry& entry) {
+bool continues(const Span& span, const Packet& packet) {
     // Unsigned: a time that goes backwards is a gap as well.
-    const std::uint32_t pause = entry.moment.milliseconds - span.last.milliseconds;
-    return span.kind == entry.kind() && span.last.date == entry.moment.date && pause <= kSpanGap;
+    const std::uint32_t pause = packet.moment.milliseconds - span.last.milliseconds;
+    return span.kind == packet.kind() && span.last.date == packet.moment.date && pause <= kSpanGap;
 }
 
 }  // namespace
 
-std::optional<Span> SpanTracker::take(const Entry& entry) {
-    std::optional<Span>& span = open_.at(entry.slot);
+std::optional<Span> SpanTracker::take(const Packet& packet) {
+    std::optional<Span>& span = open_.at(packet.slot);
     std::optional<Span> ended;
-    if (span && !continues(*span, entry)) {
+    if (span && !continues(*span, packet)) {
         ended = span;
         span.reset();
     }
-    if (!span) span = Span{entry.slot, entry.kind(), entry.moment, entry.moment};
-    span->last = entry.moment;
+    if (!span) span = Span{packet.slot, packet.kind(), packet.moment, packet.moment};
+    span->last = packet.moment;
     return ended;
 }
 

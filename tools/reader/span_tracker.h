@@ -4,15 +4,15 @@
 #include <optional>
 #include <vector>
 
-#include "tools/reader/recording.h"
+#include "tools/reader/packet.h"
 
 namespace reader {
 
-/// Derives the spans of a recording from its entries.
+/// Derives the spans of a recording from its packets.
 class SpanTracker {
   public:
-    /// Takes the next entry in file order, of a slot below kSlots; gives the span that it ended, if any.
-    [[nodiscard]] std::optional<Span> take(const Entry& entry);
+    /// Takes the next packet in file order; gives the span that it ended, if any.
+    [[nodiscard]] std::optional<Span> take(const Packet& packet);
 
     /// The spans that were still open at the end, in the order of their slots.
     [[nodiscard]] std::vector<Span> rest() const;

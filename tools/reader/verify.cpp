@@ -4,17 +4,30 @@
 
 namespace reader {
 
-Report verify(Recording& recording) {
+Report verify(Recording& recording, Depth depth, const PacketVisitor& visit) {
     Report report;
     report.path = recording.data_path();
     report.data_size = recording.data_size();
     report.index_size = recording.index_size();
-
-    const auto map = verify_map(recording, report);
-    const bool entries_follow = verify_index_header(recording, report);
-    if (!map || !entries_follow) return report;
-    verify_chains(recording, verify_packets(recording, *map, report), report);
+    if (!recording.has_data()) {
+        report.faults.add(
+            {recording.data_path(), 0, "no data file beside the index, or it cannot be opened"});
+        return report;
+    }
+    const bool readable = verify_map(recording, report);
+    verify_index_header(recording, report);
+    if (readable) verify_packets(recording, depth, visit, report);
     return report;
+}
+
+void add_data_fault(const Recording& recording, std::uint64_t at, std::string text, Report& report,
+                    std::optional<std::uint32_t> number) {
+    report.faults.add({recording.data_path(), at, std::move(text), number, Mending::kNone});
+}
+
+void add_index_fault(const Recording& recording, std::uint64_t at, std::string text, Report& report,
+                     std::optional<std::uint32_t> number) {
+    report.faults.add({recording.index_path(), at, std::move(text), number, Mending::kByRebuilding});
 }
 
 }  // namespace reader

@@ -76,14 +76,13 @@ void verify_map_entry(Recording& recording, std::uint32_t slot, MapEntry::View e
     std::copy(entry.begin(), entry.end(), expected.begin());
     MapEntry::InfoLength::put(expected, kEntryInfoLength);
     clear(std::span(expected).subspan<kEntryReservedAt, MapEntry::Name::offset - kEntryReservedAt>());
-    compare_parts(report.faults, recording.data_path(), at, name, entry, expected, kMapEntryParts);
+    compare_parts(report.faults, {recording.data_path(), at, name}, entry, expected, kMapEntryParts);
 
     const std::uint8_t id = MapEntry::Id::get(entry);
-    if (slot_of_stream_id(id) != slot) {
-        report.faults.add(
-            recording.data_path(), at + MapEntry::Id::offset,
-            fmt::format("{}: stream id {:02X} stands for slot {}", name, id, slot_of_stream_id(id)));
-    }
+    if (slot_of_stream_id(id) == slot) return;
+    add_data_fault(recording, at + MapEntry::Id::offset,
+                   fmt::format("{}: stream id {:02X} stands for slot {}", name, id, slot_of_stream_id(id)),
+                   report);
 }
 
 void verify_size(Recording& recording, const PsiHeader::Bytes& header, Report& report) {
@@ -91,43 +90,44 @@ void verify_size(Recording& recording, const PsiHeader::Bytes& header, Report& r
                                    std::uint64_t{PsiHeader::Entries::get(header)} * PsiFrameEntry::size +
                                    std::uint64_t{PsiHeader::Spans::get(header)} * PsiSpan::size;
     if (recording.index_size() == expected) return;
-    report.faults.add(
-        recording.index_path(), recording.index_size(),
+    add_index_fault(
+        recording, recording.index_size(),
         fmt::format("file size is {}, not {} as {} entries and {} spans need", recording.index_size(),
-                    expected, PsiHeader::Entries::get(header), PsiHeader::Spans::get(header)));
+                    expected, PsiHeader::Entries::get(header), PsiHeader::Spans::get(header)),
+        report);
 }
 
 }  // namespace
 
-std::optional<MapFacts> verify_map(Recording& recording, Report& report) {
+bool verify_map(Recording& recording, Report& report) {
     const auto pack = recording.pack_header();
     const auto map = recording.stream_map();
     if (!pack || !map) {
-        report.faults.add(recording.data_path(), recording.data_size(), "file ends before the first packet");
-        return std::nullopt;
+        add_data_fault(recording, recording.data_size(), "file ends before the first packet", report);
+        return false;
     }
-    compare_parts(report.faults, recording.data_path(), 0, "pack header", *pack, kPackHeader, kPackParts);
-    compare_parts(report.faults, recording.data_path(), PackHeader::size, "map", *map, expected_map(*map),
+    compare_parts(report.faults, {recording.data_path(), 0, "pack header"}, *pack, kPackHeader, kPackParts);
+    compare_parts(report.faults, {recording.data_path(), PackHeader::size, "map"}, *map, expected_map(*map),
                   kMapParts);
-
-    MapFacts facts;
-    const auto info = StreamMap::Info::of(StreamMap::View(*map));
-    facts.program = static_cast<std::uint8_t>(0xC0U | (ProgramInfo::Code::of(info)[0] & 3U) << 4U);
     const auto entries = StreamMap::Entries::of(StreamMap::View(*map));
     for (std::uint32_t slot = 0; slot < kSlots; ++slot) {
         const MapEntry::View entry(
             entries.subspan(std::size_t{slot} * MapEntry::size).first<MapEntry::size>());
         verify_map_entry(recording, slot, entry, report);
-        facts.stream_ids.at(slot) = MapEntry::Id::get(entry);
     }
-    return facts;
+    report.map = facts_of(*map);
+    return true;
 }
 
-bool verify_index_header(Recording& recording, Report& report) {
+void verify_index_header(Recording& recording, Report& report) {
+    if (!recording.has_index()) {
+        add_index_fault(recording, 0, "no index file beside the data file, or it cannot be opened", report);
+        return;
+    }
     const auto header = recording.header();
     if (!header || recording.index_size() < kEntriesAt) {
-        report.faults.add(recording.index_path(), recording.index_size(), "file ends before the first entry");
-        return false;
+        add_index_fault(recording, recording.index_size(), "file ends before the first entry", report);
+        return;
     }
     PsiHeader::Bytes expected = *header;
     PsiHeader::Version::put(expected, kIndexVersion);
@@ -137,17 +137,15 @@ bool verify_index_header(Recording& recording, Report& report) {
     PsiHeader::StreamRecordSize::put(expected, PsiStreamRecord::size);
     PsiHeader::SpanSize::put(expected, PsiSpan::size);
     clear(std::span(expected).subspan<kHeaderReservedAt>());
-    compare_parts(report.faults, recording.index_path(), 0, "header", *header, expected, kHeaderParts);
-
-    if (PsiHeader::Entries::get(*header) == 0 && recording.index_size() >= kEntriesAt + PsiFrameEntry::size) {
-        // The header's counts are written last: whoever wrote this pair was interrupted.
-        report.faults.add(recording.index_path(), PsiHeader::Entries::offset,
-                          fmt::format("index was never completed: room for {} entries, none counted",
-                                      (recording.index_size() - kEntriesAt) / PsiFrameEntry::size));
-        return false;
+    compare_parts(report.faults, {recording.index_path(), 0, "header", {}, Mending::kByRebuilding}, *header,
+                  expected, kHeaderParts);
+    if (recording.completed()) {
+        verify_size(recording, *header, report);
+        return;
     }
-    verify_size(recording, *header, report);
-    return true;
+    add_index_fault(recording, PsiHeader::Entries::offset,
+                    fmt::format("index was never completed: {} entries, none counted", recording.entries()),
+                    report);
 }
 
 }  // namespace reader

@@ -30,7 +30,7 @@ void add_row(cli::Table& table, const Report& report, const std::filesystem::pat
     table.add_row({std::filesystem::path(report.path).lexically_relative(directory).string(),
                    empty ? "-" : reader::text_of(report.first), empty ? "-" : reader::text_of(report.last),
                    fmt::format("{}", report.frames), fmt::format("{}", report.key_frames),
-                   fmt::format("{}", report.spans), fmt::format("{}", report.data_size),
+                   fmt::format("{}", report.spans()), fmt::format("{}", report.data_size),
                    report.verified() ? "verified" : fmt::format("{} faults", report.faults.count())});
 }
 
@@ -44,7 +44,7 @@ Json json_of(const Report& report) {
             {"last", report.frames == 0 ? Json() : Json(reader::text_of(report.last))},
             {"frames", report.frames},
             {"key_frames", report.key_frames},
-            {"spans", report.spans},
+            {"spans", report.spans()},
             {"bytes", report.data_size},
             {"index_bytes", report.index_size},
             {"verified", report.verified()},
@@ -60,18 +60,19 @@ Report read_back(const ExpectedRecording& expected) {
         reader::Recording recording(expected.path);
         report = reader::verify(recording);
     } catch (const reader::CannotOpen& error) {
-        report.faults.add(expected.path, 0, error.what());
+        report.faults.add({expected.path, 0, error.what()});
         return report;
     }
     if (report.frames != expected.frames) {
-        report.faults.add(expected.path, 0,
-                          fmt::format("{} frames of a clip with {} samples", report.frames, expected.frames));
+        report.faults.add(
+            {expected.path, 0,
+             fmt::format("{} frames of a clip with {} samples", report.frames, expected.frames)});
     }
     const reader::Moment start = moment_of(expected.start);
     if (report.frames > 0 && report.first != start) {
-        report.faults.add(expected.path, 0,
-                          fmt::format("begins at {}, its clip at {}", reader::text_of(report.first),
-                                      reader::text_of(start)));
+        report.faults.add({expected.path, 0,
+                           fmt::format("begins at {}, its clip at {}", reader::text_of(report.first),
+                                       reader::text_of(start))});
     }
     return report;
 }

@@ -1,0 +1,23 @@
+#include "tools/reader/nal_scan.h"
+
+#include <algorithm>
+#include <array>
+
+namespace reader {
+
+std::vector<NalUnit> nal_units(std::span<const platform::Byte> bytes) {
+    constexpr std::array<platform::Byte, 3> kStart = {0, 0, 1};
+    std::vector<NalUnit> units;
+    for (auto from = bytes.begin();;) {
+        const auto hit = std::search(from, bytes.end(), kStart.begin(), kStart.end());
+        if (bytes.end() - hit <= static_cast<std::ptrdiff_t>(kStart.size())) return units;
+        const auto at = static_cast<std::size_t>(hit - bytes.begin());
+        const bool long_code = at > 0 && bytes[at - 1] == 0;
+        const platform::Byte header = bytes[at + kStart.size()];
+        units.push_back(
+            {long_code ? at - 1 : at, static_cast<std::uint8_t>(header & 0x1FU), (header & 0x80U) != 0});
+        from = hit + static_cast<std::ptrdiff_t>(kStart.size());
+    }
+}
+
+}  // namespace reader

@@ -1,0 +1,74 @@
+#include "tools/reader/rebuild.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "ps/encodings.h"
+#include "ps/ps_index.h"
+#include "ps/ps_writer.h"
+
+namespace reader {
+namespace {
+
+/// Takes what the writer says before the first packet, and keeps nothing: the data file is there already.
+class ExistingData final : public platform::DataFile {
+  public:
+    std::int64_t append(const Parts& parts) override {
+        std::int64_t length = 0;
+        for (const auto& part : parts) length += static_cast<std::int64_t>(part.size());
+        position_ += length;
+        return length;
+    }
+    std::int64_t position() override { return position_; }
+
+  private:
+    std::int64_t position_ = 0;
+};
+
+class IndexInMemory final : public platform::IndexFile {
+  public:
+    explicit IndexInMemory(std::string& content) : content_(content) {}
+
+    std::size_t write_at(std::uint64_t position, std::span<const platform::Byte> bytes) override {
+        const auto at = static_cast<std::size_t>(position);
+        content_.resize(std::max(content_.size(), at + bytes.size()));
+        std::ranges::copy(bytes, platform::bytes_of(content_).begin() + static_cast<std::ptrdiff_t>(at));
+        return bytes.size();
+    }
+
+  private:
+    std::string& content_;
+};
+
+void begin(PsWriter& writer, const MapFacts& map, std::string& index) {
+    ps_writer_init(writer);
+    writer.data = std::make_unique<ExistingData>();
+    writer.index = std::make_unique<IndexInMemory>(index);
+    writer.open_flag = true;
+    PsProgramInfo program;
+    program.code[0] = map.program_code;
+    PsStreamDescs streams;
+    for (std::size_t slot = 0; slot < kSlots; ++slot) streams.at(slot).id = map.streams.at(slot).id;
+    if (ps_open(writer, program, streams) != kPsOk) throw std::runtime_error("the index cannot be begun");
+}
+
+}  // namespace
+
+std::string rebuilt_index(Recording& recording, const Report& report) {
+    std::string index;
+    PsWriter writer;
+    begin(writer, report.map, index);
+    for (std::uint64_t at = kPacketsAt; at < report.whole_end;) {
+        auto header = recording.packet_header(at);
+        const std::uint32_t size = header ? packet_of(*header, 0, at).size : 0;
+        if (size == 0 || ps_index_packet(writer, *header, size) != kPsOk) {
+            throw std::runtime_error(recording.data_path() + " changed while it was read");
+        }
+        writer.data_end += size;
+        at += size;
+    }
+    ps_close(writer);
+    return index;
+}
+
+}  // namespace reader
