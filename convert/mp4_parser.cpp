@@ -55,7 +55,7 @@ Mp4Parser::~Mp4Parser() {
 
 std::int32_t Mp4Parser::parse_container() {
     const std::int32_t result = convert_clip();
-    delete_source_file();
+    if (context_.policy.remove_clip) delete_source_file();
     return result;
 }
 
@@ -155,9 +155,14 @@ PsStreamDescs Mp4Parser::stream_descriptions() const {
     return streams;
 }
 
+bool Mp4Parser::may_write_pair() {
+    if (context_.policy.replace_recording) return true;
+    return !context_.files.open_input(ps_path_) && !context_.files.open_input(ps_path_ + "i");
+}
+
 bool Mp4Parser::open_pair() {
     ps_close(*writer_);
-    if (!directory_ready_) return false;
+    if (!directory_ready_ || !may_write_pair()) return false;
     writer_->data = context_.files.create_data(ps_path_);
     if (writer_->data == nullptr) return false;
     writer_->index = context_.files.create_index(ps_path_ + "i");

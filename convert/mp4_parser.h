@@ -30,11 +30,18 @@ struct ChannelRecord {
     std::string name;
 };
 
+/// What a conversion may do besides writing a recording where none is.
+struct ConversionPolicy {
+    bool remove_clip = true;        // once it was read, whatever came of it
+    bool replace_recording = true;  // one that stands at the path already
+};
+
 /// What a conversion works with. Files and waits are not owned and have to outlive the parser.
 struct ConversionContext {
     platform::FileSystem& files;
     platform::Waits& waits;
     std::function<void(std::int32_t level, const std::string& text)> log;
+    ConversionPolicy policy = {};
 };
 
 /// Results of a conversion.
@@ -65,7 +72,7 @@ class Mp4Parser {
     /// Removes the source clip; tries once more, 2 seconds later, when it is not to be removed.
     virtual void delete_source_file();
 
-    /// Converts the clip and has it deleted.
+    /// Converts the clip and has it deleted, if the policy says so.
     std::int32_t parse_container();
 
     /// True when the open clip is no MP4 file. One that could not be opened passes: the walk will find
@@ -86,6 +93,7 @@ class Mp4Parser {
     std::int32_t convert_clip();
     [[nodiscard]] PsStreamDescs stream_descriptions() const;
     [[nodiscard]] bool open_pair();
+    [[nodiscard]] bool may_write_pair();
 
     std::vector<SampleTables> tracks_;
     std::unique_ptr<PsWriter> writer_;

@@ -84,11 +84,13 @@ bool is_mp4(BoxReader& in) {
 }
 
 std::vector<SampleTables> gather_tracks(BoxReader& in,
-                                        const std::function<void(const std::string&)>& on_unknown) {
+                                        const std::function<void(const std::string&)>& on_unknown,
+                                        const std::function<void(const SeenBox&)>& on_box) {
     std::vector<SampleTables> tracks;
     SampleTables track;
     in.seek(0);
-    while (const auto header = read_header(in)) {
+    for (std::uint64_t at = 0; const auto header = read_header(in); at = in.position()) {
+        if (on_box) on_box({header->type, at, in.position(), header->payload});
         if (is_container_box(header->type)) continue;
         std::uint64_t consumed = 0;
         if (!is_skipped_box(header->type)) {

@@ -15,5 +15,10 @@ struct Command {
 };
 
 Command add_info(CLI::App& program);
+Command add_frames(CLI::App& program);
+Command add_verify(CLI::App& program);
+Command add_repair(CLI::App& program);
+Command add_probe(CLI::App& program);
+Command add_convert(CLI::App& program);
 
 }  // namespace ps_tool

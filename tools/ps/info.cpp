@@ -1,19 +1,116 @@
+// norvanepi-ps info: what recordings hold, and whether a player could show it.
+
 #include <fmt/format.h>
 
 #include <memory>
+#include <optional>
 
 #include "tools/cli/command_line.h"
 #include "tools/cli/exit_status.h"
-#include "tools/cli/recording_paths.h"
 #include "tools/ps/command.h"
-#include "tools/ps/common_options.h"
+#include "tools/ps/each_recording.h"
+#include "tools/ps/recording_json.h"
+#include "tools/reader/recording_path.h"
+#include "tools/reader/survey.h"
 
 namespace ps_tool {
 namespace {
 
+using cli::Json;
+using reader::Survey;
+
+/// The recorder's zone as the path tells it against the first frame.
+std::optional<int> zone_of(const reader::Report& report) {
+    const auto path = reader::facts_of_path(report.path);
+    if (!path || report.frames == 0) return std::nullopt;
+    return reader::zone_between(report.first, path->local_start);
+}
+
+bool contradicts_path(const reader::Report& report) {
+    return report.frames > 0 && reader::facts_of_path(report.path) && !zone_of(report);
+}
+
+std::string zone_text(int minutes) {
+    const int size = minutes < 0 ? -minutes : minutes;
+    return fmt::format("UTC{}{:02}:{:02}", minutes < 0 ? '-' : '+', size / 60, size % 60);
+}
+
+std::string seconds_text(std::int64_t milliseconds) {
+    return fmt::format("{}.{:03} s", milliseconds / 1000, milliseconds % 1000);
+}
+
+void print_line(std::string_view name, std::string_view text) {
+    fmt::print("  {:<12}{}\n", name, text);
+}
+
+void print_times(const reader::Report& report) {
+    if (report.frames == 0) return;
+    const auto path = reader::facts_of_path(report.path);
+    const auto zone = zone_of(report);
+    std::string local = "no local time in the path";
+    if (path) {
+        local = fmt::format("{} by the path, {}", reader::text_of(path->local_start).substr(0, 19),
+                            zone ? zone_text(*zone) : "which no time zone explains");
+    }
+    print_line("first", fmt::format("{} UTC; {}", reader::text_of(report.first), local));
+    print_line("last", reader::text_of(report.last) + " UTC");
+}
+
+void print_streams(const reader::Report& report) {
+    for (std::size_t slot = 0; slot < kSlots; ++slot) {
+        if (report.packets.at(slot) == 0) continue;
+        const reader::MapStream& stream = report.map.streams.at(slot);
+        print_line("stream", fmt::format("slot {}, id {:02X}, type {:02X}, \"{}\", {}x{}, {} frames", slot,
+                                         stream.id, stream.type, stream.name, stream.width, stream.height,
+                                         report.packets.at(slot)));
+    }
+}
+
+void print_text(const Survey& survey) {
+    const reader::Report& report = survey.report;
+    fmt::print("{}\n", report.path);
+    print_streams(report);
+    print_times(report);
+    print_line("frames", fmt::format("{}, {} of them key pictures", report.frames, report.key_frames));
+    print_line("spans",
+               fmt::format("{}, with {} gaps of {} in all, the longest {}", report.spans(), survey.gaps,
+                           seconds_text(survey.gap_time), seconds_text(survey.longest_gap)));
+    print_line("bytes", fmt::format("{}, {:.2f} % of them padding; index {}", report.data_size,
+                                    survey.padding_share() * 100, report.index_size));
+    const auto bitrate = survey.bitrate();
+    print_line("bitrate", bitrate ? fmt::format("{:.0f} kbit/s", *bitrate / 1000) : "-");
+    print_line("decodable",
+               survey.decodable() ? "yes" : fmt::format("no: {}", fmt::join(survey.hindrances, "; ")));
+    if (!report.verified()) print_line("faults", fmt::format("{}; verify lists them", report.faults.count()));
+}
+
+Json info_json(const Survey& survey) {
+    Json json = json_of(survey.report);
+    const auto zone = zone_of(survey.report);
+    const auto bitrate = survey.bitrate();
+    json["zone_minutes"] = zone ? Json(*zone) : Json();
+    json["path_contradicts"] = contradicts_path(survey.report);
+    json["gap_count"] = survey.gaps;
+    json["gap_ms"] = survey.gap_time;
+    json["longest_gap_ms"] = survey.longest_gap;
+    json["padding_bytes"] = survey.report.padding;
+    json["bits_per_second"] = bitrate ? Json(*bitrate) : Json();
+    json["parameter_sets"] = survey.parameter_sets;
+    json["decodable"] = survey.decodable();
+    json["hindrances"] = survey.hindrances;
+    return json;
+}
+
 int run_info(const CommonOptions& options) {
-    for (const std::string& path : cli::recording_paths(options.paths)) fmt::print("{}\n", path);
-    return cli::kSuccess;
+    std::optional<cli::JsonList> json;
+    if (options.json) json.emplace(stdout, "recordings");
+    bool well = true;
+    each_recording<Survey>(options, reader::survey, [&](const std::string&, const Survey& survey) {
+        json ? json->add(info_json(survey)) : print_text(survey);
+        well &= survey.decodable() && survey.report.verified() && !contradicts_path(survey.report);
+    });
+    if (json) json->finish();
+    return well ? cli::kSuccess : cli::kFailure;
 }
 
 }  // namespace
@@ -21,7 +118,8 @@ int run_info(const CommonOptions& options) {
 Command add_info(CLI::App& program) {
     const auto options = std::make_shared<CommonOptions>();
     CLI::App& command =
-        cli::add_command(program, "info", "Shows what recordings hold", "norvanepi-ps info recordings/");
+        cli::add_command(program, "info", "Shows what recordings hold, and whether a player could decode it",
+                         "norvanepi-ps info recordings/");
     add_paths(command, *options);
     add_jobs(command, *options);
     add_json(command, *options);

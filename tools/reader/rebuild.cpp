@@ -6,24 +6,10 @@
 #include "ps/encodings.h"
 #include "ps/ps_index.h"
 #include "ps/ps_writer.h"
+#include "tools/reader/unwritten_data.h"
 
 namespace reader {
 namespace {
-
-/// Takes what the writer says before the first packet, and keeps nothing: the data file is there already.
-class ExistingData final : public platform::DataFile {
-  public:
-    std::int64_t append(const Parts& parts) override {
-        std::int64_t length = 0;
-        for (const auto& part : parts) length += static_cast<std::int64_t>(part.size());
-        position_ += length;
-        return length;
-    }
-    std::int64_t position() override { return position_; }
-
-  private:
-    std::int64_t position_ = 0;
-};
 
 class IndexInMemory final : public platform::IndexFile {
   public:
@@ -42,7 +28,7 @@ class IndexInMemory final : public platform::IndexFile {
 
 void begin(PsWriter& writer, const MapFacts& map, std::string& index) {
     ps_writer_init(writer);
-    writer.data = std::make_unique<ExistingData>();
+    writer.data = std::make_unique<UnwrittenData>();
     writer.index = std::make_unique<IndexInMemory>(index);
     writer.open_flag = true;
     PsProgramInfo program;

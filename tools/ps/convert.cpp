@@ -1,0 +1,134 @@
+// norvanepi-ps convert: the module's own conversion without a host.
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+
+#include "convert/clip_path.h"
+#include "convert/mp4_parser.h"
+#include "plugin/interfaces/log_level.h"
+#include "tools/cli/command_line.h"
+#include "tools/cli/exit_status.h"
+#include "tools/ps/command.h"
+#include "tools/ps/program.h"
+#include "tools/ps/time_option.h"
+
+namespace ps_tool {
+namespace {
+
+struct ConvertOptions {
+    std::vector<std::string> clips;
+    std::string directory;
+    std::int64_t start = 0;  // ms since 1970
+    std::uint32_t identifier = 0;
+    std::uint32_t device = 0;
+    std::string name;
+    std::uint32_t type = 1;
+    bool force = false;
+};
+
+/// Tells when the last frame of the clip was over.
+class TimedParser final : public norvane::Mp4Parser {
+  public:
+    using Mp4Parser::Mp4Parser;
+
+    bool write_frame(bool key_frame, std::uint16_t group_counter, std::int64_t length, double time,
+                     std::span<const platform::Byte> buffer) override {
+        end_ = time + frame_duration(tracks().front());
+        return Mp4Parser::write_frame(key_frame, group_counter, length, time, buffer);
+    }
+    [[nodiscard]] double end() const { return end_; }
+
+  private:
+    double end_ = 0;  // seconds since 1970
+};
+
+StreamRecord request_of(const ConvertOptions& options, const std::string& clip, std::uint32_t start) {
+    StreamRecord request;
+    request.identifier = options.identifier;
+    request.deviceNumber = options.device;
+    request.startSeconds = start;
+    request.inputName = options.name;
+    request.sourceFile = clip;
+    request.outputDirectory = options.directory + "/";
+    request.flags = options.type == 1 ? kRecordingOfType1 : kRecordingOfType3;
+    return request;
+}
+
+norvane::ConversionContext context_of(const ConvertOptions& options) {
+    return {platform::system_files(),
+            platform::system_waits(),
+            [](std::int32_t level, const std::string& text) {
+                if (level == kLogError) cli::print_error(kProgram, text);
+            },
+            {.remove_clip = false, .replace_recording = options.force}};
+}
+
+/// Converts one clip; when the next one begins, or nothing when it was not converted whole.
+std::optional<std::uint32_t> convert(const ConvertOptions& options, const std::string& clip,
+                                     std::uint32_t start) {
+    const StreamRecord request = request_of(options, clip, start);
+    const std::string path =
+        norvane::clip_path(request.outputDirectory, norvane::time_base(request), norvane::clip_id(request))
+            .whole();
+    auto& files = platform::system_files();
+    if (!options.force && (files.open_input(path) || files.open_input(path + "i"))) {
+        cli::print_error(kProgram, path + " is there already; --force replaces it");
+        return std::nullopt;
+    }
+    TimedParser parser(request, context_of(options));
+    if (parser.parse_container() != norvane::kConverted) return std::nullopt;
+    fmt::print("{}\n", path);
+    return static_cast<std::uint32_t>(std::llround(parser.end()));
+}
+
+std::uint32_t seconds_of(std::int64_t milliseconds) {
+    const std::int64_t seconds = milliseconds / 1000;
+    if (milliseconds % 1000 != 0 || seconds < 0 || seconds > std::numeric_limits<std::uint32_t>::max()) {
+        throw cli::CannotRun("--start takes whole seconds since 1970");
+    }
+    return static_cast<std::uint32_t>(seconds);
+}
+
+int run_convert(const ConvertOptions& options) {
+    std::optional<std::uint32_t> start = seconds_of(options.start);
+    for (const std::string& clip : options.clips) {
+        if (!platform::system_files().open_input(clip)) throw cli::CannotRun("cannot open " + clip);
+    }
+    for (const std::string& clip : options.clips) {
+        start = convert(options, clip, *start);
+        if (!start) return cli::kFailure;  // nobody knows when the next one began
+    }
+    return cli::kSuccess;
+}
+
+}  // namespace
+
+Command add_convert(CLI::App& program) {
+    const auto options = std::make_shared<ConvertOptions>();
+    CLI::App& command =
+        cli::add_command(program, "convert",
+                         "Converts MP4 clips as the module does, without a host: clips that follow one "
+                         "another. The clips stay "
+                         "as they are; the path of each recording goes to standard output",
+                         "norvanepi-ps convert front.mp4 --start 2018-06-22T16:05:09Z --out recordings");
+    command
+        .add_option("CLIP", options->clips, "MP4 clips; each begins when the one before ends, to the second")
+        ->required()
+        ->type_name("CLIP");
+    add_time(command, "--start", options->start, "when the first clip begins (UTC)")->required();
+    command.add_option("--out", options->directory, "root of the output tree")->required()->type_name("DIR");
+    command.add_option("--identifier", options->identifier, "devices identifier, part of the clip id")
+        ->type_name("N");
+    command.add_option("--device", options->device, "device number, part of the clip id")->type_name("N");
+    command.add_option("--name", options->name, "name of the camera input")->type_name("S");
+    command.add_option("--type", options->type, "clip type, 1 or 3: the recording kind")
+        ->type_name("N")
+        ->check(CLI::IsMember({1, 3}));
+    command.add_flag("--force", options->force, "replace a recording that is there already");
+    return {&command, [options] { return run_convert(*options); }};
+}
+
+}  // namespace ps_tool

@@ -1,0 +1,77 @@
+#include "tools/ps/recording_json.h"
+
+#include <fmt/format.h>
+
+#include "tools/reader/recording_path.h"
+
+namespace ps_tool {
+namespace {
+
+using cli::Json;
+
+Json time_of(const reader::Moment& moment) {
+    return moment.plausible() ? Json(reader::rfc3339(moment)) : Json();
+}
+
+Json streams_of(const reader::Report& report) {
+    Json streams = Json::array();
+    for (std::size_t slot = 0; slot < kSlots; ++slot) {
+        if (report.packets.at(slot) == 0) continue;
+        const reader::MapStream& stream = report.map.streams.at(slot);
+        streams.push_back({{"slot", slot},
+                           {"id", stream.id},
+                           {"type", stream.type},
+                           {"name", stream.name},
+                           {"width", stream.width},
+                           {"height", stream.height},
+                           {"frames", report.packets.at(slot)}});
+    }
+    return streams;
+}
+
+Json spans_of(const reader::Report& report) {
+    Json spans = Json::array();
+    for (const reader::Span& span : report.span_list) {
+        spans.push_back({{"slot", span.slot},
+                         {"kind", span.kind},
+                         {"first", time_of(span.first)},
+                         {"last", time_of(span.last)}});
+    }
+    return spans;
+}
+
+Json faults_of(const reader::Report& report) {
+    Json faults = Json::array();
+    for (const reader::Fault& fault : report.faults.kept()) {
+        faults.push_back({{"file", fault.file},
+                          {"offset", fault.offset},
+                          {"entry", fault.entry ? Json(*fault.entry) : Json()},
+                          {"text", fault.text},
+                          {"mendable", report.mends(fault)}});
+    }
+    return faults;
+}
+
+}  // namespace
+
+Json json_of(const reader::Report& report) {
+    const bool empty = report.frames == 0;
+    const auto path = reader::facts_of_path(report.path);
+    return {{"path", report.path},
+            {"clip_id", path ? Json(path->clip_id) : Json()},
+            {"local_start", path ? Json(reader::rfc3339(path->local_start).substr(0, 19)) : Json()},
+            {"first", empty ? Json() : time_of(report.first)},
+            {"last", empty ? Json() : time_of(report.last)},
+            {"frames", report.frames},
+            {"key_frames", report.key_frames},
+            {"bytes", report.data_size},
+            {"index_bytes", report.index_size},
+            {"streams", streams_of(report)},
+            {"spans", spans_of(report)},
+            {"verified", report.verified()},
+            {"mendable", report.mendable()},
+            {"fault_count", report.faults.count()},
+            {"faults", faults_of(report)}};
+}
+
+}  // namespace ps_tool

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "tools/cli/json_list.h"
+#include "tools/reader/verify.h"
+
+namespace ps_tool {
+
+/// A recording as every document shows it (docs/schemas/recording.json).
+[[nodiscard]] cli::Json json_of(const reader::Report& report);
+
+}  // namespace ps_tool

@@ -1,0 +1,27 @@
+#include "tools/reader/recording_path.h"
+
+#include <regex>
+
+namespace reader {
+
+std::optional<PathFacts> facts_of_path(const std::string& data_path) {
+    static const std::regex form(
+        R"((?:.*[/\\])?(\d{4})[/\\](\d\d)[/\\](\d\d)[/\\](\d\d)[/\\](\d\d)(\d\d)-([0-9A-F]{8})e\.ps)");
+    std::smatch part;
+    if (!std::regex_match(data_path, part, form)) return std::nullopt;
+    const auto instant = parse_instant(part.format("$1-$2-$3T$4:$5:$6Z"));
+    const auto local = instant ? moment_of(*instant) : std::nullopt;
+    if (!local) return std::nullopt;
+    return PathFacts{*local, part[7]};
+}
+
+std::optional<int> zone_between(const Moment& utc, const Moment& local) {
+    constexpr std::int64_t kQuarter = 15 * 60 * 1000;
+    constexpr std::int64_t kWest = -12 * 4 * kQuarter;
+    constexpr std::int64_t kEast = 14 * 4 * kQuarter;
+    const std::int64_t ahead = instant_of(local) - instant_of(utc);
+    if (ahead % kQuarter != 0 || ahead < kWest || ahead > kEast) return std::nullopt;
+    return static_cast<int>(ahead / 60'000);
+}
+
+}  // namespace reader
