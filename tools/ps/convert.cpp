@@ -108,12 +108,13 @@ int run_convert(const ConvertOptions& options) {
 
 Command add_convert(CLI::App& program) {
     const auto options = std::make_shared<ConvertOptions>();
-    CLI::App& command =
-        cli::add_command(program, "convert",
-                         "Converts MP4 clips as the module does, without a host: clips that follow one "
-                         "another. The clips stay "
-                         "as they are; the path of each recording goes to standard output",
-                         "norvanepi-ps convert front.mp4 --start 2018-06-22T16:05:09Z --out recordings");
+    CLI::App& command = cli::add_command(
+        program, "convert",
+        "Converts MP4 clips as the module does, without a host: clips that follow one "
+        "another. The clips stay "
+        "as they are; the path of each recording goes to standard output",
+        "norvanepi-ps convert front.mp4 --start 2018-06-22T16:05:09Z --out recordings --identifier 10551296 "
+        "--device 3 --name 'Front gate'");
     command
         .add_option("CLIP", options->clips, "MP4 clips; each begins when the one before ends, to the second")
         ->required()

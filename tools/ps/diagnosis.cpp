@@ -129,7 +129,7 @@ void Diagnosis::look_at_tables() {
     const SeenBox end{kMoov, in_.size(), in_.size(), 0};
     if (where == nullptr && findings_.empty()) {
         find("no-moov", end, "there is no 'moov' box up to the end of the clip");
-    } else if (where != nullptr) {
+    } else if (where != nullptr && findings_.empty()) {
         find("no-tables", *where,
              missing.empty() ? "no track has samples in all of its mandatory tables"
                              : fmt::format("mandatory tables are missing: {}", fmt::join(missing, ", ")));

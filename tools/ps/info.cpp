@@ -66,15 +66,19 @@ void print_streams(const reader::Report& report) {
     }
 }
 
+std::string gaps_text(const Survey& survey) {
+    if (survey.gaps == 0) return ", no gap";
+    return fmt::format(", gaps: {}, {} in all, the longest {}", survey.gaps, seconds_text(survey.gap_time),
+                       seconds_text(survey.longest_gap));
+}
+
 void print_text(const Survey& survey) {
     const reader::Report& report = survey.report;
     fmt::print("{}\n", report.path);
     print_streams(report);
     print_times(report);
     print_line("frames", fmt::format("{}, {} of them key pictures", report.frames, report.key_frames));
-    print_line("spans",
-               fmt::format("{}, with {} gaps of {} in all, the longest {}", report.spans(), survey.gaps,
-                           seconds_text(survey.gap_time), seconds_text(survey.longest_gap)));
+    print_line("spans", fmt::format("{}{}", report.spans(), gaps_text(survey)));
     print_line("bytes", fmt::format("{}, {:.2f} % of them padding; index {}", report.data_size,
                                     survey.padding_share() * 100, report.index_size));
     const auto bitrate = survey.bitrate();

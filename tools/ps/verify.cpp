@@ -21,12 +21,16 @@ struct VerifyOptions : CommonOptions {
     bool deep = false;
 };
 
+std::string count_of(std::uint64_t count, std::string_view thing) {
+    return fmt::format("{} {}{}", count, thing, count == 1 ? "" : "s");
+}
+
 std::string verdict(const reader::Report& report) {
     if (report.verified()) {
-        return fmt::format("verified, {} frames in {} spans", report.frames, report.spans());
+        return fmt::format("verified, {} in {}", count_of(report.frames, "frame"),
+                           count_of(report.spans(), "span"));
     }
-    const std::uint64_t count = report.faults.count();
-    return fmt::format("{} fault{}, {}", count, count == 1 ? "" : "s",
+    return fmt::format("{}, {}", count_of(report.faults.count(), "fault"),
                        report.mendable() ? "repair mends it" : "repair does not mend it");
 }
 
@@ -56,7 +60,7 @@ int run_verify(const VerifyOptions& options) {
             json ? json->add(json_of(report)) : print_text(report, paint);
         });
     if (json) json->finish({{"recording_count", recordings}, {"faulty_count", faulty}});
-    if (recordings > 1) fmt::print(stderr, "{} recordings, {} with faults\n", recordings, faulty);
+    if (recordings > 1) fmt::print(stderr, "{}, {} with faults\n", count_of(recordings, "recording"), faulty);
     return faulty == 0 ? cli::kSuccess : cli::kFailure;
 }
 

@@ -14,6 +14,7 @@ bool FileWindow::holds(std::uint64_t position, std::size_t length) const {
 void FileWindow::move_to(std::uint64_t position) {
     const bool goes_on = position >= last_end_ && position - last_end_ < kNear;
     fill_ = goes_on ? std::min(2 * fill_, kSize) : kAlone;
+    if (bytes_.size() < fill_) bytes_.resize(fill_);
     begin_ = position;
     filled_ = file_->read_at(position, std::span(bytes_).first(fill_));
 }

@@ -42,7 +42,7 @@ class FileWindow {
     static constexpr std::size_t kNear = 4096;  // a gap that costs less to read than a call of its own
 
     std::unique_ptr<platform::InputFile> file_;
-    std::vector<platform::Byte> bytes_ = std::vector<platform::Byte>(kSize);
+    std::vector<platform::Byte> bytes_;  // as many as were ever asked for
     std::uint64_t begin_ = 0;  // of the buffer, in the file
     std::size_t filled_ = 0;
     std::size_t fill_ = kAlone;   // how much was asked for last

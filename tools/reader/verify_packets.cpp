@@ -56,7 +56,8 @@ class PacketPass {
   private:
     bool step();
     bool find_place(const Packet& packet);
-    [[nodiscard]] std::optional<std::uint32_t> trusted_size(const Packet& packet);
+    [[nodiscard]] std::optional<std::uint32_t> trusted_size(const PesHeader::Bytes& header,
+                                                            const Packet& packet);
     [[nodiscard]] bool goes_on_at(std::uint64_t position);
     void report_header(const PesHeader::Bytes& found, const Packet& packet);
     void report_values(const Packet& packet);
@@ -101,7 +102,7 @@ bool PacketPass::step() {
     Packet packet = packet_of(*header, report_.frames, at_);
     const bool sound = *header == header_of(packet, map_, previous_size_) && is_plausible(packet);
     if (!sound || packet.end() > recording_.data_size()) {
-        const auto size = trusted_size(packet);
+        const auto size = trusted_size(*header, packet);
         if (!size) return find_place(packet);
         packet.size = *size;
         report_header(*header, packet);
@@ -132,8 +133,9 @@ bool PacketPass::find_place(const Packet& packet) {
 }
 
 /// Of what the packet and its entry say about its size, that which leads to the next packet or to the end.
-std::optional<std::uint32_t> PacketPass::trusted_size(const Packet& packet) {
+std::optional<std::uint32_t> PacketPass::trusted_size(const PesHeader::Bytes& header, const Packet& packet) {
     if (possible_size(packet.size) && goes_on_at(packet.end())) return packet.size;
+    if (!begins_packet(header, map_)) return std::nullopt;
     const auto entry = recording_.entry(packet.number);
     if (!entry || entry->packet_at != packet.at || !possible_size(entry->packet_size)) return std::nullopt;
     return goes_on_at(entry->packet_end()) ? std::optional(entry->packet_size) : std::nullopt;

@@ -19,7 +19,9 @@ constexpr std::array kRecordParts = {
     part<PsiStreamRecord::LastDate>("last date"),
     part<PsiStreamRecord::FirstTime>("first time"),
     part<PsiStreamRecord::LastTime>("last time"),
+    part<PsiStreamRecord::FirstIndexByte>("first index byte"),
     part<PsiStreamRecord::Kinds>("recording kinds"),
+    part<PsiStreamRecord::SecondIndexByte>("second index byte"),
     NamedPart{"reserved", kReservedAt, PsiStreamRecord::size - kReservedAt},
 };
 constexpr std::array kHeaderParts = {
@@ -41,7 +43,7 @@ Fault in_index(const Recording& recording, std::uint64_t at, std::string name) {
     return {recording.index_path(), at, std::move(name), {}, Mending::kByRebuilding};
 }
 
-/// The stream record that the packets call for; the two index bytes are anybody's.
+/// The stream record that the packets call for.
 PsiStreamRecord::Bytes expected_record(const SlotSum& sum) {
     PsiStreamRecord::Bytes record{};
     if (sum.packets == 0) return record;
