@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
-#include "tools/cli/exit_status.h"
+#include "tools/cli/command_line.h"
 #include "tools/recorder/module_library.h"
 #include "tools/recorder/names.h"
 
@@ -27,10 +27,6 @@ constexpr const char* kDescription =
     "to come; "
     "every recording is read back through its index and checked. Nothing outside the working directory is "
     "written.";
-
-constexpr const char* kFooter =
-    "Exit status: 0 everything expected happened; 1 something did not; 2 wrong usage or surroundings.\n"
-    "Example: norvanepi-recorder gap --clips front.mp4 gate.mp4 --out /tmp/recorder";
 
 void add_common_options(CLI::App& command, Typed& typed, Options& options, bool clips_needed) {
     auto* clips =
@@ -56,23 +52,26 @@ void add_common_options(CLI::App& command, Typed& typed, Options& options, bool 
 
 void add_scenario(CLI::App& app, Typed& typed, Options& options, Scenario scenario, const std::string& name,
                   const std::string& description) {
-    CLI::App* command = app.add_subcommand(name, description);
-    add_common_options(*command, typed, options, scenario == Scenario::kGap);
-    command->callback([&options, scenario] { options.scenario = scenario; });
-    if (scenario == Scenario::kRestartSecondHalf) command->group("");  // not shown
+    const bool clips_needed = scenario == Scenario::kGap;
+    CLI::App& command =
+        cli::add_command(app, name, description,
+                         fmt::format("{} {}{}", kProgram, name, clips_needed ? " --clips front.mp4" : ""));
+    add_common_options(command, typed, options, clips_needed);
+    command.callback([&options, scenario] { options.scenario = scenario; });
+    if (scenario == Scenario::kRestartSecondHalf) command.group("");  // not shown
     if (scenario != Scenario::kMany) return;
-    command->add_option("--cameras", options.cameras, "number of cameras")
+    command.add_option("--cameras", options.cameras, "number of cameras")
         ->capture_default_str()
         ->check(CLI::Range(1U, 2000U));
-    command->add_option("--gaps", options.gaps, "gaps of each camera")
+    command.add_option("--gaps", options.gaps, "gaps of each camera")
         ->capture_default_str()
         ->check(CLI::Range(1U, 1000U));
-    command->add_option("--seed", options.seed, "the same number plays the same story")
+    command.add_option("--seed", options.seed, "the same number plays the same story")
         ->capture_default_str();
-    command->add_option("--operations", options.operations,
+    command.add_option("--operations", options.operations,
                         "go on until so many operations have ended, and show what the plug-in costs");
-    command->add_option("--minutes", options.minutes, "go on for so long, likewise");
-    command->add_flag("--quiet", options.quiet, "show the end only");
+    command.add_option("--minutes", options.minutes, "go on for so long, likewise");
+    command.add_flag("--quiet", options.quiet, "show the end only");
 }
 
 std::optional<fs::path> absolute_or_nothing(const std::string& path) {
@@ -85,10 +84,10 @@ std::optional<fs::path> absolute_or_nothing(const std::string& path) {
 std::optional<Options> read_command_line(int argc, const char* const* argv) {
     Options options;
     Typed typed;
-    CLI::App app(kDescription, kProgram);
-    app.footer(kFooter);
-    app.require_subcommand(1);
-    app.fallthrough(false);
+    CLI::App app("", kProgram);
+    cli::describe_program(app, kDescription,
+                          "0 everything expected happened; 1 something did not; 2 wrong usage or "
+                          "surroundings.");
     add_scenario(app, typed, options, Scenario::kGap, "gap",
                  "One camera is lost and found; its gap is fetched");
     add_scenario(app, typed, options, Scenario::kRetry, "retry",
@@ -98,14 +97,7 @@ std::optional<Options> read_command_line(int argc, const char* const* argv) {
     add_scenario(app, typed, options, Scenario::kMany, "many",
                  "Many cameras with random losses, returns, failures and restarts");
     add_scenario(app, typed, options, Scenario::kRestartSecondHalf, kSecondHalf, "");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::CallForHelp& help) {
-        app.exit(help);
-        return std::nullopt;
-    } catch (const CLI::ParseError& error) {
-        throw cli::CannotRun(fmt::format("{} (see --help)", error.what()));
-    }
+    if (!cli::parse(app, argc, argv)) return std::nullopt;
     for (const std::string& clip : typed.clips) options.clips.push_back(fs::absolute(clip));
     options.directory = absolute_or_nothing(typed.directory);
     options.transcript = absolute_or_nothing(typed.transcript);

@@ -1,0 +1,257 @@
+// norvanepi-ps as a program: every subcommand on sound, damaged and foreign files.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "tests/support/clip_builder.h"
+#include "tests/support/temp_directory.h"
+
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+/// A camera's clip with its parameter sets in front of each key picture.
+ClipTrack playable() {
+    const std::string key = nal("\x67 sequence") + nal("\x68 picture") + nal("\x65 key");
+    return {.samples = {key, nal("\x41 other"), key}, .sync = {{1, 3}}};
+}
+
+class PsProgramTest : public testing::Test {
+  protected:
+    PsProgramTest() { write_file(directory_ / "front.mp4", make_clip(playable())); }
+
+    /// Runs a command line of the program in the test's directory.
+    Outcome ps(const std::string& arguments) {
+        const std::string line = "cd " + directory_.path() + " && TZ=UTC " NORVANEPI_PS " " + arguments +
+                                 " >" + (directory_ / "out") + " 2>" + (directory_ / "err") + " </dev/null";
+        const int ended = std::system(line.c_str());
+        return {WIFEXITED(ended) ? WEXITSTATUS(ended) : -1, read_file(directory_ / "out"),
+                read_file(directory_ / "err")};
+    }
+
+    /// The JSON of a run that has to end so, held against the schema.
+    json json_of(const std::string& arguments, int status) {
+        const Outcome run = ps(arguments + " --json");
+        EXPECT_EQ(run.status, status) << run.err;
+        const std::string check = std::string(CHECK_JSON) + " " SCHEMA " <" + (directory_ / "out");
+        EXPECT_EQ(std::system(check.c_str()), 0) << run.out;
+        return json::parse(run.out, nullptr, false);
+    }
+
+    /// Makes the recording that all examples speak of.
+    void convert(const std::string& more = "") {
+        const Outcome run =
+            ps("convert front.mp4 --start 2018-06-22T16:05:09Z --out recordings --identifier "
+               "10551296 --device 3 --name 'Front gate' " +
+               more);
+        ASSERT_EQ(run.out, kPath + "\n") << run.err;
+    }
+    [[nodiscard]] std::string data() const { return read_file(directory_ / kPath); }
+    [[nodiscard]] std::string index() const { return read_file(directory_ / (kPath + "i")); }
+
+    const std::string kPath = "recordings/2018/06/22/16/0509-00A10380e.ps";
+    TempDirectory directory_;
+};
+
+TEST_F(PsProgramTest, TheExampleOfEachHelpRuns) {
+    for (const std::string command : {"convert", "info", "frames", "verify", "repair", "probe"}) {
+        const std::string help = ps(command + " --help").out;
+        std::smatch example;
+        ASSERT_TRUE(std::regex_search(help, example, std::regex("Example: norvanepi-ps (.*)"))) << help;
+        const Outcome run = ps(example[1]);
+        EXPECT_EQ(run.status, 0) << command << ": " << run.err << run.out;
+        EXPECT_NE(run.out, "") << command;
+    }
+}
+
+TEST_F(PsProgramTest, WrongUsageAndMissingFilesGiveOneLineAndStatus2) {
+    for (const std::string line :
+         {"", "verify", "verify missing", "verify --jobs 0 .", "verify .", "frames missing.ps",
+          "frames --from yesterday front.mp4", "probe missing.mp4", "convert front.mp4 --out x",
+          "convert front.mp4 --start 2018 --out x",
+          "convert missing.mp4 --start 2018-06-22T16:05:09Z --out x"}) {
+        const Outcome run = ps(line);
+        EXPECT_EQ(run.status, 2) << line;
+        EXPECT_THAT(run.err, testing::MatchesRegex("norvanepi-ps: error: [^\n]*\n")) << line;
+        EXPECT_EQ(run.out, "") << line;
+    }
+    const std::string full = NORVANEPI_PS " probe " + (directory_ / "front.mp4") + " >/dev/full 2>&1";
+    EXPECT_EQ(WEXITSTATUS(std::system(full.c_str())), 2);
+}
+
+TEST_F(PsProgramTest, VerifyTellsFaultsFromSoundnessAndWhatRepairMends) {
+    convert();
+    EXPECT_EQ(ps("verify recordings").out, kPath + ": verified, 3 frames in 1 span\n");
+    EXPECT_EQ(ps("verify --deep --jobs 3 recordings " + kPath).status, 0);
+
+    const std::string whole = data();
+    write_file(directory_ / kPath, whole.substr(0, whole.size() - 1));
+    write_file(directory_ / "recordings/text.ps", "no recording");
+    write_file(directory_ / "recordings/alone.psi", index());
+    const json table = json_of("verify recordings", 1).at("recordings");
+    ASSERT_EQ(table.size(), 3U);
+    EXPECT_EQ(table[0].at("path"), kPath);
+    EXPECT_EQ(table[0].at("faults")[0].at("entry"), 2);
+    EXPECT_EQ(table[0].at("mendable"), true);
+    EXPECT_EQ(table[1].at("path"), "recordings/alone.ps");
+    EXPECT_EQ(table[2].at("faults")[0].at("text"), "file ends before the first packet");
+    EXPECT_EQ(table[2].at("mendable"), false);
+}
+
+TEST_F(PsProgramTest, InfoShowsTimesOfBothClocksAndWhetherAPlayerCanDecode) {
+    convert();
+    const json sound = json_of("info recordings", 0).at("recordings")[0];
+    EXPECT_EQ(sound.at("first"), "2018-06-22T16:05:09.000Z");
+    EXPECT_EQ(sound.at("zone_minutes"), 0);
+    EXPECT_EQ(sound.at("streams")[0].at("name"), "Front gate");
+    EXPECT_EQ(sound.at("decodable"), true);
+
+    // No parameter sets; and a path that is 8 minutes off, which no time zone explains.
+    write_file(directory_ / "front.mp4", make_clip({.samples = {nal("\x65 key")}}));
+    convert("--force");
+    const std::string moved = directory_ / "2018/06/22/18";
+    boost::filesystem::create_directories(moved);
+    write_file(moved + "/1309-00A10380e.ps", data());
+    write_file(moved + "/1309-00A10380e.psi", index());
+    const json off = json_of("info 2018", 1).at("recordings")[0];
+    EXPECT_EQ(off.at("path_contradicts"), true);
+    EXPECT_EQ(off.at("parameter_sets"), false);
+    EXPECT_THAT(off.at("hindrances")[0], HasSubstr("no parameter sets"));
+    EXPECT_THAT(ps("info 2018").out, HasSubstr("which no time zone explains"));
+}
+
+TEST_F(PsProgramTest, FramesListsTheEntriesBetweenTwoTimes) {
+    convert();
+    const std::string heading = "number,slot,time,key,size,position,previous,next,key_distance\n";
+    EXPECT_EQ(ps("frames --csv --from 2018-06-22T16:05:09.001Z --to 2018-06-22T16:05:09.600Z " + kPath).out,
+              heading + "1,0,2018-06-22T16:05:09.333Z,0,64,2074,0,2,1\n");
+    EXPECT_THAT(ps("frames " + kPath).out, HasSubstr("key distance"));
+    boost::filesystem::remove(directory_ / (kPath + "i"));
+    EXPECT_THAT(ps("frames " + kPath).err, HasSubstr("no index"));
+}
+
+TEST_F(PsProgramTest, RepairMakesTheIndexAnewAndKeepsTheOldFiles) {
+    convert();
+    const std::string whole = data();
+    const std::string sound_index = index();
+    EXPECT_EQ(ps("repair recordings").out, kPath + ": sound\n");
+
+    // Interrupted: a zero count in the index, and the beginning of one more packet.
+    const std::string broken_index = std::string(sound_index).replace(20, 4, std::string(4, '\0'));
+    const std::string cut = whole + whole.substr(1978, 50);
+    write_file(directory_ / kPath, cut);
+    write_file(directory_ / (kPath + "i"), broken_index);
+    EXPECT_EQ(ps("repair --dry-run recordings").status, 1);
+    EXPECT_EQ(data(), cut);
+    EXPECT_EQ(ps("repair --output beside.ps " + kPath).status, 0);
+    EXPECT_EQ(read_file(directory_ / "beside.ps") + read_file(directory_ / "beside.psi"),
+              whole + sound_index);
+    EXPECT_EQ(data(), cut);
+
+    const Outcome run = ps("repair recordings");
+    EXPECT_EQ(run.out, kPath + ": index of 3 entries rebuilt, 50 bytes cut off the data file\n") << run.err;
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(data(), whole);
+    EXPECT_EQ(index(), sound_index);
+    EXPECT_EQ(read_file(directory_ / (kPath + ".bak")), cut);
+    EXPECT_EQ(read_file(directory_ / (kPath + "i.bak")), broken_index);
+
+    // Nothing is overwritten: the kept files of the first repair stay.
+    write_file(directory_ / (kPath + "i"), "");
+    EXPECT_THAT(ps("repair recordings").out, HasSubstr("i.bak is in the way"));
+    write_file(directory_ / kPath, std::string(whole).replace(1978, 3, "xyz"));
+    const Outcome damaged = ps("repair recordings");
+    EXPECT_EQ(damaged.status, 1);
+    EXPECT_THAT(damaged.out, HasSubstr("not mended"));
+}
+
+TEST_F(PsProgramTest, ProbeNamesTheRuleAndAgreesWithTheConversion) {
+    const ClipTrack track = playable();
+    ClipTrack long_offsets = track;
+    long_offsets.order.back() = "co64";
+    ClipTrack no_sizes = track;
+    no_sizes.order = {"stsd", "stts", "stsc", "stco"};
+    ClipTrack other_coding = track;
+    other_coding.format = "hvc1";
+    ClipTrack bad_length = track;
+    bad_length.samples[1] = std::string("\x7F\0\0\0 other", 10);
+    ClipTrack large = track;
+    large.samples[1] = nal(unit_of(4'194'304));
+    const std::string meta = box("meta", std::string(4, '\0') + box("hdlr", std::string(24, '\0')));
+    const std::string whole = make_clip(track);
+    const struct {
+        std::string clip;
+        const char* rule;
+        const char* result;
+    } cases[] = {
+        {whole, "", "converted"},
+        {"no clip at all", "no-ftyp", "refused"},
+        {box("ftyp", "isom") + box("moof", ""), "fragmented", "refused"},
+        {make_clip(long_offsets), "co64", "refused"},
+        {make_clip(no_sizes), "no-tables", "refused"},
+        {make_clip(Clip{.tracks = {track}, .in_front = meta}), "meta-ahead", "refused"},
+        {box("ftyp", "isom") + box("free", "12"), "no-moov", "refused"},
+        {whole.substr(0, 60), "truncated", "refused"},
+        {whole.substr(0, whole.size() - 1), "truncated", "converted in part"},
+        {make_clip(bad_length), "bad-nal-length", "converted in part"},
+        {make_clip(large), "large-sample", "converted in part"},
+        {make_clip(other_coding), "not-h264", "converted"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.rule);
+        write_file(directory_ / "front.mp4", c.clip);
+        const json probe = json_of("probe front.mp4", *c.rule == '\0' ? 0 : 1).at("clips")[0];
+        EXPECT_EQ(probe.at("result"), c.result) << probe;
+        EXPECT_EQ(probe.at("findings").empty() ? "" : probe.at("findings")[0].at("rule"), c.rule) << probe;
+        const Outcome run = ps("convert --force front.mp4 --start 2018-06-22T16:05:09Z --out recordings");
+        EXPECT_EQ(run.status == 0, probe.at("result") == "converted") << run.err;
+        EXPECT_EQ(read_file(directory_ / "front.mp4"), c.clip);
+    }
+}
+
+TEST_F(PsProgramTest, ConvertReplacesNothingUnlessForced) {
+    convert();
+    write_file(directory_ / (kPath + "i"), "somebody's");
+    const std::string line =
+        "convert front.mp4 --start 2018-06-22T16:05:09Z --out recordings --identifier "
+        "10551296 --device 3 ";
+    const Outcome refused = ps(line);
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.err, HasSubstr("is there already"));
+    EXPECT_EQ(index(), "somebody's");
+    EXPECT_EQ(ps(line + "--force front.mp4").status, 0);  // the second one begins a second later
+    EXPECT_THAT(ps("verify recordings").err, HasSubstr("2 recordings, 0 with faults"));
+}
+
+TEST_F(PsProgramTest, ManualAndCompletionAreMadeFromTheDeclarations) {
+    const std::string manual = ps("--print-man").out;
+    const std::string completion = ps("--print-completion").out;
+    for (const char* word : {"verify", "repair"}) {
+        EXPECT_THAT(manual, HasSubstr(std::string(".SS \"") + word)) << word;
+        EXPECT_THAT(completion, HasSubstr(word));
+    }
+    write_file(directory_ / "completion", completion);
+    const std::string typed = "bash -c '. " + (directory_ / "completion") +
+                              "; COMP_WORDS=(norvanepi-ps verify --d) COMP_CWORD=2; _norvanepi_ps; "
+                              "echo ${COMPREPLY[@]}' >" +
+                              (directory_ / "out");
+    EXPECT_EQ(std::system(typed.c_str()), 0);
+    EXPECT_EQ(read_file(directory_ / "out"), "--deep\n");
+}
+
+}  // namespace
