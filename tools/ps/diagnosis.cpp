@@ -123,7 +123,7 @@ void Diagnosis::look_at_tables() {
     }
     std::vector<std::string> missing;
     for (const BoxType type : kMandatory) {
-        if (seen(type) == nullptr) missing.push_back("'" + name_of(type) + "'");
+        if (seen(type) == nullptr) missing.push_back(fmt::format("'{}'", name_of(type)));
     }
     const SeenBox* where = seen(kStbl) != nullptr ? seen(kStbl) : seen(kMoov);
     const SeenBox end{kMoov, in_.size(), in_.size(), 0};

@@ -7,10 +7,6 @@ namespace reader {
 
 FileWindow::FileWindow(std::unique_ptr<platform::InputFile> file) : file_(std::move(file)) {}
 
-bool FileWindow::holds(std::uint64_t position, std::size_t length) const {
-    return position >= begin_ && position - begin_ <= filled_ && length <= filled_ - (position - begin_);
-}
-
 void FileWindow::move_to(std::uint64_t position) {
     const bool goes_on = position >= last_end_ && position - last_end_ < kNear;
     fill_ = goes_on ? std::min(2 * fill_, kSize) : kAlone;
@@ -26,8 +22,7 @@ bool FileWindow::read(std::uint64_t position, std::span<platform::Byte> to) {
         move_to(position);
         if (!holds(position, to.size())) return false;
     }
-    std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(position - begin_), to.size(), to.begin());
-    last_end_ = position + to.size();
+    copy_out(position, to);
     return true;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -29,12 +30,23 @@ class FileWindow {
     template <typename Layout>
     [[nodiscard]] std::optional<typename Layout::Bytes> record(std::uint64_t position) {
         typename Layout::Bytes bytes{};
-        if (!read(position, bytes)) return std::nullopt;
+        if (holds(position, bytes.size())) {  // the usual case, with a length that the compiler knows
+            copy_out(position, std::span(bytes));
+        } else if (!read(position, bytes)) {
+            return std::nullopt;
+        }
         return bytes;
     }
 
   private:
-    [[nodiscard]] bool holds(std::uint64_t position, std::size_t length) const;
+    [[nodiscard]] bool holds(std::uint64_t position, std::size_t length) const {
+        return position >= begin_ && position - begin_ <= filled_ && length <= filled_ - (position - begin_);
+    }
+    template <std::size_t Length>
+    void copy_out(std::uint64_t position, std::span<platform::Byte, Length> to) {
+        std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(position - begin_), to.size(), to.begin());
+        last_end_ = position + to.size();
+    }
     void move_to(std::uint64_t position);
 
     static constexpr std::size_t kSize = 65536;
@@ -43,7 +55,7 @@ class FileWindow {
 
     std::unique_ptr<platform::InputFile> file_;
     std::vector<platform::Byte> bytes_;  // as many as were ever asked for
-    std::uint64_t begin_ = 0;  // of the buffer, in the file
+    std::uint64_t begin_ = 0;            // of the buffer, in the file
     std::size_t filled_ = 0;
     std::size_t fill_ = kAlone;   // how much was asked for last
     std::uint64_t last_end_ = 0;  // of the last record that was read
