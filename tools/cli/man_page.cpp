@@ -37,7 +37,8 @@ std::string upper(std::string text) {
 std::string usage_of(const CLI::Option& option) {
     const bool takes_value = option.get_items_expected_max() > 0;
     const bool repeats = option.get_items_expected_max() > 1;
-    const std::string value = takes_value ? option.get_type_name() + (repeats ? "..." : "") : "";
+    const std::string type = option.get_type_name();  // with what checks it behind a colon
+    const std::string value = takes_value ? type.substr(0, type.find(':')) + (repeats ? "..." : "") : "";
     if (!option.nonpositional()) return escaped(option.get_name(true) + (repeats ? "..." : ""));
     return fmt::format("\\fB{}\\fR{}{}", escaped(option.get_name()), value.empty() ? "" : " ",
                        escaped(value));
@@ -61,8 +62,8 @@ std::string command_section(const CLI::App& command) {
 std::string man_page(const CLI::App& program) {
     const std::string name = program.get_name();
     const std::string description = program.get_description();
-    std::string text = fmt::format(".TH \"{}\" 1\n.SH NAME\n{} \\- {}\n", escaped(upper(name)), escaped(name),
-                                   escaped(description.substr(0, description.find(". "))));
+    std::string text = fmt::format(".TH \"{}\" 1\n.ad l\n.SH NAME\n{} \\- {}\n", escaped(upper(name)),
+                                   escaped(name), escaped(description.substr(0, description.find(". "))));
     text += fmt::format(".SH SYNOPSIS\n.B {}\nCOMMAND [OPTIONS]\n", escaped(name));
     text += fmt::format(".SH DESCRIPTION\n{}\n.SH COMMANDS\n", escaped(description));
     for (const auto* command : shown_commands(program)) text += command_section(*command);
