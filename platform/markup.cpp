@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <utility>
 
 namespace platform {
@@ -19,18 +20,27 @@ std::string_view behind(std::string_view text, std::string_view end) noexcept {
     return at == std::string_view::npos ? std::string_view() : text.substr(at + end.size());
 }
 
-/// Goes to the end of the tag that the text begins with; false once it has too many attributes. Each has one
-/// value in quotes.
-bool pass_tag(std::string_view& text) noexcept {
-    for (std::size_t attributes = 0;;) {
+/// The text behind the tag that it begins with, which is empty where the tag does not end; nothing once it
+/// has too many attributes. Each of them has one value in quotes.
+std::optional<std::string_view> behind_tag(std::string_view text) noexcept {
+    std::size_t attributes = 0;
+    for (;;) {
         const std::size_t at = text.find_first_of(">'\"");
-        if (at == std::string_view::npos) return true;
-        const char found = text[at];
+        if (at == std::string_view::npos) return std::string_view();
+        const std::string_view found = text.substr(at, 1);
         text.remove_prefix(at + 1);
-        if (found == '>') return true;
-        if (++attributes > kMostAttributes) return false;
-        text = behind(text, found == '"' ? "\"" : "'");
+        if (found == ">") return text;
+        if (++attributes > kMostAttributes) return std::nullopt;
+        text = behind(text, found);
     }
+}
+
+/// The same for whatever the text begins with.
+std::optional<std::string_view> behind_first(std::string_view text) noexcept {
+    for (const auto& [begin, end] : kNoTags) {
+        if (text.starts_with(begin)) return behind(text.substr(begin.size()), end);
+    }
+    return behind_tag(text);
 }
 
 }  // namespace
@@ -40,15 +50,9 @@ bool has_modest_tags(std::string_view text) noexcept {
     for (;;) {
         const std::size_t at = text.find('<');
         if (at == std::string_view::npos) return true;
-        text.remove_prefix(at);
-        bool is_tag = true;
-        for (const auto& [begin, end] : kNoTags) {
-            if (!text.starts_with(begin)) continue;
-            text = behind(text.substr(begin.size()), end);
-            is_tag = false;
-            break;
-        }
-        if (is_tag && !pass_tag(text)) return false;
+        const auto rest = behind_first(text.substr(at));
+        if (!rest) return false;
+        text = *rest;
     }
 }
 

@@ -82,9 +82,9 @@ std::int32_t positive(const XMLElement& element, const char* name, const char* f
 }
 
 std::optional<unsigned> hex_digit(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
+    if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 10);
+    if (c >= 'A' && c <= 'F') return static_cast<unsigned>(c - 'A' + 10);
     return std::nullopt;
 }
 
@@ -100,7 +100,7 @@ std::optional<Guid> parse_guid(const char* attribute) {
         const auto digit = hex_digit(text[i]);
         if (kForm[i] == '-' || !digit) return std::nullopt;
         std::uint8_t& byte = guid.data[digits++ / 2];
-        byte = static_cast<std::uint8_t>(byte << 4 | *digit);
+        byte = static_cast<std::uint8_t>(unsigned{byte} << 4 | *digit);
     }
     return guid;
 }

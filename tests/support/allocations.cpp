@@ -16,7 +16,8 @@ constinit std::atomic<std::int64_t> peak{0};
 
 void* allocate(std::size_t size) noexcept {
     if (the_fault != nullptr && the_fault->strikes()) return nullptr;
-    void* const block = std::malloc(size == 0 ? 1 : size);  // NOLINT(cppcoreguidelines-no-malloc): this is new itself
+    void* const block =
+        std::malloc(size == 0 ? 1 : size);  // NOLINT(cppcoreguidelines-no-malloc): this is new itself
     if (block == nullptr) return nullptr;
     ++blocks;
     const std::int64_t now = bytes += static_cast<std::int64_t>(::malloc_usable_size(block));

@@ -1,14 +1,15 @@
 #pragma once
 
-// Memory that runs out: a program that links this has operator new replaced, for itself and for every library in it.
+// Memory that runs out: a program that links this has operator new replaced, for itself and for every library
+// in it.
 
 #include <cstdint>
 #include <functional>
 
 namespace allocations {
 
-/// Lets the n-th allocation fail, from 1, that this thread makes while counts() holds; and all behind it too, if so
-/// wanted. While it lives; one at a time.
+/// Lets the n-th allocation fail, from 1, that this thread makes while counts() holds; and all behind it too,
+/// if so wanted. While it lives; one at a time.
 class Fault {
   public:
     Fault(std::uint64_t at, bool from_then_on, bool (*counts)());
