@@ -32,6 +32,7 @@ double status_bytes(const std::string& field) {
 double run_program(const std::vector<std::string>& words, const std::string& output_file) {
     std::vector<std::string> copies = words;
     std::vector<char*> arguments;
+    arguments.reserve(copies.size() + 1);
     for (std::string& word : copies) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     ::posix_spawn_file_actions_t actions{};

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <fstream>
+#include <iostream>
 
 #include "bench/ratios/report.h"
 #include "bench/ratios/subjects.h"
@@ -42,8 +43,7 @@ int measure(const Options& options) {
     }
     if (!options.json.empty()) std::ofstream(options.json) << bench::json(all);
     if (!options.markdown.empty()) std::ofstream(options.markdown) << bench::markdown_table(all);
-    std::fputs(bench::text_table(all).c_str(), stdout);
-    std::fputs(bench::worse_than(options.baseline, all).c_str(), stdout);
+    std::cout << bench::text_table(all) << bench::worse_than(options.baseline, all);
     return cli::kSuccess;
 }
 

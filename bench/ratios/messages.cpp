@@ -80,7 +80,7 @@ using Kinds = std::vector<Kind>;
 class Site {
   public:
     Site(Host& host, std::uint32_t size, Kinds& kinds) : host_(host), size_(size), kinds_(kinds) {
-        host_.run(texts(1, 3 * size_ + kMessages, announced));
+        host_.run(texts(1, 3 * std::size_t{size_} + kMessages, announced));
         host_.run(texts(1, size_, found));
         host_.run(texts(1 + size_, size_ + size_ + kMessages, lost));
         host_.run(texts(1 + 2 * size_, size_ + kMessages, found));
