@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <boost/uuid/uuid_io.hpp>
-#include <exception>
 
 using namespace norvane;
+using boost::uuids::to_string;
 using fmt::format;
 
 namespace {
@@ -19,11 +19,8 @@ std::string utc(Ticks instant) {
 std::string text(const DeviceKey& device) {
     return format("{} {}", device.devices_id, device.number);
 }
-std::string text(const Guid& guid) {
-    return boost::uuids::to_string(guid);
-}
 std::string text(const Operation& operation) {
-    return text(operation.guid) + " for device " + text(operation.device);
+    return to_string(operation.guid) + " for device " + text(operation.device);
 }
 DeviceKey key(std::int32_t devices_id, std::int32_t number) {
     return {static_cast<std::uint32_t>(devices_id), static_cast<std::uint32_t>(number)};
@@ -117,16 +114,16 @@ void SimpleEngine::start_next() {
 
 void SimpleEngine::OnStorageInfo(const Guid& guid, std::uint32_t gigabytes) {
     const auto found = find(guid);
-    if (found == operations_.end()) return error(format("operation {} not found.", text(guid)));
+    if (found == operations_.end()) return error(format("operation {} not found.", to_string(guid)));
     info(format("requesting disk space reservation of {} GB for operation {} device {}", gigabytes,
-                text(guid), text(found->device)));
+                to_string(guid), text(found->device)));
     server_.RequestDiskReservation(guid, gigabytes);
 }
 
 void SimpleEngine::OnReservation(Guid guid, const platform::Path& temporary, const platform::Path& output) {
     const auto found = find(guid);
     if (found == operations_.end())
-        return error(format("operation {} in disk space response was not found.", text(guid)));
+        return error(format("operation {} in disk space response was not found.", to_string(guid)));
     info(format("requesting recordings from {} gap start time{} gap end time {}", text(found->device),
                 utc(found->start_time), utc(found->end_time)));
     server_.RequestRecordings(guid, found->device.devices_id, found->device.number, found->start_time,
