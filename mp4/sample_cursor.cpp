@@ -6,7 +6,6 @@ namespace {
 
 std::vector<std::uint32_t> sorted(std::vector<std::uint32_t> numbers) {
     std::sort(numbers.begin(), numbers.end());
-    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
     return numbers;
 }
 

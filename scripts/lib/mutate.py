@@ -8,8 +8,11 @@ import subprocess
 import sys
 from pathlib import Path
 
-# Which test programs link a folder; the first one to fail catches the mutant, so its own stands in front.
+# Which test programs link a folder; the first one to fail catches the mutant, so its own stands in front. A folder inside
+# another one comes before it.
 PROGRAMS = {
+    "plugin/interfaces": ["engine", "host", "store", "plugin"],
+    "host/documents": ["host", "module"],
     "mp4": ["mp4", "convert"],
     "ps": ["ps", "convert"],
     "convert": ["convert", "host"],
@@ -32,6 +35,8 @@ TOKENS = [  # what is found outside of texts and comments, and what takes its pl
 NUMBER = re.compile(r"(?<![\w'.])(0x[0-9A-Fa-f]+|0(?!\d)|[1-9]\d*)(?=[UL]*\b)(?!['.\w]*')")
 TEXT = re.compile(r'"(?:[^"\\]|\\.)*"|\'(?:[^\'\\]|\\.)*\'')
 NO_CODE = re.compile(r"^\s*(#|static_assert|using|template|namespace|\[\[nodiscard|virtual)|= (default|delete);")
+# A member's default is overwritten before it is read nearly everywhere: no place to break.
+DEFAULT = re.compile(r"^\s+(?!.*\b(constexpr|const|return)\b)[\w:]+(<.*>)? \w+ = [\w:]+;")
 CALL = re.compile(r"^\s+(?!return|throw|delete|using|case|else|auto|const)[\w:.>*()-]+(?:\(.*\)| = .*);$")
 GUARD = re.compile(r"^\s+if \(.*\) (return|throw|break|continue)\b.*;$")
 
@@ -42,9 +47,9 @@ def code_of(line):
     return blank.split("//")[0]
 
 
-def changes_of(lines, at):
+def changes_of(lines, at, header):
     line, code = lines[at], code_of(lines[at])
-    if NO_CODE.search(code) or not code.strip():
+    if NO_CODE.search(code) or not code.strip() or header and DEFAULT.match(code):
         return
     for pattern, other in TOKENS:
         for match in re.finditer(pattern, code):
@@ -65,14 +70,19 @@ def changes_of(lines, at):
             yield {at: lines[at + 1], at + 1: line}
 
 
+def folder_of(tree, path):
+    name = path.relative_to(tree).as_posix()
+    return next(folder for folder in PROGRAMS if name.startswith(folder + "/"))
+
+
 def all_changes(tree):
-    for folder in PROGRAMS:
+    for folder in sorted({folder.split("/")[0] for folder in PROGRAMS}):
         for path in sorted((tree / folder).rglob("*")):
             if path.suffix not in (".cpp", ".h") or "win" in path.stem.split("_"):
                 continue
             lines = path.read_text().split("\n")
             for at in range(len(lines)):
-                for change in changes_of(lines, at):
+                for change in changes_of(lines, at, path.suffix == ".h"):
                     yield path, change
 
 
@@ -103,7 +113,7 @@ def outcome(tree, build, path, change):
         lines[at] = line
     path.write_text("\n".join(lines))
     try:
-        for program in PROGRAMS[path.relative_to(tree).parts[0]]:
+        for program in PROGRAMS[folder_of(tree, path)]:
             passed = passes(build, program)
             if not passed:
                 return None if passed is None else "caught"

@@ -136,12 +136,14 @@ TEST_F(FileReplaceTest, DirectoryThatTakesNoNewFileIsWrittenInPlace) {
     EXPECT_TRUE(holds_for_ordinary_user([&] { return replace(state, "new"); }));
     EXPECT_EQ(read_file(state), "new");
     EXPECT_EQ(status_of(state).st_ino, before);
+    write_file(beside, "left by a save that was cut short, and cannot be removed");
+    EXPECT_TRUE(holds_for_ordinary_user([&] { return replace(state, "new again"); }));
     EXPECT_TRUE(holds_for_ordinary_user([&] { return !replace(directory / "other.xml", "new"); }));
     EXPECT_FALSE(stands(directory / "other.xml"));
     ::chmod(directory.path().c_str(), 0);  // not even to be searched
     EXPECT_TRUE(holds_for_ordinary_user([&] { return !replace(state, "newer"); }));
     ::chmod(directory.path().c_str(), 0777);
-    EXPECT_EQ(read_file(state), "new");
+    EXPECT_EQ(read_file(state), "new again");
 }
 
 TEST_F(FileReplaceTest, DevicesAndPipesAreWrittenAndStayWhatTheyAre) {

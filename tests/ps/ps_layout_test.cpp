@@ -77,6 +77,11 @@ TEST_F(PsWriterTest, FirstPacketAndItsEntryHoldTimeSizesAndDate) {
         "00 00 9D C0 21 00 D6 24 08 9F 73 03 00 00 00 00 FF FF FF FF FF FF FF FF 00 00 00 00 00 00 00 00");
 }
 
+TEST_F(PsWriterTest, HeaderHoldsTheFirstAndTheLastPacketsTimes) {
+    (void)recorded({{.at = 57'909'000, .payload = "first"}, {.at = 57'909'040, .payload = "last"}});
+    EXPECT_EQ(index_hex(24, 12), "D6 24 D6 24 08 9F 73 03 30 9F 73 03");
+}
+
 TEST_F(PsWriterTest, WholePairOfTwoChainedSlots) {
     PsStreamDescs streams = usual_streams();
     streams[2].id = 0xE2;
