@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "tests/support/clip_builder.h"
 #include "tests/support/memory_files.h"
 
@@ -110,6 +112,22 @@ TEST(BoxWalkTest, UnknownBoxesAreNamedUpToAZeroByteAndSkipped) {
     const Walk found = walk(odd + tables_of(1));
     EXPECT_EQ(found.unknown, (Unknown{"a", "", "stz2", "uuid", "xy\xFFz"}));
     EXPECT_EQ(found.tracks.size(), 1U);
+}
+
+TEST(BoxWalkTest, EveryNameIsEnteredOrSkippedAsTheStandardHasIt) {
+    std::string all;
+    Unknown inside;  // of those that are entered
+    std::istringstream containers(
+        "pdin moov moof mfra meta meco styp prft trak tref edts mdia minf dinf stbl ipro sinf traf bxml");
+    for (std::string name; containers >> name; inside.push_back("in" + name.substr(2)))
+        all += box(name, box("in" + name.substr(2), ""));
+    std::istringstream others(
+        "skip free mdat tkhd trgr elst mdhd elng vmhd smhd hmhd sthd nmhd ctts cslg padb mvex sdtp sbgp mehd "
+        "trex leva mfhd tfhd trun sgpd subs saiz saio tfdt tfra mfro cprt tsel udta hdlr dref iloc frma schm "
+        "schi iinf pitm fiin fire fpar fecr segr gitn idat iref mere sidx ssix rdrf");
+    for (std::string name; others >> name;) all += box(name, box("none", ""));
+    all += box("drm ", "") + box("xml ", "");
+    EXPECT_EQ(walk(all).unknown, inside);
 }
 
 TEST(BoxWalkTest, KnownBoxesAreSkippedOrEnteredWithoutAWord) {
