@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""mutate.py TREE BUILD COUNT SEED: breaks the copy TREE of the project in COUNT places, one at a time, and looks whether
-the tests notice. TREE is configured in BUILD and built; both are left as they were found."""
+"""mutate.py TREE BUILD COUNT SEED: breaks the copy TREE of the project in COUNT places, one at a time, and prints whether
+the tests notice. TREE is configured in BUILD and built; both are left as they were found.
+mutate.py judge LOG: the figures of what was printed, with the survivors and what is known of them."""
 import random
 import re
 import resource
@@ -129,30 +130,39 @@ def shown(tree, path, change):
     return f"{path.relative_to(tree)}:{min(change) + 1}: {was}  ->  {now}"
 
 
-def main():
-    tree, build, count, seed = Path(sys.argv[1]), Path(sys.argv[2]), int(sys.argv[3]), int(sys.argv[4])
+def break_and_test(tree, build, count, seed):
     for program in sorted({program for programs in PROGRAMS.values() for program in programs}):
         if not passes(build, program):
             sys.exit(f"test_{program} does not pass before anything is broken")
     changes = list(all_changes(tree))
     random.Random(seed).shuffle(changes)
-    judged = dict(line.split("\t") for line in Path(__file__).with_name("mutants_judged.txt").read_text().splitlines())
-    tried, survivors = 0, []
+    tried = 0
     for path, change in changes:
         if tried == count:
             break
         result = outcome(tree, build, path, change)
-        print(result or "not compiled", shown(tree, path, change), file=sys.stderr, flush=True)
+        print(f"{result or 'not compiled'}\t{shown(tree, path, change)}", flush=True)
         tried += result is not None
-        if result == "survived":
-            survivors.append(shown(tree, path, change))
-    caught = tried - len(survivors)
-    print(f"places to break {len(changes)}  tried {tried}  caught {caught} ({100 * caught / max(1, tried):.1f} %)"
-          f"  seed {seed}\nsurvivors:" + (" none" if not survivors else ""))
+
+
+def judge(log):
+    """Figures of a run's log. A survivor that is judged to change nothing is shown and does not count."""
+    here = Path(__file__).with_name("mutants_judged.txt")
+    judged = dict(line.split("\t") for line in here.read_text().splitlines())
+    results = [line.split("\t", 1) for line in Path(log).read_text().splitlines()]
+    caught = sum(result == "caught" for result, _ in results)
+    survivors = [text for result, text in results if result == "survived"]
+    verdicts = {text: judged.get(re.sub(":[0-9]+:", ":", text, count=1), "not judged yet") for text in survivors}
+    same = sum(verdict.startswith("equivalent") for verdict in verdicts.values())
+    tried = caught + len(survivors)
+    share = 100 * caught / max(1, tried - same)
+    print(f"broken in {tried} places, {caught} caught ({100 * caught / max(1, tried):.1f} %); of {len(survivors)} survivors "
+          f"{same} change nothing: {share:.1f} % of the others caught")
     for survivor in survivors:
-        print(f"  {survivor}")
-        print(f"      {judged.get(re.sub(':[0-9]+:', ':', survivor, count=1), 'not judged yet')}")
-    return 0 if tried == count and caught * 10 >= tried * 9 else 1
+        print(f"  {survivor}\n      {verdicts[survivor]}")
+    return 0 if tried > 0 and share >= 90 else 1
 
 
-sys.exit(main())
+if sys.argv[1] == "judge":
+    sys.exit(judge(sys.argv[2]))
+break_and_test(Path(sys.argv[1]), Path(sys.argv[2]), int(sys.argv[3]), int(sys.argv[4]))
