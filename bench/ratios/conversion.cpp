@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "bench/ratios/child.h"
+#include "bench/ratios/plain_copy.h"
 #include "bench/ratios/retrieval.h"
 #include "bench/ratios/subjects.h"
 #include "mp4/box_walk.h"
@@ -35,19 +36,6 @@ struct Clip {
 };
 constexpr std::array kClips = {Clip{"A", 1'500, 1.75, 0.28, 2.3, 1.5}, Clip{"B", 9'000, 2.2, 0.55, 2.3, 1.8},
                                Clip{"C", 1'800, 1.35, 0.33, 2.6, 1.2}, Clip{"D", 90'000, 10.5, 0.5, 2.1, 9}};
-
-/// The least that any program does: every byte once through memory.
-void plain_copy(const std::string& from, const std::string& to) {
-    static std::array<platform::Byte, kWindow> buffer;
-    const auto in = platform::PosixFile::open(from, O_RDONLY);
-    const auto out = platform::PosixFile::open(to, O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    for (;;) {
-        const ::ssize_t got = ::read(in.descriptor(), buffer.data(), buffer.size());
-        if (got == 0) return;
-        require(got > 0 && ::write(out.descriptor(), buffer.data(), static_cast<std::size_t>(got)) == got,
-                "a copy failed");
-    }
-}
 
 /// The least that puts every packet and its entry into the files as it comes: two calls a packet, the clip
 /// read through a window, nothing understood.

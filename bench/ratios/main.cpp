@@ -28,11 +28,10 @@ struct Subject {
     const char* name;
     Measure measure;
 };
-constexpr Subject kSubjects[] = {{"conversion", bench::conversion_figures},
-                                 {"growth", bench::growth_figures},
-                                 {"messages", bench::message_figures},
-                                 {"queue", bench::queue_figures},
-                                 {"state", bench::state_figures}};
+constexpr Subject kSubjects[] = {
+    {"conversion", bench::conversion_figures}, {"growth", bench::growth_figures},
+    {"messages", bench::message_figures},      {"queue", bench::queue_figures},
+    {"state", bench::state_figures},           {"verify", bench::verify_figures}};
 
 int measure(const Options& options) {
     bench::Figures all;
@@ -68,7 +67,7 @@ int main(int argc, char** argv) {
         app.add_option("--module", options.effort.module, "the module");
         app.add_option("--clips", options.effort.clips, "folder of the clips A to D");
         app.add_option("--only", options.subject,
-                       "one subject: conversion, growth, messages, queue or state");
+                       "one subject: conversion, growth, messages, queue, state or verify");
         app.add_flag("--sanity", options.effort.sanity, "only show that everything works");
         app.add_option("--json", options.json, "write the figures to this file");
         app.add_option("--markdown", options.markdown, "write the table to this file");

@@ -11,6 +11,7 @@ namespace bench {
 [[nodiscard]] Figures message_figures(const Effort& effort);
 [[nodiscard]] Figures queue_figures(const Effort& effort);
 [[nodiscard]] Figures state_figures(const Effort& effort);
+[[nodiscard]] Figures verify_figures(const Effort& effort);
 
 /// What a process of its own is started for, by this program itself: the highest memory above the idle module
 /// while the clip is converted, or the saved state is read and written again, in bytes. No clip: only the
