@@ -21,7 +21,7 @@ std::string option_words(const CLI::App& app) {
 }  // namespace
 
 std::string bash_completion(const CLI::App& program) {
-    const std::string name = program.get_name();
+    const std::string& name = program.get_name();
     std::string function = "_" + name;
     std::replace(function.begin(), function.end(), '-', '_');
     std::string commands;

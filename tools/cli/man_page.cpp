@@ -60,7 +60,7 @@ std::string command_section(const CLI::App& command) {
 }  // namespace
 
 std::string man_page(const CLI::App& program) {
-    const std::string name = program.get_name();
+    const std::string& name = program.get_name();
     const std::string description = program.get_description();
     std::string text = fmt::format(".TH \"{}\" 1\n.ad l\n.SH NAME\n{} \\- {}\n", escaped(upper(name)),
                                    escaped(name), escaped(description.substr(0, description.find(". "))));

@@ -26,6 +26,7 @@ int run(int argc, const char* const* argv) {
     cli::describe_program(program, kDescription,
                           "0 all is well; 1 something was found; 2 wrong usage, or it could not run.");
     std::vector<Command> commands;
+    commands.reserve(kCommands.size());
     for (const auto& add : kCommands) commands.push_back(add(program));
     if (!cli::parse(program, argc, argv)) return cli::kSuccess;
     for (const Command& command : commands) {

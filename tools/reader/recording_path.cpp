@@ -16,9 +16,9 @@ std::optional<PathFacts> facts_of_path(const std::string& data_path) {
 }
 
 std::optional<int> zone_between(const Moment& utc, const Moment& local) {
-    constexpr std::int64_t kQuarter = 15 * 60 * 1000;
-    constexpr std::int64_t kWest = -12 * 4 * kQuarter;
-    constexpr std::int64_t kEast = 14 * 4 * kQuarter;
+    constexpr std::int64_t kQuarter = 900'000;  // ms
+    constexpr std::int64_t kWest = -48 * kQuarter;
+    constexpr std::int64_t kEast = 56 * kQuarter;
     const std::int64_t ahead = instant_of(local) - instant_of(utc);
     if (ahead % kQuarter != 0 || ahead < kWest || ahead > kEast) return std::nullopt;
     return static_cast<int>(ahead / 60'000);
