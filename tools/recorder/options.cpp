@@ -66,10 +66,9 @@ void add_scenario(CLI::App& app, Typed& typed, Options& options, Scenario scenar
     command.add_option("--gaps", options.gaps, "gaps of each camera")
         ->capture_default_str()
         ->check(CLI::Range(1U, 1000U));
-    command.add_option("--seed", options.seed, "the same number plays the same story")
-        ->capture_default_str();
+    command.add_option("--seed", options.seed, "the same number plays the same story")->capture_default_str();
     command.add_option("--operations", options.operations,
-                        "go on until so many operations have ended, and show what the plug-in costs");
+                       "go on until so many operations have ended, and show what the plug-in costs");
     command.add_option("--minutes", options.minutes, "go on for so long, likewise");
     command.add_flag("--quiet", options.quiet, "show the end only");
 }
