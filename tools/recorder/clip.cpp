@@ -93,13 +93,22 @@ Seconds length_of(Bytes movie) {
     return static_cast<Seconds>(std::clamp<std::uint64_t>((duration - 1) / scale + 1, 1, kLongest));
 }
 
-/// Samples of the tracks whose first sample description is something else than AAC (8.5.2, 8.7.3).
-std::uint32_t frames_of(Bytes movie) {
+/// Samples of the tracks whose first sample description is something else than AAC (8.5.2, 8.7.3). Which
+/// samples a plug-in finds in tracks of subtitles, time codes or other sound is not for the recorder to say:
+/// their entries are shorter than a visual one.
+std::uint32_t frames_of(Bytes movie, const std::filesystem::path& file) {
+    constexpr std::uint32_t kVisualEntry = 86;
     constexpr std::array<std::string_view, 4> kTables = {"mdia", "minf", "stbl", "stsz"};
     constexpr std::array<std::string_view, 4> kDescriptions = {"mdia", "minf", "stbl", "stsd"};
     std::uint32_t frames = 0;
     for_each_box(movie, "trak", [&](Bytes track) {
-        if (type_at(box_at(track, kDescriptions), 12) == "mp4a") return;
+        const Bytes description = box_at(track, kDescriptions);
+        const std::string_view type = type_at(description, 12);
+        if (type == "mp4a") return;
+        if (integer_at<std::uint32_t>(description, 8) < kVisualEntry) {
+            throw cli::CannotRun(
+                fmt::format("{} has a track of type '{}' beside H.264 and AAC", file.string(), type));
+        }
         frames += integer_at<std::uint32_t>(box_at(track, kTables), 8);
     });
     return frames;
@@ -206,7 +215,7 @@ Clip look_at_clip(const std::filesystem::path& file) {
     if (!std::filesystem::is_regular_file(file))
         throw cli::CannotRun(fmt::format("no clip at {}", file.string()));
     const std::vector<platform::Byte> movie = read_movie(file);
-    const std::uint32_t frames = frames_of(movie);
+    const std::uint32_t frames = frames_of(movie, file);
     if (frames == 0) {
         throw cli::CannotRun(fmt::format("{} is no MP4 clip with its samples in tables", file.string()));
     }

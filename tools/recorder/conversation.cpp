@@ -63,10 +63,14 @@ void Conversation::print(const Line& line, const std::string& document) {
     (void)std::fflush(stream_);
 }
 
+void Conversation::write(const std::string& line) {
+    if (!(transcript_ << line << std::endl)) throw cli::CannotRun("the transcript cannot be written");
+}
+
 void Conversation::sent(const ToModule& message) {
     ++counts_.to_module;
     const auto now = std::chrono::system_clock::now();
-    if (transcript_.is_open()) transcript_ << transcript_line(message, now) << std::endl;
+    if (transcript_.is_open()) write(transcript_line(message, now));
     print({now, "->", message.kind, message.summary, cli::Colour::kBlue}, message.text);
 }
 
@@ -77,7 +81,7 @@ void Conversation::received(const FromModule& message) {
             ? MessageSummary{"given back", fmt::format("message {}", message.given_back), cli::Colour::kFaint}
             : summarise(message.text);
     ++(text_back ? counts_.given_back : counts_.from_module);
-    if (transcript_.is_open()) transcript_ << transcript_line(message, summary.kind) << std::endl;
+    if (transcript_.is_open()) write(transcript_line(message, summary.kind));
     if (!text_back || verbose_)
         print({message.at, "<-", summary.kind, summary.text, summary.colour}, message.text);
 }

@@ -55,6 +55,7 @@ class Conversation {
   private:
     struct Line;
     void print(const Line& line, const std::string& document);
+    void write(const std::string& line);
 
     std::FILE* stream_;
     bool verbose_;

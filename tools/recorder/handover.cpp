@@ -30,12 +30,14 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(StageMemory, model, guids, recordings, counts
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Handover, stage, cameras, time)
 
 std::string handover_text(const Handover& handover) {
-    return nlohmann::json(handover).dump(1);
+    // Not as text: paths need not be UTF-8.
+    const auto bytes = nlohmann::json::to_cbor(nlohmann::json(handover));
+    return {bytes.begin(), bytes.end()};
 }
 
 Handover handover_of(const std::string& text) {
     try {
-        return nlohmann::json::parse(text).get<Handover>();
+        return nlohmann::json::from_cbor(text).get<Handover>();
     } catch (const nlohmann::json::exception&) {
         throw cli::CannotRun("what the first process left cannot be read");
     }

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/cli/command_line.h"
+#include "tools/cli/exit_status.h"
 #include "tools/recorder/module_library.h"
 #include "tools/recorder/names.h"
 
@@ -97,7 +98,10 @@ std::optional<Options> read_command_line(int argc, const char* const* argv) {
                  "Many cameras with random losses, returns, failures and restarts");
     add_scenario(app, typed, options, Scenario::kRestartSecondHalf, kSecondHalf, "");
     if (!cli::parse(app, argc, argv)) return std::nullopt;
-    for (const std::string& clip : typed.clips) options.clips.push_back(fs::absolute(clip));
+    for (const std::string& clip : typed.clips) {
+        if (clip.empty()) throw cli::CannotRun("--clips takes the names of files");
+        options.clips.push_back(fs::absolute(clip));
+    }
     options.directory = absolute_or_nothing(typed.directory);
     options.transcript = absolute_or_nothing(typed.transcript);
     options.module = absolute_or_nothing(typed.module).value_or(default_module());

@@ -16,7 +16,7 @@ constexpr std::size_t kGuidLength = 36;
 
 /// The number of the operation after kGuidBegin; takes it off the pattern.
 std::size_t take_operation(std::string_view& pattern) {
-    const std::size_t end = pattern.find(kGuidEnd);
+    const std::size_t end = std::min(pattern.find(kGuidEnd), pattern.size() - 1);
     std::size_t operation = 0;
     std::from_chars(pattern.data() + 1, pattern.data() + end, operation);
     pattern.remove_prefix(end + 1);

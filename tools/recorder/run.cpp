@@ -1,5 +1,6 @@
 #include "tools/recorder/run.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <optional>
@@ -24,7 +25,7 @@ namespace fs = std::filesystem;
 
 /// Where the first process of a restart leaves its handover.
 fs::path handover_file(const WorkingDirectory& directory) {
-    return directory.path() / "restart-handover.json";
+    return directory.path() / "restart-handover.cbor";
 }
 
 Conversation::Options conversation_options(const Options& options) {
@@ -33,6 +34,24 @@ Conversation::Options conversation_options(const Options& options) {
             .quiet = options.quiet,
             .transcript = options.transcript,
             .continued = options.scenario == Scenario::kRestartSecondHalf};
+}
+
+/// Clips that the working directory would be cleared of, and names that no XML document can carry.
+void refuse_odd_places(const Options& options) {
+    std::vector<fs::path> paths = options.clips;
+    if (options.directory) {
+        const fs::path cleared = fs::weakly_canonical(*options.directory) / "tmp" / "";
+        for (const fs::path& clip : paths) {
+            if (fs::weakly_canonical(clip).native().starts_with(cleared.native()))
+                throw cli::CannotRun(fmt::format("{} lies where the recorder clears up", clip.string()));
+        }
+        paths.push_back(*options.directory);
+    }
+    for (const fs::path& path : paths) {
+        const std::string name = path.string();
+        if (std::ranges::any_of(name, [](char c) { return static_cast<unsigned char>(c) < ' '; }))
+            throw cli::CannotRun("control characters in the name of a clip or directory");
+    }
 }
 
 std::vector<Clip> given_clips(const Options& options) {
@@ -64,7 +83,7 @@ std::uint32_t play(const Options& options, const std::vector<Clip>& clips, const
         case Scenario::kMany:
             return play_many(stage, clips, {options.cameras, options.gaps, options.seed}, endurance);
         case Scenario::kRestart: {
-            std::ofstream out(handover_file(directory));
+            std::ofstream out(handover_file(directory), std::ios::binary);
             out << handover_text(play_until_restart(stage, clips));
             if (!out.flush()) throw cli::CannotRun("cannot write " + handover_file(directory).string());
             return 1;
@@ -117,8 +136,10 @@ int run(const Options& options) {
     // What can be wrong with the command line is found before anything is written.
     std::vector<Clip> clips = given_clips(options);
     (void)ModuleLibrary(options.module);
-    WorkingDirectory directory(options.directory, options.scenario == Scenario::kRestartSecondHalf);
+    refuse_odd_places(options);
+    WorkingDirectory directory(options.directory);
     Conversation conversation(conversation_options(options));
+    if (options.scenario != Scenario::kRestartSecondHalf) directory.clear();
     if (clips.empty()) clips = made_up_clips(directory);
     Stage stage({options.module, std::chrono::seconds(options.patience)}, directory, conversation);
     conversation.note("working in " + directory.path().string());

@@ -35,15 +35,12 @@ void require_writable(const fs::path& directory) {
 
 }  // namespace
 
-WorkingDirectory::WorkingDirectory(const std::optional<fs::path>& wanted, bool continued) {
+WorkingDirectory::WorkingDirectory(const std::optional<fs::path>& wanted) {
     try {
         if (wanted) fs::create_directories(*wanted);
         path_ = fs::canonical(wanted ? *wanted : new_directory());
         require_writable(path_);
-        if (!continued) {
-            fs::remove(state_file());
-            fs::remove_all(temporary_directory());
-        }
+        claim();
         fs::create_directories(temporary_directory());
         fs::create_directories(output_directory());
         fs::current_path(path_);
@@ -51,6 +48,21 @@ WorkingDirectory::WorkingDirectory(const std::optional<fs::path>& wanted, bool c
         throw cli::CannotRun(
             fmt::format("cannot work in {}: {}", error.path1().string(), error.code().message()));
     }
+}
+
+void WorkingDirectory::claim() {
+    if (fs::exists(mark())) return;
+    if (fs::exists(state_file()) || fs::exists(temporary_directory())) {
+        throw cli::CannotRun(fmt::format(
+            "{} holds a state file or tmp/ of somebody else; --out takes another directory", path_.string()));
+    }
+    std::ofstream(mark()) << "A working directory of " << kProgram << ".\n";
+}
+
+void WorkingDirectory::clear() {
+    fs::remove(state_file());
+    fs::remove_all(temporary_directory());
+    fs::create_directories(temporary_directory());
 }
 
 std::string WorkingDirectory::output_directory() const {

@@ -12,10 +12,12 @@ namespace recorder {
 /// plug-in keeps its state file there.
 class WorkingDirectory {
   public:
-    /// Makes and enters the directory, or a new one for temporary files. Unless the work is continued, what
-    /// an earlier run left of the state file and the temporary clips is removed. Throws cli::CannotRun when
-    /// the directory cannot be used.
-    WorkingDirectory(const std::optional<std::filesystem::path>& wanted, bool continued);
+    /// Makes and enters the directory, or a new one for temporary files. Throws cli::CannotRun when it cannot
+    /// be used, also when it holds a state file or temporary clips that no recorder left there.
+    explicit WorkingDirectory(const std::optional<std::filesystem::path>& wanted);
+
+    /// Removes what an earlier run left of the state file and the temporary clips.
+    void clear();
 
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
     [[nodiscard]] std::filesystem::path state_file() const { return path_ / "norvanepi_state.xml"; }
@@ -28,6 +30,10 @@ class WorkingDirectory {
     [[nodiscard]] std::string recording_path(const Device& device, Seconds start) const;
 
   private:
+    /// Stands in every directory that a recorder works in: what it finds there is its own to remove.
+    [[nodiscard]] std::filesystem::path mark() const { return path_ / ".norvanepi-recorder"; }
+    void claim();
+
     std::filesystem::path path_;
 };
 
