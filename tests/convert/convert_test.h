@@ -4,12 +4,13 @@
 
 #include "convert/mp4_parser.h"
 #include "tests/support/clip_builder.h"
+#include "tests/support/fake_time.h"
 #include "tests/support/memory_files.h"
 #include "tests/support/recording_view.h"
 #include "tests/support/time_zone.h"
 
 /// Conversions in memory. Everything that happens is told in one story: log lines with their level in front,
-/// changes in the tree of files, waits.
+/// changes in the tree of files.
 class ConvertTest : public testing::Test {
   protected:
     ConvertTest() {
@@ -52,29 +53,14 @@ class ConvertTest : public testing::Test {
     std::string story;
     MemoryFiles files;
     StreamRecord request;
+    NoWaits waits;
 
   private:
-    class ToldWaits final : public platform::Waits {
-      public:
-        explicit ToldWaits(ConvertTest& test) : test_(test) {}
-        void sleep(std::chrono::milliseconds duration) override {
-            test_.tell("wait " + std::to_string(duration.count()) + " ms");
-        }
-        bool wait_for(std::condition_variable&, std::unique_lock<std::mutex>&, std::chrono::milliseconds,
-                      const std::function<bool()>& ready) override {
-            return ready();
-        }
-
-      private:
-        ConvertTest& test_;
-    };
-
     void tell(const std::string& what) {
         story += what;
         if (story.back() != '\n') story += '\n';
     }
 
-    ToldWaits waits{*this};
     TimeZone zone_{"UTC0"};
 };
 

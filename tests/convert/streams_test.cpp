@@ -94,13 +94,3 @@ TEST_F(ConvertTest, FramesPassMidnightAndTheirMillisecondsAreCut) {
     EXPECT_EQ(view.time(2), "2018-06-23 00:00:00.999");
     EXPECT_EQ(view.spans.size(), 2U);
 }
-
-TEST_F(ConvertTest, SecondClipOfTheSamePathReplacesTheFirst) {
-    ClipTrack longer = three_frames();
-    longer.samples[1] = nal(unit_of(5'000));
-    ASSERT_EQ(convert(make_clip(longer)), norvane::kConverted);
-    ASSERT_EQ(convert(make_clip(ClipTrack{.samples = {nal("only")}})), norvane::kConverted);
-    EXPECT_EQ(recording().fault(), "");
-    EXPECT_EQ(recording().payloads(), Payloads{in_frame("only")});
-    EXPECT_EQ(files.at(kRecording).size(), 1978U + 64);
-}

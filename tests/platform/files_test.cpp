@@ -15,14 +15,10 @@
 
 namespace {
 
-bool stands(const std::string& path) {
-    struct ::stat status {};
-    return ::lstat(path.c_str(), &status) == 0;
-}
+namespace fs = boost::filesystem;
 
-unsigned mode_of(const std::string& path) {
-    struct ::stat status {};
-    return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+bool stands(const std::string& path) {
+    return fs::exists(fs::symlink_status(path));
 }
 
 std::span<const platform::Byte> bytes(std::string_view text) {
@@ -88,7 +84,7 @@ TEST_F(FilesTest, WhatIsNoRegularFileIsNeitherOpenedNorRemoved) {
         EXPECT_FALSE(files.remove_file(directory / name)) << name;
         EXPECT_TRUE(stands(directory / name)) << name;
     }
-    EXPECT_FALSE(boost::filesystem::exists(directory / "nothing"));
+    EXPECT_FALSE(fs::exists(directory / "nothing"));
     std::array<char, 4'096> events{};
     EXPECT_LT(::read(watch, events.data(), events.size()), 0);  // nothing was, not even for a moment
     ::close(watch);
@@ -110,7 +106,7 @@ TEST_F(FilesTest, DataFileIsTruncatedAndAppendedTo) {
     EXPECT_EQ(file->append({}), 0);
     EXPECT_EQ(read_file(directory / "a.ps"), "first, second");
     (void)files.create_data(directory / "new.ps");
-    EXPECT_EQ(mode_of(directory / "new.ps"), 0644U);
+    EXPECT_EQ(fs::status(directory / "new.ps").permissions(), 0644);
     EXPECT_EQ(files.create_data(directory / "no folder/x"), nullptr);
     EXPECT_EQ(files.create_data("/dev/full")->append({bytes("x")}), -1);
 }
@@ -123,7 +119,7 @@ TEST_F(FilesTest, IndexFileIsTruncatedAndWrittenAnywhere) {
     EXPECT_EQ(file->write_at(12, bytes("!")), 1U);
     EXPECT_EQ(read_file(directory / "a.psi"), "01234xy789" + zeros(2) + "!");
     (void)files.create_index(directory / "new.psi");
-    EXPECT_EQ(mode_of(directory / "new.psi"), 0666U);
+    EXPECT_EQ(fs::status(directory / "new.psi").permissions(), 0666);
     EXPECT_EQ(files.create_index(directory.path()), nullptr);
     EXPECT_EQ(files.create_index("/dev/full")->write_at(0, bytes("x")), 0U);
 }
