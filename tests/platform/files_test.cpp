@@ -10,7 +10,6 @@
 #include "platform/file.h"
 #include "platform/text.h"
 #include "tests/support/byte_text.h"
-#include "tests/support/ordinary_user.h"
 #include "tests/support/temp_directory.h"
 
 namespace {
@@ -122,16 +121,4 @@ TEST_F(FilesTest, IndexFileIsTruncatedAndWrittenAnywhere) {
     EXPECT_EQ(fs::status(directory / "new.psi").permissions(), 0666);
     EXPECT_EQ(files.create_index(directory.path()), nullptr);
     EXPECT_EQ(files.create_index("/dev/full")->write_at(0, bytes("x")), 0U);
-}
-
-TEST_F(FilesTest, FileWithoutPermissionIsNotOpenedAndStays) {
-    write_file(directory / "secret", "x");
-    ::chmod((directory / "secret").c_str(), 0);
-    ::chmod(directory.path().c_str(), 0555);
-    EXPECT_TRUE(holds_for_ordinary_user([&] {
-        return files.open_input(directory / "secret") == nullptr &&
-               !files.remove_file(directory / "secret") && files.create_data(directory / "new") == nullptr;
-    }));
-    EXPECT_TRUE(stands(directory / "secret"));
-    ::chmod(directory.path().c_str(), 0755);
 }

@@ -17,13 +17,10 @@ std::string tag_of(int attributes, const std::string& value = "''") {
 TEST(MarkupTest, TagsMayHave256AttributesAndNoMore) {
     const std::string most = tag_of(256);
     const std::string many = tag_of(257);
+    const std::string inert = "<?" + many.substr(1) + "?><!--" + many + "--><![CDATA[" + many + "]]>";
     const std::vector<std::string> modest = {"",
-                                             most,
-                                             most + most + "</a>",
+                                             inert + most + most + "</a>",
                                              "no XML '\"' at all",
-                                             "<?" + many.substr(1) + "?>",
-                                             "<!--" + many + "-->",
-                                             "<![CDATA[" + many + "]]>",
                                              "<!" + many.substr(1),
                                              most + zeros(1) + many,
                                              "<!--" + many,
@@ -38,7 +35,7 @@ TEST(MarkupTest, TagsMayHave256AttributesAndNoMore) {
                                                tag_of(257, "\"'/>\""),
                                                tag_of(257, "'\"<!--'"),
                                                "</" + many.substr(1),
-                                               "<?x?><!-- --><![CDATA[]]><!x>" + many,
+                                               inert + "<!x>" + many,
                                                many.substr(0, many.size() - 1),
                                                "<!-->-->" + many};
     for (const std::string& text : immodest) {

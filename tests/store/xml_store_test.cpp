@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <stdexcept>
 
 #include "tests/support/fake_time.h"
@@ -43,20 +44,15 @@ class XmlStoreTest : public ::testing::Test {
         } catch (const std::invalid_argument& error) {
             fault = error.what();
         }
-        std::string text;
-        for (const auto& [time, key] : records) {
-            text += std::to_string(key.devices_id) + "/" + std::to_string(key.device_number) + "/" +
-                    std::to_string(key.channel) + "@" + std::to_string(platform::seconds_of(time)) + " ";
-        }
-        for (const Operation& operation : operations) {
-            text += "op " + std::to_string(operation.device.devices_id) + "/" +
-                    std::to_string(operation.device.number) + " #" +
-                    std::to_string(int{operation.guid.data[15]}) + " " +
-                    std::to_string(platform::seconds_of(operation.start_time)) + ".." +
-                    std::to_string(platform::seconds_of(operation.end_time)) + " x" +
-                    std::to_string(operation.attempts) + " ";
-        }
-        return text + fault;
+        std::ostringstream text;
+        for (const auto& [time, key] : records)
+            text << key.devices_id << "/" << key.device_number << "/" << key.channel << "@"
+                 << platform::seconds_of(time) << " ";
+        for (const Operation& operation : operations)
+            text << "op " << operation.device.devices_id << "/" << operation.device.number << " #"
+                 << int{operation.guid.data[15]} << " " << platform::seconds_of(operation.start_time) << ".."
+                 << platform::seconds_of(operation.end_time) << " x" << operation.attempts << " ";
+        return text.str() + fault;
     }
 
     WorkingDirectory directory;
