@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <vector>
 
@@ -18,7 +19,6 @@ class FakeStore final : public norvane::IPersistentStore {
         if (save_fault != nullptr) throw std::invalid_argument(save_fault);
         records = new_records;
         operations = new_operations;
-        ++saves;
     }
     void LoadState(std::vector<norvane::DisconnectRecord>& to_records,
                    std::vector<norvane::Operation>& to_operations) override {
@@ -32,7 +32,6 @@ class FakeStore final : public norvane::IPersistentStore {
     std::vector<norvane::Operation> operations;
     const char* load_fault = nullptr;
     const char* save_fault = nullptr;
-    int saves = 0;
     norvane::Ticks now = platform::ticks_of(5'000'000);
 };
 
@@ -46,17 +45,26 @@ class EngineTest : public ::testing::Test {
   protected:
     EngineTest() {
         clock.set_seconds(2'000'000);
+        server.keep_logs = false;
         restart();
     }
 
     /// A new engine over the state that the one before left.
     void restart() {
         engine_.reset();
-        engine_ = std::make_unique<norvane::CNorVane>(server, store, clock);
-        server.keep_logs = false;
         (void)server.take();
+        engine_ = std::make_unique<norvane::CNorVane>(server, store, clock);
     }
     void shut_down() { engine_.reset(); }
+    /// Shuts down and gives the records that were saved as "devices/device/channel@seconds".
+    std::string saved_records() {
+        shut_down();
+        std::ostringstream text;
+        for (const auto& [time, key] : store.records)
+            text << key.devices_id << "/" << key.device_number << "/" << key.channel << "@"
+                 << platform::seconds_of(time) << " ";
+        return text.str();
+    }
     /// A new engine over these operations in the state file.
     void restart_with(const std::vector<norvane::Operation>& operations) {
         shut_down();

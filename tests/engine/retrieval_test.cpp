@@ -114,4 +114,6 @@ TEST_F(EngineTest, UnknownOperationsAreLoggedAndChangeNothing) {
     finish(0);
     EXPECT_EQ(sent(),
               std::string("recordings #0 7/3 990..2000 t -> o\nreserve #0 7 GB\nrelease #0\n") + kAllDone);
+    lose_and_regain(kCamera, 3'000, 4'000);  // idle once everything is done
+    EXPECT_EQ(sent(), "started at 2000000\nstorage-info #1 7/3 2990..4000\n");
 }

@@ -2,18 +2,16 @@
 
 TEST_F(EngineTest, StartReadsTheStateAndEmptiesIt) {
     shut_down();
-    const norvane::ChannelKey channel{.device_number = 3, .devices_id = 7};
-    store.records = {{platform::ticks_of(500), channel}};
+    store.records = {{platform::ticks_of(500), {.device_number = 3, .devices_id = 7}}};
     store.operations = {{kOtherCamera, RecordingServer::guid(9), 0, platform::ticks_of(50), 1}};
     server.keep_logs = true;
-    (void)sent();
-    norvane::CNorVane engine(server, store, clock);
+    restart();
     EXPECT_EQ(sent(), "info NorVane - reading saved state and loading.\n");
     EXPECT_TRUE(store.records.empty());
     EXPECT_TRUE(store.operations.empty());
 
-    engine.OnDeviceSupported(7, 3);
-    engine.OnChannelState(&channel, kConnected, nullptr, platform::ticks_of(900));
+    support(kCamera);
+    report(kCamera, kConnected, 900);
     // Operations were not empty, so nothing is announced; the saved one's device is not connected.
     EXPECT_EQ(sent(),
               "info NorVane - creating operation id 00000000-0000-0000-0000-000000000000 for device 7 3\n"
@@ -24,20 +22,17 @@ TEST_F(EngineTest, StartReadsTheStateAndEmptiesIt) {
 
 TEST_F(EngineTest, LoadFaultKeepsWhatCameBeforeItAndTheFile) {
     shut_down();
-    const norvane::ChannelKey channel{.device_number = 3, .devices_id = 7};
-    store.records = {{platform::ticks_of(500), channel}};
+    store.records = {{platform::ticks_of(500), {.device_number = 3, .devices_id = 7}}};
     store.load_fault = "invalid or missing device number";
-    store.saves = 0;
     server.keep_logs = true;
-    (void)sent();
-    norvane::CNorVane engine(server, store, clock);
+    restart();
     EXPECT_EQ(sent(),
               "info NorVane - reading saved state and loading.\n"
               "error NorVane - Error 'invalid or missing device number' reading Nor Vane persisted state.\n");
-    EXPECT_EQ(store.saves, 0);
+    EXPECT_EQ(store.records.size(), 1U);
     server.keep_logs = false;
-    engine.OnDeviceSupported(7, 3);
-    engine.OnChannelState(&channel, kConnected, nullptr, platform::ticks_of(900));
+    support(kCamera);
+    report(kCamera, kConnected, 900);
     EXPECT_EQ(sent(), "started at 2000000\nstorage-info #0 7/3 500..900\n");
 }
 
@@ -50,15 +45,7 @@ TEST_F(EngineTest, ShutdownCountsConnectedDevicesAsLostFromThen) {
     report({9, 1}, kDisconnected, 3'002);
     support({9, 1});
     report({9, 1}, kDisconnected, 3'003, 8);
-    shut_down();
-    const auto lost = [this](norvane::DeviceKey device) {
-        return norvane::DisconnectRecord{store.now,
-                                         {.device_number = device.number, .devices_id = device.devices_id}};
-    };
-    const norvane::DisconnectRecord open{platform::ticks_of(2'993),
-                                         {.channel = 8, .device_number = 1, .devices_id = 9}};
-    EXPECT_EQ(store.records, (std::vector<norvane::DisconnectRecord>{open, lost(kCamera), lost(kOtherCamera),
-                                                                     lost(kOtherCamera)}));
+    EXPECT_EQ(saved_records(), "9/1/8@2993 7/3/0@5000000 7/12/0@5000000 7/12/0@5000000 ");
     ASSERT_EQ(store.operations.size(), 1U);
     EXPECT_EQ(store.operations[0].attempts, 1);
 }

@@ -98,14 +98,12 @@ std::string clip_of(const std::string& file_name) {
 }  // namespace
 
 TEST(Dispatch, DocumentsOfOtherShapesHaveNoEffect) {
-    EXPECT_EQ(dispatch("<pavo><Devices ID='7'><Device Number='3' NorVaneSupported='1'/></Devices></pavo>"),
-              "");
+    const std::string supported = "<Devices ID='7'><Device Number='3' NorVaneSupported='1'/></Devices>";
+    EXPECT_EQ(dispatch("<pavo>" + supported + "</pavo>"), "");
     EXPECT_EQ(pavo(""), "");
     EXPECT_EQ(pavo("<Devices ID='7'/>"), "");
     EXPECT_EQ(pavo("<Devices ID='7'><Camera Number='3' NorVaneSupported='1'/></Devices>"), "");
-    EXPECT_EQ(
-        dispatch("<a/><Pavo><Devices ID='7'><Device Number='3' NorVaneSupported='1'/></Devices></Pavo>"),
-        "supported 7/3\n");
+    EXPECT_EQ(dispatch("<a/><Pavo>" + supported + "</Pavo>"), "supported 7/3\n");
 }
 
 TEST(Dispatch, SupportNeedsExactlyOneAndBothNumbers) {
@@ -119,10 +117,10 @@ TEST(Dispatch, SupportNeedsExactlyOneAndBothNumbers) {
 }
 
 TEST(Dispatch, ElementsBehindADeviceAreDevicesToo) {
-    EXPECT_EQ(pavo("<Devices ID='7'><Other Number='1' NorVaneSupported='1'/><Device Number='2' "
-                   "NorVaneSupported='1'/>"
-                   "<Other Number='3' NorVaneSupported='1'/></Devices>"),
-              "supported 7/2\nsupported 7/3\n");
+    EXPECT_EQ(
+        pavo("<Devices ID='7'><Other Number='1' NorVaneSupported='1'/>"
+             "<Device Number='2' NorVaneSupported='1'/><Other Number='3' NorVaneSupported='1'/></Devices>"),
+        "supported 7/2\nsupported 7/3\n");
 }
 
 TEST(Dispatch, EmptyAddressRemovesTheDeviceAndEndsTheDocument) {

@@ -60,11 +60,7 @@ TEST(SampleCursorTest, EntriesApplyFromTheirFirstChunkOn) {
         {"no samples in a chunk", 10, 3, {{1, 0, 1}, {2, 5, 1}}, {}},
         {"no samples from the second entry on", 10, 4, {{1, 2, 1}, {2, 0, 1}, {3, 5, 1}}, {2}},
         {"chunks count from the first entry's", 9, 4, {{3, 2, 1}, {4, 1, 1}}, {2, 1, 1, 1}},
-        {"a step moves on one entry whichever begins there",
-         9,
-         4,
-         {{1, 1, 1}, {3, 2, 1}, {2, 3, 1}},
-         {1, 2, 3, 3}},
+        {"a step moves on one entry", 9, 4, {{1, 1, 1}, {3, 2, 1}, {2, 3, 1}}, {1, 2, 3, 3}},
         {"two entries of one chunk", 9, 4, {{1, 1, 1}, {2, 2, 1}, {2, 3, 1}}, {1, 2, 2, 2}},
         {"the first chunk named again", 6, 3, {{1, 1, 1}, {2, 2, 1}, {1, 9, 1}}, {1, 2, 2}},
     };

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/inotify.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
@@ -28,14 +26,6 @@ class FilesTest : public testing::Test {
   protected:
     FilesTest() : mask_before_(::umask(0)) {}
     ~FilesTest() override { ::umask(mask_before_); }
-
-    void make_socket(const std::string& path) {
-        ::sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-        path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-        const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
-        ASSERT_EQ(::bind(socket, reinterpret_cast<const ::sockaddr*>(&address), sizeof(address)), 0);
-        ::close(socket);
-    }
 
     platform::FileSystem& files = platform::system_files();
     TempDirectory directory;
@@ -71,13 +61,12 @@ TEST_F(FilesTest, WhatIsNoRegularFileIsNeitherOpenedNorRemoved) {
     ::symlink("/dev/null", (directory / "device").c_str());
     ::symlink("fifo", (directory / "link to fifo").c_str());
     ::symlink("folder", (directory / "link to folder").c_str());
-    make_socket(directory / "socket");
     ::symlink("loop", (directory / "loop").c_str());
     ::symlink("nothing", (directory / "dangling").c_str());
     const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     ASSERT_GE(::inotify_add_watch(watch, directory.path().c_str(), IN_OPEN), 0);
     for (const char* name :
-         {"fifo", "folder", "device", "link to fifo", "link to folder", "socket", "loop", "dangling"}) {
+         {"fifo", "folder", "device", "link to fifo", "link to folder", "loop", "dangling"}) {
         EXPECT_EQ(files.open_input(directory / name), nullptr) << name;
         EXPECT_EQ(files.read_whole(directory / name), std::nullopt) << name;
         EXPECT_FALSE(files.remove_file(directory / name)) << name;

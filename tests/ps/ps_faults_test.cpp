@@ -64,17 +64,13 @@ TEST_F(PsFaultsTest, BrokenChainAndFullIndexAreNotContinued) {
 }
 
 TEST_F(PsFaultsTest, LinkThatIsOnDiskCountsAlsoWhereItsEntryIsNot) {
-    const struct {
-        bool partly;
-        std::uint32_t last;
-    } cases[] = {{false, 0}, {true, 1}};
-    for (const auto& row : cases) {
+    for (const bool partly : {false, true}) {
         ASSERT_EQ(open(), kPsOk);
         ASSERT_EQ(write({}), kPsOk);
         files.output.fail_at = files.output.calls + 1;  // the index write of the second packet
-        files.output.partly = row.partly;
+        files.output.partly = partly;
         EXPECT_EQ(write({}), kPsWriteFailed);
-        EXPECT_EQ(PsiStreamRecord::LastEntry::get(writer.streams[0]), row.last);
+        EXPECT_EQ(PsiStreamRecord::LastEntry::get(writer.streams[0]), partly ? 1U : 0U);
         EXPECT_EQ(PsiStreamRecord::Packets::get(writer.streams[0]), 2U);
         ps_close(writer);
     }
