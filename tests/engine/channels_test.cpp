@@ -31,7 +31,7 @@ TEST_F(EngineTest, GapIsOneChannelsFromItsFirstLoss) {
 
 TEST_F(EngineTest, StatesThatAreNeitherLossNorReturnDoNothing) {
     support(kCamera);
-    report(kCamera, 3, 1'000);
+    report(kCamera, 3, 900);
     report(kCamera, kDisconnected, 1'000);
     report(kCamera, 0, 1'500);
     EXPECT_EQ(sent(), "");
