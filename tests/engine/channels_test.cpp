@@ -91,8 +91,9 @@ TEST_F(EngineTest, RemovedDeviceIsForgottenStepByStep) {
     support(kOtherCamera);
     report(kOtherCamera, kConnected, 1'000);
     report(kOtherCamera, kDisconnected, 1'100, 4);
-    remove(kCamera);       // not connected: its record of channel 0 goes
-    remove(kOtherCamera);  // its record is of channel 4 and stays
+    remove(kCamera);                           // not connected: its record of channel 0 goes
+    remove(kOtherCamera);                      // its record is of channel 4 and stays
+    report(kCamera, kDisconnected, 1'500, 0);  // nobody's any more
     support(kCamera);
     support(kOtherCamera);
     report(kCamera, kConnected, 2'000, 0);

@@ -165,7 +165,8 @@ TEST(Dispatch, RetrievalStatus) {
 TEST(Dispatch, StorageInformationInDocumentOrder) {
     const std::string good = "Number='0' Recordings='1' OldestStart='1' NewestEnd='2' ";
     EXPECT_EQ(context(good + "TotalSize='100'"), "storage 000a 1 GB\n");
-    EXPECT_EQ(context(good + "TotalSize='600'"), "storage 000a 1 GB\n");
+    EXPECT_EQ(context(good + "TotalSize='767'"), "storage 000a 1 GB\n");
+    EXPECT_EQ(context(good + "TotalSize='768'"), "storage 000a 2 GB\n");
     EXPECT_EQ(context(good + "TotalSize='1000'"), "storage 000a 2 GB\n");
     EXPECT_EQ(context(good + "TotalSize='0'"), "storage 000a 1 GB\n");
     EXPECT_EQ(context(good + "TotalSize='2147483647'"), "storage 000a 1 GB\n");  // wraps to 510
