@@ -133,16 +133,13 @@ TEST_F(EntryPointsTest, WriteLooksAtTheRefusalFlagAndItsOwnIdentifierFirst) {
 }
 
 TEST_F(EntryPointsTest, TextsThatCannotBeParsedAreReleasedAllTheSame) {
-    module.load(FakeHost::callback());
-    module.open();
-    module.start_main_loop();
+    module.begin();
     for (const std::uint32_t length : {0U, 0x80000000U, 0xFFFFFFFFU}) {
         EXPECT_EQ(module.write(host.lend("<Pavo/>"), length).count, 1U);
     }
     EXPECT_EQ(module.write(nullptr, 7).status, 0);
     ASSERT_TRUE(host.wait_for_releases());
-    module.close();
-    module.join_main_loop();
+    module.end();
     EXPECT_EQ(host.releases().size(), 3U);
     EXPECT_EQ(host.wrong_releases(), 1);  // the null text is released too, once
 }
@@ -153,12 +150,9 @@ TEST(LoadedModuleTest, ModuleIsLoadedAndReallyUnloadedAgainAndAgain) {
     for (int round = 0; round < 20; ++round) {
         {
             LoadedModule module;
-            module.load(FakeHost::callback());
-            module.open();
-            module.start_main_loop();
+            module.begin();
             EXPECT_EQ(module.write(host.lend("<Pavo/>"), 7).status, 0);
-            module.close();
-            module.join_main_loop();
+            module.end();
         }
         EXPECT_FALSE(LoadedModule::is_in_memory());
     }

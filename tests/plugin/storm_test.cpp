@@ -16,6 +16,7 @@
 #include "host/documents/names.h"
 #include "plugin/record_access.h"
 #include "tests/support/fake_host.h"
+#include "tests/support/host_messages.h"
 #include "tests/support/temp_directory.h"
 
 namespace {
@@ -45,18 +46,6 @@ struct Slot {
     std::atomic<bool> lent{false};
 };
 
-std::string channel(std::uint64_t random) {
-    return "<Pavo><Devices ID='7'><Device Number='" + std::to_string(random % 50) +
-           "' NorVaneSupported='1'><Codec><Encoder Number='0'><Channel Number='0' Connected='" +
-           std::to_string(random / 64 % 2) + "' Time='" + std::to_string(random / 128 % 1'000'000'000) +
-           "'/></Encoder></Codec></Device></Devices></Pavo>";
-}
-
-std::string done(const std::string& guid) {
-    return "<Pavo><Devices ID='7'><Device Number='1'><Storage RetrievalStatus='3' GUID='" + guid +
-           "'/></Device></Devices></Pavo>";
-}
-
 std::string big(std::uint64_t random) {
     std::string text = "<Pavo>";
     while (text.size() < random % (kLongestText - 100))
@@ -74,9 +63,9 @@ std::string some_text(std::uint64_t random) {
         case 2:
             return big(random);
         case 3:
-            return done("00000000-0000-4000-8000-000000000000");
+            return retrieval_done(kUnknownGuid);
         default:
-            return channel(random);
+            return about_channel(random / 64 % 2 == 1, random / 128 % 1'000'000'000, random % 50);
     }
 }
 
@@ -245,7 +234,7 @@ void Life::answer(const char* text) {
     const auto guid = request.find(" GUID=\"");
     if (request.find(" Command=\"1\"") == std::string::npos || guid == std::string::npos) return;
     Slot& slot = slots_[kProducers * kLentByEach + answers_++ % kLentByEach];
-    if (!slot.lent) (void)send(slot, done(request.substr(guid + 7, 36)));
+    if (!slot.lent) (void)send(slot, retrieval_done(request.substr(guid + 7, 36)));
 }
 
 std::uint64_t setting(const char* name, std::uint64_t otherwise) {

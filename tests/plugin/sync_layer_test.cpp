@@ -7,6 +7,7 @@
 #include "plugin/send_to_host.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/fake_time.h"
+#include "tests/support/host_messages.h"
 #include "tests/support/temp_directory.h"
 
 namespace {
@@ -46,17 +47,15 @@ class SyncLayerTest : public ::testing::Test {
     std::size_t start_ = 0;
 };
 
-/// A message that the engine answers with one line.
-std::string done(const std::string& guid_end) {
-    return "<Pavo><Devices><Device><Storage RetrievalStatus='3' GUID='00000000-0000-0000-0000-00000000000" +
-           guid_end + "'/></Device></Devices></Pavo>";
-}
-
 std::string log_line(int level, const std::string& text) {
     return "64 <?xml version=\"1.0\" encoding=\"UTF-8\"?><log_msg level=\"" + std::to_string(level) + "\">" +
            text + "</log_msg>\n";
 }
 
+/// Messages that the engine answers with one line each.
+std::string done(const std::string& guid_end) {
+    return retrieval_done("00000000-0000-0000-0000-00000000000" + guid_end);
+}
 const std::string kUnknownDone = log_line(25, "NorVane - done signal for unknown operation.");
 
 }  // namespace
@@ -154,9 +153,7 @@ TEST_F(SyncLayerTest, ErrorOfOneMessageCostsThatMessageOnly) {
 }
 
 TEST_F(SyncLayerTest, DestructionSavesTheStateAndGivesBackWhatWaits) {
-    ASSERT_TRUE(
-        append("<Pavo><Devices ID='7'><Device Number='3' NorVaneSupported='1'><Codec><Encoder Number='0'>"
-               "<Channel Connected='0' Time='1010'/></Encoder></Codec></Device></Devices></Pavo>"));
+    ASSERT_TRUE(append(about_channel(false, 1'010)));
     worker->run();
     ASSERT_TRUE(append("never processed"));
     worker.reset();

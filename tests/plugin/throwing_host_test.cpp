@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "tests/support/fake_host.h"
+#include "tests/support/host_messages.h"
 #include "tests/support/temp_directory.h"
 
 namespace {
@@ -35,7 +36,8 @@ class ThrowingHost {
             const bool opened_now = module_.open()[8] == 0;
             EXPECT_EQ(opened_now, thrown_ == before);
         }
-        for (const std::string& text : {channel(0), channel(1), std::string("no XML")}) {
+        for (const std::string& text :
+             {about_channel(false, 1'010), about_channel(true, 1'010), std::string("no XML")}) {
             const char* const buffer = host_.lend(text);
             if (module_.write(buffer, static_cast<std::uint32_t>(text.size())).status != 0)
                 host_.take_back(buffer);
@@ -56,13 +58,6 @@ class ThrowingHost {
     [[nodiscard]] bool has_thrown() const { return thrown_ > 0; }
 
   private:
-    static std::string channel(int connected) {
-        return "<Pavo><Devices ID='7'><Device Number='3' NorVaneSupported='1'><Codec><Encoder "
-               "Number='0'><Channel "
-               "Number='0' Connected='" +
-               std::to_string(connected) + "' Time='1010'/></Encoder></Codec></Device></Devices></Pavo>";
-    }
-
     WorkingDirectory directory_;
     int calls_ = 0;
     int thrown_ = 0;

@@ -94,6 +94,16 @@ class LoadedModule {
     /// Runs IOCTL code 1 on a thread of its own until the module is closed.
     void start_main_loop();
     void join_main_loop();
+    /// From Load to a running main loop, and back to where that has ended.
+    void begin() {
+        load(FakeHost::callback());
+        open();
+        start_main_loop();
+    }
+    void end() {
+        close();
+        join_main_loop();
+    }
 
     struct Sent {
         std::int32_t status = 0;
