@@ -38,9 +38,7 @@ std::size_t fail_everywhere(bool (*counts)(), const std::function<void(allocatio
 /// What has to hold of the files of a retrieval, whatever was lost.
 void look_at_files(Retrieval& retrieval) {
     for (const auto& [name, view] : retrieval.recordings()) EXPECT_EQ(view.fault(true), "") << name;
-    const std::string state = read_file(Retrieval::kState);
-    EXPECT_TRUE(state == Retrieval::kOldState || state.ends_with("</Pavo>\n") || state.ends_with("<Pavo/>\n"))
-        << state;
+    Retrieval::expect_whole(read_file(Retrieval::kState));
 }
 
 TEST(Allocations, WholeRetrievalLosesNoBufferNoBlockAndNoWorker) {

@@ -8,6 +8,7 @@
 #include "convert/mp4_parser.h"
 #include "tests/faults/retrieval.h"
 #include "tests/support/allocations.h"
+#include "tests/support/memory_files.h"
 
 namespace {
 
@@ -21,87 +22,6 @@ struct HostileClip {
     std::uint64_t zeros = 0;
 };
 
-/// Files that hold nothing of what is written and count all of it.
-class CountingFiles final : public platform::FileSystem {
-  public:
-    explicit CountingFiles(const HostileClip& clip) : clip_(clip) {}
-
-    std::uint64_t bytes_read = 0;
-    std::uint64_t bytes_written = 0;
-    std::uint64_t spans = 0;
-
-    [[nodiscard]] std::unique_ptr<platform::InputFile> open_input(const std::string& /*path*/) override {
-        return std::make_unique<Input>(*this);
-    }
-    [[nodiscard]] std::unique_ptr<platform::DataFile> create_data(const std::string& /*path*/) override {
-        return std::make_unique<Data>(*this);
-    }
-    [[nodiscard]] std::unique_ptr<platform::IndexFile> create_index(const std::string& /*path*/) override {
-        return std::make_unique<Index>(*this);
-    }
-    bool remove_file(const std::string& /*path*/) override { return true; }
-    [[nodiscard]] boost::system::error_code make_directory(const std::string& /*path*/,
-                                                           Existing /*enough*/) override {
-        return {};
-    }
-    [[nodiscard]] std::optional<std::string> read_whole(const std::string& /*path*/) override {
-        return std::nullopt;
-    }
-    bool replace_whole(const std::string& /*path*/, std::string_view /*content*/) override { return true; }
-
-  private:
-    class Input final : public platform::InputFile {
-      public:
-        explicit Input(CountingFiles& files) : files_(files) {}
-        [[nodiscard]] std::uint64_t size() const override {
-            return files_.clip_.head.size() + files_.clip_.zeros;
-        }
-        std::size_t read_at(std::uint64_t position, std::span<platform::Byte> to) override {
-            const std::size_t count =
-                position < size() ? std::min<std::size_t>(to.size(), size() - position) : 0;
-            std::ranges::fill(to.first(count), platform::Byte{0});
-            const std::string_view head = files_.clip_.head;
-            if (position < head.size())
-                std::ranges::copy(platform::bytes_of(head.substr(position, count)), to.begin());
-            files_.bytes_read += count;
-            return count;
-        }
-
-      private:
-        CountingFiles& files_;
-    };
-    class Data final : public platform::DataFile {
-      public:
-        explicit Data(CountingFiles& files) : files_(files) {}
-        std::int64_t append(const Parts& parts) override {
-            std::int64_t count = 0;
-            for (const auto part : parts) count += static_cast<std::int64_t>(part.size());
-            files_.bytes_written += static_cast<std::uint64_t>(count);
-            length_ += count;
-            return count;
-        }
-        std::int64_t position() override { return length_; }
-
-      private:
-        CountingFiles& files_;
-        std::int64_t length_ = 0;
-    };
-    class Index final : public platform::IndexFile {
-      public:
-        explicit Index(CountingFiles& files) : files_(files) {}
-        std::size_t write_at(std::uint64_t position, std::span<const platform::Byte> bytes) override {
-            files_.bytes_written += bytes.size();
-            if (position == 0) files_.spans = PsiHeader::Spans::get(bytes.first<PsiHeader::size>());
-            return bytes.size();
-        }
-
-      private:
-        CountingFiles& files_;
-    };
-
-    const HostileClip& clip_;
-};
-
 struct Cost {
     std::uint64_t memory = 0;  // at its peak
     std::uint64_t read = 0;
@@ -111,24 +31,88 @@ struct Cost {
     std::int32_t result = 0;
 };
 
+/// Files that hold nothing of what is written and count all of it.
+class CountingFiles final : public MemoryFiles {
+  public:
+    CountingFiles(const HostileClip& clip, Cost& cost) : clip_(clip), cost_(cost) { put("", ""); }
+
+    [[nodiscard]] std::unique_ptr<platform::InputFile> open_input(const std::string& /*path*/) override {
+        return std::make_unique<Input>(clip_, cost_);
+    }
+    [[nodiscard]] std::unique_ptr<platform::DataFile> create_data(const std::string& /*path*/) override {
+        return std::make_unique<Data>(cost_);
+    }
+    [[nodiscard]] std::unique_ptr<platform::IndexFile> create_index(const std::string& /*path*/) override {
+        return std::make_unique<Index>(cost_);
+    }
+
+  private:
+    class Input final : public platform::InputFile {
+      public:
+        Input(const HostileClip& clip, Cost& cost) : clip_(clip), cost_(cost) {}
+        [[nodiscard]] std::uint64_t size() const override { return clip_.head.size() + clip_.zeros; }
+        std::size_t read_at(std::uint64_t position, std::span<platform::Byte> to) override {
+            const std::size_t count =
+                position < size() ? std::min<std::size_t>(to.size(), size() - position) : 0;
+            std::ranges::fill(to.first(count), platform::Byte{0});
+            const std::string_view head = clip_.head;
+            if (position < head.size())
+                std::ranges::copy(platform::bytes_of(head.substr(position, count)), to.begin());
+            cost_.read += count;
+            return count;
+        }
+
+      private:
+        const HostileClip& clip_;
+        Cost& cost_;
+    };
+    class Data final : public platform::DataFile {
+      public:
+        explicit Data(Cost& cost) : cost_(cost) {}
+        std::int64_t append(const Parts& parts) override {
+            const std::int64_t before = length_;
+            for (const auto part : parts) length_ += static_cast<std::int64_t>(part.size());
+            cost_.written += static_cast<std::uint64_t>(length_ - before);
+            return length_ - before;
+        }
+        std::int64_t position() override { return length_; }
+
+      private:
+        Cost& cost_;
+        std::int64_t length_ = 0;
+    };
+    class Index final : public platform::IndexFile {
+      public:
+        explicit Index(Cost& cost) : cost_(cost) {}
+        std::size_t write_at(std::uint64_t position, std::span<const platform::Byte> bytes) override {
+            cost_.written += bytes.size();
+            if (position == 0) cost_.spans = PsiHeader::Spans::get(bytes.first<PsiHeader::size>());
+            return bytes.size();
+        }
+
+      private:
+        Cost& cost_;
+    };
+
+    const HostileClip& clip_;
+    Cost& cost_;
+};
+
 Cost cost_of(const HostileClip& clip) {
     Cost cost;
-    CountingFiles files(clip);
-    NoWaits waits;
     StreamRecord request;
     request.startSeconds = 1'529'683'509;
     const auto before = allocations::live_bytes();
     allocations::reset_peak();
     {
+        CountingFiles files(clip, cost);
+        NoWaits waits;
         norvane::Mp4Parser parser(
             request, {files, waits, [&cost](std::int32_t, const std::string&) { ++cost.lines; }});
         cost.result = parser.parse_container();
     }
     cost.memory = static_cast<std::uint64_t>(allocations::peak_bytes() - before);
     EXPECT_EQ(allocations::live_bytes(), before);
-    cost.read = files.bytes_read;
-    cost.written = files.bytes_written;
-    cost.spans = files.spans;
     return cost;
 }
 
@@ -222,12 +206,10 @@ std::vector<Case> hostile_clips() {
 
 /// The text as one message to the worker; the most memory that it took.
 std::int64_t memory_of(SyncLayer& worker, FakeHost& host, const std::string& text) {
-    StreamRecord record;
-    record.text = host.lend(text);
-    record.length = static_cast<std::int32_t>(text.size());
+    const StreamRecord message = host.lend_message(text);
     const auto before = allocations::live_bytes();
     allocations::reset_peak();
-    EXPECT_TRUE(worker.append(record));
+    EXPECT_TRUE(worker.append(message));
     worker.run();
     return allocations::peak_bytes() - before;
 }

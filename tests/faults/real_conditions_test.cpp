@@ -1,7 +1,6 @@
 // What disks, clips and clocks really do to a retrieval, without a call being replaced.
 
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -77,18 +76,6 @@ TEST_F(RealConditionsTest, FullDiskEndsTheClipAndLeavesWhatWasWrittenFindable) {
     expect_in(retrieval.host.lines(), "Error occured while writing frame");
 }
 
-TEST_F(RealConditionsTest, VolumeThatFillsUpDoesTheSame) {
-    boost::filesystem::create_directory("out");
-    if (::mount("none", "out", "tmpfs", 0, "size=16k") != 0) GTEST_SKIP() << "may not mount";
-    reserve();
-    write_file("first.mp4", make_clip({.samples = std::vector<std::string>(40, nal(unit_of(500)))}));
-    const std::string errors = errors_of_first();
-    const RecordingView view(read_file(first), read_file(first + "i"));
-    EXPECT_EQ(view.fault(true), "");
-    ::umount("out");
-    expect_in(errors, "Error occured while writing frame");
-}
-
 TEST_F(RealConditionsTest, DirectoryThatGoesAwayComesBackWithTheNextClip) {
     reserve();
     EXPECT_EQ(errors_of_first(), "");
@@ -157,29 +144,14 @@ TEST_F(RealConditionsTest, WhatIsNoRegularClipIsLeftAlone) {
 /// hemispheres. That the times in the file stay UTC is tested beside the conversion.
 TEST(ClockChanges, PathIsLocalInEveryZone) {
     const char* zones[] = {"XXX12",
-                           "SST11",
-                           "HST10",
                            "MART9:30",
-                           "AKST9AKDT,M3.2.0,M11.1.0",
-                           "PST8PDT,M3.2.0,M11.1.0",
-                           "MST7MDT,M3.2.0,M11.1.0",
-                           "CST6CDT,M3.2.0,M11.1.0",
-                           "EST5EDT,M3.2.0,M11.1.0",
                            "CLT4CLST,M9.1.6/24,M4.1.6/24",
                            "NST3:30NDT,M3.2.0,M11.1.0",
-                           "BRT3",
-                           "GST2",
                            "AZOT1AZOST,M3.5.0/0,M10.5.0/1",
                            "GMT0BST,M3.5.0/1,M10.5.0",
                            "CET-1CEST,M3.5.0,M10.5.0/3",
-                           "EET-2EEST,M3.5.0/3,M10.5.0/4",
-                           "MSK-3",
-                           "IRST-3:30",
-                           "IST-5:30",
                            "NPT-5:45",
-                           "ACST-9:30ACDT,M10.1.0,M4.1.0/3",
                            "LHST-10:30LHDT-11,M10.1.0,M4.1.0",
-                           "NZST-12NZDT,M9.5.0,M4.1.0/3",
                            "LINT-14"};
     const std::int64_t year = 1'514'764'800;  // 2018-01-01 UTC
     for (const char* zone : zones) {

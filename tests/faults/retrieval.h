@@ -1,5 +1,6 @@
 #pragma once
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -14,6 +15,7 @@
 #include "tests/support/clip_builder.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/fake_time.h"
+#include "tests/support/host_messages.h"
 #include "tests/support/recording_view.h"
 #include "tests/support/temp_directory.h"
 #include "tests/support/time_zone.h"
@@ -81,15 +83,15 @@ class Retrieval {
         reserve();
         send(clip("first.mp4", kFirstStart));
         send(clip("second.mp4", kFirstStart + 60));
-        send(device("<Storage GUID='" + guid() + "' RetrievalStatus='3'/>"));
+        send(retrieval_done(guid()));
     }
     /// The part of it up to the request for recordings, and the first clip that comes then.
     void reserve() {
-        send(channel(0, 1'000'010));
-        send(channel(1, 1'000'300));
-        send(device("<Storage GUID='" + guid() +
-                    "'><Input><Context Number='0' Recordings='2' TotalSize='9' "
-                    "OldestStart='1' NewestEnd='2'/></Input></Storage>"));
+        send(about_channel(false, 1'000'010));
+        send(about_channel(true, 1'000'300));
+        send(about_device("<Storage GUID='" + guid() +
+                          "'><Input><Context Number='0' Recordings='2' TotalSize='9' "
+                          "OldestStart='1' NewestEnd='2'/></Input></Storage>"));
         send("<Pavo><Storage><Reservation GUID='" + guid() + "' TmpDir='" + directory.path() +
              "/tmp/a' OutDir='" + directory.path() + "/out/'/></Storage></Pavo>");
     }
@@ -102,25 +104,20 @@ class Retrieval {
     /// Whether the worker answers.
     [[nodiscard]] bool is_alive() {
         const std::size_t before = host.messages().size();
-        send(
-            "<Pavo><Devices><Device><Storage RetrievalStatus='3' "
-            "GUID='00000000-0000-0000-0000-000000000001'/></Device></Devices></Pavo>");
+        send(retrieval_done(kUnknownGuid));
         return host.messages().size() == before + 1 &&
                host.messages().back().text.find("unknown operation") != std::string::npos;
     }
     void send(const std::string& text) {
-        const char* buffer = host.lend(text);
-        StreamRecord record;
-        record.text = buffer;
-        record.length = static_cast<std::int32_t>(text.size());
+        const StreamRecord message = host.lend_message(text);
         bool taken = false;
         try {
             const Inside inside(true);
-            taken = worker->append(record);
-        } catch (
-            const std::bad_alloc&) {  // refused: the entry point says so, and the buffer stays the host's
+            taken = worker->append(message);
+        } catch (const std::bad_alloc&) {
+            taken = false;  // the entry point says so, and the buffer stays the host's
         }
-        if (!taken) return host.take_back(buffer);
+        if (!taken) return host.take_back(message.text);
         const Inside inside(true);
         worker->run();
     }
@@ -152,6 +149,12 @@ class Retrieval {
         return views;
     }
 
+    /// The old state file or a new one, whole.
+    static void expect_whole(const std::string& state) {
+        EXPECT_TRUE(state == kOldState || state.ends_with("</Pavo>\n") || state.ends_with("<Pavo/>\n"))
+            << state;
+    }
+
     WorkingDirectory directory;
     FakeHost host;
     std::unique_ptr<SyncLayer> worker;
@@ -175,18 +178,10 @@ class Retrieval {
         }
     };
 
-    static std::string device(const std::string& inside) {
-        return "<Pavo><Devices ID='458752'><Device Number='3' NorVaneSupported='1'>" + inside +
-               "</Device></Devices></Pavo>";
-    }
-    static std::string channel(int connected, int seconds) {
-        return device("<Codec><Encoder Number='0'><Channel Number='0' Connected='" +
-                      std::to_string(connected) + "' Time='" + std::to_string(seconds) +
-                      "'/></Encoder></Codec>");
-    }
     std::string clip(const std::string& name, int start) {
-        return device("<Input><Context><Storage GUID='" + guid() + "' RetrievalStatus='3' FileName='" +
-                      (directory / name) + "' Start='" + std::to_string(start) + "'/></Context></Input>");
+        return about_device("<Input><Context><Storage GUID='" + guid() + "' RetrievalStatus='3' FileName='" +
+                            (directory / name) + "' Start='" + std::to_string(start) +
+                            "'/></Context></Input>");
     }
     /// As the storage-info request had it; one of no operation where none came.
     std::string guid() {

@@ -27,12 +27,9 @@ class SyncLayerTest : public ::testing::Test {
     }
 
     bool append(const std::string& text) {
-        const char* buffer = host.lend(text);
-        StreamRecord record;
-        record.text = buffer;
-        record.length = static_cast<std::int32_t>(text.size());
-        const bool taken = worker->append(record);
-        if (!taken) host.take_back(buffer);
+        const StreamRecord message = host.lend_message(text);
+        const bool taken = worker->append(message);
+        if (!taken) host.take_back(message.text);
         return taken;
     }
     [[nodiscard]] std::string lines() { return host.lines().substr(start_); }

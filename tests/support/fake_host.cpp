@@ -41,6 +41,13 @@ const char* FakeHost::lend(const std::string& text) {
     return buffer->data();
 }
 
+StreamRecord FakeHost::lend_message(const std::string& text) {
+    StreamRecord message;
+    message.text = lend(text);
+    message.length = static_cast<std::int32_t>(text.size());
+    return message;
+}
+
 void FakeHost::take_back(const char* buffer) {
     const std::lock_guard lock(mutex_);
     buffers_.erase(held_.at(buffer));

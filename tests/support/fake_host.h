@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "plugin/host_records.h"
+#include "plugin/interfaces/stream_record.h"
 
 /// The host's side of the callback: keeps every message and release, and the texts that the module holds. One
 /// at a time, since the callback is a plain function.
@@ -33,6 +34,8 @@ class FakeHost {
     /// Makes a buffer that stays until the module releases it; the text that releases show for it is its
     /// content.
     [[nodiscard]] const char* lend(const std::string& text);
+    /// The same as a message for the worker.
+    [[nodiscard]] StreamRecord lend_message(const std::string& text);
     /// Takes back a buffer that the module refused.
     void take_back(const char* buffer);
 

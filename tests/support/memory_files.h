@@ -45,7 +45,7 @@ struct OutputFaults {
     int open_files = 0;
 };
 
-class MemoryFiles final : public platform::FileSystem {
+class MemoryFiles : public platform::FileSystem {
   public:
     void put(const std::string& path, std::string content);
     [[nodiscard]] bool has(const std::string& path) const { return files_.contains(path); }
