@@ -1,13 +1,31 @@
 // What disks, clips and clocks really do to a retrieval, without a call being replaced.
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
+#include <atomic>
 #include <csignal>
 
 #include "convert/clip_path.h"
 #include "tests/faults/retrieval.h"
+
+namespace {
+
+/// How far the machine's wall clock has jumped, in seconds: what this program and its libraries are told.
+std::atomic<std::int64_t> wall_clock_ahead{0};
+
+}  // namespace
+
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the system's are reserved names
+extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
+    const auto result = ::syscall(SYS_clock_gettime, clock, time);
+    if (clock == CLOCK_REALTIME) time->tv_sec += wall_clock_ahead;
+    return static_cast<int>(result);
+}
 
 namespace {
 
@@ -29,6 +47,30 @@ class FullDisk {
   private:
     ::rlimit before_{};
     void (*handler_)(int);
+};
+
+/// A disk of a few blocks in a directory's place, while it lives and where the system allows one. No other
+/// process sees it, and it does not outlive this one.
+class SmallDisk {
+  public:
+    explicit SmallDisk(const char* directory) : directory_(directory) {
+        ::mkdir(directory, 0777);
+        // Without the second call, mounts would still be shared with the rest of the machine.
+        mounted_ = ::unshare(CLONE_NEWNS) == 0 &&
+                   ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                   ::mount("small", directory, "tmpfs", 0, "size=32k") == 0;
+    }
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
+    ~SmallDisk() {
+        if (mounted_) ::umount(directory_);
+    }
+
+    [[nodiscard]] bool mounted() const { return mounted_; }
+
+  private:
+    const char* directory_;
+    bool mounted_;
 };
 
 class RealConditionsTest : public testing::Test {
@@ -74,6 +116,26 @@ TEST_F(RealConditionsTest, FullDiskEndsTheClipAndLeavesWhatWasWrittenFindable) {
     EXPECT_TRUE(retrieval.is_alive());
     expect_in(retrieval.host.lines(), "Error opening ps file");
     expect_in(retrieval.host.lines(), "Error occured while writing frame");
+}
+
+TEST_F(RealConditionsTest, SmallDiskThatFillsUpServesAgainWhenThereIsRoom) {
+    const SmallDisk disk("out");
+    if (!disk.mounted()) GTEST_SKIP() << "this system lets nobody mount anything";
+    reserve();
+    const std::string clip = make_clip({.samples = std::vector<std::string>(40, nal(unit_of(2'000)))});
+    write_file("first.mp4", clip);
+    expect_in(errors_of_first(), "Error occured while writing frame");
+    const RecordingView view(read_file(first), read_file(first + "i"));
+    EXPECT_EQ(view.fault(true), "");
+    EXPECT_GT(view.entries.size(), 5U);
+    EXPECT_LT(view.entries.size(), 40U);
+
+    const std::size_t before = retrieval.errors().size();
+    write_file("second.mp4", make_clip({.samples = {nal("room")}}));
+    boost::filesystem::remove(first);
+    retrieval.convert_second();
+    EXPECT_EQ(retrieval.errors().size(), before);
+    EXPECT_EQ(retrieval.recordings().at("second").payloads(), std::vector{in_frame("room")});
 }
 
 TEST_F(RealConditionsTest, DirectoryThatGoesAwayComesBackWithTheNextClip) {
@@ -140,21 +202,46 @@ TEST_F(RealConditionsTest, WhatIsNoRegularClipIsLeftAlone) {
     EXPECT_TRUE(retrieval.recordings().empty());
 }
 
-/// Both nights in which clocks change, in zones from -12 to +14 with whole, half and quarter hours, on both
-/// hemispheres. That the times in the file stay UTC is tested beside the conversion.
+/// The wall clock goes back and forth by decades behind every message: it dates what is reported, and nothing
+/// waits for it.
+TEST(ClockJumps, CostNoMessageAndNoWait) {
+    constexpr std::int64_t kDecade = 315'576'000;
+    Retrieval retrieval(platform::real_system());
+    const auto started = std::chrono::steady_clock::now();
+    std::int64_t calls = 0;
+    retrieval.host.on_call = [&calls](std::uint32_t, const std::string&) {
+        ++calls;
+        wall_clock_ahead = (calls % 2 == 0 ? 1 : -1) * (calls % 10) * kDecade;
+    };
+    retrieval.run();
+    ASSERT_TRUE(retrieval.start());
+    EXPECT_TRUE(retrieval.is_alive());
+    wall_clock_ahead = kDecade;
+    retrieval.worker->run();  // nothing to do: it waits a tenth of a second, and not for ten years
+    retrieval.end();
+    wall_clock_ahead = 0;
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::minutes(1));
+    EXPECT_GT(calls, 20);
+    EXPECT_EQ(retrieval.errors(), std::vector<std::string>{});
+    EXPECT_EQ(retrieval.recordings().size(), 2U);
+    Retrieval::expect_whole(read_file(Retrieval::kState));
+}
+
+/// Both nights in which clocks change, in 24 zones from -12 to +14 that all have them, and in zones of half
+/// and quarter hours on both hemispheres. That the times in the file stay UTC is tested beside the
+/// conversion.
 TEST(ClockChanges, PathIsLocalInEveryZone) {
-    const char* zones[] = {"XXX12",
-                           "MART9:30",
-                           "CLT4CLST,M9.1.6/24,M4.1.6/24",
-                           "NST3:30NDT,M3.2.0,M11.1.0",
-                           "AZOT1AZOST,M3.5.0/0,M10.5.0/1",
-                           "GMT0BST,M3.5.0/1,M10.5.0",
-                           "CET-1CEST,M3.5.0,M10.5.0/3",
-                           "NPT-5:45",
-                           "LHST-10:30LHDT-11,M10.1.0,M4.1.0",
-                           "LINT-14"};
+    std::vector<std::string> zones = {"MART9:30",
+                                      "CLT4CLST,M9.1.6/24,M4.1.6/24",
+                                      "NST3:30NDT,M3.2.0,M11.1.0",
+                                      "AZOT1AZOST,M3.5.0/0,M10.5.0/1",
+                                      "NPT-5:45",
+                                      "LHST-10:30LHDT-11,M10.1.0,M4.1.0",
+                                      "LINT-14"};
+    for (int west = -11; west <= 12; ++west)
+        zones.push_back("XXX" + std::to_string(west) + "YYY,M3.5.0,M10.5.0/3");
     const std::int64_t year = 1'514'764'800;  // 2018-01-01 UTC
-    for (const char* zone : zones) {
+    for (const std::string& zone : zones) {
         const TimeZone here(zone);
         std::tm before{};
         std::size_t changes = 0;
@@ -174,6 +261,6 @@ TEST(ClockChanges, PathIsLocalInEveryZone) {
                 EXPECT_EQ(norvane::clip_path("o/", second, 1).whole(), expected.data()) << zone;
             }
         }
-        EXPECT_EQ(changes, std::string(zone).find(',') == std::string::npos ? 0U : 2U) << zone;
+        EXPECT_EQ(changes, zone.find(',') == std::string::npos ? 0U : 2U) << zone;
     }
 }

@@ -49,8 +49,9 @@ inline std::int32_t callback_outside(const void* request, void* reply) {
 /// device's loss.
 class Retrieval {
   public:
-    Retrieval() {
-        clock_.set_seconds(1'000'400);
+    Retrieval() : Retrieval({platform::system_files(), hurry(), standing_clock()}) {}
+    /// On other files, waits or another clock.
+    explicit Retrieval(const platform::System& system) : system_(system) {
         write_file(kState, kOldState);
         for (const std::string clip : {"first", "second"}) {
             write_file(clip + ".mp4",
@@ -73,7 +74,7 @@ class Retrieval {
     bool start() {
         const Inside inside(true);
         try {
-            worker = std::make_unique<SyncLayer>(platform::System{platform::system_files(), waits_, clock_});
+            worker = std::make_unique<SyncLayer>(system_);
         } catch (const std::bad_alloc&) {
             return false;
         }
@@ -81,8 +82,8 @@ class Retrieval {
     }
     void talk() {
         reserve();
-        send(clip("first.mp4", kFirstStart));
-        send(clip("second.mp4", kFirstStart + 60));
+        convert_first();
+        convert_second();
         send(retrieval_done(guid()));
     }
     /// The part of it up to the request for recordings, and the first clip that comes then.
@@ -96,6 +97,7 @@ class Retrieval {
              "/tmp/a' OutDir='" + directory.path() + "/out/'/></Storage></Pavo>");
     }
     void convert_first() { send(clip("first.mp4", kFirstStart)); }
+    void convert_second() { send(clip("second.mp4", kFirstStart + 60)); }
     void end() {
         const Inside inside(true);
         worker.reset();
@@ -190,7 +192,16 @@ class Retrieval {
         return at == std::string::npos ? "00000000-0000-0000-0000-000000000000" : lines.substr(at + 6, 36);
     }
 
-    FakeClock clock_;
-    Hurry waits_;
+    static platform::Waits& hurry() {
+        static Hurry waits;
+        return waits;
+    }
+    static const platform::Clock& standing_clock() {
+        static FakeClock clock;
+        clock.set_seconds(1'000'400);
+        return clock;
+    }
+
+    platform::System system_;
     TimeZone zone_{"UTC0"};
 };
