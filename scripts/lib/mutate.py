@@ -21,7 +21,7 @@ PROGRAMS = {
     "store": ["store", "module"],
     "host": ["host", "module"],
     "plugin": ["plugin", "module"],
-    "platform": ["platform", "ps", "convert", "store", "plugin"],
+    "platform": ["platform", "ps", "convert", "store", "host", "plugin"],
 }
 LONGEST_RUN = 120  # seconds; a mutant that hangs is caught
 MOST_MEMORY = 4 << 30

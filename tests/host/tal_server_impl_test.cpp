@@ -24,9 +24,15 @@ class TalServerTest : public ::testing::Test {
         on.ConvertClip({}, 0x00A10007, 0x103, file, "door", -5, 0, type);
     }
     void send(const tinyxml2::XMLDocument& document, std::uint32_t message_class) {
-        const auto* log = document.FirstChildElement("log_msg");
-        sent_ += std::to_string(message_class);
-        if (log != nullptr) sent_ += " " + std::string(log->Attribute("level")) + " " + log->GetText();
+        const auto* root = document.RootElement();
+        sent_ += std::to_string(message_class) + " ";
+        if (root == nullptr) {
+            sent_ += "nothing";
+        } else if (root->Attribute("level") != nullptr) {
+            sent_ += std::string(root->Attribute("level")) + " " + root->GetText();
+        } else {
+            sent_ += root->FirstChildElement()->Name();
+        }
         sent_ += "\n";
     }
 
@@ -41,17 +47,19 @@ class TalServerTest : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(TalServerTest, ReservationsGoToTheOneWhoKeepsTheSpace) {
+TEST_F(TalServerTest, EveryRequestGoesToTheOneWhoServesIt) {
+    server.RequestStorageInfo({}, 7, 3, 0, 0);
     server.RequestDiskReservation({}, 2);
     server.ReleaseDiskReservation({});
-    EXPECT_EQ(sent(), "4\n4\n");
+    server.ReportStatus(3, 0);
+    EXPECT_EQ(sent(), "256 Devices\n4 Storage\n4 Storage\n4 NorVane\n");
 }
 
 TEST_F(TalServerTest, TemporaryDirectoryIsMadeWithItsParentsUnlessThePathExists) {
     write_file(directory / "file", "");
     for (const char* path : {"a/b", "a/b", "file"}) {
         request_recordings(directory / path, "o");
-        EXPECT_EQ(sent(), "256\n") << path;
+        EXPECT_EQ(sent(), "256 Devices\n") << path;
     }
     EXPECT_TRUE(boost::filesystem::is_directory(directory / "a/b"));
 }
@@ -96,6 +104,7 @@ TEST_F(TalServerTest, TypeOfAClipMarksItsRecording) {
     for (const auto& [type, mark] : {std::pair{1, 0x80U}, {3, 0x40U}, {2, 0U}}) {
         files.put("clip", make_clip(ClipTrack{.samples = {nal("picture")}}));
         convert(in_memory, "clip", type);
+        EXPECT_NE(sent().find("64 25 Opened (and PSI) "), std::string::npos);
         const RecordingView recording(files.at(created), files.at(created + "i"));
         EXPECT_EQ(recording.spans.at(0).kind & 0xC0U, mark);
     }

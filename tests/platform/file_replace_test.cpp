@@ -1,7 +1,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include "platform/file.h"
 #include "tests/support/ordinary_user.h"
@@ -46,7 +49,7 @@ class FileReplaceTest : public testing::Test {
 
 TEST_F(FileReplaceTest, NewFileHasThePlainModeAndAnExistingOneKeepsIts) {
     ::umask(027);
-    EXPECT_TRUE(replace(state, "first"));
+    EXPECT_TRUE(replace(state, "1"));
     EXPECT_EQ(mode(), 0640U);
     ::chmod(state.c_str(), 0606);
     const auto before = status_of(state).st_ino;
@@ -108,6 +111,18 @@ TEST_F(FileReplaceTest, SaveThatCannotBeginKeepsTheOldFile) {
     ::mkdir(beside.c_str(), 0755);  // in the way, and not for lack of permission
     EXPECT_FALSE(replace(state, "new"));
     EXPECT_EQ(read_file(state), "the old content");
+}
+
+TEST_F(FileReplaceTest, FirstSaveThatIsCutShortLeavesNoFile) {
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    ::rlimit before{};
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    const ::rlimit limit{3, before.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    EXPECT_FALSE(replace(state, "too long"));
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_FALSE(stands(state));
 }
 
 TEST_F(FileReplaceTest, ReadOnlyFileIsKept) {

@@ -92,6 +92,9 @@ TEST_F(PsWriterTest, ClosedWriterRefusesAndStartsFreshWithTheNextPair) {
     ps_close(writer);
     EXPECT_EQ(write({}), kPsRefused);
     EXPECT_EQ(ps_write_index_header(writer), kPsRefused);
+    writer.index = files.create_index("a.psi");  // and the data file could not be opened
+    ps_close(writer);
+    EXPECT_EQ(index(), "");
     ASSERT_EQ(open(), kPsOk);
     EXPECT_EQ(write({.slot = 32}), kPsRefused);
     (void)finished();

@@ -138,6 +138,8 @@ TEST_F(XmlStoreTest, OperationsWithoutAllAttributesAreSkipped) {
     const std::string guid = "GUID='00000000-0000-0000-0000-00000000000A' ";
     const std::string rest = "Devices='-1' Device='2' StartTime='-3' EndTime='4' ";
     EXPECT_EQ(load(operation(guid + rest + "Attempts='9'")), "op 4294967295/2 #10 -3..4 x9 ");
+    EXPECT_EQ(load(operation("GUID='00000000-0000-0000-0000-0000000000af' " + rest + "Attempts='9'")),
+              "op 4294967295/2 #175 -3..4 x9 ");
     EXPECT_EQ(load(operation(guid + rest)), "");
     EXPECT_EQ(load(operation(guid + "Device='2' StartTime='-3' EndTime='4' Attempts='9'")), "");
     EXPECT_EQ(load(operation(guid + "Devices='1' StartTime='-3' EndTime='4' Attempts='9'")), "");
