@@ -101,7 +101,11 @@ bool PacketPass::step() {
     }
     Packet packet = packet_of(*header, report_.frames, at_);
     const bool sound = *header == header_of(packet, map_, previous_size_) && is_plausible(packet);
-    if (!sound || packet.end() > recording_.data_size()) {
+    if (sound && packet.end() > recording_.data_size()) {  // cut short, whatever its payload looks like
+        report_end(&packet);
+        return false;
+    }
+    if (!sound) {
         const auto size = trusted_size(*header, packet);
         if (!size) return find_place(packet);
         packet.size = *size;
