@@ -1,6 +1,5 @@
 #include "host/tal_server_impl.h"
 
-#include <boost/uuid/random_generator.hpp>
 #include <exception>
 #include <memory>
 #include <utility>
@@ -39,7 +38,7 @@ void CTalServerImpl::ReleaseDiskReservation(const Guid& guid) {
 }
 
 Guid CTalServerImpl::GenerateGuid() {
-    return boost::uuids::random_generator()();
+    return guids_.next();
 }
 
 void CTalServerImpl::RequestStorageInfo(Guid guid, std::uint32_t devices_id, std::uint32_t device_number,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/documents/outgoing.h"
+#include "host/guid_source.h"
 #include "platform/clock.h"
 #include "platform/file.h"
 #include "plugin/interfaces/stream_record.h"
@@ -44,6 +45,7 @@ class CTalServerImpl final : public ITalServer {
     documents::Send send_;
     platform::FileSystem& files_;
     platform::Waits& waits_;
+    GuidSource guids_;
     IEventSink* event_sink_ = nullptr;
     platform::Path output_directory_;  // of the last recordings request; where clips are converted to
 };

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <set>
 #include <stdexcept>
 
 #include "tests/support/clip_builder.h"
@@ -111,9 +113,16 @@ TEST_F(TalServerTest, TypeOfAClipMarksItsRecording) {
 }
 
 TEST_F(TalServerTest, GuidsAreRandomOnesOfVersion4) {
-    const norvane::Guid first = server.GenerateGuid();
-    const norvane::Guid second = server.GenerateGuid();
-    EXPECT_NE(first, second);
-    EXPECT_EQ(first.version(), norvane::Guid::version_random_number_based);
-    EXPECT_EQ(second.variant(), norvane::Guid::variant_rfc_4122);
+    std::set<norvane::Guid> guids;
+    std::array<std::uint8_t, 16> ones{};  // bits that were ever set
+    for (int i = 0; i < 100; ++i) {
+        const norvane::Guid guid = server.GenerateGuid();
+        EXPECT_EQ(guid.version(), norvane::Guid::version_random_number_based);
+        EXPECT_EQ(guid.variant(), norvane::Guid::variant_rfc_4122);
+        guids.insert(guid);
+        for (std::size_t at = 0; at < ones.size(); ++at) ones[at] |= guid.data[at];
+    }
+    EXPECT_EQ(guids.size(), 100U);
+    for (std::size_t at = 0; at < ones.size(); ++at)
+        EXPECT_EQ(ones[at], at == 6 ? 0x4F : at == 8 ? 0xBF : 0xFF) << at;
 }

@@ -1,0 +1,27 @@
+#include "host/guid_source.h"
+
+#include <algorithm>
+
+namespace norvane {
+namespace {
+
+constexpr std::size_t kVersionAt = 6;
+constexpr std::size_t kVariantAt = 8;
+
+}  // namespace
+
+Guid GuidSource::next() {
+    if (left_ == 0) {
+        platform::fill_random(stock_);
+        left_ = kAtOnce;
+    }
+    --left_;
+    Guid guid;
+    std::ranges::copy(std::span(stock_).subspan(left_ * sizeof(Guid), sizeof(Guid)), guid.begin());
+    guid.data[kVersionAt] = static_cast<std::uint8_t>((guid.data[kVersionAt] & 0x0FU) | 0x40U);  // version 4
+    guid.data[kVariantAt] =
+        static_cast<std::uint8_t>((guid.data[kVariantAt] & 0x3FU) | 0x80U);  // the variant of RFC 4122
+    return guid;
+}
+
+}  // namespace norvane
