@@ -13,6 +13,7 @@
 
 #include "platform/integer_text.h"
 #include "platform/markup.h"
+#include "store/saved_text.h"
 #include "store/state_names.h"
 
 namespace norvane {
@@ -81,30 +82,6 @@ std::int32_t positive(const XMLElement& element, const char* name, const char* f
     return *value;
 }
 
-std::optional<unsigned> hex_digit(char c) {
-    if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
-    if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 10);
-    if (c >= 'A' && c <= 'F') return static_cast<unsigned>(c - 'A' + 10);
-    return std::nullopt;
-}
-
-/// Only the 36-character form: the library would also take braces and forms without dashes.
-std::optional<Guid> parse_guid(const char* attribute) {
-    constexpr std::string_view kForm = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
-    const std::string_view text = attribute == nullptr ? "" : attribute;
-    if (text.size() != kForm.size()) return std::nullopt;
-    Guid guid{};
-    std::size_t digits = 0;
-    for (std::size_t i = 0; i < kForm.size(); ++i) {
-        if (kForm[i] == '-' && text[i] == '-') continue;
-        const auto digit = hex_digit(text[i]);
-        if (kForm[i] == '-' || !digit) return std::nullopt;
-        std::uint8_t& byte = guid.data[digits++ / 2];
-        byte = static_cast<std::uint8_t>(unsigned{byte} << 4 | *digit);
-    }
-    return guid;
-}
-
 void load_device(const XMLElement& device, std::uint32_t devices_id, std::vector<DisconnectRecord>& records) {
     const auto number = positive(device, state::kNumber, state::kBadDeviceNumber);
     const auto seconds = positive(device, state::kDisconnectTime, state::kBadDisconnectTime);
@@ -148,7 +125,7 @@ void load_operation(const XMLElement& element, std::vector<Operation>& operation
                                                       state::kStartTime, state::kEndTime, state::kAttempts});
     const auto devices_id = integer(texts[0]);
     const auto device_number = integer(texts[1]);
-    const auto guid = parse_guid(texts[2]);
+    const auto guid = parse_guid(texts[2] == nullptr ? "" : texts[2]);
     const auto start = integer(texts[3]);
     const auto end = integer(texts[4]);
     const auto attempts = integer(texts[5]);
@@ -170,6 +147,20 @@ void load_operations(const XMLElement& pavo, std::vector<Operation>& operations)
     }
 }
 
+/// Any state file, however it is laid out.
+void load_document(const std::string& text, std::vector<DisconnectRecord>& records,
+                   std::vector<Operation>& operations) {
+    tinyxml2::XMLDocument document;
+    if (!platform::has_modest_tags(text) ||
+        document.Parse(text.data(), text.size()) != tinyxml2::XML_SUCCESS) {
+        throw std::invalid_argument(state::kUnreadable);
+    }
+    const XMLElement* pavo = document.FirstChildElement(state::kPavo);
+    if (pavo == nullptr) return;
+    load_records(*pavo, records);
+    load_operations(*pavo, operations);
+}
+
 }  // namespace
 
 void CXmlStore::SaveState(std::vector<DisconnectRecord>& records, const std::vector<Operation>& operations) {
@@ -188,15 +179,13 @@ void CXmlStore::SaveState(std::vector<DisconnectRecord>& records, const std::vec
 
 void CXmlStore::LoadState(std::vector<DisconnectRecord>& records, std::vector<Operation>& operations) {
     const auto content = files_.read_whole(state::kFileName);
-    tinyxml2::XMLDocument document;
-    if (!content || !platform::has_modest_tags(*content) ||
-        document.Parse(content->data(), content->size()) != tinyxml2::XML_SUCCESS) {
-        throw std::invalid_argument(state::kUnreadable);
+    if (!content) throw std::invalid_argument(state::kUnreadable);
+    if (const auto saved = read_saved(*content)) {
+        records.insert(records.end(), saved->records.begin(), saved->records.end());
+        operations.insert(operations.end(), saved->operations.begin(), saved->operations.end());
+    } else {
+        load_document(*content, records, operations);
     }
-    const XMLElement* pavo = document.FirstChildElement(state::kPavo);
-    if (pavo == nullptr) return;
-    load_records(*pavo, records);
-    load_operations(*pavo, operations);
 }
 
 }  // namespace norvane

@@ -96,6 +96,24 @@ TEST_F(XmlStoreTest, EmptyListsMakeAnEmptyRootThatLoadsAsNothing) {
     EXPECT_EQ(load(), "");
 }
 
+/// A file as it is saved is read without the library, any other with it: both have to see the same.
+TEST_F(XmlStoreTest, WhatIsSavedLoadsAlikeHoweverItIsRead) {
+    Operation second{{7, 12}, RecordingServer::guid(175), platform::ticks_of(1), platform::ticks_of(2), -3};
+    const std::string saved = save({record(9, 1, 50), record(2, 5, 60), record(9, 4, 70)},
+                                   {{{4, 3}, RecordingServer::guid(9)}, second});
+    const std::string loaded = "2/5/0@60 9/1/0@50 9/4/0@70 op 4/3 #9 0..0 x0 op 7/12 #175 1..2 x-3 ";
+    EXPECT_EQ(load(), loaded);
+    EXPECT_EQ(load(saved + "\n"), loaded);
+    for (std::size_t at = 0; at < saved.size(); ++at) {
+        for (const char c : {'0', '"'}) {
+            std::string changed = saved;
+            changed[at] = c;
+            const std::string result = load(changed);
+            EXPECT_EQ(result, load(changed + "\n")) << changed;
+        }
+    }
+}
+
 TEST_F(XmlStoreTest, UnreadableFilesAreOneFault) {
     EXPECT_EQ(load(), kUnreadable);  // missing
     for (const char* content : {"", " \n", "<Pavo>", "<Pavo></pavo>", "text"})
