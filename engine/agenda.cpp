@@ -20,9 +20,7 @@ bool Agenda::disconnect(const DeviceKey& device) {
 }
 
 std::vector<DeviceKey> Agenda::connected_devices() const {
-    std::vector<DeviceKey> devices;
-    for (const auto& [place, device] : connected_) devices.push_back(device);
-    return devices;
+    return {connected_.begin(), connected_.end()};
 }
 
 Agenda::Place Agenda::append(const Operation& operation) {
@@ -51,9 +49,7 @@ std::optional<Agenda::Place> Agenda::first_startable() const {
 }
 
 std::vector<Operation> Agenda::operations() const {
-    std::vector<Operation> all;
-    for (const auto& [place, operation] : operations_) all.push_back(operation);
-    return all;
+    return {operations_.begin(), operations_.end()};
 }
 
 }  // namespace norvane

@@ -68,8 +68,7 @@ void CNorVane::load_state() {
 /// A channel that is connected now counts as lost from now on.
 void CNorVane::save_state() {
     const Ticks now = store_.CurrentTime();
-    std::vector<DisconnectRecord> records;
-    for (const auto& [place, record] : disconnects_) records.push_back(record);
+    std::vector<DisconnectRecord> records(disconnects_.begin(), disconnects_.end());
     for (const DeviceKey& device : agenda_.connected_devices())
         records.push_back({now, channel_zero(device)});
     try {

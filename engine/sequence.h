@@ -1,9 +1,10 @@
 #pragma once
 
+#include <boost/intrusive/set.hpp>
+#include <boost/iterator/transform_iterator.hpp>
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <set>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -12,68 +13,91 @@ namespace norvane {
 
 /// A growable sequence that finds its entries by key: appended at the end, removed without a change to the
 /// order of the others, equal keys allowed, and every lookup takes the first match, as a scan from the front
-/// would. Each step costs the logarithm of the length, so a site with twenty thousand channels is served like
-/// one with ten.
+/// would. Each step costs the logarithm of the length, whatever the keys, so a site with twenty thousand
+/// channels is served like one with ten.
 ///
 /// Each By is a stateless functor from an entry to an ordered key. The key of an entry must not change while
 /// it stands here; what is no part of a key may. Comparing keys and moving entries must not throw.
 ///
 /// Only append needs memory. Where there is none it throws and has changed nothing: an entry stands here with
-/// all its indexes or not at all.
+/// all its indexes or not at all, because the indexes' links are parts of the entry's own block.
 template <typename Entry, typename... By>
 class Sequence {
   public:
     /// Where an entry stands: grows from front to back and stays valid until the entry is removed.
     using Place = std::uint64_t;
 
+    Sequence() = default;
+    Sequence(const Sequence&) = delete;
+    Sequence& operator=(const Sequence&) = delete;
+    ~Sequence() = default;
+
     [[nodiscard]] bool empty() const noexcept { return entries_.empty(); }
 
-    /// From the front to the back, as pairs of place and entry.
-    [[nodiscard]] auto begin() const noexcept { return entries_.begin(); }
-    [[nodiscard]] auto end() const noexcept { return entries_.end(); }
+    /// The entries from the front to the back.
+    [[nodiscard]] auto begin() const { return boost::make_transform_iterator(entries_.begin(), EntryOf{}); }
+    [[nodiscard]] auto end() const { return boost::make_transform_iterator(entries_.end(), EntryOf{}); }
 
-    [[nodiscard]] Entry& at(Place place) { return entries_.at(place); }
-    [[nodiscard]] const Entry& front() const { return entries_.begin()->second; }
+    [[nodiscard]] Entry& at(Place place) { return entries_.at(place).entry; }
+    [[nodiscard]] const Entry& front() const { return *begin(); }
 
     /// The place that the next appended entry will have.
     [[nodiscard]] Place next_place() const noexcept { return next_; }
 
     Place append(Entry entry) {
-        std::tuple<Index<By>...> made;  // all that needs memory is made before anything is changed
-        (std::get<Index<By>>(made).places.emplace(By{}(entry), next_), ...);
-        entries_.emplace_hint(entries_.end(), next_, std::move(entry));
-        (index<By>().merge(std::get<Index<By>>(made).places), ...);
+        Linked& linked = entries_.try_emplace(entries_.end(), next_, next_, std::move(entry))->second;
+        (index<By>().insert(linked), ...);  // behind its equals
         return next_++;
     }
 
     void remove(Place place) {
         const auto found = entries_.find(place);
         if (found == entries_.end()) return;
-        (index<By>().erase({By{}(found->second), place}), ...);
+        (index<By>().erase(index<By>().iterator_to(found->second)), ...);
         entries_.erase(found);
     }
 
     /// The place of the first entry with the key.
     template <typename ThisBy>
     [[nodiscard]] std::optional<Place> first(const std::invoke_result_t<ThisBy, const Entry&>& key) const {
-        const auto& places = std::get<Index<ThisBy>>(indexes_).places;
-        const auto found = places.lower_bound({key, Place{0}});
-        if (found == places.end() || found->first != key) return std::nullopt;
-        return found->second;
+        const auto& index = std::get<Index<ThisBy>>(indexes_);
+        const auto found = index.find(key);
+        return found == index.end() ? std::nullopt : std::optional(found->place);
     }
 
   private:
+    // An index's hold on an entry. Nothing has to be undone when both go.
     template <typename ThisBy>
-    struct Index {
-        std::set<std::pair<std::invoke_result_t<ThisBy, const Entry&>, Place>> places;
+    using Link = boost::intrusive::set_base_hook<boost::intrusive::tag<ThisBy>,
+                                                 boost::intrusive::link_mode<boost::intrusive::normal_link>,
+                                                 boost::intrusive::optimize_size<true>>;
+
+    struct Linked : Link<By>... {
+        Linked(Place at, Entry&& with) : place(at), entry(std::move(with)) {}
+        Place place;
+        Entry entry;
+    };
+
+    struct EntryOf {
+        const Entry& operator()(const auto& standing) const noexcept { return standing.second.entry; }
     };
 
     template <typename ThisBy>
-    auto& index() {
-        return std::get<Index<ThisBy>>(indexes_).places;
+    struct KeyOf {
+        using type = std::invoke_result_t<ThisBy, const Entry&>;
+        type operator()(const Linked& linked) const { return ThisBy{}(linked.entry); }
+    };
+
+    template <typename ThisBy>
+    using Index = boost::intrusive::multiset<Linked, boost::intrusive::base_hook<Link<ThisBy>>,
+                                             boost::intrusive::key_of_value<KeyOf<ThisBy>>,
+                                             boost::intrusive::constant_time_size<false>>;
+    template <typename ThisBy>
+    Index<ThisBy>& index() {
+        return std::get<Index<ThisBy>>(indexes_);
     }
 
-    std::map<Place, Entry> entries_;
+    std::map<Place, Linked> entries_;
     std::tuple<Index<By>...> indexes_;
     Place next_ = 0;
 };
