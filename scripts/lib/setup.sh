@@ -14,9 +14,9 @@ mkdir -p "$LOG" "$TMPDIR"
 
 # What the module, its tools and its tests are made from, as Debian 12 names it.
 BUILD_PACKAGES=(g++ cmake ninja-build libtinyxml2-dev libboost-dev libboost-filesystem-dev libboost-system-dev
-    libcli11-dev libfmt-dev nlohmann-json3-dev)
-TEST_PACKAGES=(libgtest-dev libgmock-dev ffmpeg util-linux python3-jsonschema)
-DEMO_PACKAGES=(ffmpeg fonts-dejavu-core)
+    libcli11-dev libfmt-dev nlohmann-json3-dev pkg-config libavformat-dev)
+TEST_PACKAGES=(libgtest-dev libgmock-dev ffmpeg libavformat59 util-linux python3-jsonschema)
+DEMO_PACKAGES=(ffmpeg fonts-dejavu-core libavformat59)
 BENCH_PACKAGES=(libbenchmark-dev ffmpeg strace)
 LINT_PACKAGES=(clang clang-format clang-tidy cppcheck git)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev llvm)

@@ -20,5 +20,6 @@ Command add_verify(CLI::App& program);
 Command add_repair(CLI::App& program);
 Command add_probe(CLI::App& program);
 Command add_convert(CLI::App& program);
+Command add_export(CLI::App& program);
 
 }  // namespace ps_tool

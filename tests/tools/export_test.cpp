@@ -1,0 +1,209 @@
+// norvanepi-ps export: what a player shows of an exported file has to be what it shows of the clip.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/temp_directory.h"
+#include "tools/h264/picture_order.h"
+
+namespace {
+
+const std::string kPicture =
+    "-f lavfi -i testsrc=size=96x64:rate=25:duration=2 -pix_fmt yuv420p -c:v libx264 -sc_threshold 0 ";
+const std::string kInBand = " -bsf:v dump_extra=freq=keyframe ";
+
+class ExportTest : public testing::Test {
+  protected:
+    int run(const std::string& line) {
+        const int ended = std::system(("cd " + directory.path() + " && TZ=UTC " + line).c_str());
+        return WIFEXITED(ended) ? WEXITSTATUS(ended) : -1;
+    }
+    int ps(const std::string& arguments) {
+        return run(NORVANEPI_PS " " + arguments + " >out 2>err </dev/null");
+    }
+    std::string error() const { return read_file(directory / "err"); }
+    void make_clip(const std::string& options, const std::string& name = "clip.mp4") {
+        ASSERT_EQ(run("ffmpeg -nostdin -v error -y " + kPicture + options + " " + name), 0) << options;
+    }
+    void convert(const std::string& start, const std::string& clip = "clip.mp4") {
+        ASSERT_EQ(ps("convert " + clip + " --out recordings --force --start 2018-06-22T" + start), 0)
+            << error();
+    }
+
+    /// A line of output each, of ffprobe's or ffmpeg's.
+    std::vector<std::string> lines_of(const std::string& command) {
+        EXPECT_EQ(run(command + " >lines"), 0) << command;
+        std::istringstream text(read_file(directory / "lines"));
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(text, line);) lines.push_back(line);
+        return lines;
+    }
+    /// A hash of every picture in the order in which they are shown.
+    std::vector<std::string> pictures(const std::string& file) {
+        return lines_of("ffmpeg -nostdin -v error -i " + file +
+                        " -fps_mode passthrough -f framemd5 - | grep -v '^#' | sed 's/.*,//'");
+    }
+    struct Shown {
+        bool key = false;
+        double at = 0;  // seconds
+    };
+    std::vector<Shown> shown(const std::string& file) {
+        std::vector<Shown> all;
+        for (const std::string& line :
+             lines_of("ffprobe -v error -show_entries frame=key_frame,pts_time -of csv=p=0 " + file +
+                      " | grep -oE '^[01],[0-9.]+'"))
+            all.push_back({line[0] == '1', std::stod(line.substr(2))});
+        return all;
+    }
+    void expect_shown_alike(const std::string& file, const std::string& clip) {
+        SCOPED_TRACE(file);
+        EXPECT_EQ(pictures(file), pictures(clip));
+        const auto expected = shown(clip);
+        const auto found = shown(file);
+        ASSERT_EQ(found.size(), expected.size());
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            EXPECT_EQ(found[i].key, expected[i].key) << i;
+            EXPECT_NEAR(found[i].at, expected[i].at, 0.0011) << i;
+        }
+    }
+
+    TempDirectory directory;
+};
+
+}  // namespace
+
+TEST_F(ExportTest, ShowsTheClipsPicturesAtItsTimes) {
+    const std::pair<std::string, std::string> rows[] = {
+        {"-bf 0 -g 10" + kInBand, ""},
+        {"-bf 3 -g 10" + kInBand, ""},
+        {"-bf 3 -b_strategy 0 -x264-params open-gop=1:keyint=12" + kInBand, ""},
+        {"-bf 2 -g 25", " --parameter-sets clip.mp4"},
+    };
+    for (const auto& [clip, sets] : rows) {
+        SCOPED_TRACE(clip);
+        make_clip(clip);
+        convert("23:59:59Z");  // and over midnight
+        for (const std::string out : {"o.mp4", "o.mkv"}) {
+            ASSERT_EQ(ps("export recordings --force -o " + out + sets), 0) << error();
+            EXPECT_EQ(error(), "");
+            expect_shown_alike(out, "clip.mp4");
+        }
+        ASSERT_EQ(ps("export recordings -o -" + sets), 0) << error();
+        ASSERT_EQ(run("mv out o.h264"), 0);
+        EXPECT_EQ(pictures("o.h264"), pictures("clip.mp4"));
+    }
+}
+
+TEST_F(ExportTest, SeveralRecordingsBecomeOneAndRangesEndAtKeyFrames) {
+    make_clip("-bf 2 -g 10" + kInBand);
+    convert("10:00:10Z");
+    convert("10:00:00Z");
+    convert("10:00:11Z");  // overlaps the one from 10:00:10 on
+    ASSERT_EQ(ps("export --help"), 0);
+    EXPECT_NE(read_file(directory / "out").find("Example: norvanepi-ps export recordings --out gate.mp4"),
+              std::string::npos);
+    ASSERT_EQ(ps("export recordings --out gate.mp4"), 0) << error();
+    EXPECT_NE(error().find("30 frames left out"), std::string::npos) << error();
+    const auto all = shown("gate.mp4");
+    ASSERT_EQ(all.size(), 120U);
+    EXPECT_NEAR(all[49].at, 1.96, 0.002);
+    EXPECT_NEAR(all[50].at, 10, 0.002);  // the gap is still there
+
+    ASSERT_EQ(
+        ps("export recordings -o part.mp4 --from 2018-06-22T10:00:01.000Z --to 2018-06-22T10:00:10.500Z"), 0)
+        << error();
+    const auto part = shown("part.mp4");
+    ASSERT_EQ(part.size(), 30U + 20U);  // from 0.8 s, up to the key frame at 10.8 s
+    EXPECT_TRUE(part[0].key);
+    EXPECT_NEAR(part[30].at, 10 - 0.8, 0.002);
+}
+
+TEST_F(ExportTest, RefusesWhatNobodyCouldPlay) {
+    make_clip("-bf 0 -g 10");
+    convert("10:00:00Z");
+    EXPECT_EQ(ps("export recordings -o o.mp4"), 1);
+    EXPECT_NE(error().find("no parameter sets"), std::string::npos);
+    EXPECT_FALSE(boost::filesystem::exists(directory / "o.mp4"));
+    const std::string sets = " --parameter-sets clip.mp4";
+    EXPECT_EQ(ps("export recordings -o o.mp4 --from 2018-06-23T10:00:00Z" + sets), 1);
+    EXPECT_EQ(ps("export recordings -o o.mp4 --to 2018-06-21T10:00:00Z" + sets), 1);
+    for (const char* wrong : {"-o o.avi", "-o none/o.h264", "-o err", "-o none/o.mkv"}) {
+        EXPECT_NE(ps(std::string("export recordings --parameter-sets clip.mp4 ") + wrong), 0);
+        EXPECT_NE(error(), "");
+    }
+    ASSERT_EQ(ps("export recordings -o o.mp4" + sets), 0) << error();
+    EXPECT_EQ(ps("export recordings -o o.mp4" + sets), 2);  // is there already
+}
+
+TEST_F(ExportTest, DamagedPayloadsAreExportedOrRefusedAndNeverFatal) {
+    make_clip("-bf 2 -g 10" + kInBand);
+    convert("10:00:00Z");
+    const std::string path = directory / "recordings/2018/06/22/10/0000-00000080e.ps";
+    const std::string sound = read_file(path);
+    std::mt19937 random(7);
+    for (int i = 0; i < 40; ++i) {
+        std::string damaged = sound;
+        for (int flips = 0; flips < 60; ++flips) {
+            // Where parameter sets and slice headers stand, half of the time.
+            const std::size_t at = 1978 + 32 + random() % (flips % 2 == 0 ? 80 : damaged.size() - 1978 - 32);
+            damaged[at] = static_cast<char>(random());
+        }
+        write_file(path, damaged);
+        const int status = ps("export recordings --force -o o.mkv");
+        EXPECT_TRUE(status == 0 || status == 1) << status << error();
+    }
+}
+
+namespace {
+
+/// Pictures of one sequence without fields, by what their slices say.
+class Order {
+  public:
+    h264::SequenceParameterSet sequence;
+
+    std::int64_t next(bool reference, std::uint32_t frame_num, std::int32_t difference = 0,
+                      std::uint32_t lsb = 0) {
+        h264::SliceHeader slice{.sets = {&sequence, &picture_}};
+        slice.idr = std::exchange(first_, false);
+        slice.reference = reference;
+        slice.frame_num = frame_num;
+        slice.delta_order[0] = difference;
+        slice.order_lsb = lsb;
+        return order_.next(slice);
+    }
+
+  private:
+    h264::PictureParameterSet picture_;
+    h264::PictureOrder order_;
+    bool first_ = true;
+};
+
+}  // namespace
+
+TEST(PictureOrder, FollowsTheKindsThatEncodersRarelyMake) {
+    Order cycle;  // every second frame refers: P b P b, shown b P b P
+    cycle.sequence.order_type = 1;
+    cycle.sequence.offsets_for_reference = {4};
+    cycle.sequence.offset_for_non_reference = -2;
+    EXPECT_EQ(cycle.next(true, 0), 0);
+    EXPECT_EQ(cycle.next(true, 1), 4);
+    EXPECT_EQ(cycle.next(false, 2), 4 - 2);
+    EXPECT_EQ(cycle.next(true, 2), 8);
+    EXPECT_EQ(cycle.next(true, 3, -3), 12 - 3);
+    cycle.sequence.frame_num_bits = 4;
+    EXPECT_EQ(cycle.next(true, 0), 4 * 16);  // the frame number has wrapped around
+
+    Order bits;
+    bits.sequence.order_bits = 4;
+    EXPECT_EQ(bits.next(true, 0, 0, 0), 0);
+    EXPECT_EQ(bits.next(true, 1, 0, 8), 8);
+    EXPECT_EQ(bits.next(true, 2, 0, 0), 16);
+    EXPECT_EQ(bits.next(false, 3, 0, 14), 14);  // back across the wrap
+}

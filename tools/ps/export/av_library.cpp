@@ -1,0 +1,42 @@
+#include "tools/ps/export/av_library.h"
+
+#include <fmt/format.h>
+
+#include "tools/cli/exit_status.h"
+
+namespace ps_tool {
+namespace {
+
+boost::dll::shared_library load() {
+    const std::string name = fmt::format("libavformat.so.{}", LIBAVFORMAT_VERSION_MAJOR);
+    boost::system::error_code error;
+    boost::dll::shared_library library(boost::dll::fs::path(name), error,
+                                       boost::dll::load_mode::search_system_folders);
+    if (error) throw cli::CannotRun(name + " is not installed; without it only .h264 can be written");
+    return library;
+}
+
+}  // namespace
+
+// The loader also looks into what libavformat itself needs: libavcodec and libavutil.
+AvLibrary::AvLibrary()
+    : library_(load()),
+      alloc_output_context(
+          function<decltype(::avformat_alloc_output_context2)>("avformat_alloc_output_context2")),
+      free_context(function<decltype(::avformat_free_context)>("avformat_free_context")),
+      new_stream(function<decltype(::avformat_new_stream)>("avformat_new_stream")),
+      write_header(function<decltype(::avformat_write_header)>("avformat_write_header")),
+      write_frame(function<decltype(::av_write_frame)>("av_write_frame")),
+      write_trailer(function<decltype(::av_write_trailer)>("av_write_trailer")),
+      open(function<decltype(::avio_open)>("avio_open")),
+      close(function<decltype(::avio_closep)>("avio_closep")),
+      alloc_packet(function<decltype(::av_packet_alloc)>("av_packet_alloc")),
+      free_packet(function<decltype(::av_packet_free)>("av_packet_free")),
+      rescale(function<decltype(::av_packet_rescale_ts)>("av_packet_rescale_ts")),
+      allocate(function<decltype(::av_mallocz)>("av_mallocz")),
+      set(function<decltype(::av_dict_set)>("av_dict_set")),
+      free_dictionary(function<decltype(::av_dict_free)>("av_dict_free")),
+      describe(function<decltype(::av_strerror)>("av_strerror")),
+      set_log_level(function<decltype(::av_log_set_level)>("av_log_set_level")) {}
+
+}  // namespace ps_tool

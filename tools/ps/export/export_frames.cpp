@@ -1,0 +1,261 @@
+#include "tools/ps/export/export_frames.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <numeric>
+#include <optional>
+#include <utility>
+
+#include "tools/cli/exit_status.h"
+#include "tools/h264/picture_order.h"
+#include "tools/reader/nal_scan.h"
+#include "tools/reader/verify.h"
+
+namespace ps_tool {
+namespace {
+
+using platform::Byte;
+
+constexpr std::uint32_t kVideoSlots = kSlots / 2;
+constexpr std::size_t kHead =
+    std::size_t{64} * 1024;  // parameter sets and the first slice stand at the front
+
+/// The unit that begins there, up to the next one's start code.
+h264::Unit unit_at(std::span<const Byte> bytes, const std::vector<reader::NalUnit>& units, std::size_t i) {
+    const std::size_t code = bytes[units[i].at + 2] == 1 ? 3 : 4;
+    const std::size_t begin = units[i].at + code;
+    const std::size_t end = i + 1 < units.size() ? units[i + 1].at : bytes.size();
+    return bytes.subspan(begin, end - begin);
+}
+
+/// The parameter sets in force: what they say, and their bytes.
+class SetsInForce {
+  public:
+    void take(h264::Unit unit) {
+        if (const auto id = meaning_.take(unit))
+            bytes_[{h264::type_of(unit), *id}].assign(unit.begin(), unit.end());
+    }
+    [[nodiscard]] const h264::ParameterSets& meaning() const { return meaning_; }
+    /// Sequence parameter sets first: their type is the lower one.
+    [[nodiscard]] std::vector<Byte> in_start_code_form() const {
+        std::vector<Byte> all;
+        for (const auto& [type_and_id, unit] : bytes_) {
+            all.insert(all.end(), {0, 0, 0, 1});
+            all.insert(all.end(), unit.begin(), unit.end());
+        }
+        return all;
+    }
+
+  private:
+    h264::ParameterSets meaning_;
+    std::map<std::pair<std::uint8_t, std::uint32_t>, std::vector<Byte>> bytes_;
+};
+
+/// What the front of a payload tells.
+struct Front {
+    std::optional<h264::SliceHeader> slice;
+    bool has_slice = false;
+    bool has_sets = false;
+};
+
+class Selector {
+  public:
+    Selector(const TimeRange& range, Selection& selection) : range_(range), selection_(selection) {}
+
+    void give(const GivenSets& sets) {
+        for (const auto& unit : sets) sets_.take(unit);
+    }
+    void begin_recording(reader::Recording& recording) {
+        recording_ = &recording;
+        order_ = {};
+        ++sequence_;
+        waits_for_key_ = true;
+        left_out_ = 0;
+        older_ = 0;
+    }
+    void take(const reader::Packet& packet);
+    void end_recording(const reader::Report& report);
+    [[nodiscard]] bool done() const { return done_; }
+    /// Throws Refused when nothing was selected.
+    void refuse_nothing() const;
+
+  private:
+    Front read_front(const reader::Packet& packet);
+    Front look_at(std::span<const Byte> bytes);
+    void begin_selection(const h264::SliceHeader& slice, bool sets_in_stream, std::int64_t instant);
+    void append(const reader::Packet& packet, const Front& front, bool key, std::int64_t instant);
+    void remark(std::string text) { selection_.remarks.push_back(std::move(text)); }
+
+    const TimeRange& range_;
+    Selection& selection_;
+    reader::Recording* recording_ = nullptr;
+    SetsInForce sets_;
+    h264::PictureOrder order_;
+    std::optional<std::uint8_t> slot_;
+    std::uint32_t sequence_ = 0;
+    std::optional<std::int64_t> last_;  // instant of the last frame taken, ms
+    std::uint32_t left_out_ = 0;        // of this recording
+    std::uint32_t older_ = 0;           // than the frame before, of this recording
+    bool unfit_ = false;                // a slice names a parameter set that nobody has
+    bool waits_for_key_ = true;
+    bool done_ = false;
+};
+
+Front Selector::look_at(std::span<const Byte> bytes) {
+    Front front;
+    const auto units = reader::nal_units(bytes);
+    for (std::size_t i = 0; i < units.size(); ++i) {
+        if (units[i].is_slice()) {
+            front.has_slice = true;
+            front.slice = h264::read_slice_header(unit_at(bytes, units, i), sets_.meaning());
+            break;
+        }
+        front.has_sets |= units[i].type == reader::kSequenceParameterSet;
+        sets_.take(unit_at(bytes, units, i));
+    }
+    return front;
+}
+
+Front Selector::read_front(const reader::Packet& packet) {
+    Front front;
+    for (const std::size_t size :
+         {std::min<std::size_t>(packet.payload(), kHead), std::size_t{packet.payload()}}) {
+        std::vector<Byte> bytes(size);
+        if (!recording_->read_data(packet.at + PesHeader::size, bytes)) return front;
+        front = look_at(bytes);
+        if (front.has_slice || size == packet.payload()) break;
+    }
+    return front;
+}
+
+void Selector::take(const reader::Packet& packet) {
+    if (done_ || packet.slot >= kVideoSlots || packet.size < PesHeader::size + packet.padding) return;
+    if (slot_.value_or(packet.slot) != packet.slot) return;
+    slot_ = packet.slot;
+    const Front front = read_front(packet);
+    if (packet.is_key() && front.has_slice && sets_.meaning().empty()) {
+        throw Refused(recording_->data_path() +
+                      ": the recording has no parameter sets; --parameter-sets takes them from a clip of the "
+                      "same camera");
+    }
+    unfit_ |= packet.is_key() && front.has_slice && !front.slice;
+    const bool key = packet.is_key() && front.slice && (front.slice->idr || front.slice->intra);
+    const std::int64_t instant = reader::instant_of(packet.moment);
+    if (waits_for_key_ && (!key || (last_ && instant <= *last_))) {
+        ++left_out_;
+        return;
+    }
+    waits_for_key_ = false;
+    done_ = key && instant >= range_.to;
+    if (done_) return;
+    if (key && (selection_.frames.empty() || instant <= range_.from))
+        begin_selection(*front.slice, front.has_sets, instant);
+    append(packet, front, key, instant);
+}
+
+/// Whatever was taken so far lies before the range.
+void Selector::begin_selection(const h264::SliceHeader& slice, bool sets_in_stream, std::int64_t instant) {
+    selection_.frames.clear();
+    selection_.begins = instant;
+    selection_.head = sets_.in_start_code_form();
+    selection_.parameter_sets_in_stream = sets_in_stream;
+    selection_.width = slice.sets.sequence->width;
+    selection_.height = slice.sets.sequence->height;
+}
+
+void Selector::append(const reader::Packet& packet, const Front& front, bool key, std::int64_t instant) {
+    if (!front.slice || front.slice->idr) ++sequence_;
+    if (last_ && instant < *last_) ++older_;
+    std::int64_t decoded = (instant - selection_.begins) * kTicksPerMillisecond;
+    if (!selection_.frames.empty()) decoded = std::max(decoded, selection_.frames.back().decoded + 1);
+    selection_.frames.push_back({.recording = selection_.recordings.size() - 1,
+                                 .payload_at = packet.at + PesHeader::size,
+                                 .size = packet.payload(),
+                                 .key = key,
+                                 .sequence = sequence_,
+                                 .order = front.slice ? order_.next(*front.slice) : 0,
+                                 .decoded = decoded});
+    last_ = std::max(last_.value_or(instant), instant);
+}
+
+void Selector::end_recording(const reader::Report& report) {
+    if (!report.verified())
+        remark(fmt::format("{}: damaged; what is whole is exported", recording_->data_path()));
+    if (left_out_ > 0 && !done_) {
+        remark(fmt::format(
+            "{}: {} frames left out: nothing to decode them from, or older than what stands before them",
+            recording_->data_path(), left_out_));
+    }
+    if (older_ > 0) {
+        remark(fmt::format("{}: {} frames are older than the one before and follow it at once",
+                           recording_->data_path(), older_));
+    }
+}
+
+void Selector::refuse_nothing() const {
+    if (last_ && *last_ >= range_.from && !selection_.frames.empty()) return;
+    if (last_ || done_) throw Refused("nothing was recorded at that time");
+    throw Refused(unfit_ ? "the parameter sets are not those of the pictures"
+                         : "no key picture in these recordings");
+}
+
+/// In the order of their first frames; those without any at the end.
+std::vector<std::string> by_first_frame(const std::vector<std::string>& paths) {
+    std::vector<std::pair<std::int64_t, std::string>> starts;
+    for (const std::string& path : paths) {
+        reader::Recording recording(path);
+        const auto header = recording.packet_header(kPacketsAt);
+        const auto first = header ? reader::instant_of(reader::packet_of(*header, 0, kPacketsAt).moment)
+                                  : std::numeric_limits<std::int64_t>::max();
+        starts.emplace_back(first, path);
+    }
+    std::ranges::sort(starts);
+    std::vector<std::string> ordered;
+    ordered.reserve(starts.size());
+    for (auto& [start, path] : starts) ordered.push_back(std::move(path));
+    return ordered;
+}
+
+}  // namespace
+
+Selection select_frames(const std::vector<std::string>& paths, const TimeRange& range,
+                        const GivenSets& given) {
+    Selection selection;
+    Selector selector(range, selection);
+    selector.give(given);
+    for (const std::string& path : by_first_frame(paths)) {
+        reader::Recording recording(path);
+        selection.recordings.push_back(path);
+        selector.begin_recording(recording);
+        selector.end_recording(reader::verify(recording, reader::Depth::kHeaders,
+                                              [&](const reader::Packet& packet) { selector.take(packet); }));
+        if (selector.done()) break;
+    }
+    selector.refuse_nothing();
+    return selection;
+}
+
+void give_presentation_times(std::vector<ExportFrame>& frames) {
+    std::int64_t delay = 0;
+    std::vector<std::size_t> shown;  // frames of one sequence in the order in which they are shown
+    for (std::size_t begin = 0, end = 0; begin < frames.size(); begin = end) {
+        while (end < frames.size() && frames[end].sequence == frames[begin].sequence) ++end;
+        shown.resize(end - begin);
+        std::iota(shown.begin(), shown.end(), begin);
+        std::ranges::stable_sort(shown, {}, [&](std::size_t i) { return frames[i].order; });
+        for (std::size_t rank = 0; rank < shown.size(); ++rank) {
+            ExportFrame& frame = frames[shown[rank]];
+            frame.shown = frames[begin + rank].decoded;
+            delay = std::max(delay, frame.decoded - frame.shown);
+        }
+    }
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        frames[i].decoded -= delay;
+        if (i > 0) frames[i - 1].duration = frames[i].decoded - frames[i - 1].decoded;
+    }
+    if (frames.size() > 1) frames.back().duration = frames[frames.size() - 2].duration;
+}
+
+}  // namespace ps_tool

@@ -1,0 +1,10 @@
+#include "tools/cli/exit_status.h"
+#include "tools/ps/export/export_sink.h"
+
+namespace ps_tool {
+
+std::unique_ptr<ExportSink> make_container_sink(const std::string& path, const Selection& /*selection*/) {
+    throw cli::CannotRun(path + ": this build writes .h264 only");
+}
+
+}  // namespace ps_tool
