@@ -1,8 +1,7 @@
 #include "engine/log_lines.h"
 
-#include <array>
 #include <boost/uuid/uuid_io.hpp>
-#include <cstdio>
+#include <utility>
 
 #include "platform/calendar.h"
 
@@ -17,17 +16,23 @@ std::string text(const DeviceKey& device) {
     return std::to_string(device.devices_id) + " " + std::to_string(device.number);
 }
 
+char digit(unsigned number) {
+    return static_cast<char>('0' + number);
+}
+
 }  // namespace
 
 std::string FormatUtcTime(Ticks instant) {
     const std::int64_t seconds = instant / platform::kTicksPerSecond;
     const auto utc = seconds < 0 ? std::nullopt : platform::utc_time(seconds);
     if (!utc) return std::to_string(seconds);
-    std::array<char, 64> buffer{};
-    (void)std::snprintf(buffer.data(), buffer.size(), "%lld-%02u-%02uT%02u:%02u:%02uZ",
-                        static_cast<long long>(utc->year), utc->month, utc->day, utc->hour, utc->minute,
-                        utc->second);
-    return buffer.data();
+    std::string text = std::to_string(utc->year);
+    for (const auto& [before, number] :
+         {std::pair('-', utc->month), std::pair('-', utc->day), std::pair('T', utc->hour),
+          std::pair(':', utc->minute), std::pair(':', utc->second)}) {
+        text += {before, digit(number / 10), digit(number % 10)};
+    }
+    return text + 'Z';
 }
 
 namespace log_lines {
