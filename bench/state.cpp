@@ -2,7 +2,10 @@
 
 #include <benchmark/benchmark.h>
 
+#include <fstream>
+
 #include "platform/clock.h"
+#include "store/state_names.h"
 #include "store/xml_store.h"
 
 namespace {
@@ -31,18 +34,30 @@ void SaveState(benchmark::State& state) {
 }
 BENCHMARK(SaveState)->RangeMultiplier(10)->Range(100, 100'000)->Complexity(benchmark::oN);
 
-void LoadState(benchmark::State& state) {
+void load(benchmark::State& state, bool as_saved) {
     CXmlStore store(platform::system_files(), platform::system_clock());
     const Operations operations = operations_of(state.range(0));
     std::vector<norvane::DisconnectRecord> records;
     store.SaveState(records, operations);
+    if (!as_saved)
+        std::fstream(norvane::state::kFileName).write("<?xml version='1.0' encoding='UTF-8'?>", 38);
     for (auto _ : state) {
         Operations read;
         store.LoadState(records, read);
-        if (read.size() != operations.size()) state.SkipWithError("an operation is missing");
+        if (read != operations) state.SkipWithError("what was saved is not what is read");
     }
     state.SetComplexityN(state.range(0));
 }
+
+void LoadState(benchmark::State& state) {
+    load(state, true);
+}
 BENCHMARK(LoadState)->RangeMultiplier(10)->Range(100, 100'000)->Complexity(benchmark::oN);
+
+/// A file that somebody has edited takes the way through a document.
+void LoadEditedState(benchmark::State& state) {
+    load(state, false);
+}
+BENCHMARK(LoadEditedState)->RangeMultiplier(10)->Range(100, 100'000)->Complexity(benchmark::oN);
 
 }  // namespace
