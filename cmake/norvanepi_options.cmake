@@ -24,7 +24,7 @@ add_compile_options("-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # A unique symbol in an inline function of a library would keep the module from ever being unloaded.
-  add_compile_options(-fno-gnu-unique)
+  add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>")
 endif()
 
 if(NORVANEPI_SANITIZE)

@@ -1,8 +1,8 @@
 #pragma once
 
-// Layout of every record that crosses an entry point or the host's callback. All of them are little-endian
-// and belong to the side named below; fields that are not listed are neither read nor written.
-// docs/host-interface.md shows the same tables.
+// The records that cross an entry point or the host's callback, as fields over plain bytes: a host may hand
+// them over at any address. Where each field stands, and who owns what, is said once, in the header for
+// hosts; only the types come here, and a width that differs from the header's does not compile.
 
 #include <cstdint>
 
@@ -11,122 +11,108 @@
 
 namespace host_records {
 
-template <std::size_t Size>
-using HostRecord = platform::Record<Size, std::endian::little>;
+template <typename Struct>
+struct HostRecord : platform::Record<sizeof(Struct), std::endian::little> {
+    using Host = Struct;
+
+    template <typename T, std::size_t Offset, std::size_t Width>
+    requires(sizeof(T) == Width) using FieldAt = typename HostRecord::template Field<T, Offset>;
+};
+#define HOST_FIELD(type, member) FieldAt<type, offsetof(Host, member), sizeof(Host::member)>
 
 /// The module's identifier in records and messages.
 inline constexpr std::uint32_t kModuleId{names::kModuleId};
 
-/// The host's function that takes every request of the module; 0 means success. The request, the reply and
-/// the data that the request points at live only for the duration of the call.
+/// The host's function, called with the bytes of a HostRequest and a HostReply.
 extern "C" {
 using HostCallback = std::int32_t (*)(const void* request, void* reply);
 }
 
-/// OWNERSHIP: the host's, for the duration of Load.
-struct HostInfo : HostRecord<24> {
-    using Callback = Field<std::uint64_t, 16>;
+struct HostInfo : HostRecord<norvanepi_host_info> {
+    using Callback = HOST_FIELD(std::uint64_t, callback);
 };
 
-/// OWNERSHIP: the host's, for the duration of Load. The meaning of the constants is the host's.
-struct ModuleInfo : HostRecord<64> {
-    using Identifier = Field<std::uint32_t, 8>;
-    using Word12 = Field<std::uint32_t, 12>;
-    using Word16 = Field<std::uint32_t, 16>;
-    using Word20 = Field<std::uint32_t, 20>;
-    using Word24 = Field<std::uint32_t, 24>;
-    using Word28 = Field<std::uint32_t, 28>;
-    using Word32 = Field<std::uint32_t, 32>;
-    using Word36 = Field<std::uint32_t, 36>;
-    using Word40 = Field<std::uint32_t, 40>;
-    using Word52 = Field<std::uint32_t, 52>;
-    using Half56 = Field<std::uint16_t, 56>;
-    using Word60 = Field<std::uint32_t, 60>;
+struct ModuleInfo : HostRecord<norvanepi_module_info> {
+    using Identifier = HOST_FIELD(std::uint32_t, identifier);
+    using Word12 = HOST_FIELD(std::uint32_t, word12);
+    using Word16 = HOST_FIELD(std::uint32_t, word16);
+    using Word20 = HOST_FIELD(std::uint32_t, word20);
+    using Word24 = HOST_FIELD(std::uint32_t, word24);
+    using Word28 = HOST_FIELD(std::uint32_t, word28);
+    using Word32 = HOST_FIELD(std::uint32_t, word32);
+    using Word36 = HOST_FIELD(std::uint32_t, word36);
+    using Word40 = HOST_FIELD(std::uint32_t, word40);
+    using Word52 = HOST_FIELD(std::uint32_t, word52);
+    using Half56 = HOST_FIELD(std::uint16_t, half56);
+    using Word60 = HOST_FIELD(std::uint32_t, word60);
 };
 
-/// What the module hands to the callback. OWNERSHIP: the module's, for the duration of the call.
-struct HostRequest : HostRecord<192> {
-    using RecordSize = Field<std::uint32_t, 0>;
-    using Word4 = Field<std::uint32_t, 4>;
-    using Length = Field<std::uint32_t, 8>;  // bytes at Data, the terminating NUL included; 0 for a release
-    using Word12 = Field<std::uint32_t, 12>;
-    using Data = Field<std::uint64_t, 16>;  // XML text of a message, or the host buffer that is released
-    using Identifier = Field<std::uint32_t, 24>;
-    using Word28 = Field<std::uint32_t, 28>;
-    using MessageClass = Field<std::uint32_t, 32>;
-    using Word36 = Field<std::uint32_t, 36>;  // kMessageWord for a message, 0 for a release
+struct HostRequest : HostRecord<norvanepi_host_request> {
+    using RecordSize = HOST_FIELD(std::uint32_t, record_size);
+    using Word4 = HOST_FIELD(std::uint32_t, word4);
+    using Length = HOST_FIELD(std::uint32_t, length);
+    using Word12 = HOST_FIELD(std::uint32_t, word12);
+    using Data = HOST_FIELD(std::uint64_t, data);
+    using Identifier = HOST_FIELD(std::uint32_t, identifier);
+    using Word28 = HOST_FIELD(std::uint32_t, word28);
+    using MessageClass = HOST_FIELD(std::uint32_t, message_class);
+    using Word36 = HOST_FIELD(std::uint32_t, word36);
 };
-inline constexpr std::uint32_t kMessageWord = 0x01000010;
+inline constexpr std::uint32_t kMessageWord = 0x01000010;  // of Word36, for a document
 
-/// What the callback may answer. OWNERSHIP: the module's, for the duration of the call.
-struct HostReply : HostRecord<12> {
-    using RecordSize = Field<std::uint32_t, 0>;
-    using Word4 = Field<std::uint32_t, 4>;
-    using Result = Field<std::uint32_t, 8>;
+struct HostReply : HostRecord<norvanepi_host_reply> {
+    using RecordSize = HOST_FIELD(std::uint32_t, record_size);
+    using Word4 = HOST_FIELD(std::uint32_t, word4);
+    using Result = HOST_FIELD(std::uint32_t, result);
 };
 
-/// First argument of Write. OWNERSHIP: the record is the host's for the duration of Write; the text behind
-/// Text stays valid until the module releases it with a request of class names::kReleaseClass.
-struct WriteRequest : HostRecord<48> {
-    using Refused = Field<std::uint8_t, 12>;
-    using Length = Field<std::uint32_t, 16>;
-    using Text = Field<std::uint64_t, 24>;
-    using Identifier = Field<std::uint32_t, 32>;
-    using CarriedB = Field<std::uint32_t, 40>;
-    using CarriedA = Field<std::uint32_t, 44>;
+struct WriteRequest : HostRecord<norvanepi_write_request> {
+    using Refused = HOST_FIELD(std::uint8_t, refused);
+    using Length = HOST_FIELD(std::uint32_t, length);
+    using Text = HOST_FIELD(std::uint64_t, text);
+    using Identifier = HOST_FIELD(std::uint32_t, identifier);
+    using CarriedB = HOST_FIELD(std::uint32_t, carried_b);
+    using CarriedA = HOST_FIELD(std::uint32_t, carried_a);
 };
 
-/// Second argument of Write. OWNERSHIP: the host's, for the duration of the call.
-struct WriteResult : HostRecord<32> {
-    using Status = Field<std::uint32_t, 24>;
-    using Count = Field<std::uint32_t, 28>;
+struct WriteResult : HostRecord<norvanepi_write_result> {
+    using Status = HOST_FIELD(std::uint32_t, status);
+    using Count = HOST_FIELD(std::uint32_t, count);
 };
 
-/// First argument of IOCTL; Length and Text only count for code kQueueMessage, with the ownership of Write.
-struct IoctlRequest : HostRecord<40> {
-    using Code = Field<std::uint32_t, 8>;
-    using Length = Field<std::uint32_t, 24>;
-    using Text = Field<std::uint64_t, 32>;
+struct IoctlRequest : HostRecord<norvanepi_ioctl_request> {
+    using Code = HOST_FIELD(std::uint32_t, code);
+    using Length = HOST_FIELD(std::uint32_t, length);
+    using Text = HOST_FIELD(std::uint64_t, text);
 };
 
-/// Second argument of IOCTL. OWNERSHIP: the host's, for the duration of the call.
-struct IoctlResult : HostRecord<20> {
-    using Status = Field<std::uint32_t, 12>;
-    using Count = Field<std::uint32_t, 16>;
+struct IoctlResult : HostRecord<norvanepi_ioctl_result> {
+    using Status = HOST_FIELD(std::uint32_t, status);
+    using Count = HOST_FIELD(std::uint32_t, count);
 };
 
-/// Second argument of Open, Close and Unload, Seek, and Read. OWNERSHIP: the host's, for the call.
-struct OpenResult : HostRecord<16> {
-    using Status = Field<std::uint64_t, 8>;
+struct OpenResult : HostRecord<norvanepi_open_result> {
+    using Status = HOST_FIELD(std::uint64_t, status);
 };
-struct CloseResult : HostRecord<12> {
-    using Status = Field<std::uint32_t, 8>;
+struct CloseResult : HostRecord<norvanepi_close_result> {
+    using Status = HOST_FIELD(std::uint32_t, status);
 };
-struct SeekResult : HostRecord<12> {
-    using Status = Field<std::uint32_t, 8>;
+struct SeekResult : HostRecord<norvanepi_seek_result> {
+    using Status = HOST_FIELD(std::uint32_t, status);
 };
-struct ReadResult : HostRecord<28> {
-    using Count = Field<std::uint32_t, 24>;
+struct ReadResult : HostRecord<norvanepi_read_result> {
+    using Count = HOST_FIELD(std::uint32_t, count);
 };
 
 /// Control codes of IOCTL.
-inline constexpr std::uint32_t kRunMainLoop = 1;
-inline constexpr std::uint32_t kQueueMessage = 2;
-inline constexpr std::uint32_t kNothing = 3;
+inline constexpr std::uint32_t kRunMainLoop = NORVANEPI_RUN_MAIN_LOOP;
+inline constexpr std::uint32_t kQueueMessage = NORVANEPI_QUEUE_MESSAGE;
+inline constexpr std::uint32_t kNothing = NORVANEPI_NOTHING;
 
 /// Outcomes in status fields, as the signed 32-bit values 0 and -1.
-inline constexpr std::uint32_t kAccepted = 0;
-inline constexpr std::uint32_t kRefused = 0xFFFFFFFF;
+inline constexpr std::uint32_t kAccepted = NORVANEPI_ACCEPTED;
+inline constexpr std::uint32_t kRefused = static_cast<std::uint32_t>(NORVANEPI_REFUSED);
 
-static_assert(HostInfo::Callback::offset == 16 && ModuleInfo::Identifier::offset == 8);
-static_assert(ModuleInfo::Word60::offset + ModuleInfo::Word60::width == ModuleInfo::size);
-static_assert(HostRequest::size == 192 && HostRequest::Data::offset == 16 &&
-              HostRequest::MessageClass::offset == 32);
-static_assert(HostReply::size == 12 &&
-              HostReply::Result::offset + HostReply::Result::width == HostReply::size);
-static_assert(WriteRequest::CarriedA::offset + WriteRequest::CarriedA::width == WriteRequest::size);
-static_assert(WriteResult::Count::offset + WriteResult::Count::width == WriteResult::size);
-static_assert(IoctlRequest::Text::offset + IoctlRequest::Text::width == IoctlRequest::size);
-static_assert(IoctlResult::Count::offset + IoctlResult::Count::width == IoctlResult::size);
+#undef HOST_FIELD
 
 }  // namespace host_records

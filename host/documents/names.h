@@ -1,80 +1,85 @@
 #pragma once
 
-// The vocabulary of the XML messages between host and module: every element and attribute name, every
-// constant. docs/host-interface.md describes the documents.
+// The vocabulary of the XML messages between host and module under the names of this code. The words
+// themselves stand in the header for hosts; docs/host-interface.md describes the documents.
 
 #include <cstdint>
 
+#include "plugin/include/norvanepi.h"
 #include "plugin/interfaces/log_level.h"
 
 namespace names {
 
 // Elements. The feature message's element and the status message's element differ in one letter's case.
-inline constexpr const char* kPavo = "Pavo";
-inline constexpr const char* kModules = "Modules";
-inline constexpr const char* kModule = "Module";
-inline constexpr const char* kFeature = "Norvane";
-inline constexpr const char* kStatusReport = "NorVane";
-inline constexpr const char* kDevices = "Devices";
-inline constexpr const char* kDevice = "Device";
-inline constexpr const char* kCodec = "Codec";
-inline constexpr const char* kEncoder = "Encoder";
-inline constexpr const char* kChannel = "Channel";
-inline constexpr const char* kStorage = "Storage";
-inline constexpr const char* kReservation = "Reservation";
-inline constexpr const char* kInput = "Input";
-inline constexpr const char* kContext = "Context";
-inline constexpr const char* kLogMessage = "log_msg";
+inline constexpr const char* kPavo = NORVANEPI_ELEMENT_PAVO;
+inline constexpr const char* kModules = NORVANEPI_ELEMENT_MODULES;
+inline constexpr const char* kModule = NORVANEPI_ELEMENT_MODULE;
+inline constexpr const char* kFeature = NORVANEPI_ELEMENT_FEATURE;
+inline constexpr const char* kStatusReport = NORVANEPI_ELEMENT_STATUS_REPORT;
+inline constexpr const char* kDevices = NORVANEPI_ELEMENT_DEVICES;
+inline constexpr const char* kDevice = NORVANEPI_ELEMENT_DEVICE;
+inline constexpr const char* kCodec = NORVANEPI_ELEMENT_CODEC;
+inline constexpr const char* kEncoder = NORVANEPI_ELEMENT_ENCODER;
+inline constexpr const char* kChannel = NORVANEPI_ELEMENT_CHANNEL;
+inline constexpr const char* kStorage = NORVANEPI_ELEMENT_STORAGE;
+inline constexpr const char* kReservation = NORVANEPI_ELEMENT_RESERVATION;
+inline constexpr const char* kInput = NORVANEPI_ELEMENT_INPUT;
+inline constexpr const char* kContext = NORVANEPI_ELEMENT_CONTEXT;
+inline constexpr const char* kLogMessage = NORVANEPI_ELEMENT_LOG_MESSAGE;
 
 // Attributes.
-inline constexpr const char* kDelta = "Delta";
-inline constexpr const char* kName = "Name";
-inline constexpr const char* kId = "ID";
-inline constexpr const char* kVersion = "Version";
-inline constexpr const char* kNumber = "Number";
-inline constexpr const char* kGuid = "GUID";
-inline constexpr const char* kCommand = "Command";
-inline constexpr const char* kStart = "Start";
-inline constexpr const char* kStop = "Stop";
-inline constexpr const char* kTmpFileDir = "TmpFileDir";
-inline constexpr const char* kReserveGb = "ReserveGB";
-inline constexpr const char* kStatus = "Status";
-inline constexpr const char* kTime = "Time";
-inline constexpr const char* kLevel = "level";
-inline constexpr const char* kIpAddress = "ipAddress";
-inline constexpr const char* kNorVaneSupported = "NorVaneSupported";
-inline constexpr const char* kConnected = "Connected";
-inline constexpr const char* kRetrievalStatus = "RetrievalStatus";
-inline constexpr const char* kErrorCode = "ErrorCode";
-inline constexpr const char* kFailedClipStartTime = "FailedClipStartTime";
-inline constexpr const char* kRecordings = "Recordings";
-inline constexpr const char* kTotalSize = "TotalSize";
-inline constexpr const char* kOldestStart = "OldestStart";
-inline constexpr const char* kNewestEnd = "NewestEnd";
-inline constexpr const char* kFileName = "FileName";
-inline constexpr const char* kInputNumber = "InputNumber";
-inline constexpr const char* kInputName = "InputName";
-inline constexpr const char* kType = "Type";
-inline constexpr const char* kTmpDir = "TmpDir";
-inline constexpr const char* kOutDir = "OutDir";
+inline constexpr const char* kDelta = NORVANEPI_ATTRIBUTE_DELTA;
+inline constexpr const char* kName = NORVANEPI_ATTRIBUTE_NAME;
+inline constexpr const char* kId = NORVANEPI_ATTRIBUTE_ID;
+inline constexpr const char* kVersion = NORVANEPI_ATTRIBUTE_VERSION;
+inline constexpr const char* kNumber = NORVANEPI_ATTRIBUTE_NUMBER;
+inline constexpr const char* kGuid = NORVANEPI_ATTRIBUTE_GUID;
+inline constexpr const char* kCommand = NORVANEPI_ATTRIBUTE_COMMAND;
+inline constexpr const char* kStart = NORVANEPI_ATTRIBUTE_START;
+inline constexpr const char* kStop = NORVANEPI_ATTRIBUTE_STOP;
+inline constexpr const char* kTmpFileDir = NORVANEPI_ATTRIBUTE_TMP_FILE_DIR;
+inline constexpr const char* kReserveGb = NORVANEPI_ATTRIBUTE_RESERVE_GB;
+inline constexpr const char* kStatus = NORVANEPI_ATTRIBUTE_STATUS;
+inline constexpr const char* kTime = NORVANEPI_ATTRIBUTE_TIME;
+inline constexpr const char* kLevel = NORVANEPI_ATTRIBUTE_LEVEL;
+inline constexpr const char* kIpAddress = NORVANEPI_ATTRIBUTE_IP_ADDRESS;
+inline constexpr const char* kNorVaneSupported = NORVANEPI_ATTRIBUTE_NOR_VANE_SUPPORTED;
+inline constexpr const char* kConnected = NORVANEPI_ATTRIBUTE_CONNECTED;
+inline constexpr const char* kRetrievalStatus = NORVANEPI_ATTRIBUTE_RETRIEVAL_STATUS;
+inline constexpr const char* kErrorCode = NORVANEPI_ATTRIBUTE_ERROR_CODE;
+inline constexpr const char* kFailedClipStartTime = NORVANEPI_ATTRIBUTE_FAILED_CLIP_START_TIME;
+inline constexpr const char* kRecordings = NORVANEPI_ATTRIBUTE_RECORDINGS;
+inline constexpr const char* kTotalSize = NORVANEPI_ATTRIBUTE_TOTAL_SIZE;
+inline constexpr const char* kOldestStart = NORVANEPI_ATTRIBUTE_OLDEST_START;
+inline constexpr const char* kNewestEnd = NORVANEPI_ATTRIBUTE_NEWEST_END;
+inline constexpr const char* kFileName = NORVANEPI_ATTRIBUTE_FILE_NAME;
+inline constexpr const char* kInputNumber = NORVANEPI_ATTRIBUTE_INPUT_NUMBER;
+inline constexpr const char* kInputName = NORVANEPI_ATTRIBUTE_INPUT_NAME;
+inline constexpr const char* kType = NORVANEPI_ATTRIBUTE_TYPE;
+inline constexpr const char* kTmpDir = NORVANEPI_ATTRIBUTE_TMP_DIR;
+inline constexpr const char* kOutDir = NORVANEPI_ATTRIBUTE_OUT_DIR;
 
 // Values.
-inline constexpr const char* kModuleName = "norvanepi";
-inline constexpr std::int32_t kModuleId = 0x00510000;
-inline constexpr std::int32_t kStorageId = 0x00050000;
-inline constexpr const char* kAskStorageInfo = "1";  // Storage Command
-inline constexpr const char* kAskRecordings = "2";
-inline constexpr std::int32_t kReleaseReservation = 3;  // Reservation Command
-inline constexpr std::int32_t kReserve = 4;
-inline constexpr std::int32_t kRetrievalDone = 3;  // RetrievalStatus
-inline constexpr std::int32_t kRetrievalFailed = 4;
+inline constexpr const char* kModuleName = NORVANEPI_MODULE_NAME;
+inline constexpr std::int32_t kModuleId = NORVANEPI_MODULE_ID;
+inline constexpr std::int32_t kStorageId = NORVANEPI_STORAGE_ID;
+inline constexpr const char* kAskStorageInfo = NORVANEPI_ASK_STORAGE_INFO;  // Storage Command
+inline constexpr const char* kAskRecordings = NORVANEPI_ASK_RECORDINGS;
+inline constexpr std::int32_t kReleaseReservation = NORVANEPI_RELEASE_RESERVATION;  // Reservation Command
+inline constexpr std::int32_t kReserve = NORVANEPI_RESERVE;
+inline constexpr std::int32_t kRetrievalDone = NORVANEPI_RETRIEVAL_DONE;  // RetrievalStatus
+inline constexpr std::int32_t kRetrievalFailed = NORVANEPI_RETRIEVAL_FAILED;
 inline constexpr std::int32_t kInformation = kLogInformation;  // level
 inline constexpr std::int32_t kError = kLogError;
+static_assert(kInformation == NORVANEPI_LEVEL_INFORMATION && kError == NORVANEPI_LEVEL_ERROR);
 
 // Message classes of the host's callback.
-inline constexpr std::uint32_t kReservationClass = 4;  // reservations and status reports
-inline constexpr std::uint32_t kLogClass = 64;
-inline constexpr std::uint32_t kDeviceClass = 256;   // registration, features, device storage commands
-inline constexpr std::uint32_t kReleaseClass = 512;  // gives a host buffer back; carries no document
+inline constexpr std::uint32_t kReservationClass =
+    NORVANEPI_CLASS_RESERVATION;  // reservations and status reports
+inline constexpr std::uint32_t kLogClass = NORVANEPI_CLASS_LOG;
+inline constexpr std::uint32_t kDeviceClass =
+    NORVANEPI_CLASS_DEVICE;  // registration, features, device storage commands
+inline constexpr std::uint32_t kReleaseClass =
+    NORVANEPI_CLASS_RELEASE;  // gives a host buffer back; carries no document
 
 }  // namespace names
