@@ -45,6 +45,7 @@ std::optional<std::string_view> behind_tag(std::string_view text) noexcept {
 
 /// The same for whatever the text begins with.
 std::optional<std::string_view> behind_first(std::string_view text) noexcept {
+    if (!text.starts_with("<?") && !text.starts_with("<!")) return behind_tag(text);  // nearly always
     for (const auto& [begin, end] : kNoTags) {
         if (text.starts_with(begin)) return behind(text.substr(begin.size()), end);
     }
