@@ -80,7 +80,7 @@ using Kinds = std::vector<Kind>;
 class Site {
   public:
     Site(Host& host, std::uint32_t size, Kinds& kinds) : host_(host), size_(size), kinds_(kinds) {
-        host_.run(texts(1, 3 * std::size_t{size_} + kMessages, announced));
+        host_.run(texts(1, 3 * std::size_t{size_} + 2 * kMessages, announced));
         host_.run(texts(1, size_, found));
         host_.run(texts(1 + size_, size_ + size_ + kMessages, lost));
         host_.run(texts(1 + 2 * size_, size_ + kMessages, found));
@@ -92,6 +92,7 @@ class Site {
     /// Every kind of message once, always in this order.
     void talk() {
         measure("device announced again", texts(1, kMessages, announced), 0);
+        measure("channel found, no gap", texts(1 + 3 * size_ + kMessages, kMessages, found), 0);
         measure("channel lost", texts(1, kMessages, lost), 0);
         const auto added = measure("channel found, gap closed", texts(1, kMessages, found), kMessages);
         measure("channel lost during its operation", texts(1, kMessages, lost), kMessages);
@@ -113,6 +114,10 @@ class Site {
                 4 * kMessages);
         measure("retrieval done", of_operation(recorder::done_document), 4 * kMessages);
         measure("done, unknown operation", of_operation(recorder::done_document), kMessages);
+        measure("clip, unknown operation", of_operation([](const Device& d, const std::string& guid) {
+                    return recorder::clip_document(d, guid, {.file = "tmp/clip.mp4", .input_name = "gate"});
+                }),
+                0);
         measure("device removed",
                 texts(1 + size_, kMessages,
                       [](std::uint32_t n) { return recorder::device_document(device(n), ""); }),
