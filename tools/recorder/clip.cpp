@@ -114,99 +114,13 @@ std::uint32_t frames_of(Bytes movie, const std::filesystem::path& file) {
     return frames;
 }
 
-/// Bytes of a small clip: integers big-endian, boxes around what follows them.
-class ClipBytes {
-  public:
-    template <typename T>
-    ClipBytes& add(T value) {
-        std::array<platform::Byte, sizeof(T)> bytes{};
-        platform::store<std::endian::big, T>(bytes, value);
-        text_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-        return *this;
-    }
-    ClipBytes& add_text(std::string_view text) {
-        text_ += text;
-        return *this;
-    }
-    ClipBytes& add_zeros(std::size_t count) {
-        text_.append(count, '\0');
-        return *this;
-    }
-    [[nodiscard]] const std::string& text() const { return text_; }
-
-  private:
-    std::string text_;
-};
-
-std::string box(std::string_view type, const std::string& payload) {
-    return ClipBytes()
-        .add(static_cast<std::uint32_t>(kHeaderSize + payload.size()))
-        .add_text(type)
-        .add_text(payload)
-        .text();
-}
-
 constexpr std::uint32_t kFramesPerSecond = 25;
 
-/// One NAL unit behind its length, as ISO/IEC 14496-15 stores a sample.
-std::string sample(std::uint32_t number) {
+/// A sample of one unit with some bytes in it that tell it from its neighbours.
+PlannedSample sample(std::uint32_t number) {
     const bool key = number % kFramesPerSecond == 0;
     const std::uint32_t length = (key ? 400 : 60) + number % 37;
-    return ClipBytes()
-        .add(length)
-        .add<std::uint8_t>(key ? 0x65 : 0x41)
-        .add_text(std::string(length - 1, static_cast<char>('a' + number % 26)))
-        .text();
-}
-
-/// ISO/IEC 14496-12, 12.1.3, with the AVC configuration of ISO/IEC 14496-15, 5.3.3.1.
-std::string sample_description() {
-    const std::string configuration = ClipBytes()
-                                          .add_text({"\x01\x42\x00\x1E\xFF\xE1", 6})
-                                          .add<std::uint16_t>(4)
-                                          .add_text({"\x67\x42\x00\x1E", 4})
-                                          .add_text({"\x01", 1})
-                                          .add<std::uint16_t>(2)
-                                          .add_text({"\x68\xCE", 2})
-                                          .text();
-    const std::string entry = ClipBytes()
-                                  .add_zeros(6)
-                                  .add<std::uint16_t>(1)
-                                  .add_zeros(16)
-                                  .add<std::uint16_t>(640)
-                                  .add<std::uint16_t>(360)
-                                  .add<std::uint32_t>(0x00480000)
-                                  .add<std::uint32_t>(0x00480000)
-                                  .add_zeros(4)
-                                  .add<std::uint16_t>(1)
-                                  .add_zeros(32)
-                                  .add<std::uint16_t>(24)
-                                  .add<std::uint16_t>(0xFFFF)
-                                  .add_text(box("avcC", configuration))
-                                  .text();
-    return box("stsd", ClipBytes().add_zeros(4).add<std::uint32_t>(1).add_text(box("avc1", entry)).text());
-}
-
-/// A table box: version and flags, the words.
-std::string table(std::string_view type, const std::vector<std::uint32_t>& words) {
-    ClipBytes payload;
-    payload.add_zeros(4);
-    for (const std::uint32_t word : words) payload.add(word);
-    return box(type, payload.text());
-}
-
-std::string movie_box(std::uint32_t frames, std::uint32_t samples_at) {
-    std::vector<std::uint32_t> sizes = {0, frames};
-    std::vector<std::uint32_t> keys = {(frames - 1) / kFramesPerSecond + 1};
-    for (std::uint32_t i = 0; i < frames; ++i) {
-        sizes.push_back(static_cast<std::uint32_t>(sample(i).size()));
-        if (i % kFramesPerSecond == 0) keys.push_back(i + 1);
-    }
-    const std::string tables = sample_description() + table("stts", {1, frames, 1}) + table("stss", keys) +
-                               table("stsc", {1, 1, frames, 1}) + table("stsz", sizes) +
-                               table("stco", {1, samples_at});
-    const std::string header = table("mvhd", {0, 0, kFramesPerSecond, frames});
-    return box("moov", header + box("trak", box("mdia", box("minf", box("stbl", tables)))));
+    return {{(key ? '\x65' : '\x41') + std::string(length - 1, static_cast<char>('a' + number % 26))}, key};
 }
 
 }  // namespace
@@ -224,12 +138,14 @@ Clip look_at_clip(const std::filesystem::path& file) {
 
 Clip make_small_clip(const std::filesystem::path& file, Seconds seconds) {
     const auto frames = static_cast<std::uint32_t>(seconds) * kFramesPerSecond;
-    std::string samples;
-    for (std::uint32_t i = 0; i < frames; ++i) samples += sample(i);
-    const std::string type = box("ftyp", std::string("isom\0\0\2\0isomavc1", 16));
-    const auto samples_at = static_cast<std::uint32_t>(type.size() + kHeaderSize);
+    ClipPlan plan{.timescale = kFramesPerSecond, .duration = frames};
+    for (std::uint32_t i = 0; i < frames; ++i) plan.samples.push_back(sample(i));
+    return make_clip(file, plan);
+}
+
+Clip make_clip(const std::filesystem::path& file, const ClipPlan& plan) {
     std::ofstream out(file, std::ios::binary);
-    out << type << box("mdat", samples) << movie_box(frames, samples_at);
+    out << clip_text(plan);
     if (!out.flush()) throw cli::CannotRun(fmt::format("cannot write {}", file.string()));
     return look_at_clip(file);
 }

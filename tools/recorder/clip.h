@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 
+#include "tools/recorder/clip_writer.h"
 #include "tools/recorder/host_documents.h"
 
 namespace recorder {
@@ -22,5 +23,8 @@ struct Clip {
 /// Writes a clip of a few kilobytes: H.264 samples of the right form, at 25 frames a second, without a
 /// picture in them. For conversations that are about the messages.
 [[nodiscard]] Clip make_small_clip(const std::filesystem::path& file, Seconds seconds);
+
+/// Writes the planned clip.
+[[nodiscard]] Clip make_clip(const std::filesystem::path& file, const ClipPlan& plan);
 
 }  // namespace recorder

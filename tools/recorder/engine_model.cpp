@@ -45,6 +45,11 @@ std::string name_of(const Device& device) {
     return fmt::format("{} {}", device.identifier, device.number);
 }
 
+/// Identifiers go out as signed numbers.
+std::int32_t as_signed(std::uint32_t identifier) {
+    return static_cast<std::int32_t>(identifier);
+}
+
 /// Twice the size and a half, in gigabytes; the plug-in calculates in 32 bits.
 std::uint32_t gigabytes_for(std::int32_t megabytes) {
     const std::uint32_t sum = 2U * static_cast<std::uint32_t>(megabytes) + 512U;
@@ -74,8 +79,8 @@ void EngineModel::expect_storage_command(const Operation& operation, const char*
         names::kDeviceClass,
         fmt::format(R"(<Pavo Delta="1"><Devices ID="{}"><Device Number="{}"><Storage GUID="{}" Command="{}" )"
                     R"(Start="{}" Stop="{}"{}/></Device></Devices></Pavo>)",
-                    operation.device.identifier, operation.device.number, guid_of_operation(operation.number),
-                    command, operation.start, operation.end, further));
+                    as_signed(operation.device.identifier), operation.device.number,
+                    guid_of_operation(operation.number), command, operation.start, operation.end, further));
 }
 
 void EngineModel::expect_release(const Operation& operation) {
@@ -99,12 +104,11 @@ bool EngineModel::connected(const Device& device) const {
     return std::find(connected_.begin(), connected_.end(), device) != connected_.end();
 }
 
-void EngineModel::on_open() {
+void EngineModel::on_open(const std::string& load_error) {
     expect_log(names::kInformation, "NorVane - reading saved state and loading.");
-    if (!saved_.state_file_exists) {
-        expect_log(
-            names::kError,
-            "NorVane - Error 'error opening or parsing norvanepi.xml' reading Nor Vane persisted state.");
+    if (!load_error.empty()) {
+        expect_log(names::kError,
+                   fmt::format("NorVane - Error '{}' reading Nor Vane persisted state.", load_error));
     }
     expect(
         names::kDeviceClass,
@@ -229,6 +233,12 @@ void EngineModel::on_refused_clip(std::size_t number, const std::string& clip) {
     expect_log(names::kError, fmt::format("Unsupported file format - {}.\n", clip));
 }
 
+void EngineModel::on_removed(const Device& device) {
+    std::erase(supported_, device);
+    const auto entry = std::find(connected_.begin(), connected_.end(), device);
+    if (entry != connected_.end()) connected_.erase(entry);
+}
+
 void EngineModel::on_done(std::size_t number) {
     const auto operation = find(number);
     if (operation == saved_.operations.end()) {
@@ -297,9 +307,9 @@ std::string EngineModel::state_file() const {
         const bool closes =
             i + 1 == saved_.losses.size() || saved_.losses[i + 1].device.identifier != loss.device.identifier;
         const std::string time = loss.time ? fmt::format("{}", *loss.time) : std::string(kPresentInstant);
-        if (opens) text += fmt::format("    <Devices ID=\"{}\">\n", loss.device.identifier);
-        text +=
-            fmt::format("        <Device Number=\"{}\" DisconnectTime=\"{}\"/>\n", loss.device.number, time);
+        if (opens) text += fmt::format("    <Devices ID=\"{}\">\n", as_signed(loss.device.identifier));
+        text += fmt::format("        <Device Number=\"{}\" DisconnectTime=\"{}\"/>\n",
+                            as_signed(loss.device.number), time);
         if (closes) text += "    </Devices>\n";
     }
     if (!saved_.operations.empty()) text += "    <Operations>\n";

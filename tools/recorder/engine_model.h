@@ -61,7 +61,8 @@ class EngineModel {
     /// Predictions are appended to `expected`.
     explicit EngineModel(std::deque<Expected>& expected) : expected_(expected) {}
 
-    void on_open();
+    /// The reason for which the plug-in could not read its state file; empty for none.
+    void on_open(const std::string& load_error);
     void on_device(const Device& device);
     void on_channel(const Device& device, bool connected, Seconds time);
     void on_storage_info(std::size_t operation, std::int32_t megabytes);
@@ -71,8 +72,14 @@ class EngineModel {
     /// The clip is converted into the recording, or refused because it is no MP4 file.
     void on_clip(std::size_t operation, const std::string& clip, const std::string& recording);
     void on_refused_clip(std::size_t operation, const std::string& clip);
+    /// The camera is gone, and was connected.
+    void on_removed(const Device& device);
     /// Afterwards only what is saved is left.
     void on_close();
+
+    /// One message more, for what the events above do not tell.
+    void expect(std::uint32_t message_class, const std::string& content);
+    void expect_log(int level, const std::string& text);
 
     /// The state file after on_close(); its present instants belong, in order, to the losses without a time.
     [[nodiscard]] std::string state_file() const;
@@ -88,8 +95,6 @@ class EngineModel {
   private:
     using Iterator = std::vector<Operation>::iterator;
 
-    void expect(std::uint32_t message_class, const std::string& content);
-    void expect_log(int level, const std::string& text);
     void expect_status(int status);
     void expect_storage_command(const Operation& operation, const char* command, const std::string& further);
     void expect_release(const Operation& operation);

@@ -62,6 +62,7 @@ MessageSummary of_status(const XMLElement* status) {
 }  // namespace
 
 std::string utc_text(std::int64_t seconds) {
+    if (seconds < 0) return fmt::format("{}", seconds);
     return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(static_cast<std::time_t>(seconds)));
 }
 

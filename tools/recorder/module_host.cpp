@@ -249,7 +249,7 @@ std::int32_t ModuleHost::take_call(const void* request, void* reply) {
     return host == nullptr ? 1 : host->on_call(request, reply);
 }
 
-std::int32_t ModuleHost::on_call(const void* request_record, const void* reply_record) {
+std::int32_t ModuleHost::on_call(const void* request_record, void* reply_record) {
     const auto request = copy_of<HostRequest>(request_record);
     const auto reply = copy_of<HostReply>(reply_record);
     FromModule message;
@@ -267,8 +267,14 @@ std::int32_t ModuleHost::on_call(const void* request_record, const void* reply_r
     if (thread != loop_thread_.load() && thread != calling_thread_.load()) {
         message.fault = "the plug-in called on a thread of its own";
     }
+    const Answer answer = message.given_back != 0 ? answer_.load() : Answer{};
     mailbox_.put(std::move(message));
-    return 0;
+    if (answer.result != 0) {
+        HostReply::Result::put(
+            HostReply::MutableView(static_cast<platform::Byte*>(reply_record), HostReply::size),
+            answer.result);
+    }
+    return answer.returned;
 }
 
 std::string ModuleHost::fault_of_return(const LentTexts::Return& text) const {

@@ -41,13 +41,22 @@ class ModuleHost {
 
     void send(const LentTexts::Loan& loan, Entrance entrance);
 
+    /// What the callback answers from now on to a text given back.
+    struct Answer {
+        std::int32_t returned = 0;
+        std::uint32_t result = 0;
+    };
+    void answer_releases_with(Answer answer) { answer_ = answer; }
+
+    [[nodiscard]] const ModuleLibrary& library() const { return library_; }
+
     [[nodiscard]] std::optional<FromModule> take(std::chrono::milliseconds timeout) {
         return mailbox_.take(timeout);
     }
 
   private:
     static std::int32_t take_call(const void* request, void* reply);
-    std::int32_t on_call(const void* request, const void* reply);
+    std::int32_t on_call(const void* request, void* reply);
     [[nodiscard]] std::string fault_of_return(const LentTexts::Return& text) const;
 
     void load();
@@ -67,6 +76,7 @@ class ModuleHost {
     Mailbox mailbox_;
     std::atomic<std::thread::id> calling_thread_;  // the one inside Load, Open, Close or Unload
     std::atomic<std::thread::id> loop_thread_;
+    std::atomic<Answer> answer_{};
     std::thread main_loop_;
     std::string main_loop_fault_;  // read after joining
     bool loaded_ = false;

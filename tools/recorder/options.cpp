@@ -5,6 +5,7 @@
 
 #include "tools/cli/command_line.h"
 #include "tools/cli/exit_status.h"
+#include "tools/cli/jobs.h"
 #include "tools/recorder/module_library.h"
 #include "tools/recorder/names.h"
 
@@ -20,6 +21,8 @@ struct Typed {
     std::string module;
     std::string transcript;
 };
+
+constexpr std::uint32_t kPatienceOfCase = 20;
 
 constexpr const char* kDescription =
     "Plays the recording server to the plug-in norvanepi: cameras are lost and found again, and the plug-in "
@@ -74,6 +77,26 @@ void add_scenario(CLI::App& app, Typed& typed, Options& options, Scenario scenar
     command.add_flag("--quiet", options.quiet, "show the end only");
 }
 
+void add_validate(CLI::App& app, Typed& typed, Options& options, Scenario scenario, const std::string& name,
+                  const std::string& description) {
+    CLI::App& command =
+        cli::add_command(app, name, description, fmt::format("{} {} build/norvanepi.so", kProgram, name));
+    command.add_option("module", typed.module, "the build of the plug-in to try")->type_name("MODULE");
+    command.add_option("--filter", options.filters, "cases with this in their name; may be given again")
+        ->type_name("WORD");
+    command.add_option("--out", typed.directory, "keep what each case said and made there")->type_name("DIR");
+    command.add_flag("--list", options.list, "show the cases and what they check");
+    command.add_flag("--json", options.json, "verdicts as JSON on standard output");
+    command.add_option("--jobs", options.jobs, "cases at a time")
+        ->default_val(cli::default_jobs())
+        ->check(CLI::Range(1U, 64U));
+    command.add_option("--patience", options.patience, "seconds that a case, or a call in it, may take")
+        ->default_val(kPatienceOfCase)
+        ->check(CLI::Range(1U, 86400U));
+    command.callback([&options, scenario] { options.scenario = scenario; });
+    if (scenario == Scenario::kOneCase) command.group("");  // not shown
+}
+
 std::optional<fs::path> absolute_or_nothing(const std::string& path) {
     if (path.empty()) return std::nullopt;
     return fs::absolute(path);
@@ -97,6 +120,9 @@ std::optional<Options> read_command_line(int argc, const char* const* argv) {
     add_scenario(app, typed, options, Scenario::kMany, "many",
                  "Many cameras with random losses, returns, failures and restarts");
     add_scenario(app, typed, options, Scenario::kRestartSecondHalf, kSecondHalf, "");
+    add_validate(app, typed, options, Scenario::kValidate, "validate",
+                 "A conformance suite for any build of the plug-in, each case in a process of its own");
+    add_validate(app, typed, options, Scenario::kOneCase, kOneCase, "");
     if (!cli::parse(app, argc, argv)) return std::nullopt;
     for (const std::string& clip : typed.clips) {
         if (clip.empty()) throw cli::CannotRun("--clips takes the names of files");

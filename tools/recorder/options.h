@@ -9,7 +9,7 @@
 
 namespace recorder {
 
-enum class Scenario { kGap, kRetry, kRestart, kRestartSecondHalf, kMany };
+enum class Scenario { kGap, kRetry, kRestart, kRestartSecondHalf, kMany, kValidate, kOneCase };
 
 /// What the command line asks for. All paths are absolute: the working directory changes later.
 struct Options {
@@ -27,14 +27,19 @@ struct Options {
     std::uint64_t operations = 0;  // that a long story goes on for; 0 sets no bound
     std::uint32_t minutes = 0;     // likewise
     bool quiet = false;
+    std::vector<std::string> filters;  // words in the names of the cases that are wanted
+    bool list = false;
+    unsigned jobs = 1;
 };
 
 /// Nothing when the line was answered already (help, version): the program ends with `exit_status` then.
 /// Throws cli::CannotRun for wrong usage.
 [[nodiscard]] std::optional<Options> read_command_line(int argc, const char* const* argv);
 
-/// The name of the subcommand that a process calls itself again with.
+/// The names of the subcommands that a process calls itself again with.
 inline constexpr const char* kSecondHalf = "restart-second-half";
+
+inline constexpr const char* kOneCase = "validate-one-case";
 
 /// The arguments with which another process goes on where this one stops.
 [[nodiscard]] std::vector<std::string> arguments_of_second_half(const Options& options,

@@ -17,6 +17,7 @@
 #include "tools/recorder/names.h"
 #include "tools/recorder/plug_in_fault.h"
 #include "tools/recorder/scenarios.h"
+#include "tools/recorder/validate/suite.h"
 
 namespace recorder {
 namespace {
@@ -92,6 +93,9 @@ std::uint32_t play(const Options& options, const std::vector<Clip>& clips, const
             play_after_restart(stage, handover_of(text_of_file(handover_file(directory)).value_or("")));
             fs::remove(handover_file(directory));
             return 1;
+        case Scenario::kValidate:
+        case Scenario::kOneCase:
+            break;  // no stories
     }
     return 0;
 }
@@ -133,6 +137,8 @@ int run_second_half(const Options& options, const WorkingDirectory& directory) {
 }  // namespace
 
 int run(const Options& options) {
+    if (options.scenario == Scenario::kValidate) return validate::run_suite(options);
+    if (options.scenario == Scenario::kOneCase) return validate::run_case(options);
     // What can be wrong with the command line is found before anything is written.
     std::vector<Clip> clips = given_clips(options);
     (void)ModuleLibrary(options.module);

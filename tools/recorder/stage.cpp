@@ -35,14 +35,27 @@ std::string name_of(const Camera& camera) {
 Stage::Stage(Settings settings, WorkingDirectory& directory, Conversation& conversation)
     : settings_(std::move(settings)), directory_(directory), conversation_(conversation), bindings_(now()) {}
 
-void Stage::open() {
-    model_.on_open();
+void Stage::load(const std::string& load_error) {
+    model_.on_open(load_error);
     host_ =
         std::make_unique<ModuleHost>(settings_.module, settings_.patience, conversation_.counts().to_module);
     settle();
+}
+
+void Stage::open_in_vain(const std::string& load_error) {
+    const auto before = text_of_file(directory_.state_file());
+    load(load_error);
+    if (text_of_file(directory_.state_file()) != before) {
+        throw PlugInFault("the plug-in wrote over a state file that it could not read");
+    }
+}
+
+void Stage::open() {
+    if (!model_.saved().state_file_exists) return open_in_vain("error opening or parsing norvanepi.xml");
+    load("");
     // What was saved has been read: an empty file stands there until the next orderly end.
     const auto state = text_of_file(directory_.state_file());
-    if (state && *state != "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Pavo/>\n") {
+    if (!state || *state != "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Pavo/>\n") {
         throw PlugInFault("the state file was not emptied after it was read");
     }
 }
@@ -129,8 +142,12 @@ std::string Stage::guid(const Request& request) {
     std::erase_if(requests(), [&](const Request& other) {
         return other.kind == request.kind && other.operation == request.operation;
     });
+    return guid(request.operation);
+}
+
+std::string Stage::guid(std::size_t operation) {
     settle();
-    return bindings_.guid(request.operation);
+    return bindings_.guid(operation);
 }
 
 void Stage::offer(const Camera& camera, const Request& request, const std::vector<StoredClip>& clips) {
@@ -204,6 +221,16 @@ void Stage::deliver_no_mp4(const Camera& camera, const Request& request, Seconds
     model_.on_refused_clip(request.operation, file.string());
     notify_clip(camera, request, {file.string(), start, start + 1, camera.name, 1});
     remove_clip(file, refused);
+}
+
+void Stage::deliver_odd(const Camera& camera, const Request& request, const StoredClip& stored,
+                        const Prediction& predict) {
+    settle();
+    const fs::path file = place_clip(camera, request, stored.clip.file.filename().string());
+    if (fs::exists(stored.clip.file)) fs::copy(stored.clip.file, file);
+    predict(file.string(), directory_.recording_path(camera.device, stored.start));
+    notify_clip(camera, request, {file.string(), stored.start, stored.stop(), camera.name, 1});
+    remove_clip(file, fs::is_regular_file(stored.clip.file));
 }
 
 void Stage::remove_clip(const fs::path& file, bool converted) const {

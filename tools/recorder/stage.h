@@ -3,6 +3,7 @@
 #include <chrono>
 #include <deque>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -44,6 +45,8 @@ class Stage {
 
     /// Loads and opens the plug-in; closes and unloads it and checks the state file that it leaves.
     void open();
+    /// The same with a state file that cannot be read, for the reason given.
+    void open_in_vain(const std::string& load_error);
     void close();
 
     /// Events. They do not wait: what comes back is checked by the next call of settle().
@@ -64,6 +67,11 @@ class Stage {
     void offer(const Camera& camera, const Request& request, const std::vector<StoredClip>& clips);
     void grant(const Camera& camera, const Request& request);
     void deliver(const Camera& camera, const Request& request, const StoredClip& stored, std::int32_t type);
+    /// A file that is no sound clip. What is said of it is predicted by the caller, who is given its path and
+    /// the recording's.
+    using Prediction = std::function<void(const std::string& clip, const std::string& recording)>;
+    void deliver_odd(const Camera& camera, const Request& request, const StoredClip& stored,
+                     const Prediction& predict);
     void deliver_no_mp4(const Camera& camera, const Request& request, Seconds start);
     void finish(const Camera& camera, const Request& request);
     void fail(const Camera& camera, const Request& request, std::int32_t error, Seconds failed_clip_start);
@@ -89,6 +97,11 @@ class Stage {
     void forget_what_ended();
 
     [[nodiscard]] const EngineModel& model() const { return model_; }
+    /// For events that have no function here: they are told to the model and sent as texts.
+    [[nodiscard]] EngineModel& prediction() { return model_; }
+    /// As soon as a message told it.
+    [[nodiscard]] std::string guid(std::size_t operation);
+    [[nodiscard]] ModuleHost& host() { return *host_; }
     [[nodiscard]] const std::vector<ExpectedRecording>& recordings() const { return recordings_; }
     [[nodiscard]] const MessageCounts& counts() const { return conversation_.counts(); }
     [[nodiscard]] StageMemory memory() const;
@@ -103,6 +116,7 @@ class Stage {
         std::uint64_t seen_bytes = 0;
     };
 
+    void load(const std::string& load_error);
     void tell(const std::string& kind, const std::string& summary, const std::string& text);
     [[nodiscard]] std::string guid(const Request& request);
     [[nodiscard]] std::filesystem::path temporary_directory(const Camera& camera,
