@@ -69,7 +69,7 @@ class PsProgramTest : public testing::Test {
 };
 
 TEST_F(PsProgramTest, TheExampleOfEachHelpRuns) {
-    for (const std::string command : {"convert", "info", "frames", "verify", "repair", "probe"}) {
+    for (const std::string command : {"convert", "info", "frames", "verify", "repair", "probe", "report"}) {
         const std::string help = ps(command + " --help").out;
         std::smatch example;
         ASSERT_TRUE(std::regex_search(help, example, std::regex("Example: norvanepi-ps (.*)"))) << help;
@@ -92,6 +92,27 @@ TEST_F(PsProgramTest, WrongUsageAndMissingFilesGiveOneLineAndStatus2) {
     }
     const std::string full = NORVANEPI_PS " probe " + (directory_ / "front.mp4") + " >/dev/full 2>&1";
     EXPECT_EQ(WEXITSTATUS(std::system(full.c_str())), 2);
+}
+
+TEST_F(PsProgramTest, ReportIsTheSameOverFilesAndOverWhatVerifyWrote) {
+    convert();
+    ASSERT_EQ(ps("report recordings -o direct.html").status, 0);
+    ASSERT_EQ(ps("verify --json recordings").status, 0);
+    boost::filesystem::rename(directory_ / "out", directory_ / "verified.json");
+    ASSERT_EQ(ps("report --from verified.json -o -").status, 0);
+    EXPECT_EQ(read_file(directory_ / "out"), read_file(directory_ / "direct.html"));
+    EXPECT_EQ(ps("report recordings --from verified.json verified.json -o three.html").err,
+              "3 recordings, 0 with faults\n");
+
+    write_file(directory_ / kPath, data().substr(0, 2'000));
+    EXPECT_EQ(ps("report recordings -o faulty.html").status, 1);
+    for (const std::string wrong :
+         {"-o x", "--from recordings -o x", "--from front.mp4 -o x", "--from missing -o x",
+          "recordings -o none/x", "recordings -o x --transcript front.mp4"}) {
+        const Outcome run = ps("report " + wrong);
+        EXPECT_EQ(run.status, 2) << wrong;
+        EXPECT_THAT(run.err, HasSubstr("norvanepi-ps: error: ")) << wrong;
+    }
 }
 
 TEST_F(PsProgramTest, VerifyTellsFaultsFromSoundnessAndWhatRepairMends) {

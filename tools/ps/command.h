@@ -21,5 +21,6 @@ Command add_repair(CLI::App& program);
 Command add_probe(CLI::App& program);
 Command add_convert(CLI::App& program);
 Command add_export(CLI::App& program);
+Command add_report(CLI::App& program);
 
 }  // namespace ps_tool

@@ -16,7 +16,7 @@ constexpr const char* kDescription =
 
 /// In the order in which help shows them.
 constexpr std::array kCommands = {
-    add_info, add_frames, add_verify, add_repair, add_probe, add_convert, add_export,
+    add_info, add_frames, add_verify, add_repair, add_probe, add_convert, add_export, add_report,
 };
 
 }  // namespace

@@ -74,4 +74,11 @@ Json json_of(const reader::Report& report) {
             {"faults", faults_of(report)}};
 }
 
+Json json_of(const reader::Report& report, const reader::Curve& curve) {
+    Json json = json_of(report);
+    json["curve"] = {
+        {"step_ms", curve.step()}, {"bytes", curve.bytes()}, {"key_distance", curve.key_distances()}};
+    return json;
+}
+
 }  // namespace ps_tool

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "tools/cli/command_line.h"
+#include "tools/cli/counted.h"
 #include "tools/cli/exit_status.h"
 #include "tools/cli/terminal.h"
 #include "tools/ps/command.h"
@@ -21,16 +22,17 @@ struct VerifyOptions : CommonOptions {
     bool deep = false;
 };
 
-std::string count_of(std::uint64_t count, std::string_view thing) {
-    return fmt::format("{} {}{}", count, thing, count == 1 ? "" : "s");
-}
+struct Checked {
+    reader::Report report;
+    reader::Curve curve;
+};
 
 std::string verdict(const reader::Report& report) {
     if (report.verified()) {
-        return fmt::format("verified, {} in {}", count_of(report.frames, "frame"),
-                           count_of(report.spans(), "span"));
+        return fmt::format("verified, {} in {}", cli::counted(report.frames, "frame"),
+                           cli::counted(report.spans(), "span"));
     }
-    return fmt::format("{}, {}", count_of(report.faults.count(), "fault"),
+    return fmt::format("{}, {}", cli::counted(report.faults.count(), "fault"),
                        report.mendable() ? "repair mends it" : "repair does not mend it");
 }
 
@@ -52,15 +54,22 @@ int run_verify(const VerifyOptions& options) {
     if (options.json) json.emplace(stdout, "recordings");
     std::uint64_t recordings = 0;
     std::uint64_t faulty = 0;
-    each_recording<reader::Report>(
-        options, [depth](reader::Recording& recording) { return reader::verify(recording, depth); },
-        [&](const std::string&, const reader::Report& report) {
+    each_recording<Checked>(
+        options,
+        [depth](reader::Recording& recording) {
+            Checked checked;
+            checked.report = reader::verify(
+                recording, depth, [&](const reader::Packet& packet) { checked.curve.take(packet); });
+            return checked;
+        },
+        [&](const std::string&, const Checked& checked) {
             ++recordings;
-            if (!report.verified()) ++faulty;
-            json ? json->add(json_of(report)) : print_text(report, paint);
+            if (!checked.report.verified()) ++faulty;
+            json ? json->add(json_of(checked.report, checked.curve)) : print_text(checked.report, paint);
         });
     if (json) json->finish({{"recording_count", recordings}, {"faulty_count", faulty}});
-    if (recordings > 1) fmt::print(stderr, "{}, {} with faults\n", count_of(recordings, "recording"), faulty);
+    if (recordings > 1)
+        fmt::print(stderr, "{}, {} with faults\n", cli::counted(recordings, "recording"), faulty);
     return faulty == 0 ? cli::kSuccess : cli::kFailure;
 }
 

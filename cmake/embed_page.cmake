@@ -1,0 +1,24 @@
+# cmake -DPAGE=folder -DOUTPUT=file -P embed_page.cmake: the page's body, style and scripts as C++ constants. The scripts
+# share one scope, in the order of SCRIPTS.
+set(SCRIPTS format.js data.js view.js timeline.js curves.js tables.js main.js)
+
+file(READ "${PAGE}/page.html" body)
+file(READ "${PAGE}/page.css" style)
+set(script "\"use strict\";\n")
+foreach(file ${SCRIPTS})
+  file(READ "${PAGE}/${file}" text)
+  string(APPEND script "${text}")
+endforeach()
+string(SHA256 style_hash "${style}")
+string(SHA256 script_hash "${script}")
+
+set(text "#include \"tools/ps/report/page_assets.h\"\n\nnamespace ps_tool {\n\n")
+foreach(name body style style_hash script script_hash)
+  string(SUBSTRING "${name}" 0 1 first)
+  string(TOUPPER "${first}" first)
+  string(SUBSTRING "${name}" 1 -1 rest)
+  string(REPLACE "_hash" "Hash" rest "${rest}")
+  string(APPEND text "const std::string_view k${first}${rest} = R\"page(${${name}})page\";\n")
+endforeach()
+string(APPEND text "\n}  // namespace ps_tool\n")
+file(WRITE "${OUTPUT}" "${text}")

@@ -1,0 +1,175 @@
+// norvanepi-ps report: what it counts, and that nothing a camera calls itself gets out of its place.
+
+#include <gtest/gtest.h>
+
+#include <fmt/format.h>
+
+#include <sstream>
+
+#include "tools/ps/report/page.h"
+#include "tools/ps/report/page_data.h"
+#include "tools/reader/moment.h"
+
+namespace {
+
+using cli::Json;
+using ps_tool::Interval;
+using ps_tool::Intervals;
+
+constexpr const char* kGuid = "3f2b8c1e-5d4a-4e0b-9a7c-21d0c6e4f8a5";
+
+/// A recording as verify describes it, of one span in seconds since 1970.
+Json recording(const std::string& id, const std::string& name, std::int64_t first, std::int64_t last,
+               int faults = 0) {
+    const auto time = [](std::int64_t seconds) {
+        return reader::rfc3339(*reader::moment_of(seconds * 1000));
+    };
+    return {{"path", "a/" + id + ".ps"},
+            {"clip_id", id},
+            {"first", time(first)},
+            {"last", time(last)},
+            {"frames", 10},
+            {"key_frames", 1},
+            {"bytes", 1'000},
+            {"mendable", false},
+            {"fault_count", faults},
+            {"faults", Json::array()},
+            {"streams", {{{"name", name}}}},
+            {"spans", {{{"slot", 0}, {"kind", 128}, {"first", time(first)}, {"last", time(last)}}}}};
+}
+
+/// A transcript, a message a line, of a camera whose recordings have the id 00A10380.
+class Transcript {
+  public:
+    void device(const std::string& content) {
+        line("to module",
+             "<Pavo><Devices ID='10551296'><Device Number='3'>" + content + "</Device></Devices></Pavo>",
+             ++number_);
+    }
+    void channel(bool connected, int time) {
+        device(fmt::format(
+            "<Codec><Encoder Number='0'><Channel Number='0' Connected='{}' Time='{}'/></Encoder></Codec>",
+            connected ? 1 : 0, time));
+        given_back();
+    }
+    void ask(int start, int stop) {
+        line("from module",
+             fmt::format("<Pavo><Devices ID='10551296'><Device Number='3'><Storage GUID='{}' Command='1' "
+                         "Start='{}' Stop='{}'/></Device></Devices></Pavo>",
+                         kGuid, start, stop),
+             0);
+    }
+    void clip(int start, int stop, const std::string& error = "") {
+        device(
+            fmt::format("<Input><Context><Storage GUID='{}' RetrievalStatus='3' FileName='c' Start='{}' "
+                        "Stop='{}'/></Context></Input>",
+                        kGuid, start, stop));
+        if (!error.empty()) line("from module", "<log_msg level='75'>" + error + "</log_msg>", 0);
+        given_back();
+    }
+    void status(int status) {
+        device(fmt::format("<Storage GUID='{}' RetrievalStatus='{}' ErrorCode='5'/>", kGuid, status));
+        given_back();
+    }
+    std::vector<ps_tool::LostTime> lost() const {
+        std::istringstream in(text_);
+        return ps_tool::read_transcript(in);
+    }
+
+  private:
+    void given_back() { text_ += Json{{"direction", "from module"}, {"number", number_}}.dump() + "\n"; }
+    void line(const char* direction, const std::string& text, int number) {
+        Json one = {{"direction", direction}, {"text", text}};
+        if (number != 0) one["number"] = number;
+        text_ += one.dump() + "\n";
+    }
+
+    int number_ = 0;
+    std::string text_;
+};
+
+std::string text_of(const ps_tool::Account& account) {
+    std::string text = fmt::format("lost {} recovered {} not there {}", account.lost / 1000,
+                                   account.recovered / 1000, account.not_on_camera / 1000);
+    std::int64_t sum = account.recovered + account.not_on_camera;
+    for (const auto& [kind, parts] : {std::pair("refused", &account.refused), {"failed", &account.failed}}) {
+        for (const auto& [why, length] : *parts) {
+            text += fmt::format(" {} '{}' {}", kind, why, length / 1000);
+            sum += length;
+        }
+    }
+    return sum == account.lost ? text : text + " and that is not all";
+}
+
+const std::string kCamera = "00A10380";
+
+}  // namespace
+
+TEST(Coverage, CountsWhatOverlapsOnceAndSplitsDays) {
+    const Intervals joined = ps_tool::joined({{50, 60}, {0, 10}, {5, 20}, {21, 30}, {40, 40}}, 1);
+    EXPECT_EQ(joined, (Intervals{{0, 30}, {50, 60}}));
+    EXPECT_EQ(ps_tool::overlap(joined, {{-5, 5}, {25, 55}}), (Intervals{{0, 5}, {25, 30}, {50, 55}}));
+    EXPECT_EQ(ps_tool::without(joined, {{-5, 5}, {10, 11}, {29, 52}}),
+              (Intervals{{5, 10}, {11, 29}, {52, 60}}));
+    EXPECT_EQ(ps_tool::longest_gaps({{0, 1}, {5, 6}, {8, 9}, {100, 101}}, 2), (Intervals{{9, 100}, {1, 5}}));
+    using ps_tool::kDay;
+    const auto days = ps_tool::covered_by_day({{kDay - 10, kDay + 5}, {3 * kDay, 4 * kDay}});
+    EXPECT_EQ(days, (std::map<std::int64_t, std::int64_t>{{0, 10}, {1, 5}, {2, 0}, {3, kDay}}));
+}
+
+TEST(LostTime, EverySecondIsAccountedForOnce) {
+    Transcript story;
+    story.channel(false, 1'000);
+    story.channel(true, 1'100);
+    story.ask(990, 1'100);
+    story.clip(1'000, 1'020);
+    story.clip(1'020, 1'040, "Unsupported file format - c.\n");
+    story.clip(1'040, 1'050);  // and its recording is gone
+    story.status(3);
+    const std::map<std::string, Intervals> covered = {{kCamera, {{900'000, 1'020'000}}}};
+    EXPECT_EQ(text_of(ps_tool::account_for(story.lost(), covered)[kCamera]),
+              "lost 100 recovered 20 not there 50 refused 'Unsupported file format' 20 failed 'recording is "
+              "missing' 10");
+}
+
+TEST(LostTime, WhatWasNotFetchedHasItsReason) {
+    const auto accounted = [](const Transcript& story) {
+        return text_of(ps_tool::account_for(story.lost(), {})[kCamera]);
+    };
+    Transcript unsupported;
+    unsupported.channel(false, 1'000);
+    unsupported.channel(true, 1'100);
+    EXPECT_EQ(accounted(unsupported), "lost 100 recovered 0 not there 0 failed 'never asked for' 100");
+
+    Transcript restarted;  // nobody told of the loss
+    restarted.ask(1'000, 1'060);
+    EXPECT_EQ(accounted(restarted), "lost 60 recovered 0 not there 0 failed 'not finished' 60");
+    restarted.status(4);
+    EXPECT_EQ(accounted(restarted), "lost 60 recovered 0 not there 0 failed 'error 5' 60");
+    restarted.ask(1'030, 1'060);  // the retry
+    restarted.device(std::string("<Storage GUID='") + kGuid +
+                     "'><Input><Context Number='0' Recordings='0'/></Input></Storage>");
+    EXPECT_EQ(accounted(restarted), "lost 60 recovered 0 not there 60");
+
+    std::istringstream foreign("no transcript\n");
+    EXPECT_THROW(ps_tool::read_transcript(foreign), std::runtime_error);
+}
+
+TEST(ReportPage, NamesStayTextAndFoldedIdsAreTold) {
+    const std::string hostile = "</script><script>alert(1)</script>\xFF";
+    ps_tool::PageData data;
+    data.add(recording(kCamera, hostile, 1'529'683'509, 1'529'683'519));
+    data.add(recording(kCamera, "Front gate", 1'529'683'600, 1'529'683'601, 2));
+    const Json document = data.document();
+    EXPECT_EQ(data.faulty_files(), 1U);
+    EXPECT_EQ(document.at("cameras").size(), 2U);
+    EXPECT_EQ(document.at("cameras")[0].at("sharesIdWith")[0], "Front gate");
+    EXPECT_EQ(document.at("cameras")[0].at("spans"), Json({0, 10'000, 128}));
+
+    const std::string page = ps_tool::report_page(document);
+    EXPECT_EQ(page.find("alert(1)</script>"), std::string::npos);
+    EXPECT_NE(page.find("default-src 'none'; style-src 'sha256-"), std::string::npos);
+    const auto begin = page.find("id=\"document\">") + 14;
+    const Json inside = Json::parse(page.substr(begin, page.find("</script>", begin) - begin));
+    EXPECT_EQ(inside.at("cameras")[0].at("name"), "</script><script>alert(1)</script>\xEF\xBF\xBD");
+}

@@ -1,0 +1,74 @@
+#include "tools/ps/report/coverage.h"
+
+#include <algorithm>
+
+namespace ps_tool {
+
+Intervals joined(Intervals any_order, std::int64_t bridged) {
+    std::ranges::sort(any_order, {}, &Interval::begin);
+    Intervals all;
+    for (const Interval& next : any_order) {
+        if (next.length() <= 0) continue;
+        if (!all.empty() && next.begin - all.back().end <= bridged) {
+            all.back().end = std::max(all.back().end, next.end);
+        } else {
+            all.push_back(next);
+        }
+    }
+    return all;
+}
+
+Intervals overlap(const Intervals& one, const Intervals& other) {
+    Intervals both;
+    for (auto a = one.begin(), b = other.begin(); a != one.end() && b != other.end();) {
+        const Interval common{std::max(a->begin, b->begin), std::min(a->end, b->end)};
+        if (common.length() > 0) both.push_back(common);
+        a->end < b->end ? ++a : ++b;
+    }
+    return both;
+}
+
+Intervals without(const Intervals& one, const Intervals& other) {
+    Intervals rest;
+    auto b = other.begin();
+    for (Interval left : one) {
+        while (b != other.end() && b->end <= left.begin) ++b;
+        for (auto cut = b; cut != other.end() && cut->begin < left.end; ++cut) {
+            if (cut->begin > left.begin) rest.push_back({left.begin, cut->begin});
+            left.begin = std::max(left.begin, cut->end);
+        }
+        if (left.length() > 0) rest.push_back(left);
+    }
+    return rest;
+}
+
+std::int64_t length_of(const Intervals& intervals) {
+    std::int64_t sum = 0;
+    for (const Interval& one : intervals) sum += one.length();
+    return sum;
+}
+
+std::map<std::int64_t, std::int64_t> covered_by_day(const Intervals& intervals) {
+    std::map<std::int64_t, std::int64_t> days;
+    if (intervals.empty()) return days;
+    const std::int64_t last = (intervals.back().end - 1) / kDay;
+    for (std::int64_t day = intervals.front().begin / kDay; day <= last; ++day) days[day] = 0;
+    for (const Interval& one : intervals) {
+        for (std::int64_t day = one.begin / kDay; day * kDay < one.end; ++day)
+            days[day] += std::min(one.end, (day + 1) * kDay) - std::max(one.begin, day * kDay);
+    }
+    return days;
+}
+
+Intervals longest_gaps(const Intervals& intervals, std::size_t most) {
+    Intervals gaps;
+    for (std::size_t i = 1; i < intervals.size(); ++i)
+        gaps.push_back({intervals[i - 1].end, intervals[i].begin});
+    const std::size_t kept = std::min(most, gaps.size());
+    std::ranges::partial_sort(gaps, gaps.begin() + static_cast<std::ptrdiff_t>(kept), std::greater(),
+                              [](const Interval& gap) { return std::pair(gap.length(), -gap.begin); });
+    gaps.resize(kept);
+    return gaps;
+}
+
+}  // namespace ps_tool

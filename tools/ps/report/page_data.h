@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/cli/json_list.h"
+#include "tools/ps/report/coverage.h"
+#include "tools/ps/report/transcript.h"
+
+namespace ps_tool {
+
+/// What the report shows, gathered from recordings as `verify --json` describes them, and written as the
+/// compact document that tools/ps/report/page/data.js reads.
+class PageData {
+  public:
+    /// Throws std::runtime_error for something that is no such recording.
+    void add(const cli::Json& recording);
+    /// Adds what became of lost times, by clip id.
+    void account_for(const std::vector<LostTime>& lost);
+
+    [[nodiscard]] cli::Json document() const;
+    [[nodiscard]] std::size_t files() const { return files_.size(); }
+    [[nodiscard]] std::size_t faulty_files() const { return faulty_files_; }
+
+  private:
+    /// A camera is a clip id and the name of its stream.
+    using CameraKey = std::pair<std::string, std::string>;
+    struct Span {
+        Interval time;
+        std::uint8_t kind = 0;
+    };
+    struct File {
+        CameraKey camera;
+        cli::Json row;
+        cli::Json curve;
+    };
+
+    [[nodiscard]] cli::Json camera_json(const CameraKey& key, std::vector<Span> spans) const;
+    [[nodiscard]] cli::Json names_of(const CameraKey& key) const;
+
+    std::map<CameraKey, std::vector<Span>> cameras_;
+    std::vector<File> files_;
+    std::size_t faulty_files_ = 0;
+    std::map<std::string, Account> accounts_;
+};
+
+}  // namespace ps_tool
