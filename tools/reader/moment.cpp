@@ -53,8 +53,13 @@ std::optional<int> take_fraction(std::string_view& text) {
 
 }  // namespace
 
+/// Years are counted modulo 128. The 29th of February that 2100 does not have is one of 1972 or 2228.
 bool Moment::plausible() const {
-    return milliseconds < kMillisecondsPerDay && day_of(date).ok();
+    using namespace std::chrono;
+    const year_month_day day = day_of(date);
+    const bool leap_day =
+        day.month() == February && day.day() == std::chrono::day(29) && int{day.year()} % 4 == 0;
+    return milliseconds < kMillisecondsPerDay && (leap_day || day.ok());
 }
 
 std::string text_of(const Moment& moment) {
