@@ -119,10 +119,9 @@ std::string masked(std::string text, const std::string& directory) {
 TEST(StabilityTest, EveryDocumentAndLineThatIsSaidStays) {
     const TempDirectory directory;
     const std::string work = directory / "work";
-    ASSERT_EQ(
-        std::system(
-            ("TZ=UTC " NORVANEPI_RECORDER " validate " MODULE " --out " + work + " >/dev/null").c_str()),
-        0);
+    const std::string suite =
+        "TZ=UTC " NORVANEPI_RECORDER " validate " MODULE " --out " + work + " >" + work + ".out";
+    EXPECT_EQ(std::system(suite.c_str()), 0) << read_file(work + ".out");
     std::set<std::string> said;
     for (const auto& each : std::filesystem::directory_iterator(work)) {
         std::istringstream transcript(read_file(each.path().string() + "/transcript.jsonl"));
