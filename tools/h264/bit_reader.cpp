@@ -27,7 +27,7 @@ std::uint32_t BitReader::bits(unsigned count) {
         ok_ = ok_ && (left_ > 0 || next_byte());
         if (!ok_) return 0;
         --left_;
-        value = value << 1 | (current_ >> left_ & 1U);
+        value = value << 1U | (std::uint32_t{current_} >> left_ & 1U);
     }
     return value;
 }
