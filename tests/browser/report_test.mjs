@@ -69,6 +69,7 @@ async function choosesByPointer() {
   assert.match(await text(page, "#file-facts"), /e\.ps[^]*frames/);
   assert.match(await text(page, "#bitrate-caption"), /kbit\/s/);
   assert.match(await text(page, "#under"), /recorded/);
+  await picture(page, "report");
   await picture(page, "light", { fullPage: true });
   await done();
 }
