@@ -1,0 +1,24 @@
+# Where `cmake --install` puts things. Components: module, tools, dev.
+
+include(CMakePackageConfigHelpers)
+include(GNUInstallDirs)
+
+# A plug-in is no library to link with: it stays out of the linker's folders.
+set(NORVANEPI_MODULE_DIR "${CMAKE_INSTALL_LIBDIR}/norvanepi")
+
+# norvanepi_install_dev(): the header, the example, and what tells CMake and pkg-config where they and the module are.
+function(norvanepi_install_dev)
+  set(made "${CMAKE_BINARY_DIR}/package")
+  set(config_dir "${CMAKE_INSTALL_LIBDIR}/cmake/norvanepi")
+  configure_package_config_file("${CMAKE_SOURCE_DIR}/cmake/norvanepiConfig.cmake.in" "${made}/norvanepiConfig.cmake"
+    INSTALL_DESTINATION "${config_dir}" PATH_VARS CMAKE_INSTALL_INCLUDEDIR NORVANEPI_MODULE_DIR)
+  write_basic_package_version_file("${made}/norvanepiConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
+  configure_file("${CMAKE_SOURCE_DIR}/cmake/norvanepi.pc.in" "${made}/norvanepi.pc" @ONLY)
+
+  install(FILES "${made}/norvanepiConfig.cmake" "${made}/norvanepiConfigVersion.cmake"
+    DESTINATION "${config_dir}" COMPONENT dev)
+  install(FILES "${made}/norvanepi.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT dev)
+  install(FILES "${CMAKE_SOURCE_DIR}/plugin/include/norvanepi.h" TYPE INCLUDE COMPONENT dev)
+  install(FILES "${CMAKE_SOURCE_DIR}/plugin/examples/minimal_host.c" DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples"
+    COMPONENT dev)
+endfunction()
