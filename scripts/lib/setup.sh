@@ -20,6 +20,7 @@ DEMO_PACKAGES=(ffmpeg fonts-dejavu-core libavformat59)
 BENCH_PACKAGES=(libbenchmark-dev ffmpeg strace)
 LINT_PACKAGES=(clang clang-format clang-tidy cppcheck git)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev llvm)
+ABI_PACKAGES=(abigail-tools)
 
 # step NAME COMMAND...: runs a command quietly; its output is kept in build/log and shown only when it fails.
 step() {
