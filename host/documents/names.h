@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "plugin/include/norvanepi.h"
+#include "plugin/interfaces/norvanepi.h"
 #include "plugin/interfaces/log_level.h"
 
 namespace names {

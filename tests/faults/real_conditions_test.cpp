@@ -239,7 +239,7 @@ TEST(ClockChanges, PathIsLocalInEveryZone) {
                                       "LHST-10:30LHDT-11,M10.1.0,M4.1.0",
                                       "LINT-14"};
     for (int west = -11; west <= 12; ++west)
-        zones.push_back("XXX" + std::to_string(west) + "YYY,M3.5.0,M10.5.0/3");
+        zones.push_back("ZZZ" + std::to_string(west) + "YYY,M3.5.0,M10.5.0/3");
     const std::int64_t year = 1'514'764'800;  // 2018-01-01 UTC
     for (const std::string& zone : zones) {
         const TimeZone here(zone);

@@ -19,7 +19,7 @@
 #include <string>
 #include <thread>
 
-#include "plugin/include/norvanepi.h"
+#include "plugin/interfaces/norvanepi.h"
 
 namespace {
 

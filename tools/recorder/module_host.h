@@ -48,7 +48,7 @@ class ModuleHost {
     };
     void answer_releases_with(Answer answer) { answer_ = answer; }
 
-    [[nodiscard]] const ModuleLibrary& library() const { return library_; }
+    [[nodiscard]] const ModuleLibrary& module() const { return library_; }
 
     [[nodiscard]] std::optional<FromModule> take(std::chrono::milliseconds timeout) {
         return mailbox_.take(timeout);

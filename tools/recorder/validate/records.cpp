@@ -20,7 +20,7 @@ void usual_calls(Trial& trial) {
 
 void ioctl_codes(Trial& trial) {
     trial.open();
-    ModuleLibrary::EntryPoint* const ioctl = trial.stage().host().library().ioctl;
+    ModuleLibrary::EntryPoint* const ioctl = trial.stage().host().module().ioctl;
     for (const std::uint32_t code : {0U, 3U, 4U, 512U, 0xFFFFFFFFU}) {
         const auto request = with<hr::IoctlRequest, hr::IoctlRequest::Code>(code);
         const auto expected = with<hr::IoctlResult, hr::IoctlResult::Status>(
@@ -37,7 +37,7 @@ void write_in_vain(Trial& trial, hr::WriteRequest::Bytes request, const hr::Writ
     static constexpr std::string_view kText = "<Pavo><NotTaken/></Pavo>";
     Request::Length::put(request, static_cast<std::uint32_t>(kText.size()));
     Request::Text::put(request, std::bit_cast<std::uintptr_t>(kText.data()));
-    const auto found = call<hr::WriteResult>(trial.stage().host().library().write, request.data());
+    const auto found = call<hr::WriteResult>(trial.stage().host().module().write, request.data());
     require_record("Write", found, expected);
 }
 
@@ -59,7 +59,7 @@ void write_of_its_own(Trial& trial) {
 
 void missing_records(Trial& trial) {
     trial.open();
-    const ModuleLibrary& library = trial.stage().host().library();
+    const ModuleLibrary& library = trial.stage().host().module();
     for (ModuleLibrary::EntryPoint* const entry_point : {library.read, library.seek, library.ioctl}) {
         require(entry_point(nullptr, nullptr) == 0, "an entry point without records returned not 0");
     }
