@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-#include "plugin/interfaces/norvanepi.h"
 #include "plugin/interfaces/log_level.h"
+#include "plugin/interfaces/norvanepi.h"
 
 namespace names {
 
