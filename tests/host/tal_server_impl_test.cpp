@@ -33,7 +33,9 @@ class TalServerTest : public ::testing::Test {
         } else if (root->Attribute("level") != nullptr) {
             sent_ += std::string(root->Attribute("level")) + " " + root->GetText();
         } else {
-            sent_ += root->FirstChildElement()->Name();
+            const auto* child = root->FirstChildElement();
+            const char* status = child->Attribute("Status");
+            sent_ += std::string(child->Name()) + (status == nullptr ? "" : " " + std::string(status));
         }
         sent_ += "\n";
     }
@@ -53,8 +55,9 @@ TEST_F(TalServerTest, EveryRequestGoesToTheOneWhoServesIt) {
     server.RequestStorageInfo({}, 7, 3, 0, 0);
     server.RequestDiskReservation({}, 2);
     server.ReleaseDiskReservation({});
+    server.ReportStarted(0);
     server.ReportStatus(3, 0);
-    EXPECT_EQ(sent(), "256 Devices\n4 Storage\n4 Storage\n4 NorVane\n");
+    EXPECT_EQ(sent(), "256 Devices\n4 Storage\n4 Storage\n4 NorVane 2\n4 NorVane 3\n");
 }
 
 TEST_F(TalServerTest, TemporaryDirectoryIsMadeWithItsParentsUnlessThePathExists) {
