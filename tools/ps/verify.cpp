@@ -56,10 +56,11 @@ int run_verify(const VerifyOptions& options) {
     std::uint64_t faulty = 0;
     each_recording<Checked>(
         options,
-        [depth](reader::Recording& recording) {
+        [depth, curves = options.json](reader::Recording& recording) {
             Checked checked;
-            checked.report = reader::verify(
-                recording, depth, [&](const reader::Packet& packet) { checked.curve.take(packet); });
+            checked.report = reader::verify(recording, depth, [&](const reader::Packet& packet) {
+                if (curves) checked.curve.take(packet);
+            });
             return checked;
         },
         [&](const std::string&, const Checked& checked) {
