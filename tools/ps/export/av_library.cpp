@@ -1,5 +1,6 @@
 #include "tools/ps/export/av_library.h"
 
+#include <dlfcn.h>
 #include <fmt/format.h>
 
 #include "tools/cli/exit_status.h"
@@ -7,11 +8,14 @@
 namespace ps_tool {
 namespace {
 
+/// Never unloaded: what the libraries behind it keep for the life of the process would be lost with them.
+constexpr auto kStays = static_cast<boost::dll::load_mode::type>(RTLD_NODELETE);
+
 boost::dll::shared_library load() {
     const std::string name = fmt::format("libavformat.so.{}", LIBAVFORMAT_VERSION_MAJOR);
     boost::system::error_code error;
     boost::dll::shared_library library(boost::dll::fs::path(name), error,
-                                       boost::dll::load_mode::search_system_folders);
+                                       boost::dll::load_mode::search_system_folders | kStays);
     if (error) throw cli::CannotRun(name + " is not installed; without it only .h264 can be written");
     return library;
 }
