@@ -130,7 +130,7 @@ std::optional<Options> read_command_line(int argc, const char* const* argv) {
     }
     options.directory = absolute_or_nothing(typed.directory);
     options.transcript = absolute_or_nothing(typed.transcript);
-    options.module = absolute_or_nothing(typed.module).value_or(default_module());
+    options.module = typed.module.empty() ? default_module() : fs::absolute(typed.module);
     return options;
 }
 
