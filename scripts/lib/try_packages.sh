@@ -1,12 +1,22 @@
 #!/usr/bin/env bash
 # The life of the packages in a bare system, in which scripts/package runs it: the older ones are installed and used,
 # upgraded below a running recorder, used, removed and purged, and nothing stays but what is not theirs. Then two hosts are
-# built with what norvanepi-dev has, and run.
+# built with what norvanepi-dev has, and run, and what one of them recorded is exported.
 # try_packages.sh OLDER NEWER
 set -euEo pipefail
 trap 'echo "failed in line $LINENO: $BASH_COMMAND" >&2' ERR
 older=$1
 newer=$2
+
+# A program that starts itself again finds itself below /proc.
+if [ -e /proc/self/exe ]; then
+    proc=yes
+    stories=(retry restart)
+else
+    proc=
+    stories=(retry)
+    echo "without /proc: neither restart nor validate" >/tmp/validated
+fi
 
 apt_get() {
     DEBIAN_FRONTEND=noninteractive apt-get -qy --no-install-recommends "$@"
@@ -67,7 +77,7 @@ completes() {
 # The way of a clip and of a restart with the installed module, as an ordinary user.
 use() {
     local played story
-    for story in retry restart; do
+    for story in "${stories[@]}"; do
         played=$(as_user mktemp -d)
         as_user norvanepi-recorder "$story" --module "$module" --out "$played"
         as_user norvanepi-ps verify --deep "$played/recordings"
@@ -78,7 +88,7 @@ use() {
 use_everything() {
     test "$(stat -c '%a %U %G' "$module")" = '644 root root'
     use
-    as_user norvanepi-recorder validate "$module" | tee /tmp/validated
+    test -z "$proc" || as_user norvanepi-recorder validate "$module" | tee /tmp/validated
     zcat /usr/share/man/man1/norvanepi-ps.1.gz | grep '^\.TH'
     zcat /usr/share/man/man1/norvanepi-recorder.1.gz | grep '^\.TH'
     completes norvanepi-ps ver verify
@@ -122,9 +132,8 @@ install_use_upgrade_remove() {
     diff /tmp/before /tmp/after
 }
 
-# runs HOST MODULE: the host closes its gap with the module.
+# runs HOST MODULE: the host closes its gap with the module, in a folder of its own, `here`.
 runs() {
-    local here
     here=$(as_user mktemp -d)
     as_user cp /try/clip.mp4 "$here"
     as_user mkdir "$here/out"
@@ -155,7 +164,21 @@ END
     runs /tmp/project/build/host "$(cat /tmp/project/build/module)"
 }
 
+# Of libavformat the programs have nothing but its name: what is suggested is enough for them.
+export_recordings() {
+    local status=0
+    as_user norvanepi-ps export "$here/out" --out "$here/gate.h264"
+    as_user norvanepi-ps export "$here/out" --out "$here/gate.mp4" 2>/tmp/refusal || status=$?
+    test "$status" = 2
+    grep 'libavformat.* is not installed' /tmp/refusal
+    apt_get install "$(dpkg-query -W -f '${Suggests}' norvanepi-tools)"
+    as_user norvanepi-ps export "$here/out" --out "$here/gate.mp4"
+    as_user norvanepi-ps probe "$here/gate.mp4" | grep 'converted, 50 frames'
+}
+
 offer older
+apt_get dist-upgrade  # the bare system may be an old one
 install_use_upgrade_remove
 build_hosts
-echo "bare Debian $(cat /etc/debian_version): installed, used ($(tail -n 1 /tmp/validated)), upgraded below a recorder, removed without a trace; two hosts built and run"
+export_recordings
+echo "bare Debian $(cat /etc/debian_version): installed, used ($(tail -n 1 /tmp/validated)), upgraded below a recorder, removed without a trace; two hosts built and run, their recording exported"
