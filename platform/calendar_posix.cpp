@@ -1,8 +1,19 @@
 #include <ctime>
 
-#include "platform/broken_down_time.h"
+#include "platform/calendar.h"
 
 namespace platform {
+namespace {
+
+/// The C library's counts, years from 1900 and months from 0, as the calendar names them.
+CalendarTime fields_of(const std::tm& broken_down) {
+    return {
+        std::int64_t{broken_down.tm_year} + 1900,        static_cast<std::uint32_t>(broken_down.tm_mon + 1),
+        static_cast<std::uint32_t>(broken_down.tm_mday), static_cast<std::uint32_t>(broken_down.tm_hour),
+        static_cast<std::uint32_t>(broken_down.tm_min),  static_cast<std::uint32_t>(broken_down.tm_sec)};
+}
+
+}  // namespace
 
 std::optional<CalendarTime> utc_time(std::int64_t seconds) {
     const std::time_t time = seconds;

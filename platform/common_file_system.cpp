@@ -10,6 +10,8 @@ namespace {
 
 namespace fs = boost::filesystem;
 
+constexpr int kLinksAtMost = 40;  // as most kernels have it
+
 constexpr std::uint64_t kLargestWhole = 256ULL << 20;
 
 /// "." and "..", and what stands behind a separator at the end.
@@ -48,6 +50,17 @@ boost::system::error_code try_to_make(const Path& directory, FileSystem::Existin
 }
 
 }  // namespace
+
+Path behind_links(Path path) {
+    for (int links = 0; links < kLinksAtMost; ++links) {
+        boost::system::error_code error;
+        const Path target = fs::read_symlink(path, error);
+        if (error == boost::system::errc::interrupted) continue;
+        if (error) break;
+        path = target.is_absolute() ? target : path.parent_path() / target;
+    }
+    return path;
+}
 
 boost::system::error_code CommonFileSystem::make_directory(const std::string& path, Existing enough) {
     const Path directory = path_of(path);

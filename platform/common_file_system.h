@@ -1,8 +1,12 @@
 #pragma once
 
 #include "platform/file.h"
+#include "platform/text.h"
 
 namespace platform {
+
+/// Follows the links at the path itself, also to a file that does not exist yet.
+[[nodiscard]] Path behind_links(Path path);
 
 /// What is the same on every system. Included by the files of the systems only.
 class CommonFileSystem : public FileSystem {

@@ -16,33 +16,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <boost/filesystem/operations.hpp>
-#include <boost/filesystem/path.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <optional>
 
+#include "platform/common_file_system.h"
 #include "platform/posix_file.h"
 
 namespace platform {
 namespace {
 
-namespace fs = boost::filesystem;
-
 constexpr ::mode_t kNewFileMode = 0666;
-constexpr int kLinksAtMost = 40;  // the kernel's own limit
-
-/// Follows the links at the path itself, also to a file that does not exist yet.
-fs::path behind_links(fs::path path) {
-    for (int links = 0; links < kLinksAtMost; ++links) {
-        boost::system::error_code error;
-        const fs::path target = fs::read_symlink(path, error);
-        if (error == boost::system::errc::interrupted) continue;
-        if (error) break;
-        path = target.is_absolute() ? target : path.parent_path() / target;
-    }
-    return path;
-}
 
 bool write_all(const PosixFile& file, std::string_view content) {
     while (!content.empty()) {
@@ -96,9 +80,9 @@ bool fill(PosixFile& file, const Existing& old, std::string_view content) {
 }  // namespace
 
 bool replace_file(const std::string& path, std::string_view content) {
-    const fs::path behind = behind_links(path);
+    const Path behind = behind_links(path);
     const std::string& target = behind.native();
-    const std::string beside = (behind.parent_path() / fs::path(path).filename()).native() + ".new";
+    const std::string beside = (behind.parent_path() / Path(path).filename()).native() + ".new";
 
     const std::optional<Existing> old = examine(target);
     if (!old) return false;

@@ -1,6 +1,6 @@
-// The steps of file_replace_posix.cpp with what this system has: the new content is written beside the old
-// one under the name with ".new" behind, flushed to the disk, and moved over it in one step. Access rights
-// are the directory's.
+// The steps of file_replace_posix.cpp with what this system has. Two things differ: access rights of a new
+// file are the directory's, and a file that somebody holds open cannot be renamed over; it is written in
+// place then, if those who hold it share it, rather than not at all.
 
 #include "platform/file_replace_win.h"
 
@@ -9,13 +9,17 @@
 #include <windows.h>
 
 #include <boost/filesystem/operations.hpp>
+#include <cstdlib>
 
+#include "platform/common_file_system.h"
 #include "platform/win_file.h"
 
 namespace platform {
 namespace {
 
 namespace fs = boost::filesystem;
+
+constexpr int kNewFileMode = _S_IREAD | _S_IWRITE;
 
 bool write_all(const WinFile& file, std::string_view content) {
     while (!content.empty()) {
@@ -26,15 +30,9 @@ bool write_all(const WinFile& file, std::string_view content) {
     return true;
 }
 
-bool write_file(const Path& path, std::string_view content) {
-    WinFile file = WinFile::open(path, _O_WRONLY | _O_CREAT | _O_TRUNC, _S_IREAD | _S_IWRITE);
-    return file && write_all(file, content) && file.flush_to_disk() && file.close();
-}
-
-Path behind_links(const Path& path) {
-    boost::system::error_code error;
-    const Path real = fs::canonical(path, error);
-    return error ? path : real;
+bool write_in_place(const Path& path, std::string_view content) {
+    WinFile file = WinFile::open(path, _O_WRONLY | _O_CREAT | _O_TRUNC, kNewFileMode);
+    return file && write_all(file, content) && file.close();
 }
 
 /// A file that could not have been written in place stays as it is, and so does what is no file.
@@ -45,6 +43,11 @@ bool may_replace(const Path& target) {
     return fs::is_regular_file(status) && static_cast<bool>(WinFile::open(target, _O_WRONLY));
 }
 
+bool put_in_place(const Path& beside, const Path& target) {
+    const DWORD how = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
+    return ::MoveFileExW(beside.c_str(), target.c_str(), how) != 0;
+}
+
 }  // namespace
 
 bool replace_file(const std::string& path, std::string_view content) {
@@ -52,15 +55,17 @@ bool replace_file(const std::string& path, std::string_view content) {
     if (!may_replace(target)) return false;
     Path beside = target.parent_path() / path_of(path).filename();
     beside += ".new";
-    if (!write_file(beside, content)) {
-        const bool forbidden = ::GetLastError() == ERROR_ACCESS_DENIED;
-        ::DeleteFileW(beside.c_str());
-        return forbidden && write_file(target, content);
-    }
-    const DWORD how = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
-    if (::MoveFileExW(beside.c_str(), target.c_str(), how) != 0) return true;
+
+    ::DeleteFileW(beside.c_str());  // a remainder of a save that was cut short
+    WinFile file = WinFile::open(beside, _O_WRONLY | _O_CREAT | _O_EXCL, kNewFileMode);
+    if (!file) return _doserrno == ERROR_ACCESS_DENIED && write_in_place(target, content);
+    const bool written = write_all(file, content) && file.flush_to_disk() && file.close();
+    if (written && put_in_place(beside, target)) return true;
+    const DWORD error = ::GetLastError();
+    const bool held = written && (error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION);
+    file.close();
     ::DeleteFileW(beside.c_str());
-    return false;
+    return held && write_in_place(target, content);
 }
 
 }  // namespace platform

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
+#include <windows.h>
 
 #include <algorithm>
 #include <utility>
@@ -27,6 +28,10 @@ WinFile WinFile::open(const Path& path, int flags, int mode) {
     const int all = flags | _O_BINARY | _O_NOINHERIT;
     if (::_wsopen_s(&descriptor, path.c_str(), all, _SH_DENYNO, mode) != 0) return WinFile();
     return WinFile(descriptor);
+}
+
+bool WinFile::is_on_disk() const noexcept {
+    return ::GetFileType(reinterpret_cast<HANDLE>(::_get_osfhandle(descriptor_))) == FILE_TYPE_DISK;
 }
 
 std::int64_t WinFile::read(std::span<Byte> to) const noexcept {

@@ -25,6 +25,9 @@ class WinFile {
     explicit operator bool() const noexcept { return descriptor_ >= 0; }
     [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
 
+    /// Whether it is no device, pipe or console.
+    [[nodiscard]] bool is_on_disk() const noexcept;
+
     /// One read or write; the count moved or -1.
     std::int64_t read(std::span<Byte> to) const noexcept;
     std::int64_t write(std::span<const Byte> bytes) const noexcept;
