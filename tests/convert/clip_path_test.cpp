@@ -29,7 +29,9 @@ TEST(ClipPathTest, ClipIdIsMadeOfDevicesNumberAndInput) {
 
 TEST(ClipPathTest, PathShowsLocalTime) {
     EXPECT_EQ(path_at(1'529'683'509, "UTC0"), "/data/video/2018/06/22/16/0509-00A10380e.ps");
-    EXPECT_EQ(path_at(1'529'683'509, kCentralEurope), "/data/video/2018/06/22/18/0509-00A10380e.ps");
+    if (kZonesCanBeSet) {
+        EXPECT_EQ(path_at(1'529'683'509, kCentralEurope), "/data/video/2018/06/22/18/0509-00A10380e.ps");
+    }
     EXPECT_EQ(path_at(0xFFFFFFFF, "UTC0"), "/data/video/2106/02/07/06/2815-00A10380e.ps");
     const TimeZone utc("UTC0");
     EXPECT_EQ(norvane::clip_path("/data/video", 0, 0xFABC).whole(),

@@ -25,8 +25,8 @@ class RecordingSink final : public norvane::IEventSink {
     }
     void OnClipRetrieved(norvane::Guid guid, platform::Path file, std::int32_t type, norvane::Ticks start,
                          norvane::Ticks stop, std::int32_t input, std::string name) override {
-        note("clip ", text(guid), " [", file.native(), "] type ", type, " ", seconds(start), "..",
-             seconds(stop), " input ", input, " '", name, "'");
+        note("clip ", text(guid), " [", platform::narrow_text(file), "] type ", type, " ", seconds(start),
+             "..", seconds(stop), " input ", input, " '", name, "'");
     }
     void OnRetrievalDone(norvane::Guid guid) override { note("done ", text(guid)); }
     void OnRetrievalFailed(norvane::Guid guid, std::int32_t error, norvane::Ticks start) override {
@@ -34,7 +34,8 @@ class RecordingSink final : public norvane::IEventSink {
     }
     void OnReservation(norvane::Guid guid, const platform::Path& temporary,
                        const platform::Path& output) override {
-        note("reservation ", text(guid), " [", temporary.native(), "] [", output.native(), "]");
+        note("reservation ", text(guid), " [", platform::narrow_text(temporary), "] [",
+             platform::narrow_text(output), "]");
     }
     void OnDeviceRemoved(std::int32_t devices_id, std::int32_t number) override {
         note("removed ", devices_id, "/", number);

@@ -38,9 +38,10 @@ TEST(CalendarTest, UtcFollowsTheCalendarWhateverTheZone) {
 }
 
 TEST(CalendarTest, LocalTimeFollowsTheZoneAsItIsNow) {
+    if (!kZonesCanBeSet) GTEST_SKIP() << "the zone is the system's";
     const TimeZone here(kCentralEurope);
     EXPECT_EQ(text_of(platform::local_time(1'529'683'509)), "2018-6-22 18:5:9");
-    ::setenv("TZ", "XYZ5", 1);  // behind the library's back: nobody calls tzset
+    set_zone("XYZ5");  // behind the library's back: nobody calls tzset
     EXPECT_EQ(text_of(platform::local_time(1'529'683'509)), "2018-6-22 11:5:9");
 }
 

@@ -1,13 +1,12 @@
 #include "tests/support/fake_host.h"
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstring>
-#include <stdexcept>
 
 #include "plugin/record_access.h"
+#include "tests/support/module_file.h"
 
 namespace hr = host_records;
 
@@ -129,9 +128,7 @@ std::int32_t FakeHost::take(const void* request, void* reply) {
     return release_returns;
 }
 
-LoadedModule::LoadedModule() : library_(::dlopen(NORVANEPI_MODULE, RTLD_NOW | RTLD_LOCAL)) {
-    if (library_ == nullptr) throw std::runtime_error(::dlerror());
-}
+LoadedModule::LoadedModule() : library_(module_file::load()) {}
 
 LoadedModule::~LoadedModule() {
     if (main_loop_.joinable()) {
@@ -139,7 +136,7 @@ LoadedModule::~LoadedModule() {
         join_main_loop();
     }
     unload();
-    ::dlclose(library_);
+    module_file::unload(library_);
 }
 
 LoadedModule::Record LoadedModule::marked() {
@@ -198,14 +195,11 @@ LoadedModule::Record LoadedModule::control(std::uint32_t code, const char* buffe
 }
 
 void* LoadedModule::symbol(const char* name) const {
-    return ::dlsym(library_, name);
+    return module_file::symbol(library_, name);
 }
 
 bool LoadedModule::is_in_memory() {
-    void* library = ::dlopen(NORVANEPI_MODULE, RTLD_NOW | RTLD_NOLOAD);
-    if (library == nullptr) return false;
-    ::dlclose(library);
-    return true;
+    return module_file::is_loaded();
 }
 
 LoadedModule::EntryPoint LoadedModule::entry_point(const char* name) const {

@@ -61,14 +61,16 @@ void RecordingServer::RequestRecordings(norvane::Guid guid, std::uint32_t device
                                         norvane::Ticks stop, const platform::Path& temporary_directory,
                                         platform::Path output_directory) {
     note("recordings " + number_of(guid) + " " + device(devices_id, device_number) + " " +
-         interval(start, stop) + " " + temporary_directory.native() + " -> " + output_directory.native());
+         interval(start, stop) + " " + platform::narrow_text(temporary_directory) + " -> " +
+         platform::narrow_text(output_directory));
 }
 
 void RecordingServer::ConvertClip(norvane::Guid guid, std::uint32_t devices_id, std::uint32_t device_number,
                                   platform::Path clip_file, std::string input_name, norvane::Ticks start,
                                   norvane::Ticks stop, std::int32_t clip_type) {
-    note("convert " + number_of(guid) + " " + device(devices_id, device_number) + " " + clip_file.native() +
-         " '" + input_name + "' " + interval(start, stop) + " type " + std::to_string(clip_type));
+    note("convert " + number_of(guid) + " " + device(devices_id, device_number) + " " +
+         platform::narrow_text(clip_file) + " '" + input_name + "' " + interval(start, stop) + " type " +
+         std::to_string(clip_type));
 }
 
 void RecordingServer::ReportStarted(norvane::Ticks now) {

@@ -18,8 +18,8 @@ class TempDirectory {
         boost::filesystem::remove_all(path_, ignored);
     }
 
-    [[nodiscard]] std::string path() const { return path_.native(); }
-    [[nodiscard]] std::string operator/(const std::string& name) const { return (path_ / name).native(); }
+    [[nodiscard]] std::string path() const { return path_.string(); }
+    [[nodiscard]] std::string operator/(const std::string& name) const { return (path_ / name).string(); }
 
   private:
     boost::filesystem::path path_;
