@@ -21,6 +21,7 @@ BENCH_PACKAGES=(libbenchmark-dev ffmpeg strace)
 LINT_PACKAGES=(clang clang-format clang-tidy cppcheck git)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev llvm)
 ABI_PACKAGES=(abigail-tools)
+WINDOWS_PACKAGES=(g++-mingw-w64-x86-64-posix wine wine64 dpkg-dev googletest ffmpeg)
 PACKAGE_PACKAGES=(abigail-tools debhelper debootstrap dpkg-dev ffmpeg git lintian locales)
 
 # step NAME COMMAND...: runs a command quietly; its output is kept in build/log and shown only when it fails.

@@ -56,7 +56,7 @@ std::filesystem::path own_program() {
 }
 
 std::filesystem::path default_module() {
-    return own_program().parent_path() / "norvanepi.so";
+    return own_program().parent_path() / ("norvanepi" + boost::dll::shared_library::suffix().string());
 }
 
 }  // namespace recorder
