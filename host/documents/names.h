@@ -1,7 +1,7 @@
 #pragma once
 
 // The vocabulary of the XML messages between host and module under the names of this code. The words
-// themselves stand in the header for hosts; docs/host-interface.md describes the documents.
+// themselves stand in the header for hosts; docs/messages.md describes the documents.
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// The documents that the module sends, each built fresh. docs/host-interface.md shows them.
+// The documents that the module sends, each built fresh. docs/messages.md shows them.
 
 #include <tinyxml2.h>
 
