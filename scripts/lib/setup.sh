@@ -3,6 +3,23 @@
 set -euo pipefail
 export LC_ALL=C.UTF-8
 
+usage() {
+    echo "usage: scripts/$(basename -- "$0")"
+    sed -n '2,/^[^#]/ s/^# \{0,1\}//p' "$0"  # the comment that a script begins with
+}
+
+if [ "${1:-}" = --help ] || [ "${1:-}" = -h ]; then
+    usage
+    exit 0
+fi
+
+# takes_nothing "$@": for scripts without arguments.
+takes_nothing() {
+    [ $# -gt 0 ] || return 0
+    usage >&2
+    exit 2
+}
+
 project_root() {
     cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd -P
 }
