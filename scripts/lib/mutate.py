@@ -45,7 +45,9 @@ GUARD = re.compile(r"^\s+if \(.*\) (return|throw|break|continue)\b.*;$")
 def code_of(line):
     """The line with texts blanked and its comment cut off; columns stay."""
     blank = TEXT.sub(lambda text: '"' + " " * (len(text.group()) - 2) + '"', line)
-    return blank.split("//")[0]
+    if re.match(r"\s*(/\*|\*[ /]|\*$)", blank):  # a comment of the header for C, or a line of one
+        return ""
+    return re.split(r"//|/\*", blank)[0]
 
 
 def changes_of(lines, at, header):

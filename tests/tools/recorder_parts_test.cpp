@@ -4,6 +4,7 @@
 #include <string>
 
 #include "tests/support/temp_directory.h"
+#include "tools/cli/base64.h"
 #include "tools/cli/exit_status.h"
 #include "tools/recorder/clip.h"
 #include "tools/recorder/host_documents.h"
@@ -90,10 +91,10 @@ TEST(ClipTest, FactsComeFromTheMovieBoxAndNothingElseIsAClip) {
 }
 
 TEST(TranscriptTest, BytesThatAreNoUtf8StandBesideTheTextInBase64) {
-    EXPECT_EQ(base64(""), "");
-    EXPECT_EQ(base64("f"), "Zg==");
-    EXPECT_EQ(base64("fo"), "Zm8=");
-    EXPECT_EQ(base64("foo\xFF"), "Zm9v/w==");
+    EXPECT_EQ(cli::base64(""), "");
+    EXPECT_EQ(cli::base64("f"), "Zg==");
+    EXPECT_EQ(cli::base64("fo"), "Zm8=");
+    EXPECT_EQ(cli::base64("foo\xFF"), "Zm9v/w==");
     FromModule message;
     message.message_class = 64;
     message.text = "a\xE4z";

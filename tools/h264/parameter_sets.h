@@ -8,15 +8,9 @@
 #include <vector>
 
 #include "platform/bytes.h"
+#include "tools/h264/nal_types.h"
 
 namespace h264 {
-
-/// Types of NAL units, ITU-T H.264, table 7-1.
-inline constexpr std::uint8_t kSlice = 1;
-inline constexpr std::uint8_t kSliceDataPartitionA = 2;
-inline constexpr std::uint8_t kSliceOfIdrPicture = 5;
-inline constexpr std::uint8_t kSequenceParameterSet = 7;
-inline constexpr std::uint8_t kPictureParameterSet = 8;
 
 /// A NAL unit with its header byte, without start code.
 using Unit = std::span<const platform::Byte>;

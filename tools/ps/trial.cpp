@@ -40,7 +40,7 @@ bool holds_parameter_sets(std::span<const platform::Byte> frame) {
     const auto has = [&](std::uint8_t type) {
         return std::any_of(units.begin(), units.end(), [&](const auto& unit) { return unit.type == type; });
     };
-    return has(reader::kSequenceParameterSet) && has(reader::kPictureParameterSet);
+    return has(h264::kSequenceParameterSet) && has(h264::kPictureParameterSet);
 }
 
 class TrialParser final : public norvane::Mp4Parser {

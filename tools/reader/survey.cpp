@@ -78,8 +78,8 @@ bool Surveyor::has_parameter_sets(const Packet& packet) {
     bool sequence = false;
     bool picture = false;
     for (const NalUnit& unit : nal_units(head)) {
-        sequence |= unit.type == kSequenceParameterSet;
-        picture |= unit.type == kPictureParameterSet;
+        sequence |= unit.type == h264::kSequenceParameterSet;
+        picture |= unit.type == h264::kPictureParameterSet;
         if (unit.is_slice()) break;
     }
     return sequence && picture;

@@ -4,6 +4,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "tools/cli/base64.h"
+
 namespace recorder {
 namespace {
 
@@ -27,7 +29,7 @@ bool is_utf8(const std::string& text) {
 
 void add_text(Json& line, const std::string& text) {
     line["text"] = text;
-    if (!is_utf8(text)) line["base64"] = base64(text);
+    if (!is_utf8(text)) line["base64"] = cli::base64(text);
 }
 
 std::string printed(const Json& line) {
@@ -35,22 +37,6 @@ std::string printed(const Json& line) {
 }
 
 }  // namespace
-
-std::string base64(std::string_view bytes) {
-    constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    const auto byte_at = [&](std::size_t i) {
-        return i < bytes.size() ? static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[i])) : 0U;
-    };
-    std::string text;
-    for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        const std::uint32_t bits = byte_at(i) << 16U | byte_at(i + 1) << 8U | byte_at(i + 2);
-        text += kDigits[bits >> 18U & 63U];
-        text += kDigits[bits >> 12U & 63U];
-        text += i + 1 < bytes.size() ? kDigits[bits >> 6U & 63U] : '=';
-        text += i + 2 < bytes.size() ? kDigits[bits & 63U] : '=';
-    }
-    return text;
-}
 
 std::string transcript_line(const ToModule& message, std::chrono::system_clock::time_point at) {
     Json line = {{"time", time_text(at)},

@@ -12,7 +12,4 @@ namespace recorder {
 [[nodiscard]] std::string transcript_line(const ToModule& message, std::chrono::system_clock::time_point at);
 [[nodiscard]] std::string transcript_line(const FromModule& message, const std::string& kind);
 
-/// RFC 4648, section 4.
-[[nodiscard]] std::string base64(std::string_view bytes);
-
 }  // namespace recorder

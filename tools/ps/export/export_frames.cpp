@@ -112,7 +112,7 @@ Front Selector::look_at(std::span<const Byte> bytes) {
             front.slice = h264::read_slice_header(unit_at(bytes, units, i), sets_.meaning());
             break;
         }
-        front.has_sets |= units[i].type == reader::kSequenceParameterSet;
+        front.has_sets |= units[i].type == h264::kSequenceParameterSet;
         sets_.take(unit_at(bytes, units, i));
     }
     return front;

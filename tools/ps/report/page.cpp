@@ -4,27 +4,22 @@
 
 #include <string_view>
 
+#include "tools/cli/base64.h"
 #include "tools/ps/report/page_assets.h"
 
 namespace ps_tool {
 namespace {
 
-unsigned hex_digit(char c) {
-    return static_cast<unsigned>(c <= '9' ? c - '0' : c - 'a' + 10);
+int hex_digit(char c) {
+    return c <= '9' ? c - '0' : c - 'a' + 10;
 }
 
-/// What a content security policy calls a hash: base64 of it, of 32 bytes given in hexadecimal digits.
+/// What a content security policy calls a hash, given in hexadecimal digits.
 std::string source_of(std::string_view sha256) {
-    constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string text = "'sha256-";
-    unsigned bits = 0;
-    unsigned held = 0;
-    for (const char c : sha256) {
-        bits = bits << 4U | hex_digit(c);
-        for (held += 4; held >= 6; held -= 6) text += kDigits[bits >> (held - 6) & 0x3FU];
-    }
-    text += kDigits[bits << (6 - held) & 0x3FU];
-    return text + "='";
+    std::string hash;
+    for (std::size_t i = 0; i + 1 < sha256.size(); i += 2)
+        hash += static_cast<char>(hex_digit(sha256[i]) * 16 + hex_digit(sha256[i + 1]));
+    return "'sha256-" + cli::base64(hash) + "'";
 }
 
 /// JSON that nothing in it can end: not even a name with an end tag.
