@@ -20,6 +20,13 @@ takes_nothing() {
     exit 2
 }
 
+# takes_no_option "$@": for scripts whose arguments are paths.
+takes_no_option() {
+    case "${1:-}" in
+        -*) takes_nothing "$@" ;;
+    esac
+}
+
 project_root() {
     cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd -P
 }
