@@ -14,4 +14,7 @@ using Path = boost::filesystem::path;
 [[nodiscard]] Path path_of(const std::string& narrow);
 [[nodiscard]] std::string narrow_text(const Path& path);
 
+/// A name that a file can have: what the file system forbids in names is replaced by "_".
+[[nodiscard]] std::string file_name_of(std::string text);
+
 }  // namespace platform

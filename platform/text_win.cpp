@@ -1,5 +1,8 @@
 #include <windows.h>
 
+#include <algorithm>
+#include <string_view>
+
 #include "platform/text.h"
 
 namespace platform {
@@ -19,6 +22,15 @@ std::string narrow_text(const Path& path) {
     std::string narrow(static_cast<std::size_t>(bytes), '\0');
     ::WideCharToMultiByte(CP_ACP, 0, wide.data(), length, narrow.data(), bytes, nullptr, nullptr);
     return narrow;
+}
+
+std::string file_name_of(std::string text) {
+    const auto forbidden = [](char c) {
+        constexpr std::string_view kForbidden = R"(<>:"/\|?*)";
+        return static_cast<unsigned char>(c) < ' ' || kForbidden.find(c) != std::string_view::npos;
+    };
+    std::ranges::replace_if(text, forbidden, '_');
+    return text;
 }
 
 }  // namespace platform

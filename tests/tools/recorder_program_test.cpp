@@ -1,13 +1,8 @@
 // The recorder as a program: what it prints and how it ends, with the real plug-in and with faulty ones.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <regex>
@@ -15,38 +10,26 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/temp_directory.h"
+#include "tests/support/program.h"
 
 namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
 
-struct Outcome {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
-class RecorderProgramTest : public testing::Test {
+class RecorderProgramTest : public ProgramTest {
   protected:
-    Outcome shell(const std::string& command) {
-        const std::string line =
-            command + " >" + (directory_ / "out") + " 2>" + (directory_ / "err") + " </dev/null";
-        const int ended = std::system(line.c_str());
-        return {WIFEXITED(ended) ? WEXITSTATUS(ended) : -1, read_file(directory_ / "out"),
-                read_file(directory_ / "err")};
-    }
-    Outcome recorder(const std::string& arguments, const std::string& environment = "") {
-        return shell(environment + " " NORVANEPI_RECORDER " " + arguments);
+    Outcome recorder(const std::string& arguments,
+                     const std::map<std::string, std::string>& variables = {}) const {
+        return run(full_path(NORVANEPI_RECORDER) + " " + arguments, variables);
     }
 
     /// Runs a scenario that has to go well; its closing table.
     json table_of(const std::string& arguments) {
-        const Outcome run = recorder(arguments + " --json --out " + (directory_ / "work"));
-        EXPECT_EQ(run.status, 0) << run.err;
-        EXPECT_THAT(run.err, HasSubstr("Next: "));
-        return json::parse(run.out, nullptr, false);
+        const Outcome ended = recorder(arguments + " --json --out work");
+        EXPECT_EQ(ended.status, 0) << ended.err;
+        EXPECT_THAT(ended.err, HasSubstr("Next: "));
+        return json::parse(ended.out, nullptr, false);
     }
 
     std::vector<json> transcript() const {
@@ -55,8 +38,6 @@ class RecorderProgramTest : public testing::Test {
         for (std::string line; std::getline(text, line);) lines.push_back(json::parse(line));
         return lines;
     }
-
-    TempDirectory directory_;
 };
 
 bool all_verified(const json& table) {
@@ -66,55 +47,53 @@ bool all_verified(const json& table) {
 
 TEST_F(RecorderProgramTest, WrongUsageAndSurroundingsGiveOneLineAndStatus2) {
     write_file(directory_ / "text", "no clip, no plug-in, no directory");
-    const std::string text = directory_ / "text";
     const std::map<std::string, std::string> cases = {
         {"", "A subcommand is required"},
         {"gap", "--clips is required"},
-        {"gap --clips /missing.mp4", "no clip at /missing.mp4"},
-        {"gap --clips " + text, text + " is no MP4 clip"},
-        {"retry --module /missing.so", "no plug-in at /missing.so"},
-        {"retry --module " + text, "not a plug-in that can be loaded: " + text},
-        {"retry --module " INCOMPLETE_MODULE, "is no plug-in: it has no entry point Seek"},
-        {"retry --out " + text + "/below", "cannot work in " + text + "/below"},
-        {"retry --out " + directory_.path() + " --transcript /missing/t", "cannot write /missing/t"},
+        {"gap --clips missing.mp4", "no clip at " + (directory_ / "missing.mp4")},
+        {"gap --clips text", directory_ / "text is no MP4 clip"},
+        {"retry --module missing.so", "no plug-in at " + (directory_ / "missing.so")},
+        {"retry --module text", "not a plug-in that can be loaded: "},
+        {"retry --module " + full_path(INCOMPLETE_MODULE), "is no plug-in: it has no entry point Seek"},
+        {"retry --out text/below", "cannot work in " + directory_.path()},
+        {"retry --out . --transcript missing/t", "cannot write " + directory_.path()},
         {"many --gaps 0", "--gaps"},
         {"many --cameras few", "--cameras"},
-        {"restart-second-half --out " + directory_.path(), "what the first process left"},
+        {"restart-second-half --out .", "what the first process left"},
     };
     for (const auto& [arguments, message] : cases) {
-        const Outcome run = recorder(arguments);
-        EXPECT_EQ(run.status, 2) << arguments;
-        EXPECT_THAT(run.err, HasSubstr(message)) << arguments;
-        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+        const Outcome ended = recorder(arguments);
+        EXPECT_EQ(ended.status, 2) << arguments;
+        EXPECT_THAT(ended.err, HasSubstr(message)) << arguments;
+        EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 1) << ended.err;
     }
     EXPECT_EQ(recorder("--help").status, 0);
 }
 
+#ifndef _WIN32
 TEST_F(RecorderProgramTest, ADirectoryWithoutPermissionGivesOneLineAndStatus2) {
     // Root may write everywhere, so the program runs as nobody then, copied to where that user may read. The
     // plug-in is found beside it.
     const std::string sealed = directory_ / "sealed";
-    const std::string prepare = "mkdir -m 555 " + sealed + " && chmod 755 " + directory_.path() +
-                                " && cp " NORVANEPI_RECORDER " " NORVANEPI_MODULE " " + directory_.path();
-    ASSERT_EQ(std::system(prepare.c_str()), 0);
+    const std::string prepare =
+        "mkdir -m 555 sealed && chmod 755 . && cp " NORVANEPI_RECORDER " " NORVANEPI_MODULE " .";
+    ASSERT_EQ(run("sh -c \"" + prepare + "\"").status, 0);
     const std::string nobody =
         ::geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : std::string();
-    const Outcome run = shell(nobody + (directory_ / "norvanepi-recorder") + " retry --out " + sealed);
-    EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.err, "norvanepi-recorder: error: cannot write into " + sealed + "\n");
+    const Outcome ended = run(nobody + (directory_ / "norvanepi-recorder") + " retry --out sealed");
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.err, "norvanepi-recorder: error: cannot write into " + sealed + "\n");
 }
 
 TEST_F(RecorderProgramTest, AGapIsFetchedFromClipsWithAndWithoutSound) {
-    const std::string ffmpeg =
-        "cd " + directory_.path() + " && ffmpeg -nostdin -loglevel error -y -f lavfi -i ";
+    const std::string ffmpeg = "ffmpeg -nostdin -loglevel error -y -f lavfi -i ";
     const std::string video = " -c:v libx264 -preset ultrafast -g 10 -pix_fmt yuv420p ";
-    ASSERT_EQ(std::system((ffmpeg + "testsrc2=s=160x96:r=25:d=2" + video + "a.mp4").c_str()), 0);
-    ASSERT_EQ(std::system((ffmpeg + "testsrc=s=160x96:r=25:d=1 -f lavfi -i sine=d=1 -map 0 -map 1 -c:a aac" +
-                           video + "'b & c.mp4'")
-                              .c_str()),
+    ASSERT_EQ(run(ffmpeg + "testsrc2=s=160x96:r=25:d=2" + video + "a.mp4").status, 0);
+    ASSERT_EQ(run(ffmpeg + "testsrc=s=160x96:r=25:d=1 -f lavfi -i sine=d=1 -map 0 -map 1 -c:a aac" + video +
+                  "\"b & c.mp4\"")
+                  .status,
               0);
-    const json table =
-        table_of("gap --clips " + (directory_ / "a.mp4") + " '" + (directory_ / "b & c.mp4") + "'");
+    const json table = table_of("gap --clips a.mp4 \"b & c.mp4\"");
     ASSERT_EQ(table.size(), 2U);
     EXPECT_TRUE(all_verified(table));
     EXPECT_EQ(table[0].at("frames"), 50);
@@ -122,9 +101,10 @@ TEST_F(RecorderProgramTest, AGapIsFetchedFromClipsWithAndWithoutSound) {
     EXPECT_EQ(table[1].at("frames"), 25);
     EXPECT_THAT(read_file(directory_ / "work/norvanepi_state.xml"), HasSubstr("DisconnectTime"));
 }
+#endif
 
 TEST_F(RecorderProgramTest, RetryKeepsWhatCameBeforeTheFailures) {
-    const json table = table_of("retry --transcript " + (directory_ / "transcript"));
+    const json table = table_of("retry --transcript transcript");
     EXPECT_EQ(table.size(), 2U);
     EXPECT_TRUE(all_verified(table));
 
@@ -140,7 +120,7 @@ TEST_F(RecorderProgramTest, RetryKeepsWhatCameBeforeTheFailures) {
 }
 
 TEST_F(RecorderProgramTest, RestartGoesOnInANewProcess) {
-    const json table = table_of("restart --transcript " + (directory_ / "transcript"));
+    const json table = table_of("restart --transcript transcript");
     EXPECT_EQ(table.size(), 9U);
     EXPECT_TRUE(all_verified(table));
     const std::string whole = read_file(directory_ / "transcript");
@@ -177,8 +157,7 @@ std::string masked(const std::string& transcript) {
 TEST_F(RecorderProgramTest, TheSameSeedPlaysTheSameStory) {
     std::vector<std::string> transcripts;
     for (const std::string seed : {"11", "11", "12"}) {
-        const json table = table_of("many --cameras 4 --gaps 4 --seed " + seed + " --transcript " +
-                                    (directory_ / "transcript"));
+        const json table = table_of("many --cameras 4 --gaps 4 --seed " + seed + " --transcript transcript");
         EXPECT_TRUE(all_verified(table));
         EXPECT_FALSE(table.empty());
         transcripts.push_back(masked(read_file(directory_ / "transcript")));
@@ -188,33 +167,35 @@ TEST_F(RecorderProgramTest, TheSameSeedPlaysTheSameStory) {
 }
 
 TEST_F(RecorderProgramTest, ALongStoryShowsThatNothingIsLeftBehind) {
-    const Outcome run = recorder("many --quiet --cameras 4 --operations 40 --out " + directory_.path());
-    EXPECT_EQ(run.status, 0) << run.err;
+    const Outcome ended = recorder("many --quiet --cameras 4 --operations 40 --out .");
+    EXPECT_EQ(ended.status, 0) << ended.err;
     for (const std::string row : {"descriptors", "threads", "texts held when idle"}) {
-        EXPECT_TRUE(std::regex_search(run.out, std::regex(row + R"( +(\d+) +\1 +\1\n)"))) << row << run.out;
+        EXPECT_TRUE(std::regex_search(ended.out, std::regex(row + R"( +(\d+) +\1 +\1\n)")))
+            << row << ended.out;
     }
-    EXPECT_EQ(run.out.find("->"), std::string::npos);
+    EXPECT_EQ(ended.out.find("->"), std::string::npos);
 }
 
 TEST_F(RecorderProgramTest, AFaultyPlugInIsNoticed) {
     const std::map<std::string, std::string> cases = {
-        {"module info", "Load left byte 20 of its output record as 00, not 10"},
-        {"no end", "a document does not end with the one NUL"},
-        {"refuses", "Write left byte 24 of its output record as FF, not 00"},
-        {"identifier", "byte 24 of a request is 01, not 00"},
-        {"wrong text", "Hello.</log_msg>, but expected was message 1 to come back"},
-        {"twice back", "message 1 was given back twice"},
-        {"own thread", "the plug-in called on a thread of its own"},
-        {"never back", "nothing came from the plug-in for 1 s; expected was message 1 to come back"},
-        {"hangs", "the plug-in has not returned from Close for 1 s"},
-        {"none", "NorVane - operation starting.</log_msg> (class 64)"},
+        {"module info word", "Load left byte 20 of its output record as EF, not 10"},
+        {"length without NUL", "a document does not end with the one NUL"},
+        {"write count", "Write left byte 28 of its output record as FE, not 01"},
+        {"request without module id", "byte 26 of a request is 11, not 51"},
+        {"features in the other spelling", "<NorVane ID=\"5308416\"/></Pavo>, but expected was"},
+        {"text given back twice", "message 1 was given back twice"},
+        {"log on a thread of its own", "the plug-in called on a thread of its own"},
+        {"text of a failure kept", "nothing came from the plug-in for 1 s; expected was message "},
+        {"text kept", ", but expected was message 1 to come back"},
+        {"does not come back from Close", "the plug-in has not returned from Close for 1 s"},
+        {"request in front of its log line", "</log_msg> (class 64)"},
     };
     for (const auto& [fault, message] : cases) {
-        const Outcome run =
-            recorder("retry --patience 1 --module " FAULTY_MODULE " --out " + (directory_ / "work"),
-                     "NORVANEPI_FAULT='" + fault + "'");
-        EXPECT_EQ(run.status, 1) << fault;
-        EXPECT_THAT(run.err, HasSubstr(message)) << fault;
+        const Outcome ended =
+            recorder("retry --patience 1 --out work --module " + full_path(VARIANT_MODULE),
+                     {{"NORVANEPI_FAULT", fault}, {"NORVANEPI_SOUND_MODULE", full_path(NORVANEPI_MODULE)}});
+        EXPECT_EQ(ended.status, 1) << fault;
+        EXPECT_THAT(ended.err, HasSubstr(message)) << fault;
     }
 }
 

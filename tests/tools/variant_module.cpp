@@ -1,12 +1,10 @@
-// A variant of the module: the built one behind a layer that does the one thing wrong which NORVANEPI_FAULT
-// names. variant_faults.h has the names.
+// A variant of the module: the built one, NORVANEPI_SOUND_MODULE, behind a layer that does the one thing
+// wrong which NORVANEPI_FAULT names. variant_faults.h has the names.
 
 #include "tests/tools/variant_faults.h"
 
-#include <dlfcn.h>
-
 #include <algorithm>
-#include <bit>
+#include <boost/dll/shared_library.hpp>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -76,9 +74,8 @@ void flip(const fs::path& file) {
 using EntryPoint = std::int32_t(const void*, void*);
 
 EntryPoint* sound(const char* name) {
-    static void* const module = ::dlopen(SOUND_MODULE, RTLD_NOW | RTLD_LOCAL);
-    if (module == nullptr) std::abort();
-    return std::bit_cast<EntryPoint*>(::dlsym(module, name));
+    static const boost::dll::shared_library module(std::getenv("NORVANEPI_SOUND_MODULE"));
+    return &module.get<EntryPoint>(name);
 }
 
 norvanepi_host_callback* host = nullptr;

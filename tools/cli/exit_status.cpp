@@ -7,6 +7,8 @@
 
 #include <fmt/core.h>
 
+#include "platform/terminal.h"
+
 namespace cli {
 
 void print_error(std::string_view tool, std::string_view text) {
@@ -18,6 +20,7 @@ void print_error(std::string_view tool, std::string_view text) {
 
 int run_tool(std::string_view tool, const std::function<int()>& body, int unexpected) noexcept {
     try {
+        platform::keep_line_ends();
         try {
             const int status = body();
             std::cout.flush();

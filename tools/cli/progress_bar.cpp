@@ -5,7 +5,7 @@
 
 #include <fmt/core.h>
 
-#include "tools/cli/terminal.h"
+#include "platform/terminal.h"
 
 namespace cli {
 namespace {
@@ -14,7 +14,7 @@ constexpr double kCells = 32;
 
 }  // namespace
 
-ProgressBar::ProgressBar(std::FILE* stream) : stream_(stream), on_(is_terminal(stream)) {}
+ProgressBar::ProgressBar(std::FILE* stream) : stream_(stream), on_(platform::is_terminal(stream)) {}
 
 void ProgressBar::show(std::string_view label, double fraction) {
     if (!on_) return;

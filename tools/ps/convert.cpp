@@ -114,7 +114,7 @@ Command add_convert(CLI::App& program) {
         "another. The clips stay "
         "as they are; the path of each recording goes to standard output",
         "norvanepi-ps convert front.mp4 --start 2018-06-22T16:05:09Z --out recordings --identifier 10551296 "
-        "--device 3 --name 'Front gate'");
+        "--device 3 --name \"Front gate\"");
     command
         .add_option("CLIP", options->clips, "MP4 clips; each begins when the one before ends, to the second")
         ->required()

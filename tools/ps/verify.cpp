@@ -10,7 +10,7 @@
 #include "tools/cli/command_line.h"
 #include "tools/cli/counted.h"
 #include "tools/cli/exit_status.h"
-#include "tools/cli/terminal.h"
+#include "tools/cli/paint.h"
 #include "tools/ps/command.h"
 #include "tools/ps/each_recording.h"
 #include "tools/ps/recording_json.h"

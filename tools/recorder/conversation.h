@@ -9,7 +9,7 @@
 #include <string>
 
 #include "tools/cli/progress_bar.h"
-#include "tools/cli/terminal.h"
+#include "tools/cli/paint.h"
 #include "tools/recorder/mailbox.h"
 
 namespace recorder {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "tools/cli/terminal.h"
+#include "tools/cli/paint.h"
 
 namespace recorder {
 

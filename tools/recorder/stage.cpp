@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "host/documents/names.h"
+#include "platform/text.h"
 #include "tools/recorder/message_summary.h"
 #include "tools/recorder/plug_in_fault.h"
 
@@ -165,7 +166,8 @@ void Stage::offer(const Camera& camera, const Request& request, const std::vecto
 }
 
 fs::path Stage::temporary_directory(const Camera& camera, const Request& request) const {
-    return directory_.temporary_directory() / fmt::format("{} {}", camera.name, request.operation);
+    return directory_.temporary_directory() /
+           platform::file_name_of(fmt::format("{} {}", camera.name, request.operation));
 }
 
 void Stage::grant(const Camera& camera, const Request& request) {

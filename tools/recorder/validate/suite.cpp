@@ -25,6 +25,9 @@ namespace {
 namespace fs = std::filesystem;
 using std::chrono::steady_clock;
 
+constexpr const char* kConversation = "conversation.txt";
+constexpr const char* kFinding = "finding.txt";
+
 struct Verdict {
     std::string finding;  // empty for none
     bool could_not_run = false;
@@ -71,6 +74,8 @@ Verdict try_case(const Options& options, const fs::path& directory, const Case& 
     namespace process = boost::process;
     const fs::path own = directory / each.name;
     fs::create_directories(own);
+    // Of a run before, whose end would show behind what is shorter.
+    for (const char* file : {kConversation, kFinding}) fs::remove(own / file);
     const std::vector<std::string> arguments = {
         kOneCase,
         options.module.string(),
@@ -80,14 +85,14 @@ Verdict try_case(const Options& options, const fs::path& directory, const Case& 
     };
     const auto begin = steady_clock::now();
     process::child child(process::exe = own_program().string(), process::args = arguments,
-                         process::std_in<process::null, process::std_out>(own / "conversation.txt").string(),
-                         process::std_err > (own / "finding.txt").string());
+                         process::std_in<process::null, process::std_out>(own / kConversation).string(),
+                         process::std_err > (own / kFinding).string());
     child.wait();
     Verdict verdict;
     verdict.seconds = std::chrono::duration<double>(steady_clock::now() - begin).count();
     const int status = child.exit_code();
     verdict.could_not_run = status == cli::kCannotRun;
-    if (status != cli::kSuccess) verdict.finding = finding_in(own / "finding.txt", child.native_exit_code());
+    if (status != cli::kSuccess) verdict.finding = finding_in(own / kFinding, child.native_exit_code());
     return verdict;
 }
 

@@ -8,8 +8,6 @@
 
 namespace cli {
 
-[[nodiscard]] bool is_terminal(std::FILE* stream);
-
 enum class Colour { kPlain, kFaint, kRed, kGreen, kYellow, kBlue };
 
 /// Colours text for a terminal; returns it as it is for a file or pipe, and where NO_COLOR is set.

@@ -1,8 +1,10 @@
-#include "tools/cli/terminal.h"
+#include "tools/cli/paint.h"
 
 #include <cstdlib>
 
 #include <fmt/core.h>
+
+#include "platform/terminal.h"
 
 namespace cli {
 namespace {
@@ -34,7 +36,7 @@ bool colours_wanted() {
 
 }  // namespace
 
-Paint::Paint(std::FILE* stream) : on_(is_terminal(stream) && colours_wanted()) {}
+Paint::Paint(std::FILE* stream) : on_(platform::is_terminal(stream) && colours_wanted()) {}
 
 std::string Paint::operator()(Colour colour, std::string_view text) const {
     if (!on_ || colour == Colour::kPlain) return std::string(text);

@@ -1,0 +1,13 @@
+#include <unistd.h>
+
+#include "platform/terminal.h"
+
+namespace platform {
+
+bool is_terminal(std::FILE* stream) {
+    return ::isatty(::fileno(stream)) != 0;
+}
+
+void keep_line_ends() {}
+
+}  // namespace platform

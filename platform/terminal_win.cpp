@@ -1,0 +1,18 @@
+#include <fcntl.h>
+#include <io.h>
+
+#include <initializer_list>
+
+#include "platform/terminal.h"
+
+namespace platform {
+
+bool is_terminal(std::FILE* stream) {
+    return ::_isatty(::_fileno(stream)) != 0;
+}
+
+void keep_line_ends() {
+    for (std::FILE* stream : {stdin, stdout, stderr}) ::_setmode(::_fileno(stream), _O_BINARY);
+}
+
+}  // namespace platform
