@@ -18,8 +18,7 @@ namespace norvane {
 [[nodiscard]] std::int64_t time_base(const StreamRecord& request) noexcept;
 
 struct ClipPath {
-    std::string
-        directory;  // outputDirectory + YYYY/MM/DD/HH; nothing adds a separator behind outputDirectory
+    std::string directory;  // outputDirectory + YYYY/MM/DD/HH, with no separator put between them
     std::string file_name;  // mmss-XXXXXXXXe.ps
 
     [[nodiscard]] std::string whole() const { return directory + "/" + file_name; }

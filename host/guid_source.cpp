@@ -18,9 +18,10 @@ Guid GuidSource::next() {
     --left_;
     Guid guid;
     std::ranges::copy(std::span(stock_).subspan(left_ * sizeof(Guid), sizeof(Guid)), guid.begin());
-    guid.data[kVersionAt] = static_cast<std::uint8_t>((guid.data[kVersionAt] & 0x0FU) | 0x40U);  // version 4
-    guid.data[kVariantAt] =
-        static_cast<std::uint8_t>((guid.data[kVariantAt] & 0x3FU) | 0x80U);  // the variant of RFC 4122
+    std::uint8_t& version = guid.data[kVersionAt];
+    std::uint8_t& variant = guid.data[kVariantAt];
+    version = static_cast<std::uint8_t>((version & 0x0FU) | 0x40U);  // 4
+    variant = static_cast<std::uint8_t>((variant & 0x3FU) | 0x80U);  // that of RFC 4122
     return guid;
 }
 

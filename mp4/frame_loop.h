@@ -10,9 +10,8 @@
 /// One sample in start-code form.
 struct Frame {
     bool key_frame = false;
-    std::uint16_t group_counter =
-        0;            // 1 for a track's first frame and behind every key frame, then counting up
-    double time = 0;  // seconds since 1970: the time base and the frame's offset in its track
+    std::uint16_t group_counter = 0;  // counts up from 1, which the frame behind every key frame has again
+    double time = 0;                  // seconds since 1970: the time base and the frame's offset in its track
     std::span<const platform::Byte> bytes;  // valid until the sink returns
 };
 

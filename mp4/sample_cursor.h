@@ -32,8 +32,7 @@ class SampleCursor {
     bool is_sync_sample();
 
     const SampleTables& track_;
-    std::vector<std::uint32_t>
-        first_chunks_;  // in order, for the question whether some entry begins at a chunk
+    std::vector<std::uint32_t> first_chunks_;  // of the entries, in order: does one begin at a chunk?
     std::size_t next_first_ = 0;
     std::vector<std::uint32_t> sync_samples_;  // in order, without repeats
     std::size_t next_sync_ = 0;

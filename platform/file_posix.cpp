@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "platform/common_file_system.h"
-#include "platform/file_replace_posix.h"
+#include "platform/file_replace.h"
 #include "platform/posix_file.h"
 
 namespace platform {

@@ -1,16 +1,14 @@
 // How a file is replaced without a moment at which half of it stands there: the new content is written beside
 // the old one under the name with ".new" behind, flushed to the disk, and renamed over it.
 //
-// - A link at the path stays; the file that it leads to is replaced, and the new one is written beside that
-// file.
+// - A link at the path stays; the file that it leads to is replaced, with the new one written beside it.
 // - A new file gets mode 0666 less umask, an existing one keeps its mode.
 // - A file that could not be written in place stays as it is: replacing it would bypass its permissions.
-// - Where the directory does not allow a new file (EACCES, EPERM, EROFS) the old one is written in place, as
-// the only
-//   way left. So is what is no regular file, a device say: a rename would put a file in its stead.
+// - Where the directory does not allow a new file (EACCES, EPERM, EROFS) the old one is written in place:
+//   there is no other way. So is what is no regular file, a device say, which a rename would remove.
 // - On any other failure the old file stays and the new one is removed.
 
-#include "platform/file_replace_posix.h"
+#include "platform/file_replace.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -2,7 +2,7 @@
 // file are the directory's, and a file that somebody holds open cannot be renamed over; it is written in
 // place then, if those who hold it share it, rather than not at all.
 
-#include "platform/file_replace_win.h"
+#include "platform/file_replace.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "platform/common_file_system.h"
-#include "platform/file_replace_win.h"
+#include "platform/file_replace.h"
 #include "platform/win_file.h"
 
 namespace platform {

@@ -23,7 +23,6 @@ class WinFile {
     [[nodiscard]] static WinFile open(const Path& path, int flags, int mode = 0);
 
     explicit operator bool() const noexcept { return descriptor_ >= 0; }
-    [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
 
     /// Whether it is no device, pipe or console.
     [[nodiscard]] bool is_on_disk() const noexcept;

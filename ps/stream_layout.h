@@ -79,8 +79,7 @@ static_assert(kPacketsAt == 1978);
 struct PesHeader : StreamRecordLayout<32> {
     using StartCode = Block<3, 0>;
     using StreamId = Field<std::uint8_t, 3>;
-    using Length =
-        Field<std::uint16_t, 4>;  // packet size - 6, low 16 bits: docs/recording-format.md, "Wrapped length"
+    using Length = Field<std::uint16_t, 4>;  // packet size - 6, low 16 bits; see "Wrapped length" there
     using Marker = Field<std::uint8_t, 6>;
     using Contents = Field<std::uint8_t, 7>;    // PTS and DTS, extension
     using DataLength = Field<std::uint8_t, 8>;  // header bytes behind this field

@@ -120,7 +120,7 @@ std::int32_t Host::take_call(const void* request, void* /*reply*/) {
     const hr::Input<hr::HostRequest> in(request);
     if (in.get<hr::HostRequest::MessageClass>() == names::kReleaseClass) {
         the_host->on_release();
-    } else if (the_host->keep_replies_) {
+    } else {
         const auto* text = hr::pointer_of<const char*>(in.get<hr::HostRequest::Data>());
         the_host->replies_.emplace_back(text, in.get<hr::HostRequest::Length>() - 1);
     }

@@ -29,16 +29,14 @@ class Host {
     struct Burst {
         double queue_seconds = 0;  // of the sending thread, for all texts
         double queue_bytes = 0;    // allocated for them
-        double work_seconds =
-            0;  // of the main loop's thread: from the first text's turn to the last one's release
+        /// Of the main loop's thread, from the first text's turn to the last one's release.
+        double work_seconds = 0;
     };
     /// Queues all texts while the worker is held, then lets it go and waits for the last one.
     Burst run(const std::vector<std::string>& texts);
 
     /// The documents that came since the last call, log lines among them.
     std::vector<std::string> take_replies();
-    /// Not kept from now on: what is measured is the module.
-    void keep_replies(bool keep) { keep_replies_ = keep; }
 
     /// Processor seconds of the main loop's thread, and how often it has slept, so far.
     struct Idle {
@@ -65,7 +63,6 @@ class Host {
     bool done_ = false;
     double began_ = 0;
     double ended_ = 0;
-    bool keep_replies_ = true;
     std::vector<std::string> replies_;
 };
 

@@ -74,12 +74,9 @@ inline constexpr std::int32_t kError = kLogError;
 static_assert(kInformation == NORVANEPI_LEVEL_INFORMATION && kError == NORVANEPI_LEVEL_ERROR);
 
 // Message classes of the host's callback.
-inline constexpr std::uint32_t kReservationClass =
-    NORVANEPI_CLASS_RESERVATION;  // reservations and status reports
+inline constexpr std::uint32_t kReservationClass = NORVANEPI_CLASS_RESERVATION;  // and status reports
 inline constexpr std::uint32_t kLogClass = NORVANEPI_CLASS_LOG;
-inline constexpr std::uint32_t kDeviceClass =
-    NORVANEPI_CLASS_DEVICE;  // registration, features, device storage commands
-inline constexpr std::uint32_t kReleaseClass =
-    NORVANEPI_CLASS_RELEASE;  // gives a host buffer back; carries no document
+inline constexpr std::uint32_t kDeviceClass = NORVANEPI_CLASS_DEVICE;    // registration and features too
+inline constexpr std::uint32_t kReleaseClass = NORVANEPI_CLASS_RELEASE;  // a host buffer, no document
 
 }  // namespace names

@@ -8,8 +8,8 @@
 #include <optional>
 #include <string>
 
-#include "tools/cli/progress_bar.h"
 #include "tools/cli/paint.h"
+#include "tools/cli/progress_bar.h"
 #include "tools/recorder/mailbox.h"
 
 namespace recorder {

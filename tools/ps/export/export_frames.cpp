@@ -19,8 +19,7 @@ namespace {
 using platform::Byte;
 
 constexpr std::uint32_t kVideoSlots = kSlots / 2;
-constexpr std::size_t kHead =
-    std::size_t{64} * 1024;  // parameter sets and the first slice stand at the front
+constexpr std::size_t kHead = 65'536;  // parameter sets and the first slice stand at the front
 
 /// The unit that begins there, up to the next one's start code.
 h264::Unit unit_at(std::span<const Byte> bytes, const std::vector<reader::NalUnit>& units, std::size_t i) {

@@ -5,7 +5,7 @@
 
 namespace platform {
 
-/// FileSystem::replace_whole. Included by the _posix files only.
+/// FileSystem::replace_whole. Included by the files of the systems only.
 [[nodiscard]] bool replace_file(const std::string& path, std::string_view content);
 
 }  // namespace platform
