@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Which folder may include what. Sourced, not run.
 
 # folder, what it may include besides itself, and which libraries it must not know.

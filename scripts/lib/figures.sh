@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # What scripts measure, and the blocks of docs/reliability.md that show it. Sourced behind setup.sh, not run.
 
 RECORD=no

@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034  # the lists of packages are for the scripts
 # Shared by the scripts of this folder: where the project is, its packages, and quiet steps. Sourced, not run.
 
 set -euo pipefail
@@ -42,7 +43,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build libtinyxml2-dev libboost-dev libboost-file
 TEST_PACKAGES=(libgtest-dev libgmock-dev ffmpeg libavformat59 util-linux python3-jsonschema)
 DEMO_PACKAGES=(ffmpeg fonts-dejavu-core libavformat59)
 BENCH_PACKAGES=(libbenchmark-dev ffmpeg strace)
-LINT_PACKAGES=(clang clang-format clang-tidy cppcheck git)
+LINT_PACKAGES=(clang clang-format clang-tidy cppcheck git shellcheck)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev llvm)
 ABI_PACKAGES=(abigail-tools)
 WINDOWS_PACKAGES=(g++-mingw-w64-x86-64-posix wine wine64 dpkg-dev googletest ffmpeg)

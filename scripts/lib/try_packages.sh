@@ -70,6 +70,7 @@ take_foreign_files_away() {
 
 # completes PROGRAM WORD WANTED: what bash offers for the word.
 completes() {
+    # shellcheck source=/dev/null
     (source "/usr/share/bash-completion/completions/$1" && COMP_WORDS=("$1" "$2") COMP_CWORD=1 &&
         "_${1//-/_}" && test "${COMPREPLY[*]}" = "$3")
 }
@@ -145,6 +146,7 @@ runs() {
 build_hosts() {
     local example=/usr/share/doc/norvanepi-dev/examples/minimal_host.c
     apt_get install norvanepi-tools norvanepi-dev gcc libc6-dev pkg-config cmake make
+    # shellcheck disable=SC2046  # flags are words
     gcc -Wall -Wextra -Werror $(pkg-config --cflags norvanepi) -pthread -o /tmp/host "$example"
     test "$(pkg-config --modversion norvanepi)" = "$newer"
     runs /tmp/host "$(pkg-config --variable=moduledir norvanepi)/norvanepi.so"
