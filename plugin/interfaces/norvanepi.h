@@ -55,8 +55,10 @@ struct norvanepi_host_request {
     uint32_t word4;       /* 1 */
     uint32_t length;      /* of a document's text, its NUL counted; 0 for a release */
     uint32_t word12;      /* 0 */
-    /** A document, to be copied by who needs it longer; for NORVANEPI_CLASS_RELEASE the text that the host
-        handed to Write or IOCTL, which is wholly the host's again from here on. */
+    /**
+     * A document, to be copied by who needs it longer; for NORVANEPI_CLASS_RELEASE the text that the host
+     * handed to Write or IOCTL, which is wholly the host's again from here on.
+     */
     const char* data;
     uint32_t identifier; /* NORVANEPI_MODULE_ID */
     uint32_t word28;     /* 0 */
@@ -176,9 +178,11 @@ struct norvanepi_write_request {
     uint8_t reserved13[3];
     uint32_t length; /* of the text; no NUL is needed */
     uint8_t reserved20[4];
-    /** OWNERSHIP: the host's. Once accepted it has to stay where it is, unchanged, until the module gives it
-        back with a request of NORVANEPI_CLASS_RELEASE, exactly once, at the latest inside Close. THREAD: it
-        is read on the main loop's. A text that was refused is not kept. */
+    /**
+     * OWNERSHIP: the host's. Once accepted it has to stay where it is, unchanged, until the module gives it
+     * back with a request of NORVANEPI_CLASS_RELEASE, exactly once, at the latest inside Close. THREAD: it is
+     * read on the main loop's. A text that was refused is not kept.
+     */
     const char* text;
     uint32_t identifier; /* of the sender */
     uint8_t reserved36[4];
