@@ -14,6 +14,10 @@ namespace {
 using nlohmann::json;
 using testing::HasSubstr;
 
+std::string native(const std::string& path) {
+    return boost::filesystem::path(path).make_preferred().string();
+}
+
 /// A camera's clip with its parameter sets in front of each key picture.
 ClipTrack playable() {
     const std::string key = nal("\x67 sequence") + nal("\x68 picture") + nal("\x65 key");
@@ -54,6 +58,7 @@ class PsProgramTest : public ProgramTest {
     }
 
     const std::string kPath = "recordings/2018/06/22/16/0509-00A10380e.ps";
+    const std::string kFound = native(kPath);  // by a search
 };
 
 TEST_F(PsProgramTest, TheExampleOfEachHelpRuns) {
@@ -75,7 +80,8 @@ TEST_F(PsProgramTest, WrongUsageAndMissingFilesGiveOneLineAndStatus2) {
           "convert missing.mp4 --start 2018-06-22T16:05:09Z --out x"}) {
         const Outcome ended = ps(line);
         EXPECT_EQ(ended.status, 2) << line;
-        EXPECT_THAT(ended.err, testing::MatchesRegex("norvanepi-ps: error: [^\n]*\n")) << line;
+        EXPECT_THAT(ended.err, testing::StartsWith("norvanepi-ps: error: ")) << line;
+        EXPECT_EQ(ended.err.find('\n'), ended.err.size() - 1) << line;
         EXPECT_EQ(ended.out, "") << line;
     }
 }
@@ -103,7 +109,7 @@ TEST_F(PsProgramTest, ReportIsTheSameOverFilesAndOverWhatVerifyWrote) {
 
 TEST_F(PsProgramTest, VerifyTellsFaultsFromSoundnessAndWhatRepairMends) {
     convert();
-    EXPECT_EQ(ps("verify recordings").out, kPath + ": verified, 3 frames in 1 span\n");
+    EXPECT_EQ(ps("verify recordings").out, kFound + ": verified, 3 frames in 1 span\n");
     EXPECT_EQ(ps("verify --deep --jobs 3 recordings " + kPath).status, 0);
 
     const std::string whole = data();
@@ -112,10 +118,10 @@ TEST_F(PsProgramTest, VerifyTellsFaultsFromSoundnessAndWhatRepairMends) {
     write_file(directory_ / "recordings/alone.psi", index());
     const json table = json_of("verify recordings", 1).at("recordings");
     ASSERT_EQ(table.size(), 3U);
-    EXPECT_EQ(table[0].at("path"), kPath);
+    EXPECT_EQ(table[0].at("path"), kFound);
     EXPECT_EQ(table[0].at("faults")[0].at("entry"), 2);
     EXPECT_EQ(table[0].at("mendable"), true);
-    EXPECT_EQ(table[1].at("path"), "recordings/alone.ps");
+    EXPECT_EQ(table[1].at("path"), native("recordings/alone.ps"));
     EXPECT_EQ(table[2].at("faults")[0].at("text"), "file ends before the first packet");
     EXPECT_EQ(table[2].at("mendable"), false);
 }
@@ -156,7 +162,7 @@ TEST_F(PsProgramTest, RepairMakesTheIndexAnewAndKeepsTheOldFiles) {
     convert();
     const std::string whole = data();
     const std::string sound_index = index();
-    EXPECT_EQ(ps("repair recordings").out, kPath + ": sound\n");
+    EXPECT_EQ(ps("repair recordings").out, kFound + ": sound\n");
 
     // Interrupted: a zero count in the index, and the beginning of one more packet.
     const std::string broken_index = std::string(sound_index).replace(20, 4, std::string(4, '\0'));
@@ -171,7 +177,7 @@ TEST_F(PsProgramTest, RepairMakesTheIndexAnewAndKeepsTheOldFiles) {
     EXPECT_EQ(data(), cut);
 
     const Outcome ended = ps("repair recordings");
-    EXPECT_EQ(ended.out, kPath + ": index of 3 entries rebuilt, 50 bytes cut off the data file\n")
+    EXPECT_EQ(ended.out, kFound + ": index of 3 entries rebuilt, 50 bytes cut off the data file\n")
         << ended.err;
     EXPECT_EQ(ended.status, 0);
     EXPECT_EQ(data(), whole);

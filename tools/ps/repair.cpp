@@ -106,6 +106,7 @@ void write_in_place(reader::Recording& recording, const reader::Report& report) 
     write_index(index.fresh(), reader::rebuilt_index(recording, report));
     if (data) write_data(data->fresh(), recording, report.whole_end);
     require_unchanged(recording);
+    recording.close();
     if (data) data->put_in_place();
     index.put_in_place();
 }

@@ -41,6 +41,12 @@ Recording::Recording(const std::string& data_path, platform::FileSystem& files)
     if (const auto bytes = header()) count_records(*bytes);
 }
 
+void Recording::close() {
+    data_.reset();
+    index_.reset();
+    spans_file_.reset();
+}
+
 void Recording::count_records(const PsiHeader::Bytes& header) {
     const std::uint32_t room = room_for(index_size(), kEntriesAt, PsiFrameEntry::size);
     completed_ = room == 0 || !counts_nothing(header);

@@ -65,6 +65,10 @@ class Recording {
     [[nodiscard]] std::uint64_t data_size() const { return data_ ? data_->size() : 0; }
     [[nodiscard]] std::uint64_t index_size() const { return index_ ? index_->size() : 0; }
 
+    /// Lets go of both files, so that others can take their places: not every system allows that before.
+    /// Nothing can be read any more.
+    void close();
+
     /// Entries and spans as the header counts them, and no more than the index file has room for. An index
     /// that was not completed has as many entries as stand in it.
     [[nodiscard]] std::uint32_t entries() const { return entries_; }
