@@ -86,7 +86,7 @@ inline constexpr std::array kFaults = {
     Fault{"gigabytes rounded up", Kind::kSays, R"(ReserveGB="1")", R"(ReserveGB="2")", 0,
           "documents.gigabytes"},
     Fault{"path not quoted", Kind::kSays, R"(TmpFileDir="&quot;)", R"(TmpFileDir=")", 0, "documents.paths"},
-    Fault{"quote not escaped", Kind::kSays, "&amp;&quot;", "&quot;", 0, "documents.paths"},
+    Fault{"ampersand not escaped", Kind::kSays, "a&amp;&amp;b", "a&amp;b", 0, "documents.paths"},
     Fault{"a blank too many", Kind::kSays, "gap start time", "gap start time ", 0, "documents.one-retrieval"},
     Fault{"error logged as information", Kind::kSays, R"(level="75">NorVane - operation)",
           R"(level="25">NorVane - operation)", 0, "conversation.unknown"},

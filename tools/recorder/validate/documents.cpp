@@ -6,6 +6,8 @@
 
 #include <fmt/format.h>
 
+#include "platform/file.h"
+#include "platform/text.h"
 #include "tools/recorder/message_summary.h"
 #include "tools/recorder/validate/cases.h"
 
@@ -61,7 +63,8 @@ void paths(Trial& trial) {
     const Request request = trial.request();
     const std::string guid = trial.stage().guid(request.operation);
     for (const std::string name : {"plain", "with blank", "a\"b", "a&b", "a<b>", "it's"}) {
-        const std::string path = (trial.directory().temporary_directory() / name / "deeper").string();
+        const std::string path =
+            (trial.directory().temporary_directory() / platform::file_name_of(name) / "deeper").string();
         trial.model().on_reservation(request.operation, path);
         trial.send(reservation_document(guid, path, trial.directory().output_directory()));
         trial.stage().settle();
@@ -77,6 +80,8 @@ void directory_not_made(Trial& trial) {
     const std::string file = (trial.directory().temporary_directory() / "file").string();
     std::ofstream(file) << "in the way";
     const std::string path = file + "/below";
+    const auto error =
+        platform::system_files().make_directory(path, platform::FileSystem::Existing::kAnything);
     const Request request = trial.request();
     const std::string guid = trial.stage().guid(request.operation);
     const Operation operation = *trial.stage().operation(request);
@@ -85,8 +90,8 @@ void directory_not_made(Trial& trial) {
     trial.model().expect_log(
         25, fmt::format("NorVane - requesting recordings from {} gap start time{} gap end time {}", name,
                         utc_text(operation.start), utc_text(operation.end)));
-    trial.model().expect_log(75,
-                             fmt::format("Error 'system:20' trying to create directory '{}'", quoted(path)));
+    trial.model().expect_log(
+        75, fmt::format("Error 'system:{}' trying to create directory '{}'", error.value(), quoted(path)));
     trial.send(reservation_document(guid, path, "/"));
     trial.stage().close();
 }
