@@ -169,7 +169,11 @@ TEST_F(RecorderProgramTest, TheSameSeedPlaysTheSameStory) {
 TEST_F(RecorderProgramTest, ALongStoryShowsThatNothingIsLeftBehind) {
     const Outcome ended = recorder("many --quiet --cameras 4 --operations 40 --out .");
     EXPECT_EQ(ended.status, 0) << ended.err;
-    for (const std::string row : {"descriptors", "threads", "texts held when idle"}) {
+    std::vector<std::string> rows = {"texts held when idle"};
+#ifndef _WIN32  // where the system tells
+    rows.insert(rows.end(), {"descriptors", "threads"});
+#endif
+    for (const std::string& row : rows) {
         EXPECT_TRUE(std::regex_search(ended.out, std::regex(row + R"( +(\d+) +\1 +\1\n)")))
             << row << ended.out;
     }
