@@ -121,10 +121,8 @@ Outcome repair(const RepairOptions& options, reader::Recording& recording) {
     const reader::Report report = reader::verify(recording);
     if (report.verified() && options.output.empty()) return {true, "sound"};
     if (!report.verified() && !report.mendable()) {
-        const reader::Fault& first = report.faults.kept().front();
-        return {false, fmt::format("not mended, {} of {} faults would stay; {}: offset {}: {}",
-                                   report.faults.lasting(), report.faults.count(), first.file, first.offset,
-                                   first.text)};
+        return {false, fmt::format("not mended, {} of {} faults would stay; {}", report.faults.lasting(),
+                                   report.faults.count(), reader::text_of(report.faults.kept().front()))};
     }
     if (options.dry_run) return {false, "would be mended: " + mended_text(report)};
     options.output.empty() ? write_in_place(recording, report) : write_beside(options, recording, report);

@@ -40,7 +40,7 @@ void print_text(const reader::Report& report, const cli::Paint& paint) {
     fmt::print("{}: {}\n", report.path,
                paint(report.verified() ? cli::Colour::kGreen : cli::Colour::kRed, verdict(report)));
     for (const reader::Fault& fault : report.faults.kept()) {
-        fmt::print("  {}: offset {}: {}{}\n", fault.file, fault.offset, fault.text,
+        fmt::print("  {}{}\n", reader::text_of(fault),
                    report.mends(fault) ? "" : " (repair does not mend this)");
     }
     const std::uint64_t left_out = report.faults.count() - report.faults.kept().size();

@@ -17,6 +17,10 @@ std::string hex(std::span<const platform::Byte> bytes) {
 
 }  // namespace
 
+std::string text_of(const Fault& fault) {
+    return fmt::format("{}: offset {}: {}", fault.file, fault.offset, fault.text);
+}
+
 void FaultList::add(Fault fault) {
     ++count_;
     if (fault.mending == Mending::kNone) ++lasting_;

@@ -23,6 +23,9 @@ struct Fault {
     Mending mending = Mending::kNone;
 };
 
+/// "recording.ps: offset 12: what is wrong".
+[[nodiscard]] std::string text_of(const Fault& fault);
+
 /// The faults of one recording: counts all, keeps the first ones only, so that a file of nothing but faults
 /// cannot fill the memory.
 class FaultList {

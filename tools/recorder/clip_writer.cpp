@@ -1,86 +1,36 @@
 #include "tools/recorder/clip_writer.h"
 
-#include <array>
-
-#include "platform/bytes.h"
+#include "tools/recorder/byte_text.h"
 
 namespace recorder {
 namespace {
 
 constexpr std::uint32_t kHeaderSize = 8;
 
-/// Bytes of a clip: integers big-endian, boxes around what follows them.
-class ClipBytes {
-  public:
-    template <typename T>
-    ClipBytes& add(T value) {
-        std::array<platform::Byte, sizeof(T)> bytes{};
-        platform::store<std::endian::big, T>(bytes, value);
-        text_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-        return *this;
-    }
-    ClipBytes& add_text(std::string_view text) {
-        text_ += text;
-        return *this;
-    }
-    ClipBytes& add_zeros(std::size_t count) {
-        text_.append(count, '\0');
-        return *this;
-    }
-    [[nodiscard]] const std::string& text() const { return text_; }
+/// A table box: version and flags, the words.
+std::string table(std::string_view type, const std::vector<std::uint32_t>& words) {
+    std::string payload = zeros(4);
+    for (const std::uint32_t word : words) payload += big(word, 4);
+    return box(type, payload);
+}
 
-  private:
-    std::string text_;
-};
+/// A box of one sample entry.
+std::string description(std::string_view coding, const std::string& entry) {
+    return box("stsd", zeros(4) + big(1, 4) + box(coding, zeros(6) + big(1, 2) + entry));
+}
 
 /// ISO/IEC 14496-12, 12.1.3, with the AVC configuration of ISO/IEC 14496-15, 5.3.3.1.
 std::string video_description(const ClipPlan& plan) {
-    const std::string configuration = ClipBytes()
-                                          .add_text({"\x01\x42\x00\x1E\xFF\xE1", 6})
-                                          .add<std::uint16_t>(4)
-                                          .add_text({"\x67\x42\x00\x1E", 4})
-                                          .add_text({"\x01", 1})
-                                          .add<std::uint16_t>(2)
-                                          .add_text({"\x68\xCE", 2})
-                                          .text();
-    const std::string entry = ClipBytes()
-                                  .add_zeros(6)
-                                  .add<std::uint16_t>(1)
-                                  .add_zeros(16)
-                                  .add<std::uint16_t>(plan.width)
-                                  .add<std::uint16_t>(plan.height)
-                                  .add<std::uint32_t>(0x00480000)
-                                  .add<std::uint32_t>(0x00480000)
-                                  .add_zeros(4)
-                                  .add<std::uint16_t>(1)
-                                  .add_zeros(32)
-                                  .add<std::uint16_t>(24)
-                                  .add<std::uint16_t>(0xFFFF)
-                                  .add_text(box("avcC", configuration))
-                                  .text();
-    return box("stsd", ClipBytes().add_zeros(4).add<std::uint32_t>(1).add_text(box("avc1", entry)).text());
+    const std::string configuration =
+        big(0x0142001EFFE1, 6) + big(4, 2) + big(0x6742001E, 4) + big(1, 1) + big(2, 2) + big(0x68CE, 2);
+    return description("avc1", zeros(16) + big(plan.width, 2) + big(plan.height, 2) + big(0x00480000, 4) +
+                                   big(0x00480000, 4) + zeros(4) + big(1, 2) + zeros(32) + big(24, 2) +
+                                   big(0xFFFF, 2) + box("avcC", configuration));
 }
 
 /// ISO/IEC 14496-12, 12.2.3.
 std::string sound_description() {
-    const std::string entry = ClipBytes()
-                                  .add_zeros(6)
-                                  .add<std::uint16_t>(1)
-                                  .add_zeros(8)
-                                  .add<std::uint16_t>(1)
-                                  .add<std::uint16_t>(16)
-                                  .add_zeros(4)
-                                  .add<std::uint32_t>(8000U << 16U)
-                                  .text();
-    return box("stsd", ClipBytes().add_zeros(4).add<std::uint32_t>(1).add_text(box("mp4a", entry)).text());
-}
-
-/// A table box: version and flags, the words.
-std::string table(std::string_view type, const std::vector<std::uint32_t>& words) {
-    ClipBytes payload;
-    payload.add_zeros(4);
-    for (const std::uint32_t word : words) payload.add(word);
-    return box(type, payload.text());
+    return description("mp4a", zeros(8) + big(1, 2) + big(16, 2) + zeros(4) + big(8000U << 16U, 4));
 }
 
 std::string track(const std::string& tables) {
@@ -141,19 +91,13 @@ std::string movie_box(const ClipPlan& plan, std::uint32_t samples_at) {
 }  // namespace
 
 std::string box(std::string_view type, std::string_view payload) {
-    return ClipBytes()
-        .add(static_cast<std::uint32_t>(kHeaderSize + payload.size()))
-        .add_text(type)
-        .add_text(payload)
-        .text();
+    return big(kHeaderSize + payload.size(), 4).append(type).append(payload);
 }
 
 std::string stored_sample(const PlannedSample& sample) {
-    ClipBytes bytes;
-    for (const std::string& unit : sample.units) {
-        bytes.add(static_cast<std::uint32_t>(unit.size())).add_text(unit);
-    }
-    return bytes.text();
+    std::string bytes;
+    for (const std::string& unit : sample.units) bytes += big(unit.size(), 4) + unit;
+    return bytes;
 }
 
 std::string clip_text(const ClipPlan& plan) {

@@ -95,10 +95,7 @@ void Endurance::check_recordings() {
     stage_.settle();
     for (const ExpectedRecording& recording : stage_.take_recordings()) {
         const reader::Report report = read_back(recording);
-        if (!report.verified()) {
-            const reader::Fault& fault = report.faults.kept().front();
-            throw PlugInFault(fmt::format("{}: offset {}: {}", fault.file, fault.offset, fault.text));
-        }
+        if (!report.verified()) throw PlugInFault(reader::text_of(report.faults.kept().front()));
         fs::remove(recording.path);
         fs::remove(recording.path + "i");
         ++recordings_checked_;

@@ -41,10 +41,6 @@ std::string escaped(std::string_view text, bool attribute) {
     return result;
 }
 
-std::string name_of(const Device& device) {
-    return fmt::format("{} {}", device.identifier, device.number);
-}
-
 /// Identifiers go out as signed numbers.
 std::int32_t as_signed(std::uint32_t identifier) {
     return static_cast<std::int32_t>(identifier);
@@ -90,18 +86,17 @@ void EngineModel::expect_release(const Operation& operation) {
 }
 
 EngineModel::Iterator EngineModel::find(std::size_t number) {
-    return std::find_if(saved_.operations.begin(), saved_.operations.end(),
-                        [&](const Operation& operation) { return operation.number == number; });
+    return std::ranges::find(saved_.operations, number, &Operation::number);
 }
 
 const Operation* EngineModel::operation(std::size_t number) const {
-    const auto found = std::find_if(saved_.operations.begin(), saved_.operations.end(),
-                                    [&](const Operation& operation) { return operation.number == number; });
+    const auto found = std::ranges::find(saved_.operations, number, &Operation::number);
     return found == saved_.operations.end() ? nullptr : &*found;
 }
 
-bool EngineModel::connected(const Device& device) const {
-    return std::find(connected_.begin(), connected_.end(), device) != connected_.end();
+void EngineModel::disconnect(const Device& device) {
+    const auto report = std::ranges::find(connected_, device);
+    if (report != connected_.end()) connected_.erase(report);
 }
 
 void EngineModel::on_open(const std::string& load_error) {
@@ -120,14 +115,12 @@ void EngineModel::on_open(const std::string& load_error) {
 }
 
 void EngineModel::on_device(const Device& device) {
-    if (std::find(supported_.begin(), supported_.end(), device) == supported_.end())
-        supported_.push_back(device);
+    supported_.insert(device);
 }
 
 void EngineModel::on_channel(const Device& device, bool connected, Seconds time) {
-    if (std::find(supported_.begin(), supported_.end(), device) == supported_.end()) return;
-    const auto loss = std::find_if(saved_.losses.begin(), saved_.losses.end(),
-                                   [&](const Loss& record) { return record.device == device; });
+    if (!supported_.contains(device)) return;
+    const auto loss = std::ranges::find(saved_.losses, device, &Loss::device);
     if (loss != saved_.losses.end()) {
         if (connected) on_return(loss, time);
     } else if (connected) {
@@ -155,8 +148,7 @@ void EngineModel::on_return(std::vector<Loss>::iterator loss, Seconds time) {
 }
 
 void EngineModel::on_lost(const Device& device, Seconds time) {
-    const auto busy = std::find_if(saved_.operations.begin(), saved_.operations.end(),
-                                   [&](const Operation& operation) { return operation.device == device; });
+    const auto busy = std::ranges::find(saved_.operations, device, &Operation::device);
     const bool is_current = busy != saved_.operations.end() && busy == saved_.operations.begin();
     if (busy != saved_.operations.end()) {
         expect_log(
@@ -164,16 +156,16 @@ void EngineModel::on_lost(const Device& device, Seconds time) {
             fmt::format("NorVane - disconnect during {}operation {} for device {}",
                         is_current ? "current " : "", guid_of_operation(busy->number), name_of(device)));
     }
-    const auto entry = std::find(connected_.begin(), connected_.end(), device);
-    if (entry != connected_.end()) connected_.erase(entry);
+    disconnect(device);
     saved_.losses.push_back({device, time - kBeforeLoss});
     if (is_current) start_next();
 }
 
 void EngineModel::start_next() {
     if (saved_.operations.empty()) return;
-    const auto next = std::find_if(saved_.operations.begin(), saved_.operations.end(),
-                                   [&](const Operation& operation) { return connected(operation.device); });
+    const auto next = std::ranges::find_if(saved_.operations, [&](const Operation& operation) {
+        return std::ranges::find(connected_, operation.device) != connected_.end();
+    });
     idle_ = next == saved_.operations.end();
     if (idle_) return;
     expect_log(names::kInformation,
@@ -234,9 +226,8 @@ void EngineModel::on_refused_clip(std::size_t number, const std::string& clip) {
 }
 
 void EngineModel::on_removed(const Device& device) {
-    std::erase(supported_, device);
-    const auto entry = std::find(connected_.begin(), connected_.end(), device);
-    if (entry != connected_.end()) connected_.erase(entry);
+    supported_.erase(device);
+    disconnect(device);
 }
 
 void EngineModel::on_done(std::size_t number) {
@@ -289,8 +280,7 @@ void EngineModel::complete(Iterator operation) {
 void EngineModel::on_close() {
     expect_log(names::kInformation, "NorVane - saving state and unloading.");
     for (const Device& device : connected_) saved_.losses.push_back({device, std::nullopt});
-    std::stable_sort(saved_.losses.begin(), saved_.losses.end(),
-                     [](const Loss& a, const Loss& b) { return a.device < b.device; });
+    std::ranges::stable_sort(saved_.losses, {}, &Loss::device);
     saved_.state_file_exists = true;
     supported_.clear();
     connected_.clear();

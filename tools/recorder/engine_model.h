@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -100,7 +101,7 @@ class EngineModel {
     void expect_release(const Operation& operation);
 
     [[nodiscard]] Iterator find(std::size_t number);
-    [[nodiscard]] bool connected(const Device& device) const;
+    void disconnect(const Device& device);
     void on_lost(const Device& device, Seconds time);
     void on_return(std::vector<Loss>::iterator loss, Seconds time);
     void start_next();
@@ -108,7 +109,7 @@ class EngineModel {
 
     std::deque<Expected>& expected_;
     SavedModel saved_;
-    std::vector<Device> supported_;
+    std::set<Device> supported_;
     std::vector<Device> connected_;  // one for every report of a connected channel
     std::vector<Request> requests_;
     bool idle_ = true;

@@ -1,5 +1,6 @@
 #include "tools/recorder/host_documents.h"
 
+#include <fmt/format.h>
 #include <tinyxml2.h>
 
 #include "host/documents/names.h"
@@ -43,6 +44,10 @@ class Message {
 };
 
 }  // namespace
+
+std::string name_of(const Device& device) {
+    return fmt::format("{} {}", device.identifier, device.number);
+}
 
 std::string quoted(const std::string& path) {
     std::string text = "\"";

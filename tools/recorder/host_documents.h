@@ -19,6 +19,9 @@ struct Device {
     auto operator<=>(const Device&) const = default;
 };
 
+/// As the plug-in's log lines and ours name it.
+[[nodiscard]] std::string name_of(const Device& device);
+
 /// A path as FileName and TmpFileDir carry it: in quotes, with & in front of every quote and & inside.
 [[nodiscard]] std::string quoted(const std::string& path);
 

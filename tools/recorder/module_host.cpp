@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 
 #include "host/documents/names.h"
-#include "tools/recorder/plug_in_fault.h"
+#include "tools/recorder/record_check.h"
 
 namespace recorder {
 namespace {
@@ -17,24 +17,8 @@ using namespace host_records;
 /// The callback's way to the one host of the process.
 std::atomic<ModuleHost*> current_host = nullptr;
 
-/// Output records are handed over filled with this, so that a byte written beside the fields shows.
-constexpr platform::Byte kUntouched = 0xA5;
-
-template <typename Layout>
-typename Layout::Bytes untouched() {
-    typename Layout::Bytes bytes{};
-    bytes.fill(kUntouched);
-    return bytes;
-}
-
-template <std::size_t Size>
-void require(const char* entry_point, const std::array<platform::Byte, Size>& found,
-             const std::array<platform::Byte, Size>& expected) {
-    const auto [is, should] = std::mismatch(found.begin(), found.end(), expected.begin());
-    if (is == found.end()) return;
-    throw PlugInFault(fmt::format("{} left byte {} of its output record as {:02X}, not {:02X}", entry_point,
-                                  is - found.begin(), *is, *should));
-}
+/// For entry points that look at no input.
+const auto kUnread = untouched<HostInfo>();
 
 ModuleInfo::Bytes expected_info() {
     auto info = untouched<ModuleInfo>();
@@ -144,35 +128,31 @@ void ModuleHost::stop() {
     }
 }
 
-std::int32_t ModuleHost::call(const char* name, ModuleLibrary::EntryPoint* entry_point, const void* input,
-                              void* output) {
-    return watchdog_.guard(name, [&] { return entry_point(input, output); });
+template <typename Bytes>
+void ModuleHost::call(const char* name, ModuleLibrary::EntryPoint* entry_point, const void* input,
+                      const Bytes& expected) {
+    Bytes output;
+    output.fill(kUntouched);
+    watchdog_.guard(name, [&] { return entry_point(input, output.data()); });
+    require_record(name, output, expected);
 }
 
 void ModuleHost::load() {
     auto info = untouched<HostInfo>();
     HostInfo::Callback::put(info, std::bit_cast<std::uintptr_t>(&ModuleHost::take_call));
-    auto module_info = untouched<ModuleInfo>();
     calling_thread_ = std::this_thread::get_id();
     loaded_ = true;
-    call("Load", library_.load, info.data(), module_info.data());
-    require("Load", module_info, expected_info());
+    call("Load", library_.load, info.data(), expected_info());
 }
 
 void ModuleHost::open() {
-    const auto nothing = untouched<OpenResult>();
-    auto result = nothing;
-    call("Open", library_.open, nothing.data(), result.data());
-    auto expected = nothing;
-    OpenResult::Status::put(expected, 0);
-    require("Open", result, expected);
+    call("Open", library_.open, kUnread.data(), with<OpenResult, OpenResult::Status>(kAccepted));
     calling_thread_ = std::thread::id();
 }
 
 void ModuleHost::run_main_loop() {
     loop_thread_ = std::this_thread::get_id();
-    auto request = untouched<IoctlRequest>();
-    IoctlRequest::Code::put(request, kRunMainLoop);
+    const auto request = with<IoctlRequest, IoctlRequest::Code>(kRunMainLoop);
     auto result = untouched<IoctlResult>();
     library_.ioctl(request.data(), result.data());
     if (IoctlResult::Status::get(result) != kAccepted)
@@ -180,39 +160,19 @@ void ModuleHost::run_main_loop() {
 }
 
 void ModuleHost::check_other_entry_points() {
-    const auto nothing = untouched<ReadResult>();
-    auto read = nothing;
-    call("Read", library_.read, nothing.data(), read.data());
-    auto expected_read = nothing;
-    ReadResult::Count::put(expected_read, 0);
-    require("Read", read, expected_read);
-
-    auto seek = untouched<SeekResult>();
-    auto expected_seek = seek;
-    call("Seek", library_.seek, nothing.data(), seek.data());
-    SeekResult::Status::put(expected_seek, kRefused);
-    require("Seek", seek, expected_seek);
+    call("Read", library_.read, kUnread.data(), with<ReadResult, ReadResult::Count>(0U));
+    call("Seek", library_.seek, kUnread.data(), with<SeekResult, SeekResult::Status>(kRefused));
 }
 
 void ModuleHost::close() {
-    const auto nothing = untouched<CloseResult>();
-    auto result = nothing;
-    auto expected = nothing;
-    CloseResult::Status::put(expected, 0);
     calling_thread_ = std::this_thread::get_id();
-    call("Close", library_.close, nothing.data(), result.data());
+    call("Close", library_.close, kUnread.data(), with<CloseResult, CloseResult::Status>(kAccepted));
     if (main_loop_.joinable()) watchdog_.guard("the main loop", [this] { main_loop_.join(); });
-    require("Close", result, expected);
 }
 
 void ModuleHost::unload() {
-    const auto nothing = untouched<CloseResult>();
-    auto result = nothing;
-    auto expected = nothing;
-    CloseResult::Status::put(expected, 0);
     loaded_ = false;
-    call("Unload", library_.unload, nothing.data(), result.data());
-    require("Unload", result, expected);
+    call("Unload", library_.unload, kUnread.data(), with<CloseResult, CloseResult::Status>(kAccepted));
 }
 
 void ModuleHost::send(const LentTexts::Loan& loan, Entrance entrance) {
@@ -223,25 +183,16 @@ void ModuleHost::write(const LentTexts::Loan& loan) {
     WriteRequest::Bytes request{};
     WriteRequest::Length::put(request, loan.length);
     WriteRequest::Text::put(request, loan.address);
-    auto result = untouched<WriteResult>();
-    auto expected = result;
-    WriteResult::Status::put(expected, kAccepted);
-    WriteResult::Count::put(expected, 1);
-    call("Write", library_.write, request.data(), result.data());
-    require("Write", result, expected);
+    call("Write", library_.write, request.data(),
+         with<WriteResult, WriteResult::Count>(1U, with<WriteResult, WriteResult::Status>(kAccepted)));
 }
 
 void ModuleHost::queue_by_ioctl(const LentTexts::Loan& loan) {
-    auto request = untouched<IoctlRequest>();
-    IoctlRequest::Code::put(request, kQueueMessage);
+    auto request = with<IoctlRequest, IoctlRequest::Code>(kQueueMessage);
     IoctlRequest::Length::put(request, loan.length);
     IoctlRequest::Text::put(request, loan.address);
-    auto result = untouched<IoctlResult>();
-    auto expected = result;
-    IoctlResult::Status::put(expected, kAccepted);
-    IoctlResult::Count::put(expected, 1);
-    call("IOCTL", library_.ioctl, request.data(), result.data());
-    require("IOCTL", result, expected);
+    call("IOCTL", library_.ioctl, request.data(),
+         with<IoctlResult, IoctlResult::Count>(1U, with<IoctlResult, IoctlResult::Status>(kAccepted)));
 }
 
 std::int32_t ModuleHost::take_call(const void* request, void* reply) {

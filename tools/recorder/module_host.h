@@ -67,8 +67,9 @@ class ModuleHost {
     void check_other_entry_points();
     void write(const LentTexts::Loan& loan);
     void queue_by_ioctl(const LentTexts::Loan& loan);
-    std::int32_t call(const char* name, ModuleLibrary::EntryPoint* entry_point, const void* input,
-                      void* output);
+    template <typename Bytes>
+    void call(const char* name, ModuleLibrary::EntryPoint* entry_point, const void* input,
+              const Bytes& expected);
 
     ModuleLibrary library_;
     Watchdog watchdog_;

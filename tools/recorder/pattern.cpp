@@ -44,9 +44,7 @@ bool take_guid(std::size_t operation, std::string_view& text, Bindings& bindings
 bool take_instant(std::string_view& text, Bindings& bindings) {
     std::int64_t seconds = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-    const auto now =
-        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch());
-    if (error != std::errc() || seconds < bindings.earliest_instant() || seconds > now.count()) return false;
+    if (error != std::errc() || seconds < bindings.earliest_instant() || seconds > present()) return false;
     bindings.instants().push_back(seconds);
     text.remove_prefix(static_cast<std::size_t>(end - text.data()));
     return true;
@@ -84,6 +82,12 @@ bool match_word(std::string_view& pattern, std::string_view& text, Bindings& bin
 }
 
 }  // namespace
+
+std::int64_t present() {
+    return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now())
+        .time_since_epoch()
+        .count();
+}
 
 std::string guid_of_operation(std::size_t operation) {
     return fmt::format("{}{}{}", kGuidBegin, operation, kGuidEnd);

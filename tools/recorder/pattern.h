@@ -17,7 +17,10 @@ namespace recorder {
 /// what it is; from then on it has to be the same.
 [[nodiscard]] std::string guid_of_operation(std::size_t operation);
 
-/// Stands for seconds since 1970 between the start of the conversation and the moment of reading.
+/// Seconds since 1970, now.
+[[nodiscard]] std::int64_t present();
+
+/// Stands for a present between the start of the conversation and the moment of reading.
 inline constexpr std::string_view kPresentInstant = "\x03";
 
 /// Stands for any run of characters up to the text that follows.

@@ -114,8 +114,7 @@ int close_with_table(const Options& options, const WorkingDirectory& directory, 
     for (const reader::Report& report : reports) {
         faults += report.faults.count();
         for (const reader::Fault& fault : report.faults.kept()) {
-            cli::print_error(kProgram,
-                             fmt::format("{}: offset {}: {}", fault.file, fault.offset, fault.text));
+            cli::print_error(kProgram, reader::text_of(fault));
         }
     }
     if (faults > 0) return cli::kFailure;

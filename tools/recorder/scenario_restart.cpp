@@ -2,18 +2,11 @@
 #include "tools/recorder/serving.h"
 
 namespace recorder {
-namespace {
-
-constexpr Seconds kAgo = 60;
-
-}  // namespace
 
 Handover play_until_restart(Stage& stage, const std::vector<Clip>& clips) {
     std::vector<Camera> cameras = {make_camera(0, "Front gate"), make_camera(1, "Loading dock"),
                                    make_camera(2, "Car park")};
-    Seconds length = 0;
-    for (const Clip& clip : clips) length += clip.seconds;
-    const Seconds lost = present() - length - kAgo;
+    const Seconds lost = loss_for(clips);
     Seconds found = lost;
     for (Camera& camera : cameras) found = camera.record(clips, lost);
 
@@ -38,8 +31,7 @@ void play_after_restart(Stage& stage, const Handover& handover) {
     for (const Camera& camera : handover.cameras) stage.announce(camera);
     for (const Camera& camera : handover.cameras) stage.report(camera, true, back);
     serve_all(stage, handover.cameras);
-    require_all_done(stage);
-    stage.close();
+    end_story(stage);
 }
 
 }  // namespace recorder

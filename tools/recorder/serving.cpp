@@ -1,19 +1,12 @@
 #include "tools/recorder/serving.h"
 
 #include <algorithm>
-#include <chrono>
 
 #include <fmt/format.h>
 
 #include "tools/recorder/plug_in_fault.h"
 
 namespace recorder {
-
-Seconds present() {
-    return std::chrono::duration_cast<std::chrono::seconds>(
-               std::chrono::system_clock::now().time_since_epoch())
-        .count();
-}
 
 Camera make_camera(std::uint32_t number, const std::string& name) {
     // The clip id in a file's name has room for twelve bits of the identifier and one byte of the number.
@@ -28,6 +21,22 @@ Camera make_camera(std::uint32_t number, const std::string& name) {
 void introduce(Stage& stage, const Camera& camera, Seconds time) {
     stage.announce(camera);
     stage.report(camera, true, time);
+}
+
+Seconds loss_for(const std::vector<Clip>& clips) {
+    Seconds lost = present() - kAgo;
+    for (const Clip& clip : clips) lost -= clip.seconds;
+    return lost;
+}
+
+Camera lost_and_found(Stage& stage, const std::string& name, const std::vector<Clip>& clips) {
+    Camera camera = make_camera(0, name);
+    const Seconds lost = loss_for(clips);
+    const Seconds found = camera.record(clips, lost);
+    introduce(stage, camera, lost - kAgo);
+    stage.report(camera, false, lost);
+    stage.report(camera, true, found);
+    return camera;
 }
 
 void serve(Stage& stage, const Camera& camera, Request request) {
@@ -66,8 +75,10 @@ Request until_clips_are_asked(Stage& stage, const Camera& camera) {
     return stage.requests().front();
 }
 
-void require_all_done(const Stage& stage) {
+void end_story(Stage& stage) {
+    stage.settle();
     if (!stage.model().all_done()) throw PlugInFault("the story ended with operations left to do");
+    stage.close();
 }
 
 }  // namespace recorder

@@ -6,14 +6,20 @@
 
 namespace recorder {
 
-/// Seconds since 1970, now.
-[[nodiscard]] Seconds present();
+/// Seconds from one event of a story to the next, and from its last one to the present.
+inline constexpr Seconds kAgo = 60;
 
 /// A camera of the played host; number counts from 0.
 [[nodiscard]] Camera make_camera(std::uint32_t number, const std::string& name);
 
 /// Announces the camera and reports its channel connected.
 void introduce(Stage& stage, const Camera& camera, Seconds time);
+
+/// The instant of a loss so long ago that the clips fit behind it.
+[[nodiscard]] Seconds loss_for(const std::vector<Clip>& clips);
+
+/// A new camera that is lost, records the clips, and is found again.
+[[nodiscard]] Camera lost_and_found(Stage& stage, const std::string& name, const std::vector<Clip>& clips);
 
 /// Gives the request the answer that a camera in good order leads to.
 void serve(Stage& stage, const Camera& camera, Request request);
@@ -24,7 +30,7 @@ void serve(Stage& stage, const Camera& camera, Request request);
 /// Serves every request, in order, until the plug-in has no more.
 void serve_all(Stage& stage, const std::vector<Camera>& cameras);
 
-/// At the end of a story nothing is left to do. Throws PlugInFault.
-void require_all_done(const Stage& stage);
+/// Waits for what is still to come and closes. Throws PlugInFault where operations are left to do.
+void end_story(Stage& stage);
 
 }  // namespace recorder

@@ -21,20 +21,13 @@ constexpr std::chrono::milliseconds kLookAgain{20};
 /// A GUID of the right form that the plug-in never made.
 constexpr const char* kNobody = "00000000-0000-4000-8000-000000000000";
 
-Seconds now() {
-    return std::chrono::duration_cast<std::chrono::seconds>(
-               std::chrono::system_clock::now().time_since_epoch())
-        .count();
-}
-
-std::string name_of(const Camera& camera) {
-    return fmt::format("{} {}", camera.device.identifier, camera.device.number);
-}
-
 }  // namespace
 
 Stage::Stage(Settings settings, WorkingDirectory& directory, Conversation& conversation)
-    : settings_(std::move(settings)), directory_(directory), conversation_(conversation), bindings_(now()) {}
+    : settings_(std::move(settings)),
+      directory_(directory),
+      conversation_(conversation),
+      bindings_(present()) {}
 
 void Stage::load(const std::string& load_error) {
     model_.on_open(load_error);
@@ -119,13 +112,13 @@ void Stage::tell(const std::string& kind, const std::string& summary, const std:
 
 void Stage::announce(const Camera& camera) {
     model_.on_device(camera.device);
-    tell("device", fmt::format("{} \"{}\" keeps recordings of its own", name_of(camera), camera.name),
+    tell("device", fmt::format("{} \"{}\" keeps recordings of its own", name_of(camera.device), camera.name),
          device_document(camera.device, camera.address));
 }
 
 void Stage::report(const Camera& camera, bool connected, Seconds time) {
     model_.on_channel(camera.device, connected, time);
-    tell(connected ? "connected" : "lost", fmt::format("{} at {}", name_of(camera), utc_text(time)),
+    tell(connected ? "connected" : "lost", fmt::format("{} at {}", name_of(camera.device), utc_text(time)),
          channel_document(camera.device, connected, time));
 }
 
@@ -161,7 +154,8 @@ void Stage::offer(const Camera& camera, const Request& request, const std::vecto
                 clips.back().stop()};
         model_.on_storage_info(request.operation, info.megabytes);
     }
-    tell("storage", fmt::format("{} holds {} clips, {} MB", name_of(camera), info.recordings, info.megabytes),
+    tell("storage",
+         fmt::format("{} holds {} clips, {} MB", name_of(camera.device), info.recordings, info.megabytes),
          storage_info_document(camera.device, guid, info));
 }
 

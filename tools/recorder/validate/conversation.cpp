@@ -25,9 +25,7 @@ void fails_twice(Trial& trial) {
     trial.stage().fail(trial.camera(), first, 104, kLost + 100);
     const Request again = recorder::until_clips_are_asked(trial.stage(), trial.camera());
     trial.stage().fail(trial.camera(), again, -5, kLost + 200);
-    trial.stage().settle();
-    require_all_done(trial.stage());
-    trial.stage().close();
+    end_story(trial.stage());
 }
 
 void done_at_second_try(Trial& trial) {
@@ -46,23 +44,24 @@ void fails_without_reason(Trial& trial) {
     trial.stage().close();
 }
 
-void two_cameras_in_order(Trial& trial) {
-    const Camera other = make_camera(1, "Yard");
+/// The camera's own and one of another camera, five seconds later.
+Camera open_with_two_operations(Trial& trial) {
+    Camera other = make_camera(1, "Yard");
     trial.open();
     introduce(trial.stage(), other, kLost - 60);
     trial.lose_and_find();
     trial.lose_and_find(other, kLost + 5, kFound + 5);
+    return other;
+}
+
+void two_cameras_in_order(Trial& trial) {
+    const Camera other = open_with_two_operations(trial);
     serve_all(trial.stage(), {trial.camera(), other});
-    require_all_done(trial.stage());
-    trial.stage().close();
+    end_story(trial.stage());
 }
 
 void later_one_fails(Trial& trial) {
-    const Camera other = make_camera(1, "Yard");
-    trial.open();
-    introduce(trial.stage(), other, kLost - 60);
-    trial.lose_and_find();
-    trial.lose_and_find(other, kLost + 5, kFound + 5);
+    const Camera other = open_with_two_operations(trial);
     const std::size_t later = trial.model().saved().operations_made;
     trial.stage().fail(other, {Request::Kind::kRecordings, later, other.device}, 9, kLost + 50);
     trial.stage().settle();
@@ -70,18 +69,13 @@ void later_one_fails(Trial& trial) {
 }
 
 void lost_while_fetching(Trial& trial) {
-    const Camera other = make_camera(1, "Yard");
-    trial.open();
-    introduce(trial.stage(), other, kLost - 60);
-    trial.lose_and_find();
-    trial.lose_and_find(other, kLost + 5, kFound + 5);
+    const Camera other = open_with_two_operations(trial);
     trial.stage().report(other, false, kFound + 50);           // not the current one
     trial.stage().report(trial.camera(), false, kFound + 60);  // nothing can be fetched
     trial.stage().report(other, true, kFound + 70);
     trial.stage().report(trial.camera(), true, kFound + 80);
     serve_all(trial.stage(), {trial.camera(), other});
-    require_all_done(trial.stage());
-    trial.stage().close();
+    end_story(trial.stage());
 }
 
 /// The first loss counts, whatever is reported while the channel is lost.

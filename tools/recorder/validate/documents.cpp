@@ -85,11 +85,9 @@ void directory_not_made(Trial& trial) {
     const Request request = trial.request();
     const std::string guid = trial.stage().guid(request.operation);
     const Operation operation = *trial.stage().operation(request);
-    const std::string name =
-        fmt::format("{} {}", trial.camera().device.identifier, trial.camera().device.number);
     trial.model().expect_log(
-        25, fmt::format("NorVane - requesting recordings from {} gap start time{} gap end time {}", name,
-                        utc_text(operation.start), utc_text(operation.end)));
+        25, fmt::format("NorVane - requesting recordings from {} gap start time{} gap end time {}",
+                        name_of(operation.device), utc_text(operation.start), utc_text(operation.end)));
     trial.model().expect_log(
         75, fmt::format("Error 'system:{}' trying to create directory '{}'", error.value(), quoted(path)));
     trial.send(reservation_document(guid, path, "/"));

@@ -7,28 +7,14 @@
 
 #include <fmt/format.h>
 
+#include "tools/recorder/byte_text.h"
+
 namespace recorder::validate {
 namespace {
 
 constexpr std::size_t kMapEntries = 32;
 constexpr std::uint32_t kNone = 0xFFFFFFFF;
 constexpr std::uint32_t kUnit = 32;  // packets are multiples of it
-
-std::string big(std::uint64_t value, int bytes) {
-    std::string text;
-    for (int i = bytes - 1; i >= 0; --i) text += static_cast<char>(value >> (8 * i) & 0xFFU);
-    return text;
-}
-
-std::string little(std::uint64_t value, int bytes) {
-    std::string text = big(value, bytes);
-    std::reverse(text.begin(), text.end());
-    return text;
-}
-
-std::string zeros(std::size_t count) {
-    return std::string(count, '\0');
-}
 
 /// One frame as a packet and as an index entry show it.
 struct Shown {

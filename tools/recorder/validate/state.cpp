@@ -65,8 +65,7 @@ void over_a_restart(Trial& trial) {
     trial.stage().report(other, true, kFound + 600);
     trial.stage().report(trial.camera(), true, trial.model().saved().losses.front().time.value_or(0) + 60);
     serve_all(trial.stage(), {trial.camera(), other});
-    require_all_done(trial.stage());
-    trial.stage().close();
+    end_story(trial.stage());
 }
 
 /// Attempts go on counting: a restored first try that fails is dropped.

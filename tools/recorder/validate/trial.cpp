@@ -52,9 +52,7 @@ Request Trial::until_clips_are_asked() {
 
 void Trial::finish(const Request& request) {
     stage_.finish(camera_, request);
-    stage_.settle();
-    require_all_done(stage_);
-    stage_.close();
+    end_story(stage_);
 }
 
 void Trial::send_inside(const std::string& inside) {
