@@ -108,7 +108,6 @@ const std::string kCamera = "00A10380";
 TEST(Coverage, CountsWhatOverlapsOnceAndSplitsDays) {
     const Intervals joined = ps_tool::joined({{50, 60}, {0, 10}, {5, 20}, {21, 30}, {40, 40}}, 1);
     EXPECT_EQ(joined, (Intervals{{0, 30}, {50, 60}}));
-    EXPECT_EQ(ps_tool::overlap(joined, {{-5, 5}, {25, 55}}), (Intervals{{0, 5}, {25, 30}, {50, 55}}));
     EXPECT_EQ(ps_tool::without(joined, {{-5, 5}, {10, 11}, {29, 52}}),
               (Intervals{{5, 10}, {11, 29}, {52, 60}}));
     EXPECT_EQ(ps_tool::longest_gaps({{0, 1}, {5, 6}, {8, 9}, {100, 101}}, 2), (Intervals{{9, 100}, {1, 5}}));

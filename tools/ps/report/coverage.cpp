@@ -18,19 +18,10 @@ Intervals joined(Intervals any_order, std::int64_t bridged) {
     return all;
 }
 
-Intervals overlap(const Intervals& one, const Intervals& other) {
-    Intervals both;
-    for (auto a = one.begin(), b = other.begin(); a != one.end() && b != other.end();) {
-        const Interval common{std::max(a->begin, b->begin), std::min(a->end, b->end)};
-        if (common.length() > 0) both.push_back(common);
-        a->end < b->end ? ++a : ++b;
-    }
-    return both;
-}
-
 Intervals without(const Intervals& one, const Intervals& other) {
     Intervals rest;
-    auto b = other.begin();
+    if (one.empty()) return rest;
+    auto b = std::ranges::upper_bound(other, one.front().begin, {}, &Interval::end);
     for (Interval left : one) {
         while (b != other.end() && b->end <= left.begin) ++b;
         for (auto cut = b; cut != other.end() && cut->begin < left.end; ++cut) {

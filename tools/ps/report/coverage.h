@@ -20,7 +20,6 @@ inline constexpr std::int64_t kDay = 86'400'000;  // ms
 
 /// The same moments as disjoint intervals in order. Those at most `bridged` apart become one.
 [[nodiscard]] Intervals joined(Intervals any_order, std::int64_t bridged = 0);
-[[nodiscard]] Intervals overlap(const Intervals& one, const Intervals& other);
 /// What of the first is not in the second.
 [[nodiscard]] Intervals without(const Intervals& one, const Intervals& other);
 [[nodiscard]] std::int64_t length_of(const Intervals& intervals);

@@ -89,9 +89,10 @@ void PageData::account_for(const std::vector<LostTime>& lost) {
 /// recordings.
 Json PageData::names_of(const CameraKey& key) const {
     Json names = Json::array();
+    if (key.first.empty()) return names;
     for (auto at = cameras_.lower_bound({key.first, ""});
          at != cameras_.end() && at->first.first == key.first; ++at) {
-        if (at->first != key && !key.first.empty()) names.push_back(at->first.second);
+        if (at->first != key) names.push_back(at->first.second);
     }
     return names;
 }

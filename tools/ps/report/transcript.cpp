@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <tinyxml2.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <stdexcept>
@@ -56,10 +57,6 @@ class Story {
     [[nodiscard]] std::vector<LostTime> ended();
 
   private:
-    struct Operation {
-        LostTime lost;
-        Device device;
-    };
     struct Clip {
         std::string guid;
         Interval time;
@@ -75,8 +72,8 @@ class Story {
     void given_back(std::int64_t number);
 
     std::map<std::tuple<Device, int>, std::int64_t> lost_since_;  // by device and channel
-    std::vector<Operation> gaps_;                                 // reported; without an operation yet
-    std::map<std::string, Operation> operations_;                 // by GUID
+    std::map<Device, Intervals> gaps_;                            // reported; without an operation yet
+    std::map<std::string, LostTime> operations_;                  // by GUID
     std::map<std::int64_t, Clip> clips_;                          // by the number of their message
     std::int64_t handled_ = 0;                                    // number of the last message that came back
 };
@@ -114,8 +111,7 @@ void Story::channel(const XMLElement& channel, const Device& which) {
     if (channel.IntAttribute(names::kConnected) != 1) {
         lost_since_.emplace(key, at);
     } else if (const auto since = lost_since_.find(key); since != lost_since_.end()) {
-        gaps_.push_back(
-            {{.clip_id = clip_id_of(which), .gap = {since->second, at}, .failure = kNeverAsked}, which});
+        gaps_[which].push_back({since->second, at});
         lost_since_.erase(since);
     }
 }
@@ -126,9 +122,9 @@ void Story::status(const XMLElement& storage) {
     const int status = storage.IntAttribute(names::kRetrievalStatus);
     const XMLElement* context = descend(&storage, names::kInput, names::kContext);
     const bool nothing_there = context != nullptr && context->IntAttribute(names::kRecordings) <= 0;
-    if (status == names::kRetrievalDone || nothing_there) operation->second.lost.failure.clear();
+    if (status == names::kRetrievalDone || nothing_there) operation->second.failure.clear();
     if (status == names::kRetrievalFailed)
-        operation->second.lost.failure = fmt::format("error {}", storage.IntAttribute(names::kErrorCode, -1));
+        operation->second.failure = fmt::format("error {}", storage.IntAttribute(names::kErrorCode, -1));
 }
 
 void Story::from_module(const tinyxml2::XMLDocument& document) {
@@ -151,16 +147,14 @@ void Story::asked(const XMLElement& storage, const Device& which) {
     const std::string guid = text(storage, names::kGuid);
     if (operations_.contains(guid) || text(storage, names::kCommand) != names::kAskStorageInfo) return;
     const Interval asked{instant(storage, names::kStart), instant(storage, names::kStop)};
-    Operation operation{{.clip_id = clip_id_of(which), .gap = asked}, which};
-    const auto gap = std::ranges::find_if(gaps_, [&](const Operation& one) {
-        return one.device == which && one.lost.gap.end == asked.end && one.lost.gap.begin >= asked.begin;
-    });
-    if (gap != gaps_.end()) {
-        operation = *gap;
-        gaps_.erase(gap);
-    }
-    operation.lost.failure = kNotFinished;
-    operations_.emplace(guid, operation);
+    LostTime& lost = operations_[guid];
+    lost = {.clip_id = clip_id_of(which), .gap = asked, .failure = kNotFinished};
+    Intervals& reported = gaps_[which];
+    const auto gap = std::ranges::find_if(
+        reported, [&](const Interval& one) { return one.end == asked.end && one.begin >= asked.begin; });
+    if (gap == reported.end()) return;
+    lost.gap = *gap;
+    reported.erase(gap);
 }
 
 /// Messages are handled in their order: an error belongs to the one behind the last that came back.
@@ -178,7 +172,7 @@ void Story::given_back(std::int64_t number) {
     if (clip.empty()) return;
     const auto operation = operations_.find(clip.mapped().guid);
     if (operation == operations_.end()) return;
-    LostTime& lost = operation->second.lost;
+    LostTime& lost = operation->second;
     if (clip.mapped().why.empty()) {
         lost.converted.push_back(clip.mapped().time);
     } else {
@@ -188,8 +182,11 @@ void Story::given_back(std::int64_t number) {
 
 std::vector<LostTime> Story::ended() {
     std::vector<LostTime> all;
-    for (const auto& [guid, operation] : operations_) all.push_back(operation.lost);
-    for (const Operation& gap : gaps_) all.push_back(gap.lost);
+    for (const auto& [guid, lost] : operations_) all.push_back(lost);
+    for (const auto& [device, gaps] : gaps_) {
+        for (const Interval& gap : gaps)
+            all.push_back({.clip_id = clip_id_of(device), .gap = gap, .failure = kNeverAsked});
+    }
     std::ranges::sort(
         all, {}, [](const LostTime& one) { return std::tuple(one.clip_id, one.gap.begin, one.gap.end); });
     return all;
@@ -221,13 +218,12 @@ std::vector<LostTime> read_transcript(std::istream& lines) {
 std::map<std::string, Account> account_for(const std::vector<LostTime>& lost,
                                            const std::map<std::string, Intervals>& covered) {
     std::map<std::string, Account> accounts;
-    std::map<std::string, Intervals> seen;  // no moment is lost twice
+    std::map<std::string, std::int64_t> seen;  // up to where: no moment is lost twice
     for (const LostTime& one : lost) {
         Account& account = accounts[one.clip_id];
-        Intervals& before = seen[one.clip_id];
-        Intervals rest = without({one.gap}, before);
-        before.push_back(one.gap);
-        before = joined(std::move(before));
+        std::int64_t& before = seen.try_emplace(one.clip_id, one.gap.begin).first->second;
+        Intervals rest = joined({{std::max(one.gap.begin, before), one.gap.end}});
+        before = std::max(before, one.gap.end);
         account.lost += length_of(rest);
         if (const auto held = covered.find(one.clip_id); held != covered.end())
             account.recovered += take_out(rest, held->second);

@@ -23,8 +23,8 @@ struct LostTime {
     std::string failure = {};  // why the retrieval never came to its end; empty when it did
 };
 
-/// The lost times that a recorder's transcript tells of (docs/recorder.md). Throws std::runtime_error for a
-/// line that is none of a transcript.
+/// The lost times that a recorder's transcript tells of (docs/recorder.md), in order of id and begin. Throws
+/// std::runtime_error for a line that is none of a transcript.
 [[nodiscard]] std::vector<LostTime> read_transcript(std::istream& lines);
 
 /// Where a camera's lost time went, in ms. All of it is in one of the four.
@@ -36,7 +36,7 @@ struct Account {
     std::map<std::string, std::int64_t> failed;
 };
 
-/// By clip id. `covered` has what each camera's recordings hold.
+/// By clip id, for lost times in that order. `covered` has what each camera's recordings hold.
 [[nodiscard]] std::map<std::string, Account> account_for(const std::vector<LostTime>& lost,
                                                          const std::map<std::string, Intervals>& covered);
 
