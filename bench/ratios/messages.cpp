@@ -44,6 +44,15 @@ Texts texts(std::uint32_t first, std::size_t count, Text text) {
     return all;
 }
 
+/// The operations that the log lines among these documents say were made, in order.
+Texts operations_in(const Texts& replies) {
+    Texts guids;
+    for (const std::string& reply : replies) {
+        if (reply.find("creating operation") != std::string::npos) guids.push_back(guid_in(reply));
+    }
+    return guids;
+}
+
 /// What tinyxml2 alone needs to read a message and to make and print its replies.
 class Bare {
   public:
@@ -84,7 +93,7 @@ class Site {
         host_.run(texts(1, size_, found));
         host_.run(texts(1 + size_, size_ + size_ + kMessages, lost));
         host_.run(texts(1 + 2 * size_, size_ + kMessages, found));
-        operations_ = created();
+        operations_ = operations_in(host_.take_replies());
         require(operations_.size() == size_ + kMessages, "not every gap became an operation");
         settle();
     }
@@ -135,15 +144,6 @@ class Site {
         host_.run(texts(1, kMessages, announced));
     }
 
-    /// The operations made by what the host has sent since the last call, in order.
-    Texts created() {
-        Texts guids;
-        for (const std::string& reply : host_.take_replies()) {
-            if (reply.find("creating operation") != std::string::npos) guids.push_back(guid_in(reply));
-        }
-        return guids;
-    }
-
     Texts measure(const std::string& name, const Texts& messages, std::size_t replies_expected);
 
     Host& host_;
@@ -165,11 +165,7 @@ Texts Site::measure(const std::string& name, const Texts& messages, std::size_t 
     kinds_[next_kind_].seconds.push_back(seconds);
     kinds_[next_kind_].bare.push_back(time_of([&] { bare.run(messages); }));
     ++next_kind_;
-    Texts guids;
-    for (const std::string& reply : replies) {
-        if (reply.find("creating operation") != std::string::npos) guids.push_back(guid_in(reply));
-    }
-    return guids;
+    return operations_in(replies);
 }
 
 void round_of(const Effort& effort, std::uint32_t size, Kinds& kinds) {
