@@ -18,7 +18,7 @@ using namespace host_records;
 std::atomic<ModuleHost*> current_host = nullptr;
 
 /// For entry points that look at no input.
-const auto kUnread = untouched<HostInfo>();
+constexpr auto kUnread = untouched<HostInfo>();
 
 ModuleInfo::Bytes expected_info() {
     auto info = untouched<ModuleInfo>();
@@ -131,7 +131,7 @@ void ModuleHost::stop() {
 template <typename Bytes>
 void ModuleHost::call(const char* name, ModuleLibrary::EntryPoint* entry_point, const void* input,
                       const Bytes& expected) {
-    Bytes output;
+    auto output = expected;
     output.fill(kUntouched);
     watchdog_.guard(name, [&] { return entry_point(input, output.data()); });
     require_record(name, output, expected);

@@ -16,7 +16,7 @@ inline constexpr platform::Byte kUntouched = 0xA5;
 
 /// A record of which every byte shows whether it was written.
 template <typename Layout>
-[[nodiscard]] typename Layout::Bytes untouched() {
+[[nodiscard]] constexpr typename Layout::Bytes untouched() {
     typename Layout::Bytes bytes{};
     bytes.fill(kUntouched);
     return bytes;
