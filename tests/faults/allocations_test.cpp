@@ -33,13 +33,24 @@ std::size_t fail_everywhere(bool (*counts)(), const std::function<void(allocatio
     return points;
 }
 
-}  // namespace
-
 /// What has to hold of the files of a retrieval, whatever was lost.
 void look_at_files(Retrieval& retrieval) {
     for (const auto& [name, view] : retrieval.recordings()) EXPECT_EQ(view.fault(true), "") << name;
     Retrieval::expect_whole(read_file(Retrieval::kState));
 }
+
+constexpr norvane::DeviceKey kOne{7, 3};
+constexpr norvane::DeviceKey kOther{7, 4};
+
+/// All that an agenda of these devices' operations can be asked.
+auto answers(norvane::Agenda& agenda) {
+    std::vector<std::optional<norvane::Agenda::Place>> places{agenda.first_startable(), agenda.find(kOne),
+                                                              agenda.find(kOther)};
+    for (int guid = 1; guid <= 3; ++guid) places.push_back(agenda.find(RecordingServer::guid(guid)));
+    return std::tuple(places, agenda.operations(), agenda.connected_devices());
+}
+
+}  // namespace
 
 TEST(Allocations, WholeRetrievalLosesNoBufferNoBlockAndNoWorker) {
     Retrieval().run();  // what is made once and kept is there now
@@ -62,35 +73,27 @@ TEST(Allocations, WholeRetrievalLosesNoBufferNoBlockAndNoWorker) {
 }
 
 TEST(Allocations, AgendaChangesWholeOrNotAtAll) {
-    const norvane::DeviceKey one{7, 3};
-    const norvane::DeviceKey other{7, 4};
-    const norvane::Operation operation{.device = one, .guid = RecordingServer::guid(1)};
-    const norvane::Operation late{.device = other, .guid = RecordingServer::guid(2)};
+    const norvane::Operation operation{.device = kOne, .guid = RecordingServer::guid(1)};
+    const norvane::Operation late{.device = kOther, .guid = RecordingServer::guid(2)};
     struct Step {
         const char* name;
         std::function<void(norvane::Agenda&)> change;
     };
     const std::vector<Step> steps = {
-        {"connect before", [&](norvane::Agenda& agenda) { agenda.connect(other); }},
-        {"connect behind", [&](norvane::Agenda& agenda) { agenda.connect(one); }},
+        {"connect before", [&](norvane::Agenda& agenda) { agenda.connect(kOther); }},
+        {"connect behind", [&](norvane::Agenda& agenda) { agenda.connect(kOne); }},
         {"append a startable one", [&](norvane::Agenda& agenda) { (void)agenda.append(operation); }},
         {"append one that waits", [&](norvane::Agenda& agenda) { (void)agenda.append(late); }},
         {"append a second one",
          [&](norvane::Agenda& agenda) {
-             (void)agenda.append({.device = one, .guid = RecordingServer::guid(3)});
+             (void)agenda.append({.device = kOne, .guid = RecordingServer::guid(3)});
          }},
-    };
-    const auto answers = [&](norvane::Agenda& agenda) {
-        std::vector<std::optional<norvane::Agenda::Place>> places{agenda.first_startable(), agenda.find(one),
-                                                                  agenda.find(other)};
-        for (int guid = 1; guid <= 3; ++guid) places.push_back(agenda.find(RecordingServer::guid(guid)));
-        return std::tuple(places, agenda.operations(), agenda.connected_devices());
     };
     for (const Step& step : steps) {
         SCOPED_TRACE(step.name);
         for (std::uint64_t n = 1;; ++n) {
             norvane::Agenda agenda;
-            if (step.name != steps[0].name) agenda.connect(one);
+            if (step.name != steps[0].name) agenda.connect(kOne);
             if (step.name != steps[2].name) (void)agenda.append(operation);
             if (step.name == steps[0].name) (void)agenda.append(late);
             const auto before = answers(agenda);

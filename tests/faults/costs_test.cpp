@@ -137,6 +137,9 @@ std::string chunks_of(std::uint32_t samples) {
     return table_of("stsc", 1, be32(1) + be32(samples) + be32(1));
 }
 
+const std::string kLargeTables =
+    samples_of(0, kFourThousandMillion, zeros(kMiB)) + table_of("stss", kFourThousandMillion, zeros(kMiB));
+
 /// A clip of these boxes, and what it may cost.
 struct Case {
     const char* name;
@@ -157,8 +160,6 @@ std::vector<Case> hostile_clips() {
     const std::string plain = kDescription + times(1);
     const std::string slow = box("mvhd", zeros(12) + be32(1) + be32(3'000'000) + zeros(80));
     const std::string track = plain + one_each + samples_of(4, 1) + table_of("stco", 1, be32(2'000'000));
-    const std::string large_tables = samples_of(0, kFourThousandMillion, zeros(kMiB)) +
-                                     table_of("stss", kFourThousandMillion, zeros(kMiB));
     return {
         {"counts of four thousand million",
          table_of("stsd", kFourThousandMillion, zeros(86)) +
@@ -191,7 +192,7 @@ std::vector<Case> hostile_clips() {
                                          table_of("stco", 1, zeros(4))},
         {"many tracks", repeated(track, 5'000), {.zeros = 2 * kMiB, .largest_sample = 4}},
         {"tables that replace each other",
-         repeated(large_tables, 10),
+         repeated(kLargeTables, 10),
          {.result = 1, .tables_at_once = 3 * kMiB}},
         {"containers in each other", repeated(box_header(8'000'000, "moov"), 200'000), {.result = 1}},
         {"sizes of almost 2^64",

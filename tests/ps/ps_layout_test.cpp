@@ -19,6 +19,26 @@ std::string map_entry(const std::string& head, const std::string& name = "") {
     return from_hex(head) + zeros(18) + name_field(name);
 }
 
+/// Video in slot 2 over midnight, and one frame of sound in between.
+class TwoChainedSlots : public PsWriterTest {
+  protected:
+    TwoChainedSlots() {
+        PsStreamDescs streams = usual_streams();
+        streams[2].id = 0xE2;
+        streams[2].first_index_byte = 0x11;
+        streams[2].second_index_byte = 0x22;
+        EXPECT_EQ(open(streams, {.code = {7}, .name = ""}), kPsOk);
+        const FrameSpec key{
+            .slot = 2, .at = 86'399'500, .kind = 0x40, .date = {2021, 12, 31}, .payload = "key picture"};
+        const FrameSpec sound{
+            .slot = 17, .at = 86'399'750, .kind = 0x20, .picture = 2, .date = {2021, 12, 31}, .payload = ""};
+        FrameSpec midnight{.slot = 2, .at = 0, .kind = 0x83, .picture = 6, .date = {2022, 1, 1}};
+        midnight.payload = std::string(33, 'x');
+        for (const FrameSpec& frame : {key, sound, midnight}) EXPECT_EQ(write(frame), kPsOk);
+        ps_close(writer);
+    }
+};
+
 }  // namespace
 
 TEST_F(PsWriterTest, PairWithoutPacketsHasPackHeaderMapAndAnEmptyIndex) {
@@ -82,21 +102,7 @@ TEST_F(PsWriterTest, HeaderHoldsTheFirstAndTheLastPacketsTimes) {
     EXPECT_EQ(index_hex(24, 12), "D6 24 D6 24 08 9F 73 03 30 9F 73 03");
 }
 
-TEST_F(PsWriterTest, WholePairOfTwoChainedSlots) {
-    PsStreamDescs streams = usual_streams();
-    streams[2].id = 0xE2;
-    streams[2].first_index_byte = 0x11;
-    streams[2].second_index_byte = 0x22;
-    ASSERT_EQ(open(streams, {.code = {7}, .name = ""}), kPsOk);
-    const FrameSpec key{
-        .slot = 2, .at = 86'399'500, .kind = 0x40, .date = {2021, 12, 31}, .payload = "key picture"};
-    const FrameSpec sound{
-        .slot = 17, .at = 86'399'750, .kind = 0x20, .picture = 2, .date = {2021, 12, 31}, .payload = ""};
-    FrameSpec midnight{.slot = 2, .at = 0, .kind = 0x83, .picture = 6, .date = {2022, 1, 1}};
-    midnight.payload = std::string(33, 'x');
-    for (const FrameSpec& frame : {key, sound, midnight}) ASSERT_EQ(write(frame), kPsOk);
-    ps_close(writer);
-
+TEST_F(TwoChainedSlots, PacketsNameTheirStreamsAndTheSizesBesideThem) {
     EXPECT_EQ(
         data_hex(1978, 64),
         "00 00 01 E2 00 3A 80 C1 17 3F 3D EF 50 71 1F 3D EF 50 71 0F 8B FF FF FF 80 08 40 5D F0 D5 9F 2B "
@@ -109,7 +115,9 @@ TEST_F(PsWriterTest, WholePairOfTwoChainedSlots) {
         data_hex(1978 + 96, 32),
         "00 00 01 E2 00 5A 80 C1 17 31 00 01 00 01 11 00 01 00 01 0F 8B 80 08 20 80 08 60 9E F0 DF 21 2C");
     EXPECT_EQ(data().substr(1978 + 128), std::string(33, 'x') + zeros(31));
+}
 
+TEST_F(TwoChainedSlots, IndexHasTheirRecordsEntriesAndSpans) {
     EXPECT_EQ(index_hex(0, 64),
               "01 00 00 00 40 00 00 00 20 00 00 00 20 00 00 00 20 00 00 00 "
               "03 00 00 00 "                          // entries
