@@ -23,8 +23,9 @@ Outcome run_program(const std::string& line, const std::string& directory,
     for (std::string word; words >> std::quoted(word);) arguments.push_back(word);
 
     process::environment environment = boost::this_process::environment();
-    environment["TZ"] = "UTC";
-    for (const auto& [name, value] : variables) environment[name] = value;
+    // Not by the library's operator[]: version 1.74 compares past the end of shorter variables.
+    environment.set("TZ", "UTC");
+    for (const auto& [name, value] : variables) environment.set(name, value);
     // What was printed before would show behind what is shorter.
     for (const char* file : {"/out", "/err"}) boost::filesystem::remove(directory + file);
     const boost::filesystem::path path(program);
