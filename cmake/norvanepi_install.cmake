@@ -18,7 +18,7 @@ function(norvanepi_install_dev)
   install(FILES "${made}/norvanepiConfig.cmake" "${made}/norvanepiConfigVersion.cmake"
     DESTINATION "${config_dir}" COMPONENT dev)
   install(FILES "${made}/norvanepi.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT dev)
-  install(FILES "${CMAKE_SOURCE_DIR}/plugin/interfaces/norvanepi.h" TYPE INCLUDE COMPONENT dev)
-  install(FILES "${CMAKE_SOURCE_DIR}/plugin/examples/minimal_host.c" DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples"
+  install(FILES "${CMAKE_SOURCE_DIR}/include/norvanepi.h" TYPE INCLUDE COMPONENT dev)
+  install(FILES "${CMAKE_SOURCE_DIR}/examples/minimal_host.c" DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples"
     COMPONENT dev)
 endfunction()

@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "plugin/interfaces/log_level.h"
-#include "plugin/interfaces/norvanepi.h"
+#include "norvanepi.h"
 
 namespace names {
 

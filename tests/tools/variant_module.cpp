@@ -17,7 +17,7 @@
 #include <string>
 #include <thread>
 
-#include "plugin/interfaces/norvanepi.h"
+#include "norvanepi.h"
 
 namespace {
 
