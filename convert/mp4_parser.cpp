@@ -5,7 +5,7 @@
 
 #include "convert/clip_path.h"
 #include "mp4/box_walk.h"
-#include "plugin/interfaces/log_level.h"
+#include "plugin/interfaces/records.h"
 
 namespace norvane {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "convert/mp4_parser.h"
 #include "fuzz/require.h"
-#include "plugin/interfaces/log_level.h"
+#include "plugin/interfaces/records.h"
 #include "tests/support/fake_time.h"
 #include "tests/support/memory_files.h"
 #include "tests/support/time_zone.h"

@@ -4,9 +4,9 @@
 #include <limits>
 
 #include "plugin/entry_guard.h"
-#include "plugin/host_records.h"
+#include "plugin/interfaces/host_records.h"
 #include "plugin/module_context.h"
-#include "plugin/record_access.h"
+#include "plugin/interfaces/record_access.h"
 #include "plugin/send_to_host.h"
 
 #if defined(_WIN32)

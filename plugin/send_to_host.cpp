@@ -5,7 +5,8 @@
 
 #include "host/documents/names.h"
 #include "host/documents/outgoing.h"
-#include "plugin/record_access.h"
+#include "plugin/interfaces/record_access.h"
+#include "plugin/interfaces/records.h"
 
 namespace {
 
@@ -60,7 +61,7 @@ void try_log_error(std::initializer_list<const char*> pieces) noexcept {
     try {
         std::string line;
         for (const char* piece : pieces) line += piece;
-        LogToHost(names::kError, line.c_str());
+        LogToHost(kLogError, line.c_str());
     } catch (...) {  // no memory for the line, or a host that throws: neither may go any further
     }
 }

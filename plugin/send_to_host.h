@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <initializer_list>
 
-#include "plugin/host_records.h"
+#include "plugin/interfaces/host_records.h"
 
 /// The host's callback, module-wide from Load on; null sends nothing. Any thread may ask.
 void set_host_callback(host_records::HostCallback callback) noexcept;

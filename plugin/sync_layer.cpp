@@ -10,7 +10,7 @@
 #include "engine/nor_vane.h"
 #include "host/dispatch.h"
 #include "host/tal_server_impl.h"
-#include "platform/markup.h"
+#include "xml/attribute_limit.h"
 #include "plugin/host_buffer.h"
 #include "plugin/send_to_host.h"
 #include "store/xml_store.h"
@@ -94,7 +94,7 @@ void SyncLayer::handle(const StreamRecord& record) noexcept {
 void SyncLayer::dispatch(const StreamRecord& record) {
     if (record.text == nullptr || record.length <= 0) return;
     const std::string_view text(record.text, static_cast<std::size_t>(record.length));
-    if (!platform::has_modest_tags(text)) return;
+    if (!xml::within_attribute_limit(text)) return;
     tinyxml2::XMLDocument document;
     if (document.Parse(text.data(), text.size()) != tinyxml2::XML_SUCCESS) return;
     if (norvane::IEventSink* sink = server_->event_sink())

@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "platform/integer_text.h"
-#include "platform/markup.h"
+#include "xml/attribute_limit.h"
 #include "store/saved_text.h"
 #include "store/state_names.h"
 
@@ -151,7 +151,7 @@ void load_operations(const XMLElement& pavo, std::vector<Operation>& operations)
 void load_document(const std::string& text, std::vector<DisconnectRecord>& records,
                    std::vector<Operation>& operations) {
     tinyxml2::XMLDocument document;
-    if (!platform::has_modest_tags(text) ||
+    if (!xml::within_attribute_limit(text) ||
         document.Parse(text.data(), text.size()) != tinyxml2::XML_SUCCESS) {
         throw std::invalid_argument(state::kUnreadable);
     }

@@ -7,8 +7,8 @@
 #include <future>
 
 #include "host/documents/names.h"
-#include "plugin/host_records.h"
-#include "plugin/record_access.h"
+#include "plugin/interfaces/host_records.h"
+#include "plugin/interfaces/record_access.h"
 
 namespace hr = host_records;
 

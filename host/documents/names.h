@@ -5,7 +5,6 @@
 
 #include <cstdint>
 
-#include "plugin/interfaces/log_level.h"
 #include "norvanepi.h"
 
 namespace names {
@@ -69,9 +68,6 @@ inline constexpr std::int32_t kReleaseReservation = NORVANEPI_RELEASE_RESERVATIO
 inline constexpr std::int32_t kReserve = NORVANEPI_RESERVE;
 inline constexpr std::int32_t kRetrievalDone = NORVANEPI_RETRIEVAL_DONE;  // RetrievalStatus
 inline constexpr std::int32_t kRetrievalFailed = NORVANEPI_RETRIEVAL_FAILED;
-inline constexpr std::int32_t kInformation = kLogInformation;  // level
-inline constexpr std::int32_t kError = kLogError;
-static_assert(kInformation == NORVANEPI_LEVEL_INFORMATION && kError == NORVANEPI_LEVEL_ERROR);
 
 // Message classes of the host's callback.
 inline constexpr std::uint32_t kReservationClass = NORVANEPI_CLASS_RESERVATION;  // and status reports

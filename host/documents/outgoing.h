@@ -33,7 +33,7 @@ void fill_reservation_request(tinyxml2::XMLDocument& document, const norvane::Gu
 void fill_reservation_release(tinyxml2::XMLDocument& document, const norvane::Guid& guid);
 void fill_status(tinyxml2::XMLDocument& document, std::int32_t status, norvane::Ticks now);
 
-/// level is names::kInformation or names::kError; the text ends at its NUL.
+/// level is kLogInformation or kLogError; the text ends at its NUL.
 void fill_log_message(tinyxml2::XMLDocument& document, std::int32_t level, const char* text);
 
 }  // namespace documents

@@ -6,7 +6,12 @@
 #include <compare>
 #include <cstdint>
 
+#include "norvanepi.h"
 #include "platform/clock.h"
+
+/// Levels of log messages.
+inline constexpr std::int32_t kLogInformation = NORVANEPI_LEVEL_INFORMATION;
+inline constexpr std::int32_t kLogError = NORVANEPI_LEVEL_ERROR;
 
 namespace norvane {
 

@@ -3,6 +3,7 @@
 #include "host/documents/names.h"
 #include "host/documents/outgoing.h"
 #include "host/documents/quoted_path.h"
+#include "plugin/interfaces/records.h"
 
 namespace {
 
@@ -66,7 +67,7 @@ TEST(Documents, ReservationsAndStatus) {
 
 TEST(Documents, LogTextIsEscapedByThePrinterAlone) {
     EXPECT_EQ(printed([](auto& document) {
-                  documents::fill_log_message(document, names::kError, "a <b> & 'c' \"d\"\n\xff");
+                  documents::fill_log_message(document, kLogError, "a <b> & 'c' \"d\"\n\xff");
               }),
               "<log_msg level=\"75\">a &lt;b&gt; &amp; 'c' \"d\"\n\xff</log_msg>");
 }

@@ -15,7 +15,7 @@
 #include <thread>
 
 #include "host/documents/names.h"
-#include "plugin/record_access.h"
+#include "plugin/interfaces/record_access.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/host_messages.h"
 #include "tests/support/temp_directory.h"

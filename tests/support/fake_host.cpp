@@ -5,7 +5,7 @@
 #include <chrono>
 #include <cstring>
 
-#include "plugin/record_access.h"
+#include "plugin/interfaces/record_access.h"
 #include "tests/support/module_file.h"
 
 namespace hr = host_records;

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "plugin/host_records.h"
+#include "plugin/interfaces/host_records.h"
 #include "plugin/interfaces/stream_record.h"
 
 /// The host's side of the callback: keeps every message and release, and the texts that the module holds. One

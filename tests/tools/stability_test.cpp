@@ -17,7 +17,7 @@
 #include <string>
 
 #include "engine/log_lines.h"
-#include "plugin/host_records.h"
+#include "plugin/interfaces/host_records.h"
 #include "tests/support/temp_directory.h"
 
 namespace {

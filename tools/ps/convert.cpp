@@ -8,7 +8,7 @@
 
 #include "convert/clip_path.h"
 #include "convert/mp4_parser.h"
-#include "plugin/interfaces/log_level.h"
+#include "plugin/interfaces/records.h"
 #include "tools/cli/command_line.h"
 #include "tools/cli/exit_status.h"
 #include "tools/ps/command.h"

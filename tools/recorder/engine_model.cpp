@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "host/documents/names.h"
+#include "plugin/interfaces/records.h"
 #include "tools/recorder/message_summary.h"
 
 namespace recorder {
@@ -100,9 +101,9 @@ void EngineModel::disconnect(const Device& device) {
 }
 
 void EngineModel::on_open(const std::string& load_error) {
-    expect_log(names::kInformation, "NorVane - reading saved state and loading.");
+    expect_log(kLogInformation, "NorVane - reading saved state and loading.");
     if (!load_error.empty()) {
-        expect_log(names::kError,
+        expect_log(kLogError,
                    fmt::format("NorVane - Error '{}' reading Nor Vane persisted state.", load_error));
     }
     expect(
@@ -136,10 +137,10 @@ void EngineModel::on_return(std::vector<Loss>::iterator loss, Seconds time) {
                          .start = loss->time.value_or(0),
                          .end = time};
     if (saved_.operations.empty()) {
-        expect_log(names::kInformation, "NorVane - operation starting.");
+        expect_log(kLogInformation, "NorVane - operation starting.");
         expect_status(2);
     }
-    expect_log(names::kInformation, fmt::format("NorVane - creating operation id {} for device {}",
+    expect_log(kLogInformation, fmt::format("NorVane - creating operation id {} for device {}",
                                                 guid_of_operation(made.number), name_of(made.device)));
     saved_.operations.push_back(made);
     saved_.losses.erase(loss);
@@ -152,7 +153,7 @@ void EngineModel::on_lost(const Device& device, Seconds time) {
     const bool is_current = busy != saved_.operations.end() && busy == saved_.operations.begin();
     if (busy != saved_.operations.end()) {
         expect_log(
-            names::kInformation,
+            kLogInformation,
             fmt::format("NorVane - disconnect during {}operation {} for device {}",
                         is_current ? "current " : "", guid_of_operation(busy->number), name_of(device)));
     }
@@ -168,7 +169,7 @@ void EngineModel::start_next() {
     });
     idle_ = next == saved_.operations.end();
     if (idle_) return;
-    expect_log(names::kInformation,
+    expect_log(kLogInformation,
                fmt::format("NorVane - requesting device storage info for {} from {} to {}",
                            name_of(next->device), utc_text(next->start), utc_text(next->end)));
     expect_storage_command(*next, names::kAskStorageInfo, "");
@@ -179,12 +180,12 @@ void EngineModel::start_next() {
 void EngineModel::on_storage_info(std::size_t number, std::int32_t megabytes) {
     const auto operation = find(number);
     if (operation == saved_.operations.end()) {
-        expect_log(names::kError,
+        expect_log(kLogError,
                    fmt::format("NorVane - operation {} not found.", guid_of_operation(number)));
         return;
     }
     const std::uint32_t gigabytes = gigabytes_for(megabytes);
-    expect_log(names::kInformation,
+    expect_log(kLogInformation,
                fmt::format("NorVane - requesting disk space reservation of {} GB for operation {} device {}",
                            gigabytes, guid_of_operation(number), name_of(operation->device)));
     expect(names::kReservationClass,
@@ -198,11 +199,11 @@ void EngineModel::on_storage_info(std::size_t number, std::int32_t megabytes) {
 void EngineModel::on_reservation(std::size_t number, const std::string& temporary_directory) {
     const auto operation = find(number);
     if (operation == saved_.operations.end()) {
-        expect_log(names::kError, fmt::format("NorVane - operation {} in disk space response was not found.",
+        expect_log(kLogError, fmt::format("NorVane - operation {} in disk space response was not found.",
                                               guid_of_operation(number)));
         return;
     }
-    expect_log(names::kInformation,
+    expect_log(kLogInformation,
                fmt::format("NorVane - requesting recordings from {} gap start time{} gap end time {}",
                            name_of(operation->device), utc_text(operation->start), utc_text(operation->end)));
     expect_storage_command(*operation, names::kAskRecordings,
@@ -212,17 +213,17 @@ void EngineModel::on_reservation(std::size_t number, const std::string& temporar
 
 void EngineModel::on_clip(std::size_t number, const std::string& clip, const std::string& recording) {
     if (find(number) == saved_.operations.end()) return;
-    expect_log(names::kInformation, fmt::format("Parsing mp4 container - {}.\n", clip));
+    expect_log(kLogInformation, fmt::format("Parsing mp4 container - {}.\n", clip));
     // Which boxes a clip has beside those that matter is the camera's choice.
-    expect_log(names::kInformation, fmt::format("Unknown box type : {}\n", kAnyText));
+    expect_log(kLogInformation, fmt::format("Unknown box type : {}\n", kAnyText));
     expected_.back().any_number = true;
-    expect_log(names::kInformation, fmt::format("Opened (and PSI) {}.\n", recording));
-    expect_log(names::kInformation, fmt::format("Processing mp4 container stream - {}.\n", clip));
+    expect_log(kLogInformation, fmt::format("Opened (and PSI) {}.\n", recording));
+    expect_log(kLogInformation, fmt::format("Processing mp4 container stream - {}.\n", clip));
 }
 
 void EngineModel::on_refused_clip(std::size_t number, const std::string& clip) {
     if (find(number) == saved_.operations.end()) return;
-    expect_log(names::kError, fmt::format("Unsupported file format - {}.\n", clip));
+    expect_log(kLogError, fmt::format("Unsupported file format - {}.\n", clip));
 }
 
 void EngineModel::on_removed(const Device& device) {
@@ -233,10 +234,10 @@ void EngineModel::on_removed(const Device& device) {
 void EngineModel::on_done(std::size_t number) {
     const auto operation = find(number);
     if (operation == saved_.operations.end()) {
-        expect_log(names::kInformation, "NorVane - done signal for unknown operation.");
+        expect_log(kLogInformation, "NorVane - done signal for unknown operation.");
         return;
     }
-    expect_log(names::kInformation,
+    expect_log(kLogInformation,
                fmt::format("NorVane - retrieve operation {} for device {} completed successfully.",
                            guid_of_operation(number), name_of(operation->device)));
     ++saved_.operations_done;
@@ -246,11 +247,11 @@ void EngineModel::on_done(std::size_t number) {
 void EngineModel::on_failed(std::size_t number, std::int32_t error, Seconds failed_clip_start) {
     const auto operation = find(number);
     if (operation == saved_.operations.end()) {
-        expect_log(names::kInformation, "NorVane - operation failed received for unknown operation.");
+        expect_log(kLogInformation, "NorVane - operation failed received for unknown operation.");
         return;
     }
     const std::string guid = guid_of_operation(number);
-    expect_log(names::kError,
+    expect_log(kLogError,
                fmt::format("NorVane - retrieve operation {} for device {} completed with error {}", guid,
                            name_of(operation->device), error));
     if (++operation->attempts <= kMostAttempts) {
@@ -259,7 +260,7 @@ void EngineModel::on_failed(std::size_t number, std::int32_t error, Seconds fail
         start_next();
         return;
     }
-    expect_log(names::kError, fmt::format("NorVane - operation {} for device {} exceeded the retry limit.",
+    expect_log(kLogError, fmt::format("NorVane - operation {} for device {} exceeded the retry limit.",
                                           guid, name_of(operation->device)));
     ++saved_.operations_dropped;
     complete(operation);
@@ -274,11 +275,11 @@ void EngineModel::complete(Iterator operation) {
     }
     idle_ = true;
     expect_status(3);
-    expect_log(names::kInformation, "NorVane - all operations completed successfully.");
+    expect_log(kLogInformation, "NorVane - all operations completed successfully.");
 }
 
 void EngineModel::on_close() {
-    expect_log(names::kInformation, "NorVane - saving state and unloading.");
+    expect_log(kLogInformation, "NorVane - saving state and unloading.");
     for (const Device& device : connected_) saved_.losses.push_back({device, std::nullopt});
     std::ranges::stable_sort(saved_.losses, {}, &Loss::device);
     saved_.state_file_exists = true;

@@ -7,6 +7,7 @@
 #include <tinyxml2.h>
 
 #include "host/documents/names.h"
+#include "plugin/interfaces/records.h"
 
 namespace recorder {
 namespace {
@@ -23,7 +24,7 @@ std::string instant(const XMLElement* element, const char* name) {
 }
 
 MessageSummary of_log(const XMLElement* log) {
-    const bool error = log->IntAttribute(names::kLevel) == names::kError;
+    const bool error = log->IntAttribute(names::kLevel) == kLogError;
     std::string text = log->GetText() == nullptr ? "" : log->GetText();
     while (text.ends_with('\n')) text.pop_back();
     return {error ? "log error" : "log", text, error ? cli::Colour::kRed : cli::Colour::kFaint};

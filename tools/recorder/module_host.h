@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "plugin/host_records.h"
+#include "plugin/interfaces/host_records.h"
 #include "tools/recorder/lent_texts.h"
 #include "tools/recorder/mailbox.h"
 #include "tools/recorder/module_library.h"

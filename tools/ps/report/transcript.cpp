@@ -11,6 +11,7 @@
 
 #include "convert/clip_path.h"
 #include "host/documents/names.h"
+#include "plugin/interfaces/records.h"
 
 namespace ps_tool {
 namespace {
@@ -129,7 +130,7 @@ void Story::status(const XMLElement& storage) {
 
 void Story::from_module(const tinyxml2::XMLDocument& document) {
     if (const XMLElement* log = document.FirstChildElement(names::kLogMessage)) {
-        if (log->IntAttribute(names::kLevel) == names::kError && log->GetText() != nullptr)
+        if (log->IntAttribute(names::kLevel) == kLogError && log->GetText() != nullptr)
             error(log->GetText());
         return;
     }

@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "plugin/host_records.h"
+#include "plugin/interfaces/host_records.h"
 #include "tools/recorder/module_library.h"
 #include "tools/recorder/record_check.h"
 #include "tools/recorder/validate/trial.h"

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "host/documents/names.h"
+#include "norvanepi.h"
 #include "platform/bytes.h"
 
 namespace host_records {
@@ -21,7 +21,7 @@ struct HostRecord : platform::Record<sizeof(Struct), std::endian::little> {
 #define HOST_FIELD(type, member) FieldAt<type, offsetof(Host, member), sizeof(Host::member)>
 
 /// The module's identifier in records and messages.
-inline constexpr std::uint32_t kModuleId{names::kModuleId};
+inline constexpr std::uint32_t kModuleId = NORVANEPI_MODULE_ID;
 
 /// The host's function, called with the bytes of a HostRequest and a HostReply.
 extern "C" {

@@ -1,4 +1,4 @@
-#include "platform/markup.h"
+#include "xml/attribute_limit.h"
 
 #include <algorithm>
 #include <array>
@@ -6,7 +6,7 @@
 #include <optional>
 #include <utility>
 
-namespace platform {
+namespace xml {
 namespace {
 
 constexpr std::size_t kMostAttributes = 256;
@@ -54,7 +54,7 @@ std::optional<std::string_view> behind_first(std::string_view text) noexcept {
 
 }  // namespace
 
-bool has_modest_tags(std::string_view text) noexcept {
+bool within_attribute_limit(std::string_view text) noexcept {
     text = text.substr(0, text.find('\0'));  // as far as the parser goes
     for (;;) {
         const std::size_t at = text.find('<');
@@ -65,4 +65,4 @@ bool has_modest_tags(std::string_view text) noexcept {
     }
 }
 
-}  // namespace platform
+}  // namespace xml

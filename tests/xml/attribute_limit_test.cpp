@@ -1,4 +1,4 @@
-#include "platform/markup.h"
+#include "xml/attribute_limit.h"
 
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ TEST(MarkupTest, TagsMayHave256AttributesAndNoMore) {
                                              "<",
                                              "<a b='"};
     for (const std::string& text : modest) {
-        EXPECT_TRUE(platform::has_modest_tags(text)) << text.substr(0, 20);
+        EXPECT_TRUE(xml::within_attribute_limit(text)) << text.substr(0, 20);
     }
     const std::vector<std::string> immodest = {many,
                                                most + many,
@@ -39,6 +39,6 @@ TEST(MarkupTest, TagsMayHave256AttributesAndNoMore) {
                                                many.substr(0, many.size() - 1),
                                                "<!-->-->" + many};
     for (const std::string& text : immodest) {
-        EXPECT_FALSE(platform::has_modest_tags(text)) << text.substr(0, 20);
+        EXPECT_FALSE(xml::within_attribute_limit(text)) << text.substr(0, 20);
     }
 }
