@@ -9,7 +9,7 @@
 #include <fstream>
 
 #include "bench/ratios/measure.h"
-#include "tools/recorder/module_library.h"
+#include "tools/host_kit/module_library.h"
 
 namespace bench {
 namespace {

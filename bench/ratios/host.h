@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "bench/ratios/measure.h"
-#include "tools/recorder/module_library.h"
+#include "tools/host_kit/module_library.h"
 
 namespace bench {
 

@@ -9,7 +9,7 @@
 #include "bench/ratios/report.h"
 #include "bench/ratios/subjects.h"
 #include "tools/cli/exit_status.h"
-#include "tools/recorder/module_library.h"
+#include "tools/host_kit/module_library.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include "bench/ratios/host.h"
 #include "bench/ratios/subjects.h"
-#include "tools/recorder/host_documents.h"
+#include "tools/recorder/host/host_documents.h"
 
 namespace bench {
 namespace {

@@ -6,11 +6,11 @@
 #include "tests/support/temp_directory.h"
 #include "tools/cli/base64.h"
 #include "tools/cli/exit_status.h"
-#include "tools/recorder/clip.h"
-#include "tools/recorder/host_documents.h"
-#include "tools/recorder/lent_texts.h"
-#include "tools/recorder/pattern.h"
-#include "tools/recorder/transcript_line.h"
+#include "tools/clip_maker/clip.h"
+#include "tools/recorder/host/host_documents.h"
+#include "tools/host_kit/lent_buffers.h"
+#include "tools/recorder/model/pattern.h"
+#include "tools/recorder/host/transcript_line.h"
 
 namespace {
 

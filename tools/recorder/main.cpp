@@ -1,5 +1,5 @@
 #include "tools/cli/exit_status.h"
-#include "tools/recorder/names.h"
+#include "tools/recorder/options.h"
 #include "tools/recorder/run.h"
 
 int main(int argc, char** argv) {

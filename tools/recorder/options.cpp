@@ -6,8 +6,7 @@
 #include "tools/cli/command_line.h"
 #include "tools/cli/exit_status.h"
 #include "tools/cli/jobs.h"
-#include "tools/recorder/module_library.h"
-#include "tools/recorder/names.h"
+#include "tools/host_kit/module_library.h"
 
 namespace recorder {
 namespace {

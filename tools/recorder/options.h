@@ -9,6 +9,8 @@
 
 namespace recorder {
 
+inline constexpr const char* kProgram = "norvanepi-recorder";
+
 enum class Scenario { kGap, kRetry, kRestart, kRestartSecondHalf, kMany, kValidate, kOneCase };
 
 /// What the command line asks for. All paths are absolute: the working directory changes later.

@@ -11,12 +11,12 @@
 #include <boost/process/exe.hpp>
 
 #include "tools/cli/exit_status.h"
-#include "tools/recorder/closing.h"
-#include "tools/recorder/endurance.h"
-#include "tools/recorder/module_library.h"
-#include "tools/recorder/names.h"
-#include "tools/recorder/plug_in_fault.h"
-#include "tools/recorder/scenarios.h"
+#include "tools/recorder/summary.h"
+#include "tools/recorder/scenarios/soak.h"
+#include "tools/host_kit/module_library.h"
+#include "tools/recorder/options.h"
+#include "tools/host_kit/module_fault.h"
+#include "tools/recorder/scenarios/scenarios.h"
 #include "tools/recorder/validate/suite.h"
 
 namespace recorder {

@@ -8,7 +8,7 @@
 
 #include "platform/file.h"
 #include "platform/text.h"
-#include "tools/recorder/message_summary.h"
+#include "tools/recorder/host/message_summary.h"
 #include "tools/recorder/validate/cases.h"
 
 namespace recorder::validate {

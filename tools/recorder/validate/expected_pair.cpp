@@ -7,7 +7,7 @@
 
 #include <fmt/format.h>
 
-#include "tools/recorder/byte_text.h"
+#include "tools/clip_maker/byte_text.h"
 
 namespace recorder::validate {
 namespace {

@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "tools/recorder/clip_writer.h"
-#include "tools/recorder/host_documents.h"
+#include "tools/clip_maker/clip_writer.h"
+#include "tools/recorder/host/host_documents.h"
 
 namespace recorder::validate {
 

@@ -5,8 +5,8 @@
 #include <array>
 
 #include "plugin/interfaces/host_records.h"
-#include "tools/recorder/module_library.h"
-#include "tools/recorder/record_check.h"
+#include "tools/host_kit/module_library.h"
+#include "tools/recorder/validate/record_check.h"
 #include "tools/recorder/validate/trial.h"
 
 namespace recorder::validate {

@@ -14,9 +14,9 @@
 #include "tools/cli/jobs.h"
 #include "tools/cli/json_list.h"
 #include "tools/cli/table.h"
-#include "tools/recorder/module_library.h"
-#include "tools/recorder/names.h"
-#include "tools/recorder/plug_in_fault.h"
+#include "tools/host_kit/module_library.h"
+#include "tools/recorder/options.h"
+#include "tools/host_kit/module_fault.h"
 #include "tools/recorder/validate/cases.h"
 
 namespace recorder::validate {

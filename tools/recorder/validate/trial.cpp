@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "tools/recorder/plug_in_fault.h"
+#include "tools/host_kit/module_fault.h"
 
 namespace recorder::validate {
 namespace {

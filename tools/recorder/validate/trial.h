@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <string>
 
-#include "tools/recorder/serving.h"
-#include "tools/recorder/stage.h"
+#include "tools/recorder/scenarios/serving.h"
+#include "tools/recorder/host/host_simulator.h"
 
 namespace recorder::validate {
 

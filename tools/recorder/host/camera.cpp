@@ -1,0 +1,37 @@
+#include "tools/recorder/host/camera.h"
+
+#include <algorithm>
+#include <iterator>
+#include <numeric>
+
+namespace recorder {
+
+std::vector<StoredClip> Camera::holdings(Seconds start, Seconds end) const {
+    std::vector<StoredClip> found;
+    std::copy_if(storage.begin(), storage.end(), std::back_inserter(found),
+                 [&](const StoredClip& stored) { return stored.start < end && stored.stop() > start; });
+    return found;
+}
+
+Seconds Camera::record(const std::vector<Clip>& clips, Seconds start) {
+    for (const Clip& clip : clips) {
+        storage.push_back({clip, start});
+        start = storage.back().stop();
+    }
+    return start;
+}
+
+void Camera::forget_but(std::size_t kept) {
+    if (storage.size() > kept)
+        storage.erase(storage.begin(), storage.end() - static_cast<std::ptrdiff_t>(kept));
+}
+
+std::int32_t megabytes_of(const std::vector<StoredClip>& clips) {
+    constexpr std::uint64_t kMegabyte = 1 << 20U;
+    const std::uint64_t bytes =
+        std::accumulate(clips.begin(), clips.end(), std::uint64_t{0},
+                        [](std::uint64_t sum, const StoredClip& stored) { return sum + stored.clip.bytes; });
+    return static_cast<std::int32_t>(std::min<std::uint64_t>((bytes + kMegabyte - 1) / kMegabyte, INT32_MAX));
+}
+
+}  // namespace recorder

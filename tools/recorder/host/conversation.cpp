@@ -1,0 +1,93 @@
+#include "tools/recorder/host/conversation.h"
+
+#include <algorithm>
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include "host/documents/names.h"
+#include "tools/cli/exit_status.h"
+#include "tools/recorder/host/message_summary.h"
+#include "tools/recorder/host/transcript_line.h"
+
+namespace recorder {
+namespace {
+
+constexpr std::size_t kKindWidth = 12;
+
+/// Local time of day: what the clock on the wall shows.
+std::string clock_text(std::chrono::system_clock::time_point at) {
+    const auto milliseconds =
+        std::chrono::duration_cast<std::chrono::milliseconds>(at.time_since_epoch()).count();
+    return fmt::format("{:%H:%M:%S}.{:03}", fmt::localtime(static_cast<std::time_t>(milliseconds / 1000)),
+                       milliseconds % 1000);
+}
+
+/// Control characters would break the one line that a message gets.
+std::string on_one_line(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
+    return text;
+}
+
+}  // namespace
+
+struct Conversation::Line {
+    std::chrono::system_clock::time_point at;
+    std::string_view arrow;
+    std::string kind;
+    std::string text;
+    cli::Colour colour = cli::Colour::kPlain;
+};
+
+Conversation::Conversation(const Options& options)
+    : stream_(options.stream),
+      verbose_(options.verbose),
+      quiet_(options.quiet),
+      paint_(options.stream),
+      bar_(options.stream) {
+    if (!options.transcript) return;
+    transcript_.open(*options.transcript, options.continued ? std::ios::app : std::ios::trunc);
+    if (!transcript_) throw cli::CannotRun(fmt::format("cannot write {}", options.transcript->string()));
+}
+
+void Conversation::print(const Line& line, const std::string& document) {
+    if (quiet_) return;
+    bar_.clear();
+    fmt::print(stream_, "{}  {} {}{} {}\n", paint_(cli::Colour::kFaint, clock_text(line.at)), line.arrow,
+               paint_(line.colour, line.kind),
+               std::string(kKindWidth - std::min(kKindWidth, line.kind.size()), ' '), on_one_line(line.text));
+    if (verbose_ && !document.empty()) {
+        fmt::print(stream_, "{}\n", paint_(cli::Colour::kFaint, "                 " + on_one_line(document)));
+    }
+    (void)std::fflush(stream_);
+}
+
+void Conversation::write(const std::string& line) {
+    if (!(transcript_ << line << std::endl)) throw cli::CannotRun("the transcript cannot be written");
+}
+
+void Conversation::sent(const ToModule& message) {
+    ++counts_.to_module;
+    const auto now = std::chrono::system_clock::now();
+    if (transcript_.is_open()) write(transcript_line(message, now));
+    print({now, "->", message.kind, message.summary, cli::Colour::kBlue}, message.text);
+}
+
+void Conversation::received(const FromModule& message) {
+    const bool text_back = message.message_class == names::kReleaseClass;
+    const MessageSummary summary =
+        text_back
+            ? MessageSummary{"given back", fmt::format("message {}", message.given_back), cli::Colour::kFaint}
+            : summarise(message.text);
+    ++(text_back ? counts_.given_back : counts_.from_module);
+    if (transcript_.is_open()) write(transcript_line(message, summary.kind));
+    if (!text_back || verbose_)
+        print({message.at, "<-", summary.kind, summary.text, summary.colour}, message.text);
+}
+
+void Conversation::note(const std::string& text) {
+    print({std::chrono::system_clock::now(), "--", "", text, cli::Colour::kPlain}, "");
+}
+
+}  // namespace recorder

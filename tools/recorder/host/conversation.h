@@ -1,0 +1,69 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+
+#include "tools/cli/paint.h"
+#include "tools/cli/progress_bar.h"
+#include "tools/recorder/host/mailbox.h"
+
+namespace recorder {
+
+/// A message of the host, with its summary.
+struct ToModule {
+    std::uint64_t number = 0;  // the plug-in gives the text back under it
+    std::string entrance;      // the entry point that took it
+    std::string kind;
+    std::string summary;
+    std::string text;
+};
+
+struct MessageCounts {
+    std::uint64_t to_module = 0;
+    std::uint64_t from_module = 0;
+    std::uint64_t given_back = 0;
+};
+
+/// Shows the conversation as it happens and keeps it for later.
+class Conversation {
+  public:
+    struct Options {
+        std::FILE* stream = nullptr;  // not owned
+        bool verbose = false;         // documents, and texts given back
+        bool quiet = false;           // nothing of the conversation
+        std::optional<std::filesystem::path> transcript;
+        bool continued = false;  // the transcript goes on where another process left it
+    };
+
+    /// Throws cli::CannotRun when the transcript cannot be written.
+    explicit Conversation(const Options& options);
+
+    void sent(const ToModule& message);
+    void received(const FromModule& message);
+    void note(const std::string& text);
+    void progress(const std::string& label, double fraction) { bar_.show(label, fraction); }
+    void end_progress() { bar_.clear(); }
+
+    [[nodiscard]] const MessageCounts& counts() const { return counts_; }
+    void set_counts(const MessageCounts& counts) { counts_ = counts; }
+
+  private:
+    struct Line;
+    void print(const Line& line, const std::string& document);
+    void write(const std::string& line);
+
+    std::FILE* stream_;
+    bool verbose_;
+    bool quiet_;
+    cli::Paint paint_;
+    cli::ProgressBar bar_;
+    std::ofstream transcript_;
+    MessageCounts counts_;
+};
+
+}  // namespace recorder

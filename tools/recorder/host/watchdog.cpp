@@ -1,0 +1,45 @@
+#include "tools/recorder/host/watchdog.h"
+
+#include <cstdlib>
+
+#include <fmt/format.h>
+
+#include "tools/cli/exit_status.h"
+#include "tools/recorder/options.h"
+
+namespace recorder {
+
+Watchdog::Watchdog(std::chrono::seconds patience) : patience_(patience), thread_([this] { watch(); }) {}
+
+Watchdog::~Watchdog() {
+    {
+        const std::lock_guard lock(mutex_);
+        ended_ = true;
+    }
+    changed_.notify_all();
+    thread_.join();
+}
+
+void Watchdog::arm(const std::string& what) {
+    const std::lock_guard lock(mutex_);
+    guarded_ = what;
+    deadline_ = std::chrono::steady_clock::now() + patience_;
+    changed_.notify_all();
+}
+
+void Watchdog::watch() {
+    std::unique_lock lock(mutex_);
+    while (!ended_) {
+        if (guarded_.empty()) {
+            changed_.wait(lock);
+        } else if (changed_.wait_until(lock, deadline_) == std::cv_status::timeout && !guarded_.empty() &&
+                   std::chrono::steady_clock::now() >= deadline_) {
+            cli::print_error(kProgram, fmt::format("the plug-in has not returned from {} for {} s", guarded_,
+                                                   patience_.count()));
+            (void)std::fflush(nullptr);
+            std::_Exit(cli::kFailure);  // not exit(): destructors would wait for the same call
+        }
+    }
+}
+
+}  // namespace recorder

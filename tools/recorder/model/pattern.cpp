@@ -1,0 +1,143 @@
+#include "tools/recorder/model/pattern.h"
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+
+#include <fmt/format.h>
+
+namespace recorder {
+namespace {
+
+// Characters that no XML document may hold.
+constexpr char kGuidBegin = '\x01';
+constexpr char kGuidEnd = '\x02';
+constexpr std::size_t kGuidLength = 36;
+
+/// The number of the operation after kGuidBegin; takes it off the pattern.
+std::size_t take_operation(std::string_view& pattern) {
+    const std::size_t end = std::min(pattern.find(kGuidEnd), pattern.size() - 1);
+    std::size_t operation = 0;
+    std::from_chars(pattern.data() + 1, pattern.data() + end, operation);
+    pattern.remove_prefix(end + 1);
+    return operation;
+}
+
+/// A random UUID in lower case: version 4, variant 10.
+bool is_random_guid(std::string_view text) {
+    constexpr std::string_view kForm = "xxxxxxxx-xxxx-4xxx-vxxx-xxxxxxxxxxxx";
+    constexpr std::string_view kHex = "0123456789abcdef";
+    constexpr std::string_view kVariants = "89ab";
+    return std::equal(text.begin(), text.end(), kForm.begin(), kForm.end(), [&](char is, char form) {
+        if (form == 'x') return kHex.find(is) != std::string_view::npos;
+        return form == 'v' ? kVariants.find(is) != std::string_view::npos : is == form;
+    });
+}
+
+bool take_guid(std::size_t operation, std::string_view& text, Bindings& bindings) {
+    const std::string guid(text.substr(0, kGuidLength));
+    if (!is_random_guid(guid) || !bindings.bind(operation, guid)) return false;
+    text.remove_prefix(kGuidLength);
+    return true;
+}
+
+bool take_instant(std::string_view& text, Bindings& bindings) {
+    std::int64_t seconds = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    if (error != std::errc() || seconds < bindings.earliest_instant() || seconds > present()) return false;
+    bindings.instants().push_back(seconds);
+    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+    return true;
+}
+
+/// The text up to the next special character of the pattern.
+std::string_view literal_of(std::string_view pattern) {
+    return pattern.substr(0, pattern.find_first_of("\x01\x03\x04"));
+}
+
+bool skip_any(std::string_view pattern, std::string_view& text) {
+    const std::string_view next = literal_of(pattern);
+    const std::size_t at = next.empty() ? text.size() : text.find(next);
+    if (at == std::string_view::npos) return false;
+    text.remove_prefix(at);
+    return true;
+}
+
+/// Matches one word of the pattern and takes it off both.
+bool match_word(std::string_view& pattern, std::string_view& text, Bindings& bindings) {
+    if (pattern.front() == kGuidBegin) return take_guid(take_operation(pattern), text, bindings);
+    if (pattern.starts_with(kPresentInstant)) {
+        pattern.remove_prefix(kPresentInstant.size());
+        return take_instant(text, bindings);
+    }
+    if (pattern.starts_with(kAnyText)) {
+        pattern.remove_prefix(kAnyText.size());
+        return skip_any(pattern, text);
+    }
+    const std::string_view literal = literal_of(pattern);
+    if (!text.starts_with(literal)) return false;
+    pattern.remove_prefix(literal.size());
+    text.remove_prefix(literal.size());
+    return true;
+}
+
+}  // namespace
+
+std::int64_t present() {
+    return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now())
+        .time_since_epoch()
+        .count();
+}
+
+std::string guid_of_operation(std::size_t operation) {
+    return fmt::format("{}{}{}", kGuidBegin, operation, kGuidEnd);
+}
+
+std::string Bindings::guid(std::size_t operation) const {
+    const auto known = guids_.find(operation);
+    return known == guids_.end() ? std::string() : known->second;
+}
+
+bool Bindings::bind(std::size_t operation, const std::string& guid) {
+    const auto known = guids_.find(operation);
+    if (known != guids_.end()) return known->second == guid;
+    if (!taken_.insert(guid).second) return false;
+    guids_.emplace(operation, guid);
+    return true;
+}
+
+void Bindings::forget_all_but(const std::function<bool(std::size_t operation)>& kept) {
+    std::erase_if(guids_, [&](const auto& known) {
+        if (kept(known.first)) return false;
+        taken_.erase(known.second);
+        return true;
+    });
+}
+
+bool matches(std::string_view pattern, std::string_view text, Bindings& bindings) {
+    while (!pattern.empty()) {
+        if (!match_word(pattern, text, bindings)) return false;
+    }
+    return text.empty();
+}
+
+std::string described(std::string_view pattern, const Bindings& bindings) {
+    std::string text;
+    while (!pattern.empty()) {
+        if (pattern.front() == kGuidBegin) {
+            const std::size_t operation = take_operation(pattern);
+            const std::string guid = bindings.guid(operation);
+            text += guid.empty() ? fmt::format("(GUID of operation {})", operation) : guid;
+        } else if (pattern.starts_with(kPresentInstant) || pattern.starts_with(kAnyText)) {
+            text += pattern.starts_with(kAnyText) ? "..." : "(present instant)";
+            pattern.remove_prefix(1);
+        } else {
+            const std::string_view literal = literal_of(pattern);
+            text += literal;
+            pattern.remove_prefix(literal.size());
+        }
+    }
+    return text;
+}
+
+}  // namespace recorder

@@ -1,0 +1,137 @@
+#include "tools/recorder/scenarios/soak.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "tools/recorder/summary.h"
+#include "tools/host_kit/module_fault.h"
+
+namespace recorder {
+namespace {
+
+namespace fs = std::filesystem;
+using std::chrono::nanoseconds;
+using std::chrono::steady_clock;
+
+constexpr std::uint64_t kThousand = 1000;
+constexpr int kProbes = 50;
+constexpr std::size_t kElementsOfLongMessage = 5000;
+
+std::string long_message() {
+    std::string text = "<Pavo>";
+    for (std::size_t i = 0; i < kElementsOfLongMessage; ++i) text += "<Weather/>";
+    return text + "</Pavo>";
+}
+
+double milliseconds(nanoseconds duration) {
+    return std::chrono::duration<double, std::milli>(duration).count();
+}
+
+nanoseconds median(std::vector<nanoseconds> times) {
+    if (times.empty()) return {};
+    std::sort(times.begin(), times.end());
+    return times[times.size() / 2];
+}
+
+nanoseconds longest(const std::vector<nanoseconds>& times) {
+    return times.empty() ? nanoseconds() : *std::max_element(times.begin(), times.end());
+}
+
+}  // namespace
+
+Endurance::Endurance(Stage& stage, const EnduranceSettings& settings)
+    : stage_(stage),
+      settings_(settings),
+      every_(settings.operations == 0 ? kThousand
+                                      : std::clamp<std::uint64_t>(settings.operations / 2, 1, kThousand)) {}
+
+std::uint64_t Endurance::ended() const {
+    const SavedModel& saved = stage_.model().saved();
+    return saved.operations_done + saved.operations_dropped;
+}
+
+bool Endurance::enough() const {
+    if (settings_.operations > 0 && ended() >= settings_.operations) return true;
+    return settings_.minutes > 0 && steady_clock::now() - begin_ >= std::chrono::minutes(settings_.minutes);
+}
+
+void Endurance::watch() {
+    if (ended() < every_ * (samples_.size() + 1)) return;
+    check_recordings();
+    current_.duration = steady_clock::now() - sample_begin_;
+    probe();
+    current_.process = process_figures();
+    current_.texts_held = stage_.texts_held();
+    samples_.push_back(std::exchange(current_, {}));
+    sample_begin_ = steady_clock::now();
+}
+
+void Endurance::note_restart() {
+    closings_.push_back(stage_.last_closing());
+    std::error_code not_there;
+    const auto bytes = fs::file_size(stage_.state_file(), not_there);
+    if (!not_there) current_.state_file_bytes = std::max<std::uint64_t>(current_.state_file_bytes, bytes);
+}
+
+void Endurance::probe() {
+    const std::string work = long_message();
+    for (int i = 0; i < kProbes; ++i) {
+        stage_.settle();
+        stage_.send_text("probe", "<Pavo><Probe/></Pavo>");
+        stage_.settle();
+        current_.idle.push_back(stage_.last_return() - stage_.last_sending());
+        stage_.send_text("work", work);
+        stage_.send_text("probe", "<Pavo><Probe/></Pavo>");
+        stage_.settle();
+        current_.busy.push_back(stage_.last_return() - stage_.return_before());
+    }
+}
+
+void Endurance::check_recordings() {
+    stage_.settle();
+    for (const ExpectedRecording& recording : stage_.take_recordings()) {
+        const reader::Report report = read_back(recording);
+        if (!report.verified()) throw PlugInFault(reader::text_of(report.faults.kept().front()));
+        fs::remove(recording.path);
+        fs::remove(recording.path + "i");
+        ++recordings_checked_;
+    }
+    stage_.forget_what_ended();
+}
+
+std::string Endurance::figures() const {
+    std::string text =
+        fmt::format("{} operations in {:.0f} s, {} recordings verified, {} restarts\n", ended(),
+                    milliseconds(steady_clock::now() - begin_) / 1000, recordings_checked_, closings_.size());
+    if (samples_.empty()) return text;
+    const auto row = [&](const char* name, auto value) {
+        const auto all = [&] {
+            auto most = value(samples_.front());
+            for (const Sample& sample : samples_) most = std::max(most, value(sample));
+            return most;
+        }();
+        text += fmt::format("{:<34}{:>14}{:>14}{:>14}\n", name, value(samples_.front()),
+                            value(samples_.back()), all);
+    };
+    const auto rounded = [](double value) { return std::round(value * 1000) / 1000; };
+    text += fmt::format("{:<34}{:>14}{:>14}{:>14}\n", "", fmt::format("first {}", every_),
+                        fmt::format("last {}", every_), "most");
+    row("memory, kB", [](const Sample& sample) { return sample.process.resident_kilobytes; });
+    row("descriptors", [](const Sample& sample) { return sample.process.descriptors; });
+    row("threads", [](const Sample& sample) { return sample.process.threads; });
+    row("texts held when idle", [](const Sample& sample) { return sample.texts_held; });
+    row("state file at a restart, bytes", [](const Sample& sample) { return sample.state_file_bytes; });
+    row("seconds", [&](const Sample& sample) { return rounded(milliseconds(sample.duration) / 1000); });
+    row("message when idle, median ms",
+        [&](const Sample& sample) { return rounded(milliseconds(median(sample.idle))); });
+    row("behind another's work, median ms",
+        [&](const Sample& sample) { return rounded(milliseconds(median(sample.busy))); });
+    return text + fmt::format("Close and Unload: median {:.3f} ms, longest {:.3f} ms",
+                              milliseconds(median(closings_)), milliseconds(longest(closings_)));
+}
+
+}  // namespace recorder

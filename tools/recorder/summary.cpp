@@ -1,0 +1,119 @@
+#include "tools/recorder/summary.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "platform/calendar.h"
+#include "ps/encodings.h"
+#include "tools/cli/table.h"
+
+namespace recorder {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using reader::Report;
+
+constexpr std::size_t kMostRows = 24;
+
+reader::Moment moment_of(Seconds time) {
+    const auto utc = platform::utc_time(time);
+    if (!utc) return {};
+    return {date16(static_cast<std::uint32_t>(utc->year), utc->month, utc->day),
+            ((utc->hour * 60 + utc->minute) * 60 + utc->second) * 1000};
+}
+
+void add_row(cli::Table& table, const Report& report, const std::filesystem::path& directory) {
+    const bool empty = report.frames == 0;
+    table.add_row({std::filesystem::path(report.path).lexically_relative(directory).string(),
+                   empty ? "-" : reader::text_of(report.first), empty ? "-" : reader::text_of(report.last),
+                   fmt::format("{}", report.frames), fmt::format("{}", report.key_frames),
+                   fmt::format("{}", report.spans()), fmt::format("{}", report.data_size),
+                   report.verified() ? "verified" : fmt::format("{} faults", report.faults.count())});
+}
+
+Json json_of(const Report& report) {
+    Json faults = Json::array();
+    for (const auto& fault : report.faults.kept()) {
+        faults.push_back({{"file", fault.file}, {"offset", fault.offset}, {"text", fault.text}});
+    }
+    return {{"path", report.path},
+            {"first", report.frames == 0 ? Json() : Json(reader::text_of(report.first))},
+            {"last", report.frames == 0 ? Json() : Json(reader::text_of(report.last))},
+            {"frames", report.frames},
+            {"key_frames", report.key_frames},
+            {"spans", report.spans()},
+            {"bytes", report.data_size},
+            {"index_bytes", report.index_size},
+            {"verified", report.verified()},
+            {"faults", faults}};
+}
+
+}  // namespace
+
+Report read_back(const ExpectedRecording& expected) {
+    Report report;
+    report.path = expected.path;
+    try {
+        reader::Recording recording(expected.path);
+        report = reader::verify(recording);
+    } catch (const reader::CannotOpen& error) {
+        report.faults.add({expected.path, 0, error.what()});
+        return report;
+    }
+    if (report.frames != expected.frames) {
+        report.faults.add(
+            {expected.path, 0,
+             fmt::format("{} frames of a clip with {} samples", report.frames, expected.frames)});
+    }
+    const reader::Moment start = moment_of(expected.start);
+    if (report.frames > 0 && report.first != start) {
+        report.faults.add({expected.path, 0,
+                           fmt::format("begins at {}, its clip at {}", reader::text_of(report.first),
+                                       reader::text_of(start))});
+    }
+    return report;
+}
+
+std::string closing_table(const std::vector<Report>& reports, const std::filesystem::path& directory) {
+    using Align = cli::Table::Align;
+    cli::Table table({{"recording"},
+                      {"first (UTC)"},
+                      {"last (UTC)"},
+                      {"frames", Align::kRight},
+                      {"key frames", Align::kRight},
+                      {"spans", Align::kRight},
+                      {"bytes", Align::kRight},
+                      {"check"}});
+    const std::size_t left_out = reports.size() > kMostRows ? reports.size() - kMostRows : 0;
+    for (std::size_t i = 0; i < reports.size(); ++i) {
+        const bool in_the_middle = i >= kMostRows / 2 && i < kMostRows / 2 + left_out;
+        if (!in_the_middle) add_row(table, reports[i], directory);
+        if (in_the_middle && i == kMostRows / 2) table.add_row({fmt::format("({} more)", left_out)});
+    }
+    return table.text();
+}
+
+std::string closing_json(const std::vector<Report>& reports) {
+    Json rows = Json::array();
+    for (const Report& report : reports) rows.push_back(json_of(report));
+    return rows.dump(2, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string figures(const Stage& stage, std::uint32_t restarts, const std::vector<Report>& reports) {
+    const SavedModel& model = stage.model().saved();
+    const std::uint64_t bytes = std::accumulate(
+        reports.begin(), reports.end(), std::uint64_t{0},
+        [](std::uint64_t sum, const Report& report) { return sum + report.data_size + report.index_size; });
+    const MessageCounts& counts = stage.counts();
+    return fmt::format(
+        "operations: {} made, {} done, {} dropped; messages: {} to the plug-in and given back {}, {} from "
+        "it; "
+        "restarts: {}; recordings: {}, {} bytes",
+        model.operations_made, model.operations_done, model.operations_dropped, counts.to_module,
+        counts.given_back, counts.from_module, restarts, reports.size(), bytes);
+}
+
+}  // namespace recorder
