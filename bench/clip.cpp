@@ -20,7 +20,7 @@ void ConvertClip(benchmark::State& state) {
     for (auto _ : state) {
         // The converter removes its clip: it gets a link of its own, which costs next to nothing.
         std::filesystem::create_hard_link("original.mp4", "clip.mp4");
-        norvane::Mp4Parser parser(request, {platform::system_files(), platform::system_waits(), no_log});
+        norvane::Mp4Parser parser(request, {platform::system_files(), platform::system_sleeper(), no_log});
         if (parser.parse_container() != norvane::kConverted) {
             state.SkipWithError("not converted");
             break;

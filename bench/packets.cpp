@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::uint64_t kLargestFile = 256 << 20;  // a fresh pair then, so that the disk stays empty
+constexpr std::uint64_t kMaxFileSize = 256 << 20;  // a fresh pair then, so that the disk stays empty
 
 bool open_pair(PsWriter& writer) {
     ps_writer_init(writer);
@@ -19,11 +19,11 @@ bool open_pair(PsWriter& writer) {
 void WriteFrame(benchmark::State& state) {
     PsWriter writer;
     const std::vector<platform::Byte> payload(static_cast<std::size_t>(state.range(0)), 0x55);
-    const PsFrame frame{.picture_type = kKeyPicture, .year = 2026, .month = 1, .day = 1, .payload = payload};
+    const PsFrame frame{.picture_type = kKeyFrame, .year = 2026, .month = 1, .day = 1, .payload = payload};
     bool well = open_pair(writer);
     for (auto _ : state) {
         well = well && ps_write_frame(writer, frame) == kPsOk;
-        if (writer.data_end < static_cast<std::int64_t>(kLargestFile)) continue;
+        if (writer.data_end < static_cast<std::int64_t>(kMaxFileSize)) continue;
         state.PauseTiming();
         ps_close(writer);
         well = well && open_pair(writer);

@@ -185,7 +185,7 @@ std::int32_t Mp4Parser::open_ps_file(const std::string& path) {
 bool Mp4Parser::write_frame(bool key_frame, std::uint16_t /*group_counter*/, std::int64_t length, double time,
                             std::span<const platform::Byte> buffer) {
     PsFrame frame;
-    frame.picture_type = key_frame ? kKeyPicture : kOtherPicture;
+    frame.picture_type = key_frame ? kKeyFrame : kOtherFrame;
     frame.recording_kind = request_.flags;
     frame.payload = buffer.first(static_cast<std::uint32_t>(length));
     return calendar_.set_time(frame, time) && ps_write_frame(*writer_, frame) == kPsOk;
@@ -199,7 +199,7 @@ void Mp4Parser::delete_source_file() {
     if (context_.files.remove_file(request_.sourceFile)) return;
     log_message(kLogError,
                 "Error deleting file - " + request_.sourceFile + ". Attempting to delete again.\n");
-    context_.waits.sleep(kRemovalWait);
+    context_.sleeper.sleep(kRemovalWait);
     (void)context_.files.remove_file(request_.sourceFile);
 }
 

@@ -39,7 +39,7 @@ struct ConversionPolicy {
 /// What a conversion works with. Files and waits are not owned and have to outlive the parser.
 struct ConversionContext {
     platform::FileSystem& files;
-    platform::Waits& waits;
+    platform::Sleeper& sleeper;
     std::function<void(std::int32_t level, const std::string& text)> log;
     ConversionPolicy policy = {};
 };

@@ -52,7 +52,7 @@ void CNorVane::load_state() {
     std::vector<Operation> operations;
     const auto take_over = [&] {
         for (const DisconnectRecord& record : records) disconnects_.append(record);
-        for (const Operation& operation : operations) agenda_.append(operation);
+        for (const Operation& operation : operations) queue_.append(operation);
     };
     try {
         store_.LoadState(records, operations);
@@ -69,10 +69,9 @@ void CNorVane::load_state() {
 void CNorVane::save_state() {
     const Ticks now = store_.CurrentTime();
     std::vector<DisconnectRecord> records(disconnects_.begin(), disconnects_.end());
-    for (const DeviceKey& device : agenda_.connected_devices())
-        records.push_back({now, channel_zero(device)});
+    for (const DeviceKey& device : queue_.connected_devices()) records.push_back({now, channel_zero(device)});
     try {
-        store_.SaveState(records, agenda_.operations());
+        store_.SaveState(records, queue_.operations());
     } catch (const std::exception& error) {
         log_error(log_lines::save_failed(error.what()));
     }
@@ -91,12 +90,12 @@ void CNorVane::OnChannelState(const ChannelKey* channel, std::int32_t state, con
     } else if (state == kDisconnected) {
         channel_lost(*channel, time);
     } else if (state == kConnected) {
-        agenda_.connect(channel->device());
+        queue_.connect(channel->device());
     }
 }
 
-void CNorVane::channel_returned(Sequence<DisconnectRecord, ByChannel>::Place lost, Ticks time) {
-    if (agenda_.empty()) {
+void CNorVane::channel_returned(Sequence<DisconnectRecord, ByChannel>::Position lost, Ticks time) {
+    if (queue_.empty()) {
         server_.LogInfo(log_lines::kStarting);
         server_.ReportStarted(clock_.now());
     }
@@ -113,33 +112,33 @@ void CNorVane::channel_returned(Sequence<DisconnectRecord, ByChannel>::Place los
 
 /// Appends the operation and connects its device: both or, where memory is short, neither.
 void CNorVane::take_up(const Operation& operation) {
-    const Place place = agenda_.append(operation);
+    const Position position = queue_.append(operation);
     try {
-        agenda_.connect(operation.device);
+        queue_.connect(operation.device);
     } catch (...) {
-        agenda_.remove(place);
+        queue_.remove(position);
         throw;
     }
 }
 
 /// The operation that was under way stays where it is; the channel's return will find it in front of its own.
 void CNorVane::channel_lost(const ChannelKey& channel, Ticks time) {
-    const auto interrupted = agenda_.find(channel.device());
+    const auto interrupted = queue_.find(channel.device());
     bool is_current = false;
     if (interrupted) {
-        const Operation& operation = agenda_.at(*interrupted);
-        is_current = operation.guid == agenda_.current().guid;
+        const Operation& operation = queue_.at(*interrupted);
+        is_current = operation.guid == queue_.current().guid;
         log_info(log_lines::disconnect_during(operation, is_current));
     }
     disconnects_.append({time - kLossMargin, channel});  // first: only this can fail
-    agenda_.disconnect(channel.device());
+    queue_.disconnect(channel.device());
     if (is_current) StartNextOperation();
 }
 
 void CNorVane::OnDeviceRemoved(std::int32_t devices_id, std::int32_t device_number) {
     const DeviceKey device = device_key(devices_id, device_number);
     supported_.erase(device);
-    if (agenda_.disconnect(device)) return;
+    if (queue_.disconnect(device)) return;
     if (const auto lost = disconnects_.first<ByChannel>(channel_zero(device))) disconnects_.remove(*lost);
 }
 

@@ -3,7 +3,7 @@
 #include <set>
 #include <string>
 
-#include "engine/agenda.h"
+#include "engine/operation_queue.h"
 #include "engine/sequence.h"
 #include "platform/clock.h"
 #include "plugin/interfaces/event_sink.h"
@@ -43,17 +43,17 @@ class CNorVane final : public IEventSink {
     struct ByChannel {
         ChannelKey operator()(const DisconnectRecord& record) const { return record.channel; }
     };
-    using Place = Agenda::Place;
+    using Position = OperationQueue::Position;
 
     void load_state();
     void save_state();
-    void channel_returned(Sequence<DisconnectRecord, ByChannel>::Place lost, Ticks time);
+    void channel_returned(Sequence<DisconnectRecord, ByChannel>::Position lost, Ticks time);
     void take_up(const Operation& operation);
     void channel_lost(const ChannelKey& channel, Ticks time);
 
     void StartNextOperation();
     void ReserveDiskSpace(const Operation& operation, std::uint32_t gigabytes);
-    void CompleteOperation(Place place);
+    void CompleteOperation(Position position);
 
     void log_info(const std::string& line) { server_.LogInfo(line.c_str()); }
     void log_error(const std::string& line) { server_.LogError(line.c_str()); }
@@ -63,7 +63,7 @@ class CNorVane final : public IEventSink {
     const platform::Clock& clock_;
     std::set<DeviceKey> supported_;
     Sequence<DisconnectRecord, ByChannel> disconnects_;
-    Agenda agenda_;
+    OperationQueue queue_;
     // While true, a channel's return that creates an operation starts work at once.
     bool idle_ = true;
 };

@@ -25,7 +25,7 @@ template <typename Entry, typename... By>
 class Sequence {
   public:
     /// Where an entry stands: grows from front to back and stays valid until the entry is removed.
-    using Place = std::uint64_t;
+    using Position = std::uint64_t;
 
     Sequence() = default;
     Sequence(const Sequence&) = delete;
@@ -38,31 +38,31 @@ class Sequence {
     [[nodiscard]] auto begin() const { return boost::make_transform_iterator(entries_.begin(), EntryOf{}); }
     [[nodiscard]] auto end() const { return boost::make_transform_iterator(entries_.end(), EntryOf{}); }
 
-    [[nodiscard]] Entry& at(Place place) { return entries_.at(place).entry; }
+    [[nodiscard]] Entry& at(Position position) { return entries_.at(position).entry; }
     [[nodiscard]] const Entry& front() const { return *begin(); }
 
-    /// The place that the next appended entry will have.
-    [[nodiscard]] Place next_place() const noexcept { return next_; }
+    /// The position that the next appended entry will have.
+    [[nodiscard]] Position next_position() const noexcept { return next_; }
 
-    Place append(Entry entry) {
+    Position append(Entry entry) {
         Linked& linked = entries_.try_emplace(entries_.end(), next_, next_, std::move(entry))->second;
         (index<By>().insert(linked), ...);  // behind its equals
         return next_++;
     }
 
-    void remove(Place place) {
-        const auto found = entries_.find(place);
+    void remove(Position position) {
+        const auto found = entries_.find(position);
         if (found == entries_.end()) return;
         (index<By>().erase(index<By>().iterator_to(found->second)), ...);
         entries_.erase(found);
     }
 
-    /// The place of the first entry with the key.
+    /// The position of the first entry with the key.
     template <typename ThisBy>
-    [[nodiscard]] std::optional<Place> first(const std::invoke_result_t<ThisBy, const Entry&>& key) const {
+    [[nodiscard]] std::optional<Position> first(const std::invoke_result_t<ThisBy, const Entry&>& key) const {
         const auto& index = std::get<Index<ThisBy>>(indexes_);
         const auto found = index.find(key);
-        return found == index.end() ? std::nullopt : std::optional(found->place);
+        return found == index.end() ? std::nullopt : std::optional(found->position);
     }
 
   private:
@@ -73,8 +73,8 @@ class Sequence {
                                                  boost::intrusive::optimize_size<true>>;
 
     struct Linked : Link<By>... {
-        Linked(Place at, Entry&& with) : place(at), entry(std::move(with)) {}
-        Place place;
+        Linked(Position at, Entry&& with) : position(at), entry(std::move(with)) {}
+        Position position;
         Entry entry;
     };
 
@@ -97,9 +97,9 @@ class Sequence {
         return std::get<Index<ThisBy>>(indexes_);
     }
 
-    std::map<Place, Linked> entries_;
+    std::map<Position, Linked> entries_;
     std::tuple<Index<By>...> indexes_;
-    Place next_ = 0;
+    Position next_ = 0;
 };
 
 }  // namespace norvane

@@ -70,14 +70,15 @@ class Run {
         const int failing_removals = files_.failing_removals;
         try {
             norvane::Mp4Parser parser(
-                request_, {files_, waits_, [this](auto level, const auto& text) { log(level, text); }});
+                request_, {files_, sleeper_, [this](auto level, const auto& text) { log(level, text); }});
             result_ = parser.parse_container();
         } catch (const std::bad_alloc&) {
             require(files_.input_throws_at != kNever, "only what was injected is thrown");
         }
         require(files_.output.open_files == 0, "every file is closed");
         require(files_.has(kClip) == (!result_ || failing_removals == 2), "the clip goes, but not unread");
-        require(waits_.slept.size() == (result_ && failing_removals > 0 ? 1U : 0U), "one wait for a removal");
+        require(sleeper_.slept.size() == (result_ && failing_removals > 0 ? 1U : 0U),
+                "one wait for a removal");
         require(!result_ || (*result_ == norvane::kConverted) == (errors_ == 0), "a failure has its line");
     }
 
@@ -102,7 +103,7 @@ class Run {
     }
 
     MemoryFiles files_;
-    NoWaits waits_;
+    InstantSleeper sleeper_;
     StreamRecord request_;
     std::string data_path_;
     std::optional<std::int32_t> result_;

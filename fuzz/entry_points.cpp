@@ -1,6 +1,6 @@
 // Random calls of the eight entry points by a host that misbehaves: in any order, from inside the callback
 // and in the middle of the main loop, with a callback that fails and throws. Everything runs on one thread:
-// where the module waits, the rest of the host goes on. Every buffer that was accepted has to come back
+// where the module sleeper, the rest of the host goes on. Every buffer that was accepted has to come back
 // exactly once.
 
 #include <tinyxml2.h>
@@ -62,7 +62,7 @@ Record<Output> call(EntryPoint entry_point, const void* input = nullptr) {
     return output;
 }
 
-class Host final : public platform::Waits {
+class Host final : public platform::Sleeper {
   public:
     explicit Host(std::span<const std::uint8_t> bytes) : in_(bytes) {
         the_host = this;
@@ -103,7 +103,7 @@ class Host final : public platform::Waits {
     std::int32_t take(const void* request, void* reply) {
         const hr::Input<hr::HostRequest> in(request);
         const auto* data = hr::pointer_of<const char*>(in.get<hr::HostRequest::Data>());
-        const bool is_release = in.get<hr::HostRequest::MessageClass>() == names::kReleaseClass;
+        const bool is_release = in.get<hr::HostRequest::MessageClass>() == NORVANEPI_CLASS_RELEASE;
         if (!is_release) hear({data, in.get<hr::HostRequest::Length>()});
         if (is_release) require(loans_.erase(data) == 1, "a buffer was released that was not held");
         return rowdy_ ? misbehave(hr::Output<hr::HostReply>(reply)) : 0;
@@ -249,7 +249,7 @@ namespace platform {
 FileSystem& system_files() {
     return the_host->files;
 }
-Waits& system_waits() {
+Sleeper& system_sleeper() {
     return *the_host;
 }
 const Clock& system_clock() {

@@ -92,7 +92,7 @@ void CTalServerImpl::convert(const StreamRecord& request) {
             log(level, text.c_str());
         };
         VideoContainerConverterCommand<Mp4Parser> command(
-            std::make_unique<Mp4Parser>(request, ConversionContext{files_, waits_, log_line}));
+            std::make_unique<Mp4Parser>(request, ConversionContext{files_, sleeper_, log_line}));
         (void)command.run();  // the outcome has been logged
     } catch (const std::exception& error) {
         log_error(error.what());

@@ -14,8 +14,8 @@ namespace norvane {
 class CTalServerImpl final : public ITalServer {
   public:
     /// Files and waits are not owned and have to outlive the adapter.
-    CTalServerImpl(documents::Send send, platform::FileSystem& files, platform::Waits& waits)
-        : send_(std::move(send)), files_(files), waits_(waits) {}
+    CTalServerImpl(documents::Send send, platform::FileSystem& files, platform::Sleeper& sleeper)
+        : send_(std::move(send)), files_(files), sleeper_(sleeper) {}
 
     void SetEventSink(IEventSink* sink) override { event_sink_ = sink; }
     /// The receiver of the host's messages, null until SetEventSink.
@@ -44,7 +44,7 @@ class CTalServerImpl final : public ITalServer {
 
     documents::Send send_;
     platform::FileSystem& files_;
-    platform::Waits& waits_;
+    platform::Sleeper& sleeper_;
     GuidSource guids_;
     IEventSink* event_sink_ = nullptr;
     platform::Path output_directory_;  // of the last recordings request; where clips are converted to

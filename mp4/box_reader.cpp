@@ -8,7 +8,7 @@ using platform::Byte;
 namespace {
 
 constexpr std::size_t kFirstFill = 4'096;
-constexpr std::size_t kLargestFill = 262'144;
+constexpr std::size_t kMaxFillSize = 262'144;
 
 }  // namespace
 
@@ -63,8 +63,8 @@ std::size_t BoxReader::take_from_window(std::span<Byte> to) {
 void BoxReader::refill(std::size_t count, std::size_t limit) {
     const std::size_t kept = in_window();
     const bool goes_on = kept > 0 || (position_ >= window_end_ && position_ - window_end_ <= next_fill_);
-    next_fill_ = goes_on ? std::clamp(2 * next_fill_, kFirstFill, kLargestFill) : kFirstFill;
-    const std::size_t wanted = std::max(count, std::min(kept + next_fill_, kLargestFill));
+    next_fill_ = goes_on ? std::clamp(2 * next_fill_, kFirstFill, kMaxFillSize) : kFirstFill;
+    const std::size_t wanted = std::max(count, std::min(kept + next_fill_, kMaxFillSize));
     const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(wanted, left()));
     make_room(kept, size, limit);
     const std::uint64_t from = position_ + kept;
@@ -82,7 +82,7 @@ void BoxReader::make_room(std::size_t kept, std::size_t size, std::size_t limit)
         std::copy_n(from, kept, window_.get());  // towards the front, so the ranges may overlap
         return;
     }
-    const std::size_t capacity = std::max(size, std::min(2 * capacity_, std::max(limit, kLargestFill)));
+    const std::size_t capacity = std::max(size, std::min(2 * capacity_, std::max(limit, kMaxFillSize)));
     auto window = std::make_unique_for_overwrite<Byte[]>(capacity);
     std::copy_n(from, kept, window.get());
     window_ = std::move(window);

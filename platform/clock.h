@@ -1,6 +1,6 @@
 #pragma once
 
-// Instants and waits. Every instant inside the module is a count of ticks.
+// Instants and sleeper. Every instant inside the module is a count of ticks.
 
 #include <chrono>
 #include <condition_variable>
@@ -36,12 +36,12 @@ class Clock {
 [[nodiscard]] const Clock& system_clock();
 
 /// Everything that the module ever waits for, so that tests can take the waiting away.
-class Waits {
+class Sleeper {
   public:
-    Waits() = default;
-    Waits(const Waits&) = delete;
-    Waits& operator=(const Waits&) = delete;
-    virtual ~Waits() = default;
+    Sleeper() = default;
+    Sleeper(const Sleeper&) = delete;
+    Sleeper& operator=(const Sleeper&) = delete;
+    virtual ~Sleeper() = default;
 
     /// Suspends the calling thread.
     virtual void sleep(std::chrono::milliseconds duration) = 0;
@@ -52,6 +52,6 @@ class Waits {
 };
 
 /// Real waiting; lives as long as the library is loaded.
-[[nodiscard]] Waits& system_waits();
+[[nodiscard]] Sleeper& system_sleeper();
 
 }  // namespace platform

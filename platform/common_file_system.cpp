@@ -12,7 +12,7 @@ namespace fs = boost::filesystem;
 
 constexpr int kLinksAtMost = 40;  // as most kernels have it
 
-constexpr std::uint64_t kLargestWhole = 256ULL << 20;
+constexpr std::uint64_t kMaxWholeSize = 256ULL << 20;
 
 /// "." and "..", and what stands behind a separator at the end.
 bool names_nothing_new(const Path& name) {
@@ -51,7 +51,7 @@ boost::system::error_code try_to_make(const Path& directory, FileSystem::Existin
 
 }  // namespace
 
-Path behind_links(Path path) {
+Path resolve_links(Path path) {
     for (int links = 0; links < kLinksAtMost; ++links) {
         boost::system::error_code error;
         const Path target = fs::read_symlink(path, error);
@@ -71,7 +71,7 @@ boost::system::error_code CommonFileSystem::make_directory(const std::string& pa
 
 std::optional<std::string> CommonFileSystem::read_whole(const std::string& path) {
     const auto file = open_input(path);
-    if (!file || file->size() > kLargestWhole) return std::nullopt;
+    if (!file || file->size() > kMaxWholeSize) return std::nullopt;
     std::string content(file->size(), '\0');
     if (file->read_at(0, bytes_of(content)) != content.size()) return std::nullopt;
     return content;

@@ -6,7 +6,7 @@
 namespace platform {
 
 /// Follows the links at the path itself, also to a file that does not exist yet.
-[[nodiscard]] Path behind_links(Path path);
+[[nodiscard]] Path resolve_links(Path path);
 
 /// What is the same on every system. Included by the files of the systems only.
 class CommonFileSystem : public FileSystem {

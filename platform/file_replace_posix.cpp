@@ -78,7 +78,7 @@ bool fill(PosixFile& file, const Existing& old, std::string_view content) {
 }  // namespace
 
 bool replace_file(const std::string& path, std::string_view content) {
-    const Path behind = behind_links(path);
+    const Path behind = resolve_links(path);
     const std::string& target = behind.native();
     const std::string beside = (behind.parent_path() / Path(path).filename()).native() + ".new";
 

@@ -51,7 +51,7 @@ bool put_in_place(const Path& beside, const Path& target) {
 }  // namespace
 
 bool replace_file(const std::string& path, std::string_view content) {
-    const Path target = behind_links(path_of(path));
+    const Path target = resolve_links(path_of(path));
     if (!may_replace(target)) return false;
     Path beside = target.parent_path() / path_of(path).filename();
     beside += ".new";

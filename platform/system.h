@@ -8,13 +8,13 @@ namespace platform {
 /// What the components need of the system they run on, none of it owned.
 struct System {
     FileSystem& files;
-    Waits& waits;
+    Sleeper& sleeper;
     const Clock& clock;
 };
 
 /// The one that is really there.
 [[nodiscard]] inline System real_system() {
-    return {system_files(), system_waits(), system_clock()};
+    return {system_files(), system_sleeper(), system_clock()};
 }
 
 }  // namespace platform

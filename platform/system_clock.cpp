@@ -14,7 +14,7 @@ class SystemClock final : public Clock {
     }
 };
 
-class SystemWaits final : public Waits {
+class SystemSleeper final : public Sleeper {
   public:
     void sleep(std::chrono::milliseconds duration) override { std::this_thread::sleep_for(duration); }
 
@@ -31,9 +31,9 @@ const Clock& system_clock() {
     return clock;
 }
 
-Waits& system_waits() {
-    static SystemWaits waits;
-    return waits;
+Sleeper& system_sleeper() {
+    static SystemSleeper sleeper;
+    return sleeper;
 }
 
 }  // namespace platform

@@ -12,11 +12,11 @@ namespace platform {
 namespace {
 
 /// The runtime counts in int: more than this is moved in pieces by the caller.
-constexpr std::size_t kLargestMove = 1U << 30U;
+constexpr std::size_t kMaxMove = 1U << 30U;
 
 template <typename Span>
 unsigned count_of(Span bytes) {
-    return static_cast<unsigned>(std::min(bytes.size(), kLargestMove));
+    return static_cast<unsigned>(std::min(bytes.size(), kMaxMove));
 }
 
 }  // namespace

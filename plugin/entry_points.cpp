@@ -5,8 +5,8 @@
 
 #include "plugin/entry_guard.h"
 #include "plugin/interfaces/host_records.h"
-#include "plugin/module_context.h"
 #include "plugin/interfaces/record_access.h"
+#include "plugin/module_context.h"
 #include "plugin/send_to_host.h"
 
 #if defined(_WIN32)

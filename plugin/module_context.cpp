@@ -114,7 +114,7 @@ void ModuleContext::run_main_loop() {
         try {
             one_pass();
         } catch (...) {  // a pass that cannot even begin, for want of memory say: the next one may
-            system_.waits.sleep(kFailureSleep);
+            system_.sleeper.sleep(kFailureSleep);
         }
     }
     const std::lock_guard lock(mutex_);
@@ -126,7 +126,7 @@ void ModuleContext::run_main_loop() {
 void ModuleContext::one_pass() {
     if (!opened_) {
         // close() clears running first: it is waiting for this thread, and not for a sleep of it.
-        if (running_) system_.waits.sleep(kIdleSleep);
+        if (running_) system_.sleeper.sleep(kIdleSleep);
         return;
     }
     std::shared_ptr<SyncLayer> worker;

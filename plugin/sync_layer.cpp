@@ -10,14 +10,14 @@
 #include "engine/nor_vane.h"
 #include "host/dispatch.h"
 #include "host/tal_server_impl.h"
-#include "xml/attribute_limit.h"
 #include "plugin/host_buffer.h"
 #include "plugin/send_to_host.h"
 #include "store/xml_store.h"
+#include "xml/attribute_limit.h"
 
 namespace {
 
-constexpr std::chrono::milliseconds kLongestWait{100};
+constexpr std::chrono::milliseconds kMaxWait{100};
 
 void report(const char* what) noexcept {
     try_log_error({"NorVane - Error '", what, "' while handling a host message."});
@@ -28,7 +28,7 @@ void report(const char* what) noexcept {
 SyncLayer::SyncLayer(const platform::System& system)
     : system_(system),
       store_(std::make_unique<norvane::CXmlStore>(system_.files, system_.clock)),
-      server_(std::make_unique<norvane::CTalServerImpl>(SendToHost, system_.files, system_.waits)),
+      server_(std::make_unique<norvane::CTalServerImpl>(SendToHost, system_.files, system_.sleeper)),
       engine_(std::make_unique<norvane::CNorVane>(*server_, *store_, system_.clock)) {
     server_->SetEventSink(engine_.get());
 }
@@ -52,8 +52,8 @@ std::int32_t SyncLayer::run() {
     std::list<StreamRecord> batch;
     {
         std::unique_lock lock(queue_mutex_);
-        system_.waits.wait_for(queue_condition_, lock, kLongestWait,
-                               [this] { return stop_requested_ || !queue_.empty(); });
+        system_.sleeper.wait_for(queue_condition_, lock, kMaxWait,
+                                 [this] { return stop_requested_ || !queue_.empty(); });
         batch.swap(queue_);
     }
     for (; !batch.empty(); batch.pop_front()) {

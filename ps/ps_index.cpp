@@ -35,7 +35,7 @@ PsiFrameEntry::Bytes entry_of(PesHeader::View header, std::uint8_t slot, std::ui
 /// Packets since the slot's last key picture; picture type 0 counts as one.
 std::uint16_t count_key_distance(PsWriter& writer, PsiFrameEntry::View entry) {
     std::uint16_t& distance = writer.key_distance[PsiFrameEntry::Slot::get(entry)];
-    const bool is_key = (PsiFrameEntry::Flags::get(entry) & kPictureTypeBits) <= kKeyPicture;
+    const bool is_key = (PsiFrameEntry::Flags::get(entry) & kPictureTypeBits) <= kKeyFrame;
     distance = is_key ? std::uint16_t{0} : static_cast<std::uint16_t>(distance + 1);
     return distance;
 }

@@ -46,7 +46,7 @@ using PsStreamDescs = std::array<PsStreamDesc, kSlots>;
 /// One frame to be written.
 struct PsFrame {
     std::uint16_t slot = 0;
-    std::uint8_t picture_type = 0;  // kKeyPicture or kOtherPicture
+    std::uint8_t picture_type = 0;  // kKeyFrame or kOtherFrame
     std::uint16_t year = 0;
     std::uint16_t month = 0;  // 1 to 12
     std::uint16_t day = 0;

@@ -105,7 +105,7 @@ static_assert(PesHeader::DateHigh::offset + PesHeader::DateHigh::width == PesHea
 
 /// Bits of PesHeader::Flags.
 inline constexpr std::uint8_t kPictureTypeBits = 0x03;
-inline constexpr std::uint8_t kKeyPicture = 1;
-inline constexpr std::uint8_t kOtherPicture = 2;
+inline constexpr std::uint8_t kKeyFrame = 1;
+inline constexpr std::uint8_t kOtherFrame = 2;
 inline constexpr std::uint8_t kAlwaysSetFlags = 0x1C;
 inline constexpr std::uint8_t kRecordingKindBits = 0xE0;

@@ -12,9 +12,9 @@
 #include <utility>
 
 #include "platform/integer_text.h"
-#include "xml/attribute_limit.h"
 #include "store/saved_text.h"
 #include "store/state_names.h"
+#include "xml/attribute_limit.h"
 
 namespace norvane {
 namespace {

@@ -9,7 +9,7 @@
 namespace xml {
 namespace {
 
-constexpr std::size_t kMostAttributes = 256;
+constexpr std::size_t kMaxAttributes = 256;
 
 /// What begins like a tag and is none, and how it ends.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 4> kNoTags = {
@@ -38,7 +38,7 @@ std::optional<std::string_view> behind_tag(std::string_view text) noexcept {
         const std::string_view found = text.substr(at, 1);
         text.remove_prefix(at + 1);
         if (found == ">") return text;
-        if (++attributes > kMostAttributes) return std::nullopt;
+        if (++attributes > kMaxAttributes) return std::nullopt;
         text = behind(text, found);
     }
 }

@@ -24,7 +24,7 @@ namespace {
 constexpr const char* kRecordings = "recordings/";
 constexpr std::size_t kWindow = 262'144;
 
-constexpr double kMostOfBare = 1.25;
+constexpr double kMaxRatioToBare = 1.25;
 
 struct Clip {
     const char* name = nullptr;
@@ -161,7 +161,7 @@ Figures figures_of(const Clip& clip, const Effort& effort) {
     const std::string name = std::string("clip ") + clip.name + ": ";
     return {ratio(name + "time, of a plain copy", ours, copies, clip.of_copy),
             ratio(name + "time, of ffmpeg", ours, remuxes, clip.of_remux),
-            ratio(name + "time, of two bare calls a packet", ours, bare, kMostOfBare),
+            ratio(name + "time, of two bare calls a packet", ours, bare, kMaxRatioToBare),
             ratio(name + "two bare calls a packet, of a plain copy", bare, copies, clip.bare_of_copy),
             cost(name + "system calls", "a frame", {calls / clip.frames}, clip.calls_a_frame),
             cost(name + "memory, of what is allowed", "x", {memory / allowed_memory(file)}, 1)};

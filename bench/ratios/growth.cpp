@@ -11,7 +11,7 @@
 namespace bench {
 namespace {
 
-constexpr double kMostGrowth = 1.5;
+constexpr double kMaxGrowth = 1.5;
 constexpr std::uint32_t kFew = 2'000;
 constexpr std::uint32_t kMany = 200'000;
 
@@ -37,7 +37,7 @@ Figure figure_of(TableShape shape, const std::string& name, const Effort& effort
         few.push_back(seconds_a_sample(retrieval, shape, effort.scaled(kFew), effort.scaled(20)));
         many.push_back(seconds_a_sample(retrieval, shape, effort.scaled(kMany), 1));
     }
-    return ratio("a sample of 200,000, of one of 2,000: " + name, many, few, kMostGrowth);
+    return ratio("a sample of 200,000, of one of 2,000: " + name, many, few, kMaxGrowth);
 }
 
 }  // namespace

@@ -15,8 +15,8 @@ namespace {
 using recorder::Device;
 using Texts = std::vector<std::string>;
 
-constexpr double kMostOfBare = 2;
-constexpr double kMostGrowth = 2.5;
+constexpr double kMaxRatioToBare = 2;
+constexpr double kMaxGrowth = 2.5;
 constexpr std::uint32_t kSmallSite = 100;
 constexpr std::uint32_t kLargeSite = 20'000;
 constexpr std::size_t kMessages = 100;  // of a kind, each about a device or an operation of its own
@@ -188,9 +188,9 @@ Figures message_figures(const Effort& effort) {
     Figures growth;
     for (std::size_t i = 0; i < small.size(); ++i) {
         of_bare.push_back(ratio("message, of bare tinyxml2: " + small[i].name, small[i].seconds,
-                                small[i].bare, kMostOfBare));
+                                small[i].bare, kMaxRatioToBare));
         growth.push_back(ratio("message at 20,000, of one at 100: " + small[i].name, large[i].seconds,
-                               small[i].seconds, kMostGrowth));
+                               small[i].seconds, kMaxGrowth));
     }
     of_bare.insert(of_bare.end(), growth.begin(), growth.end());
     return of_bare;

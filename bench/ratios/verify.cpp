@@ -39,7 +39,7 @@ PsFrame frame_at(std::uint64_t number) {
     const auto time = platform::utc_time(kStart + static_cast<std::int64_t>(number / kFramesASecond));
     require(time.has_value(), "no such time");
     PsFrame frame;
-    frame.picture_type = number % kFramesToKey == 0 ? kKeyPicture : kOtherPicture;
+    frame.picture_type = number % kFramesToKey == 0 ? kKeyFrame : kOtherFrame;
     frame.year = static_cast<std::uint16_t>(time->year);
     frame.month = static_cast<std::uint16_t>(time->month);
     frame.day = static_cast<std::uint16_t>(time->day);

@@ -56,7 +56,7 @@ TEST_F(ConvertTest, FailedRemovalIsTriedOnceMoreAfterTwoSeconds) {
     files.unopenable = {"clip.mp4"};  // counts as a clip without tables
     files.failing_removals = 2;
     expect(make_clip(three_frames()), 1, kStart + kNoTables + kRemovedInTwo);
-    EXPECT_EQ(waits.slept, std::vector(2, std::chrono::milliseconds(2'000)));
+    EXPECT_EQ(sleeper.slept, std::vector(2, std::chrono::milliseconds(2'000)));
     EXPECT_TRUE(files.has("clip.mp4"));
 }
 

@@ -43,7 +43,7 @@ class ConvertTest : public testing::Test {
     RecordingView recording() const { return {files.at(kRecording), files.at(kRecording + "i")}; }
 
     norvane::ConversionContext context() {
-        return {files, waits, [this](std::int32_t level, const std::string& text) {
+        return {files, sleeper, [this](std::int32_t level, const std::string& text) {
                     tell(std::to_string(level) + " " + text);
                 }};
     }
@@ -53,7 +53,7 @@ class ConvertTest : public testing::Test {
     std::string story;
     MemoryFiles files;
     StreamRecord request;
-    NoWaits waits;
+    InstantSleeper sleeper;
 
   private:
     void tell(const std::string& what) {

@@ -42,7 +42,7 @@ class RealClipsTest : public testing::Test {
 
     std::int32_t convert() {
         const auto keep = [this](std::int32_t, const std::string& text) { log += text; };
-        norvane::Mp4Parser parser(request, {platform::system_files(), waits, keep});
+        norvane::Mp4Parser parser(request, {platform::system_files(), sleeper, keep});
         return parser.parse_container();
     }
 
@@ -66,7 +66,7 @@ class RealClipsTest : public testing::Test {
     }
 
     TempDirectory directory;
-    NoWaits waits;
+    InstantSleeper sleeper;
     StreamRecord request;
     std::string recording;
     std::string log;

@@ -6,7 +6,7 @@
 
 #include <iostream>
 
-#include "engine/agenda.h"
+#include "engine/operation_queue.h"
 #include "store/xml_store.h"
 #include "tests/faults/retrieval.h"
 #include "tests/support/recording_server.h"
@@ -42,12 +42,12 @@ void look_at_files(Retrieval& retrieval) {
 constexpr norvane::DeviceKey kOne{7, 3};
 constexpr norvane::DeviceKey kOther{7, 4};
 
-/// All that an agenda of these devices' operations can be asked.
-auto answers(norvane::Agenda& agenda) {
-    std::vector<std::optional<norvane::Agenda::Place>> places{agenda.first_startable(), agenda.find(kOne),
-                                                              agenda.find(kOther)};
-    for (int guid = 1; guid <= 3; ++guid) places.push_back(agenda.find(RecordingServer::guid(guid)));
-    return std::tuple(places, agenda.operations(), agenda.connected_devices());
+/// All that a queue of these devices' operations can be asked.
+auto answers(norvane::OperationQueue& queue) {
+    std::vector<std::optional<norvane::OperationQueue::Position>> positions{
+        queue.first_startable(), queue.find(kOne), queue.find(kOther)};
+    for (int guid = 1; guid <= 3; ++guid) positions.push_back(queue.find(RecordingServer::guid(guid)));
+    return std::tuple(positions, queue.operations(), queue.connected_devices());
 }
 
 }  // namespace
@@ -72,46 +72,46 @@ TEST(Allocations, WholeRetrievalLosesNoBufferNoBlockAndNoWorker) {
     std::cout << "failing allocations of a retrieval: " << points << "\n";
 }
 
-TEST(Allocations, AgendaChangesWholeOrNotAtAll) {
+TEST(Allocations, OperationQueueChangesWholeOrNotAtAll) {
     const norvane::Operation operation{.device = kOne, .guid = RecordingServer::guid(1)};
     const norvane::Operation late{.device = kOther, .guid = RecordingServer::guid(2)};
     struct Step {
         const char* name;
-        std::function<void(norvane::Agenda&)> change;
+        std::function<void(norvane::OperationQueue&)> change;
     };
     const std::vector<Step> steps = {
-        {"connect before", [&](norvane::Agenda& agenda) { agenda.connect(kOther); }},
-        {"connect behind", [&](norvane::Agenda& agenda) { agenda.connect(kOne); }},
-        {"append a startable one", [&](norvane::Agenda& agenda) { (void)agenda.append(operation); }},
-        {"append one that waits", [&](norvane::Agenda& agenda) { (void)agenda.append(late); }},
+        {"connect before", [&](norvane::OperationQueue& queue) { queue.connect(kOther); }},
+        {"connect behind", [&](norvane::OperationQueue& queue) { queue.connect(kOne); }},
+        {"append a startable one", [&](norvane::OperationQueue& queue) { (void)queue.append(operation); }},
+        {"append one that waits", [&](norvane::OperationQueue& queue) { (void)queue.append(late); }},
         {"append a second one",
-         [&](norvane::Agenda& agenda) {
-             (void)agenda.append({.device = kOne, .guid = RecordingServer::guid(3)});
+         [&](norvane::OperationQueue& queue) {
+             (void)queue.append({.device = kOne, .guid = RecordingServer::guid(3)});
          }},
     };
     for (const Step& step : steps) {
         SCOPED_TRACE(step.name);
         for (std::uint64_t n = 1;; ++n) {
-            norvane::Agenda agenda;
-            if (step.name != steps[0].name) agenda.connect(kOne);
-            if (step.name != steps[2].name) (void)agenda.append(operation);
-            if (step.name == steps[0].name) (void)agenda.append(late);
-            const auto before = answers(agenda);
+            norvane::OperationQueue queue;
+            if (step.name != steps[0].name) queue.connect(kOne);
+            if (step.name != steps[2].name) (void)queue.append(operation);
+            if (step.name == steps[0].name) (void)queue.append(late);
+            const auto before = answers(queue);
             const Inside here(true);
             allocations::Fault fault(n, true, inside);
             try {
-                step.change(agenda);
+                step.change(queue);
             } catch (const std::bad_alloc&) {
                 const Inside outside(false);
-                EXPECT_EQ(answers(agenda), before);
+                EXPECT_EQ(answers(queue), before);
                 continue;
             }
             const Inside outside(false);
             EXPECT_FALSE(fault.has_struck());
-            EXPECT_NE(answers(agenda), before);
+            EXPECT_NE(answers(queue), before);
             // What takes away needs no memory at all.
-            agenda.remove(*agenda.find(RecordingServer::guid(1)));
-            EXPECT_FALSE(agenda.find(RecordingServer::guid(1)));
+            queue.remove(*queue.find(RecordingServer::guid(1)));
+            EXPECT_FALSE(queue.find(RecordingServer::guid(1)));
             break;
         }
     }

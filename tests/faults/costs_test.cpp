@@ -13,7 +13,7 @@
 namespace {
 
 constexpr std::uint64_t kMiB = 1ULL << 20;
-constexpr std::uint64_t kLeastRead = 4'096;
+constexpr std::uint64_t kMinRead = 4'096;
 constexpr std::uint32_t kFourThousandMillion = 4'000'000'000;
 
 /// Bytes, and zeros behind them that exist nowhere.
@@ -106,9 +106,9 @@ Cost cost_of(const HostileClip& clip) {
     allocations::reset_peak();
     {
         CountingFiles files(clip, cost);
-        NoWaits waits;
+        InstantSleeper sleeper;
         norvane::Mp4Parser parser(
-            request, {files, waits, [&cost](std::int32_t, const std::string&) { ++cost.lines; }});
+            request, {files, sleeper, [&cost](std::int32_t, const std::string&) { ++cost.lines; }});
         cost.result = parser.parse_container();
     }
     cost.memory = static_cast<std::uint64_t>(allocations::peak_bytes() - before);
@@ -228,7 +228,7 @@ TEST(Costs, OfOneClipAreBounded) {
         EXPECT_LE(cost.memory, kMiB + 2 * row.more.largest_sample + 4 * tables + 16 * cost.spans);
         // Each chunk may cost a jump, which reads at least 4 KiB; each frame is at least 64 bytes of output.
         const std::uint64_t size = clip.head.size() + clip.zeros;
-        EXPECT_LE(cost.read, 2 * size + cost.written + kLeastRead * (1 + cost.written / 64));
+        EXPECT_LE(cost.read, 2 * size + cost.written + kMinRead * (1 + cost.written / 64));
         EXPECT_LE(cost.lines, 5 + size / 8);
         std::cout << row.name << ": clip of " << size << " bytes, " << cost.memory << " bytes of memory, "
                   << cost.read << " read, " << cost.written << " written\n";

@@ -170,8 +170,8 @@ class Retrieval {
   private:
     static constexpr int kFirstStart = 1'529'683'509;  // 2018-06-22 16:05:09 UTC
 
-    /// Waits for nothing and remembers nothing.
-    class Hurry final : public platform::Waits {
+    /// Sleeper for nothing and remembers nothing.
+    class Hurry final : public platform::Sleeper {
       public:
         void sleep(std::chrono::milliseconds /*duration*/) override {}
         bool wait_for(std::condition_variable& /*condition*/, std::unique_lock<std::mutex>& /*lock*/,
@@ -192,9 +192,9 @@ class Retrieval {
         return at == std::string::npos ? "00000000-0000-0000-0000-000000000000" : lines.substr(at + 6, 36);
     }
 
-    static platform::Waits& hurry() {
-        static Hurry waits;
-        return waits;
+    static platform::Sleeper& hurry() {
+        static Hurry sleeper;
+        return sleeper;
     }
     static const platform::Clock& standing_clock() {
         static FakeClock clock;

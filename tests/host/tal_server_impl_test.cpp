@@ -50,11 +50,11 @@ class TalServerTest : public ::testing::Test {
 
     TempDirectory directory;
     MemoryFiles files;
-    NoWaits waits;
+    InstantSleeper sleeper;
     std::string sent_;
     norvane::CTalServerImpl server{std::bind_front(&TalServerTest::send, this), platform::system_files(),
-                                   waits};
-    norvane::CTalServerImpl in_memory{std::bind_front(&TalServerTest::send, this), files, waits};
+                                   sleeper};
+    norvane::CTalServerImpl in_memory{std::bind_front(&TalServerTest::send, this), files, sleeper};
 };
 
 }  // namespace

@@ -9,8 +9,8 @@
 
 namespace {
 
-/// Waits for nothing; what happens in the meantime is the test's.
-class EventfulWaits final : public platform::Waits {
+/// Sleeper for nothing; what happens in the meantime is the test's.
+class EventfulSleeper final : public platform::Sleeper {
   public:
     void sleep(std::chrono::milliseconds duration) override {
         story += "sleep " + std::to_string(duration.count()) + "\n";
@@ -35,20 +35,20 @@ TEST(ModuleContext, MainLoopIdlesUntilOpenAndOutlivesAPassThatCannotBegin) {
     FakeHost host;
     set_host_callback(FakeHost::callback());
     const FakeClock clock;
-    EventfulWaits waits;
-    ModuleContext context({platform::system_files(), waits, clock});
+    EventfulSleeper sleeper;
+    ModuleContext context({platform::system_files(), sleeper, clock});
     std::vector<std::function<void()>> meanwhile = {[&] { context.close(); }, [&] { context.open(); }, [] {}};
-    waits.on_sleep = [&] {
+    sleeper.on_sleep = [&] {
         const auto next = meanwhile.back();
         meanwhile.pop_back();
         next();
     };
     bool first = true;
-    waits.on_pass = [&first] {
+    sleeper.on_pass = [&first] {
         if (!std::exchange(first, false)) throw std::bad_alloc();
     };
     context.run_main_loop();
-    EXPECT_EQ(waits.story, "sleep 1000\nsleep 1000\npass\npass\nsleep 100\n");
+    EXPECT_EQ(sleeper.story, "sleep 1000\nsleep 1000\npass\npass\nsleep 100\n");
     EXPECT_NE(host.lines().find("saving state"), std::string::npos);
     set_host_callback(nullptr);
 }

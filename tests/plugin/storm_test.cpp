@@ -26,7 +26,7 @@ namespace hr = host_records;
 
 constexpr std::size_t kProducers = 8;
 constexpr std::size_t kLentByEach = 48;
-constexpr std::size_t kLongestText = 16'384;
+constexpr std::size_t kMaxTextLength = 16'384;
 constexpr std::uint64_t kLivesOfAState = 5;
 
 /// What this thread is to the module, which calls the host on a caller's thread and on the loop's, on no
@@ -49,13 +49,13 @@ void wait_until(Condition holds) {
 
 /// A place for texts that are lent to the module, one after the other.
 struct Slot {
-    std::array<char, kLongestText> text{};
+    std::array<char, kMaxTextLength> text{};
     std::atomic<bool> lent{false};
 };
 
 std::string big(std::uint64_t random) {
     std::string text = "<Pavo>";
-    while (text.size() < random % (kLongestText - 100))
+    while (text.size() < random % (kMaxTextLength - 100))
         text += "<Devices ID='7'><Device Number='x'/></Devices>";
     return text + "</Pavo>";
 }

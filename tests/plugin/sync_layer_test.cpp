@@ -17,7 +17,7 @@ class SyncLayerTest : public ::testing::Test {
   protected:
     SyncLayerTest() {
         set_host_callback(FakeHost::callback());
-        worker = std::make_unique<SyncLayer>(platform::System{platform::system_files(), waits, clock});
+        worker = std::make_unique<SyncLayer>(platform::System{platform::system_files(), sleeper, clock});
         start_ = host.lines().size();
     }
     ~SyncLayerTest() override {
@@ -36,7 +36,7 @@ class SyncLayerTest : public ::testing::Test {
 
     WorkingDirectory directory;
     FakeHost host;
-    NoWaits waits;
+    InstantSleeper sleeper;
     FakeClock clock;
     std::unique_ptr<SyncLayer> worker;
 
@@ -72,12 +72,12 @@ TEST_F(SyncLayerTest, MessagesAreProcessedInOrderAndReleasedEachBehindItsOwnProc
 
 TEST_F(SyncLayerTest, IdlePassEndsAfterATenthOfASecondAndABusyOneDoesNotWait) {
     worker->run();
-    EXPECT_EQ(waits.waited, std::vector{std::chrono::milliseconds(100)});
+    EXPECT_EQ(sleeper.waited, std::vector{std::chrono::milliseconds(100)});
     ASSERT_TRUE(append(done("1")));
     worker->run();
     worker->stop();
     worker->run();
-    EXPECT_EQ(waits.waited.size(), 1U);
+    EXPECT_EQ(sleeper.waited.size(), 1U);
 }
 
 TEST_F(SyncLayerTest, StopReleasesWhatWaitsAndTakesNothingMore) {

@@ -23,7 +23,7 @@ struct FrameSpec {
     std::uint16_t slot = 0;
     std::uint32_t at = 36'000'000;  // ms since midnight
     std::uint8_t kind = 0x80;
-    std::uint8_t picture = kKeyPicture;
+    std::uint8_t picture = kKeyFrame;
     std::array<std::uint16_t, 3> date = {2018, 6, 22};
     std::string payload = "payload";
 };

@@ -30,10 +30,10 @@ TEST_F(PsWriterTest, LengthFieldWrapsWhileTheOtherSizesStayTrue) {
 TEST_F(PsWriterTest, PacketsEndJustBelow4MiBAndARefusedOneLeavesNoTrace) {
     ASSERT_EQ(open(), kPsOk);
     const std::string before = index();
-    EXPECT_EQ(write({.picture = kOtherPicture, .payload = std::string(4'194'241, 'x')}), kPsRefused);
+    EXPECT_EQ(write({.picture = kOtherFrame, .payload = std::string(4'194'241, 'x')}), kPsRefused);
     EXPECT_EQ(data().size(), 1978U);
     EXPECT_EQ(index(), before);
-    ASSERT_EQ(write({.picture = kOtherPicture, .payload = std::string(4'194'240, 'x')}), kPsOk);
+    ASSERT_EQ(write({.picture = kOtherFrame, .payload = std::string(4'194'240, 'x')}), kPsOk);
     const RecordingView view = finished();
     EXPECT_EQ(view.entries.at(0).size, 4'194'272U);
     EXPECT_EQ(view.entries.at(0).key_distance, 1U);  // the refused one does not count
@@ -83,7 +83,7 @@ TEST_F(PsWriterTest, KeyDistancesCountPerSlot) {
     ASSERT_EQ(open(), kPsOk);
     for (std::size_t i = 0; i < 9; ++i) ASSERT_EQ(write({.slot = slots[i], .picture = pictures[i]}), kPsOk);
     writer.key_distance[0] = 65'535;
-    ASSERT_EQ(write({.picture = kOtherPicture}), kPsOk);
+    ASSERT_EQ(write({.picture = kOtherFrame}), kPsOk);
     const RecordingView view = finished();
     for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(view.entries[i].key_distance, distances[i]) << i;
 }

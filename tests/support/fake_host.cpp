@@ -13,7 +13,7 @@ namespace hr = host_records;
 namespace {
 
 constexpr std::uint32_t kReleaseClass = 512;
-constexpr std::chrono::minutes kLongestWait{1};
+constexpr std::chrono::minutes kMaxWait{1};
 
 FakeHost* the_host = nullptr;
 
@@ -55,7 +55,7 @@ void FakeHost::take_back(const char* buffer) {
 
 bool FakeHost::wait_until(const std::function<bool()>& condition) {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, kLongestWait, condition);
+    return changed_.wait_for(lock, kMaxWait, condition);
 }
 
 bool FakeHost::wait_for_releases() {

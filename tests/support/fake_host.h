@@ -39,9 +39,9 @@ class FakeHost {
     /// Takes back a buffer that the module refused.
     void take_back(const char* buffer);
 
-    /// Waits until the condition holds; false after a minute. Called with the host's lock held.
+    /// Sleeper until the condition holds; false after a minute. Called with the host's lock held.
     [[nodiscard]] bool wait_until(const std::function<bool()>& condition);
-    /// Waits until the module holds no buffer any more.
+    /// Sleeper until the module holds no buffer any more.
     [[nodiscard]] bool wait_for_releases();
 
     /// What has come so far, texts as lines "class text".

@@ -14,8 +14,8 @@ class FakeClock final : public platform::Clock {
     platform::Ticks now_ = 0;
 };
 
-/// Waits for nothing and notes what was asked for. For one thread.
-class NoWaits final : public platform::Waits {
+/// Sleeper for nothing and notes what was asked for. For one thread.
+class InstantSleeper final : public platform::Sleeper {
   public:
     void sleep(std::chrono::milliseconds duration) override { slept.push_back(duration); }
     bool wait_for(std::condition_variable& /*condition*/, std::unique_lock<std::mutex>& /*lock*/,

@@ -28,11 +28,11 @@ constexpr struct {
     std::uint32_t ms;
     std::uint8_t kind;
 } kPackets[] = {
-    {1978, 1056, 1000, 0, kKeyPicture, 9'000, 0x80},
-    {3034, 64, 10, 0, kOtherPicture, 9'040, 0x80},
-    {3098, 64, 31, 17, kOtherPicture, 9'050, 0x80},
-    {3162, 96, 64, 0, kKeyPicture, 10'500, 0x80},   // more than a second behind the one before in its slot
-    {3258, 64, 5, 0, kOtherPicture, 10'540, 0x40},  // another recording kind
+    {1978, 1056, 1000, 0, kKeyFrame, 9'000, 0x80},
+    {3034, 64, 10, 0, kOtherFrame, 9'040, 0x80},
+    {3098, 64, 31, 17, kOtherFrame, 9'050, 0x80},
+    {3162, 96, 64, 0, kKeyFrame, 10'500, 0x80},   // more than a second behind the one before in its slot
+    {3258, 64, 5, 0, kOtherFrame, 10'540, 0x40},  // another recording kind
 };
 constexpr std::size_t kCount = std::size(kPackets);
 
@@ -275,14 +275,14 @@ TEST(MomentTest, ReadsTimesAsItWritesThem) {
     const auto instant = reader::parse_instant("2018-06-22T16:05:09.500Z");
     ASSERT_TRUE(instant.has_value());
     EXPECT_EQ(instant, 1'529'683'509'500);
-    EXPECT_EQ(reader::rfc3339(reader::moment_of(*instant).value()), "2018-06-22T16:05:09.500Z");
+    EXPECT_EQ(reader::rfc3339(reader::packet_time_of(*instant).value()), "2018-06-22T16:05:09.500Z");
     EXPECT_EQ(reader::parse_instant("2018-06-22 16:05:09.5"), instant);
     for (const char* wrong :
          {"", "2018", "2018-13-01T00:00:00Z", "2018-02-30T00:00:00Z", "2018-06-22T24:00:00Z",
           "2018-06-22T16:05:09.5000Z", "2018-06-22T16:05:09+02:00", "x2018-06-22T16:05:09"}) {
         EXPECT_EQ(reader::parse_instant(wrong), std::nullopt) << wrong;
     }
-    EXPECT_EQ(reader::moment_of(0), std::nullopt);
+    EXPECT_EQ(reader::packet_time_of(0), std::nullopt);
 }
 
 }  // namespace

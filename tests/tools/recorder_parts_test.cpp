@@ -7,10 +7,10 @@
 #include "tools/cli/base64.h"
 #include "tools/cli/exit_status.h"
 #include "tools/clip_maker/clip.h"
-#include "tools/recorder/host/host_documents.h"
 #include "tools/host_kit/lent_buffers.h"
-#include "tools/recorder/model/pattern.h"
+#include "tools/recorder/host/host_documents.h"
 #include "tools/recorder/host/transcript_line.h"
+#include "tools/recorder/model/pattern.h"
 
 namespace {
 
@@ -48,14 +48,14 @@ TEST(PatternTest, APresentInstantLiesInTheConversation) {
 }
 
 TEST(LentTextsTest, EachTextComesBackOnceAndIsStaleThen) {
-    LentTexts texts(5);
-    const LentTexts::Loan loan = texts.lend("<Pavo/>");
+    LentBuffers texts(5);
+    const LentBuffers::Loan loan = texts.lend("<Pavo/>");
     EXPECT_EQ(loan.number, 6U);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(loan.address), loan.length), "<Pavo/>");
-    EXPECT_EQ(texts.give_back(loan.address + 1).outcome, LentTexts::Outcome::kUnknown);
+    EXPECT_EQ(texts.give_back(loan.address + 1).outcome, LentBuffers::Outcome::kUnknown);
     EXPECT_EQ(texts.outstanding(), 1U);
-    EXPECT_EQ(texts.give_back(loan.address).outcome, LentTexts::Outcome::kFirstTime);
-    EXPECT_EQ(texts.give_back(loan.address).outcome, LentTexts::Outcome::kAgain);
+    EXPECT_EQ(texts.give_back(loan.address).outcome, LentBuffers::Outcome::kFirstTime);
+    EXPECT_EQ(texts.give_back(loan.address).outcome, LentBuffers::Outcome::kAgain);
     EXPECT_EQ(texts.outstanding(), 0U);
     EXPECT_EQ(reinterpret_cast<const char*>(loan.address)[0], '\xDD');
 }

@@ -8,7 +8,7 @@
 
 #include "tools/ps/report/page.h"
 #include "tools/ps/report/page_data.h"
-#include "tools/reader/moment.h"
+#include "tools/reader/packet_time.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ constexpr const char* kGuid = "3f2b8c1e-5d4a-4e0b-9a7c-21d0c6e4f8a5";
 Json recording(const std::string& id, const std::string& name, std::int64_t first, std::int64_t last,
                int faults = 0) {
     const auto time = [](std::int64_t seconds) {
-        return reader::rfc3339(*reader::moment_of(seconds * 1000));
+        return reader::rfc3339(*reader::packet_time_of(seconds * 1000));
     };
     return {{"path", "a/" + id + ".ps"},
             {"clip_id", id},

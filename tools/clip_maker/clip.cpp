@@ -18,7 +18,7 @@ namespace {
 using Bytes = std::span<const platform::Byte>;
 
 constexpr std::uint64_t kHeaderSize = 8;
-constexpr std::uint64_t kMostMovieBytes = 256ULL * 1024 * 1024;
+constexpr std::uint64_t kMaxMovieBytes = 256ULL * 1024 * 1024;
 
 /// An integer at an offset, 0 where the bytes end before it.
 template <typename T>
@@ -72,7 +72,7 @@ std::vector<platform::Byte> read_movie(const std::filesystem::path& file) {
             in.seekg(static_cast<std::streamoff>(size - header_size), std::ios::cur);
             continue;
         }
-        std::vector<platform::Byte> movie(std::min(size - header_size, kMostMovieBytes));
+        std::vector<platform::Byte> movie(std::min(size - header_size, kMaxMovieBytes));
         in.read(reinterpret_cast<char*>(movie.data()), static_cast<std::streamsize>(movie.size()));
         movie.resize(static_cast<std::size_t>(in.gcount()));
         return movie;
@@ -88,9 +88,9 @@ std::int64_t length_of(Bytes movie) {
     const std::uint64_t scale = integer_at<std::uint32_t>(header, wide ? 20 : 12);
     const std::uint64_t duration =
         wide ? integer_at<std::uint64_t>(header, 24) : integer_at<std::uint32_t>(header, 16);
-    constexpr std::uint64_t kLongest = 86'400;
+    constexpr std::uint64_t kMaxLength = 86'400;
     if (scale == 0 || duration == 0) return 1;
-    return static_cast<std::int64_t>(std::clamp<std::uint64_t>((duration - 1) / scale + 1, 1, kLongest));
+    return static_cast<std::int64_t>(std::clamp<std::uint64_t>((duration - 1) / scale + 1, 1, kMaxLength));
 }
 
 /// Samples of the tracks whose first sample description is something else than AAC (8.5.2, 8.7.3). Which

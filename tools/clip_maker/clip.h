@@ -11,7 +11,7 @@ namespace recorder {
 struct Clip {
     std::filesystem::path file;
     std::uint64_t bytes = 0;
-    std::int64_t seconds = 0;       // its length, rounded up
+    std::int64_t seconds = 0;  // its length, rounded up
     std::uint32_t frames = 0;  // samples of its tracks that are no AAC audio
 };
 

@@ -4,7 +4,7 @@ namespace h264 {
 namespace {
 
 constexpr platform::Byte kEmulationPrevention = 3;
-constexpr unsigned kLongestCode = 31;  // leading zeros of a code that fits 32 bits
+constexpr unsigned kMaxCodeLength = 31;  // leading zeros of a code that fits 32 bits
 
 }  // namespace
 
@@ -35,7 +35,7 @@ std::uint32_t BitReader::bits(unsigned count) {
 std::uint32_t BitReader::unsigned_exp_golomb() {
     unsigned zeros = 0;
     while (ok_ && !flag()) ++zeros;
-    if (zeros > kLongestCode) ok_ = false;
+    if (zeros > kMaxCodeLength) ok_ = false;
     if (!ok_) return 0;
     const std::uint32_t offset = (1U << zeros) - 1;
     return offset + bits(zeros);

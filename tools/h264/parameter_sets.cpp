@@ -7,11 +7,11 @@
 namespace h264 {
 namespace {
 
-constexpr std::uint32_t kMostSequences = 31;
-constexpr std::uint32_t kMostPictures = 255;
-constexpr std::uint32_t kMostBitsBeyondFour = 12;
-constexpr std::uint32_t kLongestCycle = 255;
-constexpr std::uint32_t kMostMacroblocks = 1'024;  // of a side
+constexpr std::uint32_t kMaxSequences = 31;
+constexpr std::uint32_t kMaxPictures = 255;
+constexpr std::uint32_t kMaxBitsBeyondFour = 12;
+constexpr std::uint32_t kMaxCycleLength = 255;
+constexpr std::uint32_t kMaxMacroblocks = 1'024;  // of a side
 constexpr std::uint32_t kMacroblock = 16;
 /// Profiles whose sequence parameter sets describe the samples, 7.3.2.1.1.
 constexpr std::array kHighProfiles = {100U, 110U, 122U, 244U, 44U,  83U, 86U,
@@ -50,18 +50,18 @@ std::uint32_t read_samples(BitReader& in, std::uint32_t profile, SequenceParamet
 
 void read_order(BitReader& in, SequenceParameterSet& set) {
     set.order_type = in.up_to(2);
-    if (set.order_type == 0) set.order_bits = 4 + in.up_to(kMostBitsBeyondFour);
+    if (set.order_type == 0) set.order_bits = 4 + in.up_to(kMaxBitsBeyondFour);
     if (set.order_type != 1) return;
     set.delta_order_always_zero = in.flag();
     set.offset_for_non_reference = in.signed_exp_golomb();
     set.offset_for_bottom = in.signed_exp_golomb();
-    const std::uint32_t cycle = in.up_to(kLongestCycle);
+    const std::uint32_t cycle = in.up_to(kMaxCycleLength);
     for (std::uint32_t i = 0; i < cycle; ++i) set.offsets_for_reference.push_back(in.signed_exp_golomb());
 }
 
 void read_size(BitReader& in, std::uint32_t colour, SequenceParameterSet& set) {
-    set.width = (in.up_to(kMostMacroblocks) + 1) * kMacroblock;
-    const std::uint32_t height_units = in.up_to(kMostMacroblocks) + 1;
+    set.width = (in.up_to(kMaxMacroblocks) + 1) * kMacroblock;
+    const std::uint32_t height_units = in.up_to(kMaxMacroblocks) + 1;
     set.frames_only = in.flag();
     const std::uint32_t fields = set.frames_only ? 1 : 2;
     set.height = height_units * kMacroblock * fields;
@@ -80,9 +80,9 @@ std::optional<SequenceParameterSet> read_sequence(BitReader in) {
     SequenceParameterSet set;
     const std::uint32_t profile = in.bits(8);
     (void)in.bits(8 + 8);  // constraints, level
-    set.id = in.up_to(kMostSequences);
+    set.id = in.up_to(kMaxSequences);
     const std::uint32_t colour = read_samples(in, profile, set);
-    set.frame_num_bits = 4 + in.up_to(kMostBitsBeyondFour);
+    set.frame_num_bits = 4 + in.up_to(kMaxBitsBeyondFour);
     read_order(in, set);
     (void)in.unsigned_exp_golomb();  // reference frames
     (void)in.flag();                 // gaps in frame numbers
@@ -92,8 +92,8 @@ std::optional<SequenceParameterSet> read_sequence(BitReader in) {
 
 std::optional<PictureParameterSet> read_picture(BitReader in) {
     PictureParameterSet set;
-    set.id = in.up_to(kMostPictures);
-    set.sequence_id = in.up_to(kMostSequences);
+    set.id = in.up_to(kMaxPictures);
+    set.sequence_id = in.up_to(kMaxSequences);
     (void)in.flag();  // entropy coding mode
     set.bottom_field_order_present = in.flag();
     return in.ok() ? std::optional(set) : std::nullopt;

@@ -5,12 +5,12 @@
 namespace h264 {
 namespace {
 
-constexpr std::uint32_t kMostMacroblocks = 139'264;  // of a picture, table A-1
-constexpr std::uint32_t kSliceTypes = 5;             // the same again for a picture of one type, table 7-6
+constexpr std::uint32_t kMaxMacroblocks = 139'264;  // of a picture, table A-1
+constexpr std::uint32_t kSliceTypes = 5;            // the same again for a picture of one type, table 7-6
 constexpr std::uint32_t kTypeI = 2;
 constexpr std::uint32_t kTypeSI = 4;
-constexpr std::uint32_t kMostPictures = 255;
-constexpr std::uint32_t kMostIdrIds = 65'535;
+constexpr std::uint32_t kMaxPictures = 255;
+constexpr std::uint32_t kMaxIdrIds = 65'535;
 
 bool is_slice(std::uint8_t type) {
     return type == kSlice || type == kSliceDataPartitionA || type == kSliceOfIdrPicture;
@@ -33,9 +33,9 @@ void read_order(BitReader& in, SliceHeader& slice) {
 std::optional<SliceHeader> read_slice_header(Unit unit, const ParameterSets& sets) {
     if (!is_slice(type_of(unit))) return std::nullopt;
     BitReader in(unit.subspan(1));
-    (void)in.up_to(kMostMacroblocks);  // first macroblock
+    (void)in.up_to(kMaxMacroblocks);  // first macroblock
     const std::uint32_t type = in.up_to(2 * kSliceTypes - 1) % kSliceTypes;
-    const auto active = sets.active(in.up_to(kMostPictures));
+    const auto active = sets.active(in.up_to(kMaxPictures));
     if (!in.ok() || !active) return std::nullopt;
     SliceHeader slice{.sets = *active};
     slice.idr = type_of(unit) == kSliceOfIdrPicture;
@@ -45,7 +45,7 @@ std::optional<SliceHeader> read_slice_header(Unit unit, const ParameterSets& set
     slice.frame_num = in.bits(active->sequence->frame_num_bits);
     if (!active->sequence->frames_only) slice.field = in.flag();
     if (slice.field) slice.bottom = in.flag();
-    if (slice.idr) (void)in.up_to(kMostIdrIds);
+    if (slice.idr) (void)in.up_to(kMaxIdrIds);
     read_order(in, slice);
     return in.ok() ? std::optional(slice) : std::nullopt;
 }

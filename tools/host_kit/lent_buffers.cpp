@@ -17,7 +17,7 @@ std::uint64_t address_of(const std::unique_ptr<char[]>& bytes) {
 
 }  // namespace
 
-LentTexts::Loan LentTexts::lend(const std::string& text) {
+LentBuffers::Loan LentBuffers::lend(const std::string& text) {
     // Exactly as long as the text: no terminating NUL that a plug-in could rely on.
     auto bytes = std::make_unique<char[]>(text.size());
     std::copy(text.begin(), text.end(), bytes.get());
@@ -27,7 +27,7 @@ LentTexts::Loan LentTexts::lend(const std::string& text) {
     return loan;
 }
 
-LentTexts::Return LentTexts::give_back(std::uint64_t address) {
+LentBuffers::Return LentBuffers::give_back(std::uint64_t address) {
     const std::lock_guard lock(mutex_);
     const auto found = lent_.find(address);
     if (found == lent_.end()) {
@@ -44,7 +44,7 @@ LentTexts::Return LentTexts::give_back(std::uint64_t address) {
     return {Outcome::kFirstTime, returned_.back().number};
 }
 
-std::size_t LentTexts::outstanding() const {
+std::size_t LentBuffers::outstanding() const {
     const std::lock_guard lock(mutex_);
     return lent_.size();
 }

@@ -11,10 +11,10 @@ namespace recorder {
 
 /// The message texts that the plug-in holds. A text stays where it is, unchanged, until the plug-in gives it
 /// back; each has to come back exactly once. Called from any thread.
-class LentTexts {
+class LentBuffers {
   public:
     /// Numbers go on behind the given one.
-    explicit LentTexts(std::uint64_t last_number) : last_number_(last_number) {}
+    explicit LentBuffers(std::uint64_t last_number) : last_number_(last_number) {}
 
     /// OWNERSHIP: ours; the plug-in may read `length` bytes at `address` until it gives them back.
     struct Loan {

@@ -5,7 +5,7 @@
 namespace recorder {
 
 /// The plug-in did something else than it has to: the conversation ends here.
-class PlugInFault : public std::runtime_error {
+class ModuleFault : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };

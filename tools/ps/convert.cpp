@@ -59,7 +59,7 @@ StreamRecord request_of(const ConvertOptions& options, const std::string& clip, 
 
 norvane::ConversionContext context_of(const ConvertOptions& options) {
     return {platform::system_files(),
-            platform::system_waits(),
+            platform::system_sleeper(),
             [](std::int32_t level, const std::string& text) {
                 if (level == kLogError) cli::print_error(kProgram, text);
             },

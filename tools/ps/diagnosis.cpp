@@ -20,11 +20,11 @@ constexpr BoxType kStbl = box_type("stbl");
 constexpr BoxType kCo64 = box_type("co64");
 constexpr std::array kMandatory = {kStsd, kStts, kStsc, kStsz, kStco};
 constexpr std::array kAvcFormats = {kAvc1, box_type("avc2"), box_type("avc3"), box_type("avc4")};
-constexpr std::size_t kMostBoxes = 100'000;  // that are kept of a clip made of nothing but boxes
+constexpr std::size_t kMaxBoxes = 100'000;  // that are kept of a clip made of nothing but boxes
 constexpr std::uint8_t kFourByteLengths = 3;
 
 /// Frames behind this do not fit a packet.
-constexpr std::uint32_t kLargestFrame = kPacketSizeBits - static_cast<std::uint32_t>(PesHeader::size);
+constexpr std::uint32_t kMaxFrameSize = kPacketSizeBits - static_cast<std::uint32_t>(PesHeader::size);
 
 class Diagnosis {
   public:
@@ -77,7 +77,7 @@ void Diagnosis::walk() {
     (void)gather_tracks(
         in_, [](const std::string&) {},
         [this](const SeenBox& box) {
-            if (boxes_.size() < kMostBoxes) boxes_.push_back(box);
+            if (boxes_.size() < kMaxBoxes) boxes_.push_back(box);
         });
     in_.clear();
 }
@@ -178,7 +178,7 @@ void Diagnosis::explain_sample(std::uint64_t number, std::uint64_t at, const Sam
         findings_.push_back({"truncated", "", at,
                              fmt::format("{} ends at {}, but the clip is truncated at byte {}", name,
                                          at + sample.size, in_.size())});
-    } else if (sample.size > kLargestFrame) {
+    } else if (sample.size > kMaxFrameSize) {
         findings_.push_back({"large-sample", "", at, name + ": a packet holds less than 4 MiB"});
     } else {
         findings_.push_back(

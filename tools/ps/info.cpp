@@ -10,14 +10,14 @@
 #include "tools/ps/command.h"
 #include "tools/ps/each_recording.h"
 #include "tools/ps/recording_json.h"
+#include "tools/reader/recording_info.h"
 #include "tools/reader/recording_path.h"
-#include "tools/reader/survey.h"
 
 namespace ps_tool {
 namespace {
 
 using cli::Json;
-using reader::Survey;
+using reader::RecordingInfo;
 
 /// The recorder's zone as the path tells it against the first frame.
 std::optional<int> zone_of(const reader::Report& report) {
@@ -66,42 +66,42 @@ void print_streams(const reader::Report& report) {
     }
 }
 
-std::string gaps_text(const Survey& survey) {
-    if (survey.gaps == 0) return ", no gap";
-    return fmt::format(", gaps: {}, {} in all, the longest {}", survey.gaps, seconds_text(survey.gap_time),
-                       seconds_text(survey.longest_gap));
+std::string gaps_text(const RecordingInfo& info) {
+    if (info.gaps == 0) return ", no gap";
+    return fmt::format(", gaps: {}, {} in all, the longest {}", info.gaps, seconds_text(info.gap_time),
+                       seconds_text(info.longest_gap));
 }
 
-void print_text(const Survey& survey) {
-    const reader::Report& report = survey.report;
+void print_text(const RecordingInfo& info) {
+    const reader::Report& report = info.report;
     fmt::print("{}\n", report.path);
     print_streams(report);
     print_times(report);
     print_line("frames", fmt::format("{}, {} of them key pictures", report.frames, report.key_frames));
-    print_line("spans", fmt::format("{}{}", report.spans(), gaps_text(survey)));
+    print_line("spans", fmt::format("{}{}", report.spans(), gaps_text(info)));
     print_line("bytes", fmt::format("{}, {:.2f} % of them padding; index {}", report.data_size,
-                                    survey.padding_share() * 100, report.index_size));
-    const auto bitrate = survey.bitrate();
+                                    info.padding_share() * 100, report.index_size));
+    const auto bitrate = info.bitrate();
     print_line("bitrate", bitrate ? fmt::format("{:.0f} kbit/s", *bitrate / 1000) : "-");
     print_line("decodable",
-               survey.decodable() ? "yes" : fmt::format("no: {}", fmt::join(survey.hindrances, "; ")));
+               info.decodable() ? "yes" : fmt::format("no: {}", fmt::join(info.decode_obstacles, "; ")));
     if (!report.verified()) print_line("faults", fmt::format("{}; verify lists them", report.faults.count()));
 }
 
-Json info_json(const Survey& survey) {
-    Json json = json_of(survey.report);
-    const auto zone = zone_of(survey.report);
-    const auto bitrate = survey.bitrate();
+Json info_json(const RecordingInfo& info) {
+    Json json = json_of(info.report);
+    const auto zone = zone_of(info.report);
+    const auto bitrate = info.bitrate();
     json["zone_minutes"] = zone ? Json(*zone) : Json();
-    json["path_contradicts"] = contradicts_path(survey.report);
-    json["gap_count"] = survey.gaps;
-    json["gap_ms"] = survey.gap_time;
-    json["longest_gap_ms"] = survey.longest_gap;
-    json["padding_bytes"] = survey.report.padding;
+    json["path_contradicts"] = contradicts_path(info.report);
+    json["gap_count"] = info.gaps;
+    json["gap_ms"] = info.gap_time;
+    json["longest_gap_ms"] = info.longest_gap;
+    json["padding_bytes"] = info.report.padding;
     json["bits_per_second"] = bitrate ? Json(*bitrate) : Json();
-    json["parameter_sets"] = survey.parameter_sets;
-    json["decodable"] = survey.decodable();
-    json["hindrances"] = survey.hindrances;
+    json["parameter_sets"] = info.parameter_sets;
+    json["decodable"] = info.decodable();
+    json["hindrances"] = info.decode_obstacles;
     return json;
 }
 
@@ -109,10 +109,11 @@ int run_info(const CommonOptions& options) {
     std::optional<cli::JsonList> json;
     if (options.json) json.emplace(stdout, "recordings");
     bool well = true;
-    each_recording<Survey>(options, reader::survey, [&](const std::string&, const Survey& survey) {
-        json ? json->add(info_json(survey)) : print_text(survey);
-        well &= survey.decodable() && survey.report.verified() && !contradicts_path(survey.report);
-    });
+    each_recording<RecordingInfo>(
+        options, reader::recording_info, [&](const std::string&, const RecordingInfo& info) {
+            json ? json->add(info_json(info)) : print_text(info);
+            well &= info.decodable() && info.report.verified() && !contradicts_path(info.report);
+        });
     if (json) json->finish();
     return well ? cli::kSuccess : cli::kFailure;
 }

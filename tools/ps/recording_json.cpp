@@ -9,7 +9,7 @@ namespace {
 
 using cli::Json;
 
-Json time_of(const reader::Moment& moment) {
+Json time_of(const reader::PacketTime& moment) {
     return moment.plausible() ? Json(reader::rfc3339(moment)) : Json();
 }
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "tools/reader/moment.h"
+#include "tools/reader/packet_time.h"
 
 namespace ps_tool {
 

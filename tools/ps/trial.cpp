@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
+#include "tools/reader/discarding_data_file.h"
 #include "tools/reader/nal_scan.h"
-#include "tools/reader/unwritten_data.h"
 
 namespace ps_tool {
 namespace {
 
-class UnwrittenIndex final : public platform::IndexFile {
+class DiscardingIndexFile final : public platform::IndexFile {
   public:
     std::size_t write_at(std::uint64_t /*position*/, std::span<const platform::Byte> bytes) override {
         return bytes.size();
@@ -22,10 +22,10 @@ class TrialFiles final : public platform::FileSystem {
         return platform::system_files().open_input(path);
     }
     std::unique_ptr<platform::DataFile> create_data(const std::string& /*path*/) override {
-        return std::make_unique<reader::UnwrittenData>();
+        return std::make_unique<reader::DiscardingDataFile>();
     }
     std::unique_ptr<platform::IndexFile> create_index(const std::string& /*path*/) override {
-        return std::make_unique<UnwrittenIndex>();
+        return std::make_unique<DiscardingIndexFile>();
     }
     bool remove_file(const std::string& /*path*/) override { return false; }
     boost::system::error_code make_directory(const std::string& /*path*/, Existing /*enough*/) override {
@@ -75,7 +75,7 @@ Trial try_conversion(const std::string& clip) {
     StreamRecord request;
     request.sourceFile = clip;
     const norvane::ConversionContext context{files,
-                                             platform::system_waits(),
+                                             platform::system_sleeper(),
                                              [](std::int32_t, const std::string&) {},
                                              {.remove_clip = false, .replace_recording = true}};
     TrialParser parser(request, context, trial);

@@ -23,7 +23,7 @@ std::string text_of(const Fault& fault) {
 
 void FaultList::add(Fault fault) {
     ++count_;
-    if (fault.mending == Mending::kNone) ++lasting_;
+    if (fault.mending == Repair::kNone) ++lasting_;
     if (kept_.size() < kKept) kept_.push_back(std::move(fault));
 }
 

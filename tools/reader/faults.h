@@ -12,7 +12,7 @@
 namespace reader {
 
 /// What becomes of a fault when the index is made anew from the data file and an incomplete end cut off.
-enum class Mending { kNone, kByRebuilding };
+enum class Repair { kNone, kByRebuilding };
 
 /// Something that is not as a recording has it.
 struct Fault {
@@ -20,7 +20,7 @@ struct Fault {
     std::uint64_t offset = 0;  // bytes from the start of the file
     std::string text;
     std::optional<std::uint32_t> entry = {};  // the number of the packet and its entry
-    Mending mending = Mending::kNone;
+    Repair mending = Repair::kNone;
 };
 
 /// "recording.ps: offset 12: what is wrong".
@@ -33,7 +33,7 @@ class FaultList {
     void add(Fault fault);
 
     [[nodiscard]] std::uint64_t count() const { return count_; }
-    /// Those of Mending::kNone.
+    /// Those of Repair::kNone.
     [[nodiscard]] std::uint64_t lasting() const { return lasting_; }
     [[nodiscard]] const std::vector<Fault>& kept() const { return kept_; }
 

@@ -89,7 +89,7 @@ PesHeader::Bytes header_of(const Packet& packet, const MapFacts& map, std::uint3
 
 bool is_plausible(const Packet& packet) {
     return possible_size(packet.size) && packet.size >= PesHeader::size + packet.padding &&
-           (packet.picture_type() == kKeyPicture || packet.picture_type() == kOtherPicture) &&
+           (packet.picture_type() == kKeyFrame || packet.picture_type() == kOtherFrame) &&
            packet.moment.plausible();
 }
 

@@ -42,12 +42,12 @@ struct Packet {
     std::uint8_t slot = 0;
     std::uint8_t flags = 0;
     std::uint8_t padding = 0;  // bytes
-    Moment moment;
+    PacketTime moment;
 
     [[nodiscard]] std::uint64_t end() const { return at + size; }
     [[nodiscard]] std::uint8_t picture_type() const { return flags & kPictureTypeBits; }
     [[nodiscard]] std::uint8_t kind() const { return flags & kRecordingKindBits; }
-    [[nodiscard]] bool is_key() const { return picture_type() == kKeyPicture; }
+    [[nodiscard]] bool is_key() const { return picture_type() == kKeyFrame; }
     [[nodiscard]] std::uint32_t payload() const {
         return size - static_cast<std::uint32_t>(PesHeader::size) - padding;
     }

@@ -6,7 +6,7 @@
 #include "ps/encodings.h"
 #include "ps/ps_index.h"
 #include "ps/ps_writer.h"
-#include "tools/reader/unwritten_data.h"
+#include "tools/reader/discarding_data_file.h"
 
 namespace reader {
 namespace {
@@ -28,7 +28,7 @@ class IndexInMemory final : public platform::IndexFile {
 
 void begin(PsWriter& writer, const MapFacts& map, std::string& index) {
     ps_writer_init(writer);
-    writer.data = std::make_unique<UnwrittenData>();
+    writer.data = std::make_unique<DiscardingDataFile>();
     writer.index = std::make_unique<IndexInMemory>(index);
     writer.open_flag = true;
     PsProgramInfo program;

@@ -13,7 +13,7 @@
 #include "ps/index_layout.h"
 #include "ps/stream_layout.h"
 #include "tools/reader/file_window.h"
-#include "tools/reader/moment.h"
+#include "tools/reader/packet_time.h"
 
 namespace reader {
 
@@ -25,14 +25,14 @@ struct Entry {
     std::uint8_t program = 0;
     std::uint32_t packet_size = 0;  // bytes
     std::uint64_t packet_at = 0;    // offset in the data file
-    Moment moment;
+    PacketTime moment;
     std::uint32_t previous = kNoEntry;
     std::uint32_t next = kNoEntry;
     std::uint16_t key_distance = 0;
 
     [[nodiscard]] std::uint8_t picture_type() const { return flags & kPictureTypeBits; }
     [[nodiscard]] std::uint8_t kind() const { return flags & kRecordingKindBits; }
-    [[nodiscard]] bool is_key() const { return picture_type() == kKeyPicture; }
+    [[nodiscard]] bool is_key() const { return picture_type() == kKeyFrame; }
     [[nodiscard]] std::uint64_t packet_end() const { return packet_at + packet_size; }
 };
 
@@ -40,8 +40,8 @@ struct Entry {
 struct Span {
     std::uint8_t slot = 0;
     std::uint8_t kind = 0;
-    Moment first;
-    Moment last;
+    PacketTime first;
+    PacketTime last;
 
     bool operator==(const Span&) const = default;
 };

@@ -10,12 +10,12 @@ std::optional<PathFacts> facts_of_path(const std::string& data_path) {
     std::smatch part;
     if (!std::regex_match(data_path, part, form)) return std::nullopt;
     const auto instant = parse_instant(part.format("$1-$2-$3T$4:$5:$6Z"));
-    const auto local = instant ? moment_of(*instant) : std::nullopt;
+    const auto local = instant ? packet_time_of(*instant) : std::nullopt;
     if (!local) return std::nullopt;
     return PathFacts{*local, part[7]};
 }
 
-std::optional<int> zone_between(const Moment& utc, const Moment& local) {
+std::optional<int> zone_between(const PacketTime& utc, const PacketTime& local) {
     constexpr std::int64_t kQuarter = 900'000;  // ms
     constexpr std::int64_t kWest = -48 * kQuarter;
     constexpr std::int64_t kEast = 56 * kQuarter;

@@ -4,13 +4,13 @@
 #include <optional>
 #include <string>
 
-#include "tools/reader/moment.h"
+#include "tools/reader/packet_time.h"
 
 namespace reader {
 
 /// What a recording's path says: YYYY/MM/DD/HH/mmss-XXXXXXXXe.ps below any directory.
 struct PathFacts {
-    Moment local_start;  // on the recorder's own clock
+    PacketTime local_start;  // on the recorder's own clock
     std::string clip_id;
 };
 
@@ -19,6 +19,6 @@ struct PathFacts {
 
 /// How far a local time is ahead of UTC, in minutes, if a time zone can be that far ahead: zones differ by
 /// quarters of an hour, from -12 to +14 hours.
-[[nodiscard]] std::optional<int> zone_between(const Moment& utc, const Moment& local);
+[[nodiscard]] std::optional<int> zone_between(const PacketTime& utc, const PacketTime& local);
 
 }  // namespace reader

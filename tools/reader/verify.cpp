@@ -22,12 +22,12 @@ Report verify(Recording& recording, Depth depth, const PacketVisitor& visit) {
 
 void add_data_fault(const Recording& recording, std::uint64_t at, std::string text, Report& report,
                     std::optional<std::uint32_t> number) {
-    report.faults.add({recording.data_path(), at, std::move(text), number, Mending::kNone});
+    report.faults.add({recording.data_path(), at, std::move(text), number, Repair::kNone});
 }
 
 void add_index_fault(const Recording& recording, std::uint64_t at, std::string text, Report& report,
                      std::optional<std::uint32_t> number) {
-    report.faults.add({recording.index_path(), at, std::move(text), number, Mending::kByRebuilding});
+    report.faults.add({recording.index_path(), at, std::move(text), number, Repair::kByRebuilding});
 }
 
 }  // namespace reader

@@ -17,8 +17,8 @@ namespace reader {
 struct Report {
     std::string path;
     MapFacts map;
-    Moment first;
-    Moment last;
+    PacketTime first;
+    PacketTime last;
     std::uint32_t frames = 0;
     std::uint32_t key_frames = 0;
     std::array<std::uint32_t, kSlots> packets{};  // of each slot
@@ -37,7 +37,7 @@ struct Report {
     [[nodiscard]] bool mendable() const { return !verified() && faults.lasting() == 0; }
     /// One fault goes away only if the data file allows to rebuild anything at all.
     [[nodiscard]] bool mends(const Fault& fault) const {
-        return faults.lasting() == 0 && fault.mending == Mending::kByRebuilding;
+        return faults.lasting() == 0 && fault.mending == Repair::kByRebuilding;
     }
 };
 

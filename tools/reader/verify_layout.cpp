@@ -145,7 +145,7 @@ void verify_index_header(Recording& recording, Report& report) {
     PsiHeader::StreamRecordSize::put(expected, PsiStreamRecord::size);
     PsiHeader::SpanSize::put(expected, PsiSpan::size);
     clear(std::span(expected).subspan<kHeaderReservedAt>());
-    compare_parts(report.faults, {recording.index_path(), 0, "header", {}, Mending::kByRebuilding}, *header,
+    compare_parts(report.faults, {recording.index_path(), 0, "header", {}, Repair::kByRebuilding}, *header,
                   expected, kHeaderParts);
     if (recording.completed()) {
         verify_size(recording, *header, report);

@@ -44,7 +44,7 @@ constexpr std::array kEntryParts = {
     part<PsiFrameEntry::SizeHigh>("packet size, bit 16"),
     NamedPart{"reserved", 27, 5},
 };
-constexpr std::uint32_t kMostPadding = kPacketUnit - 1;
+constexpr std::uint32_t kMaxPadding = kPacketUnit - 1;
 
 class PacketPass {
   public:
@@ -159,7 +159,7 @@ void PacketPass::report_header(const PesHeader::Bytes& found, const Packet& pack
 }
 
 void PacketPass::report_values(const Packet& packet) {
-    if (packet.picture_type() != kKeyPicture && packet.picture_type() != kOtherPicture) {
+    if (packet.picture_type() != kKeyFrame && packet.picture_type() != kOtherFrame) {
         data_fault(packet, packet.at + PesHeader::Flags::offset,
                    fmt::format("picture type is {}", packet.picture_type()));
     }
@@ -180,12 +180,12 @@ void PacketPass::report_end(const Packet* cut) {
     const std::string text = begun ? fmt::format("ends at {}, the file at {}", cut->end(), size)
                                    : fmt::format("{} bytes that are no whole packet", size - at_);
     report_.faults.add({recording_.data_path(), at_, fmt::format("packet {}: {}", report_.frames, text),
-                        report_.frames, Mending::kByRebuilding});
+                        report_.frames, Repair::kByRebuilding});
 }
 
 void PacketPass::verify_padding(const Packet& packet) {
     if (packet.padding == 0 || packet.size < PesHeader::size + packet.padding) return;
-    std::array<platform::Byte, kMostPadding> bytes{};
+    std::array<platform::Byte, kMaxPadding> bytes{};
     const auto used = std::span(bytes).first(packet.padding);
     const std::uint64_t at = packet.end() - packet.padding;
     if (!recording_.read_data(at, used) || !all_zero(used)) data_fault(packet, at, "padding is not zero");
@@ -212,7 +212,7 @@ PsiFrameEntry::Bytes expected_entry(const Packet& packet, const MapFacts& map, c
 
 void PacketPass::verify_entry(const Packet& packet) {
     SlotSum& slot = sums_.at(packet.slot);
-    slot.key_distance = packet.picture_type() <= kKeyPicture
+    slot.key_distance = packet.picture_type() <= kKeyFrame
                             ? std::uint16_t{0}
                             : static_cast<std::uint16_t>(slot.key_distance + 1);
     verify_link(slot, packet.number);
@@ -223,7 +223,7 @@ void PacketPass::verify_entry(const Packet& packet) {
         if (*found != expected) {
             compare_parts(report_.faults,
                           {recording_.index_path(), Recording::entry_at(packet.number),
-                           fmt::format("entry {}", packet.number), packet.number, Mending::kByRebuilding},
+                           fmt::format("entry {}", packet.number), packet.number, Repair::kByRebuilding},
                           *found, expected, kEntryParts);
         }
         slot.found_next = next;

@@ -35,8 +35,8 @@ struct SlotSum {
     std::uint32_t packets = 0;
     std::uint32_t first_entry = 0;
     std::uint32_t last_entry = kNoEntry;
-    Moment first;
-    Moment last;
+    PacketTime first;
+    PacketTime last;
     std::uint8_t kinds = 0;
     std::uint16_t key_distance = 0;  // wraps like the field
     std::uint32_t found_next = 0;    // what the last entry says about the one behind it

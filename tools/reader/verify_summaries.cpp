@@ -40,7 +40,7 @@ constexpr std::array kSpanParts = {
 };
 
 Fault in_index(const Recording& recording, std::uint64_t at, std::string name) {
-    return {recording.index_path(), at, std::move(name), {}, Mending::kByRebuilding};
+    return {recording.index_path(), at, std::move(name), {}, Repair::kByRebuilding};
 }
 
 /// The stream record that the packets call for.

@@ -11,12 +11,12 @@
 #include <boost/process/exe.hpp>
 
 #include "tools/cli/exit_status.h"
-#include "tools/recorder/summary.h"
-#include "tools/recorder/scenarios/soak.h"
+#include "tools/host_kit/module_fault.h"
 #include "tools/host_kit/module_library.h"
 #include "tools/recorder/options.h"
-#include "tools/host_kit/module_fault.h"
 #include "tools/recorder/scenarios/scenarios.h"
+#include "tools/recorder/scenarios/soak.h"
+#include "tools/recorder/summary.h"
 #include "tools/recorder/validate/suite.h"
 
 namespace recorder {
@@ -73,24 +73,24 @@ std::vector<Clip> made_up_clips(const WorkingDirectory& directory) {
 
 /// Plays the story in this process; the number of restarts in it.
 std::uint32_t play(const Options& options, const std::vector<Clip>& clips, const WorkingDirectory& directory,
-                   Stage& stage, Endurance* endurance) {
+                   HostSimulator& simulator, Soak* soak) {
     switch (options.scenario) {
         case Scenario::kGap:
-            play_gap(stage, clips);
+            play_gap(simulator, clips);
             return 0;
         case Scenario::kRetry:
-            play_retry(stage, clips);
+            play_retry(simulator, clips);
             return 0;
         case Scenario::kMany:
-            return play_many(stage, clips, {options.cameras, options.gaps, options.seed}, endurance);
+            return play_many(simulator, clips, {options.cameras, options.gaps, options.seed}, soak);
         case Scenario::kRestart: {
             std::ofstream out(handover_file(directory), std::ios::binary);
-            out << handover_text(play_until_restart(stage, clips));
+            out << handover_text(play_until_restart(simulator, clips));
             if (!out.flush()) throw cli::CannotRun("cannot write " + handover_file(directory).string());
             return 1;
         }
         case Scenario::kRestartSecondHalf:
-            play_after_restart(stage, handover_of(text_of_file(handover_file(directory)).value_or("")));
+            play_after_restart(simulator, handover_of(text_of_file(handover_file(directory)).value_or("")));
             fs::remove(handover_file(directory));
             return 1;
         case Scenario::kValidate:
@@ -101,15 +101,15 @@ std::uint32_t play(const Options& options, const std::vector<Clip>& clips, const
 }
 
 /// Prints what came of it. The faults of recordings go to standard error, one line each.
-int close_with_table(const Options& options, const WorkingDirectory& directory, const Stage& stage,
-                     std::uint32_t restarts) {
+int close_with_table(const Options& options, const WorkingDirectory& directory,
+                     const HostSimulator& simulator, std::uint32_t restarts) {
     std::vector<reader::Report> reports;
-    for (const ExpectedRecording& recording : stage.recordings()) reports.push_back(read_back(recording));
+    for (const ExpectedRecording& recording : simulator.recordings()) reports.push_back(read_back(recording));
 
     std::FILE* const stream = options.json ? stderr : stdout;
-    fmt::print(stream, "\n{}\n{}\n", closing_table(reports, directory.path()),
-               figures(stage, restarts, reports));
-    if (options.json) fmt::print("{}\n", closing_json(reports));
+    fmt::print(stream, "\n{}\n{}\n", summary_table(reports, directory.path()),
+               figures(simulator, restarts, reports));
+    if (options.json) fmt::print("{}\n", summary_json(reports));
     std::uint64_t faults = 0;
     for (const reader::Report& report : reports) {
         faults += report.faults.count();
@@ -146,20 +146,20 @@ int run(const Options& options) {
     Conversation conversation(conversation_options(options));
     if (options.scenario != Scenario::kRestartSecondHalf) directory.clear();
     if (clips.empty()) clips = made_up_clips(directory);
-    Stage stage({options.module, std::chrono::seconds(options.patience)}, directory, conversation);
+    HostSimulator simulator({options.module, std::chrono::seconds(options.patience)}, directory,
+                            conversation);
     conversation.note("working in " + directory.path().string());
-    std::optional<Endurance> endurance;
-    const EnduranceSettings settings{options.operations, options.minutes};
-    if (settings.wanted()) endurance.emplace(stage, settings);
+    std::optional<Soak> soak;
+    const SoakSettings settings{options.operations, options.minutes};
+    if (settings.wanted()) soak.emplace(simulator, settings);
     try {
-        const std::uint32_t restarts =
-            play(options, clips, directory, stage, endurance ? &*endurance : nullptr);
+        const std::uint32_t restarts = play(options, clips, directory, simulator, soak ? &*soak : nullptr);
         if (options.scenario == Scenario::kRestart) return run_second_half(options, directory);
         fs::remove_all(directory.temporary_directory());
-        if (endurance) fmt::print(options.json ? stderr : stdout, "\n{}\n", endurance->figures());
-        return close_with_table(options, directory, stage, restarts);
-    } catch (const PlugInFault& fault) {
-        // Said before the stage ends, which closes a plug-in that may not come back from it.
+        if (soak) fmt::print(options.json ? stderr : stdout, "\n{}\n", soak->figures());
+        return close_with_table(options, directory, simulator, restarts);
+    } catch (const ModuleFault& fault) {
+        // Said before the simulator ends, which closes a plug-in that may not come back from it.
         conversation.end_progress();
         cli::print_error(kProgram, fault.what());
         return cli::kFailure;

@@ -16,9 +16,9 @@ namespace {
 using Json = nlohmann::ordered_json;
 using reader::Report;
 
-constexpr std::size_t kMostRows = 24;
+constexpr std::size_t kMaxRows = 24;
 
-reader::Moment moment_of(Seconds time) {
+reader::PacketTime packet_time_of(Seconds time) {
     const auto utc = platform::utc_time(time);
     if (!utc) return {};
     return {date16(static_cast<std::uint32_t>(utc->year), utc->month, utc->day),
@@ -68,7 +68,7 @@ Report read_back(const ExpectedRecording& expected) {
             {expected.path, 0,
              fmt::format("{} frames of a clip with {} samples", report.frames, expected.frames)});
     }
-    const reader::Moment start = moment_of(expected.start);
+    const reader::PacketTime start = packet_time_of(expected.start);
     if (report.frames > 0 && report.first != start) {
         report.faults.add({expected.path, 0,
                            fmt::format("begins at {}, its clip at {}", reader::text_of(report.first),
@@ -77,7 +77,7 @@ Report read_back(const ExpectedRecording& expected) {
     return report;
 }
 
-std::string closing_table(const std::vector<Report>& reports, const std::filesystem::path& directory) {
+std::string summary_table(const std::vector<Report>& reports, const std::filesystem::path& directory) {
     using Align = cli::Table::Align;
     cli::Table table({{"recording"},
                       {"first (UTC)"},
@@ -87,27 +87,28 @@ std::string closing_table(const std::vector<Report>& reports, const std::filesys
                       {"spans", Align::kRight},
                       {"bytes", Align::kRight},
                       {"check"}});
-    const std::size_t left_out = reports.size() > kMostRows ? reports.size() - kMostRows : 0;
+    const std::size_t left_out = reports.size() > kMaxRows ? reports.size() - kMaxRows : 0;
     for (std::size_t i = 0; i < reports.size(); ++i) {
-        const bool in_the_middle = i >= kMostRows / 2 && i < kMostRows / 2 + left_out;
+        const bool in_the_middle = i >= kMaxRows / 2 && i < kMaxRows / 2 + left_out;
         if (!in_the_middle) add_row(table, reports[i], directory);
-        if (in_the_middle && i == kMostRows / 2) table.add_row({fmt::format("({} more)", left_out)});
+        if (in_the_middle && i == kMaxRows / 2) table.add_row({fmt::format("({} more)", left_out)});
     }
     return table.text();
 }
 
-std::string closing_json(const std::vector<Report>& reports) {
+std::string summary_json(const std::vector<Report>& reports) {
     Json rows = Json::array();
     for (const Report& report : reports) rows.push_back(json_of(report));
     return rows.dump(2, ' ', false, Json::error_handler_t::replace);
 }
 
-std::string figures(const Stage& stage, std::uint32_t restarts, const std::vector<Report>& reports) {
-    const SavedModel& model = stage.model().saved();
+std::string figures(const HostSimulator& simulator, std::uint32_t restarts,
+                    const std::vector<Report>& reports) {
+    const SavedModel& model = simulator.model().saved();
     const std::uint64_t bytes = std::accumulate(
         reports.begin(), reports.end(), std::uint64_t{0},
         [](std::uint64_t sum, const Report& report) { return sum + report.data_size + report.index_size; });
-    const MessageCounts& counts = stage.counts();
+    const MessageCounts& counts = simulator.counts();
     return fmt::format(
         "operations: {} made, {} done, {} dropped; messages: {} to the plug-in and given back {}, {} from "
         "it; "

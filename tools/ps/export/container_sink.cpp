@@ -4,7 +4,7 @@
 
 #include "tools/ps/export/av_library.h"
 #include "tools/ps/export/export_sink.h"
-#include "tools/reader/moment.h"
+#include "tools/reader/packet_time.h"
 
 namespace ps_tool {
 namespace {
@@ -80,7 +80,7 @@ void ContainerSink::describe_stream(const Selection& selection) {
 }
 
 void ContainerSink::begin_file(const Selection& selection) {
-    if (const auto begin = reader::moment_of(selection.begins))
+    if (const auto begin = reader::packet_time_of(selection.begins))
         set(&context_->metadata, "creation_time", reader::rfc3339(*begin));
     check(av_.open(&context_->pb, path_.c_str(), AVIO_FLAG_WRITE));
     context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;  // only decoding times are negative

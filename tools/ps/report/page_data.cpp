@@ -4,14 +4,14 @@
 #include <stdexcept>
 
 #include "ps/index_layout.h"
-#include "tools/reader/moment.h"
+#include "tools/reader/packet_time.h"
 
 namespace ps_tool {
 namespace {
 
 using cli::Json;
 
-constexpr std::size_t kMostCurves = 20'000;  // files with one: a page for more of them would not open
+constexpr std::size_t kMaxCurves = 20'000;  // files with one: a page for more of them would not open
 constexpr std::size_t kListedGaps = 10;
 constexpr std::int64_t kSecond = 1000;  // ms
 
@@ -72,7 +72,7 @@ void PageData::add(const Json& recording) {
                       fault_count,
                       recording.at("mendable"),
                       faults.empty() ? Json("") : faults.at(0).at("text")};
-    const bool curve = files_.size() < kMostCurves && recording.contains("curve");
+    const bool curve = files_.size() < kMaxCurves && recording.contains("curve");
     files_.push_back({camera, row, curve ? recording.at("curve") : Json()});
 }
 

@@ -130,8 +130,7 @@ void Story::status(const XMLElement& storage) {
 
 void Story::from_module(const tinyxml2::XMLDocument& document) {
     if (const XMLElement* log = document.FirstChildElement(names::kLogMessage)) {
-        if (log->IntAttribute(names::kLevel) == kLogError && log->GetText() != nullptr)
-            error(log->GetText());
+        if (log->IntAttribute(names::kLevel) == kLogError && log->GetText() != nullptr) error(log->GetText());
         return;
     }
     const XMLElement* devices = descend(document.FirstChildElement(names::kPavo), names::kDevices);

@@ -8,8 +8,8 @@
 
 #include "host/documents/names.h"
 #include "platform/text.h"
-#include "tools/recorder/host/message_summary.h"
 #include "tools/host_kit/module_fault.h"
+#include "tools/recorder/host/message_summary.h"
 
 namespace recorder {
 namespace {
@@ -23,38 +23,38 @@ constexpr const char* kNobody = "00000000-0000-4000-8000-000000000000";
 
 }  // namespace
 
-Stage::Stage(Settings settings, WorkingDirectory& directory, Conversation& conversation)
+HostSimulator::HostSimulator(Settings settings, WorkingDirectory& directory, Conversation& conversation)
     : settings_(std::move(settings)),
       directory_(directory),
       conversation_(conversation),
       bindings_(present()) {}
 
-void Stage::load(const std::string& load_error) {
+void HostSimulator::load(const std::string& load_error) {
     model_.on_open(load_error);
     host_ =
         std::make_unique<ModuleHost>(settings_.module, settings_.patience, conversation_.counts().to_module);
     settle();
 }
 
-void Stage::open_in_vain(const std::string& load_error) {
+void HostSimulator::open_in_vain(const std::string& load_error) {
     const auto before = text_of_file(directory_.state_file());
     load(load_error);
     if (text_of_file(directory_.state_file()) != before) {
-        throw PlugInFault("the plug-in wrote over a state file that it could not read");
+        throw ModuleFault("the plug-in wrote over a state file that it could not read");
     }
 }
 
-void Stage::open() {
+void HostSimulator::open() {
     if (!model_.saved().state_file_exists) return open_in_vain("error opening or parsing norvanepi.xml");
     load("");
     // What was saved has been read: an empty file stands there until the next orderly end.
     const auto state = text_of_file(directory_.state_file());
     if (!state || *state != "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Pavo/>\n") {
-        throw PlugInFault("the state file was not emptied after it was read");
+        throw ModuleFault("the state file was not emptied after it was read");
     }
 }
 
-void Stage::close() {
+void HostSimulator::close() {
     settle();
     // May still wait in the plug-in's queue when it is closed: it comes back unread then, but it comes back.
     send_text("farewell", "<Pavo><Farewell/></Pavo>");
@@ -68,38 +68,38 @@ void Stage::close() {
     conversation_.note("the plug-in is closed and unloaded");
 }
 
-void Stage::check_state_file() {
+void HostSimulator::check_state_file() {
     const auto text = text_of_file(directory_.state_file());
-    if (!text) throw PlugInFault("the plug-in left no state file");
+    if (!text) throw ModuleFault("the plug-in left no state file");
     bindings_.instants().clear();
     const std::string expected = model_.state_file();
     if (!matches(expected, *text, bindings_)) {
-        throw PlugInFault(
+        throw ModuleFault(
             fmt::format("the state file holds {} instead of {}", *text, described(expected, bindings_)));
     }
     model_.set_open_times(bindings_.instants());
     bindings_.instants().clear();
 }
 
-StageMemory Stage::memory() const {
-    StageMemory memory{model_.saved(), {}, recordings_, conversation_.counts()};
+SimulatorState HostSimulator::memory() const {
+    SimulatorState memory{model_.saved(), {}, recordings_, conversation_.counts()};
     for (const Operation& operation : memory.model.operations) {
         memory.guids[operation.number] = bindings_.guid(operation.number);
     }
     return memory;
 }
 
-void Stage::remember(StageMemory memory) {
+void HostSimulator::remember(SimulatorState memory) {
     model_.restore(std::move(memory.model));
     for (const auto& [operation, guid] : memory.guids) bindings_.bind(operation, guid);
     for (const ExpectedRecording& recording : memory.recordings) expect_recording(recording);
     conversation_.set_counts(memory.counts);
 }
 
-void Stage::tell(const std::string& kind, const std::string& summary, const std::string& text) {
+void HostSimulator::tell(const std::string& kind, const std::string& summary, const std::string& text) {
     // Both entrances lead to the same queue; every third message takes the rarer one.
     const bool rare = conversation_.counts().to_module % 3 == 2;
-    const LentTexts::Loan loan = host_->lend(text);
+    const LentBuffers::Loan loan = host_->lend(text);
     conversation_.sent({.number = loan.number,
                         .entrance = rare ? "IOCTL" : "Write",
                         .kind = kind,
@@ -110,41 +110,42 @@ void Stage::tell(const std::string& kind, const std::string& summary, const std:
     expected_.push_back({.message_class = names::kReleaseClass, .pattern = "", .given_back = loan.number});
 }
 
-void Stage::announce(const Camera& camera) {
+void HostSimulator::announce(const Camera& camera) {
     model_.on_device(camera.device);
     tell("device", fmt::format("{} \"{}\" keeps recordings of its own", name_of(camera.device), camera.name),
          device_document(camera.device, camera.address));
 }
 
-void Stage::report(const Camera& camera, bool connected, Seconds time) {
+void HostSimulator::report(const Camera& camera, bool connected, Seconds time) {
     model_.on_channel(camera.device, connected, time);
     tell(connected ? "connected" : "lost", fmt::format("{} at {}", name_of(camera.device), utc_text(time)),
          channel_document(camera.device, connected, time));
 }
 
-void Stage::send_text(const std::string& kind, const std::string& text) {
+void HostSimulator::send_text(const std::string& kind, const std::string& text) {
     tell(kind, text, text);
 }
 
-void Stage::report_done_for_nobody(const Camera& camera) {
+void HostSimulator::report_done_for_nobody(const Camera& camera) {
     constexpr std::size_t kNoOperation = 0;  // ours count from 1
     model_.on_done(kNoOperation);
     tell("done", kNobody, done_document(camera.device, kNobody));
 }
 
-std::string Stage::guid(const Request& request) {
+std::string HostSimulator::guid(const Request& request) {
     std::erase_if(requests(), [&](const Request& other) {
         return other.kind == request.kind && other.operation == request.operation;
     });
     return guid(request.operation);
 }
 
-std::string Stage::guid(std::size_t operation) {
+std::string HostSimulator::guid(std::size_t operation) {
     settle();
     return bindings_.guid(operation);
 }
 
-void Stage::offer(const Camera& camera, const Request& request, const std::vector<StoredClip>& clips) {
+void HostSimulator::offer(const Camera& camera, const Request& request,
+                          const std::vector<StoredClip>& clips) {
     const std::string guid = this->guid(request);
     StorageInfo info;
     if (clips.empty()) {
@@ -159,12 +160,12 @@ void Stage::offer(const Camera& camera, const Request& request, const std::vecto
          storage_info_document(camera.device, guid, info));
 }
 
-fs::path Stage::temporary_directory(const Camera& camera, const Request& request) const {
+fs::path HostSimulator::temporary_directory(const Camera& camera, const Request& request) const {
     return directory_.temporary_directory() /
            platform::file_name_of(fmt::format("{} {}", camera.name, request.operation));
 }
 
-void Stage::grant(const Camera& camera, const Request& request) {
+void HostSimulator::grant(const Camera& camera, const Request& request) {
     const std::string guid = this->guid(request);
     const fs::path directory = temporary_directory(camera, request);
     const bool asks = operation(request) != nullptr;
@@ -173,26 +174,27 @@ void Stage::grant(const Camera& camera, const Request& request) {
          reservation_document(guid, directory.string(), directory_.output_directory()));
     settle();
     if (asks && !fs::is_directory(directory)) {
-        throw PlugInFault(
+        throw ModuleFault(
             fmt::format("the plug-in asks for clips in {} without having made it", directory.string()));
     }
 }
 
-fs::path Stage::place_clip(const Camera& camera, const Request& request, const std::string& file_name) {
+fs::path HostSimulator::place_clip(const Camera& camera, const Request& request,
+                                   const std::string& file_name) {
     const fs::path directory = temporary_directory(camera, request);
     fs::create_directories(directory);
     return directory / fmt::format("{} {}", ++clips_placed_, file_name);
 }
 
-void Stage::notify_clip(const Camera& camera, const Request& request, const ClipNotice& notice) {
+void HostSimulator::notify_clip(const Camera& camera, const Request& request, const ClipNotice& notice) {
     tell("clip", fmt::format("{} from {}", notice.file, utc_text(notice.start)),
          clip_document(camera.device, bindings_.guid(request.operation), notice));
     settle();
     conversion_.reset();
 }
 
-void Stage::deliver(const Camera& camera, const Request& request, const StoredClip& stored,
-                    std::int32_t type) {
+void HostSimulator::deliver(const Camera& camera, const Request& request, const StoredClip& stored,
+                            std::int32_t type) {
     settle();
     const fs::path file = place_clip(camera, request, stored.clip.file.filename().string());
     fs::copy_file(stored.clip.file, file);
@@ -208,7 +210,7 @@ void Stage::deliver(const Camera& camera, const Request& request, const StoredCl
     remove_clip(file, converted);
 }
 
-void Stage::deliver_no_mp4(const Camera& camera, const Request& request, Seconds start) {
+void HostSimulator::deliver_no_mp4(const Camera& camera, const Request& request, Seconds start) {
     settle();
     const fs::path file = place_clip(camera, request, "clip.avi");
     std::ofstream(file) << "RIFF\x10\x20\x30\x40"
@@ -219,8 +221,8 @@ void Stage::deliver_no_mp4(const Camera& camera, const Request& request, Seconds
     remove_clip(file, refused);
 }
 
-void Stage::deliver_odd(const Camera& camera, const Request& request, const StoredClip& stored,
-                        const Prediction& predict) {
+void HostSimulator::deliver_odd(const Camera& camera, const Request& request, const StoredClip& stored,
+                                const Prediction& predict) {
     settle();
     const fs::path file = place_clip(camera, request, stored.clip.file.filename().string());
     if (fs::exists(stored.clip.file)) fs::copy(stored.clip.file, file);
@@ -229,14 +231,14 @@ void Stage::deliver_odd(const Camera& camera, const Request& request, const Stor
     remove_clip(file, fs::is_regular_file(stored.clip.file));
 }
 
-void Stage::remove_clip(const fs::path& file, bool converted) const {
+void HostSimulator::remove_clip(const fs::path& file, bool converted) const {
     // A clip of an operation that has ended is nobody's any more: the host clears it away itself.
     if (fs::remove(file) && converted) {
-        throw PlugInFault(fmt::format("the plug-in left the clip {} behind", file.string()));
+        throw ModuleFault(fmt::format("the plug-in left the clip {} behind", file.string()));
     }
 }
 
-void Stage::expect_recording(const ExpectedRecording& recording) {
+void HostSimulator::expect_recording(const ExpectedRecording& recording) {
     // A clip that is fetched again replaces its recording.
     const auto [known, is_new] = recording_numbers_.emplace(recording.path, recordings_.size());
     if (is_new) {
@@ -246,12 +248,12 @@ void Stage::expect_recording(const ExpectedRecording& recording) {
     }
 }
 
-std::vector<ExpectedRecording> Stage::take_recordings() {
+std::vector<ExpectedRecording> HostSimulator::take_recordings() {
     recording_numbers_.clear();
     return std::exchange(recordings_, {});
 }
 
-void Stage::forget_what_ended() {
+void HostSimulator::forget_what_ended() {
     bindings_.forget_all_but([this](std::size_t number) {
         return model_.operation(number) != nullptr ||
                std::ranges::any_of(model_.requests(),
@@ -262,14 +264,14 @@ void Stage::forget_what_ended() {
     }
 }
 
-void Stage::finish(const Camera& camera, const Request& request) {
+void HostSimulator::finish(const Camera& camera, const Request& request) {
     const std::string guid = this->guid(request);
     model_.on_done(request.operation);
     tell("done", guid, done_document(camera.device, guid));
 }
 
-void Stage::fail(const Camera& camera, const Request& request, std::int32_t error,
-                 Seconds failed_clip_start) {
+void HostSimulator::fail(const Camera& camera, const Request& request, std::int32_t error,
+                         Seconds failed_clip_start) {
     const std::string guid = this->guid(request);
     model_.on_failed(request.operation, error, failed_clip_start);
     tell("failed",
@@ -277,20 +279,20 @@ void Stage::fail(const Camera& camera, const Request& request, std::int32_t erro
          failed_document(camera.device, guid, error, failed_clip_start));
 }
 
-void Stage::settle() {
+void HostSimulator::settle() {
     auto last_progress = steady_clock::now();
     while (!expected_.empty()) {
         const auto message = host_->take(kLookAgain);
         if (message) check(*message);
         if (message || watch_conversion()) last_progress = steady_clock::now();
         if (steady_clock::now() - last_progress > settings_.patience) {
-            throw PlugInFault(fmt::format("nothing came from the plug-in for {} s; expected was {}",
+            throw ModuleFault(fmt::format("nothing came from the plug-in for {} s; expected was {}",
                                           settings_.patience.count(), description_of_next()));
         }
     }
 }
 
-bool Stage::watch_conversion() {
+bool HostSimulator::watch_conversion() {
     if (!conversion_) return false;
     // A recording has the size of its clip, about: padding comes to it, other tracks stay out.
     std::error_code not_there_yet;
@@ -302,10 +304,10 @@ bool Stage::watch_conversion() {
     return true;
 }
 
-void Stage::check(const FromModule& message) {
+void HostSimulator::check(const FromModule& message) {
     conversation_.received(message);
     if (message.given_back != 0) return_before_ = std::exchange(last_return_, message.at);
-    if (!message.fault.empty()) throw PlugInFault(message.fault);
+    if (!message.fault.empty()) throw ModuleFault(message.fault);
     while (!expected_.empty() && expected_.front().any_number && !fits(message, expected_.front())) {
         expected_.pop_front();
     }
@@ -313,17 +315,17 @@ void Stage::check(const FromModule& message) {
         const std::string came = message.given_back != 0
                                      ? fmt::format("message {} came back", message.given_back)
                                      : "came " + message.text;
-        throw PlugInFault(fmt::format("{}, but expected was {}", came, description_of_next()));
+        throw ModuleFault(fmt::format("{}, but expected was {}", came, description_of_next()));
     }
     if (!expected_.front().any_number) expected_.pop_front();
 }
 
-bool Stage::fits(const FromModule& message, const Expected& expected) {
+bool HostSimulator::fits(const FromModule& message, const Expected& expected) {
     return message.message_class == expected.message_class && message.given_back == expected.given_back &&
            matches(expected.pattern, message.text, bindings_);
 }
 
-std::string Stage::description_of_next() const {
+std::string HostSimulator::description_of_next() const {
     if (expected_.empty()) return "nothing";
     const Expected& next = expected_.front();
     if (next.given_back != 0) return fmt::format("message {} to come back", next.given_back);

@@ -12,9 +12,9 @@
 
 #include "tools/recorder/host/camera.h"
 #include "tools/recorder/host/conversation.h"
-#include "tools/recorder/model/engine_model.h"
 #include "tools/recorder/host/module_host.h"
 #include "tools/recorder/host/working_directory.h"
+#include "tools/recorder/model/engine_model.h"
 
 namespace recorder {
 
@@ -25,8 +25,8 @@ struct ExpectedRecording {
     std::uint32_t frames = 0;
 };
 
-/// What a stage hands to the stage of the next process.
-struct StageMemory {
+/// What a simulator hands to the simulator of the next process.
+struct SimulatorState {
     SavedModel model;
     std::map<std::size_t, std::string> guids;  // of the operations in the model
     std::vector<ExpectedRecording> recordings;
@@ -34,14 +34,14 @@ struct StageMemory {
 };
 
 /// The played host: tells the plug-in what happens, answers its requests, and holds every message that comes
-/// back against the model's prediction. Whatever differs is thrown as PlugInFault.
-class Stage {
+/// back against the model's prediction. Whatever differs is thrown as ModuleFault.
+class HostSimulator {
   public:
     struct Settings {
         std::filesystem::path module;
         std::chrono::seconds patience{};  // with a plug-in that makes no progress
     };
-    Stage(Settings settings, WorkingDirectory& directory, Conversation& conversation);
+    HostSimulator(Settings settings, WorkingDirectory& directory, Conversation& conversation);
 
     /// Loads and opens the plug-in; closes and unloads it and checks the state file that it leaves.
     void open();
@@ -76,7 +76,7 @@ class Stage {
     void finish(const Camera& camera, const Request& request);
     void fail(const Camera& camera, const Request& request, std::int32_t error, Seconds failed_clip_start);
 
-    /// Waits until everything expected has come.
+    /// Sleeper until everything expected has come.
     void settle();
 
     /// Of the latest message that was sent, and of the two latest texts that came back.
@@ -104,8 +104,8 @@ class Stage {
     [[nodiscard]] ModuleHost& host() { return *host_; }
     [[nodiscard]] const std::vector<ExpectedRecording>& recordings() const { return recordings_; }
     [[nodiscard]] const MessageCounts& counts() const { return conversation_.counts(); }
-    [[nodiscard]] StageMemory memory() const;
-    void remember(StageMemory memory);
+    [[nodiscard]] SimulatorState memory() const;
+    void remember(SimulatorState memory);
 
   private:
     /// A conversion that the plug-in is at.

@@ -112,7 +112,7 @@ ModuleHost::~ModuleHost() {
             close();
             unload();
         }
-    } catch (const PlugInFault&) {  // the fault that led here was reported already
+    } catch (const ModuleFault&) {  // the fault that led here was reported already
         loaded_ = false;
     }
     if (main_loop_.joinable()) watchdog_.guard("the main loop", [this] { main_loop_.join(); });
@@ -122,9 +122,9 @@ ModuleHost::~ModuleHost() {
 void ModuleHost::stop() {
     close();
     unload();
-    if (!main_loop_fault_.empty()) throw PlugInFault(main_loop_fault_);
+    if (!main_loop_fault_.empty()) throw ModuleFault(main_loop_fault_);
     if (lent_.outstanding() > 0) {
-        throw PlugInFault(fmt::format("the plug-in kept {} message texts", lent_.outstanding()));
+        throw ModuleFault(fmt::format("the plug-in kept {} message texts", lent_.outstanding()));
     }
 }
 
@@ -175,11 +175,11 @@ void ModuleHost::unload() {
     call("Unload", library_.unload, kUnread.data(), with<CloseResult, CloseResult::Status>(kAccepted));
 }
 
-void ModuleHost::send(const LentTexts::Loan& loan, Entrance entrance) {
+void ModuleHost::send(const LentBuffers::Loan& loan, Entrance entrance) {
     entrance == Entrance::kWrite ? write(loan) : queue_by_ioctl(loan);
 }
 
-void ModuleHost::write(const LentTexts::Loan& loan) {
+void ModuleHost::write(const LentBuffers::Loan& loan) {
     WriteRequest::Bytes request{};
     WriteRequest::Length::put(request, loan.length);
     WriteRequest::Text::put(request, loan.address);
@@ -187,7 +187,7 @@ void ModuleHost::write(const LentTexts::Loan& loan) {
          with<WriteResult, WriteResult::Count>(1U, with<WriteResult, WriteResult::Status>(kAccepted)));
 }
 
-void ModuleHost::queue_by_ioctl(const LentTexts::Loan& loan) {
+void ModuleHost::queue_by_ioctl(const LentBuffers::Loan& loan) {
     auto request = with<IoctlRequest, IoctlRequest::Code>(kQueueMessage);
     IoctlRequest::Length::put(request, loan.length);
     IoctlRequest::Text::put(request, loan.address);
@@ -210,7 +210,7 @@ std::int32_t ModuleHost::on_call(const void* request_record, void* reply_record)
     if (message.message_class == names::kReleaseClass) {
         const auto text = lent_.give_back(HostRequest::Data::get(request));
         message.given_back = text.number;
-        if (text.outcome != LentTexts::Outcome::kFirstTime) message.fault = fault_of_return(text);
+        if (text.outcome != LentBuffers::Outcome::kFirstTime) message.fault = fault_of_return(text);
     } else {
         message.text = document_of(request, message.fault);
     }
@@ -228,8 +228,8 @@ std::int32_t ModuleHost::on_call(const void* request_record, void* reply_record)
     return answer.returned;
 }
 
-std::string ModuleHost::fault_of_return(const LentTexts::Return& text) const {
-    if (text.outcome == LentTexts::Outcome::kUnknown) return "a text was given back that was never lent";
+std::string ModuleHost::fault_of_return(const LentBuffers::Return& text) const {
+    if (text.outcome == LentBuffers::Outcome::kUnknown) return "a text was given back that was never lent";
     return fmt::format("message {} was given back twice", text.number);
 }
 

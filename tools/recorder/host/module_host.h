@@ -10,8 +10,8 @@
 
 #include "plugin/interfaces/host_records.h"
 #include "tools/host_kit/lent_buffers.h"
-#include "tools/recorder/host/mailbox.h"
 #include "tools/host_kit/module_library.h"
+#include "tools/recorder/host/mailbox.h"
 #include "tools/recorder/host/watchdog.h"
 
 namespace recorder {
@@ -19,7 +19,7 @@ namespace recorder {
 /// The host's side of the boundary: loads the plug-in, fills and reads the records of its entry points byte
 /// by byte, lends it a thread and takes its calls. Knows nothing of what the messages say. One at a time in a
 /// process, since the callback carries no pointer of ours. Everything that the plug-in does wrong is thrown
-/// as PlugInFault.
+/// as ModuleFault.
 class ModuleHost {
   public:
     /// Loads and opens the plug-in and starts its main loop. Texts are numbered on behind `texts_before`.
@@ -35,11 +35,11 @@ class ModuleHost {
 
     /// The two ways in. A text is lent first, which gives it the number under which it comes back.
     enum class Entrance { kWrite, kIoctl };
-    [[nodiscard]] LentTexts::Loan lend(const std::string& text) { return lent_.lend(text); }
+    [[nodiscard]] LentBuffers::Loan lend(const std::string& text) { return lent_.lend(text); }
     /// Texts that were not given back yet.
     [[nodiscard]] std::size_t texts_held() const { return lent_.outstanding(); }
 
-    void send(const LentTexts::Loan& loan, Entrance entrance);
+    void send(const LentBuffers::Loan& loan, Entrance entrance);
 
     /// What the callback answers from now on to a text given back.
     struct Answer {
@@ -57,7 +57,7 @@ class ModuleHost {
   private:
     static std::int32_t take_call(const void* request, void* reply);
     std::int32_t on_call(const void* request, void* reply);
-    [[nodiscard]] std::string fault_of_return(const LentTexts::Return& text) const;
+    [[nodiscard]] std::string fault_of_return(const LentBuffers::Return& text) const;
 
     void load();
     void open();
@@ -65,15 +65,15 @@ class ModuleHost {
     void close();
     void unload();
     void check_other_entry_points();
-    void write(const LentTexts::Loan& loan);
-    void queue_by_ioctl(const LentTexts::Loan& loan);
+    void write(const LentBuffers::Loan& loan);
+    void queue_by_ioctl(const LentBuffers::Loan& loan);
     template <typename Bytes>
     void call(const char* name, ModuleLibrary::EntryPoint* entry_point, const void* input,
               const Bytes& expected);
 
     ModuleLibrary library_;
     Watchdog watchdog_;
-    LentTexts lent_;
+    LentBuffers lent_;
     Mailbox mailbox_;
     std::atomic<std::thread::id> calling_thread_;  // the one inside Load, Open, Close or Unload
     std::atomic<std::thread::id> loop_thread_;

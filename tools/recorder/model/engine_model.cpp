@@ -12,7 +12,7 @@ namespace recorder {
 namespace {
 
 constexpr Seconds kBeforeLoss = 10;
-constexpr int kMostAttempts = 2;
+constexpr int kMaxAttempts = 2;
 constexpr std::string_view kDeclaration = R"(<?xml version="1.0" encoding="UTF-8"?>)";
 
 /// As XML carries it between tags, or inside an attribute's quotes.
@@ -141,7 +141,7 @@ void EngineModel::on_return(std::vector<Loss>::iterator loss, Seconds time) {
         expect_status(2);
     }
     expect_log(kLogInformation, fmt::format("NorVane - creating operation id {} for device {}",
-                                                guid_of_operation(made.number), name_of(made.device)));
+                                            guid_of_operation(made.number), name_of(made.device)));
     saved_.operations.push_back(made);
     saved_.losses.erase(loss);
     connected_.push_back(made.device);
@@ -152,10 +152,9 @@ void EngineModel::on_lost(const Device& device, Seconds time) {
     const auto busy = std::ranges::find(saved_.operations, device, &Operation::device);
     const bool is_current = busy != saved_.operations.end() && busy == saved_.operations.begin();
     if (busy != saved_.operations.end()) {
-        expect_log(
-            kLogInformation,
-            fmt::format("NorVane - disconnect during {}operation {} for device {}",
-                        is_current ? "current " : "", guid_of_operation(busy->number), name_of(device)));
+        expect_log(kLogInformation, fmt::format("NorVane - disconnect during {}operation {} for device {}",
+                                                is_current ? "current " : "", guid_of_operation(busy->number),
+                                                name_of(device)));
     }
     disconnect(device);
     saved_.losses.push_back({device, time - kBeforeLoss});
@@ -180,8 +179,7 @@ void EngineModel::start_next() {
 void EngineModel::on_storage_info(std::size_t number, std::int32_t megabytes) {
     const auto operation = find(number);
     if (operation == saved_.operations.end()) {
-        expect_log(kLogError,
-                   fmt::format("NorVane - operation {} not found.", guid_of_operation(number)));
+        expect_log(kLogError, fmt::format("NorVane - operation {} not found.", guid_of_operation(number)));
         return;
     }
     const std::uint32_t gigabytes = gigabytes_for(megabytes);
@@ -200,7 +198,7 @@ void EngineModel::on_reservation(std::size_t number, const std::string& temporar
     const auto operation = find(number);
     if (operation == saved_.operations.end()) {
         expect_log(kLogError, fmt::format("NorVane - operation {} in disk space response was not found.",
-                                              guid_of_operation(number)));
+                                          guid_of_operation(number)));
         return;
     }
     expect_log(kLogInformation,
@@ -251,17 +249,16 @@ void EngineModel::on_failed(std::size_t number, std::int32_t error, Seconds fail
         return;
     }
     const std::string guid = guid_of_operation(number);
-    expect_log(kLogError,
-               fmt::format("NorVane - retrieve operation {} for device {} completed with error {}", guid,
-                           name_of(operation->device), error));
-    if (++operation->attempts <= kMostAttempts) {
+    expect_log(kLogError, fmt::format("NorVane - retrieve operation {} for device {} completed with error {}",
+                                      guid, name_of(operation->device), error));
+    if (++operation->attempts <= kMaxAttempts) {
         operation->start = failed_clip_start;
         expect_release(*operation);
         start_next();
         return;
     }
-    expect_log(kLogError, fmt::format("NorVane - operation {} for device {} exceeded the retry limit.",
-                                          guid, name_of(operation->device)));
+    expect_log(kLogError, fmt::format("NorVane - operation {} for device {} exceeded the retry limit.", guid,
+                                      name_of(operation->device)));
     ++saved_.operations_dropped;
     complete(operation);
 }

@@ -3,10 +3,10 @@
 
 namespace recorder {
 
-void play_gap(Stage& stage, const std::vector<Clip>& clips) {
-    stage.open();
-    serve_all(stage, {lost_and_found(stage, "Front gate", clips)});
-    end_story(stage);
+void play_gap(HostSimulator& simulator, const std::vector<Clip>& clips) {
+    simulator.open();
+    serve_all(simulator, {lost_and_found(simulator, "Front gate", clips)});
+    end_story(simulator);
 }
 
 }  // namespace recorder

@@ -26,8 +26,8 @@ static void from_json(const nlohmann::json& json, Loss& loss) {
 
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SavedModel, losses, operations, operations_made, operations_done,
                                    operations_dropped, state_file_exists)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(StageMemory, model, guids, recordings, counts)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Handover, stage, cameras, time)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SimulatorState, model, guids, recordings, counts)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Handover, simulator, cameras, time)
 
 std::string handover_text(const Handover& handover) {
     // Not as text: paths need not be UTF-8.

@@ -10,7 +10,7 @@ namespace recorder {
 
 /// What one process leaves to the next so that it can go on with the same story.
 struct Handover {
-    StageMemory stage;
+    SimulatorState simulator;
     std::vector<Camera> cameras;
     Seconds time = 0;  // of the story
 };

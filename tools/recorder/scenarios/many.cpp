@@ -43,7 +43,8 @@ struct Member {
 
 class Crowd {
   public:
-    Crowd(Stage& stage, const std::vector<Clip>& clips, const CrowdSettings& settings, Endurance* endurance);
+    Crowd(HostSimulator& simulator, const std::vector<Clip>& clips, const CrowdSettings& settings,
+          Soak* soak);
     std::uint32_t play();
 
   private:
@@ -61,22 +62,22 @@ class Crowd {
     std::vector<Member*> members_that(bool connected, bool with_gaps_left);
     Member& member_of(const Request& request);
 
-    Stage& stage_;
+    HostSimulator& simulator_;
     std::vector<Clip> clips_;
     Dice dice_;
     std::vector<Member> members_;
     std::uint32_t most_gaps_;
     std::uint32_t restarts_ = 0;
-    Endurance* endurance_;  // null for a story of its own length
+    Soak* endurance_;  // null for a story of its own length
 };
 
-Crowd::Crowd(Stage& stage, const std::vector<Clip>& clips, const CrowdSettings& settings,
-             Endurance* endurance)
-    : stage_(stage),
+Crowd::Crowd(HostSimulator& simulator, const std::vector<Clip>& clips, const CrowdSettings& settings,
+             Soak* soak)
+    : simulator_(simulator),
       clips_(clips),
       dice_(settings.seed),
-      most_gaps_(endurance == nullptr ? settings.gaps : std::numeric_limits<std::uint32_t>::max()),
-      endurance_(endurance) {
+      most_gaps_(soak == nullptr ? settings.gaps : std::numeric_limits<std::uint32_t>::max()),
+      endurance_(soak) {
     for (std::uint32_t i = 0; i < settings.cameras; ++i) {
         // Names that the quoted form and XML have to carry safely.
         members_.push_back(
@@ -85,17 +86,17 @@ Crowd::Crowd(Stage& stage, const std::vector<Clip>& clips, const CrowdSettings& 
 }
 
 std::uint32_t Crowd::play() {
-    stage_.open();
-    for (Member& member : members_) introduce(stage_, member.camera, member.clock++);
+    simulator_.open();
+    for (Member& member : members_) introduce(simulator_, member.camera, member.clock++);
     const std::uint64_t most_steps =
         1000 + 500 * static_cast<std::uint64_t>(members_.size()) * (std::uint64_t{1} + most_gaps_);
     for (std::uint64_t steps = 0; !finished(); ++steps) {
-        if (steps == most_steps) throw PlugInFault("the conversation comes to no end");
+        if (steps == most_steps) throw ModuleFault("the conversation comes to no end");
         step();
         if (endurance_ != nullptr) watch();
     }
-    stage_.settle();
-    stage_.close();
+    simulator_.settle();
+    simulator_.close();
     return restarts_;
 }
 
@@ -112,8 +113,8 @@ bool Crowd::may_restart() {
 }
 
 bool Crowd::finished() {
-    return stage_.model().all_done() && stage_.requests().empty() && members_that(true, true).empty() &&
-           members_that(false, false).empty();
+    return simulator_.model().all_done() && simulator_.requests().empty() &&
+           members_that(true, true).empty() && members_that(false, false).empty();
 }
 
 /// Connected members, those with gaps left only where asked; or lost members.
@@ -131,11 +132,11 @@ void Crowd::step() {
     auto lost = members_that(false, false);
     if (may_restart()) return restart();
     if (dice_.percent(4)) return disturb();
-    if (!stage_.requests().empty() && dice_.percent(60)) return answer(dice_.pick(stage_.requests()));
+    if (!simulator_.requests().empty() && dice_.percent(60)) return answer(dice_.pick(simulator_.requests()));
     if (!lost.empty() && dice_.percent(50)) return find(*dice_.pick(lost));
     if (!may_be_lost.empty()) return lose(*dice_.pick(may_be_lost));
     if (!lost.empty()) return find(*dice_.pick(lost));
-    if (!stage_.requests().empty()) return answer(stage_.requests().front());
+    if (!simulator_.requests().empty()) return answer(simulator_.requests().front());
     // Operations are left, but the plug-in only starts one when a camera returns: another gap is needed.
     auto all = members_that(true, false);
     lose(*dice_.pick(all));
@@ -143,7 +144,7 @@ void Crowd::step() {
 
 void Crowd::lose(Member& member) {
     member.clock += 20 + static_cast<Seconds>(dice_.below(60));
-    stage_.report(member.camera, false, member.clock);
+    simulator_.report(member.camera, false, member.clock);
     member.connected = false;
     if (member.gaps_left > 0) --member.gaps_left;
 }
@@ -153,7 +154,7 @@ void Crowd::find(Member& member) {
     if (endurance_ != nullptr) member.camera.forget_but(kClipsKept);
     for (std::size_t count = dice_.below(3); count > 0; --count) held.push_back(dice_.pick(clips_));
     member.clock = member.camera.record(held, member.clock) + static_cast<Seconds>(dice_.below(5));
-    stage_.report(member.camera, true, member.clock);
+    simulator_.report(member.camera, true, member.clock);
     member.connected = true;
 }
 
@@ -162,24 +163,24 @@ void Crowd::disturb() {
     Member& member = dice_.pick(members_);
     switch (dice_.below(endurance_ == nullptr ? 4 : 3)) {
         case 0:
-            return stage_.send_text("no XML", "<Pavo><Devices ID=\"1\"");
+            return simulator_.send_text("no XML", "<Pavo><Devices ID=\"1\"");
         case 1:
-            return stage_.send_text("nonsense", "<Pavo><Weather Sunny=\"1\"/></Pavo>");
+            return simulator_.send_text("nonsense", "<Pavo><Weather Sunny=\"1\"/></Pavo>");
         case 2:
-            return stage_.report_done_for_nobody(member.camera);
+            return simulator_.report_done_for_nobody(member.camera);
         default:
-            return stage_.report(member.camera, member.connected, ++member.clock);
+            return simulator_.report(member.camera, member.connected, ++member.clock);
     }
 }
 
 void Crowd::restart() {
     ++restarts_;
-    stage_.close();
+    simulator_.close();
     if (endurance_ != nullptr) endurance_->note_restart();
-    stage_.open();
+    simulator_.open();
     for (Member& member : members_) {
-        stage_.announce(member.camera);
-        if (member.connected) stage_.report(member.camera, true, ++member.clock);
+        simulator_.announce(member.camera);
+        if (member.connected) simulator_.report(member.camera, true, ++member.clock);
     }
 }
 
@@ -187,7 +188,7 @@ Member& Crowd::member_of(const Request& request) {
     const auto member = std::find_if(members_.begin(), members_.end(), [&](const Member& candidate) {
         return candidate.camera.device == request.device;
     });
-    if (member == members_.end()) throw PlugInFault("the plug-in asks for an operation of no camera");
+    if (member == members_.end()) throw ModuleFault("the plug-in asks for an operation of no camera");
     return *member;
 }
 
@@ -197,36 +198,36 @@ void Crowd::answer(const Request& picked) {
     if (request.kind == Request::Kind::kRecordings) return answer_recordings(member, request);
     if (dice_.percent(10)) return fail(member, request);
     if (request.kind == Request::Kind::kStorageInfo && dice_.percent(10))
-        return stage_.offer(member.camera, request, {});
-    serve(stage_, member.camera, request);
+        return simulator_.offer(member.camera, request, {});
+    serve(simulator_, member.camera, request);
 }
 
 void Crowd::answer_recordings(Member& member, const Request& request) {
-    constexpr std::size_t kMostClips = 3;
-    const Operation* operation = stage_.operation(request);
+    constexpr std::size_t kMaxClips = 3;
+    const Operation* operation = simulator_.operation(request);
     auto clips = operation == nullptr ? std::vector<StoredClip>()
                                       : member.camera.holdings(operation->start, operation->end);
-    if (clips.size() > kMostClips) clips.erase(clips.begin(), clips.end() - kMostClips);
-    if (dice_.percent(5)) stage_.deliver_no_mp4(member.camera, request, member.clock);
+    if (clips.size() > kMaxClips) clips.erase(clips.begin(), clips.end() - kMaxClips);
+    if (dice_.percent(5)) simulator_.deliver_no_mp4(member.camera, request, member.clock);
     for (const StoredClip& stored : clips) {
-        if (dice_.percent(15)) return stage_.fail(member.camera, request, 5, stored.start);
-        stage_.deliver(member.camera, request, stored, dice_.percent(70) ? 1 : 3);
+        if (dice_.percent(15)) return simulator_.fail(member.camera, request, 5, stored.start);
+        simulator_.deliver(member.camera, request, stored, dice_.percent(70) ? 1 : 3);
     }
-    stage_.finish(member.camera, request);
-    if (dice_.percent(5)) stage_.finish(member.camera, request);  // said twice
+    simulator_.finish(member.camera, request);
+    if (dice_.percent(5)) simulator_.finish(member.camera, request);  // said twice
 }
 
 void Crowd::fail(Member& member, const Request& request) {
-    const Operation* operation = stage_.operation(request);
+    const Operation* operation = simulator_.operation(request);
     const Seconds start = operation == nullptr ? member.clock : operation->start;
-    stage_.fail(member.camera, request, static_cast<std::int32_t>(dice_.below(100)), start);
+    simulator_.fail(member.camera, request, static_cast<std::int32_t>(dice_.below(100)), start);
 }
 
 }  // namespace
 
-std::uint32_t play_many(Stage& stage, const std::vector<Clip>& clips, const CrowdSettings& settings,
-                        Endurance* endurance) {
-    return Crowd(stage, clips, settings, endurance).play();
+std::uint32_t play_many(HostSimulator& simulator, const std::vector<Clip>& clips,
+                        const CrowdSettings& settings, Soak* soak) {
+    return Crowd(simulator, clips, settings, soak).play();
 }
 
 }  // namespace recorder

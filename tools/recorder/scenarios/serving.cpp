@@ -18,9 +18,9 @@ Camera make_camera(std::uint32_t number, const std::string& name) {
             .storage = {}};
 }
 
-void introduce(Stage& stage, const Camera& camera, Seconds time) {
-    stage.announce(camera);
-    stage.report(camera, true, time);
+void introduce(HostSimulator& simulator, const Camera& camera, Seconds time) {
+    simulator.announce(camera);
+    simulator.report(camera, true, time);
 }
 
 Seconds loss_for(const std::vector<Clip>& clips) {
@@ -29,56 +29,56 @@ Seconds loss_for(const std::vector<Clip>& clips) {
     return lost;
 }
 
-Camera lost_and_found(Stage& stage, const std::string& name, const std::vector<Clip>& clips) {
+Camera lost_and_found(HostSimulator& simulator, const std::string& name, const std::vector<Clip>& clips) {
     Camera camera = make_camera(0, name);
     const Seconds lost = loss_for(clips);
     const Seconds found = camera.record(clips, lost);
-    introduce(stage, camera, lost - kAgo);
-    stage.report(camera, false, lost);
-    stage.report(camera, true, found);
+    introduce(simulator, camera, lost - kAgo);
+    simulator.report(camera, false, lost);
+    simulator.report(camera, true, found);
     return camera;
 }
 
-void serve(Stage& stage, const Camera& camera, Request request) {
-    const Operation* operation = stage.operation(request);
+void serve(HostSimulator& simulator, const Camera& camera, Request request) {
+    const Operation* operation = simulator.operation(request);
     const auto clips =
         operation == nullptr ? std::vector<StoredClip>() : camera.holdings(operation->start, operation->end);
     switch (request.kind) {
         case Request::Kind::kStorageInfo:
-            stage.offer(camera, request, clips);
+            simulator.offer(camera, request, clips);
             break;
         case Request::Kind::kReservation:
-            stage.grant(camera, request);
+            simulator.grant(camera, request);
             break;
         case Request::Kind::kRecordings:
-            for (const StoredClip& stored : clips) stage.deliver(camera, request, stored, 1);
-            stage.finish(camera, request);
+            for (const StoredClip& stored : clips) simulator.deliver(camera, request, stored, 1);
+            simulator.finish(camera, request);
             break;
     }
 }
 
-void serve_all(Stage& stage, const std::vector<Camera>& cameras) {
-    while (!stage.requests().empty()) {
-        const Request request = stage.requests().front();
+void serve_all(HostSimulator& simulator, const std::vector<Camera>& cameras) {
+    while (!simulator.requests().empty()) {
+        const Request request = simulator.requests().front();
         const auto asked = std::find_if(cameras.begin(), cameras.end(), [&](const Camera& camera) {
             return camera.device == request.device;
         });
-        serve(stage, *asked, request);
+        serve(simulator, *asked, request);
     }
-    stage.settle();
+    simulator.settle();
 }
 
-Request until_clips_are_asked(Stage& stage, const Camera& camera) {
-    while (stage.requests().front().kind != Request::Kind::kRecordings) {
-        serve(stage, camera, stage.requests().front());
+Request until_clips_are_asked(HostSimulator& simulator, const Camera& camera) {
+    while (simulator.requests().front().kind != Request::Kind::kRecordings) {
+        serve(simulator, camera, simulator.requests().front());
     }
-    return stage.requests().front();
+    return simulator.requests().front();
 }
 
-void end_story(Stage& stage) {
-    stage.settle();
-    if (!stage.model().all_done()) throw PlugInFault("the story ended with operations left to do");
-    stage.close();
+void end_story(HostSimulator& simulator) {
+    simulator.settle();
+    if (!simulator.model().all_done()) throw ModuleFault("the story ended with operations left to do");
+    simulator.close();
 }
 
 }  // namespace recorder

@@ -13,24 +13,25 @@ inline constexpr Seconds kAgo = 60;
 [[nodiscard]] Camera make_camera(std::uint32_t number, const std::string& name);
 
 /// Announces the camera and reports its channel connected.
-void introduce(Stage& stage, const Camera& camera, Seconds time);
+void introduce(HostSimulator& simulator, const Camera& camera, Seconds time);
 
 /// The instant of a loss so long ago that the clips fit behind it.
 [[nodiscard]] Seconds loss_for(const std::vector<Clip>& clips);
 
 /// A new camera that is lost, records the clips, and is found again.
-[[nodiscard]] Camera lost_and_found(Stage& stage, const std::string& name, const std::vector<Clip>& clips);
+[[nodiscard]] Camera lost_and_found(HostSimulator& simulator, const std::string& name,
+                                    const std::vector<Clip>& clips);
 
 /// Gives the request the answer that a camera in good order leads to.
-void serve(Stage& stage, const Camera& camera, Request request);
+void serve(HostSimulator& simulator, const Camera& camera, Request request);
 
 /// Serves the camera's requests, the only ones there are, up to the one for its clips.
-[[nodiscard]] Request until_clips_are_asked(Stage& stage, const Camera& camera);
+[[nodiscard]] Request until_clips_are_asked(HostSimulator& simulator, const Camera& camera);
 
 /// Serves every request, in order, until the plug-in has no more.
-void serve_all(Stage& stage, const std::vector<Camera>& cameras);
+void serve_all(HostSimulator& simulator, const std::vector<Camera>& cameras);
 
-/// Waits for what is still to come and closes. Throws PlugInFault where operations are left to do.
-void end_story(Stage& stage);
+/// Sleeper for what is still to come and closes. Throws ModuleFault where operations are left to do.
+void end_story(HostSimulator& simulator);
 
 }  // namespace recorder

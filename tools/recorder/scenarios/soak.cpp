@@ -7,8 +7,8 @@
 
 #include <fmt/format.h>
 
-#include "tools/recorder/summary.h"
 #include "tools/host_kit/module_fault.h"
+#include "tools/recorder/summary.h"
 
 namespace recorder {
 namespace {
@@ -43,67 +43,67 @@ nanoseconds longest(const std::vector<nanoseconds>& times) {
 
 }  // namespace
 
-Endurance::Endurance(Stage& stage, const EnduranceSettings& settings)
-    : stage_(stage),
+Soak::Soak(HostSimulator& simulator, const SoakSettings& settings)
+    : simulator_(simulator),
       settings_(settings),
       every_(settings.operations == 0 ? kThousand
                                       : std::clamp<std::uint64_t>(settings.operations / 2, 1, kThousand)) {}
 
-std::uint64_t Endurance::ended() const {
-    const SavedModel& saved = stage_.model().saved();
+std::uint64_t Soak::ended() const {
+    const SavedModel& saved = simulator_.model().saved();
     return saved.operations_done + saved.operations_dropped;
 }
 
-bool Endurance::enough() const {
+bool Soak::enough() const {
     if (settings_.operations > 0 && ended() >= settings_.operations) return true;
     return settings_.minutes > 0 && steady_clock::now() - begin_ >= std::chrono::minutes(settings_.minutes);
 }
 
-void Endurance::watch() {
+void Soak::watch() {
     if (ended() < every_ * (samples_.size() + 1)) return;
     check_recordings();
     current_.duration = steady_clock::now() - sample_begin_;
     probe();
     current_.process = process_figures();
-    current_.texts_held = stage_.texts_held();
+    current_.texts_held = simulator_.texts_held();
     samples_.push_back(std::exchange(current_, {}));
     sample_begin_ = steady_clock::now();
 }
 
-void Endurance::note_restart() {
-    closings_.push_back(stage_.last_closing());
+void Soak::note_restart() {
+    closings_.push_back(simulator_.last_closing());
     std::error_code not_there;
-    const auto bytes = fs::file_size(stage_.state_file(), not_there);
+    const auto bytes = fs::file_size(simulator_.state_file(), not_there);
     if (!not_there) current_.state_file_bytes = std::max<std::uint64_t>(current_.state_file_bytes, bytes);
 }
 
-void Endurance::probe() {
+void Soak::probe() {
     const std::string work = long_message();
     for (int i = 0; i < kProbes; ++i) {
-        stage_.settle();
-        stage_.send_text("probe", "<Pavo><Probe/></Pavo>");
-        stage_.settle();
-        current_.idle.push_back(stage_.last_return() - stage_.last_sending());
-        stage_.send_text("work", work);
-        stage_.send_text("probe", "<Pavo><Probe/></Pavo>");
-        stage_.settle();
-        current_.busy.push_back(stage_.last_return() - stage_.return_before());
+        simulator_.settle();
+        simulator_.send_text("probe", "<Pavo><Probe/></Pavo>");
+        simulator_.settle();
+        current_.idle.push_back(simulator_.last_return() - simulator_.last_sending());
+        simulator_.send_text("work", work);
+        simulator_.send_text("probe", "<Pavo><Probe/></Pavo>");
+        simulator_.settle();
+        current_.busy.push_back(simulator_.last_return() - simulator_.return_before());
     }
 }
 
-void Endurance::check_recordings() {
-    stage_.settle();
-    for (const ExpectedRecording& recording : stage_.take_recordings()) {
+void Soak::check_recordings() {
+    simulator_.settle();
+    for (const ExpectedRecording& recording : simulator_.take_recordings()) {
         const reader::Report report = read_back(recording);
-        if (!report.verified()) throw PlugInFault(reader::text_of(report.faults.kept().front()));
+        if (!report.verified()) throw ModuleFault(reader::text_of(report.faults.kept().front()));
         fs::remove(recording.path);
         fs::remove(recording.path + "i");
         ++recordings_checked_;
     }
-    stage_.forget_what_ended();
+    simulator_.forget_what_ended();
 }
 
-std::string Endurance::figures() const {
+std::string Soak::figures() const {
     std::string text =
         fmt::format("{} operations in {:.0f} s, {} recordings verified, {} restarts\n", ended(),
                     milliseconds(steady_clock::now() - begin_) / 1000, recordings_checked_, closings_.size());

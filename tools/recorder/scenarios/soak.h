@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "tools/recorder/host/process_figures.h"
 #include "tools/recorder/host/host_simulator.h"
+#include "tools/recorder/host/process_figures.h"
 
 namespace recorder {
 
 /// How long a story goes on; 0 sets no bound.
-struct EnduranceSettings {
+struct SoakSettings {
     std::uint64_t operations = 0;  // that have ended
     std::uint32_t minutes = 0;
 
@@ -21,11 +21,11 @@ struct EnduranceSettings {
 /// Watches a story that goes on for long: after every thousand operations it notes what the process holds,
 /// measures how quickly messages come back, checks the recordings and clears them away, so that nothing grows
 /// but by a fault.
-class Endurance {
+class Soak {
   public:
-    Endurance(Stage& stage, const EnduranceSettings& settings);
+    Soak(HostSimulator& simulator, const SoakSettings& settings);
 
-    /// Called between the steps of the story; throws PlugInFault for a recording with a fault.
+    /// Called between the steps of the story; throws ModuleFault for a recording with a fault.
     void watch();
     /// Whether the story may end.
     [[nodiscard]] bool enough() const;
@@ -49,8 +49,8 @@ class Endurance {
     void probe();
     void check_recordings();
 
-    Stage& stage_;
-    EnduranceSettings settings_;
+    HostSimulator& simulator_;
+    SoakSettings settings_;
     std::uint64_t every_;  // operations between two samples
     std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
     std::chrono::steady_clock::time_point sample_begin_ = begin_;

@@ -11,7 +11,7 @@ namespace {
 void in_order(Trial& trial) {
     trial.open();
     for (int i = 0; i < 50; ++i) trial.send("<Pavo><Number/></Pavo>");
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 void not_well_formed(Trial& trial) {
@@ -20,39 +20,39 @@ void not_well_formed(Trial& trial) {
          {"<Pavo>", "no document", "<a/><b/>", "<Pavo><Devices></Pavo>", "\xFF\xFE", "&"}) {
         trial.send(text);
     }
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 void without_text(Trial& trial) {
     trial.open();
     trial.send("");
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 void bad_guid(Trial& trial) {
     trial.open();
     trial.send_inside(R"(<Storage GUID="none" RetrievalStatus="3"/>)");
     trial.send_inside(R"(<Storage RetrievalStatus="3"/>)");
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 /// What is still queued when the module is closed comes back unread.
 void at_close(Trial& trial) {
     trial.open();
-    trial.stage().settle();
+    trial.simulator().settle();
     for (int i = 0; i < 200; ++i) trial.send("<Pavo><Unread/></Pavo>");
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 void release_fails(Trial& trial) {
     trial.open();
-    trial.stage().settle();
-    trial.stage().host().answer_releases_with({5, 7});
+    trial.simulator().settle();
+    trial.simulator().host().answer_releases_with({5, 7});
     trial.send("<Pavo><Kept/></Pavo>");
     trial.model().expect_log(25, "Decrement reference event returned : 5 error : 7\n");
-    trial.stage().settle();
-    trial.stage().host().answer_releases_with({});
-    trial.stage().close();
+    trial.simulator().settle();
+    trial.simulator().host().answer_releases_with({});
+    trial.simulator().close();
 }
 
 constexpr std::array kCases = {

@@ -9,7 +9,7 @@
 
 namespace recorder::validate {
 
-/// One thing that every build of the module has to do. The body throws PlugInFault with what it found; it has
+/// One thing that every build of the module has to do. The body throws ModuleFault with what it found; it has
 /// a process and a working directory of its own.
 struct Case {
     const char* name;    // subject.case

@@ -15,40 +15,40 @@ constexpr const char* kNobody = "00000000-0000-4000-8000-000000000000";
 void nothing_to_fetch(Trial& trial) {
     trial.open();
     trial.lose_and_find();
-    trial.stage().offer(trial.camera(), trial.request(), {});
-    trial.stage().close();
+    trial.simulator().offer(trial.camera(), trial.request(), {});
+    trial.simulator().close();
 }
 
 /// An attempt is counted for every request and every failure: the second failure is the last.
 void fails_twice(Trial& trial) {
     const Request first = trial.until_clips_are_asked();
-    trial.stage().fail(trial.camera(), first, 104, kLost + 100);
-    const Request again = recorder::until_clips_are_asked(trial.stage(), trial.camera());
-    trial.stage().fail(trial.camera(), again, -5, kLost + 200);
-    end_story(trial.stage());
+    trial.simulator().fail(trial.camera(), first, 104, kLost + 100);
+    const Request again = recorder::until_clips_are_asked(trial.simulator(), trial.camera());
+    trial.simulator().fail(trial.camera(), again, -5, kLost + 200);
+    end_story(trial.simulator());
 }
 
 void done_at_second_try(Trial& trial) {
     const Request first = trial.until_clips_are_asked();
-    trial.stage().fail(trial.camera(), first, 1, kLost + 100);
-    trial.finish(recorder::until_clips_are_asked(trial.stage(), trial.camera()));
+    trial.simulator().fail(trial.camera(), first, 1, kLost + 100);
+    trial.finish(recorder::until_clips_are_asked(trial.simulator(), trial.camera()));
 }
 
 /// Failure without its attributes: error -1, from second -1 on.
 void fails_without_reason(Trial& trial) {
     const Request request = trial.until_clips_are_asked();
-    const std::string guid = trial.stage().guid(request.operation);
+    const std::string guid = trial.simulator().guid(request.operation);
     trial.model().on_failed(request.operation, -1, -1);
     trial.send_inside(fmt::format(R"(<Storage GUID="{}" RetrievalStatus="4"/>)", guid));
-    trial.stage().settle();
-    trial.stage().close();
+    trial.simulator().settle();
+    trial.simulator().close();
 }
 
 /// The camera's own and one of another camera, five seconds later.
 Camera open_with_two_operations(Trial& trial) {
     Camera other = make_camera(1, "Yard");
     trial.open();
-    introduce(trial.stage(), other, kLost - 60);
+    introduce(trial.simulator(), other, kLost - 60);
     trial.lose_and_find();
     trial.lose_and_find(other, kLost + 5, kFound + 5);
     return other;
@@ -56,35 +56,35 @@ Camera open_with_two_operations(Trial& trial) {
 
 void two_cameras_in_order(Trial& trial) {
     const Camera other = open_with_two_operations(trial);
-    serve_all(trial.stage(), {trial.camera(), other});
-    end_story(trial.stage());
+    serve_all(trial.simulator(), {trial.camera(), other});
+    end_story(trial.simulator());
 }
 
 void later_one_fails(Trial& trial) {
     const Camera other = open_with_two_operations(trial);
     const std::size_t later = trial.model().saved().operations_made;
-    trial.stage().fail(other, {Request::Kind::kRecordings, later, other.device}, 9, kLost + 50);
-    trial.stage().settle();
-    trial.stage().close();
+    trial.simulator().fail(other, {Request::Kind::kRecordings, later, other.device}, 9, kLost + 50);
+    trial.simulator().settle();
+    trial.simulator().close();
 }
 
 void lost_while_fetching(Trial& trial) {
     const Camera other = open_with_two_operations(trial);
-    trial.stage().report(other, false, kFound + 50);           // not the current one
-    trial.stage().report(trial.camera(), false, kFound + 60);  // nothing can be fetched
-    trial.stage().report(other, true, kFound + 70);
-    trial.stage().report(trial.camera(), true, kFound + 80);
-    serve_all(trial.stage(), {trial.camera(), other});
-    end_story(trial.stage());
+    trial.simulator().report(other, false, kFound + 50);           // not the current one
+    trial.simulator().report(trial.camera(), false, kFound + 60);  // nothing can be fetched
+    trial.simulator().report(other, true, kFound + 70);
+    trial.simulator().report(trial.camera(), true, kFound + 80);
+    serve_all(trial.simulator(), {trial.camera(), other});
+    end_story(trial.simulator());
 }
 
 /// The first loss counts, whatever is reported while the channel is lost.
 void lost_twice(Trial& trial) {
     trial.open();
-    trial.stage().report(trial.camera(), false, kLost);
-    trial.stage().report(trial.camera(), false, kLost + 100);
-    trial.stage().report(trial.camera(), true, kFound);
-    trial.stage().close();
+    trial.simulator().report(trial.camera(), false, kLost);
+    trial.simulator().report(trial.camera(), false, kLost + 100);
+    trial.simulator().report(trial.camera(), true, kFound);
+    trial.simulator().close();
 }
 
 void not_supported(Trial& trial) {
@@ -97,7 +97,7 @@ void not_supported(Trial& trial) {
             other.device.identifier, other.device.number, supported));
     }
     trial.lose_and_find(other, kLost, kFound);
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 void removed(Trial& trial) {
@@ -105,32 +105,32 @@ void removed(Trial& trial) {
     trial.model().on_removed(trial.camera().device);
     trial.send(device_document(trial.camera().device, ""));
     trial.lose_and_find();
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 void unknown_operation(Trial& trial) {
     trial.open();
     trial.lose_and_find();
-    Stage& stage = trial.stage();
-    stage.report_done_for_nobody(trial.camera());
+    HostSimulator& simulator = trial.simulator();
+    simulator.report_done_for_nobody(trial.camera());
     trial.model().expect_log(25, "NorVane - operation failed received for unknown operation.");
     trial.send(failed_document(trial.camera().device, kNobody, 1, kLost));
-    stage.settle();
+    simulator.settle();
     trial.model().expect_log(75, fmt::format("NorVane - operation {} not found.", kNobody));
     trial.send(storage_info_document(trial.camera().device, kNobody, {1, 1, 1, 2}));
-    stage.settle();
+    simulator.settle();
     trial.model().expect_log(
         75, fmt::format("NorVane - operation {} in disk space response was not found.", kNobody));
     trial.send(reservation_document(kNobody, "/tmp", "/tmp/"));
     trial.send(clip_document(trial.camera().device, kNobody, {"/no.mp4", 1, 2, "x", 1}));
-    stage.close();
+    simulator.close();
 }
 
 /// Attributes that are wrong or missing silence their element.
 void without_effect(Trial& trial) {
     trial.open();
     trial.lose_and_find();
-    const std::string guid = trial.stage().guid(trial.request().operation);
+    const std::string guid = trial.simulator().guid(trial.request().operation);
     for (
         const char* inside : {
             R"(<Codec><Encoder Number="1"><Channel Number="0" Connected="0"/></Encoder></Codec>)",
@@ -150,7 +150,7 @@ void without_effect(Trial& trial) {
     for (const char* text : {"<Other/>", "<Pavo/>", "<Pavo><Storage><Reservation/></Storage></Pavo>"}) {
         trial.send(text);
     }
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 /// Whatever is not 1 means lost, an element behind Device is a device, a return needs the loss's channel.
@@ -163,9 +163,9 @@ void unusual_forms(Trial& trial) {
         trial.camera().device.identifier, trial.camera().device.number, kLost));
     trial.send_inside(
         R"(<Codec><Encoder Number="0"><Channel Number="5" Connected="1" Time="9"/></Encoder></Codec>)");
-    trial.stage().report(trial.camera(), true, kFound);
+    trial.simulator().report(trial.camera(), true, kFound);
     trial.model().on_channel(trial.camera().device, true, 9);  // the other channel's: connected twice
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 constexpr std::array kCases = {

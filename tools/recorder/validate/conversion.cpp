@@ -52,7 +52,7 @@ void require_pair(const std::string& path, const Pair& expected) {
 void convert(Trial& trial, const ClipPlan& plan, Seconds start = kLost, std::int32_t type = 1,
              std::uint8_t kind = kOrdinary) {
     const Request request = trial.until_clips_are_asked();
-    trial.stage().deliver(trial.camera(), request, planned(trial, "clip.mp4", plan, start), type);
+    trial.simulator().deliver(trial.camera(), request, planned(trial, "clip.mp4", plan, start), type);
     require_pair(trial.directory().recording_path(trial.camera().device, start),
                  expected_pair(plan, start, kind, trial.camera().name));
     trial.finish(request);
@@ -103,30 +103,30 @@ void path(Trial& trial) {
     camera.device = {0x0ABC1234, 0x1FF};
     camera.storage = {{.clip = {.file = {}, .bytes = 1, .seconds = 60, .frames = 0}, .start = kLost}};
     const ClipPlan plan = varied_plan();
-    trial.stage().open();
-    introduce(trial.stage(), camera, kLost - 60);
+    trial.simulator().open();
+    introduce(trial.simulator(), camera, kLost - 60);
     trial.lose_and_find(camera, kLost, kFound);
-    const Request request = recorder::until_clips_are_asked(trial.stage(), camera);
-    trial.stage().deliver(camera, request, planned(trial, "clip.mp4", plan, kLost), 1);
+    const Request request = recorder::until_clips_are_asked(trial.simulator(), camera);
+    trial.simulator().deliver(camera, request, planned(trial, "clip.mp4", plan, kLost), 1);
     const std::string path = trial.directory().recording_path(camera.device, kLost);
     require(path.ends_with("-0ABCFF80e.ps"), "a clip id of another camera was expected");
     require_pair(path, expected_pair(plan, kLost, kOrdinary, camera.name));
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 /// A second clip of the same second takes the first one's place.
 void replaced(Trial& trial) {
     const Request request = trial.until_clips_are_asked();
     const ClipPlan second{.samples = {{{unit('\x65', 9)}, true}}};
-    trial.stage().deliver(trial.camera(), request, planned(trial, "a.mp4", varied_plan(), kLost), 1);
-    trial.stage().deliver(trial.camera(), request, planned(trial, "b.mp4", second, kLost), 1);
+    trial.simulator().deliver(trial.camera(), request, planned(trial, "a.mp4", varied_plan(), kLost), 1);
+    trial.simulator().deliver(trial.camera(), request, planned(trial, "b.mp4", second, kLost), 1);
     require_pair(trial.directory().recording_path(trial.camera().device, kLost),
                  expected_pair(second, kLost, kOrdinary, trial.camera().name));
     trial.finish(request);
 }
 
 /// What is said of a clip that gets as far as its recording, and then a line of its own.
-Stage::Prediction opened_then(Trial& trial, const std::string& error) {
+HostSimulator::Prediction opened_then(Trial& trial, const std::string& error) {
     return [&trial, error](const std::string& clip, const std::string& recording) {
         trial.model().on_clip(1, clip, recording);
         trial.model().expect_log(75, fmt::format(fmt::runtime(error), recording));
@@ -134,7 +134,7 @@ Stage::Prediction opened_then(Trial& trial, const std::string& error) {
 }
 
 /// What is said of a clip that does not get that far.
-Stage::Prediction said(Trial& trial, const std::vector<std::pair<int, std::string>>& lines) {
+HostSimulator::Prediction said(Trial& trial, const std::vector<std::pair<int, std::string>>& lines) {
     return [&trial, lines](const std::string& clip, const std::string& recording) {
         for (const auto& [level, line] : lines) {
             trial.model().expect_log(level, fmt::format(fmt::runtime(line), clip, recording));
@@ -143,20 +143,21 @@ Stage::Prediction said(Trial& trial, const std::vector<std::pair<int, std::strin
 }
 
 void deliver_file(Trial& trial, const Request& request, const std::string& text,
-                  const Stage::Prediction& predict) {
+                  const HostSimulator::Prediction& predict) {
     const auto file = trial.directory().temporary_directory() / "odd.mp4";
     std::ofstream(file, std::ios::binary) << text;
-    trial.stage().deliver_odd(trial.camera(), request, {{file, text.size(), 1, 0}, kLost}, predict);
+    trial.simulator().deliver_odd(trial.camera(), request, {{file, text.size(), 1, 0}, kLost}, predict);
 }
 
 void no_mp4(Trial& trial) {
     const Request request = trial.until_clips_are_asked();
-    trial.stage().deliver_no_mp4(trial.camera(), request, kLost);
+    trial.simulator().deliver_no_mp4(trial.camera(), request, kLost);
     const auto nothing = trial.directory().temporary_directory() / "missing.mp4";
-    trial.stage().deliver_odd(trial.camera(), request, {{nothing, 0, 1, 0}, kLost},
-                              said(trial, {{25, "Parsing mp4 container - {}.\n"},
-                                           {75, "No sample tables found in mp4 container.\n"},
-                                           {75, "Error deleting file - {}. Attempting to delete again.\n"}}));
+    trial.simulator().deliver_odd(
+        trial.camera(), request, {{nothing, 0, 1, 0}, kLost},
+        said(trial, {{25, "Parsing mp4 container - {}.\n"},
+                     {75, "No sample tables found in mp4 container.\n"},
+                     {75, "Error deleting file - {}. Attempting to delete again.\n"}}));
     trial.finish(request);
 }
 
@@ -190,7 +191,7 @@ void bad_unit_length(Trial& trial) {
 void frame_too_long(Trial& trial) {
     const Request request = trial.until_clips_are_asked();
     const ClipPlan fits{.samples = {{{unit('\x65', 4'194'236)}, true}}};
-    trial.stage().deliver(trial.camera(), request, planned(trial, "fits.mp4", fits, kLost), 1);
+    trial.simulator().deliver(trial.camera(), request, planned(trial, "fits.mp4", fits, kLost), 1);
     require_pair(trial.directory().recording_path(trial.camera().device, kLost),
                  expected_pair(fits, kLost, kOrdinary, trial.camera().name));
     deliver_file(trial, request, clip_text({.samples = {{{unit('\x65', 4'194'237)}, true}}}),

@@ -15,8 +15,8 @@ namespace recorder::validate {
 namespace {
 
 void start_and_end(Trial& trial) {
-    trial.stage().open();
-    trial.stage().close();
+    trial.simulator().open();
+    trial.simulator().close();
 }
 
 /// One of each: storage info, reservation, recordings, release, status 2 and 3, with their log lines.
@@ -25,7 +25,7 @@ void one_retrieval(Trial& trial) {
 }
 
 void numbers(Trial& trial) {
-    trial.stage().open();
+    trial.simulator().open();
     Camera camera = trial.camera();
     camera.device = {0xFFFFFFFF, 0xFFFFFFFF};
     const std::string device = R"(<Pavo><Devices ID="-1"><Device Number="-1")";
@@ -38,7 +38,7 @@ void numbers(Trial& trial) {
     trial.send(device + fmt::format(fmt::runtime(channel), 0, kLost) + end);
     trial.model().on_channel(camera.device, true, kFound);
     trial.send(device + fmt::format(fmt::runtime(channel), 1, kFound) + end);
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 /// GB = (2 x megabytes + 512) / 1024 in 32 bits, at least 1.
@@ -46,52 +46,52 @@ void gigabytes(Trial& trial) {
     trial.open();
     trial.lose_and_find();
     const Request request = trial.request();
-    const std::string guid = trial.stage().guid(request.operation);
+    const std::string guid = trial.simulator().guid(request.operation);
     for (const std::int32_t megabytes : {0, 100, 256, 257, 600, 767, 768, 1000, INT32_MAX, -1}) {
         trial.model().on_storage_info(request.operation, megabytes);
         trial.send_inside(fmt::format(
             R"(<Storage GUID="{}"><Input><Context Number="0" Recordings="2" TotalSize="{}" OldestStart="1" NewestEnd="2"/></Input></Storage>)",
             guid, megabytes));
     }
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 void paths(Trial& trial) {
     trial.open();
     trial.lose_and_find();
-    trial.stage().offer(trial.camera(), trial.request(), {{{{}, 1, 1, 0}, kLost}});
+    trial.simulator().offer(trial.camera(), trial.request(), {{{{}, 1, 1, 0}, kLost}});
     const Request request = trial.request();
-    const std::string guid = trial.stage().guid(request.operation);
+    const std::string guid = trial.simulator().guid(request.operation);
     for (const std::string name : {"plain", "with blank", "a\"b", "a&b", "a<b>", "it's"}) {
         const std::string path =
             (trial.directory().temporary_directory() / platform::file_name_of(name) / "deeper").string();
         trial.model().on_reservation(request.operation, path);
         trial.send(reservation_document(guid, path, trial.directory().output_directory()));
-        trial.stage().settle();
+        trial.simulator().settle();
         require(std::filesystem::is_directory(path), "the plug-in did not make the directory " + path);
     }
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 void directory_not_made(Trial& trial) {
     trial.open();
     trial.lose_and_find();
-    trial.stage().offer(trial.camera(), trial.request(), {{{{}, 1, 1, 0}, kLost}});
+    trial.simulator().offer(trial.camera(), trial.request(), {{{{}, 1, 1, 0}, kLost}});
     const std::string file = (trial.directory().temporary_directory() / "file").string();
     std::ofstream(file) << "in the way";
     const std::string path = file + "/below";
     const auto error =
         platform::system_files().make_directory(path, platform::FileSystem::Existing::kAnything);
     const Request request = trial.request();
-    const std::string guid = trial.stage().guid(request.operation);
-    const Operation operation = *trial.stage().operation(request);
+    const std::string guid = trial.simulator().guid(request.operation);
+    const Operation operation = *trial.simulator().operation(request);
     trial.model().expect_log(
         25, fmt::format("NorVane - requesting recordings from {} gap start time{} gap end time {}",
                         name_of(operation.device), utc_text(operation.start), utc_text(operation.end)));
     trial.model().expect_log(
         75, fmt::format("Error 'system:{}' trying to create directory '{}'", error.value(), quoted(path)));
     trial.send(reservation_document(guid, path, "/"));
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 constexpr std::array kCases = {

@@ -81,8 +81,8 @@ void without_main_loop(Trial& trial) {
 void again(Trial& trial) {
     for (int i = 0; i < 2; ++i) {
         trial.open();
-        trial.stage().report(trial.camera(), false, kLost);
-        trial.stage().close();
+        trial.simulator().report(trial.camera(), false, kLost);
+        trial.simulator().close();
     }
 }
 

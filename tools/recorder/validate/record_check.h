@@ -29,12 +29,12 @@ template <typename Layout, typename Field, typename T>
     return bytes;
 }
 
-/// Throws PlugInFault for the first byte that is not as expected.
+/// Throws ModuleFault for the first byte that is not as expected.
 template <typename Bytes>
 void require_record(const std::string& entry_point, const Bytes& found, const Bytes& expected) {
     const auto [is, should] = std::mismatch(found.begin(), found.end(), expected.begin());
     if (is == found.end()) return;
-    throw PlugInFault(fmt::format("{} left byte {} of its output record as {:02X}, not {:02X}", entry_point,
+    throw ModuleFault(fmt::format("{} left byte {} of its output record as {:02X}, not {:02X}", entry_point,
                                   is - found.begin(), *is, *should));
 }
 

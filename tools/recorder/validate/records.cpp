@@ -15,12 +15,12 @@ void usual_calls(Trial& trial) {
     trial.open();
     trial.send("<Pavo><Wrote/></Pavo>");
     trial.send("<Pavo><Controlled/></Pavo>");  // the third message goes in by IOCTL
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 void ioctl_codes(Trial& trial) {
     trial.open();
-    ModuleLibrary::EntryPoint* const ioctl = trial.stage().host().module().ioctl;
+    ModuleLibrary::EntryPoint* const ioctl = trial.simulator().host().module().ioctl;
     for (const std::uint32_t code : {0U, 3U, 4U, 512U, 0xFFFFFFFFU}) {
         const auto request = with<hr::IoctlRequest, hr::IoctlRequest::Code>(code);
         const auto expected = with<hr::IoctlResult, hr::IoctlResult::Status>(
@@ -28,7 +28,7 @@ void ioctl_codes(Trial& trial) {
         require_record(fmt::format("IOCTL code {}", code), call<hr::IoctlResult>(ioctl, request.data()),
                        expected);
     }
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 /// A message that must not be taken: record and status as told, no text kept.
@@ -37,7 +37,7 @@ void write_in_vain(Trial& trial, hr::WriteRequest::Bytes request, const hr::Writ
     static constexpr std::string_view kText = "<Pavo><NotTaken/></Pavo>";
     Request::Length::put(request, static_cast<std::uint32_t>(kText.size()));
     Request::Text::put(request, std::bit_cast<std::uintptr_t>(kText.data()));
-    const auto found = call<hr::WriteResult>(trial.stage().host().module().write, request.data());
+    const auto found = call<hr::WriteResult>(trial.simulator().host().module().write, request.data());
     require_record("Write", found, expected);
 }
 
@@ -47,23 +47,23 @@ void write_refused(Trial& trial) {
         write_in_vain(trial, with<hr::WriteRequest, hr::WriteRequest::Refused>(flag, {}),
                       with<hr::WriteResult, hr::WriteResult::Status>(hr::kRefused));
     }
-    trial.stage().close();  // a text that came back would be one that was never lent
+    trial.simulator().close();  // a text that came back would be one that was never lent
 }
 
 void write_of_its_own(Trial& trial) {
     trial.open();
     write_in_vain(trial, with<hr::WriteRequest, hr::WriteRequest::Identifier>(hr::kModuleId, {}),
                   untouched<hr::WriteResult>());
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 void missing_records(Trial& trial) {
     trial.open();
-    const ModuleLibrary& library = trial.stage().host().module();
+    const ModuleLibrary& library = trial.simulator().host().module();
     for (ModuleLibrary::EntryPoint* const entry_point : {library.read, library.seek, library.ioctl}) {
         require(entry_point(nullptr, nullptr) == 0, "an entry point without records returned not 0");
     }
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 constexpr std::array kCases = {

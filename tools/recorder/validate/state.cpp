@@ -22,7 +22,7 @@ void remember_operation(Trial& trial, int attempts) {
     saved.state_file_exists = true;
     saved.operations_made = 1;
     saved.operations = {{1, trial.camera().device, kLost, kFound, attempts}};
-    trial.stage().remember({.model = saved, .guids = {{1, kGuid}}, .recordings = {}, .counts = {}});
+    trial.simulator().remember({.model = saved, .guids = {{1, kGuid}}, .recordings = {}, .counts = {}});
 }
 
 std::string operation_line(const Trial& trial, const std::string& attempts) {
@@ -37,35 +37,36 @@ void saved_in_order(Trial& trial) {
     for (const Device& device : {Device{9, 1}, Device{2, 5}, Device{9, 4}, Device{2, 3}}) {
         Camera camera = trial.camera();
         camera.device = device;
-        trial.stage().announce(camera);
-        trial.stage().report(camera, false, kLost + device.number);
+        trial.simulator().announce(camera);
+        trial.simulator().report(camera, false, kLost + device.number);
     }
     trial.lose_and_find();
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 void nothing_to_save(Trial& trial) {
-    trial.stage().open();
-    trial.stage().close();
-    trial.stage().open();
-    trial.stage().close();
+    trial.simulator().open();
+    trial.simulator().close();
+    trial.simulator().open();
+    trial.simulator().close();
 }
 
 /// A loss, an operation under way and a connected camera outlive the module.
 void over_a_restart(Trial& trial) {
     const Camera other = make_camera(1, "Yard");
     (void)trial.until_clips_are_asked();
-    introduce(trial.stage(), other, kLost - 60);
-    trial.stage().report(other, false, kFound + 10);
-    trial.stage().close();
+    introduce(trial.simulator(), other, kLost - 60);
+    trial.simulator().report(other, false, kFound + 10);
+    trial.simulator().close();
 
-    trial.stage().open();
-    trial.stage().announce(trial.camera());
-    trial.stage().announce(other);
-    trial.stage().report(other, true, kFound + 600);
-    trial.stage().report(trial.camera(), true, trial.model().saved().losses.front().time.value_or(0) + 60);
-    serve_all(trial.stage(), {trial.camera(), other});
-    end_story(trial.stage());
+    trial.simulator().open();
+    trial.simulator().announce(trial.camera());
+    trial.simulator().announce(other);
+    trial.simulator().report(other, true, kFound + 600);
+    trial.simulator().report(trial.camera(), true,
+                             trial.model().saved().losses.front().time.value_or(0) + 60);
+    serve_all(trial.simulator(), {trial.camera(), other});
+    end_story(trial.simulator());
 }
 
 /// Attempts go on counting: a restored first try that fails is dropped.
@@ -74,8 +75,8 @@ void attempts_are_kept(Trial& trial) {
                 "<Pavo><Operations>" + operation_line(trial, R"( Attempts="1")") + "</Operations></Pavo>");
     remember_operation(trial, 1);
     trial.open();
-    trial.stage().fail(trial.camera(), {Request::Kind::kRecordings, 1, trial.camera().device}, 3, kLost);
-    trial.stage().close();
+    trial.simulator().fail(trial.camera(), {Request::Kind::kRecordings, 1, trial.camera().device}, 3, kLost);
+    trial.simulator().close();
 }
 
 void bad_operations_are_skipped(Trial& trial) {
@@ -86,13 +87,13 @@ void bad_operations_are_skipped(Trial& trial) {
                     "</Operations></Pavo>");
     remember_operation(trial, 0);
     trial.open();
-    trial.stage().close();
+    trial.simulator().close();
 }
 
 void bad_file(Trial& trial, const std::string& text, const std::string& reason) {
     write_state(trial, text);
-    trial.stage().open_in_vain(reason);
-    trial.stage().close();
+    trial.simulator().open_in_vain(reason);
+    trial.simulator().close();
     std::filesystem::remove(trial.directory().state_file());
 }
 
@@ -100,7 +101,7 @@ void unreadable(Trial& trial) {
     constexpr const char* kReason = "error opening or parsing norvanepi.xml";
     for (const char* text : {"", "no document", "<Pavo>", "<Pavo></Other>"}) {
         bad_file(trial, text, kReason);
-        trial.stage().remember({});
+        trial.simulator().remember({});
     }
 }
 
@@ -110,7 +111,7 @@ void read_up_to_fault(Trial& trial, const std::string& bad, const std::string& r
     SavedModel saved;
     saved.state_file_exists = true;
     saved.losses = {{device, kLost}};
-    trial.stage().remember({.model = saved, .guids = {}, .recordings = {}, .counts = {}});
+    trial.simulator().remember({.model = saved, .guids = {}, .recordings = {}, .counts = {}});
     bad_file(trial,
              fmt::format(R"(<Pavo><Devices ID="{}"><Device Number="{}" DisconnectTime="{}"/>{}</Pavo>)",
                          device.identifier, device.number, kLost, bad),

@@ -14,9 +14,9 @@
 #include "tools/cli/jobs.h"
 #include "tools/cli/json_list.h"
 #include "tools/cli/table.h"
+#include "tools/host_kit/module_fault.h"
 #include "tools/host_kit/module_library.h"
 #include "tools/recorder/options.h"
-#include "tools/host_kit/module_fault.h"
 #include "tools/recorder/validate/cases.h"
 
 namespace recorder::validate {
@@ -176,7 +176,7 @@ int run_case(const Options& options) {
         Trial trial(options.module, patience, options.directory.value());
         watchdog.guard(chosen->name, [&] { chosen->body(trial); });
         return cli::kSuccess;
-    } catch (const PlugInFault& fault) {
+    } catch (const ModuleFault& fault) {
         // Said at once: a plug-in that went wrong may not come back from being closed.
         cli::print_error(kProgram, fault.what());
         (void)std::fflush(nullptr);

@@ -20,25 +20,25 @@ Trial::Trial(std::filesystem::path module, std::chrono::seconds patience,
     : module_(std::move(module)),
       directory_(directory),
       conversation_(conversation_options(directory)),
-      stage_({module_, patience / 2}, directory_, conversation_),
+      simulator_({module_, patience / 2}, directory_, conversation_),
       camera_(make_camera(0, "Gate <1> & \"yard\"")) {
     directory_.clear();
 }
 
 void Trial::open() {
-    stage_.open();
-    introduce(stage_, camera_, kLost - 60);
+    simulator_.open();
+    introduce(simulator_, camera_, kLost - 60);
 }
 
 void Trial::lose_and_find(const Camera& camera, Seconds lost, Seconds found) {
-    stage_.report(camera, false, lost);
-    stage_.report(camera, true, found);
+    simulator_.report(camera, false, lost);
+    simulator_.report(camera, true, found);
 }
 
 Request Trial::request() {
-    stage_.settle();
-    require(!stage_.requests().empty(), "the plug-in asks for nothing");
-    return stage_.requests().front();
+    simulator_.settle();
+    require(!simulator_.requests().empty(), "the plug-in asks for nothing");
+    return simulator_.requests().front();
 }
 
 Request Trial::until_clips_are_asked() {
@@ -47,12 +47,12 @@ Request Trial::until_clips_are_asked() {
     clip.seconds = kFound - kLost;  // as the camera has it: there is something to fetch at every try
     camera_.storage = {{clip, kLost}};
     lose_and_find();
-    return recorder::until_clips_are_asked(stage_, camera_);
+    return recorder::until_clips_are_asked(simulator_, camera_);
 }
 
 void Trial::finish(const Request& request) {
-    stage_.finish(camera_, request);
-    end_story(stage_);
+    simulator_.finish(camera_, request);
+    end_story(simulator_);
 }
 
 void Trial::send_inside(const std::string& inside) {
@@ -61,7 +61,7 @@ void Trial::send_inside(const std::string& inside) {
 }
 
 void require(bool condition, const std::string& finding) {
-    if (!condition) throw PlugInFault(finding);
+    if (!condition) throw ModuleFault(finding);
 }
 
 }  // namespace recorder::validate

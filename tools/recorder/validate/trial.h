@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <string>
 
-#include "tools/recorder/scenarios/serving.h"
 #include "tools/recorder/host/host_simulator.h"
+#include "tools/recorder/scenarios/serving.h"
 
 namespace recorder::validate {
 
@@ -22,8 +22,8 @@ class Trial {
 
     [[nodiscard]] const std::filesystem::path& module() const { return module_; }
     [[nodiscard]] WorkingDirectory& directory() { return directory_; }
-    [[nodiscard]] Stage& stage() { return stage_; }
-    [[nodiscard]] EngineModel& model() { return stage_.prediction(); }
+    [[nodiscard]] HostSimulator& simulator() { return simulator_; }
+    [[nodiscard]] EngineModel& model() { return simulator_.prediction(); }
     [[nodiscard]] const Camera& camera() const { return camera_; }
 
     /// Opens the module and announces the camera as connected.
@@ -39,7 +39,7 @@ class Trial {
     void finish(const Request& request);
 
     /// A document that no function of the host makes, whose effect was told to the model before.
-    void send(const std::string& text) { stage_.send_text("odd", text); }
+    void send(const std::string& text) { simulator_.send_text("odd", text); }
     /// The same around the inside of the camera's Device element.
     void send_inside(const std::string& inside);
 
@@ -47,7 +47,7 @@ class Trial {
     std::filesystem::path module_;
     WorkingDirectory directory_;
     Conversation conversation_;
-    Stage stage_;
+    HostSimulator simulator_;
     Camera camera_;
 };
 

@@ -1,4 +1,4 @@
-#include "engine/agenda.h"
+#include "engine/operation_queue.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@ namespace {
 using norvane::DeviceKey;
 using norvane::Operation;
 
-using norvane::Agenda;
+using norvane::OperationQueue;
 using Operations = std::vector<Operation>;
 
 /// The first operation that is wanted, found by a scan from the front.
@@ -22,19 +22,19 @@ std::optional<Operation> scan(const Operations& operations, Wanted wanted) {
     return found == operations.end() ? std::nullopt : std::optional(*found);
 }
 
-std::optional<Operation> at(Agenda& agenda, std::optional<Agenda::Place> place) {
-    return place ? std::optional(agenda.at(*place)) : std::nullopt;
+std::optional<Operation> at(OperationQueue& queue, std::optional<OperationQueue::Position> position) {
+    return position ? std::optional(queue.at(*position)) : std::nullopt;
 }
 
 }  // namespace
 
 /// Plain arrays are what the indexes have to agree with.
-TEST(AgendaTest, AnswersLikeAScanFromTheFront) {
+TEST(OperationQueueTest, AnswersLikeAScanFromTheFront) {
     std::mt19937 random(20'260);
     const auto below = [&random](std::uint32_t limit) {
         return static_cast<std::uint32_t>(random() % limit);
     };
-    Agenda agenda;
+    OperationQueue queue;
     Operations operations;
     std::vector<DeviceKey> connected;
     for (int step = 0; step < 20'000 && !HasFailure(); ++step) {
@@ -44,17 +44,17 @@ TEST(AgendaTest, AnswersLikeAScanFromTheFront) {
         const std::uint32_t what = below(5);
         if (what == 0) {
             operations.push_back({.device = device, .guid = guid, .start_time = step});
-            agenda.append(operations.back());
+            queue.append(operations.back());
         } else if (what == 1) {
-            if (const auto place = agenda.find(guid)) agenda.remove(*place);
+            if (const auto position = queue.find(guid)) queue.remove(*position);
             const auto found = std::ranges::find(operations, guid, &Operation::guid);
             if (found != operations.end()) operations.erase(found);
         } else if (what == 2) {
-            agenda.connect(device);
+            queue.connect(device);
             connected.push_back(device);
         } else {
             const auto found = std::ranges::find(connected, device);
-            EXPECT_EQ(agenda.disconnect(device), found != connected.end());
+            EXPECT_EQ(queue.disconnect(device), found != connected.end());
             if (found != connected.end()) connected.erase(found);
         }
         const auto can_start = [&](const Operation& o) {
@@ -62,11 +62,11 @@ TEST(AgendaTest, AnswersLikeAScanFromTheFront) {
         };
         const auto has_guid = [&](const Operation& o) { return o.guid == guid; };
         const auto has_device = [&](const Operation& o) { return o.device == device; };
-        EXPECT_EQ(at(agenda, agenda.first_startable()), scan(operations, can_start));
-        EXPECT_EQ(at(agenda, agenda.find(guid)), scan(operations, has_guid));
-        EXPECT_EQ(at(agenda, agenda.find(device)), scan(operations, has_device));
-        EXPECT_EQ(agenda.empty(), operations.empty());
+        EXPECT_EQ(at(queue, queue.first_startable()), scan(operations, can_start));
+        EXPECT_EQ(at(queue, queue.find(guid)), scan(operations, has_guid));
+        EXPECT_EQ(at(queue, queue.find(device)), scan(operations, has_device));
+        EXPECT_EQ(queue.empty(), operations.empty());
     }
-    EXPECT_EQ(agenda.operations(), operations);
-    EXPECT_EQ(agenda.connected_devices(), connected);
+    EXPECT_EQ(queue.operations(), operations);
+    EXPECT_EQ(queue.connected_devices(), connected);
 }

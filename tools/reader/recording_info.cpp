@@ -1,4 +1,4 @@
-#include "tools/reader/survey.h"
+#include "tools/reader/recording_info.h"
 
 #include <fmt/format.h>
 
@@ -16,14 +16,14 @@ constexpr std::uint32_t kVideoSlots = kSlots / 2;
 
 /// What is known of one slot on the way through its packets.
 struct SlotState {
-    std::optional<Moment> last;
+    std::optional<PacketTime> last;
     bool parameter_sets = false;
     bool backwards = false;  // said once
 };
 
-class Surveyor {
+class InfoCollector {
   public:
-    Surveyor(Recording& recording, Survey& survey) : recording_(recording), survey_(survey) {}
+    InfoCollector(Recording& recording, RecordingInfo& info) : recording_(recording), info_(info) {}
 
     void take(const Packet& packet);
     void finish();
@@ -34,13 +34,13 @@ class Surveyor {
     void hinder(std::string why);
 
     Recording& recording_;
-    Survey& survey_;
+    RecordingInfo& info_;
     std::array<SlotState, kSlots> slots_{};
     SpanTracker tracker_;
     std::uint64_t hindered_ = 0;
 };
 
-void Surveyor::take(const Packet& packet) {
+void InfoCollector::take(const Packet& packet) {
     SlotState& slot = slots_.at(packet.slot);
     const bool ended = tracker_.take(packet).has_value();
     if (slot.last && packet.moment < *slot.last && !slot.backwards) {
@@ -52,16 +52,16 @@ void Surveyor::take(const Packet& packet) {
             std::max<std::int64_t>(0, instant_of(packet.moment) - instant_of(*slot.last));
         // A new day or another recording kind begins a span as well, without a gap.
         if (gap > kSpanGap) {
-            ++survey_.gaps;
-            survey_.gap_time += gap;
-            survey_.longest_gap = std::max(survey_.longest_gap, gap);
+            ++info_.gaps;
+            info_.gap_time += gap;
+            info_.longest_gap = std::max(info_.longest_gap, gap);
         }
     }
     if (!slot.last || ended) begin_span(packet, slot);
     slot.last = packet.moment;
 }
 
-void Surveyor::begin_span(const Packet& packet, SlotState& slot) {
+void InfoCollector::begin_span(const Packet& packet, SlotState& slot) {
     if (packet.slot >= kVideoSlots) return;
     if (!packet.is_key()) hinder(fmt::format("frame {} begins a span and is no key picture", packet.number));
     if (slot.parameter_sets) return;
@@ -71,7 +71,7 @@ void Surveyor::begin_span(const Packet& packet, SlotState& slot) {
     }
 }
 
-bool Surveyor::has_parameter_sets(const Packet& packet) {
+bool InfoCollector::has_parameter_sets(const Packet& packet) {
     if (packet.size < PesHeader::size + packet.padding) return false;
     std::vector<platform::Byte> head(std::min<std::size_t>(packet.payload(), kLookedAt));
     if (!recording_.read_data(packet.at + PesHeader::size, head)) return false;
@@ -85,46 +85,46 @@ bool Surveyor::has_parameter_sets(const Packet& packet) {
     return sequence && picture;
 }
 
-void Surveyor::hinder(std::string why) {
+void InfoCollector::hinder(std::string why) {
     constexpr std::uint64_t kSaid = 5;
-    if (++hindered_ <= kSaid) survey_.hindrances.push_back(std::move(why));
+    if (++hindered_ <= kSaid) info_.decode_obstacles.push_back(std::move(why));
 }
 
-void Surveyor::finish() {
-    for (const Span& span : survey_.report.span_list) {
-        survey_.covered += std::max<std::int64_t>(0, instant_of(span.last) - instant_of(span.first));
+void InfoCollector::finish() {
+    for (const Span& span : info_.report.span_list) {
+        info_.covered += std::max<std::int64_t>(0, instant_of(span.last) - instant_of(span.first));
     }
     bool video = false;
-    survey_.parameter_sets = true;
+    info_.parameter_sets = true;
     for (std::uint32_t slot = 0; slot < kVideoSlots; ++slot) {
-        if (survey_.report.packets.at(slot) == 0) continue;
+        if (info_.report.packets.at(slot) == 0) continue;
         video = true;
-        survey_.parameter_sets &= slots_.at(slot).parameter_sets;
+        info_.parameter_sets &= slots_.at(slot).parameter_sets;
     }
     if (!video) {
-        survey_.parameter_sets = false;
+        info_.parameter_sets = false;
         hinder("no picture");
     }
 }
 
 }  // namespace
 
-std::optional<double> Survey::bitrate() const {
+std::optional<double> RecordingInfo::bitrate() const {
     if (covered == 0) return std::nullopt;
     return static_cast<double>(report.data_size) * 8 * 1000 / static_cast<double>(covered);
 }
 
-double Survey::padding_share() const {
+double RecordingInfo::padding_share() const {
     if (report.data_size == 0) return 0;
     return static_cast<double>(report.padding) / static_cast<double>(report.data_size);
 }
 
-Survey survey(Recording& recording) {
-    Survey survey;
-    Surveyor surveyor(recording, survey);
-    survey.report = verify(recording, Depth::kHeaders, [&](const Packet& packet) { surveyor.take(packet); });
-    surveyor.finish();
-    return survey;
+RecordingInfo recording_info(Recording& recording) {
+    RecordingInfo info;
+    InfoCollector collector(recording, info);
+    info.report = verify(recording, Depth::kHeaders, [&](const Packet& packet) { collector.take(packet); });
+    collector.finish();
+    return info;
 }
 
 }  // namespace reader

@@ -13,7 +13,7 @@ namespace norvane {
 /// for. Both stand together because of the one question that joins them: which operation can start?
 ///
 /// Only what adds something needs memory. Where there is none it throws and has changed nothing.
-class Agenda {
+class OperationQueue {
     struct ByGuid {
         Guid operator()(const Operation& operation) const { return operation.guid; }
     };
@@ -26,7 +26,7 @@ class Agenda {
     using Operations = Sequence<Operation, ByGuid, ByDevice>;
 
   public:
-    using Place = Operations::Place;
+    using Position = Operations::Position;
 
     /// Adds one entry for the device, whether or not there is one already: each report of a channel counts.
     void connect(const DeviceKey& device);
@@ -37,22 +37,22 @@ class Agenda {
 
     [[nodiscard]] bool empty() const noexcept { return operations_.empty(); }
     /// The current operation: the first one, even when a later one is being worked on. Not for an empty
-    /// agenda.
+    /// queue.
     [[nodiscard]] const Operation& current() const { return operations_.front(); }
 
-    Place append(const Operation& operation);
-    void remove(Place place);
+    Position append(const Operation& operation);
+    void remove(Position position);
     /// Device and GUID of what it returns must not be changed.
-    [[nodiscard]] Operation& at(Place place) { return operations_.at(place); }
+    [[nodiscard]] Operation& at(Position position) { return operations_.at(position); }
 
-    [[nodiscard]] std::optional<Place> find(const Guid& guid) const {
+    [[nodiscard]] std::optional<Position> find(const Guid& guid) const {
         return operations_.first<ByGuid>(guid);
     }
-    [[nodiscard]] std::optional<Place> find(const DeviceKey& device) const {
+    [[nodiscard]] std::optional<Position> find(const DeviceKey& device) const {
         return operations_.first<ByDevice>(device);
     }
     /// The first operation whose device is connected.
-    [[nodiscard]] std::optional<Place> first_startable() const;
+    [[nodiscard]] std::optional<Position> first_startable() const;
 
     [[nodiscard]] std::vector<Operation> operations() const;
 
@@ -64,7 +64,7 @@ class Agenda {
     Operations operations_;
     Sequence<DeviceKey, Itself> connected_;
     // The first operation of every connected device that has one.
-    std::set<Place> startable_;
+    std::set<Position> startable_;
 };
 
 }  // namespace norvane

@@ -6,7 +6,7 @@ namespace reader {
 
 /// Takes everything and keeps nothing but the position, for a writer whose data file is there already or is
 /// not wanted.
-class UnwrittenData final : public platform::DataFile {
+class DiscardingDataFile final : public platform::DataFile {
   public:
     std::int64_t append(const Parts& parts) override {
         std::int64_t length = 0;

@@ -1,4 +1,4 @@
-#include "tools/reader/moment.h"
+#include "tools/reader/packet_time.h"
 
 #include <fmt/format.h>
 
@@ -19,7 +19,7 @@ std::chrono::year_month_day day_of(std::uint16_t date) {
             std::chrono::day(date & 31U)};
 }
 
-std::string text_of(const Moment& moment, char joint, std::string_view end) {
+std::string text_of(const PacketTime& moment, char joint, std::string_view end) {
     const auto day = day_of(moment.date);
     const std::uint32_t seconds = moment.milliseconds / 1000;
     return fmt::format("{:04}-{:02}-{:02}{}{:02}:{:02}:{:02}.{:03}{}", static_cast<int>(day.year()),
@@ -54,7 +54,7 @@ std::optional<int> take_fraction(std::string_view& text) {
 }  // namespace
 
 /// Years are counted modulo 128. The 29th of February that 2100 does not have is one of 1972 or 2228.
-bool Moment::plausible() const {
+bool PacketTime::plausible() const {
     using namespace std::chrono;
     const year_month_day day = day_of(date);
     const bool leap_day =
@@ -62,28 +62,28 @@ bool Moment::plausible() const {
     return milliseconds < kMillisecondsPerDay && (leap_day || day.ok());
 }
 
-std::string text_of(const Moment& moment) {
+std::string text_of(const PacketTime& moment) {
     return text_of(moment, ' ', "");
 }
 
-std::string rfc3339(const Moment& moment) {
+std::string rfc3339(const PacketTime& moment) {
     return text_of(moment, 'T', "Z");
 }
 
-std::int64_t instant_of(const Moment& moment) {
+std::int64_t instant_of(const PacketTime& moment) {
     const auto days = std::chrono::sys_days(day_of(moment.date)).time_since_epoch();
     return std::int64_t{days.count()} * kMillisecondsPerDay + moment.milliseconds;
 }
 
-std::optional<Moment> moment_of(std::int64_t instant) {
+std::optional<PacketTime> packet_time_of(std::int64_t instant) {
     const std::chrono::sys_time<std::chrono::milliseconds> time{std::chrono::milliseconds(instant)};
     const auto midnight = std::chrono::floor<std::chrono::days>(time);
     const std::chrono::year_month_day day(midnight);
     const int year = static_cast<int>(day.year());
     if (year < kFirstYear || year > kLastYear) return std::nullopt;
-    return Moment{date16(static_cast<std::uint32_t>(year), static_cast<unsigned>(day.month()),
-                         static_cast<unsigned>(day.day())),
-                  static_cast<std::uint32_t>((time - midnight).count())};
+    return PacketTime{date16(static_cast<std::uint32_t>(year), static_cast<unsigned>(day.month()),
+                             static_cast<unsigned>(day.day())),
+                      static_cast<std::uint32_t>((time - midnight).count())};
 }
 
 std::optional<std::int64_t> parse_instant(std::string_view text) {
