@@ -1,5 +1,5 @@
-# cmake -DPAGE=folder -DOUTPUT=file -P embed_page.cmake: the page's body, style and scripts as C++ constants. The scripts
-# share one scope, in the order of SCRIPTS.
+# cmake -DPAGE=folder -DOUTPUT=file -P embed_page.cmake: writes the page's body, style and scripts as C++ constants. The
+# scripts share one scope and are concatenated in the order of SCRIPTS.
 set(SCRIPTS format.js data.js view.js timeline.js curves.js tables.js main.js)
 
 file(READ "${PAGE}/page.html" body)

@@ -1,8 +1,8 @@
 # norvanepi_component(NAME [FOLDER path] SOURCES ... [USES ...] [LIBRARIES ...])
 #
-# A folder as a target. Files are included by their path from the project's root ("ps/ps_writer.h"), but the root
-# itself is on nobody's include path: each component gets an include folder of its own that holds a link to its own
-# folder only. What a component does not name under USES, directly or through what it uses, it cannot include.
+# Makes a target of a folder. Files are included by their path from the project root ("ps/ps_writer.h"), but the root
+# itself is on no include path. Each component has its own include folder, which contains only a link to the
+# component's folder. A component can therefore include only what it names under USES, directly or indirectly.
 function(norvanepi_component name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "FOLDER" "SOURCES;USES;LIBRARIES")
   if(NOT arg_FOLDER)

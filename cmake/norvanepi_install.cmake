@@ -1,12 +1,13 @@
-# Where `cmake --install` puts things. Components: module, tools, dev.
+# Install locations. Components: module, tools, dev.
 
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
-# A plug-in is no library to link with: it stays out of the linker's folders.
+# A plug-in is not linked with, so it is not installed where the linker looks.
 set(NORVANEPI_MODULE_DIR "${CMAKE_INSTALL_LIBDIR}/norvanepi")
 
-# norvanepi_install_dev(): the header, the example, and what tells CMake and pkg-config where they and the module are.
+# norvanepi_install_dev(): installs the header, the example, and the CMake and pkg-config files that locate them and the
+# module.
 function(norvanepi_install_dev)
   set(made "${CMAKE_BINARY_DIR}/package")
   set(config_dir "${CMAKE_INSTALL_LIBDIR}/cmake/norvanepi")

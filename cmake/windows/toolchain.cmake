@@ -1,5 +1,5 @@
-# Debian's mingw-w64 with POSIX threads, and Debian's wine to run what it makes. NORVANEPI_WINDOWS_PREFIX is where
-# scripts/windows has put the libraries; nothing of this machine's own is looked at.
+# Debian's mingw-w64 with POSIX threads, and wine to run the programs. NORVANEPI_WINDOWS_PREFIX is where scripts/windows
+# installed the libraries; libraries of the build machine are not searched.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
@@ -15,7 +15,7 @@ endforeach()
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES NORVANEPI_WINDOWS_PREFIX)
 
-# One file that needs no other: the compiler's libraries and the threads are linked in.
+# Link the compiler's and the thread library statically, so that each file runs without other DLLs.
 set(Boost_USE_STATIC_LIBS ON)
 foreach(kind EXE SHARED MODULE)
   set(CMAKE_${kind}_LINKER_FLAGS_INIT "-static")

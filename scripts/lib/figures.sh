@@ -1,10 +1,10 @@
 # shellcheck shell=bash
-# What scripts measure, and the blocks of docs/reliability.md that show it. Sourced behind setup.sh, not run.
+# Writes measured figures into the blocks of docs/reliability.md. Sourced after setup.sh, not run.
 
 RECORD=no
 ARGUMENTS=()
 
-# take_record_option ARGUMENT...: sets RECORD to yes when --record is among them; the others are left in ARGUMENTS.
+# take_record_option ARGUMENT...: sets RECORD=yes if --record is among the arguments and ARGUMENTS to all others.
 take_record_option() {
     local argument
     for argument in "$@"; do
@@ -18,7 +18,7 @@ machine() {
     printf '%s cores, %s' "$(nproc)" "${processor:-$(uname -m)}"
 }
 
-# record_figures NAME <TEXT: the text, with date and machine, takes the place of the block NAME.
+# record_figures NAME <TEXT: replaces the block NAME with the text, preceded by date and machine.
 record_figures() {
     local document="$ROOT/docs/reliability.md" start="<!-- figures: $1 -->" text="$TMPDIR/figures-$1"
     if ! grep -qxF "$start" "$document"; then
@@ -38,7 +38,7 @@ record_figures() {
     rm -f "$text" "$text.md"
 }
 
-# publish_figures NAME <TEXT: shows the text, and records it when --record was given.
+# publish_figures NAME <TEXT: prints the text and records it if --record was given.
 publish_figures() {
     local text
     text=$(cat)

@@ -1,4 +1,4 @@
-"""Runs the commands in the console blocks of a page in the current directory and puts what they print behind them."""
+"""Runs the commands in the console blocks of a page in the current directory and writes their output below them."""
 import pathlib
 import re
 import subprocess

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""mutate.py TREE BUILD COUNT SEED: breaks the copy TREE of the project in COUNT places, one at a time, and prints whether
-the tests notice. TREE is configured in BUILD and built; both are left as they were found.
-mutate.py judge LOG: the figures of what was printed, with the survivors and what is known of them."""
+"""mutate.py TREE BUILD COUNT SEED: changes the copy TREE of the project in COUNT places, one at a time, and prints whether
+a test fails. TREE is configured and built in BUILD. Both are unchanged afterwards.
+mutate.py judge LOG: prints the figures of such a run, the survivors and their verdicts."""
 import random
 import re
 import resource
@@ -9,8 +9,8 @@ import subprocess
 import sys
 from pathlib import Path
 
-# Which test programs link a folder; the first one to fail catches the mutant, so its own stands in front. A folder inside
-# another one comes before it.
+# The test programs of each folder. The first one that fails catches the mutant, so the folder's own comes first. A
+# subfolder precedes its parent.
 PROGRAMS = {
     "plugin/interfaces": ["engine", "host", "store", "plugin"],
     "host/documents": ["host", "module"],
@@ -19,14 +19,15 @@ PROGRAMS = {
     "convert": ["convert", "host"],
     "engine": ["engine", "module"],
     "store": ["store", "module"],
+    "xml": ["xml", "host", "store", "plugin"],
     "host": ["host", "module"],
     "plugin": ["plugin", "module"],
     "platform": ["platform", "ps", "convert", "store", "host", "plugin"],
 }
-LONGEST_RUN = 120  # seconds; a mutant that hangs is caught
-MOST_MEMORY = 4 << 30
+MAX_RUN = 120  # seconds; a mutant that hangs counts as caught
+MAX_MEMORY = 4 << 30
 
-TOKENS = [  # what is found outside of texts and comments, and what takes its place
+TOKENS = [  # a pattern outside of texts and comments, and its replacement
     (r" < ", " <= "), (r" <= ", " < "), (r" > ", " >= "), (r" >= ", " > "), (r" == ", " != "), (r" != ", " == "),
     (r" \+ ", " - "), (r" - ", " + "), (r" \* ", " + "), (r" / ", " * "), (r" % ", " / "), (r" \+= ", " -= "),
     (r"\+\+(?=\w)", "--"), (r"--(?=\w)", "++"), (r" << ", " >> "), (r" >> ", " << "), (r" & ", " | "),
@@ -36,16 +37,16 @@ TOKENS = [  # what is found outside of texts and comments, and what takes its pl
 NUMBER = re.compile(r"(?<![\w'.])(0x[0-9A-Fa-f]+|0(?!\d)|[1-9]\d*)(?=[UL]*\b)(?!['.\w]*')")
 TEXT = re.compile(r'"(?:[^"\\]|\\.)*"|\'(?:[^\'\\]|\\.)*\'')
 NO_CODE = re.compile(r"^\s*(#|static_assert|using|template|namespace|\[\[nodiscard|virtual)|= (default|delete);")
-# A member's default is overwritten before it is read nearly everywhere: no place to break.
+# Nearly every member default is overwritten before it is read, so changing it proves nothing.
 DEFAULT = re.compile(r"^\s+(?!.*\b(constexpr|const|return)\b)[\w:]+(<.*>)? \w+ = [\w:]+;")
 CALL = re.compile(r"^\s+(?!return|throw|delete|using|case|else|auto|const)[\w:.>*()-]+(?:\(.*\)| = .*);$")
 GUARD = re.compile(r"^\s+if \(.*\) (return|throw|break|continue)\b.*;$")
 
 
 def code_of(line):
-    """The line with texts blanked and its comment cut off; columns stay."""
+    """The line without its comment and with texts blanked. Columns are unchanged."""
     blank = TEXT.sub(lambda text: '"' + " " * (len(text.group()) - 2) + '"', line)
-    if re.match(r"\s*(/\*|\*[ /]|\*$)", blank):  # a comment of the header for C, or a line of one
+    if re.match(r"\s*(/\*|\*[ /]|\*$)", blank):  # a C comment or one of its lines
         return ""
     return re.split(r"//|/\*", blank)[0]
 
@@ -67,7 +68,7 @@ def changes_of(lines, at, header):
         yield {at: ""}
     if CALL.match(code):
         yield {at: ""}
-        # Fields of a record and plain assignments may be written in any order.
+        # The order of plain assignments and of record fields does not matter.
         if at + 1 < len(lines) and all(CALL.match(each) and not re.search(r" = |\bput\b", each)
                                        for each in (code, code_of(lines[at + 1]))):
             yield {at: lines[at + 1], at + 1: line}
@@ -90,12 +91,12 @@ def all_changes(tree):
 
 
 def limits():
-    resource.setrlimit(resource.RLIMIT_AS, (MOST_MEMORY, MOST_MEMORY))
+    resource.setrlimit(resource.RLIMIT_AS, (MAX_MEMORY, MAX_MEMORY))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
 
 def passes(build, program):
-    """None when it cannot be built."""
+    """None if it does not compile."""
     targets = [f"test_{program}", "norvanepi"]
     made = subprocess.run(["cmake", "--build", build, "--target", *targets], capture_output=True)
     if made.returncode != 0:
@@ -103,13 +104,13 @@ def passes(build, program):
     try:
         run = [build / "tests" / ("plugin" if program == "module" else program) / f"test_{program}"]
         return subprocess.run([*run, "--gtest_brief=1", "--gtest_fail_fast", "--gtest_filter=-RealClips*"],
-                              capture_output=True, timeout=LONGEST_RUN, preexec_fn=limits).returncode == 0
+                              capture_output=True, timeout=MAX_RUN, preexec_fn=limits).returncode == 0
     except subprocess.TimeoutExpired:
         return False
 
 
 def outcome(tree, build, path, change):
-    """"caught", "survived", or nothing for one that does not compile."""
+    """Returns "caught", "survived", or None if the mutant does not compile."""
     before = path.read_text()
     lines = before.split("\n")
     for at, line in change.items():
@@ -132,10 +133,10 @@ def shown(tree, path, change):
     return f"{path.relative_to(tree)}:{min(change) + 1}: {was}  ->  {now}"
 
 
-def break_and_test(tree, build, count, seed):
+def run_mutants(tree, build, count, seed):
     for program in sorted({program for programs in PROGRAMS.values() for program in programs}):
         if not passes(build, program):
-            sys.exit(f"test_{program} does not pass before anything is broken")
+            sys.exit(f"test_{program} fails without any mutant")
     changes = list(all_changes(tree))
     random.Random(seed).shuffle(changes)
     tried = 0
@@ -148,7 +149,7 @@ def break_and_test(tree, build, count, seed):
 
 
 def judge(log):
-    """Figures of a run's log. A survivor that is judged to change nothing is shown and does not count."""
+    """Prints the figures of a run's log. Survivors judged equivalent are listed but not counted."""
     here = Path(__file__).with_name("mutants_judged.txt")
     judged = dict(line.split("\t") for line in here.read_text().splitlines())
     results = [line.split("\t", 1) for line in Path(log).read_text().splitlines()]
@@ -158,8 +159,8 @@ def judge(log):
     same = sum(verdict.startswith("equivalent") for verdict in verdicts.values())
     tried = caught + len(survivors)
     share = 100 * caught / max(1, tried - same)
-    print(f"broken in {tried} places, {caught} caught ({100 * caught / max(1, tried):.1f} %); of {len(survivors)} survivors "
-          f"{same} change nothing: {share:.1f} % of the others caught")
+    print(f"{tried} mutants, {caught} caught ({100 * caught / max(1, tried):.1f} %); {same} of {len(survivors)} survivors are "
+          f"equivalent: {share:.1f} % of the others caught")
     for survivor in survivors:
         print(f"  {survivor}\n      {verdicts[survivor]}")
     return 0 if tried > 0 and share >= 90 else 1
@@ -167,4 +168,4 @@ def judge(log):
 
 if sys.argv[1] == "judge":
     sys.exit(judge(sys.argv[2]))
-break_and_test(Path(sys.argv[1]), Path(sys.argv[2]), int(sys.argv[3]), int(sys.argv[4]))
+run_mutants(Path(sys.argv[1]), Path(sys.argv[2]), int(sys.argv[3]), int(sys.argv[4]))

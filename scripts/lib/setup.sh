@@ -1,12 +1,12 @@
 # shellcheck shell=bash disable=SC2034  # the lists of packages are for the scripts
-# Shared by the scripts of this folder: where the project is, its packages, and quiet steps. Sourced, not run.
+# Shared by all scripts: project folders, package lists, quiet steps. Sourced, not run.
 
 set -euo pipefail
 export LC_ALL=C.UTF-8
 
 usage() {
     echo "usage: scripts/$(basename -- "$0")"
-    sed -n '2,/^[^#]/ s/^# \{0,1\}//p' "$0"  # the comment that a script begins with
+    sed -n '2,/^[^#]/ s/^# \{0,1\}//p' "$0"  # the script's first comment
 }
 
 if [ "${1:-}" = --help ] || [ "${1:-}" = -h ]; then
@@ -14,14 +14,14 @@ if [ "${1:-}" = --help ] || [ "${1:-}" = -h ]; then
     exit 0
 fi
 
-# takes_nothing "$@": for scripts without arguments.
+# takes_nothing "$@": exits with the usage if there are arguments.
 takes_nothing() {
     [ $# -gt 0 ] || return 0
     usage >&2
     exit 2
 }
 
-# takes_no_option "$@": for scripts whose arguments are paths.
+# takes_no_option "$@": exits with the usage if the first argument is an option. For scripts that take paths.
 takes_no_option() {
     case "${1:-}" in
         -*) takes_nothing "$@" ;;
@@ -34,10 +34,10 @@ project_root() {
 
 ROOT=$(project_root)
 LOG="$ROOT/build/log"
-export TMPDIR="$ROOT/build/tmp"  # compilers, tests and tools leave nothing elsewhere
+export TMPDIR="$ROOT/build/tmp"  # compilers, tests and tools write only below build/
 mkdir -p "$LOG" "$TMPDIR"
 
-# What the module, its tools and its tests are made from, as Debian 12 names it.
+# Debian 12 packages, by what needs them.
 BUILD_PACKAGES=(g++ cmake ninja-build libtinyxml2-dev libboost-dev libboost-filesystem-dev libboost-system-dev
     libcli11-dev libfmt-dev nlohmann-json3-dev pkg-config libavformat-dev)
 TEST_PACKAGES=(libgtest-dev libgmock-dev ffmpeg libavformat59 util-linux python3-jsonschema)
@@ -49,11 +49,15 @@ ABI_PACKAGES=(abigail-tools)
 WINDOWS_PACKAGES=(g++-mingw-w64-x86-64-posix wine wine64 dpkg-dev googletest ffmpeg)
 PACKAGE_PACKAGES=(abigail-tools debhelper debootstrap dpkg-dev ffmpeg git lintian locales)
 
-# step NAME COMMAND...: runs a command quietly; its output is kept in build/log and shown only when it fails.
+# step NAME COMMAND...: runs a command quietly, without standard input. Its output goes to build/log/NAME.log and is shown
+# only if it fails. A function runs in a subshell with set -e in force: it starts in the background, because bash ignores
+# set -e in a command that a condition tests. Do not call step in a condition either.
 step() {
-    local name=$1
+    local name=$1 status=0
     shift
-    if ! "$@" >"$LOG/$name.log" 2>&1; then
+    ("$@") >"$LOG/$name.log" 2>&1 </dev/null &
+    wait $! || status=$?
+    if [ "$status" != 0 ]; then
         printf 'FAILED: %s\n' "$*" >&2
         tail -n 60 "$LOG/$name.log" >&2
         return 1
@@ -70,17 +74,17 @@ as_root() {
     elif command -v sudo >/dev/null; then
         sudo -n "$@"
     else
-        echo "packages are missing, and neither root nor sudo is at hand to install them" >&2
+        echo "packages are missing; run this as root or install sudo" >&2
         return 1
     fi
 }
 
 apt_get() {
-    # Without our TMPDIR: the package manager works as a user of its own, who may not get there.
+    # apt runs as its own user, who may not be able to read our TMPDIR.
     as_root env -u TMPDIR DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@" </dev/null
 }
 
-# need_packages PACKAGE...: installs those that are missing, without a question.
+# need_packages PACKAGE...: installs the missing ones without asking.
 need_packages() {
     local missing=() package
     for package in "$@"; do
@@ -91,17 +95,19 @@ need_packages() {
     step packages-install apt_get install -y --no-install-recommends "${missing[@]}"
 }
 
-# build_preset PRESET: configures and builds in build/PRESET.
+# build_preset PRESET [TARGET...]: configures and builds in build/PRESET: the given targets, or all.
 build_preset() {
     (
         cd "$ROOT"
-        step "configure-$1" cmake --preset "$1"
-        step "build-$1" cmake --build --preset "$1"
+        preset=$1
+        shift
+        step "configure-$preset" cmake --preset "$preset"
+        step "build-$preset" cmake --build --preset "$preset" ${1:+--target "$@"}
     )
 }
 
-# reachable_tmpdir: some tests run as an ordinary user, and some need short paths. Where that user cannot reach the build
-# folder, or it lies too deep, the tests' files go to a folder of their own that is removed behind them.
+# reachable_tmpdir: some tests run as an unprivileged user, and some need short paths. If that user cannot enter the build
+# folder, or its path is too long, TMPDIR becomes a temporary folder that is removed at exit.
 reachable_tmpdir() {
     if [ ${#TMPDIR} -le 60 ]; then
         [ "$(id -u)" = 0 ] || return 0

@@ -1,20 +1,19 @@
 #!/usr/bin/env bash
-# The life of the packages in a bare system, in which scripts/package runs it: the older ones are installed and used,
-# upgraded below a running recorder, used, removed and purged, and nothing stays but what is not theirs. Then two hosts are
-# built with what norvanepi-dev has, and run, and what one of them recorded is exported.
-# try_packages.sh OLDER NEWER
+# try_packages.sh OLDER NEWER: tries the packages in a bare system, where scripts/package runs it. Installs and uses the older
+# version, upgrades it while a simulated host runs, uses, removes and purges it, and checks that only foreign files remain.
+# Then builds two hosts with norvanepi-dev, runs them, and exports what one of them recorded.
 set -euEo pipefail
 trap 'echo "failed in line $LINENO: $BASH_COMMAND" >&2' ERR
 older=$1
 newer=$2
 
-# A program that starts itself again finds itself below /proc.
+# A program needs /proc to start itself again.
 if [ -e /proc/self/exe ]; then
     proc=yes
-    stories=(retry restart)
+    scenarios=(retry restart)
 else
     proc=
-    stories=(retry)
+    scenarios=(retry)
     echo "without /proc: neither restart nor validate" >/tmp/validated
 fi
 
@@ -22,7 +21,7 @@ apt_get() {
     DEBIAN_FRONTEND=noninteractive apt-get -qy --no-install-recommends "$@"
 }
 
-# offer ARCHIVE: apt takes packages from there.
+# offer ARCHIVE: adds the archive to apt's sources.
 offer() {
     echo "deb [trusted=yes] file:/try/apt/$1 ./" >>/etc/apt/sources.list.d/try.list
     apt_get update
@@ -32,8 +31,8 @@ as_user() {
     setpriv --reuid=65534 --regid=65534 --clear-groups env HOME=/tmp "$@"
 }
 
-# Every file and folder with its rights, what dpkg knows of packages, and the packages with their state; not what apt and
-# dpkg keep for themselves.
+# Lists every file and folder with its permissions, and every package with its state; without the files that apt and dpkg
+# maintain.
 everything() {
     find / -xdev \( -path /proc -o -path /sys -o -path /dev -o -path /try -o -path /tmp -o -path /var/cache -o -path /var/log \
         -o -path /var/lib/apt -o -path '/var/lib/dpkg/*-old' \) -prune -o -printf '%M %u %g %p %l\n' | sort
@@ -44,7 +43,7 @@ versions_are() {
     test "$(dpkg-query -W -f '${Version}\n' norvanepi norvanepi-tools norvanepi-dev | uniq)" = "$1"
 }
 
-# What operators and other packages keep beside ours.
+# Files of operators and other packages next to ours.
 put_foreign_files() {
     local file
     foreign=("${module%/*}/neighbour.so" /usr/share/doc/norvanepi/notes /srv/recorder/norvanepi_state.xml)
@@ -55,12 +54,12 @@ put_foreign_files() {
     sha256sum "${foreign[@]}" >/tmp/foreign
 }
 
-foreign_files_are_whole() {
+foreign_files_unchanged() {
     sha256sum --check --quiet /tmp/foreign
 }
 
-# Folders are removed as empty ones: anything left in them is found.
-take_foreign_files_away() {
+# rmdir fails if one of our files is left in a folder.
+remove_foreign_files() {
     local file
     for file in "${foreign[@]}"; do
         rm "$file"
@@ -68,19 +67,19 @@ take_foreign_files_away() {
     done
 }
 
-# completes PROGRAM WORD WANTED: what bash offers for the word.
+# completes PROGRAM WORD EXPECTED: checks what bash completion offers for the word.
 completes() {
     # shellcheck source=/dev/null
     (source "/usr/share/bash-completion/completions/$1" && COMP_WORDS=("$1" "$2") COMP_CWORD=1 &&
         "_${1//-/_}" && test "${COMPREPLY[*]}" = "$3")
 }
 
-# The way of a clip and of a restart with the installed module, as an ordinary user.
+# Runs the scenarios with the installed module as an unprivileged user.
 use() {
-    local played story
-    for story in "${stories[@]}"; do
+    local played scenario
+    for scenario in "${scenarios[@]}"; do
         played=$(as_user mktemp -d)
-        as_user norvanepi-recorder "$story" --module "$module" --out "$played"
+        as_user norvanepi-recorder "$scenario" --module "$module" --out "$played"
         as_user norvanepi-ps verify --deep "$played/recordings"
         test -n "$(find "$played/recordings" -name '*.ps')"
     done
@@ -96,8 +95,8 @@ use_everything() {
     completes norvanepi-recorder va validate
 }
 
-# A recorder that has the older module loaded goes on, and loads the newer one at its next start.
-upgrade_below_a_recorder() {
+# A host that has loaded the older module must continue to run during the upgrade.
+upgrade_under_a_running_host() {
     local recorder
     as_user norvanepi-recorder many --operations 15000 --quiet --module "$module" --out /tmp/busy &
     recorder=$!
@@ -116,24 +115,24 @@ install_use_upgrade_remove() {
     use
     put_foreign_files
 
-    upgrade_below_a_recorder
+    upgrade_under_a_running_host
     versions_are "$newer"
     dpkg --verify norvanepi norvanepi-tools norvanepi-dev | tee /tmp/differing
     test ! -s /tmp/differing
     test -z "$(find / -xdev -path /try -prune -o -name retired -print)"
-    foreign_files_are_whole
+    foreign_files_unchanged
     use_everything
 
     apt_get remove norvanepi norvanepi-tools norvanepi-dev
     test ! -e "$module"
     apt_get autoremove --purge norvanepi norvanepi-tools norvanepi-dev
-    foreign_files_are_whole
-    take_foreign_files_away
+    foreign_files_unchanged
+    remove_foreign_files
     everything >/tmp/after
     diff /tmp/before /tmp/after
 }
 
-# runs HOST MODULE: the host closes its gap with the module, in a folder of its own, `here`.
+# runs HOST MODULE: the host fills its gap with the module in a new folder, $here.
 runs() {
     here=$(as_user mktemp -d)
     as_user cp /try/clip.mp4 "$here"
@@ -166,7 +165,7 @@ END
     runs /tmp/project/build/host "$(cat /tmp/project/build/module)"
 }
 
-# Of libavformat the programs have nothing but its name: what is suggested is enough for them.
+# The programs load libavformat by name at run time, so the suggested package is sufficient.
 export_recordings() {
     local status=0
     as_user norvanepi-ps export "$here/out" --out "$here/gate.h264"
@@ -179,8 +178,8 @@ export_recordings() {
 }
 
 offer older
-apt_get dist-upgrade  # the bare system may be an old one
+apt_get dist-upgrade  # the bare system may be out of date
 install_use_upgrade_remove
 build_hosts
 export_recordings
-echo "bare Debian $(cat /etc/debian_version): installed, used ($(tail -n 1 /tmp/validated)), upgraded below a recorder, removed without a trace; two hosts built and run, their recording exported"
+echo "bare Debian $(cat /etc/debian_version): installed, used ($(tail -n 1 /tmp/validated)), upgraded under a running host, removed without a trace; two hosts built and run, their recording exported"
