@@ -1,7 +1,6 @@
 #pragma once
 
-// The texts that the engine logs. Their spelling is what hosts and their operators search for: it stays as it
-// is.
+// The texts that the engine logs. Hosts and operators search for them, so their spelling must not change.
 
 #include <string>
 
@@ -9,7 +8,7 @@
 
 namespace norvane {
 
-/// "2018-06-01T10:00:00Z"; the plain signed number of seconds for an instant before 1970.
+/// Formats as "2018-06-01T10:00:00Z". An instant before 1970 becomes its signed number of seconds.
 [[nodiscard]] std::string FormatUtcTime(Ticks instant);
 
 namespace log_lines {

@@ -9,14 +9,15 @@
 namespace norvane {
 namespace {
 
-/// A loss counts from this long before it was reported: the last moments before it are rarely recorded whole.
+/// A gap starts this long before the reported disconnect, because the last seconds are rarely recorded
+/// completely.
 constexpr Ticks kLossMargin = 10 * platform::kTicksPerSecond;
 
 DeviceKey device_key(std::int32_t devices_id, std::int32_t device_number) {
     return {static_cast<std::uint32_t>(devices_id), static_cast<std::uint32_t>(device_number)};
 }
 
-/// Records of a shutdown and those of a removed device know no channel: they stand for channel 0.
+/// At shutdown and when a device is removed the channel is unknown. Channel 0 is used instead.
 ChannelKey channel_zero(const DeviceKey& device) {
     return {.device_number = device.number, .devices_id = device.devices_id};
 }
@@ -29,7 +30,7 @@ CNorVane::CNorVane(ITalServer& server, IPersistentStore& store, const platform::
     try {
         load_state();
     } catch (const std::bad_alloc&) {
-        throw;  // no fault of the file's: an engine without its lists would save over them at its end
+        throw;  // the file may be valid; an engine without its lists would overwrite it at shutdown
     } catch (const std::exception& error) {
         log_error(log_lines::load_failed(error.what()));
     }
@@ -38,34 +39,34 @@ CNorVane::CNorVane(ITalServer& server, IPersistentStore& store, const platform::
 CNorVane::~CNorVane() {
     try {
         server_.LogInfo(log_lines::kUnloading);
-    } catch (...) {  // a line that cannot be sent must not cost the state
+    } catch (...) {  // a failure to log must not prevent saving
     }
     try {
         save_state();
-    } catch (...) {  // only memory can be short here, and then there is nobody left to tell
+    } catch (...) {  // out of memory; nothing is left to report it to
     }
 }
 
-/// The file is emptied once it has been read: it holds the lists only from an orderly end to the next start.
+/// Empties the file after reading it. The file contains the lists only between a shutdown and the next start.
 void CNorVane::load_state() {
     std::vector<DisconnectRecord> records;
     std::vector<Operation> operations;
-    const auto take_over = [&] {
-        for (const DisconnectRecord& record : records) disconnects_.append(record);
+    const auto adopt = [&] {
+        for (const DisconnectRecord& record : records) disconnects_.push_back(record);
         for (const Operation& operation : operations) queue_.append(operation);
     };
     try {
         store_.LoadState(records, operations);
     } catch (const std::exception&) {
-        take_over();  // what was read before the fault counts
+        adopt();  // entries before the fault are valid
         throw;
     }
-    take_over();
+    adopt();
     std::vector<DisconnectRecord> none;
     store_.SaveState(none, {});
 }
 
-/// A channel that is connected now counts as lost from now on.
+/// Each connected device is saved as disconnected from now on.
 void CNorVane::save_state() {
     const Ticks now = store_.CurrentTime();
     std::vector<DisconnectRecord> records(disconnects_.begin(), disconnects_.end());
@@ -84,34 +85,33 @@ void CNorVane::OnDeviceSupported(std::int32_t devices_id, std::int32_t device_nu
 void CNorVane::OnChannelState(const ChannelKey* channel, std::int32_t state, const void* /*unused*/,
                               Ticks time) {
     if (!supported_.contains(channel->device())) return;
-    if (const auto lost = disconnects_.first<ByChannel>(*channel)) {
-        // A second loss of a lost channel keeps the first one's time.
-        if (state == kConnected) channel_returned(*lost, time);
+    if (const auto lost = find_first<1>(disconnects_, *channel)) {
+        // A repeated disconnect keeps the time of the first one.
+        if (state == kConnected) connect_channel(*lost, time);
     } else if (state == kDisconnected) {
-        channel_lost(*channel, time);
+        disconnect_channel(*channel, time);
     } else if (state == kConnected) {
         queue_.connect(channel->device());
     }
 }
 
-void CNorVane::channel_returned(Sequence<DisconnectRecord, ByChannel>::Position lost, Ticks time) {
+void CNorVane::connect_channel(Disconnects::iterator lost, Ticks time) {
     if (queue_.empty()) {
         server_.LogInfo(log_lines::kStarting);
         server_.ReportStarted(clock_.now());
     }
-    const DisconnectRecord record = disconnects_.at(lost);
-    const Operation operation{.device = record.channel.device(),
+    const Operation operation{.device = lost->channel.device(),
                               .guid = server_.GenerateGuid(),
-                              .start_time = record.time,
+                              .start_time = lost->time,
                               .end_time = time};
     log_info(log_lines::creating(operation));
-    take_up(operation);
-    disconnects_.remove(lost);
+    append_connected(operation);
+    disconnects_.erase(lost);
     if (idle_) StartNextOperation();
 }
 
-/// Appends the operation and connects its device: both or, where memory is short, neither.
-void CNorVane::take_up(const Operation& operation) {
+/// Appends the operation and connects its device. Does neither if memory is short.
+void CNorVane::append_connected(const Operation& operation) {
     const Position position = queue_.append(operation);
     try {
         queue_.connect(operation.device);
@@ -121,8 +121,8 @@ void CNorVane::take_up(const Operation& operation) {
     }
 }
 
-/// The operation that was under way stays where it is; the channel's return will find it in front of its own.
-void CNorVane::channel_lost(const ChannelKey& channel, Ticks time) {
+/// An interrupted operation keeps its place in the queue, before the one that the reconnect will create.
+void CNorVane::disconnect_channel(const ChannelKey& channel, Ticks time) {
     const auto interrupted = queue_.find(channel.device());
     bool is_current = false;
     if (interrupted) {
@@ -130,7 +130,7 @@ void CNorVane::channel_lost(const ChannelKey& channel, Ticks time) {
         is_current = operation.guid == queue_.current().guid;
         log_info(log_lines::disconnect_during(operation, is_current));
     }
-    disconnects_.append({time - kLossMargin, channel});  // first: only this can fail
+    disconnects_.push_back({time - kLossMargin, channel});  // before disconnect, because only this can fail
     queue_.disconnect(channel.device());
     if (is_current) StartNextOperation();
 }
@@ -139,7 +139,7 @@ void CNorVane::OnDeviceRemoved(std::int32_t devices_id, std::int32_t device_numb
     const DeviceKey device = device_key(devices_id, device_number);
     supported_.erase(device);
     if (queue_.disconnect(device)) return;
-    if (const auto lost = disconnects_.first<ByChannel>(channel_zero(device))) disconnects_.remove(*lost);
+    if (const auto lost = find_first<1>(disconnects_, channel_zero(device))) disconnects_.erase(*lost);
 }
 
 }  // namespace norvane

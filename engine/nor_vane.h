@@ -1,10 +1,11 @@
 #pragma once
 
+#include <boost/multi_index/member.hpp>
 #include <set>
 #include <string>
 
+#include "engine/indexed_list.h"
 #include "engine/operation_queue.h"
-#include "engine/sequence.h"
 #include "platform/clock.h"
 #include "plugin/interfaces/event_sink.h"
 #include "plugin/interfaces/persistent_store.h"
@@ -12,19 +13,20 @@
 
 namespace norvane {
 
-/// The retrieval engine: which devices keep recordings of their own, which channels were lost, and what is to
-/// be fetched. Pure: the same events at the same times give the same requests. It keeps no step per
-/// operation; every reply that names a known GUID is acted on. docs/architecture.md draws the life of an
-/// operation.
+/// The retrieval engine. It tracks the devices that keep their own recordings and the channels that are
+/// disconnected, and retrieves the recordings of each gap. It is deterministic: the same events at the same
+/// times give the same requests. It stores no state per operation besides the record itself and acts on every
+/// reply that names a known GUID. docs/architecture.md shows the life of an operation.
 ///
-/// nor_vane.cpp has devices, channels, start and end; retrieval.cpp has the conversation about one operation.
+/// nor_vane.cpp handles devices, channels, start and shutdown; retrieval.cpp handles the dialog about one
+/// operation.
 class CNorVane final : public IEventSink {
   public:
-    /// Reads the saved state. All three are not owned and have to outlive the engine.
+    /// Loads the saved state. The arguments are not owned and must outlive the engine.
     CNorVane(ITalServer& server, IPersistentStore& store, const platform::Clock& clock);
     CNorVane(const CNorVane&) = delete;
     CNorVane& operator=(const CNorVane&) = delete;
-    /// Saves the state; raises nothing.
+    /// Saves the state.
     ~CNorVane() override;
 
     void OnDeviceSupported(std::int32_t devices_id, std::int32_t device_number) override;
@@ -40,16 +42,16 @@ class CNorVane final : public IEventSink {
     void OnDeviceRemoved(std::int32_t devices_id, std::int32_t device_number) override;
 
   private:
-    struct ByChannel {
-        ChannelKey operator()(const DisconnectRecord& record) const { return record.channel; }
-    };
+    using Disconnects =
+        IndexedList<DisconnectRecord,
+                    boost::multi_index::member<DisconnectRecord, ChannelKey, &DisconnectRecord::channel>>;
     using Position = OperationQueue::Position;
 
     void load_state();
     void save_state();
-    void channel_returned(Sequence<DisconnectRecord, ByChannel>::Position lost, Ticks time);
-    void take_up(const Operation& operation);
-    void channel_lost(const ChannelKey& channel, Ticks time);
+    void connect_channel(Disconnects::iterator lost, Ticks time);
+    void disconnect_channel(const ChannelKey& channel, Ticks time);
+    void append_connected(const Operation& operation);
 
     void StartNextOperation();
     void ReserveDiskSpace(const Operation& operation, std::uint32_t gigabytes);
@@ -62,9 +64,9 @@ class CNorVane final : public IEventSink {
     IPersistentStore& store_;
     const platform::Clock& clock_;
     std::set<DeviceKey> supported_;
-    Sequence<DisconnectRecord, ByChannel> disconnects_;
+    Disconnects disconnects_;
     OperationQueue queue_;
-    // While true, a channel's return that creates an operation starts work at once.
+    // If true, the next operation that a reconnected channel creates starts retrieval immediately.
     bool idle_ = true;
 };
 

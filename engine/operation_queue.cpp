@@ -1,21 +1,17 @@
 #include "engine/operation_queue.h"
 
-#include <utility>
-
 namespace norvane {
 
 void OperationQueue::connect(const DeviceKey& device) {
-    std::set<Position> begins;
-    if (const auto operation = find(device)) begins.insert(*operation);
-    connected_.append(device);
-    startable_.merge(begins);
+    connected_.push_back(device);  // first, because only this can fail
+    set_startable(find(device), true);
 }
 
 bool OperationQueue::disconnect(const DeviceKey& device) {
-    const auto entry = connected_.first<Itself>(device);
+    const auto entry = find_first<1>(connected_, device);
     if (!entry) return false;
-    connected_.remove(*entry);
-    if (const auto ends = find(device); ends && !is_connected(device)) startable_.erase(*ends);
+    connected_.erase(*entry);
+    set_startable(find(device), is_connected(device));
     return true;
 }
 
@@ -24,33 +20,26 @@ std::vector<DeviceKey> OperationQueue::connected_devices() const {
 }
 
 OperationQueue::Position OperationQueue::append(const Operation& operation) {
-    std::set<Position> begins;
-    if (is_connected(operation.device) && !find(operation.device)) begins.insert(operations_.next_position());
-    const Position position = operations_.append(operation);
-    startable_.merge(begins);
-    return position;
+    const bool startable = is_connected(operation.device) && !find(operation.device);
+    return operations_.push_back(Entry(operation, next_number_++, startable)).first;
 }
 
-/// The device's next operation takes over the position among the startable ones, and with it the memory for
-/// it.
+/// If the operation could start, the device's next one can start now.
 void OperationQueue::remove(Position position) {
-    const DeviceKey device = operations_.at(position).device;
-    auto startable = startable_.extract(position);
-    operations_.remove(position);
-    if (startable.empty()) return;
-    if (const auto next = find(device)) {
-        startable.value() = *next;
-        startable_.insert(std::move(startable));
-    }
+    const DeviceKey device = position->device;
+    const bool startable = position->startable;
+    operations_.erase(position);
+    if (startable) set_startable(find(device), true);
 }
 
 std::optional<OperationQueue::Position> OperationQueue::first_startable() const {
-    if (startable_.empty()) return std::nullopt;
-    return *startable_.begin();
+    const auto& ranked = operations_.get<kByRank>();
+    if (ranked.empty() || !ranked.begin()->startable) return std::nullopt;
+    return operations_.project<0>(ranked.begin());
 }
 
-std::vector<Operation> OperationQueue::operations() const {
-    return {operations_.begin(), operations_.end()};
+void OperationQueue::set_startable(std::optional<Position> position, bool startable) {
+    if (position) operations_.modify(*position, [startable](Entry& entry) { entry.startable = startable; });
 }
 
 }  // namespace norvane

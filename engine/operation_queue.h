@@ -1,70 +1,90 @@
 #pragma once
 
+#include <boost/multi_index/identity.hpp>
+#include <boost/multi_index/mem_fun.hpp>
+#include <boost/multi_index/member.hpp>
+#include <cstdint>
 #include <optional>
-#include <set>
+#include <utility>
 #include <vector>
 
-#include "engine/sequence.h"
+#include "engine/indexed_list.h"
 #include "plugin/interfaces/records.h"
 
 namespace norvane {
 
-/// The operations still to be done, in the order they were created, and the connected devices that they wait
-/// for. Both stand together because of the one question that joins them: which operation can start?
+/// The pending operations in the order of their creation, and the connected devices. Both are kept here
+/// because an operation can start only while its device is connected.
 ///
-/// Only what adds something needs memory. Where there is none it throws and has changed nothing.
+/// append and connect throw std::bad_alloc if memory is short, and then change nothing. No other change
+/// allocates.
 class OperationQueue {
-    struct ByGuid {
-        Guid operator()(const Operation& operation) const { return operation.guid; }
+    struct Entry : Operation {
+        Entry(const Operation& operation, std::uint64_t sequence_number, bool can_start)
+            : Operation(operation), number(sequence_number), startable(can_start) {}
+
+        std::uint64_t number;  // grows with each append
+        bool startable;        // the first operation of a connected device
+
+        /// Sorts the startable operations to the front, each group by age.
+        [[nodiscard]] std::pair<bool, std::uint64_t> rank() const noexcept { return {!startable, number}; }
     };
-    struct ByDevice {
-        DeviceKey operator()(const Operation& operation) const { return operation.device; }
-    };
-    struct Itself {
-        DeviceKey operator()(const DeviceKey& device) const { return device; }
-    };
-    using Operations = Sequence<Operation, ByGuid, ByDevice>;
+    using Operations =
+        IndexedList<Entry, boost::multi_index::member<Operation, Guid, &Operation::guid>,
+                    boost::multi_index::member<Operation, DeviceKey, &Operation::device>,
+                    boost::multi_index::const_mem_fun<Entry, std::pair<bool, std::uint64_t>, &Entry::rank>>;
+    static constexpr std::size_t kByGuid = 1;
+    static constexpr std::size_t kByDevice = 2;
+    static constexpr std::size_t kByRank = 3;
 
   public:
-    using Position = Operations::Position;
+    /// Refers to an operation until it is removed.
+    using Position = Operations::iterator;
 
-    /// Adds one entry for the device, whether or not there is one already: each report of a channel counts.
+    /// Adds an entry for the device. A device may have several, one for each report of a connected channel.
     void connect(const DeviceKey& device);
-    /// Removes the device's first entry; false when there is none.
+    /// Removes the device's oldest entry. Returns false if it has none.
     bool disconnect(const DeviceKey& device);
-    /// Every entry in the order of the reports, repeats included.
+    /// All entries in the order of the reports, including repeated ones.
     [[nodiscard]] std::vector<DeviceKey> connected_devices() const;
 
     [[nodiscard]] bool empty() const noexcept { return operations_.empty(); }
-    /// The current operation: the first one, even when a later one is being worked on. Not for an empty
-    /// queue.
+    /// The oldest operation, even if a later one is being retrieved. The queue must not be empty.
     [[nodiscard]] const Operation& current() const { return operations_.front(); }
 
     Position append(const Operation& operation);
     void remove(Position position);
-    /// Device and GUID of what it returns must not be changed.
-    [[nodiscard]] Operation& at(Position position) { return operations_.at(position); }
+    [[nodiscard]] const Operation& at(Position position) const { return *position; }
+    /// Calls change(Operation&), which must leave the device as it is and must not throw.
+    template <typename Change>
+    void update(Position position, Change change) {
+        operations_.modify(position, change);
+    }
 
+    /// The oldest operation with this GUID, or nothing.
     [[nodiscard]] std::optional<Position> find(const Guid& guid) const {
-        return operations_.first<ByGuid>(guid);
+        return find_first<kByGuid>(operations_, guid);
     }
+    /// The device's oldest operation, or nothing.
     [[nodiscard]] std::optional<Position> find(const DeviceKey& device) const {
-        return operations_.first<ByDevice>(device);
+        return find_first<kByDevice>(operations_, device);
     }
-    /// The first operation whose device is connected.
+    /// The oldest operation whose device is connected, or nothing.
     [[nodiscard]] std::optional<Position> first_startable() const;
 
-    [[nodiscard]] std::vector<Operation> operations() const;
+    [[nodiscard]] std::vector<Operation> operations() const {
+        return {operations_.begin(), operations_.end()};
+    }
 
   private:
     [[nodiscard]] bool is_connected(const DeviceKey& device) const {
-        return connected_.first<Itself>(device).has_value();
+        return find_first<1>(connected_, device).has_value();
     }
+    void set_startable(std::optional<Position> position, bool startable);
 
     Operations operations_;
-    Sequence<DeviceKey, Itself> connected_;
-    // The first operation of every connected device that has one.
-    std::set<Position> startable_;
+    std::uint64_t next_number_ = 0;
+    IndexedList<DeviceKey, boost::multi_index::identity<DeviceKey>> connected_;
 };
 
 }  // namespace norvane

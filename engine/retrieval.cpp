@@ -1,5 +1,5 @@
-// How one operation is carried out with the host: storage information, reservation, recordings, clips, end or
-// retry. Every step follows an event at once; nothing waits and nothing times out.
+// The dialog with the host about one operation: storage information, reservation, recordings, clips, then the
+// end or a retry. Each event is answered immediately. There are no timeouts.
 
 #include <utility>
 
@@ -9,29 +9,29 @@
 namespace norvane {
 namespace {
 
-/// A failed operation is retried while its attempts are at most this. Both a storage-info request and a
-/// failure count one: an operation that fails each time is tried twice.
+/// A failed operation is retried while its attempts do not exceed this limit. Each storage-info request and
+/// each failure counts as one attempt, so an operation that always fails is tried twice.
 constexpr std::int32_t kMaxAttempts = 2;
 
-/// Wraps instead of overflowing: the number may come from a state file that says anything.
+/// Wraps instead of overflowing, because the state file may contain any number.
 void count_attempt(Operation& operation) {
     operation.attempts = static_cast<std::int32_t>(static_cast<std::uint32_t>(operation.attempts) + 1);
 }
 
 }  // namespace
 
-/// Takes the first operation whose device is connected, whether or not a request of it is outstanding
-/// already.
+/// Requests the storage information of the oldest operation whose device is connected, even if an earlier
+/// request for it is still unanswered.
 void CNorVane::StartNextOperation() {
     if (queue_.empty()) return;
-    idle_ = true;  // until the request is out: one that fails must not keep the others waiting for ever
+    idle_ = true;  // stays true if the request throws; otherwise no later operation would start
     const auto next = queue_.first_startable();
     if (!next) return;
-    Operation& operation = queue_.at(*next);
+    const Operation& operation = queue_.at(*next);
     log_info(log_lines::requesting_storage_info(operation));
     server_.RequestStorageInfo(operation.guid, operation.device.devices_id, operation.device.number,
                                operation.start_time, operation.end_time);
-    count_attempt(operation);
+    queue_.update(*next, count_attempt);
     idle_ = false;
 }
 
@@ -87,12 +87,12 @@ void CNorVane::OnRetrievalFailed(Guid guid, std::int32_t error_code, Ticks faile
         server_.LogInfo(log_lines::kUnknownFailed);
         return;
     }
-    Operation& operation = queue_.at(*position);
+    const Operation& operation = queue_.at(*position);
     log_error(log_lines::failed(operation, error_code));
-    count_attempt(operation);
+    queue_.update(*position, count_attempt);
     if (operation.attempts <= kMaxAttempts) {
-        // Clips before the failing one have been converted: only the rest is fetched again.
-        operation.start_time = failed_clip_start;
+        // The clips before the failed one are already converted. The retry starts at the failed clip.
+        queue_.update(*position, [&](Operation& retried) { retried.start_time = failed_clip_start; });
         server_.ReleaseDiskReservation(operation.guid);
         StartNextOperation();
     } else {
@@ -101,7 +101,7 @@ void CNorVane::OnRetrievalFailed(Guid guid, std::int32_t error_code, Ticks faile
     }
 }
 
-/// The release is sent for every operation that ends, also when nothing was reserved.
+/// Sends the release for every operation that ends, even if nothing was reserved.
 void CNorVane::CompleteOperation(Position position) {
     server_.ReleaseDiskReservation(queue_.at(position).guid);
     queue_.remove(position);
