@@ -11,14 +11,13 @@ namespace {
 
 using norvane::DeviceKey;
 using norvane::Operation;
-
 using norvane::OperationQueue;
 using Operations = std::vector<Operation>;
 
-/// The first operation that is wanted, found by a scan from the front.
-template <typename Wanted>
-std::optional<Operation> scan(const Operations& operations, Wanted wanted) {
-    const auto found = std::ranges::find_if(operations, wanted);
+/// The first operation that satisfies the predicate.
+template <typename Predicate>
+std::optional<Operation> scan(const Operations& operations, Predicate predicate) {
+    const auto found = std::ranges::find_if(operations, predicate);
     return found == operations.end() ? std::nullopt : std::optional(*found);
 }
 
@@ -28,8 +27,8 @@ std::optional<Operation> at(OperationQueue& queue, std::optional<OperationQueue:
 
 }  // namespace
 
-/// Plain arrays are what the indexes have to agree with.
-TEST(OperationQueueTest, AnswersLikeAScanFromTheFront) {
+/// Compares the indexes with linear searches of plain arrays after random changes.
+TEST(OperationQueueTest, EveryLookupFindsTheFirstMatch) {
     std::mt19937 random(20'260);
     const auto below = [&random](std::uint32_t limit) {
         return static_cast<std::uint32_t>(random() % limit);
@@ -40,16 +39,16 @@ TEST(OperationQueueTest, AnswersLikeAScanFromTheFront) {
     for (int step = 0; step < 20'000 && !HasFailure(); ++step) {
         SCOPED_TRACE(step);
         const DeviceKey device{below(2), below(6)};
-        const auto guid = RecordingServer::guid(static_cast<int>(below(40)));  // repeats happen
-        const std::uint32_t what = below(5);
-        if (what == 0) {
+        const auto guid = RecordingServer::guid(static_cast<int>(below(40)));  // with repeats
+        const std::uint32_t change = below(5);
+        if (change == 0) {
             operations.push_back({.device = device, .guid = guid, .start_time = step});
             queue.append(operations.back());
-        } else if (what == 1) {
+        } else if (change == 1) {
             if (const auto position = queue.find(guid)) queue.remove(*position);
             const auto found = std::ranges::find(operations, guid, &Operation::guid);
             if (found != operations.end()) operations.erase(found);
-        } else if (what == 2) {
+        } else if (change == 2) {
             queue.connect(device);
             connected.push_back(device);
         } else {

@@ -1,13 +1,8 @@
 #include "tests/support/recording_server.h"
 
-#include <boost/uuid/uuid_io.hpp>
 #include <utility>
 
 namespace {
-
-std::string number_of(const norvane::Guid& guid) {
-    return "#" + std::to_string(int{guid.data[15]});
-}
 
 std::string device(std::uint32_t devices_id, std::uint32_t device_number) {
     return std::to_string(devices_id) + "/" + std::to_string(device_number);
@@ -25,8 +20,8 @@ norvane::Guid RecordingServer::guid(int number) {
     return guid;
 }
 
-std::string RecordingServer::guid_text(int number) {
-    return boost::uuids::to_string(guid(number));
+std::string RecordingServer::number_of(const norvane::Guid& guid) {
+    return "#" + std::to_string(int{guid.data[15]});
 }
 
 std::string RecordingServer::take() {
@@ -82,9 +77,9 @@ void RecordingServer::ReportStatus(std::int32_t status, norvane::Ticks now) {
 }
 
 void RecordingServer::LogInfo(const char* text) {
-    if (keep_logs) note(std::string("info ") + text);
+    note(std::string("info ") + text);
 }
 
 void RecordingServer::LogError(const char* text) {
-    if (keep_logs) note(std::string("error ") + text);
+    note(std::string("error ") + text);
 }

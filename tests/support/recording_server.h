@@ -4,16 +4,19 @@
 
 #include "plugin/interfaces/tal_server.h"
 
-/// A host that writes down what is asked of it, one short line a request. GUIDs are numbered in the order
-/// they are made, so that a test can name an operation.
+/// A server that records one line per request. GUIDs are numbered in the order of their generation, so a test
+/// can name an operation.
 class RecordingServer final : public norvane::ITalServer {
   public:
-    /// The n-th GUID from 0, as GenerateGuid makes it, and as logs and lines show it.
+    /// The GUID that the call of GenerateGuid with this number returns, counted from 0.
     [[nodiscard]] static norvane::Guid guid(int number);
-    [[nodiscard]] static std::string guid_text(int number);
+    /// "#" and the number of the GUID, as the recorded lines show it.
+    [[nodiscard]] static std::string number_of(const norvane::Guid& guid);
 
-    /// What was asked since the last call. Log lines come as "info ..." and "error ...".
+    /// The lines since the last call. Log lines begin with "info " or "error ".
     [[nodiscard]] std::string take();
+    /// Adds lines of the test. Each ends with a line break.
+    void add(const std::string& lines) { lines_ += lines; }
 
     void SetEventSink(norvane::IEventSink* sink) override;
     void RequestDiskReservation(const norvane::Guid& guid, std::uint32_t gigabytes) override;
@@ -33,11 +36,8 @@ class RecordingServer final : public norvane::ITalServer {
     void LogInfo(const char* text) override;
     void LogError(const char* text) override;
 
-    /// Left out of take() while false: most tests are about requests.
-    bool keep_logs = true;
-
   private:
-    void note(const std::string& line) { lines_ += line + "\n"; }
+    void note(const std::string& line) { add(line + "\n"); }
 
     std::string lines_;
     int next_guid_ = 0;
