@@ -7,7 +7,7 @@
 
 #include "mp4/box_walk.h"
 #include "mp4/sample_cursor.h"
-#include "tests/support/clip_builder.h"
+#include "tests/support/clips.h"
 #include "tests/support/memory_files.h"
 
 namespace {

@@ -15,7 +15,7 @@
 #include "platform/system.h"
 #include "plugin/interfaces/host_records.h"
 #include "plugin/interfaces/record_access.h"
-#include "tests/support/clip_builder.h"
+#include "tests/support/clips.h"
 #include "tests/support/fake_time.h"
 #include "tests/support/memory_files.h"
 

@@ -5,7 +5,7 @@
 #include <numeric>
 #include <random>
 
-#include "tests/support/clip_builder.h"
+#include "tests/support/clips.h"
 
 namespace bench {
 namespace {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "convert/mp4_parser.h"
-#include "tests/support/clip_builder.h"
+#include "tests/support/clips.h"
 #include "tests/support/fake_time.h"
 #include "tests/support/memory_files.h"
 #include "tests/support/recording_view.h"

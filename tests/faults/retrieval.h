@@ -12,7 +12,7 @@
 
 #include "plugin/send_to_host.h"
 #include "plugin/sync_layer.h"
-#include "tests/support/clip_builder.h"
+#include "tests/support/clips.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/fake_time.h"
 #include "tests/support/host_messages.h"

@@ -7,7 +7,7 @@
 #include <set>
 #include <stdexcept>
 
-#include "tests/support/clip_builder.h"
+#include "tests/support/clips.h"
 #include "tests/support/fake_time.h"
 #include "tests/support/memory_files.h"
 #include "tests/support/recording_view.h"

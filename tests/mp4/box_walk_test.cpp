@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "tests/support/clip_builder.h"
+#include "tests/support/clips.h"
 #include "tests/support/memory_files.h"
 
 namespace {

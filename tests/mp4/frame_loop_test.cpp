@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "mp4/box_walk.h"
-#include "tests/support/clip_builder.h"
+#include "tests/support/clips.h"
 #include "tests/support/memory_files.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/clip_builder.h"
+#include "tests/support/clips.h"
 #include "tests/support/memory_files.h"
 
 namespace {

@@ -1,14 +1,15 @@
 #pragma once
 
-// Bytes as readable text and back. Tests hold bytes in std::string, which compares, joins and cuts.
+// Bytes as hexadecimal text and back. Tests keep bytes in std::string, which can be compared, joined and cut.
 
-#include <algorithm>
-#include <concepts>
-#include <cstdint>
 #include <string>
 #include <string_view>
 
-/// "00 0A FF" as three bytes; whatever is no capital hexadecimal digit only separates.
+#include "tools/clip_maker/byte_text.h"
+
+using clip_maker::be16, clip_maker::be32, clip_maker::be64, clip_maker::zeros;
+
+/// "00 0A FF" as three bytes. Characters other than 0-9 and A-F are skipped.
 inline std::string from_hex(std::string_view text) {
     constexpr std::string_view kDigits = "0123456789ABCDEF";
     std::string bytes;
@@ -23,7 +24,7 @@ inline std::string from_hex(std::string_view text) {
     return bytes;
 }
 
-/// The other way, with a blank behind every byte but the last.
+/// The inverse, with a space between bytes.
 inline std::string to_hex(std::string_view bytes) {
     std::string text;
     for (const char c : bytes) {
@@ -31,26 +32,4 @@ inline std::string to_hex(std::string_view bytes) {
         text += ' ';
     }
     return text.substr(0, text.empty() ? 0 : text.size() - 1);
-}
-
-/// An integer as the bytes of a clip.
-template <std::unsigned_integral T>
-std::string big_endian(T value) {
-    std::string bytes;
-    for (std::size_t i = 0; i < sizeof(T); ++i)
-        bytes += static_cast<char>(std::uint64_t{value} >> 8 * i & 0xFF);
-    std::ranges::reverse(bytes);
-    return bytes;
-}
-inline std::string be16(std::uint16_t value) {
-    return big_endian(value);
-}
-inline std::string be32(std::size_t value) {
-    return big_endian(static_cast<std::uint32_t>(value));
-}
-inline std::string be64(std::uint64_t value) {
-    return big_endian(value);
-}
-inline std::string zeros(std::size_t count) {
-    return std::string(count, '\0');
 }

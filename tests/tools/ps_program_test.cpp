@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/clip_builder.h"
+#include "tests/support/clips.h"
 #include "tests/support/program.h"
 
 namespace {

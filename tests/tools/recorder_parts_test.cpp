@@ -6,8 +6,8 @@
 #include "tests/support/temp_directory.h"
 #include "tools/cli/base64.h"
 #include "tools/cli/exit_status.h"
-#include "tools/clip_maker/clip.h"
 #include "tools/host_kit/lent_buffers.h"
+#include "tools/recorder/host/clip.h"
 #include "tools/recorder/host/host_documents.h"
 #include "tools/recorder/host/transcript_line.h"
 #include "tools/recorder/model/pattern.h"
@@ -75,7 +75,7 @@ TEST(HostDocumentsTest, NamesAreCarriedSafely) {
 TEST(ClipTest, FactsComeFromTheMovieBoxAndNothingElseIsAClip) {
     const TempDirectory directory;
     const std::string file = directory / "clip.mp4";
-    const Clip made = make_small_clip(file, 3);
+    const Clip made = write_small_clip(file, 3);
     EXPECT_EQ(made.frames, 75U);
     EXPECT_EQ(made.seconds, 3);
     EXPECT_EQ(made.bytes, read_file(file).size());
@@ -85,9 +85,9 @@ TEST(ClipTest, FactsComeFromTheMovieBoxAndNothingElseIsAClip) {
          {std::string(), whole.substr(0, 40), whole.substr(0, whole.find("trak")),
           std::string("RIFF1234AVI "), std::string("\0\0\0\1moov\0\0\0\0\0\0\0\0", 16)}) {
         write_file(file, broken);
-        EXPECT_THROW((void)look_at_clip(file), cli::CannotRun) << broken.size();
+        EXPECT_THROW((void)inspect_clip(file), cli::CannotRun) << broken.size();
     }
-    EXPECT_THROW((void)look_at_clip(directory.path()), cli::CannotRun);
+    EXPECT_THROW((void)inspect_clip(directory.path()), cli::CannotRun);
 }
 
 TEST(TranscriptTest, BytesThatAreNoUtf8StandBesideTheTextInBase64) {

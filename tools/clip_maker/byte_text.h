@@ -1,20 +1,30 @@
 #pragma once
 
-// Integers as the bytes of a file, to be joined.
+// Integers as the bytes of a file, in strings that can be joined.
 
 #include <algorithm>
 #include <cstdint>
 #include <string>
 
-namespace recorder {
+namespace clip_maker {
 
-/// The lowest bytes of a value, the highest of them first.
+/// The low `bytes` bytes of the value, most significant byte first.
 [[nodiscard]] inline std::string big(std::uint64_t value, int bytes) {
     std::string text;
     for (int i = bytes - 1; i >= 0; --i) text += static_cast<char>(value >> (8 * i) & 0xFFU);
     return text;
 }
+[[nodiscard]] inline std::string be16(std::uint64_t value) {
+    return big(value, 2);
+}
+[[nodiscard]] inline std::string be32(std::uint64_t value) {
+    return big(value, 4);
+}
+[[nodiscard]] inline std::string be64(std::uint64_t value) {
+    return big(value, 8);
+}
 
+/// The same, least significant byte first.
 [[nodiscard]] inline std::string little(std::uint64_t value, int bytes) {
     std::string text = big(value, bytes);
     std::ranges::reverse(text);
@@ -25,4 +35,4 @@ namespace recorder {
     return std::string(count, '\0');
 }
 
-}  // namespace recorder
+}  // namespace clip_maker

@@ -57,7 +57,7 @@ void refuse_odd_places(const Options& options) {
 
 std::vector<Clip> given_clips(const Options& options) {
     std::vector<Clip> clips;
-    for (const fs::path& file : options.clips) clips.push_back(look_at_clip(file));
+    for (const fs::path& file : options.clips) clips.push_back(inspect_clip(file));
     return clips;
 }
 
@@ -66,7 +66,7 @@ std::vector<Clip> made_up_clips(const WorkingDirectory& directory) {
     std::vector<Clip> clips;
     for (const Seconds seconds : {4, 2, 5}) {
         const fs::path file = directory.temporary_directory() / fmt::format("camera-{}s.mp4", seconds);
-        clips.push_back(make_small_clip(file, seconds));
+        clips.push_back(write_small_clip(file, seconds));
     }
     return clips;
 }

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/clip_maker/clip.h"
+#include "tools/recorder/host/clip.h"
 #include "tools/recorder/host/host_documents.h"
 
 namespace recorder {

@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "tools/clip_maker/byte_text.h"
 #include "tools/recorder/validate/cases.h"
 #include "tools/recorder/validate/expected_pair.h"
 
@@ -14,31 +15,44 @@ namespace {
 
 constexpr std::uint8_t kOrdinary = 0x80;  // of clips of type 1
 constexpr std::uint8_t kOfTypeThree = 0x40;
+constexpr std::uint32_t kMediaAt = 32;  // offset of the first sample: after "ftyp" and the header of "mdat"
 
+using clip_maker::box, clip_maker::make_clip, clip_maker::table_box;
+
+/// A NAL unit with its length in front.
 std::string unit(char first, std::size_t size) {
-    return first + std::string(size - 1, static_cast<char>('a' + size % 26));
+    return clip_maker::nal(first + std::string(size - 1, static_cast<char>('a' + size % 26)));
+}
+
+clip_maker::Clip clip_of(const clip_maker::ClipTrack& track, std::uint32_t timescale = 1000,
+                         std::uint64_t duration = 1000) {
+    return {.tracks = {track},
+            .timescale = timescale,
+            .duration = duration,
+            .minimal = true,
+            .media_in_front = true};
+}
+
+/// A clip of one key frame.
+clip_maker::Clip one_frame(std::size_t size) {
+    return clip_of({.samples = {unit('\x65', size)}, .width = 640, .height = 360, .sync = {{1}}});
 }
 
 /// Payloads of a multiple of 32 bytes, of one more and of one less, of several units, and one so long that
 /// its packet's length wraps. All sizes are taken with the four bytes in front of a unit.
-ClipPlan varied_plan() {
-    return {.timescale = 10,
-            .duration = 40,
-            .width = 1920,
-            .height = 1080,
-            .samples = {{{unit('\x65', 60)}, true},
-                        {{unit('\x41', 61)}},
-                        {{unit('\x41', 59)}},
-                        {{unit('\x06', 20), unit('\x41', 100)}},
-                        {{unit('\x65', 65'501)}, true},
-                        {{unit('\x41', 1)}},
-                        {{unit('\x41', 2'200'000)}},
-                        {{unit('\x41', 28)}}},
-            .chunks = {3, 1, 4}};
+clip_maker::Clip varied_clip() {
+    return clip_of({.samples = {unit('\x65', 60), unit('\x41', 61), unit('\x41', 59),
+                                unit('\x06', 20) + unit('\x41', 100), unit('\x65', 65'501), unit('\x41', 1),
+                                unit('\x41', 2'200'000), unit('\x41', 28)},
+                    .width = 1920,
+                    .height = 1080,
+                    .sync = {{1, 5}},
+                    .chunks = {3, 1, 4}},
+                   10, 40);
 }
 
-StoredClip planned(Trial& trial, const std::string& name, const ClipPlan& plan, Seconds start) {
-    return {make_clip(trial.directory().temporary_directory() / name, plan), start};
+StoredClip stored(Trial& trial, const std::string& name, const clip_maker::Clip& clip, Seconds start) {
+    return {write_clip(trial.directory().temporary_directory() / name, clip), start};
 }
 
 void require_pair(const std::string& path, const Pair& expected) {
@@ -49,52 +63,71 @@ void require_pair(const std::string& path, const Pair& expected) {
 }
 
 /// A whole operation with one clip, which must become exactly the expected pair.
-void convert(Trial& trial, const ClipPlan& plan, Seconds start = kLost, std::int32_t type = 1,
+void convert(Trial& trial, const clip_maker::Clip& clip, Seconds start = kLost, std::int32_t type = 1,
              std::uint8_t kind = kOrdinary) {
     const Request request = trial.until_clips_are_asked();
-    trial.simulator().deliver(trial.camera(), request, planned(trial, "clip.mp4", plan, start), type);
+    trial.simulator().deliver(trial.camera(), request, stored(trial, "clip.mp4", clip, start), type);
     require_pair(trial.directory().recording_path(trial.camera().device, start),
-                 expected_pair(plan, start, kind, trial.camera().name));
+                 expected_pair(clip, start, kind, trial.camera().name));
     trial.finish(request);
 }
 
 void varied(Trial& trial) {
-    convert(trial, varied_plan());
+    convert(trial, varied_clip());
 }
 
 /// Frames of half a second until midnight and on behind it: two spans.
 void over_midnight(Trial& trial) {
     constexpr Seconds kDay = 86'400;
-    ClipPlan plan{.timescale = 2, .duration = 8};
-    for (int i = 0; i < 8; ++i) plan.samples.push_back({{unit('\x65', 100)}, true});
-    convert(trial, plan, kLost / kDay * kDay + kDay - 2);
+    const clip_maker::Clip clip = clip_of({.samples = std::vector(8, unit('\x65', 100)),
+                                           .width = 640,
+                                           .height = 360,
+                                           .sync = {{1, 2, 3, 4, 5, 6, 7, 8}}},
+                                          2, 8);
+    convert(trial, clip, kLost / kDay * kDay + kDay - 2);
 }
 
 /// More than a second from frame to frame: each is a span of its own.
 void slow(Trial& trial) {
-    convert(trial, {.timescale = 1,
-                    .duration = 6,
-                    .samples = {{{unit('\x65', 40)}, true}, {{unit('\x41', 50)}}, {{unit('\x41', 61)}}}});
+    convert(trial, clip_of({.samples = {unit('\x65', 40), unit('\x41', 50), unit('\x41', 61)},
+                            .width = 640,
+                            .height = 360,
+                            .sync = {{1}}},
+                           1, 6));
+}
+
+/// An AAC track (ISO/IEC 14496-12, 12.2.3) whose only sample is the start of the first picture.
+clip_maker::ClipTrack audio_track() {
+    using clip_maker::be16, clip_maker::be32, clip_maker::zeros;
+    const std::string entry =
+        zeros(6) + be16(1) + zeros(8) + be16(1) + be16(16) + zeros(4) + be32(8000U << 16U);
+    return {.samples = {},
+            .boxes = {{"stsd", box("stsd", zeros(4) + be32(1) + box("mp4a", entry))},
+                      {"stts", table_box("stts", 1, {1, 1})},
+                      {"stsc", table_box("stsc", 1, {1, 1, 1})},
+                      {"stsz", table_box("stsz", 0, {1, 8})},
+                      {"stco", table_box("stco", 1, {kMediaAt})}}};
 }
 
 /// Without a movie header a frame takes 65 ms; without a sync table every frame is a key frame; sound is
 /// passed over.
 void without_boxes(Trial& trial) {
-    ClipPlan plan = varied_plan();
-    plan.duration = 0;
-    plan.sync_table = false;
-    plan.sound_behind = true;
-    plan.samples.resize(4);
-    plan.chunks = {4};
-    convert(trial, plan);
+    clip_maker::Clip clip = varied_clip();
+    clip.duration.reset();
+    clip_maker::ClipTrack& track = clip.tracks.front();
+    track.sync.reset();
+    track.samples.resize(4);
+    track.chunks = {4};
+    clip.tracks.push_back(audio_track());
+    convert(trial, clip);
 }
 
 void type_three(Trial& trial) {
-    convert(trial, varied_plan(), kLost, 3, kOfTypeThree);
+    convert(trial, varied_clip(), kLost, 3, kOfTypeThree);
 }
 
 void other_type(Trial& trial) {
-    convert(trial, varied_plan(), kLost, 2, 0);
+    convert(trial, varied_clip(), kLost, 2, 0);
 }
 
 /// Twelve bits of the identifier and eight of the number stand in a file's name.
@@ -102,24 +135,24 @@ void path(Trial& trial) {
     Camera camera = trial.camera();
     camera.device = {0x0ABC1234, 0x1FF};
     camera.storage = {{.clip = {.file = {}, .bytes = 1, .seconds = 60, .frames = 0}, .start = kLost}};
-    const ClipPlan plan = varied_plan();
+    const clip_maker::Clip clip = varied_clip();
     trial.simulator().open();
     introduce(trial.simulator(), camera, kLost - 60);
     trial.lose_and_find(camera, kLost, kFound);
     const Request request = recorder::until_clips_are_asked(trial.simulator(), camera);
-    trial.simulator().deliver(camera, request, planned(trial, "clip.mp4", plan, kLost), 1);
+    trial.simulator().deliver(camera, request, stored(trial, "clip.mp4", clip, kLost), 1);
     const std::string path = trial.directory().recording_path(camera.device, kLost);
     require(path.ends_with("-0ABCFF80e.ps"), "a clip id of another camera was expected");
-    require_pair(path, expected_pair(plan, kLost, kOrdinary, camera.name));
+    require_pair(path, expected_pair(clip, kLost, kOrdinary, camera.name));
     trial.simulator().close();
 }
 
 /// A second clip of the same second takes the first one's place.
 void replaced(Trial& trial) {
     const Request request = trial.until_clips_are_asked();
-    const ClipPlan second{.samples = {{{unit('\x65', 9)}, true}}};
-    trial.simulator().deliver(trial.camera(), request, planned(trial, "a.mp4", varied_plan(), kLost), 1);
-    trial.simulator().deliver(trial.camera(), request, planned(trial, "b.mp4", second, kLost), 1);
+    const clip_maker::Clip second = one_frame(9);
+    trial.simulator().deliver(trial.camera(), request, stored(trial, "a.mp4", varied_clip(), kLost), 1);
+    trial.simulator().deliver(trial.camera(), request, stored(trial, "b.mp4", second, kLost), 1);
     require_pair(trial.directory().recording_path(trial.camera().device, kLost),
                  expected_pair(second, kLost, kOrdinary, trial.camera().name));
     trial.finish(request);
@@ -163,14 +196,14 @@ void no_mp4(Trial& trial) {
 
 void without_tables(Trial& trial) {
     const Request request = trial.until_clips_are_asked();
-    const std::string type = box("ftyp", std::string("isom\0\0\2\0isomavc1", 16));
-    deliver_file(trial, request, type + box("mdat", "no movie"),
+    const std::string no_movie = make_clip(varied_clip()).substr(0, kMediaAt - 8) + box("mdat", "no movie");
+    deliver_file(trial, request, no_movie,
                  said(trial, {{25, "Parsing mp4 container - {}.\n"},
                               {75, "No sample tables found in mp4 container.\n"}}));
     for (const char* table : {"stsd", "stts", "stsc", "stsz", "stco"}) {
-        ClipPlan plan = varied_plan();
-        plan.left_out = table;
-        deliver_file(trial, request, clip_text(plan),
+        clip_maker::Clip clip = varied_clip();
+        clip.tracks.front().boxes[table] = "";
+        deliver_file(trial, request, make_clip(clip),
                      said(trial, {{25, "Parsing mp4 container - {}.\n"},
                                   {75, "No sample tables found in mp4 container.\n"}}));
     }
@@ -180,8 +213,9 @@ void without_tables(Trial& trial) {
 void bad_unit_length(Trial& trial) {
     const Request request = trial.until_clips_are_asked();
     const std::string long_unit = unit('\x41', 30);
-    std::string text = clip_text({.samples = {{{long_unit}, true}}});
-    text[text.find(long_unit) - 4] = '\x7F';
+    std::string text =
+        make_clip(clip_of({.samples = {long_unit}, .width = 640, .height = 360, .sync = {{1}}}));
+    text[text.find(long_unit)] = '\x7F';
     deliver_file(trial, request, text,
                  opened_then(trial, "Bad frame size. Aborting parsing of mp4 container.\n"));
     trial.finish(request);
@@ -190,11 +224,11 @@ void bad_unit_length(Trial& trial) {
 /// 4 MiB is the end of what a packet's length can say.
 void frame_too_long(Trial& trial) {
     const Request request = trial.until_clips_are_asked();
-    const ClipPlan fits{.samples = {{{unit('\x65', 4'194'236)}, true}}};
-    trial.simulator().deliver(trial.camera(), request, planned(trial, "fits.mp4", fits, kLost), 1);
+    const clip_maker::Clip fits = one_frame(4'194'236);
+    trial.simulator().deliver(trial.camera(), request, stored(trial, "fits.mp4", fits, kLost), 1);
     require_pair(trial.directory().recording_path(trial.camera().device, kLost),
                  expected_pair(fits, kLost, kOrdinary, trial.camera().name));
-    deliver_file(trial, request, clip_text({.samples = {{{unit('\x65', 4'194'237)}, true}}}),
+    deliver_file(trial, request, make_clip(one_frame(4'194'237)),
                  opened_then(trial, "Error occured while writing frame to ps file - {}.\n"));
     trial.finish(request);
 }
@@ -202,7 +236,7 @@ void frame_too_long(Trial& trial) {
 void not_opened(Trial& trial) {
     const Request request = trial.until_clips_are_asked();
     std::filesystem::create_directories(trial.directory().recording_path(trial.camera().device, kLost));
-    deliver_file(trial, request, clip_text(varied_plan()),
+    deliver_file(trial, request, make_clip(varied_clip()),
                  said(trial, {{25, "Parsing mp4 container - {}.\n"},
                               {75, "Error opening ps file - {1} for write\n."}}));
     trial.finish(request);
@@ -210,9 +244,9 @@ void not_opened(Trial& trial) {
 
 void unknown_box(Trial& trial) {
     const Request request = trial.until_clips_are_asked();
-    ClipPlan plan = varied_plan();
-    plan.unknown_box = "abcd";
-    deliver_file(trial, request, clip_text(plan),
+    clip_maker::Clip clip = varied_clip();
+    clip.at_end = box("abcd", "whatever");
+    deliver_file(trial, request, make_clip(clip),
                  said(trial, {{25, "Parsing mp4 container - {}.\n"},
                               {25, "Unknown box type : abcd\n"},
                               {25, "Opened (and PSI) {1}.\n"},

@@ -12,6 +12,8 @@
 namespace recorder::validate {
 namespace {
 
+using clip_maker::big, clip_maker::little, clip_maker::zeros;
+
 constexpr std::size_t kMapEntries = 32;
 constexpr std::uint32_t kNone = 0xFFFFFFFF;
 constexpr std::uint32_t kUnit = 32;  // packets are multiples of it
@@ -30,17 +32,31 @@ std::uint32_t date_of(std::chrono::year_month_day day) {
            static_cast<unsigned>(day.month()) * 32 + static_cast<unsigned>(day.day());
 }
 
-std::vector<Shown> shown_frames(const ClipPlan& plan, Seconds start) {
+/// The sample with a start code in place of each unit's length.
+std::string with_start_codes(std::string sample) {
+    for (std::size_t at = 0; at < sample.size();) {
+        std::size_t length = 0;
+        for (std::size_t i = 0; i < 4; ++i)
+            length = length << 8U | static_cast<unsigned char>(sample[at + i]);
+        sample.replace(at, 4, big(1, 4));
+        at += 4 + length;
+    }
+    return sample;
+}
+
+std::vector<Shown> shown_frames(const clip_maker::Clip& clip, Seconds start) {
     namespace ch = std::chrono;
-    const double duration = plan.duration == 0
-                                ? 0.065
-                                : plan.duration / (static_cast<double>(plan.samples.size()) * plan.timescale);
+    const clip_maker::ClipTrack& track = clip.tracks.front();
+    const double duration = !clip.duration ? 0.065
+                                           : static_cast<double>(*clip.duration) /
+                                                 (static_cast<double>(track.samples.size()) * clip.timescale);
     std::vector<Shown> frames;
     double offset = 0;
-    for (const PlannedSample& sample : plan.samples) {
+    for (const std::string& sample : track.samples) {
         Shown frame;
-        frame.key = sample.key || !plan.sync_table;
-        for (const std::string& unit : sample.units) frame.payload += big(1, 4) + unit;
+        const auto number = static_cast<std::uint32_t>(frames.size() + 1);
+        frame.key = !track.sync || std::ranges::find(*track.sync, number) != track.sync->end();
+        frame.payload = with_start_codes(sample);
         const double time = static_cast<double>(start) + offset;
         const auto seconds = static_cast<std::int64_t>(time);
         const auto day = ch::floor<ch::days>(ch::sys_seconds(ch::seconds(seconds)));
@@ -58,7 +74,8 @@ std::string pack_header() {
     return big(0x000001BA, 4) + big(0x440004000401, 6) + big(0x000003FAFFFF, 6);
 }
 
-std::string map_of(const ClipPlan& plan, const std::string& input_name) {
+std::string map_of(const clip_maker::Clip& clip, const std::string& input_name) {
+    const clip_maker::ClipTrack& track = clip.tracks.front();
     std::string name = input_name.substr(0, 32);
     name.resize(32);
     std::string map = big(0x000001BC, 4) + big(1956, 2) + big(0xE2FF, 2) + big(94, 2) +
@@ -66,7 +83,7 @@ std::string map_of(const ClipPlan& plan, const std::string& input_name) {
     for (std::size_t slot = 0; slot < kMapEntries; ++slot) {
         const bool video = slot < 16;
         map += big(video ? 0x85 : 0x90, 1) + big(video ? 0xD0 + slot : 0xC0 + slot - 16, 1) + big(54, 2);
-        map += video ? big(plan.width / 16, 1) + big(plan.height / 16, 1) + big(0xFFFF, 2) : zeros(4);
+        map += video ? big(track.width / 16, 1) + big(track.height / 16, 1) + big(0xFFFF, 2) : zeros(4);
         map += zeros(18) + name;
     }
     return map;
@@ -98,9 +115,9 @@ std::string packet(const Shown& frame, std::uint32_t size_before, std::uint8_t k
            frame.payload + zeros(padding);
 }
 
-std::string data_of(const ClipPlan& plan, const std::vector<Shown>& frames, std::uint8_t kind,
+std::string data_of(const clip_maker::Clip& clip, const std::vector<Shown>& frames, std::uint8_t kind,
                     const std::string& input_name) {
-    std::string data = pack_header() + map_of(plan, input_name);
+    std::string data = pack_header() + map_of(clip, input_name);
     std::uint32_t before = kNone;
     for (const Shown& frame : frames) {
         data += packet(frame, before, kind);
@@ -166,9 +183,10 @@ std::string index_of(const std::vector<Shown>& frames, std::uint8_t kind) {
 
 }  // namespace
 
-Pair expected_pair(const ClipPlan& plan, Seconds start, std::uint8_t kind, const std::string& input_name) {
-    const std::vector<Shown> frames = shown_frames(plan, start);
-    return {data_of(plan, frames, kind, input_name), index_of(frames, kind)};
+Pair expected_pair(const clip_maker::Clip& clip, Seconds start, std::uint8_t kind,
+                   const std::string& input_name) {
+    const std::vector<Shown> frames = shown_frames(clip, start);
+    return {data_of(clip, frames, kind, input_name), index_of(frames, kind)};
 }
 
 std::string difference(const std::string& found, const std::string& expected) {

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "tools/clip_maker/clip_writer.h"
+#include "tools/clip_maker/clip_maker.h"
 #include "tools/recorder/host/host_documents.h"
 
 namespace recorder::validate {
@@ -17,7 +17,7 @@ struct Pair {
 };
 
 /// The pair for a clip that starts at an instant; kind is 0x80, 0x40 or 0.
-[[nodiscard]] Pair expected_pair(const ClipPlan& plan, Seconds start, std::uint8_t kind,
+[[nodiscard]] Pair expected_pair(const clip_maker::Clip& clip, Seconds start, std::uint8_t kind,
                                  const std::string& input_name);
 
 /// "the same", or where the first byte differs.

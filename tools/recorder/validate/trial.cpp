@@ -43,7 +43,7 @@ Request Trial::request() {
 
 Request Trial::until_clips_are_asked() {
     open();
-    Clip clip = make_small_clip(directory_.temporary_directory() / "camera.mp4", 1);
+    Clip clip = write_small_clip(directory_.temporary_directory() / "camera.mp4", 1);
     clip.seconds = kFound - kLost;  // as the camera has it: there is something to fetch at every try
     camera_.storage = {{clip, kLost}};
     lose_and_find();

@@ -1,9 +1,9 @@
-#include "tools/clip_maker/clip.h"
+#include "tools/recorder/host/clip.h"
 
 #include <algorithm>
+#include <array>
 #include <fstream>
 #include <functional>
-#include <optional>
 #include <span>
 #include <vector>
 
@@ -11,6 +11,7 @@
 
 #include "platform/bytes.h"
 #include "tools/cli/exit_status.h"
+#include "tools/clip_maker/clip_maker.h"
 
 namespace recorder {
 namespace {
@@ -20,7 +21,7 @@ using Bytes = std::span<const platform::Byte>;
 constexpr std::uint64_t kHeaderSize = 8;
 constexpr std::uint64_t kMaxMovieBytes = 256ULL * 1024 * 1024;
 
-/// An integer at an offset, 0 where the bytes end before it.
+/// The integer at the offset; 0 if the bytes end before it.
 template <typename T>
 T integer_at(Bytes bytes, std::size_t offset) {
     if (offset > bytes.size() || bytes.size() - offset < sizeof(T)) return 0;
@@ -32,7 +33,7 @@ std::string_view type_at(Bytes bytes, std::size_t offset) {
     return {reinterpret_cast<const char*>(bytes.subspan(offset).data()), 4};
 }
 
-/// Calls `visit` with the payload of every box of the type among the boxes in `bytes`.
+/// Calls `visit` with the payload of each box of this type among the boxes in `bytes`.
 void for_each_box(Bytes bytes, std::string_view type, const std::function<void(Bytes)>& visit) {
     while (bytes.size() >= kHeaderSize) {
         const std::uint64_t size = integer_at<std::uint32_t>(bytes, 0);
@@ -42,7 +43,7 @@ void for_each_box(Bytes bytes, std::string_view type, const std::function<void(B
     }
 }
 
-/// The first box that a path of types leads to, empty when there is none.
+/// The payload of the first box at the path of types; empty if there is none.
 Bytes box_at(Bytes bytes, std::span<const std::string_view> path) {
     for (const std::string_view type : path) {
         Bytes inner;
@@ -54,7 +55,7 @@ Bytes box_at(Bytes bytes, std::span<const std::string_view> path) {
     return bytes;
 }
 
-/// The payload of the file's movie box.
+/// The payload of the file's movie box; empty if there is none.
 std::vector<platform::Byte> read_movie(const std::filesystem::path& file) {
     std::ifstream in(file, std::ios::binary);
     if (!in) throw cli::CannotRun(fmt::format("cannot read clip {}", file.string()));
@@ -93,9 +94,9 @@ std::int64_t length_of(Bytes movie) {
     return static_cast<std::int64_t>(std::clamp<std::uint64_t>((duration - 1) / scale + 1, 1, kMaxLength));
 }
 
-/// Samples of the tracks whose first sample description is something else than AAC (8.5.2, 8.7.3). Which
-/// samples a plug-in finds in tracks of subtitles, time codes or other sound is not for the recorder to say:
-/// their entries are shorter than a visual one.
+/// The number of samples in the tracks other than AAC (8.5.2, 8.7.3). Refuses a track whose sample entry is
+/// shorter than a visual one: which samples a module finds in subtitles, time codes or other audio is not
+/// prescribed.
 std::uint32_t frames_of(Bytes movie, const std::filesystem::path& file) {
     constexpr std::uint32_t kVisualEntry = 86;
     constexpr std::array<std::string_view, 4> kTables = {"mdia", "minf", "stbl", "stsz"};
@@ -106,8 +107,8 @@ std::uint32_t frames_of(Bytes movie, const std::filesystem::path& file) {
         const std::string_view type = type_at(description, 12);
         if (type == "mp4a") return;
         if (integer_at<std::uint32_t>(description, 8) < kVisualEntry) {
-            throw cli::CannotRun(
-                fmt::format("{} has a track of type '{}' beside H.264 and AAC", file.string(), type));
+            throw cli::CannotRun(fmt::format("{} has a track of type '{}'; only H.264 and AAC are supported",
+                                             file.string(), type));
         }
         frames += integer_at<std::uint32_t>(box_at(track, kTables), 8);
     });
@@ -116,38 +117,45 @@ std::uint32_t frames_of(Bytes movie, const std::filesystem::path& file) {
 
 constexpr std::uint32_t kFramesPerSecond = 25;
 
-/// A sample of one unit with some bytes in it that tell it from its neighbours.
-PlannedSample sample(std::uint32_t number) {
-    const bool key = number % kFramesPerSecond == 0;
+/// A sample of one unit whose bytes differ from those of its neighbours.
+std::string sample(std::uint32_t number, bool key) {
     const std::uint32_t length = (key ? 400 : 60) + number % 37;
-    return {{(key ? '\x65' : '\x41') + std::string(length - 1, static_cast<char>('a' + number % 26))}, key};
+    return clip_maker::nal((key ? '\x65' : '\x41') +
+                           std::string(length - 1, static_cast<char>('a' + number % 26)));
 }
 
 }  // namespace
 
-Clip look_at_clip(const std::filesystem::path& file) {
+Clip inspect_clip(const std::filesystem::path& file) {
     if (!std::filesystem::is_regular_file(file))
         throw cli::CannotRun(fmt::format("no clip at {}", file.string()));
     const std::vector<platform::Byte> movie = read_movie(file);
     const std::uint32_t frames = frames_of(movie, file);
-    if (frames == 0) {
-        throw cli::CannotRun(fmt::format("{} is no MP4 clip with its samples in tables", file.string()));
-    }
+    if (frames == 0)
+        throw cli::CannotRun(fmt::format("{} is not an MP4 clip with sample tables", file.string()));
     return {file, std::filesystem::file_size(file), length_of(movie), frames};
 }
 
-Clip make_small_clip(const std::filesystem::path& file, std::int64_t seconds) {
-    const auto frames = static_cast<std::uint32_t>(seconds) * kFramesPerSecond;
-    ClipPlan plan{.timescale = kFramesPerSecond, .duration = frames};
-    for (std::uint32_t i = 0; i < frames; ++i) plan.samples.push_back(sample(i));
-    return make_clip(file, plan);
+Clip write_clip(const std::filesystem::path& file, const clip_maker::Clip& clip) {
+    std::ofstream out(file, std::ios::binary);
+    out << clip_maker::make_clip(clip);
+    if (!out.flush()) throw cli::CannotRun(fmt::format("cannot write {}", file.string()));
+    return inspect_clip(file);
 }
 
-Clip make_clip(const std::filesystem::path& file, const ClipPlan& plan) {
-    std::ofstream out(file, std::ios::binary);
-    out << clip_text(plan);
-    if (!out.flush()) throw cli::CannotRun(fmt::format("cannot write {}", file.string()));
-    return look_at_clip(file);
+Clip write_small_clip(const std::filesystem::path& file, std::int64_t seconds) {
+    const auto frames = static_cast<std::uint32_t>(seconds) * kFramesPerSecond;
+    clip_maker::ClipTrack track{.samples = {}, .width = 640, .height = 360, .sync = {{}}};
+    for (std::uint32_t i = 0; i < frames; ++i) {
+        const bool key = i % kFramesPerSecond == 0;
+        track.samples.push_back(sample(i, key));
+        if (key) track.sync->push_back(i + 1);
+    }
+    return write_clip(file, {.tracks = {track},
+                             .timescale = kFramesPerSecond,
+                             .duration = frames,
+                             .minimal = true,
+                             .media_in_front = true});
 }
 
 }  // namespace recorder
