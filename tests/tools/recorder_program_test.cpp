@@ -51,7 +51,7 @@ TEST_F(RecorderProgramTest, WrongUsageAndSurroundingsGiveOneLineAndStatus2) {
         {"", "A subcommand is required"},
         {"gap", "--clips is required"},
         {"gap --clips missing.mp4", "no clip at " + (directory_ / "missing.mp4")},
-        {"gap --clips text", directory_ / "text is no MP4 clip"},
+        {"gap --clips text", directory_ / "text is not an MP4 clip"},
         {"retry --module missing.so", "no plug-in at " + (directory_ / "missing.so")},
         {"retry --module text", "not a plug-in that can be loaded: "},
         {"retry --module " + full_path(INCOMPLETE_MODULE), "is no plug-in: it has no entry point Seek"},
@@ -86,13 +86,8 @@ TEST_F(RecorderProgramTest, ADirectoryWithoutPermissionGivesOneLineAndStatus2) {
 }
 
 TEST_F(RecorderProgramTest, AGapIsFetchedFromClipsWithAndWithoutSound) {
-    const std::string ffmpeg = "ffmpeg -nostdin -loglevel error -y -f lavfi -i ";
-    const std::string video = " -c:v libx264 -preset ultrafast -g 10 -pix_fmt yuv420p ";
-    ASSERT_EQ(run(ffmpeg + "testsrc2=s=160x96:r=25:d=2" + video + "a.mp4").status, 0);
-    ASSERT_EQ(run(ffmpeg + "testsrc=s=160x96:r=25:d=1 -f lavfi -i sine=d=1 -map 0 -map 1 -c:a aac" + video +
-                  "\"b & c.mp4\"")
-                  .status,
-              0);
+    ASSERT_EQ(run(MAKE_CLIP " a.mp4 --key-every 10").status, 0);
+    ASSERT_EQ(run(MAKE_CLIP " \"b & c.mp4\" --seconds 1 --key-every 10 --audio").status, 0);
     const json table = table_of("gap --clips a.mp4 \"b & c.mp4\"");
     ASSERT_EQ(table.size(), 2U);
     EXPECT_TRUE(all_verified(table));
