@@ -1,91 +1,75 @@
 #include "host/dispatch.h"
 
 #include <algorithm>
-#include <boost/uuid/string_generator.hpp>
 #include <exception>
-#include <optional>
-#include <stdexcept>
 
 #include "host/documents/names.h"
 #include "host/documents/quoted_path.h"
-#include "platform/integer_text.h"
+#include "xml/attributes.h"
+#include "xml/descend.h"
 
 namespace {
 
 using norvane::Guid;
 using norvane::IEventSink;
 using tinyxml2::XMLElement;
+using xml::integer_attribute;
 
-/// A text that should be a GUID and is none. Stops at DispatchHostMessage.
+/// A GUID attribute cannot be parsed. Caught in DispatchHostMessage.
 class UnreadableGuid : public std::exception {};
 
-Guid parse_guid(const char* text) {
-    try {
-        return boost::uuids::string_generator()(text);
-    } catch (const std::runtime_error&) {
-        throw UnreadableGuid();
-    }
-}
-
-std::optional<std::int32_t> integer(const XMLElement& element, const char* name) {
-    const char* text = element.Attribute(name);
-    if (text == nullptr) return std::nullopt;
-    if (const auto plain = platform::plain_integer(text)) return plain;
-    std::int32_t value = 0;
-    if (!tinyxml2::XMLUtil::ToInt(text, &value)) return std::nullopt;
-    return value;
-}
-
-/// The element at the end of a row of first children, or null.
-template <typename... Names>
-const XMLElement* descend(const XMLElement* element, Names... names) {
-    ((element = element == nullptr ? nullptr : element->FirstChildElement(names)), ...);
-    return element;
+Guid guid_of(const char* text) {
+    const auto guid = xml::parse_guid(text);
+    if (!guid) throw UnreadableGuid();
+    return *guid;
 }
 
 platform::Ticks ticks(const XMLElement& element, const char* name) {
-    return platform::ticks_of(integer(element, name).value_or(-1));
+    return platform::ticks_of(integer_attribute(element, name).value_or(-1));
 }
 
 void channel_change(const XMLElement& encoder, const norvane::DeviceKey& device, IEventSink& sink) {
-    if (integer(encoder, names::kNumber) != 0) return;
+    if (integer_attribute(encoder, names::kNumber) != 0) return;
     const XMLElement* channel = encoder.FirstChildElement(names::kChannel);
     if (channel == nullptr) return;
-    const auto connected = integer(*channel, names::kConnected);
+    const auto connected = integer_attribute(*channel, names::kConnected);
     if (!connected) return;
     const norvane::ChannelKey key{
-        .channel = static_cast<std::uint32_t>(integer(*channel, names::kNumber).value_or(-1)),
+        .channel = static_cast<std::uint32_t>(integer_attribute(*channel, names::kNumber).value_or(-1)),
         .device_number = device.number,
         .devices_id = device.devices_id};
     sink.OnChannelState(&key, *connected == 1 ? norvane::kConnected : norvane::kDisconnected, nullptr,
                         ticks(*channel, names::kTime));
 }
 
-/// Whole gigabytes to reserve for recordings of so many megabytes; wraps for sizes that no camera has.
+/// Whole gigabytes to reserve: twice the given size, rounded to the nearest, at least 1. Wraps for sizes that
+/// no camera reports.
 std::uint32_t gigabytes_for(std::int32_t megabytes) {
     const std::uint32_t doubled = 2 * static_cast<std::uint32_t>(megabytes) + 512;
     return doubled <= 1024 ? 1 : doubled / 1024;
 }
 
 void storage_information(const XMLElement& context, const Guid& guid, IEventSink& sink) {
-    if (integer(context, names::kNumber) != 0) return;
-    if (integer(context, names::kRecordings).value_or(0) <= 0) {
+    if (integer_attribute(context, names::kNumber) != 0) return;
+    if (integer_attribute(context, names::kRecordings).value_or(0) <= 0) {
         sink.OnRetrievalDone(guid);  // nothing to fetch
         return;
     }
-    const auto total_size = integer(context, names::kTotalSize);
-    if (!total_size || !integer(context, names::kOldestStart) || !integer(context, names::kNewestEnd)) return;
+    const auto total_size = integer_attribute(context, names::kTotalSize);
+    if (!total_size || !integer_attribute(context, names::kOldestStart) ||
+        !integer_attribute(context, names::kNewestEnd))
+        return;
     sink.OnStorageInfo(guid, gigabytes_for(*total_size));
 }
 
 void retrieval_status(const XMLElement& storage, IEventSink& sink) {
     const char* guid_text = storage.Attribute(names::kGuid);
     if (guid_text == nullptr) return;
-    const Guid guid = parse_guid(guid_text);
-    const auto status = integer(storage, names::kRetrievalStatus);
+    const Guid guid = guid_of(guid_text);
+    const auto status = integer_attribute(storage, names::kRetrievalStatus);
     if (status == names::kRetrievalDone) sink.OnRetrievalDone(guid);
     if (status == names::kRetrievalFailed) {
-        sink.OnRetrievalFailed(guid, integer(storage, names::kErrorCode).value_or(-1),
+        sink.OnRetrievalFailed(guid, integer_attribute(storage, names::kErrorCode).value_or(-1),
                                ticks(storage, names::kFailedClipStartTime));
     }
     for (const XMLElement* input = storage.FirstChildElement(names::kInput); input != nullptr;
@@ -97,26 +81,26 @@ void retrieval_status(const XMLElement& storage, IEventSink& sink) {
     }
 }
 
-/// An instant that the host may leave out or give as -1, which both mean now.
+/// An instant; a missing attribute and -1 both mean now.
 platform::Ticks instant_or_now(const XMLElement& element, const char* name, platform::Ticks now) {
-    const std::int32_t seconds = integer(element, name).value_or(-1);
+    const std::int32_t seconds = integer_attribute(element, name).value_or(-1);
     return seconds == -1 ? now : platform::ticks_of(seconds);
 }
 
 void clip_notification(const XMLElement& storage, IEventSink& sink, const platform::Clock& clock) {
     const char* guid_text = storage.Attribute(names::kGuid);
     if (guid_text == nullptr) return;
-    const Guid guid = parse_guid(guid_text);
-    if (integer(storage, names::kRetrievalStatus) != names::kRetrievalDone) return;
+    const Guid guid = guid_of(guid_text);
+    if (integer_attribute(storage, names::kRetrievalStatus) != names::kRetrievalDone) return;
     const char* file_name = storage.Attribute(names::kFileName);
     if (file_name == nullptr) return;
     const platform::Ticks now = clock.now();
     const char* input_name = storage.Attribute(names::kInputName);
-    sink.OnClipRetrieved(guid, documents::unquoted(file_name), integer(storage, names::kType).value_or(1),
-                         instant_or_now(storage, names::kStart, now),
-                         instant_or_now(storage, names::kStop, now),
-                         std::max(integer(storage, names::kInputNumber).value_or(0), 0),
-                         input_name == nullptr ? "input 1" : input_name);
+    sink.OnClipRetrieved(
+        guid, documents::unquoted(file_name), integer_attribute(storage, names::kType).value_or(1),
+        instant_or_now(storage, names::kStart, now), instant_or_now(storage, names::kStop, now),
+        std::max(integer_attribute(storage, names::kInputNumber).value_or(0), 0),
+        input_name == nullptr ? "input 1" : input_name);
 }
 
 void reservation_reply(const XMLElement& storage, IEventSink& sink) {
@@ -126,13 +110,13 @@ void reservation_reply(const XMLElement& storage, IEventSink& sink) {
     const char* temporary = reservation->Attribute(names::kTmpDir);
     const char* output = reservation->Attribute(names::kOutDir);
     if (guid_text == nullptr || temporary == nullptr || output == nullptr) return;
-    sink.OnReservation(parse_guid(guid_text), platform::path_of(temporary), platform::path_of(output));
+    sink.OnReservation(guid_of(guid_text), platform::path_of(temporary), platform::path_of(output));
 }
 
-/// False when the device was removed, which ends the whole document.
+/// False if the device was removed, which ends the whole document.
 bool device(const XMLElement& element, std::int32_t devices_id, IEventSink& sink,
             const platform::Clock& clock) {
-    const std::int32_t number = integer(element, names::kNumber).value_or(0);
+    const std::int32_t number = integer_attribute(element, names::kNumber).value_or(0);
     if (element.Attribute(names::kIpAddress, "") != nullptr) {
         sink.OnDeviceRemoved(devices_id, number);
         return false;
@@ -140,13 +124,13 @@ bool device(const XMLElement& element, std::int32_t devices_id, IEventSink& sink
     if (element.Attribute(names::kNorVaneSupported, "1") != nullptr && devices_id != 0 && number != 0) {
         sink.OnDeviceSupported(devices_id, number);
     }
-    if (const XMLElement* encoder = descend(&element, names::kCodec, names::kEncoder)) {
+    if (const XMLElement* encoder = xml::descend(&element, names::kCodec, names::kEncoder)) {
         channel_change(*encoder, {static_cast<std::uint32_t>(devices_id), static_cast<std::uint32_t>(number)},
                        sink);
     }
     if (const XMLElement* storage = element.FirstChildElement(names::kStorage))
         retrieval_status(*storage, sink);
-    if (const XMLElement* storage = descend(&element, names::kInput, names::kContext, names::kStorage)) {
+    if (const XMLElement* storage = xml::descend(&element, names::kInput, names::kContext, names::kStorage)) {
         clip_notification(*storage, sink, clock);
     }
     return true;
@@ -154,8 +138,8 @@ bool device(const XMLElement& element, std::int32_t devices_id, IEventSink& sink
 
 void dispatch(const XMLElement& pavo, IEventSink& sink, const platform::Clock& clock) {
     if (const XMLElement* devices = pavo.FirstChildElement(names::kDevices)) {
-        const std::int32_t devices_id = integer(*devices, names::kId).value_or(0);
-        // Whatever follows a Device is taken for a device too.
+        const std::int32_t devices_id = integer_attribute(*devices, names::kId).value_or(0);
+        // Every sibling of the first Device is read as a device.
         for (const XMLElement* element = devices->FirstChildElement(names::kDevice); element != nullptr;
              element = element->NextSiblingElement()) {
             if (!device(*element, devices_id, sink, clock)) return;
@@ -173,6 +157,6 @@ void DispatchHostMessage(const tinyxml2::XMLDocument& document, norvane::IEventS
     if (pavo == nullptr) return;
     try {
         dispatch(*pavo, sink, clock);
-    } catch (const UnreadableGuid&) {  // the document ends here, without a word
+    } catch (const UnreadableGuid&) {  // the rest of the document is ignored, without a log line
     }
 }

@@ -38,7 +38,7 @@ void CTalServerImpl::ReleaseDiskReservation(const Guid& guid) {
 }
 
 Guid CTalServerImpl::GenerateGuid() {
-    return guids_.next();
+    return guids_();
 }
 
 void CTalServerImpl::RequestStorageInfo(Guid guid, std::uint32_t devices_id, std::uint32_t device_number,

@@ -1,7 +1,8 @@
 #pragma once
 
+#include <boost/uuid/random_generator.hpp>
+
 #include "host/documents/outgoing.h"
-#include "host/guid_source.h"
 #include "platform/clock.h"
 #include "platform/file.h"
 #include "plugin/interfaces/stream_record.h"
@@ -9,11 +10,11 @@
 
 namespace norvane {
 
-/// Turns the engine's requests into documents for the host, makes the temporary download directory and
-/// converts downloaded clips. Serialised by the worker; takes no lock.
+/// Sends the engine's requests to the host as documents, creates the temporary download directory and
+/// converts downloaded clips. Only the worker calls it, so it takes no lock.
 class CTalServerImpl final : public ITalServer {
   public:
-    /// Files and waits are not owned and have to outlive the adapter.
+    /// Files and sleeper are not owned and must outlive the adapter.
     CTalServerImpl(documents::Send send, platform::FileSystem& files, platform::Sleeper& sleeper)
         : send_(std::move(send)), files_(files), sleeper_(sleeper) {}
 
@@ -23,13 +24,14 @@ class CTalServerImpl final : public ITalServer {
 
     void RequestDiskReservation(const Guid& guid, std::uint32_t gigabytes) override;
     void ReleaseDiskReservation(const Guid& guid) override;
+    /// A random GUID of version 4 (RFC 4122, 4.4). Throws if the system refuses random bytes.
     [[nodiscard]] Guid GenerateGuid() override;
     void RequestStorageInfo(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Ticks start,
                             Ticks stop) override;
     void RequestRecordings(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Ticks start,
                            Ticks stop, const platform::Path& temporary_directory,
                            platform::Path output_directory) override;
-    /// Blocks for the whole conversion. Nothing leaves it: an error ends the clip with a log line.
+    /// Blocks for the whole conversion. Throws nothing: an error ends the clip with a log line.
     void ConvertClip(Guid guid, std::uint32_t devices_id, std::uint32_t device_number,
                      platform::Path clip_file, std::string input_name, Ticks start, Ticks stop,
                      std::int32_t clip_type) override;
@@ -45,9 +47,9 @@ class CTalServerImpl final : public ITalServer {
     documents::Send send_;
     platform::FileSystem& files_;
     platform::Sleeper& sleeper_;
-    GuidSource guids_;
+    boost::uuids::random_generator guids_;
     IEventSink* event_sink_ = nullptr;
-    platform::Path output_directory_;  // of the last recordings request; where clips are converted to
+    platform::Path output_directory_;  // of the last recordings request; clips are converted into it
 };
 
 }  // namespace norvane

@@ -13,7 +13,7 @@
 #include "plugin/host_buffer.h"
 #include "plugin/send_to_host.h"
 #include "store/xml_store.h"
-#include "xml/attribute_limit.h"
+#include "xml/parse.h"
 
 namespace {
 
@@ -78,8 +78,8 @@ std::int32_t SyncLayer::stop() {
     return 0;
 }
 
-/// The second barrier: what one message causes costs that message and never the loop, and its buffer goes
-/// back.
+/// The second barrier: an exception ends the handling of this message only. The message's buffer is released
+/// in either case.
 void SyncLayer::handle(const StreamRecord& record) noexcept {
     const HostBuffer buffer(record.text);
     try {
@@ -94,9 +94,8 @@ void SyncLayer::handle(const StreamRecord& record) noexcept {
 void SyncLayer::dispatch(const StreamRecord& record) {
     if (record.text == nullptr || record.length <= 0) return;
     const std::string_view text(record.text, static_cast<std::size_t>(record.length));
-    if (!xml::within_attribute_limit(text)) return;
     tinyxml2::XMLDocument document;
-    if (document.Parse(text.data(), text.size()) != tinyxml2::XML_SUCCESS) return;
+    if (!xml::parse(document, text)) return;
     if (norvane::IEventSink* sink = server_->event_sink())
         DispatchHostMessage(document, *sink, system_.clock);
 }

@@ -3,18 +3,15 @@
 #include <tinyxml2.h>
 
 #include <algorithm>
-#include <array>
 #include <boost/uuid/uuid_io.hpp>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <tuple>
-#include <utility>
 
-#include "platform/integer_text.h"
-#include "store/saved_text.h"
 #include "store/state_names.h"
-#include "xml/attribute_limit.h"
+#include "xml/attributes.h"
+#include "xml/parse.h"
 
 namespace norvane {
 namespace {
@@ -22,7 +19,10 @@ namespace {
 using tinyxml2::XMLElement;
 using tinyxml2::XMLPrinter;
 
-// Saving. The printer is driven directly: the same text as from a document, without holding one in memory.
+constexpr std::size_t kGuidLength = 36;
+
+// Saving. Uses the printer directly: the text is the same as that of a document, which would need more
+// memory.
 
 void print_record(XMLPrinter& out, const DisconnectRecord& record) {
     out.OpenElement(state::kDevice);
@@ -31,7 +31,7 @@ void print_record(XMLPrinter& out, const DisconnectRecord& record) {
     out.CloseElement();
 }
 
-/// Expects the records in order of their devices identifiers: one Devices element for each.
+/// Expects the records sorted by devices identifier. Each identifier becomes one Devices element.
 void print_records(XMLPrinter& out, const std::vector<DisconnectRecord>& records) {
     std::optional<std::uint32_t> open;
     for (const DisconnectRecord& record : records) {
@@ -66,18 +66,9 @@ void print_operations(XMLPrinter& out, const std::vector<Operation>& operations)
 
 // Loading.
 
-/// Nothing for a missing text and for one that is no integer.
-std::optional<std::int32_t> integer(const char* text) {
-    if (text == nullptr) return std::nullopt;
-    if (const auto plain = platform::plain_integer(text)) return plain;
-    std::int32_t value = 0;
-    if (!tinyxml2::XMLUtil::ToInt(text, &value)) return std::nullopt;
-    return value;
-}
-
-/// An integer of at least 1, or the fault with the given text.
+/// An integer of at least 1. Throws with the text `fault` for anything else.
 std::int32_t positive(const XMLElement& element, const char* name, const char* fault) {
-    const auto value = integer(element.Attribute(name));
+    const auto value = xml::integer_attribute(element, name);
     if (!value || *value < 1) throw std::invalid_argument(fault);
     return *value;
 }
@@ -93,7 +84,7 @@ void load_records(const XMLElement& pavo, std::vector<DisconnectRecord>& records
     for (const XMLElement* devices = pavo.FirstChildElement(state::kDevices); devices != nullptr;
          devices = devices->NextSiblingElement(state::kDevices)) {
         const auto id = static_cast<std::uint32_t>(positive(*devices, state::kId, state::kBadPlugInId));
-        // Whatever follows a Device inside Devices is read as a device too.
+        // Every sibling of the first Device is read as a device.
         for (const XMLElement* device = devices->FirstChildElement(state::kDevice); device != nullptr;
              device = device->NextSiblingElement()) {
             load_device(*device, id, records);
@@ -101,34 +92,20 @@ void load_records(const XMLElement& pavo, std::vector<DisconnectRecord>& records
     }
 }
 
-/// The first attribute of each name, null for a missing one. They stand in the order of the names unless
-/// somebody else wrote them, so that one look at each is enough.
-template <std::size_t Count>
-std::array<const char*, Count> attributes(const XMLElement& element,
-                                          const std::array<const char*, Count>& names) {
-    std::array<const char*, Count> texts{};
-    std::size_t next = 0;
-    for (const auto* attribute = element.FirstAttribute(); attribute != nullptr;
-         attribute = attribute->Next()) {
-        for (std::size_t tried = 0; tried < Count; ++tried) {
-            const std::size_t i = std::exchange(next, (next + 1) % Count);
-            if (std::string_view(attribute->Name()) != names[i]) continue;
-            if (texts[i] == nullptr) texts[i] = attribute->Value();
-            break;
-        }
-    }
-    return texts;
+/// Only the 36-character form: a file with any other form was not written by this module.
+std::optional<Guid> guid_attribute(const XMLElement& element) {
+    const char* text = element.Attribute(state::kGuid);
+    if (text == nullptr || std::string_view(text).size() != kGuidLength) return std::nullopt;
+    return xml::parse_guid(text);
 }
 
 void load_operation(const XMLElement& element, std::vector<Operation>& operations) {
-    const auto texts = attributes(element, std::array{state::kDevices, state::kDevice, state::kGuid,
-                                                      state::kStartTime, state::kEndTime, state::kAttempts});
-    const auto devices_id = integer(texts[0]);
-    const auto device_number = integer(texts[1]);
-    const auto guid = parse_guid(texts[2] == nullptr ? "" : texts[2]);
-    const auto start = integer(texts[3]);
-    const auto end = integer(texts[4]);
-    const auto attempts = integer(texts[5]);
+    const auto devices_id = xml::integer_attribute(element, state::kDevices);
+    const auto device_number = xml::integer_attribute(element, state::kDevice);
+    const auto guid = guid_attribute(element);
+    const auto start = xml::integer_attribute(element, state::kStartTime);
+    const auto end = xml::integer_attribute(element, state::kEndTime);
+    const auto attempts = xml::integer_attribute(element, state::kAttempts);
     if (!devices_id || !device_number || !start || !end || !attempts || !guid) return;
     operations.push_back(
         {.device = {static_cast<std::uint32_t>(*devices_id), static_cast<std::uint32_t>(*device_number)},
@@ -147,20 +124,6 @@ void load_operations(const XMLElement& pavo, std::vector<Operation>& operations)
     }
 }
 
-/// Any state file, however it is laid out.
-void load_document(const std::string& text, std::vector<DisconnectRecord>& records,
-                   std::vector<Operation>& operations) {
-    tinyxml2::XMLDocument document;
-    if (!xml::within_attribute_limit(text) ||
-        document.Parse(text.data(), text.size()) != tinyxml2::XML_SUCCESS) {
-        throw std::invalid_argument(state::kUnreadable);
-    }
-    const XMLElement* pavo = document.FirstChildElement(state::kPavo);
-    if (pavo == nullptr) return;
-    load_records(*pavo, records);
-    load_operations(*pavo, operations);
-}
-
 }  // namespace
 
 void CXmlStore::SaveState(std::vector<DisconnectRecord>& records, const std::vector<Operation>& operations) {
@@ -173,19 +136,18 @@ void CXmlStore::SaveState(std::vector<DisconnectRecord>& records, const std::vec
     print_records(out, records);
     print_operations(out, operations);
     out.CloseElement();
-    // The outcome is nobody's business here: a state that cannot be saved must not stop the host's shutdown.
+    // The result is ignored: a state that cannot be saved must not stop the host's shutdown.
     files_.replace_whole(state::kFileName, out.CStr());
 }
 
 void CXmlStore::LoadState(std::vector<DisconnectRecord>& records, std::vector<Operation>& operations) {
-    const auto content = files_.read_whole(state::kFileName);
-    if (!content) throw std::invalid_argument(state::kUnreadable);
-    if (const auto saved = read_saved(*content)) {
-        records.insert(records.end(), saved->records.begin(), saved->records.end());
-        operations.insert(operations.end(), saved->operations.begin(), saved->operations.end());
-    } else {
-        load_document(*content, records, operations);
-    }
+    const auto text = files_.read_whole(state::kFileName);
+    tinyxml2::XMLDocument document;
+    if (!text || !xml::parse(document, *text)) throw std::invalid_argument(state::kUnreadable);
+    const XMLElement* pavo = document.FirstChildElement(state::kPavo);
+    if (pavo == nullptr) return;
+    load_records(*pavo, records);
+    load_operations(*pavo, operations);
 }
 
 }  // namespace norvane

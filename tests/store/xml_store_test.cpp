@@ -23,7 +23,7 @@ DisconnectRecord record(std::uint32_t devices_id, std::uint32_t number, std::int
             {.channel = channel, .device_number = number, .devices_id = devices_id}};
 }
 
-/// A store over a file in memory; lists as text, so that a failure shows what was read.
+/// A store with a file in memory. Loaded lists become text, so that a failure shows them.
 class XmlStoreTest : public ::testing::Test {
   protected:
     std::string save(std::vector<DisconnectRecord> records, const std::vector<Operation>& operations) {
@@ -91,42 +91,32 @@ TEST_F(XmlStoreTest, WritesTheWholeFileIndented) {
                   "</Pavo>\n");
 }
 
-TEST_F(XmlStoreTest, EmptyListsMakeAnEmptyRootThatLoadsAsNothing) {
+TEST_F(XmlStoreTest, EmptyListsAreSavedAsAnEmptyRoot) {
     EXPECT_EQ(save({}, {}), std::string(kDeclaration) + "<Pavo/>\n");
     EXPECT_EQ(load(), "");
 }
 
-/// A file as it is saved is read without the library, any other with it: both have to see the same.
-TEST_F(XmlStoreTest, WhatIsSavedLoadsAlikeHoweverItIsRead) {
-    Operation second{{7, 12}, RecordingServer::guid(175), platform::ticks_of(1), platform::ticks_of(2), -3};
-    const std::string saved = save({record(9, 1, 50), record(2, 5, 60), record(9, 4, 70)},
-                                   {{{4, 3}, RecordingServer::guid(9)}, second});
-    const std::string loaded = "2/5/0@60 9/1/0@50 9/4/0@70 op 4/3 #9 0..0 x0 op 7/12 #175 1..2 x-3 ";
-    EXPECT_EQ(load(), loaded);
-    EXPECT_EQ(load(saved + "\n"), loaded);
-    for (std::size_t at = 0; at < saved.size(); ++at) {
-        for (const char c : {'0', '"'}) {
-            std::string changed = saved;
-            changed[at] = c;
-            const std::string result = load(changed);
-            EXPECT_EQ(result, load(changed + "\n")) << changed;
-        }
-    }
+TEST_F(XmlStoreTest, LoadsWhatItSaved) {
+    const Operation second{
+        {7, 12}, RecordingServer::guid(175), platform::ticks_of(1), platform::ticks_of(2), -3};
+    save({record(9, 1, 50), record(2, 5, 60), record(9, 4, 70)},
+         {{{4, 3}, RecordingServer::guid(9)}, second});
+    EXPECT_EQ(load(), "2/5/0@60 9/1/0@50 9/4/0@70 op 4/3 #9 0..0 x0 op 7/12 #175 1..2 x-3 ");
 }
 
-TEST_F(XmlStoreTest, UnreadableFilesAreOneFault) {
+TEST_F(XmlStoreTest, UnreadableFilesHaveOneErrorText) {
     EXPECT_EQ(load(), kUnreadable);  // missing
     for (const char* content : {"", " \n", "<Pavo>", "<Pavo></pavo>", "text"})
         EXPECT_EQ(load(content), kUnreadable);
 }
 
-TEST_F(XmlStoreTest, OtherRootsAndMissingPartsLoadAsNothing) {
+TEST_F(XmlStoreTest, OtherRootsAndMissingPartsLoadNothing) {
     EXPECT_EQ(load("<pavo><Devices/></pavo>"), "");
     EXPECT_EQ(load("<a/><Pavo><Operations/></Pavo>"), "");
     EXPECT_EQ(load("<Pavo><Devices ID='1'/><Operations><Other/></Operations></Pavo>"), "");
 }
 
-TEST_F(XmlStoreTest, FaultsKeepWhatWasReadBeforeThem) {
+TEST_F(XmlStoreTest, WhatWasReadBeforeAnErrorIsKept) {
     const std::string in_one = "<Devices ID='1'><Device ";
     const std::pair<std::string, std::string> rows[] = {
         {"<Devices/>", "invalid or missing plug-in id"},
@@ -165,7 +155,7 @@ TEST_F(XmlStoreTest, OperationsWithoutAllAttributesAreSkipped) {
               "op 4294967295/2 #10 -3..4 x1 ");
 }
 
-TEST_F(XmlStoreTest, GuidsInAnyOtherFormAreSkipped) {
+TEST_F(XmlStoreTest, OperationsWithGuidsOfAnotherFormAreSkipped) {
     for (const char* guid :
          {"", "nonsense", "0000000000000000000000000000000a", "{00000000-0000-0000-0000-00000000000a}",
           "00000000-0000-0000-0000-00000000000a ", "00000000-0000-0000-0000-00000000000g",
@@ -175,7 +165,7 @@ TEST_F(XmlStoreTest, GuidsInAnyOtherFormAreSkipped) {
     }
 }
 
-TEST_F(XmlStoreTest, CurrentTimeIsTheClocks) {
+TEST_F(XmlStoreTest, CurrentTimeComesFromTheClock) {
     clock.set_seconds(42);
     EXPECT_EQ(store.CurrentTime(), platform::ticks_of(42));
 }

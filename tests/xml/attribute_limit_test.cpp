@@ -14,31 +14,31 @@ std::string tag_of(int attributes, const std::string& value = "''") {
 
 }  // namespace
 
-TEST(MarkupTest, TagsMayHave256AttributesAndNoMore) {
-    const std::string most = tag_of(256);
-    const std::string many = tag_of(257);
-    const std::string inert = "<?" + many.substr(1) + "?><!--" + many + "--><![CDATA[" + many + "]]>";
-    const std::vector<std::string> modest = {"",
-                                             inert + most + most + "</a>",
+TEST(AttributeLimitTest, ATagMayHave256Attributes) {
+    const std::string full = tag_of(256);
+    const std::string over = tag_of(257);
+    const std::string inert = "<?" + over.substr(1) + "?><!--" + over + "--><![CDATA[" + over + "]]>";
+    const std::vector<std::string> within = {"",
+                                             inert + full + full + "</a>",
                                              "no XML '\"' at all",
-                                             "<!" + many.substr(1),
-                                             most + zeros(1) + many,
-                                             "<!--" + many,
+                                             "<!" + over.substr(1),
+                                             full + zeros(1) + over,
+                                             "<!--" + over,
                                              "<",
                                              "<a b='"};
-    for (const std::string& text : modest) {
+    for (const std::string& text : within) {
         EXPECT_TRUE(xml::within_attribute_limit(text)) << text.substr(0, 20);
     }
-    const std::vector<std::string> immodest = {many,
-                                               most + many,
-                                               tag_of(257, "'>'"),
-                                               tag_of(257, "\"'/>\""),
-                                               tag_of(257, "'\"<!--'"),
-                                               "</" + many.substr(1),
-                                               inert + "<!x>" + many,
-                                               many.substr(0, many.size() - 1),
-                                               "<!-->-->" + many};
-    for (const std::string& text : immodest) {
+    const std::vector<std::string> beyond = {over,
+                                             full + over,
+                                             tag_of(257, "'>'"),
+                                             tag_of(257, "\"'/>\""),
+                                             tag_of(257, "'\"<!--'"),
+                                             "</" + over.substr(1),
+                                             inert + "<!x>" + over,
+                                             over.substr(0, over.size() - 1),
+                                             "<!-->-->" + over};
+    for (const std::string& text : beyond) {
         EXPECT_FALSE(xml::within_attribute_limit(text)) << text.substr(0, 20);
     }
 }
