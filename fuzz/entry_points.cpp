@@ -1,23 +1,22 @@
-// Random calls of the eight entry points by a host that misbehaves: in any order, from inside the callback
-// and in the middle of the main loop, with a callback that fails and throws. Everything runs on one thread:
-// where the module sleeper, the rest of the host goes on. Every buffer that was accepted has to come back
-// exactly once.
+// A host calls the eight entry points at random: in any order, from inside the callback and in the middle of
+// the main loop. Its callback fails and throws. Everything runs on one thread: when the module would sleep,
+// the host continues. The module must return every accepted buffer exactly once.
 
 #include <tinyxml2.h>
 
 #include <boost/uuid/string_generator.hpp>
-#include <map>
-#include <memory>
 #include <stdexcept>
+#include <utility>
 
 #include "fuzz/host_messages.h"
 #include "fuzz/require.h"
 #include "platform/system.h"
-#include "plugin/interfaces/host_records.h"
-#include "plugin/interfaces/record_access.h"
 #include "tests/support/clips.h"
 #include "tests/support/fake_time.h"
 #include "tests/support/memory_files.h"
+#include "tools/host_kit/callback.h"
+#include "tools/host_kit/lent_buffers.h"
+#include "tools/host_kit/module.h"
 
 namespace hr = host_records;
 
@@ -34,35 +33,10 @@ std::int32_t IOCTL(const void* input, void* output);
 
 namespace {
 
-using EntryPoint = std::int32_t (*)(const void*, void*);
-
 class Host;
 Host* the_host = nullptr;
 
-/// A record of the host on the heap, as short as its layout says, so that a byte behind it is not touched.
-template <typename Layout>
-struct Record {
-    std::unique_ptr<typename Layout::Bytes> bytes = std::make_unique<typename Layout::Bytes>();
-
-    template <typename Field, typename T>
-    void put(T value) const {
-        Field::put(typename Layout::MutableView(*bytes), value);
-    }
-    template <typename Field>
-    [[nodiscard]] auto get() const {
-        return Field::get(typename Layout::View(*bytes));
-    }
-};
-
-/// Calls and gives the record that was filled.
-template <typename Output>
-Record<Output> call(EntryPoint entry_point, const void* input = nullptr) {
-    Record<Output> output;
-    require(entry_point(input, output.bytes.get()) == 0, "an entry point returns 0");
-    return output;
-}
-
-class Host final : public platform::Sleeper {
+class Host final : public platform::Sleeper, host_kit::CallbackReceiver {
   public:
     explicit Host(std::span<const std::uint8_t> bytes) : in_(bytes) {
         the_host = this;
@@ -71,16 +45,16 @@ class Host final : public platform::Sleeper {
 
     void run() {
         while (!in_.empty()) act();
-        rowdy_ = false;
-        close(Unload);
+        misbehaves_ = false;
+        unload();
     }
 
-    void sleep(std::chrono::milliseconds) override { go_on(); }
+    void sleep(std::chrono::milliseconds) override { resume(); }
     bool wait_for(std::condition_variable&, std::unique_lock<std::mutex>& lock, std::chrono::milliseconds,
                   const std::function<bool()>& ready) override {
         if (ready()) return true;
         lock.unlock();
-        go_on();
+        resume();
         lock.lock();
         return ready();
     }
@@ -89,27 +63,22 @@ class Host final : public platform::Sleeper {
     FakeClock clock;
 
   private:
-    static constexpr int kDeepest = 6;  // calls inside calls
+    static constexpr int kMaxDepth = 6;  // nested calls
 
-    /// A text that the module holds. It is owed back unless there was a time without a callback.
-    struct Loan {
-        std::unique_ptr<char[]> text;
-        int number = 0;
-        bool owed = true;
-    };
-
-    static std::int32_t callback(const void* request, void* reply) { return the_host->take(request, reply); }
-
-    std::int32_t take(const void* request, void* reply) {
-        const hr::Input<hr::HostRequest> in(request);
-        const auto* data = hr::pointer_of<const char*>(in.get<hr::HostRequest::Data>());
-        const bool is_release = in.get<hr::HostRequest::MessageClass>() == NORVANEPI_CLASS_RELEASE;
-        if (!is_release) hear({data, in.get<hr::HostRequest::Length>()});
-        if (is_release) require(loans_.erase(data) == 1, "a buffer was released that was not held");
-        return rowdy_ ? misbehave(hr::Output<hr::HostReply>(reply)) : 0;
+    std::int32_t receive(const host_kit::HostCall& call) override {
+        if (call.is_release()) {
+            require(returns(call.data()), "a buffer was released that was not held");
+        } else {
+            check(call.document());
+        }
+        return misbehaves_ ? misbehave(call) : 0;
     }
 
-    void hear(std::string_view text) {
+    bool returns(const char* text) {
+        return lent_.take_back(text).outcome == host_kit::LentBuffers::Outcome::kReturned;
+    }
+
+    void check(std::string_view text) {
         tinyxml2::XMLDocument document;
         require(text.ends_with('\0') && document.Parse(text.data()) == tinyxml2::XML_SUCCESS,
                 "a bad document");
@@ -118,13 +87,13 @@ class Host final : public platform::Sleeper {
         guids_.push_back(boost::uuids::string_generator()(std::string(text.substr(at + 6, 36))));
     }
 
-    std::int32_t misbehave(const hr::Output<hr::HostReply>& reply) {
+    std::int32_t misbehave(const host_kit::HostCall& call) {
         switch (in_.below(16)) {
             case 1:
-                reply.put<hr::HostReply::Result>(5U);
+                call.set_result(5);
                 return -1;
             case 2:
-                throw std::runtime_error("the host's own");
+                throw std::runtime_error("thrown by the host");
             case 3:
                 throw 7;
             case 4:
@@ -136,70 +105,70 @@ class Host final : public platform::Sleeper {
         }
     }
 
-    /// Another thread's turn, as it were. Out of ideas the host closes, which ends every loop.
-    void go_on() {
-        if (in_.empty() || depth_ >= kDeepest) {
-            call<hr::CloseResult>(Close);
+    /// What other threads do while the module sleeps. At the end of the input the host closes, which ends
+    /// every loop.
+    void resume() {
+        if (in_.empty() || depth_ >= kMaxDepth) {
+            module_.close();
         } else {
             act();
         }
     }
 
     void act() {
-        if (depth_ >= kDeepest) return;
+        if (depth_ >= kMaxDepth) return;
         ++depth_;
         constexpr void (Host::*kActs[])() = {
-            &Host::load, &Host::open,  &Host::shut,  &Host::ask,  &Host::change_the_world,
-            &Host::work, &Host::write, &Host::write, &Host::write};
+            &Host::load,          &Host::open,  &Host::close, &Host::call_the_rest, &Host::change_environment,
+            &Host::run_main_loop, &Host::write, &Host::write, &Host::write};
         (this->*in_.pick(kActs))();
         --depth_;
     }
 
     void load() {
-        deaf_ = in_.chance(8);
-        for (auto& [text, loan] : loans_) loan.owed &= !deaf_;
-        const Record<hr::HostInfo> input;
-        const auto address = hr::address_of(reinterpret_cast<const void*>(&callback));
-        input.put<hr::HostInfo::Callback>(deaf_ ? 0 : address);
-        const auto info = call<hr::ModuleInfo>(Load, input.bytes.get());
-        require(info.get<hr::ModuleInfo::Identifier>() == hr::kModuleId, "the module says who it is");
+        const bool had_callback = std::exchange(has_callback_, !in_.chance(8));
+        if (!had_callback || !has_callback_) excused_ = last_number_;
+        const auto info = module_.load(has_callback_ ? callback() : nullptr);
+        require(hr::ModuleInfo::Identifier::get(info) == hr::kModuleId, "the module has its identifier");
     }
 
-    void open() { call<hr::OpenResult>(Open); }
-    void shut() { close(in_.chance(128) ? Unload : Close); }
+    void open() { module_.open(); }
+    void run_main_loop() { module_.ioctl(hr::kRunMainLoop); }
 
-    void close(EntryPoint entry_point) {
-        const int before = next_loan_;  // a host may open anew from inside its callback
-        call<hr::CloseResult>(entry_point);
-        if (depth_ > 1) return;  // a pass of the loop may be under way
-        for (const auto& [text, loan] : loans_)
-            require(!loan.owed || loan.number >= before, "a buffer was not given back");
+    void close() {
+        if (in_.chance(128)) return unload();
+        const std::uint64_t before = last_number_;
+        module_.close();
+        require_returned(before);
     }
 
-    void ask() {
-        call<hr::ReadResult>(Read);
-        call<hr::SeekResult>(Seek);
-        control(in_.byte() | 4U);
-        for (const EntryPoint entry_point : {Open, Read, Seek, IOCTL, Close, Unload}) {
-            if (in_.chance(8)) require(entry_point(nullptr, nullptr) == 0, "nulls are taken like zeros");
+    void unload() {
+        const std::uint64_t before = last_number_;
+        module_.unload();
+        require_returned(before);
+    }
+
+    /// Later texts may still be lent: a host may open the module again from inside its callback.
+    void require_returned(std::uint64_t before) {
+        if (depth_ > 1 || !has_callback_) return;  // the loop may be inside a pass
+        for (const std::uint64_t number : lent_.numbers())
+            require(number <= excused_ || number > before, "a buffer was not returned");
+    }
+
+    void call_the_rest() {
+        module_.read();
+        module_.seek();
+        module_.ioctl(in_.byte() | 4U);
+        for (host_kit::EntryPoint* const entry_point : {Open, Read, Seek, IOCTL, Close, Unload}) {
+            if (in_.chance(8))
+                require(entry_point(nullptr, nullptr) == 0, "null records are treated as zeros");
         }
     }
 
-    void work() { control(hr::kRunMainLoop); }
-
-    Record<hr::IoctlResult> control(std::uint32_t code, const char* text = nullptr,
-                                    std::uint32_t length = 0) {
-        const Record<hr::IoctlRequest> input;
-        input.put<hr::IoctlRequest::Code>(code);
-        input.put<hr::IoctlRequest::Length>(length);
-        input.put<hr::IoctlRequest::Text>(hr::address_of(text));
-        return call<hr::IoctlResult>(IOCTL, input.bytes.get());
-    }
-
-    void change_the_world() {
+    void change_environment() {
         const std::size_t what = in_.below(8);
         const std::uint8_t how = in_.byte();
-        if (what == 0) rowdy_ = !rowdy_;
+        if (what == 0) misbehaves_ = !misbehaves_;
         if (what == 1) files.directory_error.assign(how % 3, boost::system::generic_category());
         if (what == 2) files.input_throws_at = how < 128 ? how : kNever;
         if (what == 3) files.failing_removals = how % 3;
@@ -208,42 +177,47 @@ class Host final : public platform::Sleeper {
     }
 
     void write() {
-        const std::string text = host_message(in_, guids_);
-        auto copy = std::make_unique<char[]>(text.size());  // no byte longer than it says
-        std::ranges::copy(text, copy.get());
-        const char* const lent = copy.get();
+        const auto lent = lent_.lend(host_message(in_, guids_));
+        last_number_ = lent.number;
         const std::uint8_t how = in_.byte();
-        const auto length = how == 1 ? 0x80000000U : static_cast<std::uint32_t>(text.size());
-        loans_[lent] = {std::move(copy), next_loan_++, !deaf_};
-        if (how < 224 ? send(lent, length, how) : queue(lent, length)) return;
-        require(loans_.erase(lent) == 1, "what is refused is not released");
+        const auto length = how == 1 ? 0x80000000U : lent.length;
+        const bool accepted = how < 224 ? send(lent.text, length, how) : queue(lent.text, length);
+        if (!accepted) require(returns(lent.text), "a refused buffer was released");
     }
 
     bool send(const char* text, std::uint32_t length, std::uint8_t how) {
-        const Record<hr::WriteRequest> input;
-        input.put<hr::WriteRequest::Refused>(static_cast<std::uint8_t>(how == 2));
-        input.put<hr::WriteRequest::Identifier>(how == 3 ? hr::kModuleId : 1);
-        input.put<hr::WriteRequest::Length>(length);
-        input.put<hr::WriteRequest::Text>(hr::address_of(text));
-        return call<hr::WriteResult>(Write, input.bytes.get()).get<hr::WriteResult::Count>() == 1;
+        const auto result =
+            module_.write(text, length, static_cast<std::uint8_t>(how == 2), how == 3 ? hr::kModuleId : 1);
+        return hr::WriteResult::Count::get(result) == 1;
     }
 
     bool queue(const char* text, std::uint32_t length) {
-        return control(hr::kQueueMessage, text, length).get<hr::IoctlResult::Count>() == 1;
+        return hr::IoctlResult::Count::get(module_.ioctl(hr::kQueueMessage, text, length)) == 1;
     }
 
     ByteSource in_;
-    std::map<const char*, Loan> loans_;
-    int next_loan_ = 0;
+    host_kit::Module module_{{.load = Load,
+                              .unload = Unload,
+                              .open = Open,
+                              .close = Close,
+                              .read = Read,
+                              .write = Write,
+                              .seek = Seek,
+                              .ioctl = IOCTL},
+                             [](const char* fault) { fail(fault); }};
+    host_kit::LentBuffers lent_;
+    std::uint64_t last_number_ = 0;
+    std::uint64_t excused_ =
+        0;  // texts up to this number were lent when there was no callback to release them
     std::vector<norvane::Guid> guids_;
     int depth_ = 0;
-    bool deaf_ = true;
-    bool rowdy_ = false;
+    bool has_callback_ = false;
+    bool misbehaves_ = false;
 };
 
 }  // namespace
 
-// The module asks for its system by these names: linked into this program, they take the real one's place.
+// The module obtains its system through these functions. This program defines them instead of platform/.
 namespace platform {
 
 FileSystem& system_files() {

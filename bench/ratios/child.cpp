@@ -52,7 +52,7 @@ double run_program(const std::vector<std::string>& words, const std::string& out
 }
 
 double run_self(const std::vector<std::string>& options) {
-    std::vector<std::string> words = {recorder::own_program().string()};
+    std::vector<std::string> words = {host_kit::own_program().string()};
     words.insert(words.end(), options.begin(), options.end());
     run_program(words, "printed");
     double number = 0;

@@ -98,7 +98,7 @@ double convert_seconds(Retrieval& retrieval, const std::filesystem::path& clip, 
 
 /// All system calls of a process that loads the module and converts the clip, or none.
 double system_calls(const Effort& effort, const std::string& clip) {
-    run_program({"strace", "-f", "-c", "-o", "calls", recorder::own_program().string(), "--module",
+    run_program({"strace", "-f", "-c", "-o", "calls", host_kit::own_program().string(), "--module",
                  effort.module.string(), "--convert", clip},
                 "/dev/null");
     std::ifstream in("calls");

@@ -6,18 +6,10 @@
 #include <fstream>
 #include <future>
 
-#include "host/documents/names.h"
-#include "plugin/interfaces/host_records.h"
-#include "plugin/interfaces/record_access.h"
-
 namespace hr = host_records;
 
 namespace bench {
 namespace {
-
-Host* the_host = nullptr;
-
-using AnyRecord = std::array<platform::Byte, 64>;
 
 double allocated_bytes() {
     const auto info = ::mallinfo2();
@@ -26,79 +18,64 @@ double allocated_bytes() {
 
 }  // namespace
 
-Host::Host(const std::filesystem::path& module) : library_(module) {
-    the_host = this;
-    AnyRecord input{};
-    AnyRecord output{};
-    const auto address = hr::address_of(reinterpret_cast<const void*>(&Host::take_call));
-    hr::Output<hr::HostInfo>(input.data()).put<hr::HostInfo::Callback>(address);
-    library_.load(input.data(), output.data());
-    open_seconds_ = time_of([&] { library_.open(nullptr, output.data()); });
+Host::Host(const std::filesystem::path& module)
+    : library_(module), module_(library_.entry_points(), [](const char* fault) { require(false, fault); }) {
+    module_.load(callback());
+    open_seconds_ = time_of([&] { module_.open(); });
     std::promise<int> loop_id;
     main_loop_ = std::thread([&] {
         loop_id.set_value(::gettid());
-        AnyRecord request{};
-        AnyRecord result{};
-        hr::Output<hr::IoctlRequest>(request.data()).put<hr::IoctlRequest::Code>(hr::kRunMainLoop);
-        library_.ioctl(request.data(), result.data());
+        module_.ioctl(hr::kRunMainLoop);
     });
     loop_id_ = loop_id.get_future().get();
 }
 
 Host::~Host() {
     if (main_loop_.joinable()) close();
-    the_host = nullptr;
 }
 
 double Host::close() {
-    AnyRecord output{};
-    const double seconds = time_of([&] { library_.close(nullptr, output.data()); });
+    const double seconds = time_of([&] { module_.close(); });
     main_loop_.join();
-    library_.unload(nullptr, output.data());
+    module_.unload();
     return seconds;
 }
 
 void Host::write(const std::string& text) {
-    AnyRecord input{};
-    AnyRecord output{};
-    const hr::Output<hr::WriteRequest> request(input.data());
-    request.put<hr::WriteRequest::Length>(static_cast<std::uint32_t>(text.size()));
-    request.put<hr::WriteRequest::Text>(hr::address_of(text.data()));
-    library_.write(input.data(), output.data());
-    require(hr::Input<hr::WriteResult>(output.data()).get<hr::WriteResult::Count>() == 1,
-            "a message was refused");
+    const auto result = module_.write(text.data(), static_cast<std::uint32_t>(text.size()));
+    require(hr::WriteResult::Count::get(result) == 1, "a message was refused");
 }
 
-void Host::hold_worker() {
+void Host::block_worker() {
     static const std::string nothing = " ";
     {
         const std::lock_guard lock(mutex_);
-        worker_ = Worker::kToBeHeld;
+        worker_ = Worker::kToBlock;
         done_ = false;
     }
     write(nothing);
     std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return worker_ == Worker::kHeld; });
+    changed_.wait(lock, [this] { return worker_ == Worker::kBlocked; });
 }
 
-Host::Burst Host::run(const std::vector<std::string>& texts) {
-    Burst burst;
-    hold_worker();
+Host::BatchCost Host::run(const std::vector<std::string>& texts) {
+    BatchCost cost;
+    block_worker();
     const double bytes_before = allocated_bytes();
-    burst.queue_seconds = time_of([&] {
+    cost.queue_seconds = time_of([&] {
         for (const std::string& text : texts) write(text);
     });
-    burst.queue_bytes = allocated_bytes() - bytes_before;
+    cost.queue_bytes = allocated_bytes() - bytes_before;
     std::unique_lock lock(mutex_);
     left_ = texts.size();
     worker_ = Worker::kFree;
     changed_.notify_all();
     changed_.wait(lock, [this] { return done_; });
-    burst.work_seconds = ended_ - began_;
-    return burst;
+    cost.work_seconds = ended_ - began_;
+    return cost;
 }
 
-/// On the main loop's thread. Locks nothing between the first text's turn and the last one's release.
+/// Runs on the main loop's thread. Locks nothing from the start of the first text to the last release.
 void Host::on_release() {
     if (left_ > 0) {
         if (--left_ > 0) return;
@@ -109,20 +86,19 @@ void Host::on_release() {
         return;
     }
     std::unique_lock lock(mutex_);
-    if (worker_ != Worker::kToBeHeld) return;
-    worker_ = Worker::kHeld;
+    if (worker_ != Worker::kToBlock) return;
+    worker_ = Worker::kBlocked;
     changed_.notify_all();
     changed_.wait(lock, [this] { return worker_ == Worker::kFree; });
     began_ = thread_seconds();
 }
 
-std::int32_t Host::take_call(const void* request, void* /*reply*/) {
-    const hr::Input<hr::HostRequest> in(request);
-    if (in.get<hr::HostRequest::MessageClass>() == names::kReleaseClass) {
-        the_host->on_release();
+std::int32_t Host::receive(const host_kit::HostCall& call) {
+    if (call.is_release()) {
+        on_release();
     } else {
-        const auto* text = hr::pointer_of<const char*>(in.get<hr::HostRequest::Data>());
-        the_host->replies_.emplace_back(text, in.get<hr::HostRequest::Length>() - 1);
+        const std::string_view text = call.document();
+        replies_.emplace_back(text.substr(0, text.size() - 1));
     }
     return 0;
 }

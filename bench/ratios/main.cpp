@@ -14,7 +14,7 @@
 namespace {
 
 struct Options {
-    bench::Effort effort{.module = recorder::default_module(), .clips = {}, .work = {}};
+    bench::Effort effort{.module = host_kit::default_module(), .clips = {}, .work = {}};
     std::string subject;
     std::string clip;
     std::string json;

@@ -49,7 +49,7 @@ Figures queue_figures(const Effort& effort) {
     Rounds few_work;
     for (int round = 0; round < effort.rounds(); ++round) {
         few_work.push_back(work_of_small_bursts(host, effort.scaled(std::size_t{100})));
-        const Host::Burst burst = host.run(burst_texts);
+        const Host::BatchCost burst = host.run(burst_texts);
         microseconds.push_back(burst.queue_seconds / count * 1e6);
         bytes.push_back(burst.queue_bytes / count);
         burst_work.push_back(burst.work_seconds / count);

@@ -135,7 +135,7 @@ TEST(Allocations, EntryPointsSayThatTheyFailedAndWorkAgain) {
             EXPECT_EQ(succeeds(8, open), fault.is_over());
         }
         const char* const queued = host.lend("queued");
-        const bool taken = succeeds(12, [&] { return module.control(2, queued, 6); });
+        const bool taken = succeeds(12, [&] { return module.ioctl(2, queued, 6); });
         if (!taken) host.take_back(queued);
         EXPECT_TRUE(succeeds(8, [&] { return module.close(); }));
         EXPECT_EQ(host.releases().size(), taken ? 1U : 0U);

@@ -49,7 +49,7 @@ inline std::int32_t callback_outside(const void* request, void* reply) {
 /// device's loss.
 class Retrieval {
   public:
-    Retrieval() : Retrieval({platform::system_files(), hurry(), standing_clock()}) {}
+    Retrieval() : Retrieval({platform::system_files(), no_wait_sleeper(), standing_clock()}) {}
     /// On other files, waits or another clock.
     explicit Retrieval(const platform::System& system) : system_(system) {
         write_file(kState, kOldState);
@@ -170,8 +170,8 @@ class Retrieval {
   private:
     static constexpr int kFirstStart = 1'529'683'509;  // 2018-06-22 16:05:09 UTC
 
-    /// Sleeper for nothing and remembers nothing.
-    class Hurry final : public platform::Sleeper {
+    /// Does not wait. Unlike the InstantSleeper of fake_time.h it allocates nothing.
+    class NoWaitSleeper final : public platform::Sleeper {
       public:
         void sleep(std::chrono::milliseconds /*duration*/) override {}
         bool wait_for(std::condition_variable& /*condition*/, std::unique_lock<std::mutex>& /*lock*/,
@@ -192,8 +192,8 @@ class Retrieval {
         return at == std::string::npos ? "00000000-0000-0000-0000-000000000000" : lines.substr(at + 6, 36);
     }
 
-    static platform::Sleeper& hurry() {
-        static Hurry sleeper;
+    static platform::Sleeper& no_wait_sleeper() {
+        static NoWaitSleeper sleeper;
         return sleeper;
     }
     static const platform::Clock& standing_clock() {

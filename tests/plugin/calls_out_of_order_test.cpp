@@ -34,16 +34,16 @@ constexpr const char* kUnloading = "saving state and unloading";
 TEST_F(OutOfOrderTest, BeforeLoadAndAfterUnloadNothingHappens) {
     const auto expect_nothing = [this] {
         EXPECT_EQ(module.open()[8], 0);
-        EXPECT_EQ(module.call("Read")[24], 0);
-        EXPECT_EQ(module.call("Seek")[8], 0xFF);
-        EXPECT_EQ(module.control(1)[12], 0);  // returns at once
+        EXPECT_EQ(module.read()[24], 0);
+        EXPECT_EQ(module.seek()[8], 0xFF);
+        EXPECT_EQ(module.ioctl(1)[12], 0);  // returns at once
         EXPECT_EQ(module.close()[8], 0);
         EXPECT_EQ(module.unload()[8], 0);
         EXPECT_EQ(module.write("x", 1).status, -1);
-        EXPECT_EQ(module.write("x", 1).count, 0U);
-        const auto queued = module.control(2, "x", 1);
+        EXPECT_EQ(module.write("x", 1).count, kUnwrittenWord);
+        const auto queued = module.ioctl(2, "x", 1);
         EXPECT_EQ(queued[12], 0xFF);
-        EXPECT_EQ(queued[16], LoadedModule::kMark);
+        EXPECT_EQ(queued[16], host_kit::kUnwritten);
     };
     expect_nothing();
     module.load(FakeHost::callback());
@@ -80,7 +80,7 @@ TEST_F(OutOfOrderTest, CloseWithoutAMainLoopReturnsAndALateLoopEndsAtOnce) {
     module.close();
     EXPECT_EQ(host.releases(), std::vector<std::string>{"waiting"});
     EXPECT_EQ(count(kUnloading), 1U);
-    EXPECT_EQ(module.control(1)[12], 0);
+    EXPECT_EQ(module.ioctl(1)[12], 0);
     module.close();
     EXPECT_EQ(count(kUnloading), 1U);
 }
@@ -88,7 +88,7 @@ TEST_F(OutOfOrderTest, CloseWithoutAMainLoopReturnsAndALateLoopEndsAtOnce) {
 TEST_F(OutOfOrderTest, SecondMainLoopReturnsAtOnce) {
     module.begin();
     pass();
-    EXPECT_EQ(module.control(1)[12], 0);
+    EXPECT_EQ(module.ioctl(1)[12], 0);
     module.end();
 }
 
@@ -131,10 +131,10 @@ TEST_F(OutOfOrderTest, UnloadWithARunningLoopClosesFirst) {
 }
 
 TEST_F(OutOfOrderTest, CloseOnTheLoopsOwnThreadDoesNotWaitForItself) {
-    for (const char* how : {"Close", "Unload"}) {
+    for (const auto how : {&LoadedModule::close, &LoadedModule::unload}) {
         module.begin();
         host.on_call = [&](std::uint32_t message_class, const std::string&) {
-            if (message_class == 512) module.call(how);
+            if (message_class == 512) (module.*how)();
         };
         module.write(host.lend("<a/>"), 4);
         module.join_main_loop();  // the worker goes with its pass

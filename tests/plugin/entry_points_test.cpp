@@ -9,11 +9,12 @@
 
 namespace {
 
-using Record = LoadedModule::Record;
+namespace hr = host_records;
 
-/// A marked record with these bytes written into it.
-Record written(std::size_t offset, const std::vector<std::uint8_t>& bytes) {
-    Record record = LoadedModule::marked();
+/// A record in which only these bytes are written.
+template <typename Layout>
+typename Layout::Bytes written(std::size_t offset, const std::vector<std::uint8_t>& bytes) {
+    auto record = host_kit::unwritten<Layout>();
     std::ranges::copy(bytes, record.begin() + static_cast<std::ptrdiff_t>(offset));
     return record;
 }
@@ -31,8 +32,8 @@ class EntryPointsTest : public ::testing::Test {
 }  // namespace
 
 TEST_F(EntryPointsTest, LoadFillsItsRecordAndLeavesTheRest) {
-    const Record info = module.load(FakeHost::callback());
-    const Record expected{
+    const hr::ModuleInfo::Bytes info = module.load(FakeHost::callback());
+    const hr::ModuleInfo::Bytes expected{
         0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5,  // the host's
         0x00, 0x00, 0x51, 0x00,                          // identifier
         0x10, 0x03, 0x00, 0x08,                          //
@@ -51,22 +52,22 @@ TEST_F(EntryPointsTest, LoadFillsItsRecordAndLeavesTheRest) {
 
 TEST_F(EntryPointsTest, EachCallWritesItsOwnFieldsOnly) {
     module.load(FakeHost::callback());
-    EXPECT_EQ(module.open(), written(8, {0, 0, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(module.call("Read"), written(24, kZero4));
-    EXPECT_EQ(module.call("Seek"), written(8, kMinus1));
-    EXPECT_EQ(module.control(3), written(12, kZero4));
-    EXPECT_EQ(module.control(0), written(12, kMinus1));
-    EXPECT_EQ(module.control(4), written(12, kMinus1));
-    EXPECT_EQ(module.control(2, host.lend("x"), 1), written(12, {0, 0, 0, 0, 1, 0, 0, 0}));
-    EXPECT_EQ(module.close(), written(8, kZero4));
-    EXPECT_EQ(module.unload(), written(8, kZero4));
+    EXPECT_EQ(module.open(), written<hr::OpenResult>(8, {0, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(module.read(), written<hr::ReadResult>(24, kZero4));
+    EXPECT_EQ(module.seek(), written<hr::SeekResult>(8, kMinus1));
+    EXPECT_EQ(module.ioctl(3), written<hr::IoctlResult>(12, kZero4));
+    EXPECT_EQ(module.ioctl(0), written<hr::IoctlResult>(12, kMinus1));
+    EXPECT_EQ(module.ioctl(4), written<hr::IoctlResult>(12, kMinus1));
+    EXPECT_EQ(module.ioctl(2, host.lend("x"), 1), written<hr::IoctlResult>(12, {0, 0, 0, 0, 1, 0, 0, 0}));
+    EXPECT_EQ(module.close(), written<hr::CloseResult>(8, kZero4));
+    EXPECT_EQ(module.unload(), written<hr::CloseResult>(8, kZero4));
 }
 
 TEST_F(EntryPointsTest, NullRecordsAreAnsweredLikeZeros) {
-    for (const char* name : {"Load", "Open", "Read", "Write", "Seek", "IOCTL", "Close", "Unload"}) {
-        const auto entry = reinterpret_cast<std::int32_t (*)(const void*, void*)>(module.symbol(name));
-        EXPECT_EQ(entry(nullptr, nullptr), 0) << name;
-    }
+    const host_kit::EntryPoints& all = module.entry_points();
+    for (host_kit::EntryPoint* const entry_point :
+         {all.load, all.open, all.read, all.write, all.seek, all.ioctl, all.close, all.unload})
+        EXPECT_EQ(entry_point(nullptr, nullptr), 0);
 }
 
 TEST_F(EntryPointsTest, OpenRegistersOnTheCallersThread) {
@@ -102,7 +103,7 @@ TEST_F(EntryPointsTest, RequestsToTheHostAreLaidOutByteByByte) {
 TEST_F(EntryPointsTest, ReleaseRequestCarriesTheBufferAndNothingElse) {
     module.load(FakeHost::callback());
     module.open();
-    host_records::HostRequest::Bytes request{};
+    hr::HostRequest::Bytes request{};
     host.on_call = [&](std::uint32_t message_class, const std::string&) {
         if (message_class == 512) request = host.last_request();
     };
@@ -122,12 +123,12 @@ TEST_F(EntryPointsTest, WriteLooksAtTheRefusalFlagAndItsOwnIdentifierFirst) {
     module.load(FakeHost::callback());
     const auto refused = module.write("x", 1, 1);
     EXPECT_EQ(refused.status, -1);
-    EXPECT_EQ(refused.count, 0U);
+    EXPECT_EQ(refused.count, kUnwrittenWord);
     module.open();
     EXPECT_EQ(module.write("x", 1, 1).status, -1);
     const auto own = module.write("x", 1, 0, 0x00510000);
-    EXPECT_EQ(own.status, 0);
-    EXPECT_EQ(own.count, 0U);  // the record is left as it was
+    EXPECT_EQ(static_cast<std::uint32_t>(own.status), kUnwrittenWord);
+    EXPECT_EQ(own.count, kUnwrittenWord);
     EXPECT_EQ(module.write("x", 1, 1, 0x00510000).status, -1);
     EXPECT_TRUE(host.releases().empty());
 }
@@ -148,13 +149,16 @@ TEST(LoadedModuleTest, ModuleIsLoadedAndReallyUnloadedAgainAndAgain) {
     const WorkingDirectory directory;
     FakeHost host;
     for (int round = 0; round < 20; ++round) {
+        host_kit::EntryPoint* entry_point = nullptr;
         {
             LoadedModule module;
+            entry_point = module.entry_points().load;
+            EXPECT_TRUE(host_kit::is_in_memory(entry_point));
             module.begin();
             EXPECT_EQ(module.write(host.lend("<Pavo/>"), 7).status, 0);
             module.end();
         }
-        EXPECT_FALSE(LoadedModule::is_in_memory());
+        EXPECT_FALSE(host_kit::is_in_memory(entry_point));
     }
     EXPECT_EQ(host.releases().size(), 20U);
 }

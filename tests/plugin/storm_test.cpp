@@ -142,7 +142,7 @@ void Life::run() {
         threads.emplace_back([this, producer] { produce(producer); });
     silent_ = false;
     as(Role::kCaller, [this] { module_.open(); });
-    std::thread loop([this] { as(Role::kLoop, [this] { module_.control(hr::kRunMainLoop); }); });
+    std::thread loop([this] { as(Role::kLoop, [this] { module_.ioctl(hr::kRunMainLoop); }); });
     end();
     loop.join();
     if (!loads_again_) silent_ = true;
@@ -165,7 +165,7 @@ void Life::end() {
     std::thread second;
     if (end_ == End::kCloseTwiceAtOnce)
         second = std::thread([this] { as(Role::kCaller, [this] { module_.close(); }); });
-    as(Role::kCaller, [this] { module_.call(end_ == End::kUnload ? "Unload" : "Close"); });
+    as(Role::kCaller, [this] { end_ == End::kUnload ? module_.unload() : module_.close(); });
     if (second.joinable()) second.join();
     if (!loads_again_) silent_ = true;
 }
@@ -188,20 +188,19 @@ void Life::produce(std::size_t producer) {
 /// Calls that change nothing while a main loop runs, nor behind it: there a second loop ends at once, and a
 /// fresh context is never opened. Not both in one life: a loop of a context that nobody closes runs for ever.
 void Life::meddle() {
-    module_.call("Read");
-    module_.call("Seek");
-    module_.control(hr::kNothing);
+    module_.read();
+    module_.seek();
+    module_.ioctl(hr::kNothing);
     if (loop_seen_ && loads_again_) as(Role::kCaller, [this] { load(); });
-    if (loop_seen_ && !loads_again_) module_.control(hr::kRunMainLoop);
+    if (loop_seen_ && !loads_again_) module_.ioctl(hr::kRunMainLoop);
 }
 
 bool Life::send(Slot& slot, const std::string& text) {
     std::copy(text.begin(), text.end(), slot.text.begin());
     slot.lent = true;
     const auto length = static_cast<std::uint32_t>(text.size());
-    const bool taken = length % 2 == 0
-                           ? module_.write(slot.text.data(), length).status == 0
-                           : module_.control(hr::kQueueMessage, slot.text.data(), length)[12] == 0;
+    const bool taken = length % 2 == 0 ? module_.write(slot.text.data(), length).status == 0
+                                       : module_.ioctl(hr::kQueueMessage, slot.text.data(), length)[12] == 0;
     if (taken) {
         ++accepted_;
     } else if (!slot.lent.exchange(false)) {

@@ -42,9 +42,9 @@ class ThrowingHost {
             if (module_.write(buffer, static_cast<std::uint32_t>(text.size())).status != 0)
                 host_.take_back(buffer);
         }
-        module_.call("Read");
-        module_.call("Seek");
-        const bool works = module_.control(2, nullptr, 0)[12] == 0;
+        module_.read();
+        module_.seek();
+        const bool works = module_.ioctl(2, nullptr, 0)[12] == 0;
         if (works) module_.start_main_loop();
         EXPECT_TRUE(host_.wait_for_releases());
         EXPECT_EQ(module_.close()[8], 0);

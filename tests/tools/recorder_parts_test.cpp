@@ -47,17 +47,18 @@ TEST(PatternTest, APresentInstantLiesInTheConversation) {
     EXPECT_FALSE(matches(pattern, "Time=\"1700000001\"", bindings));
 }
 
-TEST(LentTextsTest, EachTextComesBackOnceAndIsStaleThen) {
-    LentBuffers texts(5);
-    const LentBuffers::Loan loan = texts.lend("<Pavo/>");
-    EXPECT_EQ(loan.number, 6U);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(loan.address), loan.length), "<Pavo/>");
-    EXPECT_EQ(texts.give_back(loan.address + 1).outcome, LentBuffers::Outcome::kUnknown);
-    EXPECT_EQ(texts.outstanding(), 1U);
-    EXPECT_EQ(texts.give_back(loan.address).outcome, LentBuffers::Outcome::kFirstTime);
-    EXPECT_EQ(texts.give_back(loan.address).outcome, LentBuffers::Outcome::kAgain);
-    EXPECT_EQ(texts.outstanding(), 0U);
-    EXPECT_EQ(reinterpret_cast<const char*>(loan.address)[0], '\xDD');
+TEST(LentBuffersTest, ATextIsReturnedOnceAndOverwritten) {
+    using host_kit::LentBuffers;
+    LentBuffers buffers(5, 1);
+    const host_kit::LentBuffer lent = buffers.lend("<Pavo/>");
+    EXPECT_EQ(lent.number, 6U);
+    EXPECT_EQ(std::string(lent.text, lent.length), "<Pavo/>");
+    EXPECT_EQ(buffers.take_back(lent.text + 1).outcome, LentBuffers::Outcome::kNeverLent);
+    EXPECT_EQ(buffers.numbers(), std::vector<std::uint64_t>{6});
+    EXPECT_EQ(buffers.take_back(lent.text).text, "<Pavo/>");
+    EXPECT_EQ(buffers.take_back(lent.text).outcome, LentBuffers::Outcome::kReturnedBefore);
+    EXPECT_EQ(buffers.count(), 0U);
+    EXPECT_EQ(lent.text[0], '\xDD');
 }
 
 TEST(HostDocumentsTest, NamesAreCarriedSafely) {
@@ -95,7 +96,7 @@ TEST(TranscriptTest, BytesThatAreNoUtf8StandBesideTheTextInBase64) {
     EXPECT_EQ(cli::base64("f"), "Zg==");
     EXPECT_EQ(cli::base64("fo"), "Zm8=");
     EXPECT_EQ(cli::base64("foo\xFF"), "Zm9v/w==");
-    FromModule message;
+    ReceivedMessage message;
     message.message_class = 64;
     message.text = "a\xE4z";
     EXPECT_EQ(

@@ -1,52 +1,53 @@
 #include "tools/host_kit/lent_buffers.h"
 
 #include <algorithm>
-#include <bit>
 #include <utility>
 
-namespace recorder {
+namespace host_kit {
 namespace {
 
-/// Put over a text that came back: a plug-in that reads on does not find its message any more.
+/// Overwrites a returned text, so that a module that still reads it is noticed.
 constexpr char kStale = '\xDD';
-constexpr std::size_t kRemembered = 4096;
-
-std::uint64_t address_of(const std::unique_ptr<char[]>& bytes) {
-    return std::bit_cast<std::uintptr_t>(bytes.get());
-}
 
 }  // namespace
 
-LentBuffers::Loan LentBuffers::lend(const std::string& text) {
-    // Exactly as long as the text: no terminating NUL that a plug-in could rely on.
+LentBuffer LentBuffers::lend(const std::string& text) {
     auto bytes = std::make_unique<char[]>(text.size());
-    std::copy(text.begin(), text.end(), bytes.get());
+    std::ranges::copy(text, bytes.get());
     const std::lock_guard lock(mutex_);
-    const Loan loan{++last_number_, address_of(bytes), static_cast<std::uint32_t>(text.size())};
-    lent_.emplace(loan.address, Text{loan.number, loan.address, std::move(bytes), text.size()});
-    return loan;
+    const LentBuffer lent{++last_number_, bytes.get(), static_cast<std::uint32_t>(text.size())};
+    lent_.emplace(lent.text, Buffer{lent.number, std::move(bytes), text.size()});
+    return lent;
 }
 
-LentBuffers::Return LentBuffers::give_back(std::uint64_t address) {
+LentBuffers::Return LentBuffers::take_back(const char* text) {
     const std::lock_guard lock(mutex_);
-    const auto found = lent_.find(address);
+    const auto found = lent_.find(text);
     if (found == lent_.end()) {
-        for (const Text& text : returned_) {
-            if (text.address == address) return {Outcome::kAgain, text.number};
-        }
-        return {};
+        const auto before =
+            std::ranges::find_if(returned_, [&](const Buffer& buffer) { return buffer.bytes.get() == text; });
+        if (before == returned_.end()) return {};
+        return {Outcome::kReturnedBefore, before->number, {}};
     }
-    Text text = std::move(found->second);
+    Buffer buffer = std::move(found->second);
     lent_.erase(found);
-    std::fill_n(text.bytes.get(), text.length, kStale);
-    returned_.push_back(std::move(text));
-    if (returned_.size() > kRemembered) returned_.pop_front();
-    return {Outcome::kFirstTime, returned_.back().number};
+    Return result{Outcome::kReturned, buffer.number, std::string(buffer.bytes.get(), buffer.length)};
+    std::fill_n(buffer.bytes.get(), buffer.length, kStale);
+    returned_.push_back(std::move(buffer));
+    if (returned_.size() > kept_) returned_.pop_front();
+    return result;
 }
 
-std::size_t LentBuffers::outstanding() const {
+std::vector<std::uint64_t> LentBuffers::numbers() const {
+    const std::lock_guard lock(mutex_);
+    std::vector<std::uint64_t> numbers;
+    for (const auto& [text, buffer] : lent_) numbers.push_back(buffer.number);
+    return numbers;
+}
+
+std::size_t LentBuffers::count() const {
     const std::lock_guard lock(mutex_);
     return lent_.size();
 }
 
-}  // namespace recorder
+}  // namespace host_kit

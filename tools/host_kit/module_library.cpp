@@ -1,14 +1,13 @@
 #include "tools/host_kit/module_library.h"
 
-#include <fmt/format.h>
 #include <boost/dll/runtime_symbol_info.hpp>
 
-#include "tools/cli/exit_status.h"
-
-namespace recorder {
+namespace host_kit {
 namespace {
 
-/// The loader's own words out of what the library makes of them; they name the file.
+constexpr const char* kNames[] = {"Load", "Unload", "Open", "Close", "Read", "Write", "Seek", "IOCTL"};
+
+/// The loader's own message, which names the file, without the library's text around it.
 std::string reason_of(const std::string& message) {
     constexpr std::string_view kLead = "system message: ";
     const auto begin = message.find(kLead);
@@ -18,37 +17,43 @@ std::string reason_of(const std::string& message) {
 }
 
 boost::dll::shared_library load_library(const std::filesystem::path& file) {
-    if (!std::filesystem::is_regular_file(file)) {
-        throw cli::CannotRun(fmt::format("no plug-in at {}", file.string()));
-    }
+    if (!std::filesystem::is_regular_file(file)) throw CannotLoad(file.string() + ": no such file");
     try {
         return boost::dll::shared_library(
             boost::dll::fs::path(file.string()),
             boost::dll::load_mode::rtld_now | boost::dll::load_mode::rtld_local);
     } catch (const boost::system::system_error& error) {
-        throw cli::CannotRun("not a plug-in that can be loaded: " + reason_of(error.what()));
+        throw CannotLoad("cannot load the module: " + reason_of(error.what()));
     }
 }
 
 }  // namespace
 
 ModuleLibrary::ModuleLibrary(const std::filesystem::path& file) : library_(load_library(file)) {
-    load = entry_point("Load");
-    unload = entry_point("Unload");
-    open = entry_point("Open");
-    close = entry_point("Close");
-    read = entry_point("Read");
-    write = entry_point("Write");
-    seek = entry_point("Seek");
-    ioctl = entry_point("IOCTL");
+    for (const char* name : kNames) {
+        if (!library_.has(name)) throw CannotLoad(file.string() + ": no entry point " + name);
+    }
 }
 
-ModuleLibrary::EntryPoint* ModuleLibrary::entry_point(const char* name) const {
-    if (!library_.has(name)) {
-        throw cli::CannotRun(
-            fmt::format("{} is no plug-in: it has no entry point {}", library_.location().string(), name));
-    }
+EntryPoints ModuleLibrary::entry_points() const {
+    return {.load = entry_point("Load"),
+            .unload = entry_point("Unload"),
+            .open = entry_point("Open"),
+            .close = entry_point("Close"),
+            .read = entry_point("Read"),
+            .write = entry_point("Write"),
+            .seek = entry_point("Seek"),
+            .ioctl = entry_point("IOCTL")};
+}
+
+EntryPoint* ModuleLibrary::entry_point(const char* name) const {
     return &library_.get<EntryPoint>(name);
+}
+
+bool is_in_memory(EntryPoint* entry_point) {
+    boost::dll::fs::error_code not_found;
+    const auto file = boost::dll::symbol_location_ptr(entry_point, not_found);
+    return !not_found && !file.empty();
 }
 
 std::filesystem::path own_program() {
@@ -59,4 +64,4 @@ std::filesystem::path default_module() {
     return own_program().parent_path() / ("norvanepi" + boost::dll::shared_library::suffix().string());
 }
 
-}  // namespace recorder
+}  // namespace host_kit

@@ -1,31 +1,26 @@
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
-#include <span>
+#include <stdexcept>
 
 #include <boost/dll/shared_library.hpp>
 
-#include "platform/bytes.h"
+#include "tools/host_kit/entry_points.h"
 
-namespace recorder {
+namespace host_kit {
 
-/// A loaded plug-in: its eight entry points, each taking an input and an output record.
+class CannotLoad : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// A module's file, in memory while this object exists.
 class ModuleLibrary {
   public:
-    /// Throws cli::CannotRun when the file cannot be loaded or lacks an entry point.
+    /// Throws CannotLoad if the file cannot be loaded or lacks an entry point.
     explicit ModuleLibrary(const std::filesystem::path& file);
 
-    using EntryPoint = std::int32_t(const void* input, void* output);
-
-    EntryPoint* load = nullptr;
-    EntryPoint* unload = nullptr;
-    EntryPoint* open = nullptr;
-    EntryPoint* close = nullptr;
-    EntryPoint* read = nullptr;
-    EntryPoint* write = nullptr;
-    EntryPoint* seek = nullptr;
-    EntryPoint* ioctl = nullptr;
+    [[nodiscard]] EntryPoints entry_points() const;
 
   private:
     [[nodiscard]] EntryPoint* entry_point(const char* name) const;
@@ -33,10 +28,13 @@ class ModuleLibrary {
     boost::dll::shared_library library_;
 };
 
-/// The plug-in where the build leaves it: beside the running program.
+/// Whether the module that an entry point belongs to is still in memory.
+[[nodiscard]] bool is_in_memory(EntryPoint* entry_point);
+
+/// The module in the directory of the running program, where the build writes it.
 [[nodiscard]] std::filesystem::path default_module();
 
 /// The running program's own file.
 [[nodiscard]] std::filesystem::path own_program();
 
-}  // namespace recorder
+}  // namespace host_kit

@@ -129,8 +129,16 @@ std::optional<Options> read_command_line(int argc, const char* const* argv) {
     }
     options.directory = absolute_or_nothing(typed.directory);
     options.transcript = absolute_or_nothing(typed.transcript);
-    options.module = typed.module.empty() ? default_module() : fs::absolute(typed.module);
+    options.module = typed.module.empty() ? host_kit::default_module() : fs::absolute(typed.module);
     return options;
+}
+
+void require_loadable(const fs::path& module) {
+    try {
+        (void)host_kit::ModuleLibrary(module);
+    } catch (const host_kit::CannotLoad& error) {
+        throw cli::CannotRun(error.what());
+    }
 }
 
 std::vector<std::string> arguments_of_second_half(const Options& options, const fs::path& directory) {

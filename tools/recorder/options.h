@@ -34,13 +34,14 @@ struct Options {
     unsigned jobs = 1;
 };
 
-/// Nothing when the line was answered already (help, version): the program ends with `exit_status` then.
-/// Throws cli::CannotRun for wrong usage.
+/// Nothing if the command line only asked for help or the version. Throws cli::CannotRun for wrong usage.
 [[nodiscard]] std::optional<Options> read_command_line(int argc, const char* const* argv);
 
-/// The names of the subcommands that a process calls itself again with.
-inline constexpr const char* kSecondHalf = "restart-second-half";
+/// Throws cli::CannotRun if the module cannot be loaded.
+void require_loadable(const std::filesystem::path& module);
 
+/// Subcommands that the program passes to its own child processes.
+inline constexpr const char* kSecondHalf = "restart-second-half";
 inline constexpr const char* kOneCase = "validate-one-case";
 
 /// The arguments with which another process goes on where this one stops.

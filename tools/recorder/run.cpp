@@ -11,7 +11,7 @@
 #include <boost/process/exe.hpp>
 
 #include "tools/cli/exit_status.h"
-#include "tools/host_kit/module_fault.h"
+#include "tools/recorder/host/module_fault.h"
 #include "tools/host_kit/module_library.h"
 #include "tools/recorder/options.h"
 #include "tools/recorder/scenarios/scenarios.h"
@@ -127,7 +127,7 @@ int close_with_table(const Options& options, const WorkingDirectory& directory,
 int run_second_half(const Options& options, const WorkingDirectory& directory) {
     namespace process = boost::process;
     (void)std::fflush(nullptr);
-    process::child child(process::exe = own_program().string(),
+    process::child child(process::exe = host_kit::own_program().string(),
                          process::args = arguments_of_second_half(options, directory.path()));
     child.wait();
     return child.exit_code();
@@ -140,7 +140,7 @@ int run(const Options& options) {
     if (options.scenario == Scenario::kOneCase) return validate::run_case(options);
     // What can be wrong with the command line is found before anything is written.
     std::vector<Clip> clips = given_clips(options);
-    (void)ModuleLibrary(options.module);
+    require_loadable(options.module);
     refuse_odd_places(options);
     WorkingDirectory directory(options.directory);
     Conversation conversation(conversation_options(options));

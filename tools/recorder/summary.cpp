@@ -113,8 +113,8 @@ std::string figures(const HostSimulator& simulator, std::uint32_t restarts,
         "operations: {} made, {} done, {} dropped; messages: {} to the plug-in and given back {}, {} from "
         "it; "
         "restarts: {}; recordings: {}, {} bytes",
-        model.operations_made, model.operations_done, model.operations_dropped, counts.to_module,
-        counts.given_back, counts.from_module, restarts, reports.size(), bytes);
+        model.operations_made, model.operations_done, model.operations_dropped, counts.sent,
+        counts.returned, counts.received, restarts, reports.size(), bytes);
 }
 
 }  // namespace recorder

@@ -67,20 +67,20 @@ void Conversation::write(const std::string& line) {
     if (!(transcript_ << line << std::endl)) throw cli::CannotRun("the transcript cannot be written");
 }
 
-void Conversation::sent(const ToModule& message) {
-    ++counts_.to_module;
+void Conversation::sent(const SentMessage& message) {
+    ++counts_.sent;
     const auto now = std::chrono::system_clock::now();
     if (transcript_.is_open()) write(transcript_line(message, now));
     print({now, "->", message.kind, message.summary, cli::Colour::kBlue}, message.text);
 }
 
-void Conversation::received(const FromModule& message) {
+void Conversation::received(const ReceivedMessage& message) {
     const bool text_back = message.message_class == names::kReleaseClass;
     const MessageSummary summary =
-        text_back
-            ? MessageSummary{"given back", fmt::format("message {}", message.given_back), cli::Colour::kFaint}
-            : summarise(message.text);
-    ++(text_back ? counts_.given_back : counts_.from_module);
+        text_back ? MessageSummary{"given back", fmt::format("message {}", message.returned_number),
+                                   cli::Colour::kFaint}
+                  : summarise(message.text);
+    ++(text_back ? counts_.returned : counts_.received);
     if (transcript_.is_open()) write(transcript_line(message, summary.kind));
     if (!text_back || verbose_)
         print({message.at, "<-", summary.kind, summary.text, summary.colour}, message.text);

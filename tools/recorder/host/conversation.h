@@ -10,23 +10,23 @@
 
 #include "tools/cli/paint.h"
 #include "tools/cli/progress_bar.h"
-#include "tools/recorder/host/mailbox.h"
+#include "tools/recorder/host/message_queue.h"
 
 namespace recorder {
 
 /// A message of the host, with its summary.
-struct ToModule {
-    std::uint64_t number = 0;  // the plug-in gives the text back under it
-    std::string entrance;      // the entry point that took it
+struct SentMessage {
+    std::uint64_t number = 0;  // of the lent text
+    std::string entry_point;
     std::string kind;
     std::string summary;
     std::string text;
 };
 
 struct MessageCounts {
-    std::uint64_t to_module = 0;
-    std::uint64_t from_module = 0;
-    std::uint64_t given_back = 0;
+    std::uint64_t sent = 0;
+    std::uint64_t received = 0;  // without releases
+    std::uint64_t returned = 0;
 };
 
 /// Shows the conversation as it happens and keeps it for later.
@@ -43,8 +43,8 @@ class Conversation {
     /// Throws cli::CannotRun when the transcript cannot be written.
     explicit Conversation(const Options& options);
 
-    void sent(const ToModule& message);
-    void received(const FromModule& message);
+    void sent(const SentMessage& message);
+    void received(const ReceivedMessage& message);
     void note(const std::string& text);
     void progress(const std::string& label, double fraction) { bar_.show(label, fraction); }
     void end_progress() { bar_.clear(); }

@@ -8,8 +8,8 @@
 
 #include "host/documents/names.h"
 #include "platform/text.h"
-#include "tools/host_kit/module_fault.h"
 #include "tools/recorder/host/message_summary.h"
+#include "tools/recorder/host/module_fault.h"
 
 namespace recorder {
 namespace {
@@ -31,8 +31,7 @@ HostSimulator::HostSimulator(Settings settings, WorkingDirectory& directory, Con
 
 void HostSimulator::load(const std::string& load_error) {
     model_.on_open(load_error);
-    host_ =
-        std::make_unique<ModuleHost>(settings_.module, settings_.patience, conversation_.counts().to_module);
+    host_ = std::make_unique<ModuleHost>(settings_.module, settings_.patience, conversation_.counts().sent);
     settle();
 }
 
@@ -97,17 +96,17 @@ void HostSimulator::remember(SimulatorState memory) {
 }
 
 void HostSimulator::tell(const std::string& kind, const std::string& summary, const std::string& text) {
-    // Both entrances lead to the same queue; every third message takes the rarer one.
-    const bool rare = conversation_.counts().to_module % 3 == 2;
-    const LentBuffers::Loan loan = host_->lend(text);
-    conversation_.sent({.number = loan.number,
-                        .entrance = rare ? "IOCTL" : "Write",
+    // Write and IOCTL feed the same queue. Every third message uses IOCTL.
+    const bool by_ioctl = conversation_.counts().sent % 3 == 2;
+    const host_kit::LentBuffer lent = host_->lend(text);
+    conversation_.sent({.number = lent.number,
+                        .entry_point = by_ioctl ? "IOCTL" : "Write",
                         .kind = kind,
                         .summary = summary,
                         .text = text});
     last_sending_ = std::chrono::system_clock::now();
-    host_->send(loan, rare ? ModuleHost::Entrance::kIoctl : ModuleHost::Entrance::kWrite);
-    expected_.push_back({.message_class = names::kReleaseClass, .pattern = "", .given_back = loan.number});
+    host_->send(lent, by_ioctl ? ModuleHost::Route::kIoctl : ModuleHost::Route::kWrite);
+    expected_.push_back({.message_class = names::kReleaseClass, .pattern = "", .given_back = lent.number});
 }
 
 void HostSimulator::announce(const Camera& camera) {
@@ -304,24 +303,25 @@ bool HostSimulator::watch_conversion() {
     return true;
 }
 
-void HostSimulator::check(const FromModule& message) {
+void HostSimulator::check(const ReceivedMessage& message) {
     conversation_.received(message);
-    if (message.given_back != 0) return_before_ = std::exchange(last_return_, message.at);
+    if (message.returned_number != 0) return_before_ = std::exchange(last_return_, message.at);
     if (!message.fault.empty()) throw ModuleFault(message.fault);
     while (!expected_.empty() && expected_.front().any_number && !fits(message, expected_.front())) {
         expected_.pop_front();
     }
     if (expected_.empty() || !fits(message, expected_.front())) {
-        const std::string came = message.given_back != 0
-                                     ? fmt::format("message {} came back", message.given_back)
+        const std::string came = message.returned_number != 0
+                                     ? fmt::format("message {} came back", message.returned_number)
                                      : "came " + message.text;
         throw ModuleFault(fmt::format("{}, but expected was {}", came, description_of_next()));
     }
     if (!expected_.front().any_number) expected_.pop_front();
 }
 
-bool HostSimulator::fits(const FromModule& message, const Expected& expected) {
-    return message.message_class == expected.message_class && message.given_back == expected.given_back &&
+bool HostSimulator::fits(const ReceivedMessage& message, const Expected& expected) {
+    return message.message_class == expected.message_class &&
+           message.returned_number == expected.given_back &&
            matches(expected.pattern, message.text, bindings_);
 }
 

@@ -127,8 +127,8 @@ class HostSimulator {
     void remove_clip(const std::filesystem::path& file, bool converted) const;
     void expect_recording(const ExpectedRecording& recording);
     bool watch_conversion();
-    void check(const FromModule& message);
-    [[nodiscard]] bool fits(const FromModule& message, const Expected& expected);
+    void check(const ReceivedMessage& message);
+    [[nodiscard]] bool fits(const ReceivedMessage& message, const Expected& expected);
     [[nodiscard]] std::string description_of_next() const;
     void check_state_file();
 

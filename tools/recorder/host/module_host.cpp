@@ -1,27 +1,25 @@
 #include "tools/recorder/host/module_host.h"
 
 #include <algorithm>
-#include <bit>
 #include <string_view>
 
 #include <fmt/format.h>
 
 #include "host/documents/names.h"
-#include "tools/recorder/validate/record_check.h"
+#include "tools/recorder/host/module_fault.h"
+#include "tools/recorder/host/record_check.h"
 
 namespace recorder {
 namespace {
 
 using namespace host_records;
+using host_kit::LentBuffers;
+using host_kit::with;
 
-/// The callback's way to the one host of the process.
-std::atomic<ModuleHost*> current_host = nullptr;
-
-/// For entry points that look at no input.
-constexpr auto kUnread = untouched<HostInfo>();
+constexpr std::size_t kReturnedTextsKept = 4096;
 
 ModuleInfo::Bytes expected_info() {
-    auto info = untouched<ModuleInfo>();
+    auto info = host_kit::unwritten<ModuleInfo>();
     ModuleInfo::Identifier::put(info, kModuleId);
     ModuleInfo::Word12::put(info, 0x08000310);
     ModuleInfo::Word16::put(info, 0);
@@ -37,35 +35,23 @@ ModuleInfo::Bytes expected_info() {
     return info;
 }
 
-/// The bytes behind an address that the plug-in gave, valid for the duration of its call.
-std::string_view bytes_at(std::uint64_t address, std::size_t length) {
-    return {std::bit_cast<const char*>(static_cast<std::uintptr_t>(address)), length};
-}
-
-template <typename Layout>
-typename Layout::Bytes copy_of(const void* record) {
-    typename Layout::Bytes bytes{};
-    std::memcpy(bytes.data(), record, bytes.size());
-    return bytes;
-}
-
-/// The request as it has to be around length, data and class.
-HostRequest::Bytes expected_request(const HostRequest::Bytes& found) {
-    const std::uint32_t message_class = HostRequest::MessageClass::get(found);
-    const bool release = message_class == names::kReleaseClass;
+/// The request that the received data, class and, for a document, length imply.
+HostRequest::Bytes expected_request(const host_kit::HostCall& call) {
+    const auto length = static_cast<std::uint32_t>(call.document().size());
     HostRequest::Bytes request{};
     HostRequest::RecordSize::put(request, HostRequest::size);
     HostRequest::Word4::put(request, 1);
-    HostRequest::Length::put(request, release ? 0 : HostRequest::Length::get(found));
-    HostRequest::Data::put(request, HostRequest::Data::get(found));
+    HostRequest::Length::put(request, call.is_release() ? 0 : length);
+    HostRequest::Data::put(request, HostRequest::Data::get(call.request()));
     HostRequest::Identifier::put(request, kModuleId);
-    HostRequest::MessageClass::put(request, message_class);
-    HostRequest::Word36::put(request, release ? 0 : kMessageWord);
+    HostRequest::MessageClass::put(request, call.message_class());
+    HostRequest::Word36::put(request, call.is_release() ? 0 : kMessageWord);
     return request;
 }
 
-std::string fault_of_records(const HostRequest::Bytes& request, const HostReply::Bytes& reply) {
-    const auto expected = expected_request(request);
+std::string fault_of_records(const host_kit::HostCall& call) {
+    const auto request = call.request();
+    const auto expected = expected_request(call);
     const auto [is, should] = std::mismatch(request.begin(), request.end(), expected.begin());
     if (is != request.end()) {
         return fmt::format("byte {} of a request is {:02X}, not {:02X}", is - request.begin(), *is, *should);
@@ -73,35 +59,37 @@ std::string fault_of_records(const HostRequest::Bytes& request, const HostReply:
     HostReply::Bytes empty{};
     HostReply::RecordSize::put(empty, HostReply::size);
     HostReply::Word4::put(empty, 1);
-    return reply == empty ? "" : "a request came with a wrong reply record";
+    return call.reply() == empty ? "" : "a request came with a wrong reply record";
 }
 
-/// The document's text without its NUL, or a fault.
-std::string document_of(const HostRequest::Bytes& request, std::string& fault) {
-    const std::string_view text =
-        bytes_at(HostRequest::Data::get(request), HostRequest::Length::get(request));
-    if (text.empty() || text.find('\0') != text.size() - 1) {
-        fault = "a document does not end with the one NUL that its length counts";
-        return std::string(text);
+std::string fault_of_return(const LentBuffers::Return& text) {
+    switch (text.outcome) {
+        case LentBuffers::Outcome::kReturned:
+            return "";
+        case LentBuffers::Outcome::kReturnedBefore:
+            return fmt::format("the module returned message {} twice", text.number);
+        case LentBuffers::Outcome::kNeverLent:
+            break;
     }
-    return std::string(text.substr(0, text.size() - 1));
+    return "the module returned a text that was never lent";
 }
 
 }  // namespace
 
 ModuleHost::ModuleHost(const std::filesystem::path& module, std::chrono::seconds patience,
-                       std::uint64_t texts_before)
-    : library_(module), watchdog_(patience), lent_(texts_before) {
-    current_host = this;
+                       std::uint64_t last_number)
+    : library_(module),
+      module_(library_.entry_points(), throw_module_fault),
+      watchdog_(patience),
+      lent_(last_number, kReturnedTextsKept) {
     load();
     try {
         open();
         main_loop_ = std::thread([this] { run_main_loop(); });
-        check_other_entry_points();
+        check_unused_entry_points();
     } catch (...) {
         close();
         unload();
-        current_host = nullptr;
         throw;
     }
 }
@@ -112,125 +100,102 @@ ModuleHost::~ModuleHost() {
             close();
             unload();
         }
-    } catch (const ModuleFault&) {  // the fault that led here was reported already
+    } catch (const ModuleFault&) {  // the fault that ended the run was reported already
         loaded_ = false;
     }
     if (main_loop_.joinable()) watchdog_.guard("the main loop", [this] { main_loop_.join(); });
-    current_host = nullptr;
 }
 
 void ModuleHost::stop() {
     close();
     unload();
     if (!main_loop_fault_.empty()) throw ModuleFault(main_loop_fault_);
-    if (lent_.outstanding() > 0) {
-        throw ModuleFault(fmt::format("the plug-in kept {} message texts", lent_.outstanding()));
-    }
+    if (lent_.count() > 0)
+        throw ModuleFault(fmt::format("the module did not return {} message texts", lent_.count()));
 }
 
-template <typename Bytes>
-void ModuleHost::call(const char* name, ModuleLibrary::EntryPoint* entry_point, const void* input,
-                      const Bytes& expected) {
-    auto output = expected;
-    output.fill(kUntouched);
-    watchdog_.guard(name, [&] { return entry_point(input, output.data()); });
-    require_record(name, output, expected);
+template <typename Bytes, typename Call>
+void ModuleHost::check(const char* name, const Bytes& expected, Call call) {
+    require_record(name, watchdog_.guard(name, call), expected);
 }
 
 void ModuleHost::load() {
-    auto info = untouched<HostInfo>();
-    HostInfo::Callback::put(info, std::bit_cast<std::uintptr_t>(&ModuleHost::take_call));
     calling_thread_ = std::this_thread::get_id();
     loaded_ = true;
-    call("Load", library_.load, info.data(), expected_info());
+    check("Load", expected_info(), [this] { return module_.load(callback()); });
 }
 
 void ModuleHost::open() {
-    call("Open", library_.open, kUnread.data(), with<OpenResult, OpenResult::Status>(kAccepted));
+    check("Open", with<OpenResult, OpenResult::Status>(kAccepted), [this] { return module_.open(); });
     calling_thread_ = std::thread::id();
 }
 
 void ModuleHost::run_main_loop() {
     loop_thread_ = std::this_thread::get_id();
-    const auto request = with<IoctlRequest, IoctlRequest::Code>(kRunMainLoop);
-    auto result = untouched<IoctlResult>();
-    library_.ioctl(request.data(), result.data());
-    if (IoctlResult::Status::get(result) != kAccepted)
-        main_loop_fault_ = "the main loop ended with a failure";
+    try {
+        const auto result = module_.ioctl(kRunMainLoop);
+        if (IoctlResult::Status::get(result) != kAccepted) main_loop_fault_ = "the main loop failed";
+    } catch (const ModuleFault& fault) {
+        main_loop_fault_ = fault.what();
+    }
 }
 
-void ModuleHost::check_other_entry_points() {
-    call("Read", library_.read, kUnread.data(), with<ReadResult, ReadResult::Count>(0U));
-    call("Seek", library_.seek, kUnread.data(), with<SeekResult, SeekResult::Status>(kRefused));
+void ModuleHost::check_unused_entry_points() {
+    check("Read", with<ReadResult, ReadResult::Count>(0U), [this] { return module_.read(); });
+    check("Seek", with<SeekResult, SeekResult::Status>(kRefused), [this] { return module_.seek(); });
 }
 
 void ModuleHost::close() {
     calling_thread_ = std::this_thread::get_id();
-    call("Close", library_.close, kUnread.data(), with<CloseResult, CloseResult::Status>(kAccepted));
+    check("Close", with<CloseResult, CloseResult::Status>(kAccepted), [this] { return module_.close(); });
     if (main_loop_.joinable()) watchdog_.guard("the main loop", [this] { main_loop_.join(); });
 }
 
 void ModuleHost::unload() {
     loaded_ = false;
-    call("Unload", library_.unload, kUnread.data(), with<CloseResult, CloseResult::Status>(kAccepted));
+    check("Unload", with<CloseResult, CloseResult::Status>(kAccepted), [this] { return module_.unload(); });
 }
 
-void ModuleHost::send(const LentBuffers::Loan& loan, Entrance entrance) {
-    entrance == Entrance::kWrite ? write(loan) : queue_by_ioctl(loan);
-}
-
-void ModuleHost::write(const LentBuffers::Loan& loan) {
-    WriteRequest::Bytes request{};
-    WriteRequest::Length::put(request, loan.length);
-    WriteRequest::Text::put(request, loan.address);
-    call("Write", library_.write, request.data(),
-         with<WriteResult, WriteResult::Count>(1U, with<WriteResult, WriteResult::Status>(kAccepted)));
-}
-
-void ModuleHost::queue_by_ioctl(const LentBuffers::Loan& loan) {
-    auto request = with<IoctlRequest, IoctlRequest::Code>(kQueueMessage);
-    IoctlRequest::Length::put(request, loan.length);
-    IoctlRequest::Text::put(request, loan.address);
-    call("IOCTL", library_.ioctl, request.data(),
-         with<IoctlResult, IoctlResult::Count>(1U, with<IoctlResult, IoctlResult::Status>(kAccepted)));
-}
-
-std::int32_t ModuleHost::take_call(const void* request, void* reply) {
-    ModuleHost* const host = current_host;
-    return host == nullptr ? 1 : host->on_call(request, reply);
-}
-
-std::int32_t ModuleHost::on_call(const void* request_record, void* reply_record) {
-    const auto request = copy_of<HostRequest>(request_record);
-    const auto reply = copy_of<HostReply>(reply_record);
-    FromModule message;
-    message.at = std::chrono::system_clock::now();
-    message.message_class = HostRequest::MessageClass::get(request);
-    message.fault = fault_of_records(request, reply);
-    if (message.message_class == names::kReleaseClass) {
-        const auto text = lent_.give_back(HostRequest::Data::get(request));
-        message.given_back = text.number;
-        if (text.outcome != LentBuffers::Outcome::kFirstTime) message.fault = fault_of_return(text);
+void ModuleHost::send(const host_kit::LentBuffer& message, Route route) {
+    if (route == Route::kWrite) {
+        check("Write",
+              with<WriteResult, WriteResult::Count>(1U, with<WriteResult, WriteResult::Status>(kAccepted)),
+              [&] { return module_.write(message.text, message.length); });
     } else {
-        message.text = document_of(request, message.fault);
+        check("IOCTL",
+              with<IoctlResult, IoctlResult::Count>(1U, with<IoctlResult, IoctlResult::Status>(kAccepted)),
+              [&] { return module_.ioctl(kQueueMessage, message.text, message.length); });
     }
-    const auto thread = std::this_thread::get_id();
-    if (thread != loop_thread_.load() && thread != calling_thread_.load()) {
-        message.fault = "the plug-in called on a thread of its own";
-    }
-    const Answer answer = message.given_back != 0 ? answer_.load() : Answer{};
-    mailbox_.put(std::move(message));
-    if (answer.result != 0) {
-        HostReply::Result::put(
-            HostReply::MutableView(static_cast<platform::Byte*>(reply_record), HostReply::size),
-            answer.result);
-    }
+}
+
+std::int32_t ModuleHost::receive(const host_kit::HostCall& call) {
+    ReceivedMessage message;
+    message.at = std::chrono::system_clock::now();
+    message.message_class = call.message_class();
+    message.fault = fault_of(call, message);
+    const Answer answer = message.returned_number != 0 ? answer_.load() : Answer{};
+    received_.put(std::move(message));
+    if (answer.result != 0) call.set_result(answer.result);
     return answer.returned;
 }
 
-std::string ModuleHost::fault_of_return(const LentBuffers::Return& text) const {
-    if (text.outcome == LentBuffers::Outcome::kUnknown) return "a text was given back that was never lent";
-    return fmt::format("message {} was given back twice", text.number);
+/// Also sets the message's text or number.
+std::string ModuleHost::fault_of(const host_kit::HostCall& call, ReceivedMessage& message) {
+    std::string fault;
+    if (call.is_release()) {
+        const auto returned = lent_.take_back(call.data());
+        message.returned_number = returned.number;
+        fault = fault_of_return(returned);
+    } else {
+        const std::string_view text = call.document();
+        const bool terminated = !text.empty() && text.find('\0') == text.size() - 1;
+        if (!terminated) fault = "a document does not end with exactly one NUL, included in its length";
+        message.text = text.substr(0, text.size() - (terminated ? 1 : 0));
+    }
+    const auto thread = std::this_thread::get_id();
+    if (thread != loop_thread_.load() && thread != calling_thread_.load())
+        return "the module called the host on a thread of its own";
+    return fault.empty() ? fault_of_records(call) : fault;
 }
 
 }  // namespace recorder

@@ -38,23 +38,23 @@ std::string printed(const Json& line) {
 
 }  // namespace
 
-std::string transcript_line(const ToModule& message, std::chrono::system_clock::time_point at) {
+std::string transcript_line(const SentMessage& message, std::chrono::system_clock::time_point at) {
     Json line = {{"time", time_text(at)},
                  {"direction", "to module"},
                  {"kind", message.kind},
-                 {"entrance", message.entrance},
+                 {"entrance", message.entry_point},
                  {"number", message.number}};
     add_text(line, message.text);
     return printed(line);
 }
 
-std::string transcript_line(const FromModule& message, const std::string& kind) {
+std::string transcript_line(const ReceivedMessage& message, const std::string& kind) {
     Json line = {{"time", time_text(message.at)},
                  {"direction", "from module"},
                  {"kind", kind},
                  {"class", message.message_class}};
-    if (message.given_back != 0) {
-        line["number"] = message.given_back;
+    if (message.returned_number != 0) {
+        line["number"] = message.returned_number;
     } else {
         add_text(line, message.text);
     }

@@ -10,7 +10,7 @@ namespace recorder {
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Device, identifier, number)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Operation, number, device, start, end, attempts)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ExpectedRecording, path, start, frames)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(MessageCounts, to_module, from_module, given_back)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(MessageCounts, sent, received, returned)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Clip, file, bytes, seconds, frames)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(StoredClip, clip, start)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Camera, device, name, address, storage)

@@ -3,79 +3,82 @@
 #include <array>
 #include <thread>
 
+#include "tools/host_kit/module_library.h"
+#include "tools/recorder/host/record_check.h"
 #include "tools/recorder/validate/cases.h"
-#include "tools/recorder/validate/raw_call.h"
 
 namespace recorder::validate {
 namespace {
 
 namespace hr = host_records;
 
-/// Without a callback: what is said is nobody's business here.
-hr::ModuleInfo::Bytes load(const ModuleLibrary& module) {
-    return call<hr::ModuleInfo>(module.load);
-}
+/// The module without a callback, so that it sends nothing.
+class SilentModule : host_kit::ModuleLibrary, public host_kit::Module {
+  public:
+    explicit SilentModule(const Trial& trial)
+        : ModuleLibrary(trial.module()), Module(ModuleLibrary::entry_points(), throw_module_fault) {}
 
-void run_main_loop(const ModuleLibrary& module) {
-    const auto request = with<hr::IoctlRequest, hr::IoctlRequest::Code>(hr::kRunMainLoop);
-    require_record("IOCTL code 1", call<hr::IoctlResult>(module.ioctl, request.data()),
-                   with<hr::IoctlResult, hr::IoctlResult::Status>(hr::kAccepted));
-}
+    void load() const { Module::load(nullptr); }
+    void run_main_loop() const {
+        require_record("IOCTL code 1", ioctl(hr::kRunMainLoop),
+                       host_kit::with<hr::IoctlResult, hr::IoctlResult::Status>(hr::kAccepted));
+    }
+    void require_refusing() const {
+        require_record("Write", write(nullptr, 0),
+                       host_kit::with<hr::WriteResult, hr::WriteResult::Status>(hr::kRefused));
+    }
+    void require_close() const { require_record("Close", close(), kClosed); }
+    void require_unload() const { require_record("Unload", unload(), kClosed); }
 
-void require_closed(ModuleLibrary::EntryPoint* entry_point, const std::string& name) {
-    require_record(name, call<hr::CloseResult>(entry_point),
-                   with<hr::CloseResult, hr::CloseResult::Status>(hr::kAccepted));
-}
-
-void require_refusing(const ModuleLibrary& module) {
-    require_record("Write", call<hr::WriteResult>(module.write),
-                   with<hr::WriteResult, hr::WriteResult::Status>(hr::kRefused));
-}
+  private:
+    inline static const auto kClosed =
+        host_kit::with<hr::CloseResult, hr::CloseResult::Status>(hr::kAccepted);
+};
 
 void before_load(Trial& trial) {
-    const ModuleLibrary module(trial.module());
-    require_refusing(module);
-    run_main_loop(module);
-    require_closed(module.close, "Close");
-    require_closed(module.unload, "Unload");
+    const SilentModule module(trial);
+    module.require_refusing();
+    module.run_main_loop();
+    module.require_close();
+    module.require_unload();
 }
 
 void before_open(Trial& trial) {
-    const ModuleLibrary module(trial.module());
-    load(module);
-    require_refusing(module);
-    require_closed(module.unload, "Unload");
+    const SilentModule module(trial);
+    module.load();
+    module.require_refusing();
+    module.require_unload();
 }
 
 void main_loop_first(Trial& trial) {
-    const ModuleLibrary module(trial.module());
-    load(module);
-    std::thread main_loop([&] { run_main_loop(module); });
-    (void)call<hr::OpenResult>(module.open);
-    require_closed(module.close, "Close");
+    const SilentModule module(trial);
+    module.load();
+    std::thread main_loop([&] { module.run_main_loop(); });
+    module.open();
+    module.require_close();
     main_loop.join();
-    require_closed(module.unload, "Unload");
+    module.require_unload();
 }
 
 void after_close(Trial& trial) {
-    const ModuleLibrary module(trial.module());
-    load(module);
-    (void)call<hr::OpenResult>(module.open);
-    std::thread main_loop([&] { run_main_loop(module); });
-    require_closed(module.close, "Close");
+    const SilentModule module(trial);
+    module.load();
+    module.open();
+    std::thread main_loop([&] { module.run_main_loop(); });
+    module.require_close();
     main_loop.join();
-    require_refusing(module);
-    run_main_loop(module);
-    require_closed(module.unload, "Unload");
+    module.require_refusing();
+    module.run_main_loop();
+    module.require_unload();
 }
 
 void without_main_loop(Trial& trial) {
-    const ModuleLibrary module(trial.module());
-    load(module);
-    (void)call<hr::OpenResult>(module.open);
-    require_closed(module.close, "Close");
-    require_closed(module.unload, "Unload");
-    require(text_of_file(trial.directory().state_file()).has_value(), "Close left no state file");
+    const SilentModule module(trial);
+    module.load();
+    module.open();
+    module.require_close();
+    module.require_unload();
+    require(text_of_file(trial.directory().state_file()).has_value(), "Close wrote no state file");
 }
 
 void again(Trial& trial) {

@@ -2,8 +2,8 @@
 
 #include <array>
 
+#include "tools/recorder/host/record_check.h"
 #include "tools/recorder/validate/cases.h"
-#include "tools/recorder/validate/raw_call.h"
 
 namespace recorder::validate {
 namespace {
@@ -20,48 +20,43 @@ void usual_calls(Trial& trial) {
 
 void ioctl_codes(Trial& trial) {
     trial.open();
-    ModuleLibrary::EntryPoint* const ioctl = trial.simulator().host().module().ioctl;
     for (const std::uint32_t code : {0U, 3U, 4U, 512U, 0xFFFFFFFFU}) {
-        const auto request = with<hr::IoctlRequest, hr::IoctlRequest::Code>(code);
-        const auto expected = with<hr::IoctlResult, hr::IoctlResult::Status>(
-            code == hr::kNothing ? hr::kAccepted : hr::kRefused);
-        require_record(fmt::format("IOCTL code {}", code), call<hr::IoctlResult>(ioctl, request.data()),
-                       expected);
+        require_record(fmt::format("IOCTL code {}", code), trial.simulator().host().module().ioctl(code),
+                       host_kit::with<hr::IoctlResult, hr::IoctlResult::Status>(
+                           code == hr::kNothing ? hr::kAccepted : hr::kRefused));
     }
     trial.simulator().close();
 }
 
-/// A message that must not be taken: record and status as told, no text kept.
-void write_in_vain(Trial& trial, hr::WriteRequest::Bytes request, const hr::WriteResult::Bytes& expected) {
-    using Request = hr::WriteRequest;
-    static constexpr std::string_view kText = "<Pavo><NotTaken/></Pavo>";
-    Request::Length::put(request, static_cast<std::uint32_t>(kText.size()));
-    Request::Text::put(request, std::bit_cast<std::uintptr_t>(kText.data()));
-    const auto found = call<hr::WriteResult>(trial.simulator().host().module().write, request.data());
-    require_record("Write", found, expected);
+/// The module must not accept the message, and must set exactly the given fields.
+void write_refused_message(Trial& trial, std::uint8_t refused, std::uint32_t identifier,
+                           const hr::WriteResult::Bytes& expected) {
+    static constexpr std::string_view kText = "<Pavo><Refused/></Pavo>";
+    require_record("Write",
+                   trial.simulator().host().module().write(kText.data(), kText.size(), refused, identifier),
+                   expected);
 }
 
 void write_refused(Trial& trial) {
     trial.open();
     for (const std::uint8_t flag : {std::uint8_t{1}, std::uint8_t{0x80}}) {
-        write_in_vain(trial, with<hr::WriteRequest, hr::WriteRequest::Refused>(flag, {}),
-                      with<hr::WriteResult, hr::WriteResult::Status>(hr::kRefused));
+        write_refused_message(trial, flag, 1,
+                              host_kit::with<hr::WriteResult, hr::WriteResult::Status>(hr::kRefused));
     }
-    trial.simulator().close();  // a text that came back would be one that was never lent
+    trial.simulator().close();  // a release of the text would be one of a text that was never lent
 }
 
 void write_of_its_own(Trial& trial) {
     trial.open();
-    write_in_vain(trial, with<hr::WriteRequest, hr::WriteRequest::Identifier>(hr::kModuleId, {}),
-                  untouched<hr::WriteResult>());
+    write_refused_message(trial, 0, hr::kModuleId, host_kit::unwritten<hr::WriteResult>());
     trial.simulator().close();
 }
 
 void missing_records(Trial& trial) {
     trial.open();
-    const ModuleLibrary& library = trial.simulator().host().module();
-    for (ModuleLibrary::EntryPoint* const entry_point : {library.read, library.seek, library.ioctl}) {
-        require(entry_point(nullptr, nullptr) == 0, "an entry point without records returned not 0");
+    const host_kit::EntryPoints& all = trial.simulator().host().module().entry_points();
+    for (host_kit::EntryPoint* const entry_point : {all.read, all.seek, all.ioctl}) {
+        require(entry_point(nullptr, nullptr) == 0, "an entry point without records did not return 0");
     }
     trial.simulator().close();
 }

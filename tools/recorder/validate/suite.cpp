@@ -14,8 +14,8 @@
 #include "tools/cli/jobs.h"
 #include "tools/cli/json_list.h"
 #include "tools/cli/table.h"
-#include "tools/host_kit/module_fault.h"
 #include "tools/host_kit/module_library.h"
+#include "tools/recorder/host/module_fault.h"
 #include "tools/recorder/options.h"
 #include "tools/recorder/validate/cases.h"
 
@@ -84,7 +84,7 @@ Verdict try_case(const Options& options, const fs::path& directory, const Case& 
         fmt::format("--patience={}", options.patience),
     };
     const auto begin = steady_clock::now();
-    process::child child(process::exe = own_program().string(), process::args = arguments,
+    process::child child(process::exe = host_kit::own_program().string(), process::args = arguments,
                          process::std_in<process::null, process::std_out>(own / kConversation).string(),
                          process::std_err > (own / kFinding).string());
     child.wait();
@@ -148,7 +148,7 @@ std::vector<Case> all_cases() {
 int run_suite(const Options& options) {
     const std::vector<Case> cases = chosen_cases(options.filters);
     if (options.list) return list(cases);
-    (void)ModuleLibrary(options.module);
+    require_loadable(options.module);
     const WorkingDirectory directory(options.directory);
     Printer printer(options.json);
     const auto work = [&](std::size_t i) { return try_case(options, directory.path(), cases[i]); };

@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "tools/host_kit/module_fault.h"
+#include "tools/recorder/host/module_fault.h"
 
 namespace recorder::validate {
 namespace {

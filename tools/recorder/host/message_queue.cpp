@@ -1,10 +1,10 @@
-#include "tools/recorder/host/mailbox.h"
+#include "tools/recorder/host/message_queue.h"
 
 #include <utility>
 
 namespace recorder {
 
-void Mailbox::put(FromModule message) {
+void MessageQueue::put(ReceivedMessage message) {
     {
         const std::lock_guard lock(mutex_);
         messages_.push_back(std::move(message));
@@ -12,10 +12,10 @@ void Mailbox::put(FromModule message) {
     arrived_.notify_one();
 }
 
-std::optional<FromModule> Mailbox::take(std::chrono::milliseconds timeout) {
+std::optional<ReceivedMessage> MessageQueue::take(std::chrono::milliseconds timeout) {
     std::unique_lock lock(mutex_);
     if (!arrived_.wait_for(lock, timeout, [this] { return !messages_.empty(); })) return std::nullopt;
-    FromModule message = std::move(messages_.front());
+    ReceivedMessage message = std::move(messages_.front());
     messages_.pop_front();
     return message;
 }

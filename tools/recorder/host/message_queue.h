@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace recorder {
+
+/// A copy of one call of the host's callback.
+struct ReceivedMessage {
+    std::chrono::system_clock::time_point at;
+    std::uint32_t message_class = 0;
+    std::string text;                   // the document; empty for a release
+    std::uint64_t returned_number = 0;  // of the released text; 0 for a document
+    std::string fault;                  // of the call itself; empty if there is none
+};
+
+/// The module's calls, in order. THREAD: put() on the module's threads, take() on the recorder's.
+class MessageQueue {
+  public:
+    void put(ReceivedMessage message);
+
+    /// Nothing if no message arrives in time.
+    [[nodiscard]] std::optional<ReceivedMessage> take(std::chrono::milliseconds timeout);
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable arrived_;
+    std::deque<ReceivedMessage> messages_;
+};
+
+}  // namespace recorder
