@@ -4,16 +4,16 @@
 #include <numeric>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "platform/calendar.h"
 #include "ps/encodings.h"
+#include "tools/cli/json_list.h"
 #include "tools/cli/table.h"
 
 namespace recorder {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using cli::Json;
 using reader::Report;
 
 constexpr std::size_t kMaxRows = 24;
@@ -34,14 +34,18 @@ void add_row(cli::Table& table, const Report& report, const std::filesystem::pat
                    report.verified() ? "verified" : fmt::format("{} faults", report.faults.count())});
 }
 
+Json time_of(const Report& report, const reader::PacketTime& time) {
+    return report.frames > 0 && time.plausible() ? Json(reader::rfc3339(time)) : Json();
+}
+
 Json json_of(const Report& report) {
     Json faults = Json::array();
     for (const auto& fault : report.faults.kept()) {
         faults.push_back({{"file", fault.file}, {"offset", fault.offset}, {"text", fault.text}});
     }
     return {{"path", report.path},
-            {"first", report.frames == 0 ? Json() : Json(reader::text_of(report.first))},
-            {"last", report.frames == 0 ? Json() : Json(reader::text_of(report.last))},
+            {"first", time_of(report, report.first)},
+            {"last", time_of(report, report.last)},
             {"frames", report.frames},
             {"key_frames", report.key_frames},
             {"spans", report.spans()},
@@ -66,12 +70,12 @@ Report read_back(const ExpectedRecording& expected) {
     if (report.frames != expected.frames) {
         report.faults.add(
             {expected.path, 0,
-             fmt::format("{} frames of a clip with {} samples", report.frames, expected.frames)});
+             fmt::format("{} frames; the clip has {} samples", report.frames, expected.frames)});
     }
     const reader::PacketTime start = packet_time_of(expected.start);
     if (report.frames > 0 && report.first != start) {
         report.faults.add({expected.path, 0,
-                           fmt::format("begins at {}, its clip at {}", reader::text_of(report.first),
+                           fmt::format("starts at {}; its clip starts at {}", reader::text_of(report.first),
                                        reader::text_of(start))});
     }
     return report;
@@ -96,10 +100,13 @@ std::string summary_table(const std::vector<Report>& reports, const std::filesys
     return table.text();
 }
 
-std::string summary_json(const std::vector<Report>& reports) {
-    Json rows = Json::array();
-    for (const Report& report : reports) rows.push_back(json_of(report));
-    return rows.dump(2, ' ', false, Json::error_handler_t::replace);
+void print_json(const std::vector<Report>& reports) {
+    cli::JsonList recordings(stdout, "recordings");
+    for (const Report& report : reports) recordings.add(json_of(report));
+    recordings.finish({{"recording_count", reports.size()},
+                       {"faulty_count", std::ranges::count_if(reports, [](const Report& report) {
+                            return !report.verified();
+                        })}});
 }
 
 std::string figures(const HostSimulator& simulator, std::uint32_t restarts,
@@ -110,11 +117,11 @@ std::string figures(const HostSimulator& simulator, std::uint32_t restarts,
         [](std::uint64_t sum, const Report& report) { return sum + report.data_size + report.index_size; });
     const MessageCounts& counts = simulator.counts();
     return fmt::format(
-        "operations: {} made, {} done, {} dropped; messages: {} to the plug-in and given back {}, {} from "
-        "it; "
-        "restarts: {}; recordings: {}, {} bytes",
-        model.operations_made, model.operations_done, model.operations_dropped, counts.sent,
-        counts.returned, counts.received, restarts, reports.size(), bytes);
+        "operations: {} created, {} done, {} dropped; messages: {} sent to the module, {} of them returned, "
+        "{} "
+        "received; restarts: {}; recordings: {}, {} bytes",
+        model.operations_made, model.operations_done, model.operations_dropped, counts.sent, counts.returned,
+        counts.received, restarts, reports.size(), bytes);
 }
 
 }  // namespace recorder

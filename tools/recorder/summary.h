@@ -9,17 +9,18 @@
 
 namespace recorder {
 
-/// A recording read back, with what it should have shown added to its faults.
+/// Reads a recording back. Differences from the expected content are added to its faults.
 [[nodiscard]] reader::Report read_back(const ExpectedRecording& recording);
 
-/// The closing table for a person, with paths below the working directory; a long one is cut in the middle.
+/// A table for the terminal, with paths relative to the working directory. The middle of a long table is left
+/// out.
 [[nodiscard]] std::string summary_table(const std::vector<reader::Report>& reports,
                                         const std::filesystem::path& directory);
 
-/// The same as JSON, whole.
-[[nodiscard]] std::string summary_json(const std::vector<reader::Report>& reports);
+/// Prints all reports to standard output (docs/schemas/norvanepi-recorder.schema.json).
+void print_json(const std::vector<reader::Report>& reports);
 
-/// "operations: 3 made, 2 done, ..."
+/// "operations: 3 created, 2 done, ..."
 [[nodiscard]] std::string figures(const HostSimulator& simulator, std::uint32_t restarts,
                                   const std::vector<reader::Report>& reports);
 
