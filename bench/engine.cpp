@@ -17,7 +17,7 @@ void lose_and_find(norvane::CNorVane& engine, std::int32_t number) {
 
 void FillOneGap(benchmark::State& state) {
     const auto site = static_cast<std::int32_t>(state.range(0));
-    bench::SilentServer server;
+    bench::DiscardingServer server;
     bench::MemoryStore store;
     std::uint64_t gaps = 0;
     {

@@ -24,7 +24,7 @@ std::string device_list(std::int64_t devices) {
 void ReceiveDeviceList(benchmark::State& state) {
     const std::string text = device_list(state.range(0));
     for (auto _ : state) {
-        bench::SilentServer server;
+        bench::DiscardingServer server;
         bench::MemoryStore store;
         {
             norvane::CNorVane engine(server, store, platform::system_clock());

@@ -5,11 +5,11 @@
 
 namespace bench {
 
-/// A host that takes everything and keeps only what a result is checked by.
-class SilentServer final : public norvane::ITalServer {
+/// Ignores every request. Counts them, so that a bench can check its result.
+class DiscardingServer final : public norvane::ITalServer {
   public:
     std::uint64_t requests = 0;
-    norvane::Guid last_guid{};  // counts up from 0
+    norvane::Guid last_guid{};  // a counter
 
     void SetEventSink(norvane::IEventSink* /*sink*/) override {}
     void RequestDiskReservation(const norvane::Guid& /*guid*/, std::uint32_t /*gigabytes*/) override {

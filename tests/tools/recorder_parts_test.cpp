@@ -16,7 +16,7 @@ namespace {
 
 using namespace recorder;
 
-TEST(PatternTest, AGuidIsLearntOnceAndIsRandomLowerCaseAndNobodyElses) {
+TEST(PatternTest, AGuidIsBoundOnceAndMustBeRandomLowerCaseAndUnique) {
     constexpr const char* kGuid = "3f2b8c1e-5d4a-4e0b-9a7c-21d0c6e4f8a5";
     constexpr const char* kOther = "0f2b8c1e-5d4a-4e0b-9a7c-21d0c6e4f8a5";
     Bindings bindings(0);
@@ -34,7 +34,7 @@ TEST(PatternTest, AGuidIsLearntOnceAndIsRandomLowerCaseAndNobodyElses) {
               "id " + std::string(kGuid) + ".(GUID of operation 9)");
 }
 
-TEST(PatternTest, APresentInstantLiesInTheConversation) {
+TEST(PatternTest, APresentTimeIsNotBeforeTheStart) {
     constexpr std::int64_t kBegin = 1'700'000'000;
     Bindings bindings(kBegin);
     const std::string pattern =
@@ -61,7 +61,7 @@ TEST(LentBuffersTest, ATextIsReturnedOnceAndOverwritten) {
     EXPECT_EQ(lent.text[0], '\xDD');
 }
 
-TEST(HostDocumentsTest, NamesAreCarriedSafely) {
+TEST(HostDocumentsTest, NamesAreEscaped) {
     EXPECT_EQ(quoted(R"(/a "b" & c)"), R"("/a &"b&" && c")");
     EXPECT_EQ(
         clip_document({7, 3}, "G", {"/t/x.mp4", 10, 30, R"(<A> & "B")", 3}),
@@ -73,7 +73,7 @@ TEST(HostDocumentsTest, NamesAreCarriedSafely) {
               R"(Recordings="0"/></Input></Storage></Device></Devices></Pavo>)");
 }
 
-TEST(ClipTest, FactsComeFromTheMovieBoxAndNothingElseIsAClip) {
+TEST(ClipTest, DurationAndFramesComeFromTheMovieBoxAndOtherFilesAreRefused) {
     const TempDirectory directory;
     const std::string file = directory / "clip.mp4";
     const Clip made = write_small_clip(file, 3);
@@ -91,7 +91,7 @@ TEST(ClipTest, FactsComeFromTheMovieBoxAndNothingElseIsAClip) {
     EXPECT_THROW((void)inspect_clip(directory.path()), cli::CannotRun);
 }
 
-TEST(TranscriptTest, BytesThatAreNoUtf8StandBesideTheTextInBase64) {
+TEST(TranscriptTest, InvalidUtf8IsAlsoWrittenInBase64) {
     EXPECT_EQ(cli::base64(""), "");
     EXPECT_EQ(cli::base64("f"), "Zg==");
     EXPECT_EQ(cli::base64("fo"), "Zm8=");

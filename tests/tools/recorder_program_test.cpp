@@ -1,4 +1,4 @@
-// The recorder as a program: what it prints and how it ends, with the real plug-in and with faulty ones.
+// The recorder as a program: its output and exit status, with the built module and with faulty ones.
 
 #include <gmock/gmock.h>
 
@@ -24,12 +24,20 @@ class RecorderProgramTest : public ProgramTest {
         return run(full_path(NORVANEPI_RECORDER) + " " + arguments, variables);
     }
 
-    /// Runs a scenario that has to go well; its closing table.
-    json table_of(const std::string& arguments) {
+    /// Runs a scenario that must succeed and returns its recordings.
+    json recordings_of(const std::string& arguments) {
         const Outcome ended = recorder(arguments + " --json --out work");
         EXPECT_EQ(ended.status, 0) << ended.err;
         EXPECT_THAT(ended.err, HasSubstr("Next: "));
-        return json::parse(ended.out, nullptr, false);
+#ifdef CHECK_JSON
+        write_file(directory_ / "printed.json", ended.out);
+        EXPECT_EQ(run(CHECK_JSON " " SCHEMA " printed.json").err, "") << ended.out;
+#endif
+        const json printed = json::parse(ended.out, nullptr, false);
+        const json& recordings = printed.at("recordings");
+        EXPECT_EQ(printed.at("recording_count"), recordings.size());
+        EXPECT_EQ(printed.at("faulty_count"), 0);
+        return recordings;
     }
 
     std::vector<json> transcript() const {
@@ -40,13 +48,8 @@ class RecorderProgramTest : public ProgramTest {
     }
 };
 
-bool all_verified(const json& table) {
-    return std::all_of(table.begin(), table.end(),
-                       [](const json& row) { return row.at("verified") == true; });
-}
-
-TEST_F(RecorderProgramTest, WrongUsageAndSurroundingsGiveOneLineAndStatus2) {
-    write_file(directory_ / "text", "no clip, no plug-in, no directory");
+TEST_F(RecorderProgramTest, WrongUsageOrEnvironmentGivesOneLineAndStatus2) {
+    write_file(directory_ / "text", "not a clip, a module or a directory");
     const std::map<std::string, std::string> cases = {
         {"", "A subcommand is required"},
         {"gap", "--clips is required"},
@@ -59,7 +62,7 @@ TEST_F(RecorderProgramTest, WrongUsageAndSurroundingsGiveOneLineAndStatus2) {
         {"retry --out . --transcript missing/t", "cannot write " + directory_.path()},
         {"many --gaps 0", "--gaps"},
         {"many --cameras few", "--cameras"},
-        {"restart-second-half --out .", "what the first process left"},
+        {"restart-second-half --out .", "cannot read the state of the first process"},
     };
     for (const auto& [arguments, message] : cases) {
         const Outcome ended = recorder(arguments);
@@ -72,8 +75,8 @@ TEST_F(RecorderProgramTest, WrongUsageAndSurroundingsGiveOneLineAndStatus2) {
 
 #ifndef _WIN32
 TEST_F(RecorderProgramTest, ADirectoryWithoutPermissionGivesOneLineAndStatus2) {
-    // Root may write everywhere, so the program runs as nobody then, copied to where that user may read. The
-    // plug-in is found beside it.
+    // Root may write everywhere. So the program runs as the user nobody, from a copy that this user can read.
+    // It finds the module in its own directory.
     const std::string sealed = directory_ / "sealed";
     const std::string prepare =
         "mkdir -m 555 sealed && chmod 755 . && cp " NORVANEPI_RECORDER " " NORVANEPI_MODULE " .";
@@ -85,46 +88,44 @@ TEST_F(RecorderProgramTest, ADirectoryWithoutPermissionGivesOneLineAndStatus2) {
     EXPECT_EQ(ended.err, "norvanepi-recorder: error: cannot write into " + sealed + "\n");
 }
 
-TEST_F(RecorderProgramTest, AGapIsFetchedFromClipsWithAndWithoutSound) {
+TEST_F(RecorderProgramTest, AGapIsRetrievedFromClipsWithAndWithoutSound) {
     ASSERT_EQ(run(MAKE_CLIP " a.mp4 --key-every 10").status, 0);
     ASSERT_EQ(run(MAKE_CLIP " \"b & c.mp4\" --seconds 1 --key-every 10 --audio").status, 0);
-    const json table = table_of("gap --clips a.mp4 \"b & c.mp4\"");
-    ASSERT_EQ(table.size(), 2U);
-    EXPECT_TRUE(all_verified(table));
-    EXPECT_EQ(table[0].at("frames"), 50);
-    EXPECT_EQ(table[0].at("key_frames"), 5);
-    EXPECT_EQ(table[1].at("frames"), 25);
+    const json recordings = recordings_of("gap --clips a.mp4 \"b & c.mp4\"");
+    ASSERT_EQ(recordings.size(), 2U);
+    EXPECT_EQ(recordings[0].at("frames"), 50);
+    EXPECT_EQ(recordings[0].at("key_frames"), 5);
+    EXPECT_EQ(recordings[1].at("frames"), 25);
     EXPECT_THAT(read_file(directory_ / "work/norvanepi_state.xml"), HasSubstr("DisconnectTime"));
 }
 #endif
 
-TEST_F(RecorderProgramTest, RetryKeepsWhatCameBeforeTheFailures) {
-    const json table = table_of("retry --transcript transcript");
-    EXPECT_EQ(table.size(), 2U);
-    EXPECT_TRUE(all_verified(table));
+TEST_F(RecorderProgramTest, RetryKeepsTheClipsBeforeTheFailures) {
+    const json recordings = recordings_of("retry --transcript transcript");
+    EXPECT_EQ(recordings.size(), 2U);
 
-    // Every text came back once, in the order in which they were sent.
+    // Every text is returned once, in the order of sending.
     std::vector<json> sent;
-    std::vector<json> given_back;
+    std::vector<json> returned;
     for (const json& line : transcript()) {
         if (line.at("direction") == "to module") sent.push_back(line.at("number"));
-        if (line.at("kind") == "given back") given_back.push_back(line.at("number"));
+        if (line.at("kind") == "given back") returned.push_back(line.at("number"));
     }
     EXPECT_EQ(sent.size(), 13U);
-    EXPECT_EQ(sent, given_back);
+    EXPECT_EQ(sent, returned);
 }
 
-TEST_F(RecorderProgramTest, RestartGoesOnInANewProcess) {
-    const json table = table_of("restart --transcript transcript");
-    EXPECT_EQ(table.size(), 9U);
-    EXPECT_TRUE(all_verified(table));
+TEST_F(RecorderProgramTest, RestartContinuesInANewProcess) {
+    const json recordings = recordings_of("restart --transcript transcript");
+    EXPECT_EQ(recordings.size(), 9U);
     const std::string whole = read_file(directory_ / "transcript");
     EXPECT_EQ(std::count(whole.begin(), whole.end(), '\n'), static_cast<std::ptrdiff_t>(transcript().size()));
     EXPECT_NE(whole.find("saving state"), whole.rfind("saving state"))
-        << "the transcript holds both processes";
+        << "the transcript contains both processes";
 }
 
-/// True when the text at the position has the form: d a digit, x a hexadecimal digit, anything else itself.
+/// True if the text at the position has the form: d is a digit, x a hexadecimal digit, any other character
+/// itself.
 bool has_form(const std::string& text, std::size_t at, const std::string& form) {
     if (text.size() - at < form.size()) return false;
     return std::equal(form.begin(), form.end(), text.begin() + static_cast<std::ptrdiff_t>(at),
@@ -134,8 +135,7 @@ bool has_form(const std::string& text, std::size_t at, const std::string& form) 
                       });
 }
 
-/// A transcript without what differs from run to run: times, GUIDs and present instants. The story's own
-/// instants lie in 2035.
+/// Masks what differs between runs: GUIDs and present times. The scenario's own times are in 2035.
 std::string masked(const std::string& transcript) {
     const std::vector<std::string> forms = {"xxxxxxxx-xxxx-4xxx-xxxx-xxxxxxxxxxxx",
                                             "202d-dd-ddTdd:dd:dd.dddZ", "202d-dd-ddTdd:dd:ddZ", "1ddddddddd"};
@@ -149,23 +149,23 @@ std::string masked(const std::string& transcript) {
     return text;
 }
 
-TEST_F(RecorderProgramTest, TheSameSeedPlaysTheSameStory) {
+TEST_F(RecorderProgramTest, TheSameSeedGivesTheSameMessages) {
     std::vector<std::string> transcripts;
     for (const std::string seed : {"11", "11", "12"}) {
-        const json table = table_of("many --cameras 4 --gaps 4 --seed " + seed + " --transcript transcript");
-        EXPECT_TRUE(all_verified(table));
-        EXPECT_FALSE(table.empty());
+        const json recordings =
+            recordings_of("many --cameras 4 --gaps 4 --seed " + seed + " --transcript transcript");
+        EXPECT_FALSE(recordings.empty());
         transcripts.push_back(masked(read_file(directory_ / "transcript")));
     }
     EXPECT_EQ(transcripts[0], transcripts[1]);
     EXPECT_NE(transcripts[0], transcripts[2]);
 }
 
-TEST_F(RecorderProgramTest, ALongStoryShowsThatNothingIsLeftBehind) {
+TEST_F(RecorderProgramTest, ALongRunShowsThatNothingGrows) {
     const Outcome ended = recorder("many --quiet --cameras 4 --operations 40 --out .");
     EXPECT_EQ(ended.status, 0) << ended.err;
     std::vector<std::string> rows = {"texts held when idle"};
-#ifndef _WIN32  // where the system tells
+#ifndef _WIN32  // Windows does not provide these
     rows.insert(rows.end(), {"descriptors", "threads"});
 #endif
     for (const std::string& row : rows) {
@@ -175,19 +175,19 @@ TEST_F(RecorderProgramTest, ALongStoryShowsThatNothingIsLeftBehind) {
     EXPECT_EQ(ended.out.find("->"), std::string::npos);
 }
 
-TEST_F(RecorderProgramTest, AFaultyPlugInIsNoticed) {
+TEST_F(RecorderProgramTest, AFaultyModuleIsNoticed) {
     const std::map<std::string, std::string> cases = {
         {"module info word", "Load left byte 20 of its output record as EF, not 10"},
         {"length without NUL", "a document does not end with exactly one NUL"},
         {"write count", "Write left byte 28 of its output record as FE, not 01"},
         {"request without module id", "byte 26 of a request is 11, not 51"},
-        {"features in the other spelling", "<NorVane ID=\"5308416\"/></Pavo>, but expected was"},
-        {"text given back twice", "the module returned message 1 twice"},
+        {"features in the other spelling", "<NorVane ID=\"5308416\"/></Pavo>; expected"},
+        {"text returned twice", "the module returned message 1 twice"},
         {"log on a thread of its own", "the module called the host on a thread of its own"},
-        {"text of a failure kept", "nothing came from the plug-in for 1 s; expected was message "},
-        {"text kept", ", but expected was message 1 to come back"},
-        {"does not come back from Close", "the plug-in has not returned from Close for 1 s"},
-        {"request in front of its log line", "</log_msg> (class 64)"},
+        {"text of a failure kept", "the module sent nothing for 1 s; expected the return of message "},
+        {"text kept", "; expected the return of message 1"},
+        {"does not return from Close", "the module did not return from Close within 1 s"},
+        {"request before its log line", "</log_msg> (class 64)"},
     };
     for (const auto& [fault, message] : cases) {
         const Outcome ended =

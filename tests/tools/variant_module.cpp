@@ -1,5 +1,5 @@
-// A variant of the module: the built one, NORVANEPI_SOUND_MODULE, behind a layer that does the one thing
-// wrong which NORVANEPI_FAULT names. variant_faults.h has the names.
+// A faulty variant of the module. It wraps the built module (NORVANEPI_SOUND_MODULE) in a layer that adds one
+// fault (NORVANEPI_FAULT, a name from variant_faults.h).
 
 #include "tests/tools/variant_faults.h"
 
@@ -80,26 +80,27 @@ EntryPoint* sound(const char* name) {
 
 norvanepi_host_callback* host = nullptr;
 std::mutex mutex;
-std::map<const char*, std::pair<const char*, std::unique_ptr<std::string>>> changed;  // messages, by our copy
-std::string recording, clip, clip_bytes;  // of the conversion at work
+std::map<const char*, std::pair<const char*, std::unique_ptr<std::string>>>
+    changed;                              // messages by the address of the changed copy
+std::string recording, clip, clip_bytes;  // of the current conversion
 norvanepi_host_request delayed;
 std::string delayed_text;
 
-/// What a conversion left, distorted before anybody is told that it is over.
-void spoil_files() {
+/// Corrupts the files of a conversion before the recorder reads them.
+void corrupt_files() {
     if (recording.empty()) return;
-    if (fault_is(Kind::kData)) flip(recording);
-    if (fault_is(Kind::kIndex)) flip(recording + "i");
+    if (fault_is(Kind::kFlipData)) flip(recording);
+    if (fault_is(Kind::kFlipIndex)) flip(recording + "i");
     if (fault_is(Kind::kCutIndex)) {
         const auto size = fs::file_size(recording + "i");
         fs::resize_file(recording + "i", size - static_cast<std::uintmax_t>(chosen().offset));
     }
-    if (fault_is(Kind::kClip)) write(clip, clip_bytes);
+    if (fault_is(Kind::kKeepClip)) write(clip, clip_bytes);
     recording.clear();
 }
 
-/// The name between a line's lead and its end.
-std::string name_in(std::string text, const std::string& lead) {
+/// The path in a log line that starts with `lead`.
+std::string path_in(std::string text, const std::string& lead) {
     const auto at = text.find(lead);
     if (at == std::string::npos) return {};
     text = text.substr(at + lead.size());
@@ -110,16 +111,16 @@ std::string name_in(std::string text, const std::string& lead) {
     return text.substr(0, text.rfind(".\n"));
 }
 
-void watch(const std::string& text) {
-    if (const auto path = name_in(text, "Parsing mp4 container - "); !path.empty()) {
+void note_conversion(const std::string& text) {
+    if (const auto path = path_in(text, "Parsing mp4 container - "); !path.empty()) {
         clip = path;
         clip_bytes = text_of(path);
     }
-    if (const auto path = name_in(text, "Opened (and PSI) "); !path.empty()) recording = path;
+    if (const auto path = path_in(text, "Opened (and PSI) "); !path.empty()) recording = path;
 }
 
-std::int32_t give_back(norvanepi_host_request request, norvanepi_host_reply* reply) {
-    spoil_files();
+std::int32_t return_message(norvanepi_host_request request, norvanepi_host_reply* reply) {
+    corrupt_files();
     std::string text;
     {
         const std::lock_guard lock(mutex);
@@ -127,31 +128,32 @@ std::int32_t give_back(norvanepi_host_request request, norvanepi_host_reply* rep
         if (found != changed.end()) {
             text = *found->second.second;
             request.data = found->second.first;
-            if (!fault_is(Kind::kMoves)) changed.erase(found);
+            if (!fault_is(Kind::kReturnCopy)) changed.erase(found);
         }
     }
-    if (fault_is(Kind::kKeeps, text)) return 0;
-    if (fault_is(Kind::kMoves)) request.data = text.c_str();
-    if (fault_is(Kind::kDoubles) && chosen().where.empty()) host(&request, reply);
+    if (fault_is(Kind::kKeepMessage, text)) return 0;
+    if (fault_is(Kind::kReturnCopy)) request.data = text.c_str();
+    if (fault_is(Kind::kRepeat) && chosen().where.empty()) host(&request, reply);
     return host(&request, reply);
 }
 
-std::int32_t say(norvanepi_host_request request, std::string text, norvanepi_host_reply* reply) {
-    watch(text);
-    if (fault_is(Kind::kDrops, text)) return 0;
-    if (fault_is(Kind::kSays) && replace(text)) request.length = static_cast<std::uint32_t>(text.size()) + 1;
-    if (fault_is(Kind::kNoNul, text)) --request.length;
-    if (fault_is(Kind::kDelays, text)) {
+std::int32_t send_document(norvanepi_host_request request, std::string text, norvanepi_host_reply* reply) {
+    note_conversion(text);
+    if (fault_is(Kind::kDropDocument, text)) return 0;
+    if (fault_is(Kind::kReplaceInDocument) && replace(text))
+        request.length = static_cast<std::uint32_t>(text.size()) + 1;
+    if (fault_is(Kind::kUncountedNul, text)) --request.length;
+    if (fault_is(Kind::kDelayDocument, text)) {
         delayed = request;
         delayed_text = text;
         return 0;
     }
     request.data = text.c_str();
-    if (fault_is(Kind::kThread, text)) {
+    if (fault_is(Kind::kSendOnOtherThread, text)) {
         std::thread([&] { host(&request, reply); }).join();
         return 0;
     }
-    if (fault_is(Kind::kDoubles, text) && !chosen().where.empty()) host(&request, reply);
+    if (fault_is(Kind::kRepeat, text) && !chosen().where.empty()) host(&request, reply);
     const std::int32_t result = host(&request, reply);
     if (delayed_text.empty()) return result;
     delayed.data = delayed_text.c_str();
@@ -164,17 +166,17 @@ std::int32_t on_call(const norvanepi_host_request* request, norvanepi_host_reply
     norvanepi_host_request copy = *request;
     const bool release = request->message_class == NORVANEPI_CLASS_RELEASE;
     const std::string text = release ? "" : request->data;
-    if (fault_is(Kind::kRequest, text) && (!release || chosen().where.empty()))
+    if (fault_is(Kind::kFlipRequest, text) && (!release || chosen().where.empty()))
         reinterpret_cast<unsigned char*>(&copy)[chosen().offset] ^= 0x40U;
-    return release ? give_back(copy, reply) : say(copy, text, reply);
+    return release ? return_message(copy, reply) : send_document(copy, text, reply);
 }
 
-/// The message with what the fault replaces, kept under a copy's address until it is given back.
+/// Replaces the message by a changed copy, which is kept until the module returns it.
 template <typename Request>
-void hear(Request& request) {
+void change_message(Request& request) {
     auto text = std::make_unique<std::string>(request.text == nullptr ? "" : request.text, request.length);
     if (fault_is(Kind::kCrash, *text)) std::raise(SIGSEGV);
-    if (fault_is(Kind::kHears)) (void)replace(*text);
+    if (fault_is(Kind::kReplaceInMessage)) (void)replace(*text);
     const char* const original = request.text;
     request.text = text->c_str();
     request.length = static_cast<std::uint32_t>(text->size());
@@ -187,7 +189,7 @@ std::int32_t call(const char* name, const void* input, void* output) {
         for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
     }
     const std::int32_t result = sound(name)(input, output);
-    if (fault_is(Kind::kOutput) && chosen().where == name && output != nullptr)
+    if (fault_is(Kind::kFlipOutput) && chosen().where == name && output != nullptr)
         static_cast<unsigned char*>(output)[chosen().offset] ^= 0xFFU;
     return result;
 }
@@ -210,14 +212,14 @@ std::int32_t Unload(const void* input, void* output) {
 std::int32_t Open(const void* input, void* output) {
     const std::string before = text_of(kStateFile);
     const std::int32_t result = call("Open", input, output);
-    if (fault_is(Kind::kUnread) && !before.empty()) write(kStateFile, before);
+    if (fault_is(Kind::kKeepState) && !before.empty()) write(kStateFile, before);
     return result;
 }
 
 std::int32_t Close(const void* input, void* output) {
     const std::int32_t result = call("Close", input, output);
     if (fault_is(Kind::kNoState)) fs::remove(kStateFile);
-    if (fault_is(Kind::kState)) {
+    if (fault_is(Kind::kReplaceInState)) {
         std::string text = text_of(kStateFile);
         (void)replace(text);
         write(kStateFile, text);
@@ -235,16 +237,16 @@ std::int32_t Seek(const void* input, void* output) {
 
 std::int32_t Write(const norvanepi_write_request* input, void* output) {
     norvanepi_write_request request = *input;
-    if (fault_is(Kind::kInput) && chosen().where == "Write")
+    if (fault_is(Kind::kClearInput) && chosen().where == "Write")
         reinterpret_cast<unsigned char*>(&request)[chosen().offset] = 0;
-    if (request.refused == 0 && request.identifier != NORVANEPI_MODULE_ID) hear(request);
+    if (request.refused == 0 && request.identifier != NORVANEPI_MODULE_ID) change_message(request);
     return call("Write", &request, output);
 }
 
 std::int32_t IOCTL(const norvanepi_ioctl_request* input, void* output) {
     if (input == nullptr || input->code != NORVANEPI_QUEUE_MESSAGE) return call("IOCTL", input, output);
     norvanepi_ioctl_request request = *input;
-    hear(request);
+    change_message(request);
     return call("IOCTL", &request, output);
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The options as they are typed.
+/// Options in the form of the command line.
 struct Typed {
     std::vector<std::string> clips;
     std::string directory;
@@ -21,34 +21,37 @@ struct Typed {
     std::string transcript;
 };
 
-constexpr std::uint32_t kPatienceOfCase = 20;
+constexpr std::uint32_t kCasePatience = 20;
 
 constexpr const char* kDescription =
-    "Plays the recording server to the plug-in norvanepi: cameras are lost and found again, and the plug-in "
-    "fetches "
-    "what the recorder missed from the cameras' own clips. Every message is shown and held against what has "
-    "to come; "
-    "every recording is read back through its index and checked. Nothing outside the working directory is "
-    "written.";
+    "Simulates the host of the module norvanepi: cameras are lost and return, and the module retrieves the "
+    "missing "
+    "time from the cameras' own clips. Every message is printed and compared with the expected message; "
+    "every "
+    "recording is read back through its index and checked. Nothing outside the working directory is written, "
+    "except "
+    "the transcript.";
 
 void add_common_options(CLI::App& command, Typed& typed, Options& options, bool clips_needed) {
     auto* clips =
         command.add_option("--clips", typed.clips,
-                           clips_needed ? "MP4 clips that the cameras hold, in order"
-                                        : "MP4 clips that the cameras hold; made up when not given");
+                           clips_needed ? "MP4 clips on the cameras' storage, in order"
+                                        : "MP4 clips on the cameras' storage (default: generated clips)");
     clips->type_name("FILE")->required(clips_needed);
     command.add_option("--out", typed.directory, "working directory (default: a new temporary one)")
         ->type_name("DIR");
-    command.add_option("--module", typed.module, "plug-in (default: norvanepi.so beside this program)")
+    command
+        .add_option("--module", typed.module,
+                    "the module (default: norvanepi.so in the directory of this program)")
         ->type_name("FILE");
     command
-        .add_option("--transcript", typed.transcript, "write the conversation there, one JSON object a line")
+        .add_option("--transcript", typed.transcript,
+                    "write every message to this file, one JSON object per line")
         ->type_name("FILE");
     command.add_flag("--json", options.json,
-                     "closing table as JSON on standard output; the rest on standard error");
-    command.add_flag("--verbose", options.verbose, "show every document whole");
-    command
-        .add_option("--patience", options.patience, "seconds to wait for a plug-in that makes no progress")
+                     "print the results as JSON on standard output and the rest on standard error");
+    command.add_flag("--verbose", options.verbose, "show every document in full");
+    command.add_option("--patience", options.patience, "seconds to wait if the module makes no progress")
         ->capture_default_str()
         ->check(CLI::Range(1U, 86400U));
 }
@@ -66,31 +69,38 @@ void add_scenario(CLI::App& app, Typed& typed, Options& options, Scenario scenar
     command.add_option("--cameras", options.cameras, "number of cameras")
         ->capture_default_str()
         ->check(CLI::Range(1U, 2000U));
-    command.add_option("--gaps", options.gaps, "gaps of each camera")
+    command.add_option("--gaps", options.gaps, "gaps per camera")
         ->capture_default_str()
         ->check(CLI::Range(1U, 1000U));
-    command.add_option("--seed", options.seed, "the same number plays the same story")->capture_default_str();
+    command
+        .add_option("--seed", options.seed,
+                    "seed of the random numbers; the same seed gives the same scenario")
+        ->capture_default_str();
     command.add_option("--operations", options.operations,
-                       "go on until so many operations have ended, and show what the plug-in costs");
-    command.add_option("--minutes", options.minutes, "go on for so long, likewise");
-    command.add_flag("--quiet", options.quiet, "show the end only");
+                       "stop after this number of operations, and show the resources used");
+    command.add_option("--minutes", options.minutes,
+                       "stop after this number of minutes, and show the resources used");
+    command.add_flag("--quiet", options.quiet, "show only the results");
 }
 
 void add_validate(CLI::App& app, Typed& typed, Options& options, Scenario scenario, const std::string& name,
                   const std::string& description) {
     CLI::App& command =
         cli::add_command(app, name, description, fmt::format("{} {} build/norvanepi.so", kProgram, name));
-    command.add_option("module", typed.module, "the build of the plug-in to try")->type_name("MODULE");
-    command.add_option("--filter", options.filters, "cases with this in their name; may be given again")
+    command.add_option("module", typed.module, "the build of the module to check")->type_name("MODULE");
+    command
+        .add_option("--filter", options.filters,
+                    "run only cases whose name contains this word; may be repeated")
         ->type_name("WORD");
-    command.add_option("--out", typed.directory, "keep what each case said and made there")->type_name("DIR");
-    command.add_flag("--list", options.list, "show the cases and what they check");
-    command.add_flag("--json", options.json, "verdicts as JSON on standard output");
-    command.add_option("--jobs", options.jobs, "cases at a time")
+    command.add_option("--out", typed.directory, "keep the output and files of each case in this directory")
+        ->type_name("DIR");
+    command.add_flag("--list", options.list, "list the cases and what they check");
+    command.add_flag("--json", options.json, "print the results as JSON on standard output");
+    command.add_option("--jobs", options.jobs, "number of cases at a time")
         ->default_val(cli::default_jobs())
         ->check(CLI::Range(1U, 64U));
-    command.add_option("--patience", options.patience, "seconds that a case, or a call in it, may take")
-        ->default_val(kPatienceOfCase)
+    command.add_option("--patience", options.patience, "limit for a case, or a call in it, in seconds")
+        ->default_val(kCasePatience)
         ->check(CLI::Range(1U, 86400U));
     command.callback([&options, scenario] { options.scenario = scenario; });
     if (scenario == Scenario::kOneCase) command.group("");  // not shown
@@ -109,22 +119,22 @@ std::optional<Options> read_command_line(int argc, const char* const* argv) {
     CLI::App app("", kProgram);
     cli::describe_program(app, kDescription,
                           "0 everything expected happened; 1 something did not; 2 wrong usage or "
-                          "surroundings.");
+                          "environment.");
     add_scenario(app, typed, options, Scenario::kGap, "gap",
-                 "One camera is lost and found; its gap is fetched");
+                 "One camera is lost and returns; its gap is retrieved");
     add_scenario(app, typed, options, Scenario::kRetry, "retry",
-                 "A retrieval fails at a clip, is fetched again from there, fails again and is dropped");
+                 "A retrieval fails at a clip, is repeated from that clip, fails again and is dropped");
     add_scenario(app, typed, options, Scenario::kRestart, "restart",
-                 "Shutdown with a gap open and operations pending; a new process fetches the rest");
+                 "Shutdown with an open gap and pending operations; a new process retrieves the rest");
     add_scenario(app, typed, options, Scenario::kMany, "many",
                  "Many cameras with random losses, returns, failures and restarts");
     add_scenario(app, typed, options, Scenario::kRestartSecondHalf, kSecondHalf, "");
     add_validate(app, typed, options, Scenario::kValidate, "validate",
-                 "A conformance suite for any build of the plug-in, each case in a process of its own");
+                 "Check that a build of the module behaves as hosts expect, each case in its own process");
     add_validate(app, typed, options, Scenario::kOneCase, kOneCase, "");
     if (!cli::parse(app, argc, argv)) return std::nullopt;
     for (const std::string& clip : typed.clips) {
-        if (clip.empty()) throw cli::CannotRun("--clips takes the names of files");
+        if (clip.empty()) throw cli::CannotRun("--clips: empty file name");
         options.clips.push_back(fs::absolute(clip));
     }
     options.directory = absolute_or_nothing(typed.directory);

@@ -13,7 +13,7 @@ inline constexpr const char* kProgram = "norvanepi-recorder";
 
 enum class Scenario { kGap, kRetry, kRestart, kRestartSecondHalf, kMany, kValidate, kOneCase };
 
-/// What the command line asks for. All paths are absolute: the working directory changes later.
+/// The command line. All paths are absolute, because the working directory changes later.
 struct Options {
     Scenario scenario = Scenario::kGap;
     std::vector<std::filesystem::path> clips;
@@ -26,10 +26,10 @@ struct Options {
     std::uint32_t cameras = 8;
     std::uint32_t gaps = 3;
     std::uint64_t seed = 1;
-    std::uint64_t operations = 0;  // that a long story goes on for; 0 sets no bound
-    std::uint32_t minutes = 0;     // likewise
+    std::uint64_t operations = 0;  // limits of a soak run; 0: none
+    std::uint32_t minutes = 0;
     bool quiet = false;
-    std::vector<std::string> filters;  // words in the names of the cases that are wanted
+    std::vector<std::string> filters;  // words in the names of the cases to run
     bool list = false;
     unsigned jobs = 1;
 };
@@ -44,7 +44,7 @@ void require_loadable(const std::filesystem::path& module);
 inline constexpr const char* kSecondHalf = "restart-second-half";
 inline constexpr const char* kOneCase = "validate-one-case";
 
-/// The arguments with which another process goes on where this one stops.
+/// The arguments of the process that runs the second half of `restart`.
 [[nodiscard]] std::vector<std::string> arguments_of_second_half(const Options& options,
                                                                 const std::filesystem::path& directory);
 

@@ -11,8 +11,8 @@
 #include <boost/process/exe.hpp>
 
 #include "tools/cli/exit_status.h"
-#include "tools/recorder/host/module_fault.h"
 #include "tools/host_kit/module_library.h"
+#include "tools/recorder/host/module_fault.h"
 #include "tools/recorder/options.h"
 #include "tools/recorder/scenarios/scenarios.h"
 #include "tools/recorder/scenarios/soak.h"
@@ -24,9 +24,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Where the first process of a restart leaves its handover.
-fs::path handover_file(const WorkingDirectory& directory) {
-    return directory.path() / "restart-handover.cbor";
+/// Written by the first process of `restart`.
+fs::path restart_state_file(const WorkingDirectory& directory) {
+    return directory.path() / "restart-state.cbor";
 }
 
 Conversation::Options conversation_options(const Options& options) {
@@ -37,32 +37,33 @@ Conversation::Options conversation_options(const Options& options) {
             .continued = options.scenario == Scenario::kRestartSecondHalf};
 }
 
-/// Clips that the working directory would be cleared of, and names that no XML document can carry.
-void refuse_odd_places(const Options& options) {
+/// Refuses clips that clearing the working directory would remove, and names that XML cannot contain.
+void check_paths(const Options& options) {
     std::vector<fs::path> paths = options.clips;
     if (options.directory) {
         const fs::path cleared = fs::weakly_canonical(*options.directory) / "tmp" / "";
         for (const fs::path& clip : paths) {
             if (fs::weakly_canonical(clip).native().starts_with(cleared.native()))
-                throw cli::CannotRun(fmt::format("{} lies where the recorder clears up", clip.string()));
+                throw cli::CannotRun(
+                    fmt::format("{}: inside tmp/ of the working directory, which is cleared", clip.string()));
         }
         paths.push_back(*options.directory);
     }
     for (const fs::path& path : paths) {
         const std::string name = path.string();
         if (std::ranges::any_of(name, [](char c) { return static_cast<unsigned char>(c) < ' '; }))
-            throw cli::CannotRun("control characters in the name of a clip or directory");
+            throw cli::CannotRun("the name of a clip or directory contains control characters");
     }
 }
 
-std::vector<Clip> given_clips(const Options& options) {
+std::vector<Clip> read_clips(const Options& options) {
     std::vector<Clip> clips;
     for (const fs::path& file : options.clips) clips.push_back(inspect_clip(file));
     return clips;
 }
 
-/// Clips of different lengths, so that a recording that was mixed up with another shows.
-std::vector<Clip> made_up_clips(const WorkingDirectory& directory) {
+/// Clips of different lengths, so that a recording with the wrong content is noticed.
+std::vector<Clip> generated_clips(const WorkingDirectory& directory) {
     std::vector<Clip> clips;
     for (const Seconds seconds : {4, 2, 5}) {
         const fs::path file = directory.temporary_directory() / fmt::format("camera-{}s.mp4", seconds);
@@ -71,7 +72,7 @@ std::vector<Clip> made_up_clips(const WorkingDirectory& directory) {
     return clips;
 }
 
-/// Plays the story in this process; the number of restarts in it.
+/// Runs the scenario in this process. Returns the number of restarts.
 std::uint32_t play(const Options& options, const std::vector<Clip>& clips, const WorkingDirectory& directory,
                    HostSimulator& simulator, Soak* soak) {
     switch (options.scenario) {
@@ -84,32 +85,33 @@ std::uint32_t play(const Options& options, const std::vector<Clip>& clips, const
         case Scenario::kMany:
             return play_many(simulator, clips, {options.cameras, options.gaps, options.seed}, soak);
         case Scenario::kRestart: {
-            std::ofstream out(handover_file(directory), std::ios::binary);
-            out << handover_text(play_until_restart(simulator, clips));
-            if (!out.flush()) throw cli::CannotRun("cannot write " + handover_file(directory).string());
+            std::ofstream out(restart_state_file(directory), std::ios::binary);
+            out << restart_state_text(play_until_restart(simulator, clips));
+            if (!out.flush()) throw cli::CannotRun("cannot write " + restart_state_file(directory).string());
             return 1;
         }
         case Scenario::kRestartSecondHalf:
-            play_after_restart(simulator, handover_of(text_of_file(handover_file(directory)).value_or("")));
-            fs::remove(handover_file(directory));
+            play_after_restart(simulator,
+                               restart_state_of(text_of_file(restart_state_file(directory)).value_or("")));
+            fs::remove(restart_state_file(directory));
             return 1;
         case Scenario::kValidate:
         case Scenario::kOneCase:
-            break;  // no stories
+            break;  // not scenarios
     }
     return 0;
 }
 
-/// Prints what came of it. The faults of recordings go to standard error, one line each.
-int close_with_table(const Options& options, const WorkingDirectory& directory,
-                     const HostSimulator& simulator, std::uint32_t restarts) {
+/// Prints the results. Faults of recordings go to standard error, one line each.
+int print_results(const Options& options, const WorkingDirectory& directory, const HostSimulator& simulator,
+                  std::uint32_t restarts) {
     std::vector<reader::Report> reports;
     for (const ExpectedRecording& recording : simulator.recordings()) reports.push_back(read_back(recording));
 
     std::FILE* const stream = options.json ? stderr : stdout;
     fmt::print(stream, "\n{}\n{}\n", summary_table(reports, directory.path()),
                figures(simulator, restarts, reports));
-    if (options.json) fmt::print("{}\n", summary_json(reports));
+    if (options.json) print_json(reports);
     std::uint64_t faults = 0;
     for (const reader::Report& report : reports) {
         faults += report.faults.count();
@@ -138,14 +140,14 @@ int run_second_half(const Options& options, const WorkingDirectory& directory) {
 int run(const Options& options) {
     if (options.scenario == Scenario::kValidate) return validate::run_suite(options);
     if (options.scenario == Scenario::kOneCase) return validate::run_case(options);
-    // What can be wrong with the command line is found before anything is written.
-    std::vector<Clip> clips = given_clips(options);
+    // Find errors in the command line before anything is written.
+    std::vector<Clip> clips = read_clips(options);
     require_loadable(options.module);
-    refuse_odd_places(options);
+    check_paths(options);
     WorkingDirectory directory(options.directory);
     Conversation conversation(conversation_options(options));
     if (options.scenario != Scenario::kRestartSecondHalf) directory.clear();
-    if (clips.empty()) clips = made_up_clips(directory);
+    if (clips.empty()) clips = generated_clips(directory);
     HostSimulator simulator({options.module, std::chrono::seconds(options.patience)}, directory,
                             conversation);
     conversation.note("working in " + directory.path().string());
@@ -157,9 +159,9 @@ int run(const Options& options) {
         if (options.scenario == Scenario::kRestart) return run_second_half(options, directory);
         fs::remove_all(directory.temporary_directory());
         if (soak) fmt::print(options.json ? stderr : stdout, "\n{}\n", soak->figures());
-        return close_with_table(options, directory, simulator, restarts);
+        return print_results(options, directory, simulator, restarts);
     } catch (const ModuleFault& fault) {
-        // Said before the simulator ends, which closes a plug-in that may not come back from it.
+        // Print first: the simulator's destructor closes the module, which may hang.
         conversation.end_progress();
         cli::print_error(kProgram, fault.what());
         return cli::kFailure;

@@ -4,7 +4,7 @@
 
 namespace recorder {
 
-/// Plays the scenario and shows what came of it; the exit status of the program. Throws cli::CannotRun.
+/// Runs the scenario and prints the results. Returns the exit status of the program. Throws cli::CannotRun.
 [[nodiscard]] int run(const Options& options);
 
 }  // namespace recorder

@@ -6,7 +6,7 @@
 
 namespace recorder {
 
-std::vector<StoredClip> Camera::holdings(Seconds start, Seconds end) const {
+std::vector<StoredClip> Camera::clips_in(Seconds start, Seconds end) const {
     std::vector<StoredClip> found;
     std::copy_if(storage.begin(), storage.end(), std::back_inserter(found),
                  [&](const StoredClip& stored) { return stored.start < end && stored.stop() > start; });
@@ -21,7 +21,7 @@ Seconds Camera::record(const std::vector<Clip>& clips, Seconds start) {
     return start;
 }
 
-void Camera::forget_but(std::size_t kept) {
+void Camera::keep_latest(std::size_t kept) {
     if (storage.size() > kept)
         storage.erase(storage.begin(), storage.end() - static_cast<std::ptrdiff_t>(kept));
 }

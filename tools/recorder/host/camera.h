@@ -9,7 +9,7 @@
 
 namespace recorder {
 
-/// A clip on a camera's own storage.
+/// A clip on a camera's storage.
 struct StoredClip {
     Clip clip;
     Seconds start = 0;
@@ -17,20 +17,20 @@ struct StoredClip {
     [[nodiscard]] Seconds stop() const { return start + clip.seconds; }
 };
 
-/// A camera that keeps recordings of its own, as the host knows it.
+/// A camera with its own storage.
 struct Camera {
     Device device;
-    std::string name;     // of its input; may hold anything
-    std::string address;  // not empty: that would mean the camera was removed
+    std::string name;     // of its input; any text
+    std::string address;  // an empty address means that the camera was removed
     std::vector<StoredClip> storage;
 
-    /// What the storage holds of an interval, in order of time.
-    [[nodiscard]] std::vector<StoredClip> holdings(Seconds start, Seconds end) const;
+    /// The clips that overlap an interval, in order of time.
+    [[nodiscard]] std::vector<StoredClip> clips_in(Seconds start, Seconds end) const;
 
-    /// The camera overwrites all but its latest clips.
-    void forget_but(std::size_t kept);
+    /// Removes all but the latest clips.
+    void keep_latest(std::size_t kept);
 
-    /// Puts clips on the storage, one behind the other; returns the instant behind the last one.
+    /// Stores consecutive clips; returns the end of the last one.
     Seconds record(const std::vector<Clip>& clips, Seconds start);
 };
 

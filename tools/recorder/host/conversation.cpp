@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kKindWidth = 12;
 
-/// Local time of day: what the clock on the wall shows.
+/// Local time of day.
 std::string clock_text(std::chrono::system_clock::time_point at) {
     const auto milliseconds =
         std::chrono::duration_cast<std::chrono::milliseconds>(at.time_since_epoch()).count();
@@ -23,7 +23,7 @@ std::string clock_text(std::chrono::system_clock::time_point at) {
                        milliseconds % 1000);
 }
 
-/// Control characters would break the one line that a message gets.
+/// Replaces control characters, because each message is one line.
 std::string on_one_line(std::string text) {
     std::replace_if(
         text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
@@ -64,7 +64,7 @@ void Conversation::print(const Line& line, const std::string& document) {
 }
 
 void Conversation::write(const std::string& line) {
-    if (!(transcript_ << line << std::endl)) throw cli::CannotRun("the transcript cannot be written");
+    if (!(transcript_ << line << std::endl)) throw cli::CannotRun("cannot write the transcript");
 }
 
 void Conversation::sent(const SentMessage& message) {
@@ -75,14 +75,14 @@ void Conversation::sent(const SentMessage& message) {
 }
 
 void Conversation::received(const ReceivedMessage& message) {
-    const bool text_back = message.message_class == names::kReleaseClass;
+    const bool returned = message.message_class == names::kReleaseClass;
     const MessageSummary summary =
-        text_back ? MessageSummary{"given back", fmt::format("message {}", message.returned_number),
-                                   cli::Colour::kFaint}
-                  : summarise(message.text);
-    ++(text_back ? counts_.returned : counts_.received);
+        returned ? MessageSummary{"given back", fmt::format("message {}", message.returned_number),
+                                  cli::Colour::kFaint}
+                 : summarise(message.text);
+    ++(returned ? counts_.returned : counts_.received);
     if (transcript_.is_open()) write(transcript_line(message, summary.kind));
-    if (!text_back || verbose_)
+    if (!returned || verbose_)
         print({message.at, "<-", summary.kind, summary.text, summary.colour}, message.text);
 }
 

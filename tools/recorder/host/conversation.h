@@ -14,7 +14,7 @@
 
 namespace recorder {
 
-/// A message of the host, with its summary.
+/// A message to the module.
 struct SentMessage {
     std::uint64_t number = 0;  // of the lent text
     std::string entry_point;
@@ -29,18 +29,18 @@ struct MessageCounts {
     std::uint64_t returned = 0;
 };
 
-/// Shows the conversation as it happens and keeps it for later.
+/// Prints each message and writes it to the transcript.
 class Conversation {
   public:
     struct Options {
         std::FILE* stream = nullptr;  // not owned
-        bool verbose = false;         // documents, and texts given back
-        bool quiet = false;           // nothing of the conversation
+        bool verbose = false;         // also documents and returned texts
+        bool quiet = false;           // no messages
         std::optional<std::filesystem::path> transcript;
-        bool continued = false;  // the transcript goes on where another process left it
+        bool continued = false;  // append to the transcript of another process
     };
 
-    /// Throws cli::CannotRun when the transcript cannot be written.
+    /// Throws cli::CannotRun if the transcript cannot be written.
     explicit Conversation(const Options& options);
 
     void sent(const SentMessage& message);

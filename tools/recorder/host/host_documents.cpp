@@ -10,7 +10,7 @@ namespace {
 
 using tinyxml2::XMLElement;
 
-/// A document under the root that every message has.
+/// A document with the root element of every message.
 class Message {
   public:
     Message() : pavo_(document_.NewElement(names::kPavo)) { document_.InsertEndChild(pavo_); }
@@ -25,7 +25,7 @@ class Message {
         return element;
     }
 
-    /// The device's Storage element, which speaks of one operation.
+    /// The device's Storage element for one operation.
     XMLElement* storage(const Device& of, const std::string& guid) {
         XMLElement* storage = device(of)->InsertNewChildElement(names::kStorage);
         storage->SetAttribute(names::kGuid, guid.c_str());
@@ -72,7 +72,7 @@ std::string channel_document(const Device& device, bool connected, Seconds time)
     XMLElement* encoder = codec->InsertNewChildElement(names::kEncoder);
     encoder->SetAttribute(names::kNumber, 0);
     XMLElement* channel = encoder->InsertNewChildElement(names::kChannel);
-    // Always channel 0: a loss that the plug-in kept over a restart comes back under that number.
+    // Always channel 0: the module restores a loss under that number after a restart.
     channel->SetAttribute(names::kNumber, 0);
     channel->SetAttribute(names::kConnected, connected ? 1 : 0);
     channel->SetAttribute(names::kTime, time);

@@ -1,6 +1,6 @@
 #pragma once
 
-// The documents that the host sends. Texts are compact and carry no declaration.
+// The documents that the host sends: without white space and XML declaration.
 
 #include <cstdint>
 #include <optional>
@@ -11,24 +11,24 @@ namespace recorder {
 /// Seconds since 1970-01-01 00:00:00 UTC.
 using Seconds = std::int64_t;
 
-/// A camera as the host names it.
+/// The host's identifier of a camera.
 struct Device {
-    std::uint32_t identifier = 0;  // of its Devices element
+    std::uint32_t identifier = 0;  // ID of the Devices element
     std::uint32_t number = 0;
 
     auto operator<=>(const Device&) const = default;
 };
 
-/// As the plug-in's log lines and ours name it.
+/// The form used in log lines.
 [[nodiscard]] std::string name_of(const Device& device);
 
-/// A path as FileName and TmpFileDir carry it: in quotes, with & in front of every quote and & inside.
+/// A path in the form of FileName and TmpFileDir: in quotes, with & before every quote and & inside.
 [[nodiscard]] std::string quoted(const std::string& path);
 
 [[nodiscard]] std::string device_document(const Device& device, const std::string& address);
 [[nodiscard]] std::string channel_document(const Device& device, bool connected, Seconds time);
 
-/// What the camera holds for an operation; no recordings means there is nothing to fetch.
+/// The recordings that the camera has for an operation; 0 if there is nothing to retrieve.
 struct StorageInfo {
     std::int32_t recordings = 0;
     std::int32_t megabytes = 0;

@@ -17,9 +17,9 @@ namespace {
 namespace fs = std::filesystem;
 using std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kLookAgain{20};
-/// A GUID of the right form that the plug-in never made.
-constexpr const char* kNobody = "00000000-0000-4000-8000-000000000000";
+constexpr std::chrono::milliseconds kPollInterval{20};
+/// A valid GUID that the module never generates.
+constexpr const char* kUnknownGuid = "00000000-0000-4000-8000-000000000000";
 
 }  // namespace
 
@@ -35,67 +35,68 @@ void HostSimulator::load(const std::string& load_error) {
     settle();
 }
 
-void HostSimulator::open_in_vain(const std::string& load_error) {
+void HostSimulator::open_with_bad_state(const std::string& load_error) {
     const auto before = text_of_file(directory_.state_file());
     load(load_error);
     if (text_of_file(directory_.state_file()) != before) {
-        throw ModuleFault("the plug-in wrote over a state file that it could not read");
+        throw ModuleFault("the module overwrote a state file that it could not read");
     }
 }
 
 void HostSimulator::open() {
-    if (!model_.saved().state_file_exists) return open_in_vain("error opening or parsing norvanepi.xml");
+    if (!model_.saved().state_file_exists)
+        return open_with_bad_state("error opening or parsing norvanepi.xml");
     load("");
-    // What was saved has been read: an empty file stands there until the next orderly end.
+    // The module empties the file, so that a crash does not repeat the operations in it.
     const auto state = text_of_file(directory_.state_file());
     if (!state || *state != "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Pavo/>\n") {
-        throw ModuleFault("the state file was not emptied after it was read");
+        throw ModuleFault("the module did not empty the state file after reading it");
     }
 }
 
 void HostSimulator::close() {
     settle();
-    // May still wait in the plug-in's queue when it is closed: it comes back unread then, but it comes back.
+    // May still be queued at Close. The module must return it even if it does not read it.
     send_text("farewell", "<Pavo><Farewell/></Pavo>");
     model_.on_close();
     const auto begin = steady_clock::now();
     host_->stop();
-    last_closing_ = steady_clock::now() - begin;
+    last_close_duration_ = steady_clock::now() - begin;
     settle();
     host_.reset();
     check_state_file();
-    conversation_.note("the plug-in is closed and unloaded");
+    conversation_.note("the module is closed and unloaded");
 }
 
 void HostSimulator::check_state_file() {
     const auto text = text_of_file(directory_.state_file());
-    if (!text) throw ModuleFault("the plug-in left no state file");
+    if (!text) throw ModuleFault("the module wrote no state file");
     bindings_.instants().clear();
     const std::string expected = model_.state_file();
     if (!matches(expected, *text, bindings_)) {
         throw ModuleFault(
-            fmt::format("the state file holds {} instead of {}", *text, described(expected, bindings_)));
+            fmt::format("the state file contains {}; expected {}", *text, described(expected, bindings_)));
     }
     model_.set_open_times(bindings_.instants());
     bindings_.instants().clear();
 }
 
-SimulatorState HostSimulator::memory() const {
-    SimulatorState memory{model_.saved(), {}, recordings_, conversation_.counts()};
-    for (const Operation& operation : memory.model.operations) {
-        memory.guids[operation.number] = bindings_.guid(operation.number);
+SimulatorState HostSimulator::state() const {
+    SimulatorState state{model_.saved(), {}, recordings_, conversation_.counts()};
+    for (const Operation& operation : state.model.operations) {
+        state.guids[operation.number] = bindings_.guid(operation.number);
     }
-    return memory;
+    return state;
 }
 
-void HostSimulator::remember(SimulatorState memory) {
-    model_.restore(std::move(memory.model));
-    for (const auto& [operation, guid] : memory.guids) bindings_.bind(operation, guid);
-    for (const ExpectedRecording& recording : memory.recordings) expect_recording(recording);
-    conversation_.set_counts(memory.counts);
+void HostSimulator::restore(SimulatorState state) {
+    model_.restore(std::move(state.model));
+    for (const auto& [operation, guid] : state.guids) bindings_.bind(operation, guid);
+    for (const ExpectedRecording& recording : state.recordings) expect_recording(recording);
+    conversation_.set_counts(state.counts);
 }
 
-void HostSimulator::tell(const std::string& kind, const std::string& summary, const std::string& text) {
+void HostSimulator::send(const std::string& kind, const std::string& summary, const std::string& text) {
     // Write and IOCTL feed the same queue. Every third message uses IOCTL.
     const bool by_ioctl = conversation_.counts().sent % 3 == 2;
     const host_kit::LentBuffer lent = host_->lend(text);
@@ -104,31 +105,31 @@ void HostSimulator::tell(const std::string& kind, const std::string& summary, co
                         .kind = kind,
                         .summary = summary,
                         .text = text});
-    last_sending_ = std::chrono::system_clock::now();
+    last_sent_ = std::chrono::system_clock::now();
     host_->send(lent, by_ioctl ? ModuleHost::Route::kIoctl : ModuleHost::Route::kWrite);
     expected_.push_back({.message_class = names::kReleaseClass, .pattern = "", .given_back = lent.number});
 }
 
 void HostSimulator::announce(const Camera& camera) {
     model_.on_device(camera.device);
-    tell("device", fmt::format("{} \"{}\" keeps recordings of its own", name_of(camera.device), camera.name),
+    send("device", fmt::format("{} \"{}\" keeps recordings of its own", name_of(camera.device), camera.name),
          device_document(camera.device, camera.address));
 }
 
 void HostSimulator::report(const Camera& camera, bool connected, Seconds time) {
     model_.on_channel(camera.device, connected, time);
-    tell(connected ? "connected" : "lost", fmt::format("{} at {}", name_of(camera.device), utc_text(time)),
+    send(connected ? "connected" : "lost", fmt::format("{} at {}", name_of(camera.device), utc_text(time)),
          channel_document(camera.device, connected, time));
 }
 
 void HostSimulator::send_text(const std::string& kind, const std::string& text) {
-    tell(kind, text, text);
+    send(kind, text, text);
 }
 
-void HostSimulator::report_done_for_nobody(const Camera& camera) {
-    constexpr std::size_t kNoOperation = 0;  // ours count from 1
+void HostSimulator::report_done_for_unknown(const Camera& camera) {
+    constexpr std::size_t kNoOperation = 0;  // numbers start at 1
     model_.on_done(kNoOperation);
-    tell("done", kNobody, done_document(camera.device, kNobody));
+    send("done", kUnknownGuid, done_document(camera.device, kUnknownGuid));
 }
 
 std::string HostSimulator::guid(const Request& request) {
@@ -148,13 +149,13 @@ void HostSimulator::offer(const Camera& camera, const Request& request,
     const std::string guid = this->guid(request);
     StorageInfo info;
     if (clips.empty()) {
-        model_.on_done(request.operation);  // nothing to fetch ends the operation
+        model_.on_done(request.operation);  // nothing to retrieve, which ends the operation
     } else {
         info = {static_cast<std::int32_t>(clips.size()), megabytes_of(clips), clips.front().start,
                 clips.back().stop()};
         model_.on_storage_info(request.operation, info.megabytes);
     }
-    tell("storage",
+    send("storage",
          fmt::format("{} holds {} clips, {} MB", name_of(camera.device), info.recordings, info.megabytes),
          storage_info_document(camera.device, guid, info));
 }
@@ -169,12 +170,12 @@ void HostSimulator::grant(const Camera& camera, const Request& request) {
     const fs::path directory = temporary_directory(camera, request);
     const bool asks = operation(request) != nullptr;
     model_.on_reservation(request.operation, directory.string());
-    tell("reservation", fmt::format("granted to {}", guid),
+    send("reservation", fmt::format("granted to {}", guid),
          reservation_document(guid, directory.string(), directory_.output_directory()));
     settle();
     if (asks && !fs::is_directory(directory)) {
         throw ModuleFault(
-            fmt::format("the plug-in asks for clips in {} without having made it", directory.string()));
+            fmt::format("the module requested clips but did not create {}", directory.string()));
     }
 }
 
@@ -186,7 +187,7 @@ fs::path HostSimulator::place_clip(const Camera& camera, const Request& request,
 }
 
 void HostSimulator::notify_clip(const Camera& camera, const Request& request, const ClipNotice& notice) {
-    tell("clip", fmt::format("{} from {}", notice.file, utc_text(notice.start)),
+    send("clip", fmt::format("{} from {}", notice.file, utc_text(notice.start)),
          clip_document(camera.device, bindings_.guid(request.operation), notice));
     settle();
     conversion_.reset();
@@ -220,8 +221,8 @@ void HostSimulator::deliver_no_mp4(const Camera& camera, const Request& request,
     remove_clip(file, refused);
 }
 
-void HostSimulator::deliver_odd(const Camera& camera, const Request& request, const StoredClip& stored,
-                                const Prediction& predict) {
+void HostSimulator::deliver_unusual(const Camera& camera, const Request& request, const StoredClip& stored,
+                                    const Prediction& predict) {
     settle();
     const fs::path file = place_clip(camera, request, stored.clip.file.filename().string());
     if (fs::exists(stored.clip.file)) fs::copy(stored.clip.file, file);
@@ -231,14 +232,13 @@ void HostSimulator::deliver_odd(const Camera& camera, const Request& request, co
 }
 
 void HostSimulator::remove_clip(const fs::path& file, bool converted) const {
-    // A clip of an operation that has ended is nobody's any more: the host clears it away itself.
-    if (fs::remove(file) && converted) {
-        throw ModuleFault(fmt::format("the plug-in left the clip {} behind", file.string()));
-    }
+    // The module ignores a clip of an ended operation, so the host removes it.
+    if (fs::remove(file) && converted)
+        throw ModuleFault(fmt::format("the module did not remove the clip {}", file.string()));
 }
 
 void HostSimulator::expect_recording(const ExpectedRecording& recording) {
-    // A clip that is fetched again replaces its recording.
+    // A clip that is downloaded again replaces its recording.
     const auto [known, is_new] = recording_numbers_.emplace(recording.path, recordings_.size());
     if (is_new) {
         recordings_.push_back(recording);
@@ -252,7 +252,7 @@ std::vector<ExpectedRecording> HostSimulator::take_recordings() {
     return std::exchange(recordings_, {});
 }
 
-void HostSimulator::forget_what_ended() {
+void HostSimulator::forget_ended_operations() {
     bindings_.forget_all_but([this](std::size_t number) {
         return model_.operation(number) != nullptr ||
                std::ranges::any_of(model_.requests(),
@@ -266,14 +266,14 @@ void HostSimulator::forget_what_ended() {
 void HostSimulator::finish(const Camera& camera, const Request& request) {
     const std::string guid = this->guid(request);
     model_.on_done(request.operation);
-    tell("done", guid, done_document(camera.device, guid));
+    send("done", guid, done_document(camera.device, guid));
 }
 
 void HostSimulator::fail(const Camera& camera, const Request& request, std::int32_t error,
                          Seconds failed_clip_start) {
     const std::string guid = this->guid(request);
     model_.on_failed(request.operation, error, failed_clip_start);
-    tell("failed",
+    send("failed",
          fmt::format("{} with error {} at the clip of {}", guid, error, utc_text(failed_clip_start)),
          failed_document(camera.device, guid, error, failed_clip_start));
 }
@@ -281,11 +281,11 @@ void HostSimulator::fail(const Camera& camera, const Request& request, std::int3
 void HostSimulator::settle() {
     auto last_progress = steady_clock::now();
     while (!expected_.empty()) {
-        const auto message = host_->take(kLookAgain);
+        const auto message = host_->take(kPollInterval);
         if (message) check(*message);
         if (message || watch_conversion()) last_progress = steady_clock::now();
         if (steady_clock::now() - last_progress > settings_.patience) {
-            throw ModuleFault(fmt::format("nothing came from the plug-in for {} s; expected was {}",
+            throw ModuleFault(fmt::format("the module sent nothing for {} s; expected {}",
                                           settings_.patience.count(), description_of_next()));
         }
     }
@@ -293,7 +293,7 @@ void HostSimulator::settle() {
 
 bool HostSimulator::watch_conversion() {
     if (!conversion_) return false;
-    // A recording has the size of its clip, about: padding comes to it, other tracks stay out.
+    // A recording is about as large as its clip: padding is added, other tracks are left out.
     std::error_code not_there_yet;
     const auto size = fs::file_size(conversion_->recording, not_there_yet);
     if (not_there_yet || size == conversion_->seen_bytes) return false;
@@ -305,16 +305,16 @@ bool HostSimulator::watch_conversion() {
 
 void HostSimulator::check(const ReceivedMessage& message) {
     conversation_.received(message);
-    if (message.returned_number != 0) return_before_ = std::exchange(last_return_, message.at);
+    if (message.returned_number != 0) previous_return_ = std::exchange(last_return_, message.at);
     if (!message.fault.empty()) throw ModuleFault(message.fault);
     while (!expected_.empty() && expected_.front().any_number && !fits(message, expected_.front())) {
         expected_.pop_front();
     }
     if (expected_.empty() || !fits(message, expected_.front())) {
-        const std::string came = message.returned_number != 0
-                                     ? fmt::format("message {} came back", message.returned_number)
-                                     : "came " + message.text;
-        throw ModuleFault(fmt::format("{}, but expected was {}", came, description_of_next()));
+        const std::string received = message.returned_number != 0
+                                         ? fmt::format("the return of message {}", message.returned_number)
+                                         : message.text;
+        throw ModuleFault(fmt::format("received {}; expected {}", received, description_of_next()));
     }
     if (!expected_.front().any_number) expected_.pop_front();
 }
@@ -328,7 +328,7 @@ bool HostSimulator::fits(const ReceivedMessage& message, const Expected& expecte
 std::string HostSimulator::description_of_next() const {
     if (expected_.empty()) return "nothing";
     const Expected& next = expected_.front();
-    if (next.given_back != 0) return fmt::format("message {} to come back", next.given_back);
+    if (next.given_back != 0) return fmt::format("the return of message {}", next.given_back);
     return fmt::format("{} (class {})", described(next.pattern, bindings_), next.message_class);
 }
 

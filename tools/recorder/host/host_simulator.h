@@ -18,97 +18,99 @@
 
 namespace recorder {
 
-/// A recording that the plug-in has to have made, and what it has to show.
+/// A recording that the module must write, and its expected content.
 struct ExpectedRecording {
     std::string path;
     Seconds start = 0;
     std::uint32_t frames = 0;
 };
 
-/// What a simulator hands to the simulator of the next process.
+/// What the simulator in the next process needs to continue.
 struct SimulatorState {
     SavedModel model;
-    std::map<std::size_t, std::string> guids;  // of the operations in the model
+    std::map<std::size_t, std::string> guids;  // of the pending operations
     std::vector<ExpectedRecording> recordings;
     MessageCounts counts;
 };
 
-/// The played host: tells the plug-in what happens, answers its requests, and holds every message that comes
-/// back against the model's prediction. Whatever differs is thrown as ModuleFault.
+/// Sends events to the module, answers its requests, and compares each of its messages with the model's
+/// prediction. A difference is thrown as ModuleFault.
 class HostSimulator {
   public:
     struct Settings {
         std::filesystem::path module;
-        std::chrono::seconds patience{};  // with a plug-in that makes no progress
+        std::chrono::seconds patience{};  // limit without progress of the module
     };
     HostSimulator(Settings settings, WorkingDirectory& directory, Conversation& conversation);
 
-    /// Loads and opens the plug-in; closes and unloads it and checks the state file that it leaves.
+    /// Loads and opens the module, which must empty the state file.
     void open();
-    /// The same with a state file that cannot be read, for the reason given.
-    void open_in_vain(const std::string& load_error);
+    /// Opens it with a state file that cannot be read. The module must log the error and leave the file
+    /// unchanged.
+    void open_with_bad_state(const std::string& load_error);
+    /// Closes and unloads the module and checks the state file that it wrote.
     void close();
 
-    /// Events. They do not wait: what comes back is checked by the next call of settle().
+    /// Events. These functions do not wait. The next settle() checks the module's messages.
     void announce(const Camera& camera);
     void report(const Camera& camera, bool connected, Seconds time);
     void send_text(const std::string& kind, const std::string& text);
-    /// An answer that names no operation of the plug-in.
-    void report_done_for_nobody(const Camera& camera);
+    /// An answer with the GUID of no operation.
+    void report_done_for_unknown(const Camera& camera);
 
-    /// The plug-in's unanswered requests. An answer takes its request out of the list.
+    /// The module's unanswered requests. An answer removes its request from the list.
     [[nodiscard]] std::vector<Request>& requests() { return model_.requests(); }
-    /// The interval that the plug-in asks for now.
+    /// Null if the operation has ended.
     [[nodiscard]] const Operation* operation(const Request& request) const {
         return model_.operation(request.operation);
     }
 
-    /// Answers. They wait for everything before, since they need the operation's GUID.
+    /// Answers. These functions wait for the expected messages, because they need the operation's GUID.
     void offer(const Camera& camera, const Request& request, const std::vector<StoredClip>& clips);
     void grant(const Camera& camera, const Request& request);
     void deliver(const Camera& camera, const Request& request, const StoredClip& stored, std::int32_t type);
-    /// A file that is no sound clip. What is said of it is predicted by the caller, who is given its path and
-    /// the recording's.
+    /// Delivers a file that the module cannot convert completely. The caller predicts its log lines from the
+    /// paths of the clip and the recording.
     using Prediction = std::function<void(const std::string& clip, const std::string& recording)>;
-    void deliver_odd(const Camera& camera, const Request& request, const StoredClip& stored,
-                     const Prediction& predict);
+    void deliver_unusual(const Camera& camera, const Request& request, const StoredClip& stored,
+                         const Prediction& predict);
     void deliver_no_mp4(const Camera& camera, const Request& request, Seconds start);
     void finish(const Camera& camera, const Request& request);
     void fail(const Camera& camera, const Request& request, std::int32_t error, Seconds failed_clip_start);
 
-    /// Sleeper until everything expected has come.
+    /// Waits until every expected message has arrived.
     void settle();
 
-    /// Of the latest message that was sent, and of the two latest texts that came back.
+    /// When the latest message was sent, and when the two latest texts were returned.
     using Instant = std::chrono::system_clock::time_point;
-    [[nodiscard]] Instant last_sending() const { return last_sending_; }
+    [[nodiscard]] Instant last_sent() const { return last_sent_; }
     [[nodiscard]] Instant last_return() const { return last_return_; }
-    [[nodiscard]] Instant return_before() const { return return_before_; }
-    /// What the latest Close and Unload took together.
-    [[nodiscard]] std::chrono::nanoseconds last_closing() const { return last_closing_; }
+    [[nodiscard]] Instant previous_return() const { return previous_return_; }
+    /// The latest Close and Unload together.
+    [[nodiscard]] std::chrono::nanoseconds last_close_duration() const { return last_close_duration_; }
 
-    /// Texts that the open plug-in has not given back.
+    /// Texts that the module has not returned.
     [[nodiscard]] std::uint64_t texts_held() const { return host_->texts_held(); }
     [[nodiscard]] std::filesystem::path state_file() const { return directory_.state_file(); }
 
-    /// For a story that goes on for long: hands over the recordings made so far, and drops what it knows, and
-    /// what lies about, of operations that have ended.
+    /// For a soak run: returns and forgets the recordings so far; forgets ended operations and removes their
+    /// folders.
     [[nodiscard]] std::vector<ExpectedRecording> take_recordings();
-    void forget_what_ended();
+    void forget_ended_operations();
 
     [[nodiscard]] const EngineModel& model() const { return model_; }
-    /// For events that have no function here: they are told to the model and sent as texts.
-    [[nodiscard]] EngineModel& prediction() { return model_; }
-    /// As soon as a message told it.
+    /// For events without a function here: the caller updates the model and sends a text.
+    [[nodiscard]] EngineModel& model() { return model_; }
+    /// Waits for the message that contains the GUID.
     [[nodiscard]] std::string guid(std::size_t operation);
     [[nodiscard]] ModuleHost& host() { return *host_; }
     [[nodiscard]] const std::vector<ExpectedRecording>& recordings() const { return recordings_; }
     [[nodiscard]] const MessageCounts& counts() const { return conversation_.counts(); }
-    [[nodiscard]] SimulatorState memory() const;
-    void remember(SimulatorState memory);
+    [[nodiscard]] SimulatorState state() const;
+    void restore(SimulatorState state);
 
   private:
-    /// A conversion that the plug-in is at.
+    /// The current conversion, for the progress bar.
     struct Conversion {
         std::string label;
         std::string recording;
@@ -117,7 +119,7 @@ class HostSimulator {
     };
 
     void load(const std::string& load_error);
-    void tell(const std::string& kind, const std::string& summary, const std::string& text);
+    void send(const std::string& kind, const std::string& summary, const std::string& text);
     [[nodiscard]] std::string guid(const Request& request);
     [[nodiscard]] std::filesystem::path temporary_directory(const Camera& camera,
                                                             const Request& request) const;
@@ -142,10 +144,10 @@ class HostSimulator {
     std::map<std::string, std::size_t> recording_numbers_;  // by path
     std::optional<Conversion> conversion_;
     std::uint64_t clips_placed_ = 0;
-    Instant last_sending_;
+    Instant last_sent_;
     Instant last_return_;
-    Instant return_before_;
-    std::chrono::nanoseconds last_closing_{};
+    Instant previous_return_;
+    std::chrono::nanoseconds last_close_duration_{};
     std::unique_ptr<ModuleHost> host_;
 };
 

@@ -29,9 +29,10 @@ std::uint64_t resident_kilobytes() {
 
 ProcessFigures process_figures() {
     const std::uint64_t descriptors = entries_of("/proc/self/fd");
-    return {.resident_kilobytes = resident_kilobytes(),
-            .descriptors = descriptors == 0 ? 0 : descriptors - 1,  // one is the look itself
-            .threads = entries_of("/proc/self/task")};
+    return {
+        .resident_kilobytes = resident_kilobytes(),
+        .descriptors = descriptors == 0 ? 0 : descriptors - 1,  // without the one that reads the directory
+        .threads = entries_of("/proc/self/task")};
 }
 
 }  // namespace recorder

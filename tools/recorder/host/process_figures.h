@@ -4,7 +4,7 @@
 
 namespace recorder {
 
-/// What this process, and with it the plug-in, holds of the system; zeros where the system does not tell.
+/// Resources of this process, which includes the module. Zeros on systems that do not provide them.
 struct ProcessFigures {
     std::uint64_t resident_kilobytes = 0;
     std::uint64_t descriptors = 0;

@@ -34,10 +34,10 @@ void Watchdog::watch() {
             changed_.wait(lock);
         } else if (changed_.wait_until(lock, deadline_) == std::cv_status::timeout && !guarded_.empty() &&
                    std::chrono::steady_clock::now() >= deadline_) {
-            cli::print_error(kProgram, fmt::format("the plug-in has not returned from {} for {} s", guarded_,
+            cli::print_error(kProgram, fmt::format("the module did not return from {} within {} s", guarded_,
                                                    patience_.count()));
             (void)std::fflush(nullptr);
-            std::_Exit(cli::kFailure);  // not exit(): destructors would wait for the same call
+            std::_Exit(cli::kFailure);  // exit() would run destructors that wait for the same call
         }
     }
 }

@@ -8,8 +8,8 @@
 
 namespace recorder {
 
-/// Ends the program with one line and status 1 when the calls it guards do not come back. A plug-in that
-/// hangs holds a thread of ours forever: nothing but leaving helps.
+/// Ends the program with one line and status 1 if a guarded call does not return. The thread inside a module
+/// that hangs cannot be stopped, so the process must exit.
 class Watchdog {
   public:
     explicit Watchdog(std::chrono::seconds patience);
@@ -17,7 +17,7 @@ class Watchdog {
     Watchdog& operator=(const Watchdog&) = delete;
     ~Watchdog();
 
-    /// Runs the body; it has `patience` to come back.
+    /// Runs the body, which must return within `patience`.
     template <typename Body>
     auto guard(const std::string& what, Body body) {
         const Armed armed(*this, what);

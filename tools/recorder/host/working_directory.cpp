@@ -15,14 +15,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A directory of our own below the system's directory for temporary files.
+/// A new directory in the system's directory for temporary files.
 fs::path new_directory() {
     std::random_device random;
     for (int attempt = 0; attempt < 100; ++attempt) {
         fs::path path = fs::temp_directory_path() / fmt::format("{}-{:08x}", kProgram, random());
         if (fs::create_directory(path)) return path;
     }
-    throw cli::CannotRun("cannot make a temporary directory");
+    throw cli::CannotRun("cannot create a temporary directory");
 }
 
 void require_writable(const fs::path& directory) {
@@ -51,12 +51,13 @@ WorkingDirectory::WorkingDirectory(const std::optional<fs::path>& wanted) {
 }
 
 void WorkingDirectory::claim() {
-    if (fs::exists(mark())) return;
+    if (fs::exists(marker())) return;
     if (fs::exists(state_file()) || fs::exists(temporary_directory())) {
         throw cli::CannotRun(fmt::format(
-            "{} holds a state file or tmp/ of somebody else; --out takes another directory", path_.string()));
+            "{}: contains a state file or tmp/ of another program; use another directory with --out",
+            path_.string()));
     }
-    std::ofstream(mark()) << "A working directory of " << kProgram << ".\n";
+    std::ofstream(marker()) << "Working directory of " << kProgram << ".\n";
 }
 
 void WorkingDirectory::clear() {
@@ -71,7 +72,7 @@ std::string WorkingDirectory::output_directory() const {
 
 std::string WorkingDirectory::recording_path(const Device& device, Seconds start) const {
     const auto local = platform::local_time(start);
-    if (!local) throw cli::CannotRun(fmt::format("the calendar does not know second {}", start));
+    if (!local) throw cli::CannotRun(fmt::format("no calendar date for second {}", start));
     const std::uint32_t clip_id = (device.identifier & 0x0FFF0000U) + (device.number & 0xFFU) * 256U + 0x80U;
     return fmt::format("{}{}/{:02}/{:02}/{:02}/{:02}{:02}-{:08X}e.ps", output_directory(), local->year,
                        local->month, local->day, local->hour, local->minute, local->second, clip_id);

@@ -8,36 +8,36 @@
 
 namespace recorder {
 
-/// The directory that the played host works in. It is the process's current directory meanwhile, since the
-/// plug-in keeps its state file there.
+/// The directory of the simulated host. It becomes the current directory of the process, because the module
+/// keeps its state file there.
 class WorkingDirectory {
   public:
-    /// Makes and enters the directory, or a new one for temporary files. Throws cli::CannotRun when it cannot
-    /// be used, also when it holds a state file or temporary clips that no recorder left there.
+    /// Creates and enters the given directory or a new temporary one. Throws cli::CannotRun if it cannot be
+    /// used, or if it contains a state file or temporary clips but no marker file of a recorder.
     explicit WorkingDirectory(const std::optional<std::filesystem::path>& wanted);
 
-    /// Removes what an earlier run left of the state file and the temporary clips.
+    /// Removes the state file and the temporary clips of an earlier run.
     void clear();
 
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
     [[nodiscard]] std::filesystem::path state_file() const { return path_ / "norvanepi_state.xml"; }
 
-    /// Ends with a separator: the plug-in appends to it as it stands.
+    /// Ends with a separator, because the module appends file names directly.
     [[nodiscard]] std::string output_directory() const;
     [[nodiscard]] std::filesystem::path temporary_directory() const { return path_ / "tmp"; }
 
-    /// Where the plug-in puts the recording of a clip that starts at an instant, in local time.
+    /// The path that the module must choose for the recording of a clip with this start.
     [[nodiscard]] std::string recording_path(const Device& device, Seconds start) const;
 
   private:
-    /// Stands in every directory that a recorder works in: what it finds there is its own to remove.
-    [[nodiscard]] std::filesystem::path mark() const { return path_ / ".norvanepi-recorder"; }
+    /// Marks a directory whose state file and temporary clips the recorder may remove.
+    [[nodiscard]] std::filesystem::path marker() const { return path_ / ".norvanepi-recorder"; }
     void claim();
 
     std::filesystem::path path_;
 };
 
-/// The whole text of a file, nothing when it cannot be read.
+/// The content of a file; nothing if it cannot be read.
 [[nodiscard]] std::optional<std::string> text_of_file(const std::filesystem::path& file);
 
 }  // namespace recorder

@@ -1,12 +1,12 @@
 #include "tools/recorder/scenarios/scenarios.h"
-#include "tools/recorder/scenarios/serving.h"
+#include "tools/recorder/scenarios/steps.h"
 
 namespace recorder {
 
 void play_gap(HostSimulator& simulator, const std::vector<Clip>& clips) {
     simulator.open();
-    serve_all(simulator, {lost_and_found(simulator, "Front gate", clips)});
-    end_story(simulator);
+    answer_all(simulator, {regained_camera(simulator, "Front gate", clips)});
+    finish_scenario(simulator);
 }
 
 }  // namespace recorder

@@ -1,37 +1,36 @@
 #pragma once
 
-// The stories that can be played. Each opens the plug-in, tells its story and closes the plug-in.
+// Each scenario opens the module, simulates its events and closes the module.
 
 #include <cstdint>
-#include <filesystem>
 #include <vector>
 
 #include "tools/recorder/host/host_simulator.h"
-#include "tools/recorder/scenarios/handover.h"
+#include "tools/recorder/scenarios/restart_state.h"
 #include "tools/recorder/scenarios/soak.h"
 
 namespace recorder {
 
-/// One camera is lost and found; its gap is fetched.
+/// One camera is lost and returns. Its gap is retrieved.
 void play_gap(HostSimulator& simulator, const std::vector<Clip>& clips);
 
-/// A retrieval fails at its second clip, is fetched again from there, fails again and is dropped.
+/// A retrieval fails at its second clip, is repeated from there, fails again and is dropped.
 void play_retry(HostSimulator& simulator, const std::vector<Clip>& clips);
 
-/// Closes with a gap open, an operation under way and one waiting; the second half goes on in another
-/// process.
-[[nodiscard]] Handover play_until_restart(HostSimulator& simulator, const std::vector<Clip>& clips);
-void play_after_restart(HostSimulator& simulator, const Handover& handover);
+/// Closes the module with an open gap, a current operation and a pending one. Another process runs the second
+/// half.
+[[nodiscard]] RestartState play_until_restart(HostSimulator& simulator, const std::vector<Clip>& clips);
+void play_after_restart(HostSimulator& simulator, const RestartState& state);
 
-struct CrowdSettings {
+struct ManySettings {
     std::uint32_t cameras = 0;
-    std::uint32_t gaps = 0;  // of each camera
+    std::uint32_t gaps = 0;  // per camera
     std::uint64_t seed = 0;
 };
-/// Many cameras with random losses, returns, failures and restarts. Returns the number of restarts. With an
-/// soak the story goes on until that has enough, whatever the number of gaps, and tells only what leaves
-/// nothing behind: a repeated report of a connected channel adds up in the plug-in until its next restart.
+/// Many cameras with random losses, returns, failures and restarts. Returns the number of restarts. A soak
+/// run ends when `soak` has enough, regardless of the number of gaps. It never reports a connected channel
+/// twice, because each such report adds an entry in the module until the next restart.
 std::uint32_t play_many(HostSimulator& simulator, const std::vector<Clip>& clips,
-                        const CrowdSettings& settings, Soak* soak);
+                        const ManySettings& settings, Soak* soak);
 
 }  // namespace recorder

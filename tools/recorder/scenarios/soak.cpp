@@ -70,8 +70,8 @@ void Soak::watch() {
     sample_begin_ = steady_clock::now();
 }
 
-void Soak::note_restart() {
-    closings_.push_back(simulator_.last_closing());
+void Soak::add_restart() {
+    close_durations_.push_back(simulator_.last_close_duration());
     std::error_code not_there;
     const auto bytes = fs::file_size(simulator_.state_file(), not_there);
     if (!not_there) current_.state_file_bytes = std::max<std::uint64_t>(current_.state_file_bytes, bytes);
@@ -83,11 +83,11 @@ void Soak::probe() {
         simulator_.settle();
         simulator_.send_text("probe", "<Pavo><Probe/></Pavo>");
         simulator_.settle();
-        current_.idle.push_back(simulator_.last_return() - simulator_.last_sending());
+        current_.idle.push_back(simulator_.last_return() - simulator_.last_sent());
         simulator_.send_text("work", work);
         simulator_.send_text("probe", "<Pavo><Probe/></Pavo>");
         simulator_.settle();
-        current_.busy.push_back(simulator_.last_return() - simulator_.return_before());
+        current_.busy.push_back(simulator_.last_return() - simulator_.previous_return());
     }
 }
 
@@ -100,26 +100,23 @@ void Soak::check_recordings() {
         fs::remove(recording.path + "i");
         ++recordings_checked_;
     }
-    simulator_.forget_what_ended();
+    simulator_.forget_ended_operations();
 }
 
 std::string Soak::figures() const {
-    std::string text =
-        fmt::format("{} operations in {:.0f} s, {} recordings verified, {} restarts\n", ended(),
-                    milliseconds(steady_clock::now() - begin_) / 1000, recordings_checked_, closings_.size());
+    std::string text = fmt::format("{} operations in {:.0f} s, {} recordings verified, {} restarts\n",
+                                   ended(), milliseconds(steady_clock::now() - begin_) / 1000,
+                                   recordings_checked_, close_durations_.size());
     if (samples_.empty()) return text;
     const auto row = [&](const char* name, auto value) {
-        const auto all = [&] {
-            auto most = value(samples_.front());
-            for (const Sample& sample : samples_) most = std::max(most, value(sample));
-            return most;
-        }();
+        auto maximum = value(samples_.front());
+        for (const Sample& sample : samples_) maximum = std::max(maximum, value(sample));
         text += fmt::format("{:<34}{:>14}{:>14}{:>14}\n", name, value(samples_.front()),
-                            value(samples_.back()), all);
+                            value(samples_.back()), maximum);
     };
     const auto rounded = [](double value) { return std::round(value * 1000) / 1000; };
     text += fmt::format("{:<34}{:>14}{:>14}{:>14}\n", "", fmt::format("first {}", every_),
-                        fmt::format("last {}", every_), "most");
+                        fmt::format("last {}", every_), "maximum");
     row("memory, kB", [](const Sample& sample) { return sample.process.resident_kilobytes; });
     row("descriptors", [](const Sample& sample) { return sample.process.descriptors; });
     row("threads", [](const Sample& sample) { return sample.process.threads; });
@@ -128,10 +125,11 @@ std::string Soak::figures() const {
     row("seconds", [&](const Sample& sample) { return rounded(milliseconds(sample.duration) / 1000); });
     row("message when idle, median ms",
         [&](const Sample& sample) { return rounded(milliseconds(median(sample.idle))); });
-    row("behind another's work, median ms",
+    row("message when busy, median ms",
         [&](const Sample& sample) { return rounded(milliseconds(median(sample.busy))); });
     return text + fmt::format("Close and Unload: median {:.3f} ms, longest {:.3f} ms",
-                              milliseconds(median(closings_)), milliseconds(longest(closings_)));
+                              milliseconds(median(close_durations_)),
+                              milliseconds(longest(close_durations_)));
 }
 
 }  // namespace recorder

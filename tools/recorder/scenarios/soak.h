@@ -10,39 +10,38 @@
 
 namespace recorder {
 
-/// How long a story goes on; 0 sets no bound.
+/// Limits of a soak run; 0 means no limit.
 struct SoakSettings {
-    std::uint64_t operations = 0;  // that have ended
+    std::uint64_t operations = 0;  // finished
     std::uint32_t minutes = 0;
 
     [[nodiscard]] bool wanted() const { return operations > 0 || minutes > 0; }
 };
 
-/// Watches a story that goes on for long: after every thousand operations it notes what the process holds,
-/// measures how quickly messages come back, checks the recordings and clears them away, so that nothing grows
-/// but by a fault.
+/// Watches a long run. After every thousand operations it measures the resources of the process and the
+/// response times, and checks and removes the recordings, so that only a fault makes anything grow.
 class Soak {
   public:
     Soak(HostSimulator& simulator, const SoakSettings& settings);
 
-    /// Called between the steps of the story; throws ModuleFault for a recording with a fault.
+    /// Called between two steps. Throws ModuleFault for a recording with a fault.
     void watch();
-    /// Whether the story may end.
+    /// True if a limit is reached.
     [[nodiscard]] bool enough() const;
-    void note_restart();
+    void add_restart();
 
-    /// The first and the last thousand operations beside each other.
+    /// A table with the first and the last thousand operations and the maximum of all.
     [[nodiscard]] std::string figures() const;
 
   private:
     using Times = std::vector<std::chrono::nanoseconds>;
     struct Sample {
         ProcessFigures process;
-        std::uint64_t state_file_bytes = 0;  // the largest one
-        std::uint64_t texts_held = 0;        // by a plug-in that has nothing to do
+        std::uint64_t state_file_bytes = 0;  // maximum
+        std::uint64_t texts_held = 0;        // while the module is idle
         std::chrono::nanoseconds duration{};
-        Times idle;  // a message to a plug-in that has nothing to do
-        Times busy;  // from the end of another message's work to the end of that of one that waited
+        Times idle;  // from sending a message to its return while the module is idle
+        Times busy;  // from the return of a long message to the return of a short one queued meanwhile
     };
 
     [[nodiscard]] std::uint64_t ended() const;
@@ -56,7 +55,7 @@ class Soak {
     std::chrono::steady_clock::time_point sample_begin_ = begin_;
     Sample current_;
     std::vector<Sample> samples_;
-    Times closings_;
+    Times close_durations_;
     std::uint64_t recordings_checked_ = 0;
 };
 

@@ -1,20 +1,20 @@
 #pragma once
 
-// The cases of the conformance suite: a file a subject, each with a table like these.
+// The cases of `validate`. Each file covers one subject and has a table of its cases.
 
 #include <span>
 #include <vector>
 
-#include "tools/recorder/validate/trial.h"
+#include "tools/recorder/validate/case_fixture.h"
 
 namespace recorder::validate {
 
-/// One thing that every build of the module has to do. The body throws ModuleFault with what it found; it has
-/// a process and a working directory of its own.
+/// One requirement for every build of the module. The body throws ModuleFault with its finding. It has its
+/// own process and working directory.
 struct Case {
     const char* name;    // subject.case
-    const char* checks;  // a line for the list
-    void (*body)(Trial& trial);
+    const char* checks;  // one line for --list
+    void (*body)(CaseFixture& fixture);
 };
 using Cases = std::span<const Case>;
 
@@ -26,7 +26,7 @@ using Cases = std::span<const Case>;
 [[nodiscard]] Cases state_cases();
 [[nodiscard]] Cases conversion_cases();
 
-/// All of them, in that order.
+/// All cases, in the order above.
 [[nodiscard]] std::vector<Case> all_cases();
 
 }  // namespace recorder::validate

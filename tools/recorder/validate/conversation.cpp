@@ -1,5 +1,5 @@
-// What follows on what: operations made, served in order, tried again, dropped. Every answer of the module is
-// held against the model of it.
+// Operations: created, processed in order, repeated, dropped. Every message of the module is compared with
+// the model.
 
 #include <array>
 
@@ -10,127 +10,127 @@
 namespace recorder::validate {
 namespace {
 
-constexpr const char* kNobody = "00000000-0000-4000-8000-000000000000";
+constexpr const char* kUnknownGuid = "00000000-0000-4000-8000-000000000000";
 
-void nothing_to_fetch(Trial& trial) {
-    trial.open();
-    trial.lose_and_find();
-    trial.simulator().offer(trial.camera(), trial.request(), {});
-    trial.simulator().close();
+void nothing_to_fetch(CaseFixture& fixture) {
+    fixture.open();
+    fixture.lose_and_regain();
+    fixture.simulator().offer(fixture.camera(), fixture.request(), {});
+    fixture.simulator().close();
 }
 
-/// An attempt is counted for every request and every failure: the second failure is the last.
-void fails_twice(Trial& trial) {
-    const Request first = trial.until_clips_are_asked();
-    trial.simulator().fail(trial.camera(), first, 104, kLost + 100);
-    const Request again = recorder::until_clips_are_asked(trial.simulator(), trial.camera());
-    trial.simulator().fail(trial.camera(), again, -5, kLost + 200);
-    end_story(trial.simulator());
+/// Attempts count requests and failures, so the second failure drops the operation.
+void fails_twice(CaseFixture& fixture) {
+    const Request first = fixture.answer_until_clips_requested();
+    fixture.simulator().fail(fixture.camera(), first, 104, kLost + 100);
+    const Request again = recorder::answer_until_clips_requested(fixture.simulator(), fixture.camera());
+    fixture.simulator().fail(fixture.camera(), again, -5, kLost + 200);
+    finish_scenario(fixture.simulator());
 }
 
-void done_at_second_try(Trial& trial) {
-    const Request first = trial.until_clips_are_asked();
-    trial.simulator().fail(trial.camera(), first, 1, kLost + 100);
-    trial.finish(recorder::until_clips_are_asked(trial.simulator(), trial.camera()));
+void done_at_second_try(CaseFixture& fixture) {
+    const Request first = fixture.answer_until_clips_requested();
+    fixture.simulator().fail(fixture.camera(), first, 1, kLost + 100);
+    fixture.finish(recorder::answer_until_clips_requested(fixture.simulator(), fixture.camera()));
 }
 
-/// Failure without its attributes: error -1, from second -1 on.
-void fails_without_reason(Trial& trial) {
-    const Request request = trial.until_clips_are_asked();
-    const std::string guid = trial.simulator().guid(request.operation);
-    trial.model().on_failed(request.operation, -1, -1);
-    trial.send_inside(fmt::format(R"(<Storage GUID="{}" RetrievalStatus="4"/>)", guid));
-    trial.simulator().settle();
-    trial.simulator().close();
+/// A failure without attributes: error -1, failed clip at second -1.
+void fails_without_reason(CaseFixture& fixture) {
+    const Request request = fixture.answer_until_clips_requested();
+    const std::string guid = fixture.simulator().guid(request.operation);
+    fixture.model().on_failed(request.operation, -1, -1);
+    fixture.send_inside(fmt::format(R"(<Storage GUID="{}" RetrievalStatus="4"/>)", guid));
+    fixture.simulator().settle();
+    fixture.simulator().close();
 }
 
-/// The camera's own and one of another camera, five seconds later.
-Camera open_with_two_operations(Trial& trial) {
+/// One operation of the camera, and one of another camera five seconds later.
+Camera open_with_two_operations(CaseFixture& fixture) {
     Camera other = make_camera(1, "Yard");
-    trial.open();
-    introduce(trial.simulator(), other, kLost - 60);
-    trial.lose_and_find();
-    trial.lose_and_find(other, kLost + 5, kFound + 5);
+    fixture.open();
+    announce_connected(fixture.simulator(), other, kLost - 60);
+    fixture.lose_and_regain();
+    fixture.lose_and_regain(other, kLost + 5, kFound + 5);
     return other;
 }
 
-void two_cameras_in_order(Trial& trial) {
-    const Camera other = open_with_two_operations(trial);
-    serve_all(trial.simulator(), {trial.camera(), other});
-    end_story(trial.simulator());
+void two_cameras_in_order(CaseFixture& fixture) {
+    const Camera other = open_with_two_operations(fixture);
+    answer_all(fixture.simulator(), {fixture.camera(), other});
+    finish_scenario(fixture.simulator());
 }
 
-void later_one_fails(Trial& trial) {
-    const Camera other = open_with_two_operations(trial);
-    const std::size_t later = trial.model().saved().operations_made;
-    trial.simulator().fail(other, {Request::Kind::kRecordings, later, other.device}, 9, kLost + 50);
-    trial.simulator().settle();
-    trial.simulator().close();
+void later_one_fails(CaseFixture& fixture) {
+    const Camera other = open_with_two_operations(fixture);
+    const std::size_t later = fixture.model().saved().operations_made;
+    fixture.simulator().fail(other, {Request::Kind::kRecordings, later, other.device}, 9, kLost + 50);
+    fixture.simulator().settle();
+    fixture.simulator().close();
 }
 
-void lost_while_fetching(Trial& trial) {
-    const Camera other = open_with_two_operations(trial);
-    trial.simulator().report(other, false, kFound + 50);           // not the current one
-    trial.simulator().report(trial.camera(), false, kFound + 60);  // nothing can be fetched
-    trial.simulator().report(other, true, kFound + 70);
-    trial.simulator().report(trial.camera(), true, kFound + 80);
-    serve_all(trial.simulator(), {trial.camera(), other});
-    end_story(trial.simulator());
+void lost_while_fetching(CaseFixture& fixture) {
+    const Camera other = open_with_two_operations(fixture);
+    fixture.simulator().report(other, false, kFound + 50);             // not the current operation
+    fixture.simulator().report(fixture.camera(), false, kFound + 60);  // nothing can be retrieved now
+    fixture.simulator().report(other, true, kFound + 70);
+    fixture.simulator().report(fixture.camera(), true, kFound + 80);
+    answer_all(fixture.simulator(), {fixture.camera(), other});
+    finish_scenario(fixture.simulator());
 }
 
-/// The first loss counts, whatever is reported while the channel is lost.
-void lost_twice(Trial& trial) {
-    trial.open();
-    trial.simulator().report(trial.camera(), false, kLost);
-    trial.simulator().report(trial.camera(), false, kLost + 100);
-    trial.simulator().report(trial.camera(), true, kFound);
-    trial.simulator().close();
+/// The first loss counts, regardless of later reports while the channel is lost.
+void lost_twice(CaseFixture& fixture) {
+    fixture.open();
+    fixture.simulator().report(fixture.camera(), false, kLost);
+    fixture.simulator().report(fixture.camera(), false, kLost + 100);
+    fixture.simulator().report(fixture.camera(), true, kFound);
+    fixture.simulator().close();
 }
 
-void not_supported(Trial& trial) {
+void not_supported(CaseFixture& fixture) {
     const Camera other = make_camera(1, "Yard");
-    trial.open();
-    trial.lose_and_find(other, kLost, kFound);
+    fixture.open();
+    fixture.lose_and_regain(other, kLost, kFound);
     for (const char* supported : {"0", "true", "11", ""}) {
-        trial.send(fmt::format(
+        fixture.send(fmt::format(
             R"(<Pavo><Devices ID="{}"><Device Number="{}" NorVaneSupported="{}"/></Devices></Pavo>)",
             other.device.identifier, other.device.number, supported));
     }
-    trial.lose_and_find(other, kLost, kFound);
-    trial.simulator().close();
+    fixture.lose_and_regain(other, kLost, kFound);
+    fixture.simulator().close();
 }
 
-void removed(Trial& trial) {
-    trial.open();
-    trial.model().on_removed(trial.camera().device);
-    trial.send(device_document(trial.camera().device, ""));
-    trial.lose_and_find();
-    trial.simulator().close();
+void removed(CaseFixture& fixture) {
+    fixture.open();
+    fixture.model().on_removed(fixture.camera().device);
+    fixture.send(device_document(fixture.camera().device, ""));
+    fixture.lose_and_regain();
+    fixture.simulator().close();
 }
 
-void unknown_operation(Trial& trial) {
-    trial.open();
-    trial.lose_and_find();
-    HostSimulator& simulator = trial.simulator();
-    simulator.report_done_for_nobody(trial.camera());
-    trial.model().expect_log(25, "NorVane - operation failed received for unknown operation.");
-    trial.send(failed_document(trial.camera().device, kNobody, 1, kLost));
+void unknown_operation(CaseFixture& fixture) {
+    fixture.open();
+    fixture.lose_and_regain();
+    HostSimulator& simulator = fixture.simulator();
+    simulator.report_done_for_unknown(fixture.camera());
+    fixture.model().expect_log(25, "NorVane - operation failed received for unknown operation.");
+    fixture.send(failed_document(fixture.camera().device, kUnknownGuid, 1, kLost));
     simulator.settle();
-    trial.model().expect_log(75, fmt::format("NorVane - operation {} not found.", kNobody));
-    trial.send(storage_info_document(trial.camera().device, kNobody, {1, 1, 1, 2}));
+    fixture.model().expect_log(75, fmt::format("NorVane - operation {} not found.", kUnknownGuid));
+    fixture.send(storage_info_document(fixture.camera().device, kUnknownGuid, {1, 1, 1, 2}));
     simulator.settle();
-    trial.model().expect_log(
-        75, fmt::format("NorVane - operation {} in disk space response was not found.", kNobody));
-    trial.send(reservation_document(kNobody, "/tmp", "/tmp/"));
-    trial.send(clip_document(trial.camera().device, kNobody, {"/no.mp4", 1, 2, "x", 1}));
+    fixture.model().expect_log(
+        75, fmt::format("NorVane - operation {} in disk space response was not found.", kUnknownGuid));
+    fixture.send(reservation_document(kUnknownGuid, "/tmp", "/tmp/"));
+    fixture.send(clip_document(fixture.camera().device, kUnknownGuid, {"/no.mp4", 1, 2, "x", 1}));
     simulator.close();
 }
 
-/// Attributes that are wrong or missing silence their element.
-void without_effect(Trial& trial) {
-    trial.open();
-    trial.lose_and_find();
-    const std::string guid = trial.simulator().guid(trial.request().operation);
+/// An element with a wrong or missing attribute has no effect.
+void without_effect(CaseFixture& fixture) {
+    fixture.open();
+    fixture.lose_and_regain();
+    const std::string guid = fixture.simulator().guid(fixture.request().operation);
     for (
         const char* inside : {
             R"(<Codec><Encoder Number="1"><Channel Number="0" Connected="0"/></Encoder></Codec>)",
@@ -145,43 +145,47 @@ void without_effect(Trial& trial) {
         }) {
         std::string text = inside;
         if (const auto at = text.find('@'); at != std::string::npos) text.replace(at, 1, guid);
-        trial.send_inside(text);
+        fixture.send_inside(text);
     }
     for (const char* text : {"<Other/>", "<Pavo/>", "<Pavo><Storage><Reservation/></Storage></Pavo>"}) {
-        trial.send(text);
+        fixture.send(text);
     }
-    trial.simulator().close();
+    fixture.simulator().close();
 }
 
-/// Whatever is not 1 means lost, an element behind Device is a device, a return needs the loss's channel.
-void unusual_forms(Trial& trial) {
-    trial.open();
-    trial.model().on_channel(trial.camera().device, false, kLost);
-    trial.send(fmt::format(
+/// Any value but 1 means lost; an element after Device is a device; a return matches a loss of the same
+/// channel.
+void unusual_forms(CaseFixture& fixture) {
+    fixture.open();
+    fixture.model().on_channel(fixture.camera().device, false, kLost);
+    fixture.send(fmt::format(
         R"(<Pavo><Devices ID="{}"><Device Number="0"/><Other Number="{}"><Codec><Encoder Number="0">)"
         R"(<Channel Number="0" Connected="2" Time="{}"/></Encoder></Codec></Other></Devices></Pavo>)",
-        trial.camera().device.identifier, trial.camera().device.number, kLost));
-    trial.send_inside(
+        fixture.camera().device.identifier, fixture.camera().device.number, kLost));
+    fixture.send_inside(
         R"(<Codec><Encoder Number="0"><Channel Number="5" Connected="1" Time="9"/></Encoder></Codec>)");
-    trial.simulator().report(trial.camera(), true, kFound);
-    trial.model().on_channel(trial.camera().device, true, 9);  // the other channel's: connected twice
-    trial.simulator().close();
+    fixture.simulator().report(fixture.camera(), true, kFound);
+    fixture.model().on_channel(fixture.camera().device, true,
+                               9);  // a return of another channel: connected twice
+    fixture.simulator().close();
 }
 
 constexpr std::array kCases = {
-    Case{"conversation.nothing-to-fetch", "a camera that holds nothing ends the operation", nothing_to_fetch},
-    Case{"conversation.fails-twice", "a failure is tried again from its clip, the second drops", fails_twice},
-    Case{"conversation.second-try", "a second try that goes well", done_at_second_try},
+    Case{"conversation.nothing-to-fetch", "a camera without recordings ends the operation", nothing_to_fetch},
+    Case{"conversation.fails-twice",
+         "a failed retrieval is repeated from its clip; the second failure drops it", fails_twice},
+    Case{"conversation.second-try", "a second attempt that succeeds", done_at_second_try},
     Case{"conversation.no-reason", "a failure without code and clip", fails_without_reason},
-    Case{"conversation.in-order", "two cameras are served one behind the other", two_cameras_in_order},
-    Case{"conversation.later-fails", "a failure of a later operation asks for the first", later_one_fails},
-    Case{"conversation.lost-again", "losses during the current and a later operation", lost_while_fetching},
-    Case{"conversation.lost-twice", "a second loss keeps the first one's time", lost_twice},
-    Case{"conversation.not-supported", "a device that keeps no recordings is ignored", not_supported},
+    Case{"conversation.in-order", "two cameras are processed one after the other", two_cameras_in_order},
+    Case{"conversation.later-fails", "after a pending operation fails, the first one is requested",
+         later_one_fails},
+    Case{"conversation.lost-again", "losses during the current and a pending operation", lost_while_fetching},
+    Case{"conversation.lost-twice", "a second loss keeps the time of the first", lost_twice},
+    Case{"conversation.not-supported", "a device without recordings of its own is ignored", not_supported},
     Case{"conversation.removed", "a removed device is ignored from then on", removed},
-    Case{"conversation.unknown", "answers that name no operation", unknown_operation},
+    Case{"conversation.unknown", "answers with unknown GUIDs", unknown_operation},
     Case{"conversation.without-effect", "elements with wrong or missing attributes", without_effect},
-    Case{"conversation.unusual-forms", "other forms of a loss, a return of another channel", unusual_forms},
+    Case{"conversation.unusual-forms", "unusual forms of a loss, a return of another channel", unusual_forms},
 };
 
 }  // namespace

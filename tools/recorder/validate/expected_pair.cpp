@@ -16,10 +16,10 @@ using clip_maker::big, clip_maker::little, clip_maker::zeros;
 
 constexpr std::size_t kMapEntries = 32;
 constexpr std::uint32_t kNone = 0xFFFFFFFF;
-constexpr std::uint32_t kUnit = 32;  // packets are multiples of it
+constexpr std::uint32_t kUnit = 32;  // packet sizes are multiples of this
 
-/// One frame as a packet and as an index entry show it.
-struct Shown {
+/// The fields of one frame in its packet and its index entry.
+struct FrameFields {
     std::string payload;
     bool key = false;
     std::uint32_t date = 0;
@@ -44,16 +44,16 @@ std::string with_start_codes(std::string sample) {
     return sample;
 }
 
-std::vector<Shown> shown_frames(const clip_maker::Clip& clip, Seconds start) {
+std::vector<FrameFields> frame_fields(const clip_maker::Clip& clip, Seconds start) {
     namespace ch = std::chrono;
     const clip_maker::ClipTrack& track = clip.tracks.front();
     const double duration = !clip.duration ? 0.065
                                            : static_cast<double>(*clip.duration) /
                                                  (static_cast<double>(track.samples.size()) * clip.timescale);
-    std::vector<Shown> frames;
+    std::vector<FrameFields> frames;
     double offset = 0;
     for (const std::string& sample : track.samples) {
-        Shown frame;
+        FrameFields frame;
         const auto number = static_cast<std::uint32_t>(frames.size() + 1);
         frame.key = !track.sync || std::ranges::find(*track.sync, number) != track.sync->end();
         frame.payload = with_start_codes(sample);
@@ -89,24 +89,24 @@ std::string map_of(const clip_maker::Clip& clip, const std::string& input_name) 
     return map;
 }
 
-/// The standard's 33 bits with a marker behind each part.
+/// ISO/IEC 13818-1, 2.4.3.6: 33 bits, with a marker bit after each part.
 std::string stamp(unsigned prefix, std::uint64_t time) {
     return big(prefix << 4U | (time >> 30U & 7U) << 1U | 1U, 1) + big((time >> 15U & 0x7FFFU) << 1U | 1U, 2) +
            big((time & 0x7FFFU) << 1U | 1U, 2);
 }
 
-/// Twenty-two bits in three bytes, two of them with a bit that is always set.
+/// Twenty-two bits in three bytes. One bit is always set in each of the first two.
 std::string size22(std::uint32_t size) {
     if (size == kNone) return big(0xFFFFFF, 3);
     return big(0x80U | size >> 15U, 1) + big((size >> 11U & 15U) << 4U | 8U | (size >> 8U & 7U), 1) +
            big(size & 0xFFU, 1);
 }
 
-unsigned flags_of(const Shown& frame, std::uint8_t kind) {
+unsigned flags_of(const FrameFields& frame, std::uint8_t kind) {
     return (kind & 0xFCU) | 0x1CU | (frame.key ? 1U : 2U);
 }
 
-std::string packet(const Shown& frame, std::uint32_t size_before, std::uint8_t kind) {
+std::string packet(const FrameFields& frame, std::uint32_t size_before, std::uint8_t kind) {
     const std::size_t padding = frame.size - kUnit - frame.payload.size();
     const std::uint64_t time = std::uint64_t{frame.time} * 90;
     return big(0x000001D0, 4) + big((frame.size - 6) & 0xFFFFU, 2) + big(0x80C117, 3) + stamp(3, time) +
@@ -115,31 +115,31 @@ std::string packet(const Shown& frame, std::uint32_t size_before, std::uint8_t k
            frame.payload + zeros(padding);
 }
 
-std::string data_of(const clip_maker::Clip& clip, const std::vector<Shown>& frames, std::uint8_t kind,
+std::string data_of(const clip_maker::Clip& clip, const std::vector<FrameFields>& frames, std::uint8_t kind,
                     const std::string& input_name) {
     std::string data = pack_header() + map_of(clip, input_name);
     std::uint32_t before = kNone;
-    for (const Shown& frame : frames) {
+    for (const FrameFields& frame : frames) {
         data += packet(frame, before, kind);
         before = frame.size;
     }
     return data;
 }
 
-/// Date and time of the first and the last frame of a run, as header, stream record and span end or begin.
-std::string dates(const Shown& first, const Shown& last) {
+/// Dates and times of the first and last frame, as in the header, the stream record and a span.
+std::string dates(const FrameFields& first, const FrameFields& last) {
     return little(first.date, 2) + little(last.date, 2);
 }
-std::string times(const Shown& first, const Shown& last) {
+std::string times(const FrameFields& first, const FrameFields& last) {
     return little(first.time, 4) + little(last.time, 4);
 }
 
-std::string entries_of(const std::vector<Shown>& frames, std::uint8_t kind) {
+std::string entries_of(const std::vector<FrameFields>& frames, std::uint8_t kind) {
     std::string entries;
     std::uint32_t position = 0;
     std::uint32_t distance = 0;
     for (std::size_t i = 0; i < frames.size(); ++i) {
-        const Shown& frame = frames[i];
+        const FrameFields& frame = frames[i];
         distance = frame.key ? 0 : distance + 1;
         const std::uint32_t units = frame.size / kUnit;
         entries += zeros(2) + big(flags_of(frame, kind), 1) + big(0xC0, 1) + little(units & 0xFFFFU, 2) +
@@ -151,15 +151,16 @@ std::string entries_of(const std::vector<Shown>& frames, std::uint8_t kind) {
     return entries;
 }
 
-/// A run ends at another date and where a second or more is missing, or time goes back.
-std::vector<std::string> spans_of(const std::vector<Shown>& frames, std::uint8_t kind) {
+/// A span ends before a frame with another date, an earlier time, or a time more than a second later.
+std::vector<std::string> spans_of(const std::vector<FrameFields>& frames, std::uint8_t kind) {
     std::vector<std::string> spans;
     for (auto first = frames.begin(); first != frames.end();) {
-        const auto broken = std::adjacent_find(first, frames.end(), [](const Shown& a, const Shown& b) {
-            return a.date != b.date || b.time < a.time || b.time - a.time > 1000;
-        });
+        const auto broken =
+            std::adjacent_find(first, frames.end(), [](const FrameFields& a, const FrameFields& b) {
+                return a.date != b.date || b.time < a.time || b.time - a.time > 1000;
+            });
         const auto end = broken == frames.end() ? broken : broken + 1;
-        const Shown& last = *(end - 1);
+        const FrameFields& last = *(end - 1);
         spans.push_back(zeros(1) + big(kind & 0xE0U, 1) + zeros(2) + dates(*first, last) +
                         times(*first, last));
         first = end;
@@ -167,7 +168,7 @@ std::vector<std::string> spans_of(const std::vector<Shown>& frames, std::uint8_t
     return spans;
 }
 
-std::string index_of(const std::vector<Shown>& frames, std::uint8_t kind) {
+std::string index_of(const std::vector<FrameFields>& frames, std::uint8_t kind) {
     const auto count = static_cast<std::uint32_t>(frames.size());
     const std::vector<std::string> spans = spans_of(frames, kind);
     std::string index;
@@ -185,7 +186,7 @@ std::string index_of(const std::vector<Shown>& frames, std::uint8_t kind) {
 
 Pair expected_pair(const clip_maker::Clip& clip, Seconds start, std::uint8_t kind,
                    const std::string& input_name) {
-    const std::vector<Shown> frames = shown_frames(clip, start);
+    const std::vector<FrameFields> frames = frame_fields(clip, start);
     return {data_of(clip, frames, kind, input_name), index_of(frames, kind)};
 }
 

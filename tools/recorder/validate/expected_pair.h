@@ -1,7 +1,7 @@
 #pragma once
 
-// The recording that a clip has to become, worked out from docs/recording-format.md and not with the code
-// that writes recordings.
+// The expected recording of a clip, computed from docs/recording-format.md without the code that writes
+// recordings.
 
 #include <string>
 
@@ -16,11 +16,11 @@ struct Pair {
     std::string index;
 };
 
-/// The pair for a clip that starts at an instant; kind is 0x80, 0x40 or 0.
+/// The pair for a clip with this start. kind is 0x80, 0x40 or 0.
 [[nodiscard]] Pair expected_pair(const clip_maker::Clip& clip, Seconds start, std::uint8_t kind,
                                  const std::string& input_name);
 
-/// "the same", or where the first byte differs.
+/// "the same", or the position of the first difference.
 [[nodiscard]] std::string difference(const std::string& found, const std::string& expected);
 
 }  // namespace recorder::validate

@@ -1,4 +1,4 @@
-// The order of the calls: the usual one, and what an unusual one leads to.
+// Unusual orders of the calls.
 
 #include <array>
 #include <thread>
@@ -15,8 +15,8 @@ namespace hr = host_records;
 /// The module without a callback, so that it sends nothing.
 class SilentModule : host_kit::ModuleLibrary, public host_kit::Module {
   public:
-    explicit SilentModule(const Trial& trial)
-        : ModuleLibrary(trial.module()), Module(ModuleLibrary::entry_points(), throw_module_fault) {}
+    explicit SilentModule(const CaseFixture& fixture)
+        : ModuleLibrary(fixture.module()), Module(ModuleLibrary::entry_points(), throw_module_fault) {}
 
     void load() const { Module::load(nullptr); }
     void run_main_loop() const {
@@ -35,23 +35,23 @@ class SilentModule : host_kit::ModuleLibrary, public host_kit::Module {
         host_kit::with<hr::CloseResult, hr::CloseResult::Status>(hr::kAccepted);
 };
 
-void before_load(Trial& trial) {
-    const SilentModule module(trial);
+void before_load(CaseFixture& fixture) {
+    const SilentModule module(fixture);
     module.require_refusing();
     module.run_main_loop();
     module.require_close();
     module.require_unload();
 }
 
-void before_open(Trial& trial) {
-    const SilentModule module(trial);
+void before_open(CaseFixture& fixture) {
+    const SilentModule module(fixture);
     module.load();
     module.require_refusing();
     module.require_unload();
 }
 
-void main_loop_first(Trial& trial) {
-    const SilentModule module(trial);
+void main_loop_first(CaseFixture& fixture) {
+    const SilentModule module(fixture);
     module.load();
     std::thread main_loop([&] { module.run_main_loop(); });
     module.open();
@@ -60,8 +60,8 @@ void main_loop_first(Trial& trial) {
     module.require_unload();
 }
 
-void after_close(Trial& trial) {
-    const SilentModule module(trial);
+void after_close(CaseFixture& fixture) {
+    const SilentModule module(fixture);
     module.load();
     module.open();
     std::thread main_loop([&] { module.run_main_loop(); });
@@ -72,30 +72,31 @@ void after_close(Trial& trial) {
     module.require_unload();
 }
 
-void without_main_loop(Trial& trial) {
-    const SilentModule module(trial);
+void without_main_loop(CaseFixture& fixture) {
+    const SilentModule module(fixture);
     module.load();
     module.open();
     module.require_close();
     module.require_unload();
-    require(text_of_file(trial.directory().state_file()).has_value(), "Close wrote no state file");
+    require(text_of_file(fixture.directory().state_file()).has_value(), "Close wrote no state file");
 }
 
-void again(Trial& trial) {
+void again(CaseFixture& fixture) {
     for (int i = 0; i < 2; ++i) {
-        trial.open();
-        trial.simulator().report(trial.camera(), false, kLost);
-        trial.simulator().close();
+        fixture.open();
+        fixture.simulator().report(fixture.camera(), false, kLost);
+        fixture.simulator().close();
     }
 }
 
 constexpr std::array kCases = {
-    Case{"order.before-load", "nothing happens before Load; messages are refused", before_load},
+    Case{"order.before-load", "calls before Load have no effect; messages are refused", before_load},
     Case{"order.before-open", "messages are refused between Load and Open", before_open},
     Case{"order.main-loop-first", "a main loop may run before Open", main_loop_first},
-    Case{"order.after-close", "a main loop ends at once after Close; messages are refused", after_close},
-    Case{"order.without-main-loop", "Close without a main loop returns and saves", without_main_loop},
-    Case{"order.again", "the module is loaded and closed a second time in one process", again},
+    Case{"order.after-close", "a main loop after Close returns at once; messages are refused", after_close},
+    Case{"order.without-main-loop", "Close without a main loop returns and saves the state",
+         without_main_loop},
+    Case{"order.again", "the module is loaded and closed twice in one process", again},
 };
 
 }  // namespace

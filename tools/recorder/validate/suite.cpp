@@ -28,13 +28,13 @@ using std::chrono::steady_clock;
 constexpr const char* kConversation = "conversation.txt";
 constexpr const char* kFinding = "finding.txt";
 
-struct Verdict {
+struct Result {
     std::string finding;  // empty for none
     bool could_not_run = false;
     double seconds = 0;
 };
 
-/// The cases that any of the words occurs in; all when there is no word.
+/// The cases whose name contains one of the words; all cases if there are no words.
 std::vector<Case> chosen_cases(const std::vector<std::string>& words) {
     std::vector<Case> cases = all_cases();
     if (words.empty()) return cases;
@@ -43,7 +43,7 @@ std::vector<Case> chosen_cases(const std::vector<std::string>& words) {
             return std::string_view(each.name).find(word) != std::string_view::npos;
         });
     });
-    if (cases.empty()) throw cli::CannotRun("no case has such a name; --list shows them");
+    if (cases.empty()) throw cli::CannotRun("--filter: no case has a matching name; --list shows all names");
     return cases;
 }
 
@@ -54,8 +54,8 @@ int list(const std::vector<Case>& cases) {
     return cli::kSuccess;
 }
 
-/// The case's own line, without what stands in front of every error; what a sanitizer or the system left
-/// there when there is no such line.
+/// The error message of the case. If there is none, the exit status and the first line with ERROR, such as a
+/// sanitizer's.
 std::string finding_in(const fs::path& errors, int status) {
     const std::string text = text_of_file(errors).value_or("");
     const std::string lead = fmt::format("{}: error: ", kProgram);
@@ -70,11 +70,11 @@ std::string finding_in(const fs::path& errors, int status) {
     return fmt::format("the process ended with {}{}{}", status, line.empty() ? "" : ": ", line);
 }
 
-Verdict try_case(const Options& options, const fs::path& directory, const Case& each) {
+Result run_in_process(const Options& options, const fs::path& directory, const Case& each) {
     namespace process = boost::process;
     const fs::path own = directory / each.name;
     fs::create_directories(own);
-    // Of a run before, whose end would show behind what is shorter.
+    // The output streams do not truncate files of an earlier run.
     for (const char* file : {kConversation, kFinding}) fs::remove(own / file);
     const std::vector<std::string> arguments = {
         kOneCase,
@@ -88,37 +88,37 @@ Verdict try_case(const Options& options, const fs::path& directory, const Case& 
                          process::std_in<process::null, process::std_out>(own / kConversation).string(),
                          process::std_err > (own / kFinding).string());
     child.wait();
-    Verdict verdict;
-    verdict.seconds = std::chrono::duration<double>(steady_clock::now() - begin).count();
+    Result result;
+    result.seconds = std::chrono::duration<double>(steady_clock::now() - begin).count();
     const int status = child.exit_code();
-    verdict.could_not_run = status == cli::kCannotRun;
-    if (status != cli::kSuccess) verdict.finding = finding_in(own / kFinding, child.native_exit_code());
-    return verdict;
+    result.could_not_run = status == cli::kCannotRun;
+    if (status != cli::kSuccess) result.finding = finding_in(own / kFinding, child.native_exit_code());
+    return result;
 }
 
-/// Prints the verdicts as they come.
+/// Prints each result at once.
 class Printer {
   public:
     explicit Printer(bool json) {
         if (json) list_.emplace(stdout, "cases");
     }
 
-    void add(const Case& each, const Verdict& verdict) {
-        ++(verdict.finding.empty() ? passed_ : found_);
+    void add(const Case& each, const Result& result) {
+        ++(result.finding.empty() ? passed_ : found_);
         if (list_) {
             list_->add({{"name", each.name},
                         {"checks", each.checks},
-                        {"conformant", verdict.finding.empty()},
-                        {"finding", verdict.finding.empty() ? cli::Json() : cli::Json(verdict.finding)},
-                        {"seconds", verdict.seconds}});
-        } else if (verdict.finding.empty()) {
+                        {"conformant", result.finding.empty()},
+                        {"finding", result.finding.empty() ? cli::Json() : cli::Json(result.finding)},
+                        {"seconds", result.seconds}});
+        } else if (result.finding.empty()) {
             fmt::print("ok       {}\n", each.name);
         } else {
-            fmt::print("FINDING  {}: {}\n", each.name, verdict.finding);
+            fmt::print("FINDING  {}: {}\n", each.name, result.finding);
         }
     }
 
-    /// The exit status.
+    /// Returns the exit status.
     int finish() {
         if (list_) {
             list_->finish({{"passed", passed_}, {"found", found_}});
@@ -151,13 +151,12 @@ int run_suite(const Options& options) {
     require_loadable(options.module);
     const WorkingDirectory directory(options.directory);
     Printer printer(options.json);
-    const auto work = [&](std::size_t i) { return try_case(options, directory.path(), cases[i]); };
-    const auto deliver = [&](std::size_t i, const Verdict& verdict) {
-        if (verdict.could_not_run)
-            throw cli::CannotRun(fmt::format("{}: {}", cases[i].name, verdict.finding));
-        printer.add(cases[i], verdict);
+    const auto work = [&](std::size_t i) { return run_in_process(options, directory.path(), cases[i]); };
+    const auto deliver = [&](std::size_t i, const Result& result) {
+        if (result.could_not_run) throw cli::CannotRun(fmt::format("{}: {}", cases[i].name, result.finding));
+        printer.add(cases[i], result);
     };
-    cli::OrderedJobs<Verdict>::run(cases.size(), options.jobs, work, deliver);
+    cli::OrderedJobs<Result>::run(cases.size(), options.jobs, work, deliver);
     if (!options.directory) {
         fs::current_path("/");
         fs::remove_all(directory.path());
@@ -170,14 +169,14 @@ int run_case(const Options& options) {
     const std::vector<Case> cases = all_cases();
     const auto chosen =
         std::ranges::find_if(cases, [&](const Case& each) { return each.name == options.filters.at(0); });
-    if (chosen == cases.end()) throw cli::CannotRun("there is no such case");
+    if (chosen == cases.end()) throw cli::CannotRun("no such case");
     Watchdog watchdog(patience);
     try {
-        Trial trial(options.module, patience, options.directory.value());
-        watchdog.guard(chosen->name, [&] { chosen->body(trial); });
+        CaseFixture fixture(options.module, patience, options.directory.value());
+        watchdog.guard(chosen->name, [&] { chosen->body(fixture); });
         return cli::kSuccess;
     } catch (const ModuleFault& fault) {
-        // Said at once: a plug-in that went wrong may not come back from being closed.
+        // Print and exit now: closing a faulty module may hang.
         cli::print_error(kProgram, fault.what());
         (void)std::fflush(nullptr);
         std::_Exit(cli::kFailure);

@@ -4,11 +4,11 @@
 
 namespace recorder::validate {
 
-/// Lists the cases, or tries the module with those that were asked for, each in a process of its own. Gives
-/// the exit status. Throws cli::CannotRun.
+/// Lists the chosen cases, or runs each in its own process. Returns the exit status. Throws cli::CannotRun.
 [[nodiscard]] int run_suite(const Options& options);
 
-/// The one case of such a process: its finding goes to standard error, the conversation to standard output.
+/// Runs one case in this process. Prints its finding to standard error and the conversation to standard
+/// output.
 [[nodiscard]] int run_case(const Options& options);
 
 }  // namespace recorder::validate

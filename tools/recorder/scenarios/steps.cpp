@@ -1,4 +1,4 @@
-#include "tools/recorder/scenarios/serving.h"
+#include "tools/recorder/scenarios/steps.h"
 
 #include <algorithm>
 
@@ -9,7 +9,7 @@
 namespace recorder {
 
 Camera make_camera(std::uint32_t number, const std::string& name) {
-    // The clip id in a file's name has room for twelve bits of the identifier and one byte of the number.
+    // The clip id in a file name contains only twelve bits of the identifier and one byte of the number.
     constexpr std::uint32_t kPerIdentifier = 200;
     constexpr std::uint32_t kFirstIdentifier = 0x00A10000;
     return {.device = {kFirstIdentifier + (number / kPerIdentifier << 16U), number % kPerIdentifier + 1},
@@ -18,31 +18,31 @@ Camera make_camera(std::uint32_t number, const std::string& name) {
             .storage = {}};
 }
 
-void introduce(HostSimulator& simulator, const Camera& camera, Seconds time) {
+void announce_connected(HostSimulator& simulator, const Camera& camera, Seconds time) {
     simulator.announce(camera);
     simulator.report(camera, true, time);
 }
 
-Seconds loss_for(const std::vector<Clip>& clips) {
-    Seconds lost = present() - kAgo;
+Seconds loss_time_for(const std::vector<Clip>& clips) {
+    Seconds lost = present() - kStep;
     for (const Clip& clip : clips) lost -= clip.seconds;
     return lost;
 }
 
-Camera lost_and_found(HostSimulator& simulator, const std::string& name, const std::vector<Clip>& clips) {
+Camera regained_camera(HostSimulator& simulator, const std::string& name, const std::vector<Clip>& clips) {
     Camera camera = make_camera(0, name);
-    const Seconds lost = loss_for(clips);
+    const Seconds lost = loss_time_for(clips);
     const Seconds found = camera.record(clips, lost);
-    introduce(simulator, camera, lost - kAgo);
+    announce_connected(simulator, camera, lost - kStep);
     simulator.report(camera, false, lost);
     simulator.report(camera, true, found);
     return camera;
 }
 
-void serve(HostSimulator& simulator, const Camera& camera, Request request) {
+void answer(HostSimulator& simulator, const Camera& camera, Request request) {
     const Operation* operation = simulator.operation(request);
     const auto clips =
-        operation == nullptr ? std::vector<StoredClip>() : camera.holdings(operation->start, operation->end);
+        operation == nullptr ? std::vector<StoredClip>() : camera.clips_in(operation->start, operation->end);
     switch (request.kind) {
         case Request::Kind::kStorageInfo:
             simulator.offer(camera, request, clips);
@@ -57,27 +57,27 @@ void serve(HostSimulator& simulator, const Camera& camera, Request request) {
     }
 }
 
-void serve_all(HostSimulator& simulator, const std::vector<Camera>& cameras) {
+void answer_all(HostSimulator& simulator, const std::vector<Camera>& cameras) {
     while (!simulator.requests().empty()) {
         const Request request = simulator.requests().front();
         const auto asked = std::find_if(cameras.begin(), cameras.end(), [&](const Camera& camera) {
             return camera.device == request.device;
         });
-        serve(simulator, *asked, request);
+        answer(simulator, *asked, request);
     }
     simulator.settle();
 }
 
-Request until_clips_are_asked(HostSimulator& simulator, const Camera& camera) {
+Request answer_until_clips_requested(HostSimulator& simulator, const Camera& camera) {
     while (simulator.requests().front().kind != Request::Kind::kRecordings) {
-        serve(simulator, camera, simulator.requests().front());
+        answer(simulator, camera, simulator.requests().front());
     }
     return simulator.requests().front();
 }
 
-void end_story(HostSimulator& simulator) {
+void finish_scenario(HostSimulator& simulator) {
     simulator.settle();
-    if (!simulator.model().all_done()) throw ModuleFault("the story ended with operations left to do");
+    if (!simulator.model().all_done()) throw ModuleFault("the scenario ended with pending operations");
     simulator.close();
 }
 

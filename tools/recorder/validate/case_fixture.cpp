@@ -1,4 +1,4 @@
-#include "tools/recorder/validate/trial.h"
+#include "tools/recorder/validate/case_fixture.h"
 
 #include <utility>
 
@@ -15,8 +15,8 @@ Conversation::Options conversation_options(const std::filesystem::path& director
 
 }  // namespace
 
-Trial::Trial(std::filesystem::path module, std::chrono::seconds patience,
-             const std::filesystem::path& directory)
+CaseFixture::CaseFixture(std::filesystem::path module, std::chrono::seconds patience,
+                         const std::filesystem::path& directory)
     : module_(std::move(module)),
       directory_(directory),
       conversation_(conversation_options(directory)),
@@ -25,37 +25,37 @@ Trial::Trial(std::filesystem::path module, std::chrono::seconds patience,
     directory_.clear();
 }
 
-void Trial::open() {
+void CaseFixture::open() {
     simulator_.open();
-    introduce(simulator_, camera_, kLost - 60);
+    announce_connected(simulator_, camera_, kLost - 60);
 }
 
-void Trial::lose_and_find(const Camera& camera, Seconds lost, Seconds found) {
+void CaseFixture::lose_and_regain(const Camera& camera, Seconds lost, Seconds found) {
     simulator_.report(camera, false, lost);
     simulator_.report(camera, true, found);
 }
 
-Request Trial::request() {
+Request CaseFixture::request() {
     simulator_.settle();
-    require(!simulator_.requests().empty(), "the plug-in asks for nothing");
+    require(!simulator_.requests().empty(), "the module sent no request");
     return simulator_.requests().front();
 }
 
-Request Trial::until_clips_are_asked() {
+Request CaseFixture::answer_until_clips_requested() {
     open();
     Clip clip = write_small_clip(directory_.temporary_directory() / "camera.mp4", 1);
-    clip.seconds = kFound - kLost;  // as the camera has it: there is something to fetch at every try
+    clip.seconds = kFound - kLost;  // covers the whole gap, so that every attempt has something to retrieve
     camera_.storage = {{clip, kLost}};
-    lose_and_find();
-    return recorder::until_clips_are_asked(simulator_, camera_);
+    lose_and_regain();
+    return recorder::answer_until_clips_requested(simulator_, camera_);
 }
 
-void Trial::finish(const Request& request) {
+void CaseFixture::finish(const Request& request) {
     simulator_.finish(camera_, request);
-    end_story(simulator_);
+    finish_scenario(simulator_);
 }
 
-void Trial::send_inside(const std::string& inside) {
+void CaseFixture::send_inside(const std::string& inside) {
     send(fmt::format(R"(<Pavo><Devices ID="{}"><Device Number="{}">{}</Device></Devices></Pavo>)",
                      camera_.device.identifier, camera_.device.number, inside));
 }
