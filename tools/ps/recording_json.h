@@ -6,7 +6,7 @@
 
 namespace ps_tool {
 
-/// A recording as every document shows it (docs/schemas/recording.json).
+/// A recording in JSON (docs/schemas/norvanepi-ps.schema.json).
 [[nodiscard]] cli::Json json_of(const reader::Report& report);
 
 /// The same with its curve, as `verify` shows it and `report` reads it.
