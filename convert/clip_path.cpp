@@ -8,7 +8,7 @@
 namespace norvane {
 namespace {
 
-constexpr std::uint32_t kFirstInput = 128;  // inputs are numbered from here
+constexpr std::uint32_t kFirstInput = 128;  // number of the first input
 
 }  // namespace
 

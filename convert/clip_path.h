@@ -1,6 +1,6 @@
 #pragma once
 
-// What a recording's path says: the output tree, the clip's local time, and who recorded it.
+// The path of a recording: output directory, local time of the clip, and clip id.
 
 #include <cstdint>
 #include <string>
@@ -9,19 +9,19 @@
 
 namespace norvane {
 
-/// The clip id of the file name: bits 16 to 27 of the devices identifier, the low byte of the device number,
+/// The clip id in the file name: bits 16 to 27 of the device identifier, the low byte of the device number,
 /// and the input.
 [[nodiscard]] std::uint32_t clip_id(const StreamRecord& request) noexcept;
 
-/// Seconds since 1970 of the clip's first frame. An instant: directory and file name show it in local time,
-/// the times inside the file in UTC, in every zone and on both sides of a clock change.
+/// Time of the clip's first frame in seconds since 1970 (UTC). Directory and file name show it in local time,
+/// the times inside the file are UTC.
 [[nodiscard]] std::int64_t time_base(const StreamRecord& request) noexcept;
 
 struct ClipPath {
-    std::string directory;  // outputDirectory + YYYY/MM/DD/HH, with no separator put between them
+    std::string directory;  // outputDirectory + YYYY/MM/DD/HH, joined without a separator
     std::string file_name;  // mmss-XXXXXXXXe.ps
 
-    [[nodiscard]] std::string whole() const { return directory + "/" + file_name; }
+    [[nodiscard]] std::string full() const { return directory + "/" + file_name; }
 };
 
 [[nodiscard]] ClipPath clip_path(const std::string& output_directory, std::int64_t time_base,

@@ -5,7 +5,7 @@
 
 #include "plugin/interfaces/command.h"
 
-/// The command that converts one clip with the parser it owns; without one it fails.
+/// Converts one clip with the parser that it owns. Fails without a parser.
 template <typename Parser>
 class VideoContainerConverterCommand final : public ICommand {
   public:

@@ -8,19 +8,19 @@
 
 namespace norvane {
 
-/// Names the UTC calendar time of frames. Asks the system once a minute of video, not once a frame; a minute
-/// because that is what no leap second and no zone file changes in the middle.
+/// Converts frame times to UTC calendar time. Caches the result per minute, because neither leap seconds nor
+/// zone rules change within a minute.
 class FrameCalendar {
   public:
-    /// Fills the frame's calendar fields from seconds since 1970, cut to the millisecond; false when the
-    /// calendar cannot name that instant.
+    /// Sets the frame's calendar fields from seconds since 1970, truncated to milliseconds. Returns false if
+    /// the time is outside the calendar's range.
     [[nodiscard]] bool set_time(PsFrame& frame, double time);
 
   private:
     [[nodiscard]] bool look_up(std::int64_t seconds);
 
-    std::optional<platform::CalendarTime> named_;  // the instant that was last asked for
-    std::int64_t named_at_ = 0;                    // seconds since 1970
+    std::optional<platform::CalendarTime> cached_;  // the last time that was looked up
+    std::int64_t cached_seconds_ = 0;               // seconds since 1970
 };
 
 }  // namespace norvane

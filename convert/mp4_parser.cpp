@@ -12,13 +12,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kRemovalWait{2000};
 
-constexpr std::uint32_t kVideoSlots = 16;
-constexpr std::uint8_t kVideoType = 0x85;
-constexpr std::uint8_t kAudioType = 0x90;
-constexpr std::uint8_t kVideoId = 0xD0;
-constexpr std::uint8_t kVideoIdWithCodec = 0xE0;
-constexpr std::uint8_t kAudioId = 0xC0;
-constexpr std::int32_t kPixelsPerUnit = 16;
+constexpr std::int32_t kPixelsPerUnit = kMapPixels;
 
 PsStreamDesc describe_video(const ChannelRecord& channel, std::uint32_t slot) {
     PsStreamDesc stream;
@@ -59,7 +53,7 @@ std::int32_t Mp4Parser::parse_container() {
     return result;
 }
 
-/// Everything but the source clip's end; the clip is closed when this returns.
+/// Closes the clip before it returns, so that the clip can then be removed.
 std::int32_t Mp4Parser::convert_clip() {
     const auto clip = context_.files.open_input(request_.sourceFile);
     if (check_file_format(clip.get())) {
@@ -110,12 +104,12 @@ std::int32_t Mp4Parser::convert_tracks(BoxReader& in) {
         }
         if (track.sample_descriptions.front().format == kMp4a) continue;
         switch (convert_track(track, in, static_cast<double>(time_base_), duration, sink)) {
-            case TrackEnd::kDone:
+            case TrackResult::kDone:
                 break;
-            case TrackEnd::kBadFrame:
+            case TrackResult::kBadFrame:
                 log_message(kLogError, "Bad frame size. Aborting parsing of mp4 container.\n");
                 return kBadTables;
-            case TrackEnd::kSinkFailed:
+            case TrackResult::kSinkFailed:
                 log_message(kLogError, "Error occured while writing frame to ps file - " + ps_path_ + ".\n");
                 return kNotConverted;
         }
@@ -139,7 +133,7 @@ std::string Mp4Parser::build_ps_path() {
     const ClipPath path = clip_path(request_.outputDirectory, time_base_, clip_id_);
     directory_ready_ =
         !context_.files.make_directory(path.directory, platform::FileSystem::Existing::kDirectory);
-    ps_path_ = path.whole();
+    ps_path_ = path.full();
     return ps_path_;
 }
 
@@ -155,14 +149,14 @@ PsStreamDescs Mp4Parser::stream_descriptions() const {
     return streams;
 }
 
-bool Mp4Parser::may_write_pair() {
+bool Mp4Parser::may_create_files() {
     if (context_.policy.replace_recording) return true;
     return !context_.files.open_input(ps_path_) && !context_.files.open_input(ps_path_ + "i");
 }
 
-bool Mp4Parser::open_pair() {
+bool Mp4Parser::open_files() {
     ps_close(*writer_);
-    if (!directory_ready_ || !may_write_pair()) return false;
+    if (!directory_ready_ || !may_create_files()) return false;
     writer_->data = context_.files.create_data(ps_path_);
     if (writer_->data == nullptr) return false;
     writer_->index = context_.files.create_index(ps_path_ + "i");
@@ -170,7 +164,7 @@ bool Mp4Parser::open_pair() {
 }
 
 std::int32_t Mp4Parser::open_ps_file(const std::string& path) {
-    if (!open_pair()) {
+    if (!open_files()) {
         ps_close(*writer_);
         return kPsNotOpened;
     }

@@ -18,7 +18,7 @@
 
 namespace norvane {
 
-/// What the stream map says of one writer slot.
+/// The stream map's description of one writer slot.
 struct ChannelRecord {
     std::uint32_t codec = 0;
     std::int32_t width = 0;   // pixels
@@ -30,13 +30,12 @@ struct ChannelRecord {
     std::string name;
 };
 
-/// What a conversion may do besides writing a recording where none is.
 struct ConversionPolicy {
-    bool remove_clip = true;        // once it was read, whatever came of it
-    bool replace_recording = true;  // one that stands at the path already
+    bool remove_clip = true;        // after the conversion, whether it succeeded or not
+    bool replace_recording = true;  // overwrite an existing recording
 };
 
-/// What a conversion works with. Files and waits are not owned and have to outlive the parser.
+/// The environment of a conversion. Files and sleeper are not owned and must outlive the parser.
 struct ConversionContext {
     platform::FileSystem& files;
     platform::Sleeper& sleeper;
@@ -46,12 +45,12 @@ struct ConversionContext {
 
 /// Results of a conversion.
 inline constexpr std::int32_t kConverted = 0;
-inline constexpr std::int32_t kNotConverted = 1;  // no MP4 with sample tables, or the output failed
-inline constexpr std::int32_t kBadTables = 3;     // a mandatory table missing, or a bad NAL length
+inline constexpr std::int32_t kNotConverted = 1;  // not an MP4 with sample tables, or the output failed
+inline constexpr std::int32_t kBadTables = 3;     // a mandatory table is missing, or a NAL length is invalid
 
-/// Converts one downloaded MP4 clip into a recording of the host: joins the clip readers and the writer. The
-/// recording's index is completed and its files are closed when the parser is destroyed. Problems are logged;
-/// only an allocation failure leaves an operation as an exception, and the source clip then stays.
+/// Converts one downloaded MP4 clip into a recording for the host. The destructor completes the recording's
+/// index and closes its files. Problems are logged. The only exception is a failed allocation; the source
+/// clip is then kept.
 class Mp4Parser {
   public:
     Mp4Parser(const StreamRecord& request, ConversionContext context);
@@ -59,27 +58,27 @@ class Mp4Parser {
     Mp4Parser& operator=(const Mp4Parser&) = delete;
     virtual ~Mp4Parser();
 
-    /// Composes the recording's path and makes its directory. The path stands whatever became of the
-    /// directory; a failure there makes open_ps_file fail.
+    /// Builds the recording's path and creates its directory. If that fails, the path is returned anyway, and
+    /// open_ps_file fails.
     virtual std::string build_ps_path();
-    /// Writes one frame; length counts its bytes in the buffer, time is in seconds since 1970. False when it
-    /// could not be written, also when the calendar does not reach that far.
+    /// Writes the first `length` bytes of the buffer as one frame; `time` is in seconds since 1970. Returns
+    /// false if the write fails or the time is outside the calendar's range.
     virtual bool write_frame(bool key_frame, std::uint16_t group_counter, std::int64_t length, double time,
                              std::span<const platform::Byte> buffer);
-    /// Opens the pair at the path that build_ps_path made: 0, or the writer's code.
+    /// Opens both files at the path that build_ps_path returned. Returns 0 or the writer's error code.
     virtual std::int32_t open_ps_file(const std::string& path);
     virtual void log_message(std::int32_t level, const std::string& text);
-    /// Removes the source clip; tries once more, 2 seconds later, when it is not to be removed.
+    /// Removes the source clip. If that fails, tries once more after 2 seconds.
     virtual void delete_source_file();
 
-    /// Converts the clip and has it deleted, if the policy says so.
+    /// Converts the clip and removes it if the policy says so.
     std::int32_t parse_container();
 
-    /// True when the open clip is no MP4 file. One that could not be opened passes: the walk will find
-    /// nothing in it.
+    /// True if the open clip is not an MP4 file. False for a clip that could not be opened; its box walk will
+    /// find no tables.
     [[nodiscard]] static bool check_file_format(platform::InputFile* clip);
 
-    /// Opens the recording and converts every track but audio, in file order.
+    /// Opens the recording and converts all tracks except audio, in file order.
     std::int32_t process_stream(BoxReader& in);
 
     /// Fills the 32 channel records from the first track's first sample description.
@@ -92,8 +91,8 @@ class Mp4Parser {
     std::int32_t convert_tracks(BoxReader& in);
     std::int32_t convert_clip();
     [[nodiscard]] PsStreamDescs stream_descriptions() const;
-    [[nodiscard]] bool open_pair();
-    [[nodiscard]] bool may_write_pair();
+    [[nodiscard]] bool open_files();
+    [[nodiscard]] bool may_create_files();
 
     std::vector<SampleTables> tracks_;
     std::unique_ptr<PsWriter> writer_;

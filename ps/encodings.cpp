@@ -24,8 +24,16 @@ std::uint64_t get_time_stamp(std::span<const Byte, 5> from) noexcept {
 }
 
 std::uint16_t date16(std::uint32_t year, std::uint32_t month, std::uint32_t day) noexcept {
-    // Unsigned wrapping keeps years before 2000 right: 2^32 is a multiple of the 128 years that fit.
+    // Unsigned wrap-around is correct for years before 2000: 2^32 is a multiple of 128.
     return static_cast<std::uint16_t>(((year - 2000) % 128) * 512 + (month & 15) * 32 + (day & 31));
+}
+
+void put_date16(std::span<Byte, 2> to, std::uint16_t date) noexcept {
+    platform::store<std::endian::little>(to, date);
+}
+
+std::uint16_t get_date16(std::span<const Byte, 2> from) noexcept {
+    return platform::load<std::endian::little, std::uint16_t>(from);
 }
 
 void put_size22(std::span<Byte, 3> to, std::uint32_t size) noexcept {

@@ -1,8 +1,8 @@
 #pragma once
 
-// Writes the host's recordings: a program-stream data file and the index file beside it. One context record,
-// plain functions that take it first, signed results, no exceptions. docs/recording-format.md describes both
-// files.
+// Writes recordings for the host: a program-stream data file and an index file with the same name plus "i".
+// Plain functions take the writer's context first and return a code; they report no error by exception.
+// docs/recording-format.md describes both files.
 
 #include <array>
 #include <cstdint>
@@ -17,33 +17,33 @@
 
 /// Results of the ps_ functions.
 inline constexpr std::int32_t kPsOk = 0;
-inline constexpr std::int32_t kPsRefused = -1;      // not open, bad slot or size, broken chain, index full
-inline constexpr std::int32_t kPsNotOpened = -2;    // for callers: a file could not be opened
+inline constexpr std::int32_t kPsRefused = -1;      // not open, bad slot or size, broken links, index full
+inline constexpr std::int32_t kPsNotOpened = -2;    // for the caller's use: a file could not be opened
 inline constexpr std::int32_t kPsSeekFailed = -3;   // a position query
 inline constexpr std::int32_t kPsWriteFailed = -5;  // a short or failed write to either file
 
-/// What the map says of the whole program. Copied, not interpreted.
+/// The map's description of the whole program. Copied, not interpreted.
 struct PsProgramInfo {
-    std::array<std::uint8_t, 4> code{};  // the first is the program code of every packet
-    std::array<std::uint8_t, 16> further{};
-    std::string name;  // at most 32 characters count; empty for none
+    std::array<std::uint8_t, 4> code{};  // the first one is also in every packet
+    std::array<std::uint8_t, 16> extra{};
+    std::string name;  // cut to 32 bytes
 };
 
-/// What the map says of one slot's stream.
+/// The map's description of one slot's stream.
 struct PsStreamDesc {
     std::uint8_t type = 0;
     std::uint8_t id = 0;
-    std::uint8_t width = 0;   // in 16-pixel units, for ids with a bit of 0x30
-    std::uint8_t height = 0;  // likewise
+    std::uint8_t width = 0;   // video only, in units of kMapPixels
+    std::uint8_t height = 0;  // video only, in units of kMapPixels
     std::uint8_t first_index_byte = 0;
-    std::string name;  // at most 32 characters count
+    std::string name;  // cut to 32 bytes
     std::uint8_t second_index_byte = 0;
-    std::uint16_t value_a = 0;  // for the other ids
-    std::uint16_t value_b = 0;
+    std::uint16_t value_a = 0;  // audio only
+    std::uint16_t value_b = 0;  // audio only
 };
 using PsStreamDescs = std::array<PsStreamDesc, kSlots>;
 
-/// One frame to be written.
+/// One frame to write.
 struct PsFrame {
     std::uint16_t slot = 0;
     std::uint8_t picture_type = 0;  // kKeyFrame or kOtherFrame
@@ -54,50 +54,49 @@ struct PsFrame {
     std::uint32_t minute = 0;
     std::uint32_t second = 0;
     std::uint32_t millisecond = 0;
-    std::uint8_t recording_kind = 0;  // top six bits to the packet, top three classify it in the index
+    std::uint8_t recording_kind = 0;  // the top six bits go into the packet, the top three into the index
     std::span<const platform::Byte> payload;
 };
 
-/// The writer's context. Closed: no files, open_flag false. Open: both files set, open_flag set by the caller
-/// and ps_open returned 0; it stays open across failed writes too.
+/// The writer's context. Closed: no files, open_flag false. Open: the caller has set both files and
+/// open_flag, and ps_open has returned kPsOk. A failed write does not close it.
 struct PsWriter {
     std::unique_ptr<platform::IndexFile> index;
     std::unique_ptr<platform::DataFile> data;
     std::int64_t data_start = 0;  // offset of the first packet
-    std::int64_t data_end = 0;    // where the next one goes; nobody else writes to the file
+    std::int64_t data_end = 0;    // offset of the next packet; no one else may write to the file
     bool open_flag = false;
 
     PsiHeader::Bytes header{};
     std::array<PsiStreamRecord::Bytes, kSlots> streams{};
-    std::array<PsiFrameEntry::Bytes, kSlots> last_entries{};  // each slot's last one, as it stands on disk
+    std::array<PsiFrameEntry::Bytes, kSlots> last_entries{};  // the last one of each slot, as in the file
     std::array<std::uint16_t, kSlots> key_distance{};
-    std::uint32_t previous_size = 0;  // of the packet before, kNoSize for none; set by ps_writer_init
+    std::uint32_t previous_size = 0;  // of the previous packet; kNoSize before the first
     std::uint8_t program_code = 0;
     std::array<std::uint8_t, kSlots> id_of_slot{};
     std::array<PsiSpan::Bytes, kSlots> open_spans{};
     SpanList closed_spans;
 };
 
-/// Makes a fresh writer of it. Call it once, before anything else.
+/// Initializes a writer. Call it once, before any other function.
 void ps_writer_init(PsWriter& writer);
 
-/// ps_close, and gives back what memory the writer holds.
+/// Calls ps_close and releases the writer's memory.
 void ps_writer_destroy(PsWriter& writer);
 
-/// Writes the fixed beginning of both files. The caller has opened them into the writer and set the open
-/// flag; every failure closes the writer.
+/// Writes the fixed beginning of both files. The caller has opened them, stored them in the writer and set
+/// open_flag. Any failure closes the writer.
 [[nodiscard]] std::int32_t ps_open(PsWriter& writer, const PsProgramInfo& program,
                                    const PsStreamDescs& streams);
 
-/// Indexes one frame and writes its packet, frames of a slot in the order of presentation. When it fails,
-/// indexing has left nothing in the data file; a failed data write leaves an entry whose packet is
-/// incomplete.
+/// Adds one frame to the index, then writes its packet. If the index write fails, the data file is unchanged.
+/// If the data write fails, the index has an entry whose packet is incomplete.
 [[nodiscard]] std::int32_t ps_write_frame(PsWriter& writer, const PsFrame& frame);
 
-/// Completes the index (spans, counts, first and last times) and closes both files; the writer can then take
-/// a new pair. Does nothing to a closed writer.
+/// Completes the index (spans, counts, first and last times) and closes both files. The writer can then be
+/// opened again. Does nothing to a closed writer.
 void ps_close(PsWriter& writer);
 
-/// Appends the parts to the data file in one write, which is not resumed: the count of bytes written, or -1
-/// for none.
+/// Appends the parts to the data file in one write and returns the number of bytes written, -1 for none. A
+/// short write is not resumed.
 [[nodiscard]] std::int64_t ps_write_all(PsWriter& writer, const platform::DataFile::Parts& parts);

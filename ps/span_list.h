@@ -7,17 +7,18 @@
 #include "platform/file.h"
 #include "ps/index_layout.h"
 
-/// The closed spans of a recording, in the order they were closed. Kept in blocks: a clip of slow frames has
-/// a span for every frame, and growing must neither move nor double them.
+/// The closed spans of a recording, in the order they were closed. Stored in blocks, so that growing neither
+/// moves nor doubles the memory: a clip with slow frames has one span per frame.
 class SpanList {
   public:
-    /// Throws only when memory is short, and is then as it was.
+    /// Throws std::bad_alloc and leaves the list unchanged if memory runs out.
     void add(PsiSpan::View span);
 
     [[nodiscard]] std::uint64_t size() const noexcept { return size_; }
     void clear() noexcept;
 
-    /// Writes all of them from a position on, a block at a time; false at the first that cannot be written.
+    /// Writes all spans at the position, one block per call. Stops and returns false at the first failed
+    /// write.
     [[nodiscard]] bool write(platform::IndexFile& file, std::uint64_t position) const;
 
   private:

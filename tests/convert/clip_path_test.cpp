@@ -6,12 +6,12 @@ namespace {
 
 std::string path_at(std::int64_t seconds, const std::string& zone) {
     const TimeZone here(zone);
-    return norvane::clip_path("/data/video/", seconds, 0x00A10380).whole();
+    return norvane::clip_path("/data/video/", seconds, 0x00A10380).full();
 }
 
 }  // namespace
 
-TEST(ClipPathTest, ClipIdIsMadeOfDevicesNumberAndInput) {
+TEST(ClipPathTest, ClipIdConsistsOfDeviceNumberAndInput) {
     StreamRecord request;
     request.identifier = 0x00A10000;
     request.deviceNumber = 3;
@@ -34,11 +34,11 @@ TEST(ClipPathTest, PathShowsLocalTime) {
     }
     EXPECT_EQ(path_at(0xFFFFFFFF, "UTC0"), "/data/video/2106/02/07/06/2815-00A10380e.ps");
     const TimeZone utc("UTC0");
-    EXPECT_EQ(norvane::clip_path("/data/video", 0, 0xFABC).whole(),
+    EXPECT_EQ(norvane::clip_path("/data/video", 0, 0xFABC).full(),
               "/data/video1970/01/01/00/0000-0000FABCe.ps");
 }
 
-TEST_F(ConvertTest, TimesInTheFileStayUtcWhateverTheZone) {
+TEST_F(ConvertTest, TimesInTheFileAreUtcInAnyZone) {
     const std::pair<std::uint32_t, const char*> starts[] = {{1'540'686'600, "2018-10-28 00:30:00.000"},
                                                             {1'540'690'200, "2018-10-28 01:30:00.000"}};
     for (const std::string zone : {kCentralEurope, "XYZ-9:30"}) {
@@ -46,7 +46,7 @@ TEST_F(ConvertTest, TimesInTheFileStayUtcWhateverTheZone) {
         for (const auto& [start, utc] : starts) {
             request.startSeconds = start;
             ASSERT_EQ(convert(make_clip(three_frames())), norvane::kConverted);
-            const std::string path = norvane::clip_path("out/", start, 0x00A10380).whole();
+            const std::string path = norvane::clip_path("out/", start, 0x00A10380).full();
             EXPECT_EQ(RecordingView(files.at(path), files.at(path + "i")).time(0), utc) << zone;
         }
     }

@@ -9,8 +9,8 @@
 #include "tests/support/recording_view.h"
 #include "tests/support/time_zone.h"
 
-/// Conversions in memory. Everything that happens is told in one story: log lines with their level in front,
-/// changes in the tree of files.
+/// Runs conversions in memory and records all events in one text: log lines, prefixed with their level, and
+/// file system changes.
 class ConvertTest : public testing::Test {
   protected:
     ConvertTest() {
@@ -21,21 +21,21 @@ class ConvertTest : public testing::Test {
         request.deviceNumber = 3;
         request.startSeconds = 1'529'683'509;  // 2018-06-22 16:05:09 UTC
         request.flags = 0x80;
-        files.note = [this](const std::string& what) { tell(what); };
+        files.note = [this](const std::string& what) { add_event(what); };
     }
 
     /// Converts the clip and closes the recording.
     std::int32_t convert(const std::string& clip) {
         files.put("clip.mp4", clip);
-        story.clear();
+        events.clear();
         norvane::Mp4Parser parser(request, context());
         return parser.parse_container();
     }
 
-    /// Converts the clip; the result and everything that happened have to be these.
-    void expect(const std::string& clip, std::int32_t result, const std::string& told) {
+    /// Converts the clip and checks the result and the events.
+    void expect(const std::string& clip, std::int32_t result, const std::string& expected_events) {
         EXPECT_EQ(convert(clip), result);
-        EXPECT_EQ(story, told);
+        EXPECT_EQ(events, expected_events);
         EXPECT_EQ(files.output.open_files, 0);
     }
 
@@ -44,27 +44,27 @@ class ConvertTest : public testing::Test {
 
     norvane::ConversionContext context() {
         return {files, sleeper, [this](std::int32_t level, const std::string& text) {
-                    tell(std::to_string(level) + " " + text);
+                    add_event(std::to_string(level) + " " + text);
                 }};
     }
 
     const std::string kRecording = "out/2018/06/22/16/0509-00A10380e.ps";
 
-    std::string story;
+    std::string events;
     MemoryFiles files;
     StreamRecord request;
     InstantSleeper sleeper;
 
   private:
-    void tell(const std::string& what) {
-        story += what;
-        if (story.back() != '\n') story += '\n';
+    void add_event(const std::string& what) {
+        events += what;
+        if (events.back() != '\n') events += '\n';
     }
 
     TimeZone zone_{"UTC0"};
 };
 
-/// Three frames, the first and the last of them key frames.
+/// Three frames; the first and the last are key frames.
 inline ClipTrack three_frames() {
     return {.samples = {nal("first"), nal("second frame"), nal("third")}, .sync = {{1, 3}}};
 }

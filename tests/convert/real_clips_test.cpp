@@ -1,5 +1,5 @@
-// Clips as encoders make them, on a real disk: what the recording holds has to decode to the clip's own
-// pictures.
+// Converts clips from a real encoder, on a real disk. The recording must decode to the same pictures as the
+// clip.
 
 #include <cstdlib>
 
@@ -27,7 +27,7 @@ class RealClipsTest : public testing::Test {
         ASSERT_EQ(std::system(line.c_str()), 0) << line;
     }
 
-    /// A hash of every picture, in the order they are shown.
+    /// A hash of every decoded picture, in display order.
     std::vector<std::string> pictures(const std::string& input) {
         const std::string command = "ffmpeg -nostdin -v error -y" + input +
                                     " -map 0:v -fps_mode passthrough -f framemd5 " + (directory / "hashes");
@@ -48,19 +48,19 @@ class RealClipsTest : public testing::Test {
 
     RecordingView view() const { return {read_file(recording), read_file(recording + "i")}; }
 
-    /// Makes a clip, converts it, and compares what both show.
+    /// Encodes a clip, converts it, and compares the decoded pictures.
     void expect_same_pictures(const std::string& options, const std::string& encoder_options = "") {
         SCOPED_TRACE(options + encoder_options);
         make_clip(options, encoder_options);
-        const auto shown_by_clip = pictures(" -ignore_editlist 1 -i " + request.sourceFile);
-        ASSERT_EQ(shown_by_clip.size(), 30U);
+        const auto expected = pictures(" -ignore_editlist 1 -i " + request.sourceFile);
+        ASSERT_EQ(expected.size(), 30U);
         ASSERT_EQ(convert(), norvane::kConverted) << log;
         const RecordingView result = view();
         EXPECT_EQ(result.fault(), "");
         std::string stream;
         for (const std::string& frame : result.payloads()) stream += frame;
         write_file(directory / "stream.h264", stream);
-        EXPECT_EQ(pictures(" -f h264 -i " + (directory / "stream.h264")), shown_by_clip);
+        EXPECT_EQ(pictures(" -f h264 -i " + (directory / "stream.h264")), expected);
         ASSERT_EQ(result.entries.size(), 30U);
         for (std::size_t i = 0; i < 30; ++i) EXPECT_EQ(result.entries[i].key_distance, i % 10) << i;
     }
@@ -75,7 +75,7 @@ class RealClipsTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(RealClipsTest, RecordingShowsTheClipsPicturesWhateverIsAroundThem) {
+TEST_F(RealClipsTest, RecordingDecodesToTheClipsPictures) {
     expect_same_pictures("");
     expect_same_pictures("", " -movflags +faststart");
     expect_same_pictures(" --audio");
@@ -91,7 +91,7 @@ TEST_F(RealClipsTest, FragmentedClipIsRefused) {
     EXPECT_FALSE(boost::filesystem::exists(request.outputDirectory));
 }
 
-TEST_F(RealClipsTest, PathsMayBeLongAndNeedNotBeText) {
+TEST_F(RealClipsTest, PathsMayBeLongAndContainInvalidUtf8) {
     request.outputDirectory = directory.path();
     for (int i = 0; i < 12; ++i)
         request.outputDirectory += "/" + std::string(200, static_cast<char>('a' + i));

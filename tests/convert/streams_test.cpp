@@ -8,7 +8,7 @@ const Payloads kThreeFrames = {in_frame("first"), in_frame("second frame"), in_f
 
 }  // namespace
 
-TEST_F(ConvertTest, MapHoldsThePictureSizeAndTheInputsNameInAllSlots) {
+TEST_F(ConvertTest, MapHasPictureSizeAndInputNameInAllSlots) {
     request.inputName = "exactly thirty-two characters---";
     request.flags2 = 6;
     ClipTrack track = three_frames();
@@ -26,19 +26,19 @@ TEST_F(ConvertTest, MapHoldsThePictureSizeAndTheInputsNameInAllSlots) {
     }
     const std::string packet = recording().packet(0);
     EXPECT_EQ(to_hex(packet.substr(3, 1)), "D0");
-    EXPECT_EQ(to_hex(packet.substr(27, 2)), "9D E0");  // recording kind and key picture; program code 2
+    EXPECT_EQ(to_hex(packet.substr(27, 2)), "9D E0");  // recording kind and key frame; program code 2
 
     request.inputName = std::string(200, 'n');
-    track.format = "hvc1";  // whatever is no sound is converted by the same rule
+    track.format = "hvc1";  // any format except audio is converted
     track.width = 65'535;
     track.height = 4'111;
     ASSERT_EQ(convert(make_clip(track)), norvane::kConverted);
-    EXPECT_EQ(to_hex(files.at(kRecording).substr(16 + 106 + 4, 2)), "FF 00");  // in 8 bits
+    EXPECT_EQ(to_hex(files.at(kRecording).substr(16 + 106 + 4, 2)), "FF 00");  // truncated to 8 bits
     EXPECT_EQ(files.at(kRecording).substr(16 + 106 + 26, 33), std::string(32, 'n') + "\x85");
     EXPECT_EQ(recording().payloads(), kThreeFrames);
 }
 
-TEST_F(ConvertTest, SecondVideoTrackFollowsAndStartsAgainAtTheClipsStart) {
+TEST_F(ConvertTest, SecondVideoTrackFollowsTheFirstAndRestartsAtTheClipsStart) {
     ClipTrack second{.samples = {nal("x"), nal("y")}, .sync = {{1}}};
     ASSERT_EQ(convert(make_clip(Clip{.tracks = {three_frames(), second}, .duration = 3'000})), 0);
     const RecordingView view = recording();
@@ -49,17 +49,17 @@ TEST_F(ConvertTest, SecondVideoTrackFollowsAndStartsAgainAtTheClipsStart) {
     EXPECT_EQ(view.time(3), "2018-06-22 16:05:09.000");
     EXPECT_EQ(view.time(4), "2018-06-22 16:05:10.000");  // a third of the movie, as in the first track
     EXPECT_EQ(view.entries[4].key_distance, 1U);
-    EXPECT_EQ(view.spans.size(), 2U);  // the time goes back
+    EXPECT_EQ(view.spans.size(), 2U);  // the time goes backwards
 }
 
-TEST_F(ConvertTest, AudioIsPassedOverAndInFrontSetsDurationAndPictureSize) {
+TEST_F(ConvertTest, AudioIsNotConvertedButAsFirstTrackSetsDurationAndPictureSize) {
     ClipTrack audio{.samples = Payloads(6, "sound"), .format = "mp4a", .sync = {{2}}};
     ASSERT_EQ(convert(make_clip(Clip{.tracks = {three_frames(), audio}, .duration = 3'000})), 0);
     EXPECT_EQ(recording().payloads(), kThreeFrames);
     EXPECT_EQ(recording().time(1), "2018-06-22 16:05:10.000");
-    EXPECT_EQ(recording().entries[1].key_distance, 1U);  // the sound's key frames are its own
+    EXPECT_EQ(recording().entries[1].key_distance, 1U);  // audio key frames do not count
 
-    audio.width = 160;  // whatever stands at that place of an audio entry
+    audio.width = 160;  // the bytes at this offset of an audio entry
     ASSERT_EQ(convert(make_clip(Clip{.tracks = {audio, three_frames()}, .duration = 3'000})), 0);
     EXPECT_EQ(recording().payloads(), kThreeFrames);
     EXPECT_EQ(recording().time(1), "2018-06-22 16:05:09.500");
@@ -70,9 +70,8 @@ TEST_F(ConvertTest, AudioIsPassedOverAndInFrontSetsDurationAndPictureSize) {
     EXPECT_EQ(recording().fault(), "");
 }
 
-TEST_F(ConvertTest, PlaceOfTheMediaAndFormOfItsSizeDoNotMatter) {
-    Clip clip{.tracks = {three_frames()},
-              .in_front = box("free", "") + box("uuid", "something of the maker's")};
+TEST_F(ConvertTest, PositionOfTheMediaDataAndFormOfItsSizeDoNotMatter) {
+    Clip clip{.tracks = {three_frames()}, .in_front = box("free", "") + box("uuid", "vendor-specific data")};
     clip.tracks[0].chunks = {1, 2};
     for (const int form : {0, 1, 2, 3}) {
         clip.media_in_front = form % 2 == 1;
@@ -82,7 +81,7 @@ TEST_F(ConvertTest, PlaceOfTheMediaAndFormOfItsSizeDoNotMatter) {
     }
 }
 
-TEST_F(ConvertTest, FramesPassMidnightAndTheirMillisecondsAreCut) {
+TEST_F(ConvertTest, FramesCrossMidnightAndMillisecondsAreTruncated) {
     request.startSeconds = 1'529'711'999;  // one second before
     const Clip clip{.tracks = {three_frames()}, .timescale = 10'000, .duration = 29'997};
     ASSERT_EQ(convert(make_clip(clip)), norvane::kConverted);

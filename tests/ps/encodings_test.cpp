@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ps/stream_layout.h"
 #include "tests/support/byte_text.h"
 
 namespace {
@@ -24,7 +25,7 @@ std::string size22(std::uint32_t size) {
 
 }  // namespace
 
-TEST(EncodingsTest, TimeStampsCarryPrefixAndMarkerBits) {
+TEST(EncodingsTest, TimeStampsHavePrefixAndMarkerBits) {
     EXPECT_EQ(time_stamp(3, 0), "31 00 01 00 01");
     EXPECT_EQ(time_stamp(1, 0x1FFFFFFFF), "1F FF FF FF FF");
     EXPECT_EQ(time_stamp(3, 7'775'999'910), "3F 3D F1 AF 4D");  // the last millisecond of a day
@@ -39,7 +40,7 @@ TEST(EncodingsTest, DatesRepeatAfter128Years) {
     EXPECT_EQ(date16(1999, 12, 31), 0xFF9F);
 }
 
-TEST(EncodingsTest, SizesComeBackFromTheirThreeBytes) {
+TEST(EncodingsTest, SizesSurviveARoundTripThroughThreeBytes) {
     EXPECT_EQ(size22(1056), "80 0C 20");
     EXPECT_EQ(size22(4'194'272), "FF FF E0");
     EXPECT_EQ(size22(0x2AAAA0), "D5 5A A0");
@@ -47,7 +48,7 @@ TEST(EncodingsTest, SizesComeBackFromTheirThreeBytes) {
     for (std::uint32_t size = 0; size < 1U << 22; size += 1'237) (void)size22(size);
 }
 
-TEST(EncodingsTest, StreamIdsNameTheirSlots) {
+TEST(EncodingsTest, StreamIdsMapToSlots) {
     const std::pair<std::uint8_t, std::uint8_t> ids[] = {{0xD0, 0}, {0xEF, 15}, {0xC0, 16}, {0xCF, 31}};
     for (const auto& [id, slot] : ids) EXPECT_EQ(slot_of_stream_id(id), slot);
 }

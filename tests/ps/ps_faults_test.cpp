@@ -7,7 +7,7 @@ namespace {
 
 class PsFaultsTest : public PsWriterTest {
   protected:
-    /// Opens a pair and writes packets of two slots, one larger than a piece. Stops at the first failure.
+    /// Opens a recording and writes packets to two slots. Stops at the first failure.
     std::int32_t write_a_few() {
         std::int32_t result = open();
         opened = result == kPsOk;
@@ -27,7 +27,7 @@ class PsFaultsTest : public PsWriterTest {
 
 }  // namespace
 
-TEST_F(PsFaultsTest, EveryFailingCallGivesItsCodeAndLeavesWhatWasWrittenFindable) {
+TEST_F(PsFaultsTest, EveryFailingCallReturnsItsCodeAndKeepsEarlierPacketsIndexed) {
     const std::map<std::string, std::int32_t> codes = {
         {"data write", kPsWriteFailed}, {"data position", kPsSeekFailed}, {"index write", kPsWriteFailed}};
     std::set<std::string> seen;
@@ -42,18 +42,19 @@ TEST_F(PsFaultsTest, EveryFailingCallGivesItsCodeAndLeavesWhatWasWrittenFindable
             if (opened && !failed.empty()) {
                 EXPECT_EQ(RecordingView(data(), index()).fault(true), "") << "call " << n;
             }
-            // What cannot be indexed is not written either.
+            // A packet that cannot be indexed is not written.
             if (opened && result != kPsOk && failed != "data write") {
                 EXPECT_EQ(data().size(), before_last);
             }
-            if (files.output.failed.empty()) break;  // not even while closing: all calls have been through
+            if (files.output.failed.empty())
+                break;  // all calls, including those of ps_close, have failed once
             seen.insert(failed);
         }
     }
     for (const auto& [call, code] : codes) EXPECT_TRUE(seen.contains(call)) << call << " is never made";
 }
 
-TEST_F(PsFaultsTest, BrokenChainAndFullIndexAreNotContinued) {
+TEST_F(PsFaultsTest, BrokenLinksAndAFullIndexAreRefused) {
     ASSERT_EQ(open(), kPsOk);
     ASSERT_EQ(write({}), kPsOk);
     PsiStreamRecord::LastEntry::put(writer.streams[0], 0xFFFFFFFF);
@@ -63,7 +64,7 @@ TEST_F(PsFaultsTest, BrokenChainAndFullIndexAreNotContinued) {
     PsiHeader::Entries::put(writer.header, 0);
 }
 
-TEST_F(PsFaultsTest, LinkThatIsOnDiskCountsAlsoWhereItsEntryIsNot) {
+TEST_F(PsFaultsTest, StreamRecordMatchesTheLinkInTheFileEvenIfItsEntryIsMissing) {
     for (const bool partly : {false, true}) {
         ASSERT_EQ(open(), kPsOk);
         ASSERT_EQ(write({}), kPsOk);

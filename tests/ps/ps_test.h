@@ -8,7 +8,7 @@
 #include "tests/support/memory_files.h"
 #include "tests/support/recording_view.h"
 
-/// Video in slots 0 to 15 and audio in the others, as recordings have them.
+/// The streams of an ordinary recording: video in slots 0 to 15, audio in the others.
 inline PsStreamDescs usual_streams() {
     PsStreamDescs streams;
     for (std::uint8_t slot = 0; slot < 32; ++slot) {
@@ -18,7 +18,7 @@ inline PsStreamDescs usual_streams() {
     return streams;
 }
 
-/// What a test says of a frame.
+/// A frame; tests set only the fields that matter.
 struct FrameSpec {
     std::uint16_t slot = 0;
     std::uint32_t at = 36'000'000;  // ms since midnight
@@ -28,7 +28,7 @@ struct FrameSpec {
     std::string payload = "payload";
 };
 
-/// A writer on two files in memory.
+/// A writer with two files in memory.
 class PsWriterTest : public testing::Test {
   protected:
     PsWriterTest() { ps_writer_init(writer); }
@@ -63,7 +63,7 @@ class PsWriterTest : public testing::Test {
         return to_hex(index().substr(at, length));
     }
 
-    /// Closes the writer and reads what it wrote; every finished recording has to be without fault.
+    /// Closes the writer, reads the recording and checks that it has no faults.
     RecordingView finished() {
         ps_close(writer);
         RecordingView view(data(), index());
@@ -72,7 +72,7 @@ class PsWriterTest : public testing::Test {
         return view;
     }
 
-    /// A whole recording of these frames.
+    /// Writes a complete recording.
     RecordingView recorded(const std::vector<FrameSpec>& frames) {
         EXPECT_EQ(open(), kPsOk);
         for (const FrameSpec& frame : frames) EXPECT_EQ(write(frame), kPsOk);

@@ -1,6 +1,6 @@
 #include "tests/ps/ps_test.h"
 
-TEST_F(PsWriterTest, PacketsArePaddedAndKnowTheSizeOfTheOneBeforeWhateverItsSlot) {
+TEST_F(PsWriterTest, PacketsArePaddedAndHaveTheSizeOfThePreviousPacketOfAnySlot) {
     const std::size_t lengths[] = {0, 1, 31, 32, 33};
     const char* headers[] = {"FF FF FF C0", "80 08 20 DF", "80 08 40 C1", "80 08 40 C0", "80 08 40 DF"};
     std::vector<FrameSpec> frames;
@@ -14,7 +14,7 @@ TEST_F(PsWriterTest, PacketsArePaddedAndKnowTheSizeOfTheOneBeforeWhateverItsSlot
     }
 }
 
-TEST_F(PsWriterTest, LengthFieldWrapsWhileTheOtherSizesStayTrue) {
+TEST_F(PsWriterTest, LengthFieldWrapsButTheOtherSizesAreComplete) {
     const RecordingView view = recorded({{.payload = std::string(65'504, 'a')},
                                          {.payload = std::string(65'505, 'b')},
                                          {.payload = std::string(2'097'120, 'c')}});
@@ -23,11 +23,11 @@ TEST_F(PsWriterTest, LengthFieldWrapsWhileTheOtherSizesStayTrue) {
     EXPECT_EQ(to_hex(view.packet(1).substr(4, 2)), "00 1A");
     EXPECT_EQ(to_hex(view.packet(1).substr(24, 3)), "82 08 20");
     EXPECT_EQ(view.entries[1].size, 65'568U);
-    EXPECT_EQ(index_hex(1088 + 64 + 4, 2), "00 00");  // 65,536 units in all 17 bits
+    EXPECT_EQ(index_hex(1088 + 64 + 4, 2), "00 00");  // 65,536 units need 17 bits
     EXPECT_EQ(index_hex(1088 + 64 + 26, 1), "01");
 }
 
-TEST_F(PsWriterTest, PacketsEndJustBelow4MiBAndARefusedOneLeavesNoTrace) {
+TEST_F(PsWriterTest, LargestPacketIsJustBelow4MiBAndARefusedOneChangesNothing) {
     ASSERT_EQ(open(), kPsOk);
     const std::string before = index();
     EXPECT_EQ(write({.picture = kOtherFrame, .payload = std::string(4'194'241, 'x')}), kPsRefused);
@@ -36,11 +36,11 @@ TEST_F(PsWriterTest, PacketsEndJustBelow4MiBAndARefusedOneLeavesNoTrace) {
     ASSERT_EQ(write({.picture = kOtherFrame, .payload = std::string(4'194'240, 'x')}), kPsOk);
     const RecordingView view = finished();
     EXPECT_EQ(view.entries.at(0).size, 4'194'272U);
-    EXPECT_EQ(view.entries.at(0).key_distance, 1U);  // the refused one does not count
+    EXPECT_EQ(view.entries.at(0).key_distance, 1U);  // the refused packet is not counted
     EXPECT_EQ(to_hex(view.packet(0).substr(21, 6)), "FF FF FF FF FF E0");
 }
 
-TEST_F(PsWriterTest, SpansEndAtGapsKindsDatesAndBackwardTimes) {
+TEST_F(PsWriterTest, SpansEndAtGapsNewKindsNewDatesAndBackwardTimes) {
     const struct {
         const char* what;
         FrameSpec second;
@@ -49,9 +49,9 @@ TEST_F(PsWriterTest, SpansEndAtGapsKindsDatesAndBackwardTimes) {
         {"1000 ms", {.at = 6'000}, 1},
         {"1001 ms", {.at = 6'001}, 2},
         {"same time", {.at = 5'000}, 1},
-        {"one back", {.at = 4'999}, 2},
+        {"1 ms earlier", {.at = 4'999}, 2},
         {"another kind", {.at = 5'000, .kind = 0x40}, 2},
-        {"below the bits of the kind", {.at = 5'000, .kind = 0x9C}, 1},
+        {"bits other than the kind", {.at = 5'000, .kind = 0x9C}, 1},
         {"midnight", {.at = 0, .date = {2018, 6, 23}}, 2},
         {"same time a day later", {.at = 5'000, .date = {2018, 6, 23}}, 2},
         {"another slot", {.slot = 1, .at = 5'000}, 2},
@@ -61,9 +61,9 @@ TEST_F(PsWriterTest, SpansEndAtGapsKindsDatesAndBackwardTimes) {
     }
 }
 
-TEST_F(PsWriterTest, SpansRunFromTheirFirstPacketToTheirLastInTheOrderTheyClosed) {
+TEST_F(PsWriterTest, SpansExtendFromFirstToLastPacketInTheOrderTheyClosed) {
     std::vector<FrameSpec> frames;
-    for (std::uint32_t i = 0; i < 600; ++i) {  // two packets a span
+    for (std::uint32_t i = 0; i < 600; ++i) {  // two packets per span
         frames.push_back({.slot = std::uint16_t(i / 2 % 3), .at = i / 2 * 2'000 + i % 2 * 900});
     }
     const RecordingView view = recorded(frames);
@@ -76,7 +76,7 @@ TEST_F(PsWriterTest, SpansRunFromTheirFirstPacketToTheirLastInTheOrderTheyClosed
     }
 }
 
-TEST_F(PsWriterTest, KeyDistancesCountPerSlot) {
+TEST_F(PsWriterTest, KeyDistancesAreCountedPerSlot) {
     const std::uint16_t slots[] = {0, 0, 0, 1, 0, 0, 1, 0, 0};
     const std::uint8_t pictures[] = {2, 1, 2, 2, 2, 3, 2, 0, 2};
     const std::uint32_t distances[] = {1, 0, 1, 1, 2, 3, 2, 0, 1, 0};
@@ -88,11 +88,11 @@ TEST_F(PsWriterTest, KeyDistancesCountPerSlot) {
     for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(view.entries[i].key_distance, distances[i]) << i;
 }
 
-TEST_F(PsWriterTest, ClosedWriterRefusesAndStartsFreshWithTheNextPair) {
+TEST_F(PsWriterTest, ClosedWriterRefusesFramesAndCanBeReopened) {
     ps_close(writer);
     EXPECT_EQ(write({}), kPsRefused);
     EXPECT_EQ(ps_write_index_header(writer), kPsRefused);
-    writer.index = files.create_index("a.psi");  // and the data file could not be opened
+    writer.index = files.create_index("a.psi");  // as if the data file could not be opened
     ps_close(writer);
     EXPECT_EQ(index(), "");
     ASSERT_EQ(open(), kPsOk);
