@@ -7,14 +7,15 @@
 #include "platform/bytes.h"
 #include "platform/file.h"
 
-/// Bounded big-endian reading of a clip, front to back with jumps. The one place that knows where the clip
-/// ends: a value past the end reads as zero bytes, and from then on the reader has failed and yields nothing
-/// but zeros until it is cleared. Reads go through a window that starts small after a jump and grows while
-/// reading stays sequential, so that scattered small samples do not cost a whole window each; what is peeked
-/// at is lent out of the window and so never copied.
+/// Reads big-endian values and bytes of a clip. Only this class checks bounds: bytes past the end read as
+/// zero, and the reader then stays in a failed state, where every read yields zeros, until clear() is called.
+///
+/// Reads go through a buffer, the window. It starts small after a seek and grows while reading is sequential,
+/// so that scattered small samples do not each load a full window. peek() returns a view into the window
+/// without copying.
 class BoxReader {
   public:
-    /// The file is not owned and may be null, which reads as an empty one.
+    /// Does not own the file. A null file reads as an empty one.
     explicit BoxReader(platform::InputFile* file) : file_(file), size_(file == nullptr ? 0 : file->size()) {}
 
     [[nodiscard]] std::uint8_t u8() { return integer<std::uint8_t>(); }
@@ -22,24 +23,24 @@ class BoxReader {
     [[nodiscard]] std::uint32_t u32() { return integer<std::uint32_t>(); }
     [[nodiscard]] std::uint64_t u64() { return integer<std::uint64_t>(); }
 
-    /// Fills the span; what the clip does not hold becomes zero and the reader fails.
+    /// Fills the span. If the clip ends earlier, the rest becomes zero and the reader fails.
     void read(std::span<platform::Byte> to);
 
-    /// The next count bytes where they stand in the window, fewer where the clip ends before (the reader has
-    /// then failed) or none of a failed reader. Does not move on. Valid until the reader is used again, but
-    /// for consume. A window that has to grow for it grows to `limit` bytes at most, or to what every clip
-    /// gets.
+    /// A view of the next `count` bytes, without moving past them. Shorter if the clip ends earlier, in which
+    /// case the reader fails; empty if it has already failed. Valid until the next call other than consume().
+    /// If the window must grow, it grows to at most `limit` bytes or the usual maximum, whichever is larger.
     [[nodiscard]] std::span<platform::Byte> peek(std::size_t count, std::size_t limit);
     [[nodiscard]] std::span<platform::Byte> peek(std::size_t count) { return peek(count, count); }
 
-    /// Moves past bytes that were peeked at and gives them away: whoever has them may overwrite them, and
-    /// they are read from the file again if somebody comes back.
+    /// Moves past `count` peeked bytes. The caller may overwrite them from now on: seeking back reads them
+    /// from the file again.
     void consume(std::size_t count) noexcept;
 
-    /// Moves forward, to the end of the clip at most. Nothing to a failed reader.
+    /// Moves forward, at most to the end of the clip. Does nothing in the failed state.
     void skip(std::uint64_t bytes);
 
-    /// Moves to an offset from the start of the file, which may lie past its end.
+    /// Moves to an offset from the start of the file, which may be past its end. Does nothing in the failed
+    /// state.
     void seek(std::uint64_t position);
 
     [[nodiscard]] bool ok() const noexcept { return ok_; }
@@ -70,8 +71,8 @@ class BoxReader {
 
     std::unique_ptr<platform::Byte[]> window_;
     std::size_t capacity_ = 0;
-    std::uint64_t window_at_ = 0;    // offset in the file of the window's first byte
-    std::uint64_t window_from_ = 0;  // from here on it still holds what the file has
-    std::uint64_t window_end_ = 0;   // and up to here
-    std::size_t next_fill_ = 0;      // bytes to ask for at the next refill
+    std::uint64_t window_offset_ = 0;  // file offset of the window's first byte
+    std::uint64_t valid_begin_ = 0;    // file offsets between which the window
+    std::uint64_t valid_end_ = 0;      // is identical to the file
+    std::size_t fill_size_ = 0;        // bytes that the last refill asked for
 };

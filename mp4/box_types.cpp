@@ -5,7 +5,7 @@
 
 namespace {
 
-/// The names' type codes in ascending order, for a binary search.
+/// The type codes of the names, sorted for binary search.
 template <std::size_t Count>
 constexpr std::array<BoxType, Count> sorted_types(const std::string_view (&names)[Count]) {
     std::array<BoxType, Count> types{};

@@ -1,12 +1,13 @@
 #pragma once
 
-// Every box type that a clip is compared with. The sets follow what recorders have always accepted, not the
-// standard's own hierarchy: "mvex" and "udta" are skipped whole, "meta", "styp" and "pdin" are walked into.
+// Every known box type. Which boxes are entered and which are skipped follows what recorders have always
+// accepted, not the standard's hierarchy: "mvex" and "udta" are skipped; "meta", "styp" and "pdin" are
+// entered.
 
 #include <cstdint>
 #include <string_view>
 
-/// A type code as the 32-bit big-endian integer that its four characters form in the file.
+/// The four characters of a type code, read as a big-endian integer.
 using BoxType = std::uint32_t;
 
 [[nodiscard]] constexpr BoxType box_type(std::string_view name) noexcept {
@@ -24,12 +25,12 @@ inline constexpr BoxType kStco = box_type("stco");
 inline constexpr BoxType kStss = box_type("stss");
 inline constexpr BoxType kStsd = box_type("stsd");
 
-/// Sample entry types: the one whose configuration is read, and the one whose track is passed over.
+/// Sample entry types. The configuration of an "avc1" entry is read; tracks of "mp4a" are not converted.
 inline constexpr BoxType kAvc1 = box_type("avc1");
 inline constexpr BoxType kMp4a = box_type("mp4a");
 
-/// Boxes whose payload is read as a sequence of boxes.
+/// True if the payload is read as a sequence of boxes.
 [[nodiscard]] bool is_container_box(BoxType type) noexcept;
 
-/// Boxes that are known and skipped whole, without a word.
+/// True for known boxes that are skipped without a log line.
 [[nodiscard]] bool is_skipped_box(BoxType type) noexcept;

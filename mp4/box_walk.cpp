@@ -11,13 +11,12 @@ namespace {
 /// ISO/IEC 14496-12, 4.2.
 struct BoxHeader {
     BoxType type = 0;
-    std::uint64_t payload = 0;  // bytes behind the header, as the header claims
+    std::uint64_t payload = 0;  // bytes after the header, according to the header
 };
 
-constexpr std::uint32_t kLargeSize = 1;  // the size is in the 64 bits behind the type
+constexpr std::uint32_t kLargeSize = 1;  // the size is in the 64 bits after the type
 
-/// Lengths that are too small for their own header wrap around: such a box in effect runs to the end of the
-/// file.
+/// A size smaller than its own header wraps around, so that such a box extends to the end of the file.
 std::optional<BoxHeader> read_header(BoxReader& in) {
     const std::uint32_t size = in.u32();
     const BoxType type = in.u32();
@@ -45,13 +44,13 @@ std::uint64_t read_box(BoxReader& in, std::uint64_t payload, Table& table) {
     return consumed;
 }
 
-/// Gives the bytes consumed, or nothing for a type that is not read. A later box of a kind replaces the
-/// earlier one.
+/// Returns the number of bytes consumed, or nothing for a type that is not read. A later box of the same type
+/// replaces the earlier one.
 std::optional<std::uint64_t> read_known_box(BoxReader& in, const BoxHeader& header, SampleTables& track) {
     switch (header.type) {
         case kFtyp:
             (void)in.u32();
-            return 4;  // the major brand; any will do
+            return 4;  // the major brand; any is accepted
         case kMvhd:
             return read_box<MvhdBox>(in, header.payload, track.movie_headers);
         case kStts:
@@ -71,7 +70,7 @@ std::optional<std::uint64_t> read_known_box(BoxReader& in, const BoxHeader& head
     }
 }
 
-/// Skips what a reader left of its box. A reader that went past the end is not called back.
+/// Skips the rest of the box. Does not move back if more than the box was consumed.
 void skip_rest(BoxReader& in, std::uint64_t payload, std::uint64_t consumed) {
     if (payload > consumed) in.skip(payload - consumed);
 }
@@ -85,7 +84,7 @@ bool is_mp4(BoxReader& in) {
 
 std::vector<SampleTables> gather_tracks(BoxReader& in,
                                         const std::function<void(const std::string&)>& on_unknown,
-                                        const std::function<void(const SeenBox&)>& on_box) {
+                                        const std::function<void(const BoxInfo&)>& on_box) {
     std::vector<SampleTables> tracks;
     SampleTables track;
     in.seek(0);

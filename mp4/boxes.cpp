@@ -5,33 +5,33 @@
 
 namespace {
 
-/// Where the payload ends, as far as a file can reach.
+/// The end of the payload, at most the end of the file.
 std::uint64_t end_of_box(const BoxReader& in, std::uint64_t payload) {
     return payload > in.left() ? in.position() + in.left() : in.position() + payload;
 }
 
-/// How many whole entries stand between the position and the end. The count is only the file's claim.
+/// The number of complete entries before the end, at most `count`. The count in the file may be wrong.
 std::uint64_t entries_that_fit(const BoxReader& in, std::uint32_t count, std::uint64_t end,
                                std::uint64_t entry_size) {
     const std::uint64_t room = end > in.position() ? end - in.position() : 0;
     return std::min<std::uint64_t>(count, room / entry_size);
 }
 
-/// One entry of a table. All tables that are nothing but a count and entries have entries of 32-bit words.
+/// One entry of a table whose entries consist of 32-bit words.
 template <typename Entry, std::size_t... Word>
 Entry entry_at(std::span<const platform::Byte> bytes, std::index_sequence<Word...>) {
     return Entry{platform::load<std::endian::big, std::uint32_t>(bytes.subspan(4 * Word).first<4>())...};
 }
 
-/// Reads as many of the claimed entries as stand whole before the end, many at a time.
+/// Reads the claimed entries that are complete before the end, in batches.
 template <typename Entry>
 void read_entries(BoxReader& in, std::uint32_t claimed, std::uint64_t end, std::vector<Entry>& table) {
     constexpr std::size_t kWords = sizeof(Entry) / 4;
-    constexpr std::size_t kAtOnce = 4'096;  // entries
+    constexpr std::size_t kBatchSize = 4'096;  // entries
     std::uint64_t left = entries_that_fit(in, claimed, end, sizeof(Entry));
     table.reserve(left);
     while (left > 0 && in.ok()) {
-        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, kAtOnce));
+        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, kBatchSize));
         auto bytes = std::span<const platform::Byte>(in.peek(wanted * sizeof(Entry)));
         in.consume(bytes.size());
         for (; bytes.size() >= sizeof(Entry); bytes = bytes.subspan(sizeof(Entry))) {
@@ -41,7 +41,7 @@ void read_entries(BoxReader& in, std::uint32_t claimed, std::uint64_t end, std::
     }
 }
 
-/// The boxes that are nothing but a count and its entries.
+/// Reads a box that consists of a count and its entries.
 template <typename Entry>
 std::uint64_t read_table(BoxReader& in, std::uint64_t payload, std::vector<Entry>& table) {
     if (payload == 0) return 0;
@@ -106,7 +106,7 @@ std::uint64_t StszBox::parse(BoxReader& in, std::uint64_t payload) {
 
 namespace {
 
-/// The AVC configuration box behind an "avc1" entry's fixed part.
+/// The AVC configuration box after the fixed part of an "avc1" entry.
 void read_avc_configuration(BoxReader& in, StsdEntry& entry) {
     entry.configuration_size = in.u32();
     entry.configuration_type = in.u32();
@@ -114,8 +114,8 @@ void read_avc_configuration(BoxReader& in, StsdEntry& entry) {
     entry.profile_indication = in.u8();
     entry.profile_compatibility = in.u8();
     entry.level_indication = in.u8();
-    entry.nal_length_size_minus_one = in.u8() & 0x03;  // behind 6 reserved bits
-    entry.sequence_parameter_sets = in.u8() & 0x1F;    // behind 3 reserved bits
+    entry.nal_length_size_minus_one = in.u8() & 0x03;  // after 6 reserved bits
+    entry.sequence_parameter_sets = in.u8() & 0x1F;    // after 3 reserved bits
     entry.sequence_parameter_set_length = in.u16();
     in.skip(entry.sequence_parameter_set_length);
     entry.picture_parameter_sets = in.u8();
@@ -146,8 +146,8 @@ StsdEntry read_sample_entry(BoxReader& in) {
 
 }  // namespace
 
-/// The first entry counts even where it runs past its box or the file: audio entries are often shorter than
-/// what is read of them. A further one counts only if it begins inside the box and is there whole.
+/// The first entry counts even if it extends past the box or the file: audio entries are often shorter than
+/// the layout read here. Any other entry counts only if it begins inside the box and is complete.
 std::uint64_t StsdBox::parse(BoxReader& in, std::uint64_t payload) {
     if (payload == 0) return 0;
     const std::uint64_t start = in.position();

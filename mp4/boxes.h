@@ -1,8 +1,7 @@
 #pragma once
 
-// One reader a box, in the standard's field order. Each reads its fields without looking at where its box
-// ends; the walk skips what is left of the box, and goes on from where the reader stopped when it went
-// further.
+// One class per box type. Each reads the fields in the standard's order and may read past the end of its box.
+// The walk then skips the rest of the box, or continues where the reader stopped if that is further.
 
 #include <cstdint>
 #include <vector>
@@ -10,7 +9,7 @@
 #include "mp4/box_reader.h"
 #include "mp4/sample_tables.h"
 
-/// Reads one box into one table. A reader is used once.
+/// Reads one box into one table. An object reads one box only.
 class Box {
   public:
     Box() = default;
@@ -18,11 +17,11 @@ class Box {
     Box& operator=(const Box&) = delete;
     virtual ~Box() = default;
 
-    /// Reads from behind the box header; the count of bytes consumed. A payload of 0 bytes reads nothing.
+    /// Starts after the box header. Returns the number of bytes consumed, 0 for an empty payload.
     virtual std::uint64_t parse(BoxReader& in, std::uint64_t payload) = 0;
 };
 
-/// Movie header, ISO/IEC 14496-12, 8.2.2, in both versions.
+/// Movie header, versions 0 and 1, ISO/IEC 14496-12, 8.2.2.
 class MvhdBox final : public Box {
   public:
     std::uint64_t parse(BoxReader& in, std::uint64_t payload) override;
@@ -50,7 +49,7 @@ class StszBox final : public Box {
     SampleSizes table;
 };
 
-/// A table of bare numbers: chunk offsets (ISO/IEC 14496-12, 8.7.5) and sync samples (8.6.2).
+/// A table of 32-bit numbers: chunk offsets (ISO/IEC 14496-12, 8.7.5) and sync samples (8.6.2).
 class NumbersBox : public Box {
   public:
     std::uint64_t parse(BoxReader& in, std::uint64_t payload) final;
@@ -59,8 +58,8 @@ class NumbersBox : public Box {
 class StcoBox final : public NumbersBox {};
 class StssBox final : public NumbersBox {};
 
-/// Sample descriptions, ISO/IEC 14496-12, 8.5.2 and 12.1.3; the AVC configuration is that of ISO/IEC
-/// 14496-15, 5.3.3.1, of which one sequence and one picture parameter set are passed over.
+/// Sample descriptions, ISO/IEC 14496-12, 8.5.2 and 12.1.3. The AVC configuration is the one of ISO/IEC
+/// 14496-15, 5.3.3.1; its first sequence and its first picture parameter set are skipped.
 class StsdBox final : public Box {
   public:
     std::uint64_t parse(BoxReader& in, std::uint64_t payload) override;

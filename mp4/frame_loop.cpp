@@ -11,20 +11,20 @@ constexpr double kDefaultDuration = 0.065;  // seconds
 
 }  // namespace
 
-double frame_duration(const SampleTables& first_record) {
+double frame_duration(const SampleTables& first_track) {
     std::uint64_t samples = 0;
-    for (const SttsEntry& entry : first_record.time_to_sample) samples += entry.sample_count;
-    if (first_record.movie_headers.empty() || samples == 0) return kDefaultDuration;
-    const MvhdEntry& movie = first_record.movie_headers.front();
+    for (const SttsEntry& entry : first_track.time_to_sample) samples += entry.sample_count;
+    if (first_track.movie_headers.empty() || samples == 0) return kDefaultDuration;
+    const MvhdEntry& movie = first_track.movie_headers.front();
     if (movie.timescale == 0 || movie.duration == 0) return kDefaultDuration;
     return static_cast<double>(movie.duration) /
            (static_cast<double>(samples) * static_cast<double>(movie.timescale));
 }
 
-TrackEnd convert_track(const SampleTables& track, BoxReader& in, double time_base, double duration,
-                       const FrameSink& sink) {
+TrackResult convert_track(const SampleTables& track, BoxReader& in, double time_base, double duration,
+                          const FrameSink& sink) {
     const std::uint32_t largest = track.sample_sizes.largest();
-    // A size table may claim anything: no sample can be larger than its clip.
+    // The size table may be wrong, but no sample is larger than its clip.
     const auto limit = static_cast<std::size_t>(std::min<std::uint64_t>(largest, in.size()));
     SampleCursor cursor(track);
     std::uint16_t group_counter = 1;
@@ -32,11 +32,11 @@ TrackEnd convert_track(const SampleTables& track, BoxReader& in, double time_bas
     while (const auto sample = cursor.next()) {
         if (sample->chunk_offset) in.seek(*sample->chunk_offset);
         const auto bytes = insert_nal_tags(sample->size, largest, limit, in);
-        if (!bytes) return TrackEnd::kBadFrame;
+        if (!bytes) return TrackResult::kBadFrame;
         if (!sink({sample->key_frame, group_counter, time_base + offset, *bytes}))
-            return TrackEnd::kSinkFailed;
+            return TrackResult::kSinkFailed;
         group_counter = sample->key_frame ? std::uint16_t{1} : static_cast<std::uint16_t>(group_counter + 1);
         offset += duration;
     }
-    return TrackEnd::kDone;
+    return TrackResult::kDone;
 }

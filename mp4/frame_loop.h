@@ -7,25 +7,25 @@
 #include "mp4/box_reader.h"
 #include "mp4/sample_tables.h"
 
-/// One sample in start-code form.
+/// One sample with start codes.
 struct Frame {
     bool key_frame = false;
-    std::uint16_t group_counter = 0;  // counts up from 1, which the frame behind every key frame has again
-    double time = 0;                  // seconds since 1970: the time base and the frame's offset in its track
+    std::uint16_t group_counter = 0;        // counts up; restarts at 1 after each key frame
+    double time = 0;                        // seconds since 1970: the time base plus the offset in the track
     std::span<const platform::Byte> bytes;  // valid until the sink returns
 };
 
-/// Takes a frame; false when it could not be written.
+/// Receives a frame. Returns false if the frame could not be written.
 using FrameSink = std::function<bool(const Frame&)>;
 
-/// How a track ended. Frames handed on before stay handed on.
-enum class TrackEnd { kDone, kBadFrame, kSinkFailed };
+/// How a conversion ended. After a failure, the frames before it have reached the sink.
+enum class TrackResult { kDone, kBadFrame, kSinkFailed };
 
-/// Seconds from a frame to the next, from the first record of a clip whatever track it belongs to: its movie
-/// duration over its sample count, or 0.065 when it does not tell.
-[[nodiscard]] double frame_duration(const SampleTables& first_record);
+/// Seconds per frame: the movie's duration divided by the number of samples in the first track, whatever kind
+/// of track that is. 0.065 if the clip does not state them.
+[[nodiscard]] double frame_duration(const SampleTables& first_track);
 
-/// Hands every sample of the track to the sink in decoding order. Time-to-sample deltas, composition offsets
-/// and edit lists play no part: every frame follows the one before by the duration.
-[[nodiscard]] TrackEnd convert_track(const SampleTables& track, BoxReader& in, double time_base,
-                                     double duration, const FrameSink& sink);
+/// Passes every sample of the track to the sink in decoding order. Ignores time-to-sample deltas, composition
+/// offsets and edit lists: each frame comes `duration` after the previous one.
+[[nodiscard]] TrackResult convert_track(const SampleTables& track, BoxReader& in, double time_base,
+                                        double duration, const FrameSink& sink);

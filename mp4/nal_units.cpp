@@ -1,13 +1,16 @@
 #include "mp4/nal_units.h"
 
+#include <algorithm>
+
+#include "mp4/nal_syntax.h"
+
 using platform::Byte;
 
 namespace {
 
-constexpr std::uint32_t kStartCode = 0x00000001;
-constexpr std::size_t kStartCodeSize = 4;
+constexpr std::size_t kTagSize = h264::kStartCode.size();
 
-/// The first count bytes of the sample, or nothing where they pass the limit or the clip's end.
+/// The first `count` bytes of the sample; nothing if they exceed the limit or the clip.
 std::optional<std::span<Byte>> sample_up_to(std::size_t count, std::size_t limit, BoxReader& in) {
     if (count > limit) return std::nullopt;
     const std::span<Byte> sample = in.peek(count, limit);
@@ -19,20 +22,20 @@ std::optional<std::span<Byte>> sample_up_to(std::size_t count, std::size_t limit
 
 std::optional<std::span<const Byte>> insert_nal_tags(std::uint32_t size, std::uint32_t largest_sample_size,
                                                      std::size_t limit, BoxReader& in) {
-    // One look at the whole sample, so that the window has it at once. Units that pass it ask for more.
+    // Peeking at the whole sample loads it at once. Units that exceed the sample load more below.
     auto sample = sample_up_to(size, limit, in);
-    std::size_t placed = 0;
-    while (sample && placed < size) {
-        sample = sample_up_to(placed + kStartCodeSize, limit, in);
+    std::size_t converted = 0;
+    while (sample && converted < size) {
+        sample = sample_up_to(converted + kTagSize, limit, in);
         if (!sample) break;
-        const auto prefix = sample->subspan(placed).first<kStartCodeSize>();
+        const auto prefix = sample->subspan(converted).first<kTagSize>();
         const auto length = platform::load<std::endian::big, std::uint32_t>(prefix);
         if (length > largest_sample_size) return std::nullopt;
-        platform::store<std::endian::big>(prefix, kStartCode);
-        placed += kStartCodeSize + std::size_t{length};
-        sample = sample_up_to(placed, limit, in);
+        std::ranges::copy(h264::kStartCode, prefix.begin());
+        converted += kTagSize + std::size_t{length};
+        sample = sample_up_to(converted, limit, in);
     }
     if (!sample) return std::nullopt;
-    in.consume(placed);
-    return sample->first(placed);
+    in.consume(converted);
+    return sample->first(converted);
 }

@@ -36,8 +36,8 @@ std::optional<Sample> SampleCursor::next() {
     return sample;
 }
 
-/// False when no chunk with samples is left. An entry of 0 samples a chunk is never left: its chunks yield
-/// nothing and so never advance the chunk number.
+/// False if there are no more samples. An entry with 0 samples per chunk ends the track: its chunks yield no
+/// sample that would advance the chunk number.
 bool SampleCursor::enter_chunk() {
     return next_chunk_ < track_.chunk_offsets.size() && track_.sample_to_chunk[entry_].samples_per_chunk != 0;
 }
@@ -49,14 +49,14 @@ void SampleCursor::leave_chunk() {
     if (begins_entry() && entry_ + 1 < track_.sample_to_chunk.size()) ++entry_;
 }
 
-/// Chunk numbers only grow until they wrap around, so the first chunks are walked beside them.
+/// Chunk numbers only grow, until they wrap around, so that one pass over the sorted first chunks is enough.
 bool SampleCursor::begins_entry() {
     if (chunk_number_ == 0) next_first_ = 0;
     while (next_first_ < first_chunks_.size() && first_chunks_[next_first_] < chunk_number_) ++next_first_;
     return next_first_ < first_chunks_.size() && first_chunks_[next_first_] == chunk_number_;
 }
 
-/// Sample numbers only grow, so the sync samples are walked beside them.
+/// Sample numbers only grow, so that one pass over the sorted sync samples is enough.
 bool SampleCursor::is_sync_sample() {
     if (sync_samples_.empty()) return true;
     const std::uint64_t number = next_sample_ + 1;

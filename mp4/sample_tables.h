@@ -1,6 +1,6 @@
 #pragma once
 
-// The tables of one track, as its boxes give them. ISO/IEC 14496-12, 8.2.2, 8.5.2, 8.6.1.2, 8.6.2, 8.7.3
+// The tables of one track, as stored in its boxes. ISO/IEC 14496-12, 8.2.2, 8.5.2, 8.6.1.2, 8.6.2, 8.7.3
 // to 8.7.5.
 
 #include <algorithm>
@@ -12,7 +12,7 @@
 #include "mp4/box_types.h"
 #include "platform/bytes.h"
 
-/// Movie header. Times are in seconds as stored, the duration in units of the time scale.
+/// Movie header. The times are in seconds, the duration is in units of the time scale.
 struct MvhdEntry {
     std::uint64_t creation_time = 0;
     std::uint64_t modification_time = 0;
@@ -24,7 +24,7 @@ struct SttsEntry {
     std::uint32_t sample_count = 0;
     std::uint32_t sample_delta = 0;
 };
-static_assert(sizeof(SttsEntry) == 2 * sizeof(std::uint32_t));  // as in the file: word for word
+static_assert(sizeof(SttsEntry) == 2 * sizeof(std::uint32_t));  // the same words as in the file
 
 struct StscEntry {
     std::uint32_t first_chunk = 0;
@@ -33,8 +33,8 @@ struct StscEntry {
 };
 static_assert(sizeof(StscEntry) == 3 * sizeof(std::uint32_t));
 
-/// One sample description, read with the layout of a visual sample entry whatever its format is. The
-/// configuration fields stay zero for any format but "avc1".
+/// One sample description, read with the layout of a visual sample entry for any format. The configuration
+/// fields are zero unless the format is "avc1".
 struct StsdEntry {
     std::uint32_t size = 0;
     BoxType format = 0;
@@ -44,10 +44,10 @@ struct StsdEntry {
     std::array<std::uint32_t, 3> pre_defined_words{};
     std::uint16_t width = 0;                  // pixels
     std::uint16_t height = 0;                 // pixels
-    std::uint32_t horizontal_resolution = 0;  // 16.16 pixels an inch
+    std::uint32_t horizontal_resolution = 0;  // pixels per inch, 16.16 fixed point
     std::uint32_t vertical_resolution = 0;
     std::uint32_t reserved_word = 0;
-    std::uint16_t frame_count = 0;  // frames a sample
+    std::uint16_t frame_count = 0;  // frames per sample
     std::array<platform::Byte, 8> compressor_name_head{};
     std::uint32_t configuration_size = 0;
     BoxType configuration_type = 0;
@@ -62,7 +62,7 @@ struct StsdEntry {
     std::uint16_t picture_parameter_set_length = 0;
 };
 
-/// Sizes in bytes of a track's samples in decoding order: a table, or one size for all of them.
+/// Sizes in bytes of a track's samples in decoding order: a table, or one size for all samples.
 class SampleSizes {
   public:
     SampleSizes() = default;
@@ -87,15 +87,14 @@ class SampleSizes {
     std::uint32_t count_of_all_ = 0;
 };
 
-/// A record is complete when its first five tables are all non-empty; sync samples and movie header are
-/// optional.
+/// Complete if the first five tables are not empty. Sync samples and movie headers are optional.
 struct SampleTables {
     std::vector<std::uint32_t> chunk_offsets;  // bytes from the start of the file
     SampleSizes sample_sizes;
     std::vector<StscEntry> sample_to_chunk;
     std::vector<SttsEntry> time_to_sample;
     std::vector<StsdEntry> sample_descriptions;
-    std::vector<std::uint32_t> sync_samples;  // numbers from 1; an empty table makes every sample one
+    std::vector<std::uint32_t> sync_samples;  // numbers from 1; if empty, every sample is one
     std::vector<MvhdEntry> movie_headers;
 
     [[nodiscard]] bool complete() const noexcept {

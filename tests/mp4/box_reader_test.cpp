@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Long enough for every size of window, and without a period that a wrong offset could hide in.
+/// Longer than the largest window. Not periodic, so that a wrong offset gives a different byte.
 std::string long_content() {
     std::string bytes(900'001, '\0');
     std::uint32_t state = 1;
@@ -26,7 +26,7 @@ std::string take(BoxReader& in, std::size_t count) {
 
 }  // namespace
 
-TEST(BoxReaderTest, ReadsJumpsAndSkipsLandOnTheRightByte) {
+TEST(BoxReaderTest, ReadSeekAndSkipReachTheRightByte) {
     MemoryInput file(kContent);
     BoxReader in(&file);
     std::uint64_t state = 7;
@@ -45,11 +45,11 @@ TEST(BoxReaderTest, ReadsJumpsAndSkipsLandOnTheRightByte) {
     EXPECT_TRUE(in.ok());
 }
 
-TEST(BoxReaderTest, ValuesPastTheEndAreZeroAndTheFailureStays) {
+TEST(BoxReaderTest, ValuesPastTheEndAreZeroAndTheFailurePersists) {
     MemoryInput file(from_hex("AA BB CC DD EE"));
     BoxReader in(&file);
     in.skip(3);
-    EXPECT_EQ(in.u32(), 0xDDEE0000U);  // what is there counts, the rest is zero
+    EXPECT_EQ(in.u32(), 0xDDEE0000U);  // two bytes of the file, two zeros
     EXPECT_FALSE(in.ok());
     in.seek(0);
     in.skip(1);
@@ -65,7 +65,7 @@ TEST(BoxReaderTest, ValuesPastTheEndAreZeroAndTheFailureStays) {
     EXPECT_FALSE(no_file.ok());
 }
 
-TEST(BoxReaderTest, SkipsStopAtTheEndAndSeeksMayPassIt) {
+TEST(BoxReaderTest, SkipStopsAtTheEndButSeekMayPassIt) {
     MemoryInput file("abc");
     BoxReader in(&file);
     in.skip(kNever);
@@ -78,7 +78,7 @@ TEST(BoxReaderTest, SkipsStopAtTheEndAndSeeksMayPassIt) {
     EXPECT_FALSE(in.ok());
 }
 
-TEST(BoxReaderTest, FileThatBreaksOffBeforeItsSizeFailsThere) {
+TEST(BoxReaderTest, ReadingFailsWhereAShrunkenFileEnds) {
     for (const std::size_t end : {10UL, 4'096UL, 300'000UL}) {
         MemoryInput file(kContent);
         file.ends_at = end;
@@ -96,7 +96,7 @@ TEST(BoxReaderTest, FileThatBreaksOffBeforeItsSizeFailsThere) {
     }
 }
 
-TEST(BoxReaderTest, PeekedBytesStandInTheWindowAndAreReadAgainOnceGivenAway) {
+TEST(BoxReaderTest, ConsumedBytesMayBeOverwrittenAndAreReadAgainAfterASeek) {
     MemoryInput file(kContent);
     BoxReader in(&file);
     const auto content = platform::bytes_of(std::string_view(kContent));
@@ -104,10 +104,10 @@ TEST(BoxReaderTest, PeekedBytesStandInTheWindowAndAreReadAgainOnceGivenAway) {
     for (std::size_t length = 1; at + length <= kContent.size(); length = length * 7 % 300'007) {
         const std::span<platform::Byte> bytes = in.peek(length);
         ASSERT_TRUE(std::ranges::equal(bytes, content.subspan(at, length))) << "at " << at;
-        const std::size_t given_away = (length + 1) / 2;
-        std::ranges::fill(bytes.first(given_away), platform::Byte{0});
-        in.consume(given_away);
-        at += given_away;
+        const std::size_t consumed = (length + 1) / 2;
+        std::ranges::fill(bytes.first(consumed), platform::Byte{0});
+        in.consume(consumed);
+        at += consumed;
         in.seek(at - 1);
         ASSERT_EQ(take(in, 1), kContent.substr(at - 1, 1)) << "at " << at;
     }

@@ -26,12 +26,12 @@ std::size_t tracks_in(const std::string& clip) {
     return walk(clip).tracks.size();
 }
 
-/// A track of so many samples, so that tracks can be told apart.
+/// Tracks are distinguished by their number of samples.
 ClipTrack track_of(std::size_t samples) {
     return {.samples = std::vector<std::string>(samples, nal("unit"))};
 }
 
-/// The whole sample table of a track, without anything around it.
+/// The payload of a track's sample table box.
 std::string tables_of(std::size_t samples) {
     const std::string clip = make_clip(Clip{.tracks = {track_of(samples)}, .duration = {}});
     const std::size_t from = clip.find("stbl") + 4;
@@ -43,19 +43,19 @@ using Numbers = std::vector<std::uint32_t>;
 
 }  // namespace
 
-TEST(BoxWalkTest, OnlyTheBytesOfTheFirstTypeMakeAnMp4) {
+TEST(BoxWalkTest, OnlyAFileThatBeginsWithAFileTypeBoxIsAnMp4) {
     const std::pair<std::string, bool> files[] = {
         {"xxxxftyp", true},      {"xxxxftyP", false}, {"xxxxfty", false},
         {"RIFFxxxxAVI ", false}, {"ftypxxxx", false}, {"", false},
     };
-    for (const auto& [bytes, is] : files) {
+    for (const auto& [bytes, expected] : files) {
         MemoryInput file(bytes);
         BoxReader in(&file);
-        EXPECT_EQ(is_mp4(in), is) << bytes;
+        EXPECT_EQ(is_mp4(in), expected) << bytes;
     }
 }
 
-TEST(BoxWalkTest, EachTrackHoldsItsOwnTablesAndTheFirstTheMovieHeader) {
+TEST(BoxWalkTest, EachTrackHasItsOwnTablesAndTheFirstHasTheMovieHeader) {
     ClipTrack first = track_of(3);
     first.sync = {1, 3};
     ClipTrack second = track_of(2);
@@ -72,7 +72,7 @@ TEST(BoxWalkTest, EachTrackHoldsItsOwnTablesAndTheFirstTheMovieHeader) {
     EXPECT_EQ(found.unknown, Unknown{});
 }
 
-TEST(BoxWalkTest, TrackIsCompleteWithItsFiveTablesInAnyOrder) {
+TEST(BoxWalkTest, TrackIsCompleteWithFiveTablesInAnyOrder) {
     ClipTrack track = track_of(2);
     track.order = {"stco", "stss", "stsz", "stsc", "stts", "stsd"};
     EXPECT_EQ(tracks_in(make_clip(track)), 1U);
@@ -84,7 +84,7 @@ TEST(BoxWalkTest, TrackIsCompleteWithItsFiveTablesInAnyOrder) {
     }
 }
 
-TEST(BoxWalkTest, SyncSamplesLeftOverGoToTheNextTrack) {
+TEST(BoxWalkTest, SyncSamplesAfterACompleteTrackGoToTheNextTrack) {
     ClipTrack late = track_of(3);
     late.order = {"stsd", "stts", "stsc", "stsz", "stco", "stss"};
     late.sync = {3};
@@ -106,7 +106,7 @@ TEST(BoxWalkTest, SyncSamplesLeftOverGoToTheNextTrack) {
     EXPECT_EQ(found.tracks[0].sync_samples, (Numbers{1, 4}));
 }
 
-TEST(BoxWalkTest, UnknownBoxesAreNamedUpToAZeroByteAndSkipped) {
+TEST(BoxWalkTest, UnknownBoxesAreSkippedAndTheirTypesReportedUpToAZeroByte) {
     const std::string odd = box(std::string("a\0bc", 4), "xx") + box(zeros(4), "x") + box("stz2", "") +
                             large_box("uuid", "twelve bytes") + box("xy\xFFz", "payload");
     const Walk found = walk(odd + tables_of(1));
@@ -114,9 +114,9 @@ TEST(BoxWalkTest, UnknownBoxesAreNamedUpToAZeroByteAndSkipped) {
     EXPECT_EQ(found.tracks.size(), 1U);
 }
 
-TEST(BoxWalkTest, EveryNameIsEnteredOrSkippedAsTheStandardHasIt) {
+TEST(BoxWalkTest, EveryKnownTypeIsEnteredOrSkipped) {
     std::string all = box("drm ", box("indr", "")) + box("xml ", box("inxm", ""));
-    Unknown inside = {"indr", "inxm"};  // of those that are entered
+    Unknown inside = {"indr", "inxm"};  // one child per entered box
     std::istringstream containers(
         "pdin moov moof mfra meta meco styp prft trak tref edts mdia minf dinf stbl ipro sinf traf bxml");
     for (std::string name; containers >> name; inside.push_back("in" + name.substr(2)))
@@ -129,13 +129,13 @@ TEST(BoxWalkTest, EveryNameIsEnteredOrSkippedAsTheStandardHasIt) {
     EXPECT_EQ(walk(all).unknown, inside);
 }
 
-TEST(BoxWalkTest, ContainersOwnSizeDoesNotMatter) {
+TEST(BoxWalkTest, SizeOfAContainerIsIgnored) {
     EXPECT_EQ(tracks_in(large_box("moov", tables_of(1))), 1U);
     for (const std::size_t size : {0U, 3U, 8U, 0xFFFFFFF0U})
         EXPECT_EQ(tracks_in(box_header(size, "moov") + tables_of(1)), 1U) << size;
 }
 
-TEST(BoxWalkTest, BoxesThatClaimTooLittleOrTooMuchRunToTheEnd) {
+TEST(BoxWalkTest, BoxesWithASizeTooSmallOrTooLargeExtendToTheEnd) {
     for (const std::size_t size : {0U, 2U, 7U, 0xFFFFFFFFU}) {
         EXPECT_EQ(tracks_in(tables_of(1) + box_header(size, "mdat") + tables_of(1)), 1U) << size;
     }
@@ -146,30 +146,29 @@ TEST(BoxWalkTest, BoxesThatClaimTooLittleOrTooMuchRunToTheEnd) {
     EXPECT_EQ(tracks_in(box_header(1, "mdat") + be64(16) + tables_of(1)), 1U);
     EXPECT_EQ(tracks_in(box_header(8, "mdat") + tables_of(1)), 1U);
     EXPECT_EQ(tracks_in(box_header(0, "stsz") + tables_of(1)), 0U);
-    EXPECT_EQ(tracks_in(box_header(0, "stco") + tables_of(1)), 1U);  // of this type alone, an empty box
+    EXPECT_EQ(tracks_in(box_header(0, "stco") + tables_of(1)), 1U);  // only this type is then an empty box
 }
 
-TEST(BoxWalkTest, BrandIsReadEvenFromAFileTypeBoxWithoutOne) {
+TEST(BoxWalkTest, BrandIsReadEvenIfTheFileTypeBoxIsEmpty) {
     EXPECT_EQ(tracks_in(box("ftyp", "") + zeros(4) + tables_of(1)), 1U);
     EXPECT_EQ(tracks_in(box("ftyp", "") + tables_of(1)), 0U);
     EXPECT_EQ(tracks_in(box("ftyp", "isommore brands") + tables_of(1)), 1U);
 }
 
-TEST(BoxWalkTest, MetaBoxOfTheStandardEndsTheWalk) {
+TEST(BoxWalkTest, MetaBoxWithAVersionFieldEndsTheWalk) {
     const Walk found = walk(tables_of(3) + box("meta", zeros(4) + box("hdlr", zeros(20))) + tables_of(2));
     EXPECT_EQ(found.tracks.size(), 1U);
-    EXPECT_EQ(found.unknown,
-              Unknown{""});  // the child's size taken for a type, which begins with a zero byte
+    EXPECT_EQ(found.unknown, Unknown{""});  // the child's size is read as a type; its first byte is zero
     EXPECT_EQ(tracks_in(box("meta", box("hdlr", "")) + tables_of(2)), 1U);
 }
 
-TEST(BoxWalkTest, WalkGoesOnWhereAReaderStoppedBehindItsBox) {
+TEST(BoxWalkTest, WalkContinuesWhereAReaderStoppedPastItsBox) {
     ClipTrack audio = track_of(4);
     audio.format = "mp4a";
     EXPECT_EQ(tracks_in(make_clip(Clip{.tracks = {audio, track_of(2)}})), 2U);
-    audio.entry_bytes = 36;  // the entry swallows the header of "stts" and more
+    audio.entry_bytes = 36;  // reading the entry also consumes the header of "stts"
     EXPECT_EQ(tracks_in(make_clip(Clip{.tracks = {track_of(2), audio}})), 1U);
-    audio.order.insert(audio.order.begin() + 1, "fill");  // 50 bytes that are there to be swallowed
+    audio.order.insert(audio.order.begin() + 1, "fill");  // 50 bytes that may be consumed
     audio.boxes["fill"] = zeros(50);
     EXPECT_EQ(tracks_in(make_clip(Clip{.tracks = {audio, track_of(2)}})), 2U);
 }

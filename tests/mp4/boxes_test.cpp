@@ -7,8 +7,7 @@
 
 namespace {
 
-/// Lets a reader read a payload, behind other boxes, that claims so many bytes, all of the file's when
-/// nothing is said.
+/// Reads a box whose payload starts at offset 6 and is `claimed` bytes long, by default all given bytes.
 template <typename Reader>
 auto table_of(const std::string& bytes, std::optional<std::uint64_t> claimed = {},
               std::uint64_t* consumed = nullptr) {
@@ -42,7 +41,7 @@ const std::string kTwoEntries = from_hex("00000000 00000002");
 
 }  // namespace
 
-TEST(BoxesTest, MovieHeaderIsReadInBothOfItsLayouts) {
+TEST(BoxesTest, MovieHeaderIsReadInBothVersions) {
     const std::pair<const char*, std::vector<std::uint64_t>> headers[] = {
         {"00 000000 00000001 00000002 000003E8 0000EA60 00010000", {1, 2, 1000, 60'000, 20}},
         {"01 000000 0000000100000002 0000000300000004 00015F90 0000000500000006 0001",
@@ -56,11 +55,11 @@ TEST(BoxesTest, MovieHeaderIsReadInBothOfItsLayouts) {
         EXPECT_EQ(table[0].modification_time, expected[1]);
         EXPECT_EQ(table[0].timescale, expected[2]);
         EXPECT_EQ(table[0].duration, expected[3]);
-        EXPECT_EQ(consumed, expected[4]);  // the rest is left alone
+        EXPECT_EQ(consumed, expected[4]);  // the rest is not read
     }
 }
 
-TEST(BoxesTest, TablesKeepTheFilesOrderAndFields) {
+TEST(BoxesTest, TablesHaveTheOrderAndTheFieldsOfTheFile) {
     const auto times = table_of<SttsBox>(from_hex("00000000 00000002  00000005 00000028  00000003 00000029"));
     ASSERT_EQ(times.size(), 2U);
     EXPECT_EQ(times[0].sample_count, 5U);
@@ -75,7 +74,7 @@ TEST(BoxesTest, TablesKeepTheFilesOrderAndFields) {
     EXPECT_EQ(table_of<StssBox>(from_hex("00000000 00000000")), Numbers{});
 }
 
-TEST(BoxesTest, SizesStandInATableOrOnceForAll) {
+TEST(BoxesTest, SizesAreATableOrOneSizeForAllSamples) {
     const SampleSizes table =
         table_of<StszBox>(from_hex("00000000 00000000 00000003  00000064 00000000 00000007"));
     EXPECT_EQ(table.size(), 3U);
@@ -88,18 +87,18 @@ TEST(BoxesTest, SizesStandInATableOrOnceForAll) {
     EXPECT_TRUE(table_of<StszBox>(from_hex("00000000 00000200 00000000")).empty());
 }
 
-TEST(BoxesTest, CountsAreCutToWholeEntriesInsideBoxAndFile) {
+TEST(BoxesTest, CountsAreLimitedToCompleteEntriesInsideBoxAndFile) {
     const std::string numbers = from_hex("00000000 FFFFFFFF  00000001 00000002 00000003 00");
     EXPECT_EQ(table_of<StssBox>(numbers).size(), 3U);             // one byte of a fourth
-    EXPECT_EQ(table_of<StssBox>(numbers, kNever).size(), 3U);     // the box goes on past the file
-    EXPECT_EQ(table_of<StssBox>(numbers, 8 + 4 + 3).size(), 1U);  // the file goes on past the box
+    EXPECT_EQ(table_of<StssBox>(numbers, kNever).size(), 3U);     // the box extends past the file
+    EXPECT_EQ(table_of<StssBox>(numbers, 8 + 4 + 3).size(), 1U);  // the file extends past the box
     EXPECT_EQ(table_of<SttsBox>(numbers).size(), 1U);
     EXPECT_EQ(table_of<StscBox>(numbers).size(), 1U);
     EXPECT_EQ(table_of<StszBox>(from_hex("00000000 00000000 7FFFFFFF 00000001 0000"), kNever).size(), 1U);
 
-    MemoryInput breaks_off(numbers);
-    breaks_off.ends_at = 8 + 4 + 2;
-    BoxReader in(&breaks_off);
+    MemoryInput shrunken(numbers);
+    shrunken.ends_at = 8 + 4 + 2;
+    BoxReader in(&shrunken);
     StcoBox reader;
     (void)reader.parse(in, numbers.size());
     EXPECT_EQ(reader.table, Numbers{1});
@@ -111,7 +110,7 @@ TEST(BoxesTest, EmptyPayloadIsNotRead) {
     EXPECT_TRUE(table_of<StszBox>(ones, 0).empty() && table_of<StsdBox>(ones, 0).empty());
 }
 
-TEST(BoxesTest, AvcEntryGivesPictureSizeAndConfiguration) {
+TEST(BoxesTest, AvcEntryHasPictureSizeAndConfiguration) {
     const auto table = table_of<StsdBox>(kOneEntry + kVisualEntry + kConfiguration);
     ASSERT_EQ(table.size(), 1U);
     const StsdEntry& entry = table[0];
@@ -132,19 +131,19 @@ TEST(BoxesTest, AvcEntryGivesPictureSizeAndConfiguration) {
     EXPECT_EQ(entry.picture_parameter_set_length, 2);
 }
 
-TEST(BoxesTest, FirstEntryCountsPastBoxAndFileButAFurtherOneHasToBeginInside) {
+TEST(BoxesTest, FirstEntryMayExtendPastBoxAndFileButOthersMustBeginInside) {
     const auto past_file = table_of<StsdBox>(kOneEntry + kShortAudio);
     ASSERT_EQ(past_file.size(), 1U);
     EXPECT_EQ(past_file[0].format, box_type("mp4a"));
     std::uint64_t consumed = 0;
     const std::string padded = kTwoEntries + kShortAudio + std::string(200, 'x');
     EXPECT_EQ(table_of<StsdBox>(padded, 8 + 36, &consumed).size(), 1U);
-    EXPECT_EQ(consumed, 8U + 86);  // with the layout of a picture's entry, past the end of the box
+    EXPECT_EQ(consumed, 8U + 86);  // the size of a visual entry, past the end of the box
     EXPECT_EQ(table_of<StsdBox>(padded, 8 + 86 + 1).size(), 2U);
 
     std::string second = kVisualEntry;
     second.replace(4, 4, "mp4v").replace(32, 2, be16(352));
-    // The count ends the table, also where more entries follow.
+    // The count limits the table even if more entries follow.
     const auto two = table_of<StsdBox>(kTwoEntries + kVisualEntry + kConfiguration + second + second);
     ASSERT_EQ(two.size(), 2U);
     EXPECT_EQ(two[1].width, 352);

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// One frame as it was handed on.
+/// One frame as received by the sink.
 struct Seen {
     bool key;
     std::uint16_t counter;
@@ -18,10 +18,10 @@ struct Seen {
 
 struct Conversion {
     std::vector<Seen> frames;
-    TrackEnd end = TrackEnd::kDone;
+    TrackResult end = TrackResult::kDone;
 };
 
-/// Walks the clip and converts its first track, half a second a frame.
+/// Converts the first track of the clip, half a second per frame.
 Conversion convert(const std::string& clip) {
     MemoryInput file(clip);
     BoxReader in(&file);
@@ -48,7 +48,7 @@ const ClipTrack kFiveFrames{.samples = {nal("one"), nal("second"), nal("3"), nal
 
 }  // namespace
 
-TEST(FrameLoopTest, DurationIsTheMoviesOverAllSamplesOrAFixedOne) {
+TEST(FrameLoopTest, FrameDurationIsMovieDurationPerSampleOrTheDefault) {
     EXPECT_DOUBLE_EQ(duration_of({{100, 1}, {200, 7}}, 1000, 20'000), 20.0 / 300);
     EXPECT_DOUBLE_EQ(duration_of({{27'000, 3'000}}, 90'000, 81'000'000), 1.0 / 30);
     EXPECT_DOUBLE_EQ(duration_of({{0xFFFFFFFF, 1}, {0xFFFFFFFF, 1}, {2, 1}}, 1, 1ULL << 33), 1.0);
@@ -60,10 +60,10 @@ TEST(FrameLoopTest, DurationIsTheMoviesOverAllSamplesOrAFixedOne) {
     EXPECT_EQ(frame_duration(no_header), 0.065);
 }
 
-TEST(FrameLoopTest, FramesCarryKeyFlagsCountersTimesAndBytes) {
+TEST(FrameLoopTest, FramesHaveKeyFlagCounterTimeAndBytes) {
     const Conversion done = convert(make_clip(kFiveFrames));
     ASSERT_EQ(done.frames.size(), 5U);
-    EXPECT_EQ(done.end, TrackEnd::kDone);
+    EXPECT_EQ(done.end, TrackResult::kDone);
     const Seen expected[] = {{true, 1, 0.0, "one"},
                              {false, 1, 0.5, "second"},
                              {false, 2, 1.0, "3"},
@@ -77,7 +77,7 @@ TEST(FrameLoopTest, FramesCarryKeyFlagsCountersTimesAndBytes) {
     }
 }
 
-TEST(FrameLoopTest, CounterStaysWithKeyFramesAndWrapsWithoutThem) {
+TEST(FrameLoopTest, CounterRestartsAfterKeyFramesAndWrapsWithoutThem) {
     ClipTrack track{.samples = std::vector<std::string>(65'538, nal("x"))};
     for (const Seen& frame : convert(make_clip(track)).frames) ASSERT_TRUE(frame.key && frame.counter == 1);
     track.sync = {1};
@@ -86,23 +86,23 @@ TEST(FrameLoopTest, CounterStaysWithKeyFramesAndWrapsWithoutThem) {
     EXPECT_EQ(done.frames.at(65'536).counter, 0);
 }
 
-TEST(FrameLoopTest, ChunksAreSoughtAndTheirSamplesReadInARow) {
+TEST(FrameLoopTest, ReadingSeeksToEachChunkAndReadsItsSamplesSequentially) {
     ClipTrack track = kFiveFrames;
     track.chunks = {2, 2, 1};
     std::string clip = make_clip(track);
     EXPECT_EQ(convert(clip).frames.at(2).bytes, in_frame("3"));
     clip.replace(clip.find("stco") + 16, 4,
-                 be32(clip.find("mdat") + 4));  // the second chunk is where the first is
+                 be32(clip.find("mdat") + 4));  // the second chunk has the offset of the first
     EXPECT_EQ(convert(clip).frames.at(2).bytes, in_frame("one"));
     EXPECT_EQ(convert(clip).frames.at(3).bytes, in_frame("second"));
     EXPECT_EQ(convert(clip).frames.at(4).bytes, in_frame("five"));
 }
 
-TEST(FrameLoopTest, BufferIsNeverLargerThanTheClip) {
+TEST(FrameLoopTest, FrameIsNeverLargerThanTheClip) {
     ClipTrack track{.samples = {nal("abcd"), "", nal("efgh")}};
     EXPECT_EQ(convert(make_clip(track)).frames.at(1).bytes, "");
     track.boxes["stsz"] = box("stsz", zeros(4) + be32(0xFFFFFFFF) + be32(2));
-    EXPECT_EQ(convert(make_clip(track)).end, TrackEnd::kBadFrame);
+    EXPECT_EQ(convert(make_clip(track)).end, TrackResult::kBadFrame);
     track.boxes["stsz"] = box("stsz", zeros(4) + be32(8) + be32(2));
     EXPECT_EQ(convert(make_clip(track)).frames.size(), 2U);
 }

@@ -7,8 +7,8 @@
 
 namespace {
 
-/// Converts the sample at the start of the file, of a track whose largest is that long; "bad" when it is
-/// refused.
+/// Converts the sample at the start of the file. `largest` is the size of the track's largest sample. Returns
+/// "bad" if the sample is rejected.
 std::string convert(const std::string& bytes, std::size_t size, std::size_t largest) {
     MemoryInput file(bytes);
     BoxReader in(&file);
@@ -19,7 +19,7 @@ std::string convert(const std::string& bytes, std::size_t size, std::size_t larg
 
 }  // namespace
 
-TEST(NalUnitsTest, LengthsBecomeStartCodes) {
+TEST(NalUnitsTest, LengthsAreReplacedWithStartCodes) {
     const std::string two = nal(unit_of(20)) + nal(unit_of(100));
     EXPECT_EQ(convert(two + "next sample", 128, 128), in_frame(unit_of(20)) + in_frame(unit_of(100)));
     EXPECT_EQ(convert(nal("one") + "rest", 7, 500), in_frame("one"));
@@ -28,8 +28,8 @@ TEST(NalUnitsTest, LengthsBecomeStartCodes) {
     EXPECT_EQ(convert("", 0, 0), "");
 }
 
-TEST(NalUnitsTest, UnitsThatPassTheSampleAreKeptWhileTheyFitTheBuffer) {
-    // The sample table says less than the units have; a larger sample elsewhere made the buffer.
+TEST(NalUnitsTest, UnitsMayExceedTheirSampleButNotTheLargestOne) {
+    // The sample size is smaller than its units; another sample of the track is larger.
     const std::string units = nal("four") + nal("eight by");
     for (const std::size_t size : {9UL, 10UL, 19UL}) {
         EXPECT_EQ(convert(units, size, 20), in_frame("four") + in_frame("eight by")) << size;
@@ -37,7 +37,7 @@ TEST(NalUnitsTest, UnitsThatPassTheSampleAreKeptWhileTheyFitTheBuffer) {
     }
 }
 
-TEST(NalUnitsTest, LengthsThatFitNeitherTrackNorBufferAreBad) {
+TEST(NalUnitsTest, LengthsAboveTheLargestSampleAreBad) {
     for (const std::uint32_t length : {0x7FFFFFFFU, 0xFFFFFFFFU, 0xFFFFFFFCU, 17U, 16U, 13U}) {
         EXPECT_EQ(convert(be32(length) + std::string(100, 'x'), 16, 16), "bad") << length;
     }
@@ -45,7 +45,7 @@ TEST(NalUnitsTest, LengthsThatFitNeitherTrackNorBufferAreBad) {
     EXPECT_EQ(convert(nal("x") + nal(""), 6, 8), "bad");  // no room for a second start code
 }
 
-TEST(NalUnitsTest, SampleThatEndsBehindTheClipIsBad) {
+TEST(NalUnitsTest, SampleThatEndsAfterTheClipIsBad) {
     const std::string sample = nal("abc") + nal("defg");
     EXPECT_NE(convert(sample, sample.size(), 15), "bad");
     for (std::size_t length = 0; length < sample.size(); ++length) {

@@ -8,7 +8,7 @@ namespace {
 
 using Numbers = std::vector<std::uint32_t>;
 
-/// A track of so many samples of sizes 1, 2, 3 and so on, in chunks at 1000, 2000 and so on.
+/// A track with sample sizes 1, 2, 3 and so on, in chunks at 1000, 2000 and so on.
 SampleTables track_of(std::size_t samples, std::uint32_t chunks, std::vector<StscEntry> entries,
                       Numbers sync = {}) {
     Numbers sizes(samples);
@@ -21,7 +21,7 @@ SampleTables track_of(std::size_t samples, std::uint32_t chunks, std::vector<Sts
     return track;
 }
 
-/// The samples as "@1000 1* 2 3 @2000 4", a star behind a key frame.
+/// The samples as "@1000 1* 2 3 @2000 4"; a star marks a key frame.
 std::string samples_of(const SampleTables& track) {
     SampleCursor cursor(track);
     std::string text;
@@ -32,7 +32,7 @@ std::string samples_of(const SampleTables& track) {
     return text;
 }
 
-/// How many samples each chunk carries.
+/// The number of samples per chunk.
 Numbers chunk_lengths(const SampleTables& track) {
     SampleCursor cursor(track);
     Numbers lengths;
@@ -45,7 +45,7 @@ Numbers chunk_lengths(const SampleTables& track) {
 
 }  // namespace
 
-TEST(SampleCursorTest, EntriesApplyFromTheirFirstChunkOn) {
+TEST(SampleCursorTest, EntriesApplyFromTheirFirstChunk) {
     const struct {
         const char* what;
         std::size_t samples;
@@ -55,21 +55,21 @@ TEST(SampleCursorTest, EntriesApplyFromTheirFirstChunkOn) {
     } cases[] = {
         {"last chunk is shorter", 25, 3, {{1, 10, 1}}, {10, 10, 5}},
         {"8 samples twice, then 4", 28, 5, {{1, 8, 1}, {3, 4, 1}}, {8, 8, 4, 4, 4}},
-        {"chunks left over yield nothing", 4, 9, {{1, 2, 1}}, {2, 2}},
-        {"samples left over are never read", 100, 2, {{1, 3, 1}}, {3, 3}},
+        {"surplus chunks yield nothing", 4, 9, {{1, 2, 1}}, {2, 2}},
+        {"surplus samples are never read", 100, 2, {{1, 3, 1}}, {3, 3}},
         {"no samples in a chunk", 10, 3, {{1, 0, 1}, {2, 5, 1}}, {}},
         {"no samples from the second entry on", 10, 4, {{1, 2, 1}, {2, 0, 1}, {3, 5, 1}}, {2}},
-        {"chunks count from the first entry's", 9, 4, {{3, 2, 1}, {4, 1, 1}}, {2, 1, 1, 1}},
-        {"a step moves on one entry", 9, 4, {{1, 1, 1}, {3, 2, 1}, {2, 3, 1}}, {1, 2, 3, 3}},
-        {"two entries of one chunk", 9, 4, {{1, 1, 1}, {2, 2, 1}, {2, 3, 1}}, {1, 2, 2, 2}},
-        {"the first chunk named again", 6, 3, {{1, 1, 1}, {2, 2, 1}, {1, 9, 1}}, {1, 2, 2}},
+        {"chunk numbers start at the first entry's", 9, 4, {{3, 2, 1}, {4, 1, 1}}, {2, 1, 1, 1}},
+        {"one entry is advanced per chunk", 9, 4, {{1, 1, 1}, {3, 2, 1}, {2, 3, 1}}, {1, 2, 3, 3}},
+        {"two entries with the same first chunk", 9, 4, {{1, 1, 1}, {2, 2, 1}, {2, 3, 1}}, {1, 2, 2, 2}},
+        {"the first chunk repeated", 6, 3, {{1, 1, 1}, {2, 2, 1}, {1, 9, 1}}, {1, 2, 2}},
     };
     for (const auto& row : cases) {
         EXPECT_EQ(chunk_lengths(track_of(row.samples, row.chunks, row.entries)), row.lengths) << row.what;
     }
 }
 
-TEST(SampleCursorTest, SamplesComeWithSizesKeyFlagsAndChunks) {
+TEST(SampleCursorTest, SamplesHaveSizeKeyFlagAndChunkOffset) {
     EXPECT_EQ(samples_of(track_of(5, 3, {{1, 2, 1}}, {1, 4})), "@1000 1* 2 @2000 3 4* @3000 5 ");
     EXPECT_EQ(samples_of(track_of(3, 1, {{1, 3, 1}})), "@1000 1* 2* 3* ");
     EXPECT_EQ(samples_of(track_of(5, 1, {{1, 5, 1}}, {4, 1, 4, 99, 0})), "@1000 1* 2 3 4* 5 ");

@@ -4,7 +4,7 @@ namespace h264 {
 namespace {
 
 constexpr platform::Byte kEmulationPrevention = 3;
-constexpr unsigned kMaxCodeLength = 31;  // leading zeros of a code that fits 32 bits
+constexpr unsigned kMaxCodeLength = 31;  // leading zeros of a code for a 32-bit value
 
 }  // namespace
 
@@ -32,25 +32,20 @@ std::uint32_t BitReader::bits(unsigned count) {
     return value;
 }
 
-std::uint32_t BitReader::unsigned_exp_golomb() {
+std::uint32_t BitReader::unsigned_exp_golomb(std::uint32_t max) {
     unsigned zeros = 0;
     while (ok_ && !flag()) ++zeros;
     if (zeros > kMaxCodeLength) ok_ = false;
     if (!ok_) return 0;
-    const std::uint32_t offset = (1U << zeros) - 1;
-    return offset + bits(zeros);
+    const std::uint32_t value = (1U << zeros) - 1 + bits(zeros);
+    if (value > max) ok_ = false;
+    return ok_ ? value : 0;
 }
 
 std::int32_t BitReader::signed_exp_golomb() {
     const std::uint32_t code = unsigned_exp_golomb();
     const auto magnitude = static_cast<std::int32_t>(code / 2 + code % 2);
     return code % 2 == 1 ? magnitude : -magnitude;
-}
-
-std::uint32_t BitReader::up_to(std::uint32_t most) {
-    const std::uint32_t value = unsigned_exp_golomb();
-    if (value > most) ok_ = false;
-    return ok_ ? value : 0;
 }
 
 }  // namespace h264

@@ -7,8 +7,8 @@
 
 namespace h264 {
 
-/// The bits of a NAL unit behind its header byte, most significant first, without the emulation prevention
-/// bytes (ITU-T H.264, 7.3.1). Behind the last bit it yields zeros and has failed.
+/// Reads the bits of a NAL unit, most significant first, and skips the emulation prevention bytes (ITU-T
+/// H.264, 7.3.1). Starts after the header byte. Past the end it yields zeros and stays in a failed state.
 class BitReader {
   public:
     explicit BitReader(std::span<const platform::Byte> bytes) : rest_(bytes) {}
@@ -16,11 +16,10 @@ class BitReader {
     /// u(count), at most 32 bits.
     [[nodiscard]] std::uint32_t bits(unsigned count);
     [[nodiscard]] bool flag() { return bits(1) != 0; }
-    /// ue(v) and se(v), 9.1. A code of more than 32 leading zeros fails.
-    [[nodiscard]] std::uint32_t unsigned_exp_golomb();
+    /// ue(v), 9.1. Fails and yields 0 for a value above `max` and for a code of more than 31 leading zeros.
+    [[nodiscard]] std::uint32_t unsigned_exp_golomb(std::uint32_t max = UINT32_MAX);
+    /// se(v), 9.1.
     [[nodiscard]] std::int32_t signed_exp_golomb();
-    /// A ue(v) of at most that value; a larger one fails and counts as 0.
-    [[nodiscard]] std::uint32_t up_to(std::uint32_t most);
 
     [[nodiscard]] bool ok() const { return ok_; }
 
@@ -30,7 +29,7 @@ class BitReader {
     std::span<const platform::Byte> rest_;
     std::uint8_t current_ = 0;
     unsigned left_ = 0;   // bits of the current byte
-    unsigned zeros_ = 0;  // bytes of zero in a row before the next one
+    unsigned zeros_ = 0;  // consecutive zero bytes before the next byte
     bool ok_ = true;
 };
 

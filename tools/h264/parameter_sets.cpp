@@ -11,14 +11,14 @@ constexpr std::uint32_t kMaxSequences = 31;
 constexpr std::uint32_t kMaxPictures = 255;
 constexpr std::uint32_t kMaxBitsBeyondFour = 12;
 constexpr std::uint32_t kMaxCycleLength = 255;
-constexpr std::uint32_t kMaxMacroblocks = 1'024;  // of a side
+constexpr std::uint32_t kMaxMacroblocks = 1'024;  // per side
 constexpr std::uint32_t kMacroblock = 16;
-/// Profiles whose sequence parameter sets describe the samples, 7.3.2.1.1.
+/// Profiles whose sequence parameter sets contain chroma_format_idc, 7.3.2.1.1.
 constexpr std::array kHighProfiles = {100U, 110U, 122U, 244U, 44U,  83U, 86U,
                                       118U, 128U, 138U, 139U, 134U, 135U};
-constexpr std::uint32_t kColour420 = 1;
-constexpr std::uint32_t kColour422 = 2;
-constexpr std::uint32_t kColour444 = 3;
+constexpr std::uint32_t kChroma420 = 1;
+constexpr std::uint32_t kChroma422 = 2;
+constexpr std::uint32_t kChroma444 = 3;
 
 /// 7.3.2.1.1.1.
 void skip_scaling_list(BitReader& in, int size) {
@@ -36,42 +36,44 @@ void skip_scaling_lists(BitReader& in, int lists) {
     }
 }
 
-/// The kind of colour sampling, chroma_format_idc.
-std::uint32_t read_samples(BitReader& in, std::uint32_t profile, SequenceParameterSet& set) {
-    if (std::ranges::find(kHighProfiles, profile) == kHighProfiles.end()) return kColour420;
-    const std::uint32_t colour = in.up_to(kColour444);
-    if (colour == kColour444) set.separate_colour_planes = in.flag();
+/// Returns chroma_format_idc.
+std::uint32_t read_chroma_format(BitReader& in, std::uint32_t profile, SequenceParameterSet& set) {
+    if (std::ranges::find(kHighProfiles, profile) == kHighProfiles.end()) return kChroma420;
+    const std::uint32_t chroma_format = in.unsigned_exp_golomb(kChroma444);
+    if (chroma_format == kChroma444) set.separate_colour_planes = in.flag();
     (void)in.unsigned_exp_golomb();  // luma depth
     (void)in.unsigned_exp_golomb();  // chroma depth
     (void)in.flag();                 // lossless transform bypass
-    if (in.flag()) skip_scaling_lists(in, colour == kColour444 ? 12 : 8);
-    return colour;
+    if (in.flag()) skip_scaling_lists(in, chroma_format == kChroma444 ? 12 : 8);
+    return chroma_format;
 }
 
 void read_order(BitReader& in, SequenceParameterSet& set) {
-    set.order_type = in.up_to(2);
-    if (set.order_type == 0) set.order_bits = 4 + in.up_to(kMaxBitsBeyondFour);
+    set.order_type = in.unsigned_exp_golomb(2);
+    if (set.order_type == 0) set.order_bits = 4 + in.unsigned_exp_golomb(kMaxBitsBeyondFour);
     if (set.order_type != 1) return;
     set.delta_order_always_zero = in.flag();
     set.offset_for_non_reference = in.signed_exp_golomb();
     set.offset_for_bottom = in.signed_exp_golomb();
-    const std::uint32_t cycle = in.up_to(kMaxCycleLength);
+    const std::uint32_t cycle = in.unsigned_exp_golomb(kMaxCycleLength);
     for (std::uint32_t i = 0; i < cycle; ++i) set.offsets_for_reference.push_back(in.signed_exp_golomb());
 }
 
-void read_size(BitReader& in, std::uint32_t colour, SequenceParameterSet& set) {
-    set.width = (in.up_to(kMaxMacroblocks) + 1) * kMacroblock;
-    const std::uint32_t height_units = in.up_to(kMaxMacroblocks) + 1;
+void read_size(BitReader& in, std::uint32_t chroma_format, SequenceParameterSet& set) {
+    set.width = (in.unsigned_exp_golomb(kMaxMacroblocks) + 1) * kMacroblock;
+    const std::uint32_t height_units = in.unsigned_exp_golomb(kMaxMacroblocks) + 1;
     set.frames_only = in.flag();
     const std::uint32_t fields = set.frames_only ? 1 : 2;
     set.height = height_units * kMacroblock * fields;
-    if (!set.frames_only) (void)in.flag();  // macroblock-adaptive coding
+    if (!set.frames_only) (void)in.flag();  // mb_adaptive_frame_field_flag
     (void)in.flag();                        // direct 8x8 inference
     if (!in.flag()) return;
-    const std::uint32_t across = colour == kColour420 || colour == kColour422 ? 2 : 1;
-    const std::uint32_t down = (colour == kColour420 ? 2 : 1) * fields;
-    const std::uint32_t left_right = (in.up_to(set.width) + in.up_to(set.width)) * across;
-    const std::uint32_t top_bottom = (in.up_to(set.height) + in.up_to(set.height)) * down;
+    const std::uint32_t across = chroma_format == kChroma420 || chroma_format == kChroma422 ? 2 : 1;
+    const std::uint32_t down = (chroma_format == kChroma420 ? 2 : 1) * fields;
+    const std::uint32_t left_right =
+        (in.unsigned_exp_golomb(set.width) + in.unsigned_exp_golomb(set.width)) * across;
+    const std::uint32_t top_bottom =
+        (in.unsigned_exp_golomb(set.height) + in.unsigned_exp_golomb(set.height)) * down;
     set.width -= std::min(set.width, left_right);
     set.height -= std::min(set.height, top_bottom);
 }
@@ -80,20 +82,20 @@ std::optional<SequenceParameterSet> read_sequence(BitReader in) {
     SequenceParameterSet set;
     const std::uint32_t profile = in.bits(8);
     (void)in.bits(8 + 8);  // constraints, level
-    set.id = in.up_to(kMaxSequences);
-    const std::uint32_t colour = read_samples(in, profile, set);
-    set.frame_num_bits = 4 + in.up_to(kMaxBitsBeyondFour);
+    set.id = in.unsigned_exp_golomb(kMaxSequences);
+    const std::uint32_t chroma_format = read_chroma_format(in, profile, set);
+    set.frame_num_bits = 4 + in.unsigned_exp_golomb(kMaxBitsBeyondFour);
     read_order(in, set);
     (void)in.unsigned_exp_golomb();  // reference frames
     (void)in.flag();                 // gaps in frame numbers
-    read_size(in, colour, set);
+    read_size(in, chroma_format, set);
     return in.ok() ? std::optional(set) : std::nullopt;
 }
 
 std::optional<PictureParameterSet> read_picture(BitReader in) {
     PictureParameterSet set;
-    set.id = in.up_to(kMaxPictures);
-    set.sequence_id = in.up_to(kMaxSequences);
+    set.id = in.unsigned_exp_golomb(kMaxPictures);
+    set.sequence_id = in.unsigned_exp_golomb(kMaxSequences);
     (void)in.flag();  // entropy coding mode
     set.bottom_field_order_present = in.flag();
     return in.ok() ? std::optional(set) : std::nullopt;
@@ -101,7 +103,7 @@ std::optional<PictureParameterSet> read_picture(BitReader in) {
 
 }  // namespace
 
-std::optional<std::uint32_t> ParameterSets::take(Unit unit) {
+std::optional<std::uint32_t> ParameterSets::add(Unit unit) {
     if (unit.empty()) return std::nullopt;
     const BitReader in(unit.subspan(1));
     if (type_of(unit) == kSequenceParameterSet) {

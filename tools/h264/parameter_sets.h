@@ -7,19 +7,19 @@
 #include <span>
 #include <vector>
 
+#include "mp4/nal_syntax.h"
 #include "platform/bytes.h"
-#include "tools/h264/nal_types.h"
 
 namespace h264 {
 
-/// A NAL unit with its header byte, without start code.
+/// A NAL unit with its header byte, without a start code.
 using Unit = std::span<const platform::Byte>;
 
 [[nodiscard]] inline std::uint8_t type_of(Unit unit) {
-    return unit.empty() ? std::uint8_t{0} : static_cast<std::uint8_t>(unit.front() & 0x1FU);
+    return unit.empty() ? std::uint8_t{0} : nal_type(unit.front());
 }
 
-/// What of a sequence parameter set (7.3.2.1.1) the order and the size of its pictures need.
+/// The fields of a sequence parameter set (7.3.2.1.1) that determine picture order and picture size.
 struct SequenceParameterSet {
     std::uint32_t id = 0;
     bool separate_colour_planes = false;
@@ -29,30 +29,31 @@ struct SequenceParameterSet {
     bool delta_order_always_zero = false;
     std::int32_t offset_for_non_reference = 0;
     std::int32_t offset_for_bottom = 0;
-    std::vector<std::int32_t> offsets_for_reference;  // of one cycle
+    std::vector<std::int32_t> offsets_for_reference;  // offset_for_ref_frame
     bool frames_only = true;
-    std::uint32_t width = 0;  // pixels, cropped
+    std::uint32_t width = 0;  // pixels, after cropping
     std::uint32_t height = 0;
 };
 
-/// What of a picture parameter set (7.3.2.2) a slice header needs.
+/// The fields of a picture parameter set (7.3.2.2) that are needed to parse a slice header.
 struct PictureParameterSet {
     std::uint32_t id = 0;
     std::uint32_t sequence_id = 0;
     bool bottom_field_order_present = false;
 };
 
-/// The parameter sets of a stream: the last one of each id counts.
+/// The parameter sets of a stream. A later set replaces the one with the same id.
 class ParameterSets {
   public:
-    /// Takes a parameter set and gives its id; nothing for any other unit and for one that cannot be read.
-    std::optional<std::uint32_t> take(Unit unit);
+    /// Adds a parameter set and returns its id. Returns nothing for other units and for a malformed set.
+    std::optional<std::uint32_t> add(Unit unit);
 
-    /// Both of them, or nothing where one is missing.
+    /// A picture parameter set and the sequence parameter set that it refers to.
     struct Active {
         const SequenceParameterSet* sequence = nullptr;
         const PictureParameterSet* picture = nullptr;
     };
+    /// Nothing if either set is missing.
     [[nodiscard]] std::optional<Active> active(std::uint32_t picture_id) const;
     [[nodiscard]] bool empty() const { return sequences_.empty() || pictures_.empty(); }
 

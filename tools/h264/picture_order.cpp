@@ -15,16 +15,16 @@ std::int64_t PictureOrder::next(const SliceHeader& slice) {
     previous_frame_num_ = slice.frame_num;
     switch (sequence.order_type) {
         case 0:
-            return by_bits(slice);
+            return count_type_0(slice);
         case 1:
-            return by_cycle(slice);
+            return count_type_1(slice);
         default:
-            return by_decoding(slice);
+            return count_type_2(slice);
     }
 }
 
-/// 8.2.1.1: the low bits are in the slice, the others are counted.
-std::int64_t PictureOrder::by_bits(const SliceHeader& slice) {
+/// 8.2.1.1: the slice has the low bits, the high bits are derived from the previous reference picture.
+std::int64_t PictureOrder::count_type_0(const SliceHeader& slice) {
     const std::int64_t wrap = std::int64_t{1} << slice.sets.sequence->order_bits;
     const std::int64_t lsb = slice.order_lsb;
     std::int64_t msb = previous_msb_;
@@ -37,8 +37,8 @@ std::int64_t PictureOrder::by_bits(const SliceHeader& slice) {
     return msb + lsb + std::min(slice.delta_bottom, 0);
 }
 
-/// 8.2.1.2: expected from the frame number, with a difference in the slice.
-std::int64_t PictureOrder::by_cycle(const SliceHeader& slice) const {
+/// 8.2.1.2: derived from the frame number; the slice has a correction.
+std::int64_t PictureOrder::count_type_1(const SliceHeader& slice) const {
     const SequenceParameterSet& sequence = *slice.sets.sequence;
     const auto& offsets = sequence.offsets_for_reference;
     const auto cycle = static_cast<std::int64_t>(offsets.size());
@@ -56,8 +56,8 @@ std::int64_t PictureOrder::by_cycle(const SliceHeader& slice) const {
     return std::min(top, top + sequence.offset_for_bottom + slice.delta_order[1]);
 }
 
-/// 8.2.1.3: shown as they are decoded.
-std::int64_t PictureOrder::by_decoding(const SliceHeader& slice) const {
+/// 8.2.1.3: display order is decoding order.
+std::int64_t PictureOrder::count_type_2(const SliceHeader& slice) const {
     const std::int64_t count = 2 * (frame_num_offset_ + slice.frame_num);
     return slice.reference ? count : count - 1;
 }

@@ -6,19 +6,19 @@
 
 namespace h264 {
 
-/// Picture order counts (ITU-T H.264, 8.2.1): pictures of one coded video sequence are shown in their order.
-/// A picture that resets the order in its middle (memory management operation 5) is taken for any other: no
-/// camera makes one.
+/// Computes picture order counts (ITU-T H.264, 8.2.1): the pictures of a coded video sequence are displayed
+/// in ascending order of their counts. Does not support memory_management_control_operation 5, which resets
+/// the counts within a sequence: cameras do not use it.
 class PictureOrder {
   public:
-    /// The count of the next picture in decoding order, given by its first slice. For a frame the earlier one
-    /// of its two fields. Begins anew at an IDR picture.
+    /// The count of the next picture in decoding order, computed from its first slice. For a frame, the lower
+    /// count of its two fields. An IDR picture starts again at 0.
     [[nodiscard]] std::int64_t next(const SliceHeader& slice);
 
   private:
-    [[nodiscard]] std::int64_t by_bits(const SliceHeader& slice);
-    [[nodiscard]] std::int64_t by_cycle(const SliceHeader& slice) const;
-    [[nodiscard]] std::int64_t by_decoding(const SliceHeader& slice) const;
+    [[nodiscard]] std::int64_t count_type_0(const SliceHeader& slice);
+    [[nodiscard]] std::int64_t count_type_1(const SliceHeader& slice) const;
+    [[nodiscard]] std::int64_t count_type_2(const SliceHeader& slice) const;
 
     std::int64_t previous_msb_ = 0;  // of the last reference picture
     std::int64_t previous_lsb_ = 0;

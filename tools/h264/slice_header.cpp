@@ -5,8 +5,8 @@
 namespace h264 {
 namespace {
 
-constexpr std::uint32_t kMaxMacroblocks = 139'264;  // of a picture, table A-1
-constexpr std::uint32_t kSliceTypes = 5;            // the same again for a picture of one type, table 7-6
+constexpr std::uint32_t kMaxMacroblocks = 139'264;  // per picture, table A-1
+constexpr std::uint32_t kSliceTypes = 5;            // values 5 to 9 repeat 0 to 4, table 7-6
 constexpr std::uint32_t kTypeI = 2;
 constexpr std::uint32_t kTypeSI = 4;
 constexpr std::uint32_t kMaxPictures = 255;
@@ -33,19 +33,19 @@ void read_order(BitReader& in, SliceHeader& slice) {
 std::optional<SliceHeader> read_slice_header(Unit unit, const ParameterSets& sets) {
     if (!is_slice(type_of(unit))) return std::nullopt;
     BitReader in(unit.subspan(1));
-    (void)in.up_to(kMaxMacroblocks);  // first macroblock
-    const std::uint32_t type = in.up_to(2 * kSliceTypes - 1) % kSliceTypes;
-    const auto active = sets.active(in.up_to(kMaxPictures));
+    (void)in.unsigned_exp_golomb(kMaxMacroblocks);  // first macroblock
+    const std::uint32_t type = in.unsigned_exp_golomb(2 * kSliceTypes - 1) % kSliceTypes;
+    const auto active = sets.active(in.unsigned_exp_golomb(kMaxPictures));
     if (!in.ok() || !active) return std::nullopt;
     SliceHeader slice{.sets = *active};
     slice.idr = type_of(unit) == kSliceOfIdrPicture;
-    slice.reference = (unit.front() >> 5U & 3U) != 0;
+    slice.reference = is_reference(unit.front());
     slice.intra = type == kTypeI || type == kTypeSI;
     if (active->sequence->separate_colour_planes) (void)in.bits(2);
     slice.frame_num = in.bits(active->sequence->frame_num_bits);
     if (!active->sequence->frames_only) slice.field = in.flag();
     if (slice.field) slice.bottom = in.flag();
-    if (slice.idr) (void)in.up_to(kMaxIdrIds);
+    if (slice.idr) (void)in.unsigned_exp_golomb(kMaxIdrIds);
     read_order(in, slice);
     return in.ok() ? std::optional(slice) : std::nullopt;
 }

@@ -8,7 +8,8 @@
 
 namespace h264 {
 
-/// What of a slice header (ITU-T H.264, 7.3.3) the picture order count needs, with the sets that it names.
+/// The fields of a slice header (ITU-T H.264, 7.3.3) that the picture order count needs, and the parameter
+/// sets that the slice refers to.
 struct SliceHeader {
     ParameterSets::Active sets{};
     bool idr = false;
@@ -22,8 +23,8 @@ struct SliceHeader {
     std::array<std::int32_t, 2> delta_order{0, 0};  // delta_pic_order_cnt
 };
 
-/// Nothing for a unit that is no slice, for one that cannot be read and where a parameter set is missing.
-/// What it gives refers to `sets`, and is valid until they change.
+/// Nothing if the unit is not a slice, is malformed, or refers to a missing parameter set. The result points
+/// into `sets` and is valid until they change.
 [[nodiscard]] std::optional<SliceHeader> read_slice_header(Unit unit, const ParameterSets& sets);
 
 }  // namespace h264
