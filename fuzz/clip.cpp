@@ -92,7 +92,7 @@ class Run {
         const bool full = files_.output.data_room == 0;
         if (!full) fail(report.faults.kept().front().text);
         if (report.whole_end == 0) return;  // not even the beginning found room
-        require(report.mendable() && recording.entries() <= report.frames + 1,
+        require(report.repairable() && recording.entries() <= report.frames + 1,
                 "a full disk costs the last packet alone");
     }
 

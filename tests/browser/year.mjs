@@ -29,7 +29,7 @@ function fileOf(camera, number) {
     first: spans[0].first, last: spans[SPANS - 1].last, frames: 20_000, key_frames: 400, bytes: 60_000_000, index_bytes: 641_000,
     streams: [{ slot: 0, id: 208, type: 133, name: `Camera ${camera + 1}`, width: 1920, height: 1072, frames: 20_000 }],
     spans, verified: !faulty, mendable: faulty, fault_count: faulty ? 1 : 0,
-    faults: faulty ? [{ file: "x", offset: 20, entry: null, text: "100 entries, but 52 whole packets in the data file", mendable: true }] : [],
+    faults: faulty ? [{ file: "x", offset: 20, entry: null, text: "100 entries, but 52 complete packets in the data file", mendable: true }] : [],
     curve: { step_ms: 16000, bytes: [2_000_000, 2_100_000, 1_900_000], key_distance: [49, 49, 49] },
   };
 }

@@ -75,14 +75,14 @@ TEST(Kills, EveryWholePacketOfAConversionIsFindable) {
             if (data.size() < kPacketsAt) return;
             reader::Recording recording(path);
             const reader::Report report = reader::verify(recording);
-            EXPECT_TRUE(report.verified() || report.mendable());
+            EXPECT_TRUE(report.verified() || report.repairable());
             // An index that was not completed does not count its entries yet: they are read as far as they
             // go.
             const std::uint32_t packets = report.frames;
             ASSERT_GE(recording.entries(), packets);
             for (std::uint32_t i = 0; i < packets; ++i) {
                 const reader::Entry entry = recording.entry(i).value();
-                EXPECT_EQ(data.substr(entry.packet_at + 32, frame.size()), frame);
+                EXPECT_EQ(data.substr(entry.packet_offset + 32, frame.size()), frame);
                 EXPECT_EQ(entry.previous, i - 1);  // of the first: kNoEntry
                 EXPECT_TRUE(i + 1 == packets || entry.next == i + 1);
             }

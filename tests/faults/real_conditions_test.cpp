@@ -258,7 +258,7 @@ TEST(ClockChanges, PathIsLocalInEveryZone) {
                 ::localtime_r(&instant, &local);
                 std::array<char, 64> expected{};
                 std::strftime(expected.data(), expected.size(), "o/%Y/%m/%d/%H/%M%S-00000001e.ps", &local);
-                EXPECT_EQ(norvane::clip_path("o/", second, 1).whole(), expected.data()) << zone;
+                EXPECT_EQ(norvane::clip_path("o/", second, 1).full(), expected.data()) << zone;
             }
         }
         EXPECT_EQ(changes, zone.find(',') == std::string::npos ? 0U : 2U) << zone;

@@ -1,4 +1,4 @@
-// norvanepi-ps export: what a player shows of an exported file has to be what it shows of the clip.
+// norvanepi-ps export: an exported file must decode to the same pictures at the same times as the clip.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -37,7 +37,7 @@ class ExportTest : public testing::Test {
             << error();
     }
 
-    /// A line of output each, of ffprobe's or ffmpeg's.
+    /// The lines that the command prints.
     std::vector<std::string> lines_of(const std::string& command) {
         EXPECT_EQ(run(command + " >lines"), 0) << command;
         std::istringstream text(read_file(directory / "lines"));
@@ -45,24 +45,24 @@ class ExportTest : public testing::Test {
         for (std::string line; std::getline(text, line);) lines.push_back(line);
         return lines;
     }
-    /// A hash of every picture in the order in which they are shown.
+    /// A hash of every decoded picture, in display order.
     std::vector<std::string> pictures(const std::string& file) {
         return lines_of("ffmpeg -nostdin -v error -i " + file +
                         " -fps_mode passthrough -f framemd5 - | grep -v '^#' | sed 's/.*,//'");
     }
-    struct Shown {
+    struct DisplayedFrame {
         bool key = false;
         double at = 0;  // seconds
     };
-    std::vector<Shown> shown(const std::string& file) {
-        std::vector<Shown> all;
+    std::vector<DisplayedFrame> shown(const std::string& file) {
+        std::vector<DisplayedFrame> all;
         for (const std::string& line :
              lines_of("ffprobe -v error -show_entries frame=key_frame,pts_time -of csv=p=0 " + file +
                       " | grep -oE '^[01],[0-9.]+'"))
             all.push_back({line[0] == '1', std::stod(line.substr(2))});
         return all;
     }
-    void expect_shown_alike(const std::string& file, const std::string& clip) {
+    void expect_same_pictures_and_times(const std::string& file, const std::string& clip) {
         SCOPED_TRACE(file);
         EXPECT_EQ(pictures(file), pictures(clip));
         const auto expected = shown(clip);
@@ -79,7 +79,7 @@ class ExportTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(ExportTest, ShowsTheClipsPicturesAtItsTimes) {
+TEST_F(ExportTest, ExportHasTheClipsPicturesAndTimes) {
     const struct {
         std::string clip, encoder, sets;
     } rows[] = {
@@ -91,11 +91,11 @@ TEST_F(ExportTest, ShowsTheClipsPicturesAtItsTimes) {
     for (const auto& [clip, encoder, sets] : rows) {
         SCOPED_TRACE(clip);
         make_clip(clip, encoder);
-        convert("23:59:59Z");  // and over midnight
+        convert("23:59:59Z");  // crosses midnight
         for (const std::string out : {"o.mp4", "o.mkv"}) {
             ASSERT_EQ(ps("export recordings --force -o " + out + sets), 0) << error();
             EXPECT_EQ(error(), "");
-            expect_shown_alike(out, "clip.mp4");
+            expect_same_pictures_and_times(out, "clip.mp4");
         }
         ASSERT_EQ(ps("export recordings -o -" + sets), 0) << error();
         ASSERT_EQ(run("mv out o.h264"), 0);
@@ -103,7 +103,7 @@ TEST_F(ExportTest, ShowsTheClipsPicturesAtItsTimes) {
     }
 }
 
-TEST_F(ExportTest, SeveralRecordingsBecomeOneAndRangesEndAtKeyFrames) {
+TEST_F(ExportTest, RecordingsAreJoinedAndRangesEndAtKeyFrames) {
     make_clip("--bframes 2 --key-every 10");
     convert("10:00:10Z");
     convert("10:00:00Z");
@@ -116,7 +116,7 @@ TEST_F(ExportTest, SeveralRecordingsBecomeOneAndRangesEndAtKeyFrames) {
     const auto all = shown("gate.mp4");
     ASSERT_EQ(all.size(), 120U);
     EXPECT_NEAR(all[49].at, 1.96, 0.002);
-    EXPECT_NEAR(all[50].at, 10, 0.002);  // the gap is still there
+    EXPECT_NEAR(all[50].at, 10, 0.002);  // the gap is kept
 
     ASSERT_EQ(
         ps("export recordings -o part.mp4 --from 2018-06-22T10:00:01.000Z --to 2018-06-22T10:00:10.500Z"), 0)
@@ -127,7 +127,7 @@ TEST_F(ExportTest, SeveralRecordingsBecomeOneAndRangesEndAtKeyFrames) {
     EXPECT_NEAR(part[30].at, 10 - 0.8, 0.002);
 }
 
-TEST_F(ExportTest, RefusesWhatNobodyCouldPlay) {
+TEST_F(ExportTest, RefusesExportsThatCannotBePlayed) {
     make_clip("--key-every 10 --sets-in-header");
     convert("10:00:00Z");
     EXPECT_EQ(ps("export recordings -o o.mp4"), 1);
@@ -141,19 +141,19 @@ TEST_F(ExportTest, RefusesWhatNobodyCouldPlay) {
         EXPECT_NE(error(), "");
     }
     ASSERT_EQ(ps("export recordings -o o.mp4" + sets), 0) << error();
-    EXPECT_EQ(ps("export recordings -o o.mp4" + sets), 2);  // is there already
+    EXPECT_EQ(ps("export recordings -o o.mp4" + sets), 2);  // the file already exists
 }
 
-TEST_F(ExportTest, DamagedPayloadsAreExportedOrRefusedAndNeverFatal) {
+TEST_F(ExportTest, DamagedPayloadsAreExportedOrRefusedWithoutACrash) {
     make_clip("--bframes 2 --key-every 10");
     convert("10:00:00Z");
     const std::string path = directory / "recordings/2018/06/22/10/0000-00000080e.ps";
-    const std::string sound = read_file(path);
+    const std::string valid = read_file(path);
     std::mt19937 random(7);
     for (int i = 0; i < 40; ++i) {
-        std::string damaged = sound;
+        std::string damaged = valid;
         for (int flips = 0; flips < 60; ++flips) {
-            // Where parameter sets and slice headers stand, half of the time.
+            // Half of the flips hit the parameter sets and the first slice header.
             const std::size_t at = 1978 + 32 + random() % (flips % 2 == 0 ? 80 : damaged.size() - 1978 - 32);
             damaged[at] = static_cast<char>(random());
         }
@@ -165,8 +165,8 @@ TEST_F(ExportTest, DamagedPayloadsAreExportedOrRefusedAndNeverFatal) {
 
 namespace {
 
-/// Pictures of one sequence without fields, by what their slices say.
-class Order {
+/// Computes the order of frames in one sequence from the fields of their slices.
+class FrameOrder {
   public:
     h264::SequenceParameterSet sequence;
 
@@ -189,8 +189,8 @@ class Order {
 
 }  // namespace
 
-TEST(PictureOrder, FollowsTheKindsThatEncodersRarelyMake) {
-    Order cycle;  // every second frame refers: P b P b, shown b P b P
+TEST(PictureOrder, SupportsTypesThatEncodersRarelyUse) {
+    FrameOrder cycle;  // every second frame is a reference: P b P b, displayed as b P b P
     cycle.sequence.order_type = 1;
     cycle.sequence.offsets_for_reference = {4};
     cycle.sequence.offset_for_non_reference = -2;
@@ -202,10 +202,10 @@ TEST(PictureOrder, FollowsTheKindsThatEncodersRarelyMake) {
     cycle.sequence.frame_num_bits = 4;
     EXPECT_EQ(cycle.next(true, 0), 4 * 16);  // the frame number has wrapped around
 
-    Order bits;
+    FrameOrder bits;
     bits.sequence.order_bits = 4;
     EXPECT_EQ(bits.next(true, 0, 0, 0), 0);
     EXPECT_EQ(bits.next(true, 1, 0, 8), 8);
     EXPECT_EQ(bits.next(true, 2, 0, 0), 16);
-    EXPECT_EQ(bits.next(false, 3, 0, 14), 14);  // back across the wrap
+    EXPECT_EQ(bits.next(false, 3, 0, 14), 14);  // before the wrap-around
 }

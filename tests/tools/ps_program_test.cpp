@@ -191,7 +191,7 @@ TEST_F(PsProgramTest, RepairMakesTheIndexAnewAndKeepsTheOldFiles) {
     write_file(directory_ / kPath, std::string(whole).replace(1978, 3, "xyz"));
     const Outcome damaged = ps("repair recordings");
     EXPECT_EQ(damaged.status, 1);
-    EXPECT_THAT(damaged.out, HasSubstr("not mended"));
+    EXPECT_THAT(damaged.out, HasSubstr("not repaired"));
 }
 
 TEST_F(PsProgramTest, ProbeNamesTheRuleAndAgreesWithTheConversion) {

@@ -31,7 +31,7 @@ constexpr struct {
     {1978, 1056, 1000, 0, kKeyFrame, 9'000, 0x80},
     {3034, 64, 10, 0, kOtherFrame, 9'040, 0x80},
     {3098, 64, 31, 17, kOtherFrame, 9'050, 0x80},
-    {3162, 96, 64, 0, kKeyFrame, 10'500, 0x80},   // more than a second behind the one before in its slot
+    {3162, 96, 64, 0, kKeyFrame, 10'500, 0x80},   // more than a second after the previous one of its slot
     {3258, 64, 5, 0, kOtherFrame, 10'540, 0x40},  // another recording kind
 };
 constexpr std::size_t kCount = std::size(kPackets);
@@ -45,26 +45,26 @@ PsStreamDescs streams() {
     return streams;
 }
 
-/// Writes the first packets of the recording until a write fails; closes it unless the process is killed.
+/// Writes the first packets of the recording, up to the first failed write. Then closes it, unless `killed`.
 void write_pair(MemoryFiles& files, std::size_t packets, bool killed = false) {
     PsWriter writer;
     ps_writer_init(writer);
     writer.data = files.create_data(kData);
     writer.index = files.create_index(kIndex);
     writer.open_flag = true;
-    bool well = ps_open(writer, {}, streams()) == kPsOk;
-    for (std::size_t i = 0; i < packets && well; ++i) {
+    bool ok = ps_open(writer, {}, streams()) == kPsOk;
+    for (std::size_t i = 0; i < packets && ok; ++i) {
         const auto& p = kPackets[i];
         const std::vector<Byte> payload(p.payload, 0x55);
-        well = ps_write_frame(writer, {p.slot, p.picture, 2018, 6, 22, 16, 5, p.ms / 1000, p.ms % 1000,
-                                       p.kind, payload}) == kPsOk;
+        ok = ps_write_frame(writer, {p.slot, p.picture, 2018, 6, 22, 16, 5, p.ms / 1000, p.ms % 1000, p.kind,
+                                     payload}) == kPsOk;
     }
     if (killed) writer.open_flag = false;
     ps_writer_destroy(writer);
 }
 
-/// The middle of the first payload, where one byte is like another.
-bool is_dull(const std::string& file, std::size_t at) {
+/// The middle of the first payload, which is skipped to save time: all of its bytes are equivalent.
+bool is_payload_middle(const std::string& file, std::size_t at) {
     return file == kData && at > 2020 && at < 3000;
 }
 
@@ -73,27 +73,27 @@ class ReaderTest : public testing::Test {
     ReaderTest() {
         for (std::size_t packets = 0; packets <= kCount; ++packets) {
             write_pair(files_, packets);
-            undisturbed_.push_back(files_.at(kIndex));
+            expected_indexes_.push_back(files_.at(kIndex));
         }
     }
 
-    reader::Report verify(reader::Depth depth = reader::Depth::kHeaders) {
+    reader::Report verify(reader::VerifyDepth depth = reader::VerifyDepth::kHeaders) {
         reader::Recording recording(kData, files_);
         return reader::verify(recording, depth);
     }
 
-    /// The faults as "file:offset: text", those that a new index mends with a "*" behind.
+    /// The faults as "file:offset: text", followed by "*" if a new index repairs them.
     std::vector<std::string> faults() {
         std::vector<std::string> faults;
         const reader::Report report = verify();
         for (const auto& fault : report.faults.kept()) {
             faults.push_back(fault.file + ":" + std::to_string(fault.offset) + ": " + fault.text +
-                             (report.mends(fault) ? "*" : ""));
+                             (report.repairs(fault) ? "*" : ""));
         }
         return faults;
     }
 
-    /// The faults after a byte was replaced; the byte is put back.
+    /// The faults after replacing a byte. Restores the byte.
     std::vector<std::string> faults_with(const std::string& file, std::size_t at, int byte) {
         const char before = std::exchange(files_.at(file).at(at), static_cast<char>(byte));
         std::vector<std::string> faults = this->faults();
@@ -101,25 +101,26 @@ class ReaderTest : public testing::Test {
         return faults;
     }
 
-    /// A new index has to be the one of as many packets as the data file holds whole.
-    void expect_mended(const std::string& what) {
+    /// Checks that the rebuilt index is the one for the complete packets of the data file.
+    void expect_repaired(const std::string& what) {
         SCOPED_TRACE(what + testing::PrintToString(faults()));
         reader::Recording recording(kData, files_);
         const reader::Report report = reader::verify(recording);
-        ASSERT_TRUE(report.verified() || report.mendable());
-        const auto whole = std::count_if(std::begin(kPackets), std::end(kPackets), [&](const auto& packet) {
-            return packet.at + packet.size <= recording.data_size();
-        });
+        ASSERT_TRUE(report.verified() || report.repairable());
+        const auto complete = std::count_if(
+            std::begin(kPackets), std::end(kPackets),
+            [&](const auto& packet) { return packet.at + packet.size <= recording.data_size(); });
         EXPECT_EQ(report.whole_end,
-                  whole == 0 ? kPacketsAt : kPackets[whole - 1].at + kPackets[whole - 1].size);
-        EXPECT_EQ(reader::rebuilt_index(recording, report), undisturbed_[static_cast<std::size_t>(whole)]);
+                  complete == 0 ? kPacketsAt : kPackets[complete - 1].at + kPackets[complete - 1].size);
+        EXPECT_EQ(reader::rebuilt_index(recording, report),
+                  expected_indexes_[static_cast<std::size_t>(complete)]);
     }
 
     MemoryFiles files_;
-    std::vector<std::string> undisturbed_;  // the index of the first n packets
+    std::vector<std::string> expected_indexes_;  // the index of the first n packets
 };
 
-TEST_F(ReaderTest, ReportsWhatASoundRecordingHolds) {
+TEST_F(ReaderTest, ReportsTheContentsOfAValidRecording) {
     const reader::Report report = verify();
     EXPECT_EQ(faults(), std::vector<std::string>());
     EXPECT_EQ(reader::rfc3339(report.first), "2018-06-22T16:05:09.000Z");
@@ -132,7 +133,7 @@ TEST_F(ReaderTest, ReportsWhatASoundRecordingHolds) {
     EXPECT_EQ(report.index_size, 1088U + 5 * 32 + 4 * 16);
 }
 
-TEST_F(ReaderTest, NamesFileOffsetAndFaultAndWhetherItStays) {
+TEST_F(ReaderTest, FaultsHaveFileOffsetAndTextAndCanBeRepairableOrNot) {
     const struct {
         const char* file;
         std::size_t at;
@@ -142,7 +143,7 @@ TEST_F(ReaderTest, NamesFileOffsetAndFaultAndWhetherItStays) {
         // Index: header, stream record of slot 0, entries, spans.
         {kIndex, 0, 2, "r.psi:0: header: version is 02 00 00 00, not 01 00 00 00*"},
         {kIndex, 28, 0x09, "r.psi:28: header: first time is 09 9F 73 03, not 08 9F 73 03*"},
-        {kIndex, 20, 4, "r.psi:20: 4 entries, but 5 whole packets in the data file*"},
+        {kIndex, 20, 4, "r.psi:20: 4 entries, but 5 complete packets in the data file*"},
         {kIndex, 64 + 8, 3, "r.psi:72: stream record 0: last entry is 03 00 00 00, not 04 00 00 00*"},
         {kIndex, 1088 + 27, 1, "r.psi:1115: entry 0: reserved is 01 00 00 00 00, not 00 00 00 00 00*"},
         {kIndex, 1120 + 12, 0x22, "r.psi:1132: entry 1: position is 22 00 00 00, not 21 00 00 00*"},
@@ -151,7 +152,7 @@ TEST_F(ReaderTest, NamesFileOffsetAndFaultAndWhetherItStays) {
         {kIndex, 1248 + 12, 0x00, "r.psi:1260: span 0: last time is 00 9F 73 03, not 30 9F 73 03*"},
         // Data: pack header, map, the header of packet 1, its padding.
         {kData, 16 + 5, 0xA8, "r.ps:20: map: length is 07 A8, not 07 A4"},
-        {kData, 16 + 106 + 58 + 1, 0xD0, "r.ps:181: map entry 1: stream id D0 is none of this slot"},
+        {kData, 16 + 106 + 58 + 1, 0xD0, "r.ps:181: map entry 1: stream id D0 does not belong to this slot"},
         {kData, 3034 + 2, 2, "r.ps:3034: packet 1: start code is 00 00 02, not 00 00 01"},
         {kData, 3034 + 5, 0x3B, "r.ps:3038: packet 1: length is 00 3B, not 00 3A"},
         {kData, 3034 + 23, 0x21, "r.ps:3055: packet 1: size of the packet before is 80 0C 21, not 80 0C 20"},
@@ -162,10 +163,10 @@ TEST_F(ReaderTest, NamesFileOffsetAndFaultAndWhetherItStays) {
     for (const auto& c : cases) EXPECT_THAT(faults_with(c.file, c.at, c.byte), testing::Contains(c.fault));
 }
 
-/// Bits that are anybody's: stream types, picture sizes and names, program info, payloads.
+/// Bits that may have any value: stream types, picture sizes, names, program info, payloads.
 bool is_free(const std::string& file, std::size_t at, unsigned bit) {
     if (file == kIndex) return false;
-    // Two bits of the first code byte are in every packet.
+    // Two bits of the first code byte are repeated in every packet.
     if (at >= 26 + 8 && at < 26 + 60) return at != 34 || bit > 1;
     if (at >= 122 && at < 1978) {
         const std::size_t in_entry = (at - 122) % 58;
@@ -174,16 +175,16 @@ bool is_free(const std::string& file, std::size_t at, unsigned bit) {
     }
     return std::any_of(std::begin(kPackets), std::end(kPackets), [&](const auto& packet) {
         const std::size_t padding = packet.size - 32 - packet.payload;
-        // Less padding is a payload that ends in zeros, as byte streams may.
-        const bool pads_less = at == packet.at + 29 && bit < 5 && (padding >> bit & 1U) == 1;
-        return pads_less || (at >= packet.at + 32 && at < packet.at + 32 + packet.payload);
+        // With a smaller padding count the payload ends in zeros, which is valid.
+        const bool smaller_padding = at == packet.at + 29 && bit < 5 && (padding >> bit & 1U) == 1;
+        return smaller_padding || (at >= packet.at + 32 && at < packet.at + 32 + packet.payload);
     });
 }
 
-TEST_F(ReaderTest, FindsEveryFlippedBitThatMeansSomething) {
+TEST_F(ReaderTest, FindsEveryFlippedBitThatIsNotFree) {
     for (const std::string file : {kIndex, kData}) {
         for (std::size_t at = 0; at < files_.at(file).size(); ++at) {
-            if (is_dull(file, at)) continue;
+            if (is_payload_middle(file, at)) continue;
             for (unsigned bit = 0; bit < 8; ++bit) {
                 const bool found = !faults_with(file, at, files_.at(file)[at] ^ 1 << bit).empty();
                 ASSERT_EQ(found, !is_free(file, at, bit)) << file << " at " << at << ", bit " << bit;
@@ -192,48 +193,48 @@ TEST_F(ReaderTest, FindsEveryFlippedBitThatMeansSomething) {
     }
 }
 
-TEST_F(ReaderTest, FindsAndMendsAPairThatEndsAnywhere) {
+TEST_F(ReaderTest, FindsAndRepairsTruncationAtAnyByte) {
     const std::string index = files_.at(kIndex);
     const std::string data = files_.at(kData);
     for (std::size_t length = 0; length < index.size(); ++length) {
         files_.at(kIndex) = index.substr(0, length);
         ASSERT_FALSE(verify().verified()) << "index of " << length << " bytes";
-        expect_mended("index of " + std::to_string(length));
+        expect_repaired("index of " + std::to_string(length));
     }
     for (std::size_t length = 0; length < data.size(); ++length) {
-        if (is_dull(kData, length)) continue;
+        if (is_payload_middle(kData, length)) continue;
         files_.at(kIndex) = index;
         files_.at(kData) = data.substr(0, length);
         ASSERT_FALSE(verify().verified()) << "data of " << length << " bytes";
-        ASSERT_EQ(verify().mendable(), length >= kPacketsAt) << length;
+        ASSERT_EQ(verify().repairable(), length >= kPacketsAt) << length;
         if (length < kPacketsAt) continue;
-        expect_mended("data of " + std::to_string(length));
+        expect_repaired("data of " + std::to_string(length));
         files_.remove_file(kIndex);
-        expect_mended("no index, data of " + std::to_string(length));
+        expect_repaired("no index, data of " + std::to_string(length));
         files_.put(kIndex, index);
     }
     files_.at(kData) = data + std::string(100, '\0');
-    expect_mended("zeros behind the end ");
+    expect_repaired("zeros after the end");
 }
 
-TEST_F(ReaderTest, MendsWhatAFailedOrKilledConversionLeaves) {
+TEST_F(ReaderTest, RepairsTheResultOfAFailedOrKilledConversion) {
     for (const bool killed : {false, true}) {
         for (const bool partly : {false, true}) {
             for (std::uint64_t call = 1;; ++call) {
                 files_.output = {.fail_at = call, .partly = partly};
                 write_pair(files_, kCount, killed);
                 const bool went_through = files_.output.calls < call;
-                if (files_.at(kData).size() >= kPacketsAt) expect_mended("call " + std::to_string(call));
+                if (files_.at(kData).size() >= kPacketsAt) expect_repaired("call " + std::to_string(call));
                 if (went_through) break;
             }
         }
     }
 }
 
-TEST_F(ReaderTest, GoesOnBehindDamageAndMendsNothingThen) {
+TEST_F(ReaderTest, ContinuesAfterDamageButDoesNotRepairIt) {
     std::fill_n(files_.at(kData).begin() + 3034, 40, '\xEE');  // packet 1 and its sizes
     EXPECT_EQ(faults(),
-              std::vector<std::string>{"r.ps:3034: packet 1: not to be recognised; the next one is at 3098"});
+              std::vector<std::string>{"r.ps:3034: packet 1: unrecognizable; the next packet is at 3098"});
     EXPECT_EQ(verify().frames, 4U);
 
     std::fill(files_.at(kData).begin() + 1978, files_.at(kData).end(), '\xEE');
@@ -243,19 +244,19 @@ TEST_F(ReaderTest, GoesOnBehindDamageAndMendsNothingThen) {
 
 TEST_F(ReaderTest, ReportsAMissingFile) {
     files_.remove_file(kIndex);
-    EXPECT_THAT(faults(), testing::ElementsAre(testing::HasSubstr("r.psi:0: no index file")));
+    EXPECT_THAT(faults(), testing::ElementsAre(testing::HasSubstr("r.psi:0: the index file is missing")));
     write_pair(files_, kCount);
     files_.remove_file(kData);
-    EXPECT_THAT(faults(), testing::ElementsAre(testing::HasSubstr("r.ps:0: no data file")));
+    EXPECT_THAT(faults(), testing::ElementsAre(testing::HasSubstr("r.ps:0: the data file is missing")));
     files_.remove_file(kIndex);
     EXPECT_THROW(reader::Recording(kData, files_), reader::CannotOpen);
 }
 
-TEST_F(ReaderTest, BelievesNoCountThatTheFileCannotHold) {
+TEST_F(ReaderTest, LimitsCountsToTheFileSize) {
     for (const std::size_t count_at : {20U, 40U}) {
         files_.at(kIndex).replace(count_at, 4, "\xFF\xFF\xFF\xFF");
         reader::Recording recording(kData, files_);
-        EXPECT_LE(recording.entries(), 7U);  // with the spans taken for entries
+        EXPECT_LE(recording.entries(), 7U);  // the spans are read as entries
         EXPECT_LE(recording.spans(), 4U);
         EXPECT_GT(reader::verify(recording).faults.count(), 0U);
         EXPECT_FALSE(recording.entry(recording.entries()).has_value());
@@ -264,14 +265,14 @@ TEST_F(ReaderTest, BelievesNoCountThatTheFileCannotHold) {
     }
 }
 
-TEST_F(ReaderTest, LooksIntoPayloadsOnlyWhenAsked) {
+TEST_F(ReaderTest, ChecksPayloadsOnlyOnRequest) {
     EXPECT_TRUE(verify().verified());
-    const reader::Report report = verify(reader::Depth::kPayloads);
-    EXPECT_EQ(report.faults.count(), 4U);  // one a picture; slot 17 is no video
+    const reader::Report report = verify(reader::VerifyDepth::kPayloads);
+    EXPECT_EQ(report.faults.count(), 4U);  // one per video frame; slot 17 is audio
     EXPECT_EQ(report.faults.kept().front().text, "packet 0: payload does not begin with a start code");
 }
 
-TEST(MomentTest, ReadsTimesAsItWritesThem) {
+TEST(PacketTimeTest, ParsesTheTimesThatItFormats) {
     const auto instant = reader::parse_instant("2018-06-22T16:05:09.500Z");
     ASSERT_TRUE(instant.has_value());
     EXPECT_EQ(instant, 1'529'683'509'500);

@@ -72,7 +72,7 @@ std::optional<std::uint32_t> convert(const ConvertOptions& options, const std::s
     const StreamRecord request = request_of(options, clip, start);
     const std::string path =
         norvane::clip_path(request.outputDirectory, norvane::time_base(request), norvane::clip_id(request))
-            .whole();
+            .full();
     auto& files = platform::system_files();
     if (!options.force && (files.open_input(path) || files.open_input(path + "i"))) {
         cli::print_error(kProgram, path + " is there already; --force replaces it");

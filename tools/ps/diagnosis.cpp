@@ -41,17 +41,17 @@ class Diagnosis {
     void look_at_formats();
     void look_at_failed_sample();
     void explain_sample(std::uint64_t number, std::uint64_t at, const Sample& sample, std::uint32_t largest);
-    [[nodiscard]] const SeenBox* seen(BoxType type) const;
-    [[nodiscard]] bool passes_end(const SeenBox& box) const {
-        return box.payload > in_.size() || box.payload_at > in_.size() - box.payload;
+    [[nodiscard]] const BoxInfo* seen(BoxType type) const;
+    [[nodiscard]] bool passes_end(const BoxInfo& box) const {
+        return box.payload_size > in_.size() || box.payload_offset > in_.size() - box.payload_size;
     }
-    void find(std::string rule, const SeenBox& box, std::string text) {
-        findings_.push_back({std::move(rule), name_of(box.type), box.at, std::move(text)});
+    void find(std::string rule, const BoxInfo& box, std::string text) {
+        findings_.push_back({std::move(rule), name_of(box.type), box.offset, std::move(text)});
     }
 
     BoxReader in_;
     const Trial& trial_;
-    std::vector<SeenBox> boxes_;
+    std::vector<BoxInfo> boxes_;
     std::vector<Finding> findings_;
 };
 
@@ -76,20 +76,20 @@ void Diagnosis::walk() {
     in_.clear();
     (void)gather_tracks(
         in_, [](const std::string&) {},
-        [this](const SeenBox& box) {
+        [this](const BoxInfo& box) {
             if (boxes_.size() < kMaxBoxes) boxes_.push_back(box);
         });
     in_.clear();
 }
 
-const SeenBox* Diagnosis::seen(BoxType type) const {
+const BoxInfo* Diagnosis::seen(BoxType type) const {
     const auto at =
-        std::find_if(boxes_.begin(), boxes_.end(), [type](const SeenBox& box) { return box.type == type; });
+        std::find_if(boxes_.begin(), boxes_.end(), [type](const BoxInfo& box) { return box.type == type; });
     return at == boxes_.end() ? nullptr : &*at;
 }
 
 void Diagnosis::look_at_fragments() {
-    if (const SeenBox* fragment = seen(kMoof)) {
+    if (const BoxInfo* fragment = seen(kMoof)) {
         find("fragmented", *fragment, "the clip is fragmented: samples in movie fragments are not read");
     }
 }
@@ -107,17 +107,17 @@ void Diagnosis::look_at_meta() {
 
 void Diagnosis::look_at_ends() {
     if (!findings_.empty()) return;
-    for (const SeenBox& box : boxes_) {
+    for (const BoxInfo& box : boxes_) {
         if (!passes_end(box)) continue;
         find("truncated", box,
-             fmt::format("the box claims {} bytes, but the clip is truncated at byte {}", box.payload,
+             fmt::format("the box claims {} bytes, but the clip is truncated at byte {}", box.payload_size,
                          in_.size()));
         return;
     }
 }
 
 void Diagnosis::look_at_tables() {
-    if (const SeenBox* long_offsets = seen(kCo64)) {
+    if (const BoxInfo* long_offsets = seen(kCo64)) {
         find("co64", *long_offsets, "chunk offsets of 64 bits are not read, so a mandatory table is missing");
         return;
     }
@@ -125,8 +125,8 @@ void Diagnosis::look_at_tables() {
     for (const BoxType type : kMandatory) {
         if (seen(type) == nullptr) missing.push_back(fmt::format("'{}'", name_of(type)));
     }
-    const SeenBox* where = seen(kStbl) != nullptr ? seen(kStbl) : seen(kMoov);
-    const SeenBox end{kMoov, in_.size(), in_.size(), 0};
+    const BoxInfo* where = seen(kStbl) != nullptr ? seen(kStbl) : seen(kMoov);
+    const BoxInfo end{kMoov, in_.size(), in_.size(), 0};
     if (where == nullptr && findings_.empty()) {
         find("no-moov", end, "there is no 'moov' box up to the end of the clip");
     } else if (where != nullptr && findings_.empty()) {
@@ -137,7 +137,7 @@ void Diagnosis::look_at_tables() {
 }
 
 void Diagnosis::look_at_formats() {
-    const SeenBox* const box = seen(kStsd);
+    const BoxInfo* const box = seen(kStsd);
     if (box == nullptr) return;
     for (const SampleTables& track : trial_.tracks) {
         const StsdEntry& entry = track.sample_descriptions.front();

@@ -39,13 +39,13 @@ void print_frame(const reader::Entry& entry, bool csv) {
     const std::string previous = link(entry.previous);
     const std::string next = link(entry.next);
     if (csv) {
-        fmt::print("{},{},{},{},{},{},{},{},{}\n", entry.number, entry.slot, reader::rfc3339(entry.moment),
-                   entry.is_key() ? 1 : 0, entry.packet_size, entry.packet_at, previous, next,
+        fmt::print("{},{},{},{},{},{},{},{},{}\n", entry.number, entry.slot, reader::rfc3339(entry.time),
+                   entry.is_key() ? 1 : 0, entry.packet_size, entry.packet_offset, previous, next,
                    entry.key_distance);
     } else {
         fmt::print("{:>8} {:>4} {:<24} {:<3} {:>8} {:>12} {:>8} {:>8} {:>12}\n", entry.number, entry.slot,
-                   reader::text_of(entry.moment), entry.is_key() ? "key" : "", entry.packet_size,
-                   entry.packet_at, previous, next, entry.key_distance);
+                   reader::text_of(entry.time), entry.is_key() ? "key" : "", entry.packet_size,
+                   entry.packet_offset, previous, next, entry.key_distance);
     }
 }
 
@@ -58,7 +58,7 @@ int run_frames(const FramesOptions& options) {
     for (std::uint32_t number = 0; number < recording.entries(); ++number) {
         const auto entry = recording.entry(number);
         if (!entry) throw cli::CannotRun(fmt::format("entry {} cannot be read", number));
-        const std::int64_t instant = reader::instant_of(entry->moment);
+        const std::int64_t instant = reader::instant_of(entry->time);
         if (instant >= options.from && instant < options.to) print_frame(*entry, options.csv);
     }
     return cli::kSuccess;

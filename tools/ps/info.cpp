@@ -21,13 +21,13 @@ using reader::RecordingInfo;
 
 /// The recorder's zone as the path tells it against the first frame.
 std::optional<int> zone_of(const reader::Report& report) {
-    const auto path = reader::facts_of_path(report.path);
+    const auto path = reader::parse_recording_path(report.path);
     if (!path || report.frames == 0) return std::nullopt;
-    return reader::zone_between(report.first, path->local_start);
+    return reader::utc_offset_minutes(report.first, path->local_start);
 }
 
 bool contradicts_path(const reader::Report& report) {
-    return report.frames > 0 && reader::facts_of_path(report.path) && !zone_of(report);
+    return report.frames > 0 && reader::parse_recording_path(report.path) && !zone_of(report);
 }
 
 std::string zone_text(int minutes) {
@@ -45,7 +45,7 @@ void print_line(std::string_view name, std::string_view text) {
 
 void print_times(const reader::Report& report) {
     if (report.frames == 0) return;
-    const auto path = reader::facts_of_path(report.path);
+    const auto path = reader::parse_recording_path(report.path);
     const auto zone = zone_of(report);
     std::string local = "no local time in the path";
     if (path) {

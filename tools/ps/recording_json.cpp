@@ -47,7 +47,7 @@ Json faults_of(const reader::Report& report) {
                           {"offset", fault.offset},
                           {"entry", fault.entry ? Json(*fault.entry) : Json()},
                           {"text", fault.text},
-                          {"mendable", report.mends(fault)}});
+                          {"mendable", report.repairs(fault)}});
     }
     return faults;
 }
@@ -56,7 +56,7 @@ Json faults_of(const reader::Report& report) {
 
 Json json_of(const reader::Report& report) {
     const bool empty = report.frames == 0;
-    const auto path = reader::facts_of_path(report.path);
+    const auto path = reader::parse_recording_path(report.path);
     return {{"path", report.path},
             {"clip_id", path ? Json(path->clip_id) : Json()},
             {"local_start", path ? Json(reader::rfc3339(path->local_start).substr(0, 19)) : Json()},
@@ -69,7 +69,7 @@ Json json_of(const reader::Report& report) {
             {"streams", streams_of(report)},
             {"spans", spans_of(report)},
             {"verified", report.verified()},
-            {"mendable", report.mendable()},
+            {"mendable", report.repairable()},
             {"fault_count", report.faults.count()},
             {"faults", faults_of(report)}};
 }

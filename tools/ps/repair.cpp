@@ -111,7 +111,7 @@ void write_in_place(reader::Recording& recording, const reader::Report& report) 
     index.put_in_place();
 }
 
-std::string mended_text(const reader::Report& report) {
+std::string repair_text(const reader::Report& report) {
     const std::uint64_t cut = report.data_size - report.whole_end;
     return fmt::format("index of {} entries rebuilt{}", report.frames,
                        cut > 0 ? fmt::format(", {} bytes cut off the data file", cut) : "");
@@ -120,20 +120,21 @@ std::string mended_text(const reader::Report& report) {
 Outcome repair(const RepairOptions& options, reader::Recording& recording) {
     const reader::Report report = reader::verify(recording);
     if (report.verified() && options.output.empty()) return {true, "sound"};
-    if (!report.verified() && !report.mendable()) {
-        return {false, fmt::format("not mended, {} of {} faults would stay; {}", report.faults.lasting(),
-                                   report.faults.count(), reader::text_of(report.faults.kept().front()))};
+    if (!report.verified() && !report.repairable()) {
+        return {false,
+                fmt::format("not repaired, {} of {} faults would remain; {}", report.faults.unrepairable(),
+                            report.faults.count(), reader::text_of(report.faults.kept().front()))};
     }
-    if (options.dry_run) return {false, "would be mended: " + mended_text(report)};
+    if (options.dry_run) return {false, "would be repaired: " + repair_text(report)};
     options.output.empty() ? write_in_place(recording, report) : write_beside(options, recording, report);
-    return {true, mended_text(report)};
+    return {true, repair_text(report)};
 }
 
 Outcome repair_or_say_why(const RepairOptions& options, reader::Recording& recording) {
     try {
         return repair(options, recording);
     } catch (const std::exception& error) {  // the next recording is not to suffer for it
-        return {false, fmt::format("not mended: {}", error.what())};
+        return {false, fmt::format("not repaired: {}", error.what())};
     }
 }
 
@@ -163,8 +164,7 @@ Command add_repair(CLI::App& program) {
     add_paths(command, *options);
     add_jobs(command, *options);
     command.add_flag("--dry-run", options->dry_run, "only say what would be done; exit status 1 if anything");
-    command
-        .add_option("--output", options->output, "write the mended pair there, and leave the old one alone")
+    command.add_option("--output", options->output, "write the repaired pair there and keep the original")
         ->type_name("FILE");
     return {&command, [options] { return run_repair(*options); }};
 }

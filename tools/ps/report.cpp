@@ -41,8 +41,8 @@ void add_recordings(const ReportOptions& options, PageData& data) {
         [](reader::Recording& recording) {
             reader::Curve curve;
             const reader::Report report =
-                reader::verify(recording, reader::Depth::kHeaders,
-                               [&](const reader::Packet& packet) { curve.take(packet); });
+                reader::verify(recording, reader::VerifyDepth::kHeaders,
+                               [&](const reader::Packet& packet) { curve.add(packet); });
             return json_of(report, curve);
         },
         [&data](const std::string&, const Json& recording) { data.add(recording); });

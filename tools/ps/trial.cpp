@@ -35,14 +35,6 @@ class TrialFiles final : public platform::FileSystem {
     bool replace_whole(const std::string& /*path*/, std::string_view /*content*/) override { return false; }
 };
 
-bool holds_parameter_sets(std::span<const platform::Byte> frame) {
-    const auto units = reader::nal_units(frame);
-    const auto has = [&](std::uint8_t type) {
-        return std::any_of(units.begin(), units.end(), [&](const auto& unit) { return unit.type == type; });
-    };
-    return has(h264::kSequenceParameterSet) && has(h264::kPictureParameterSet);
-}
-
 class TrialParser final : public norvane::Mp4Parser {
   public:
     TrialParser(const StreamRecord& request, norvane::ConversionContext context, Trial& trial)
@@ -51,7 +43,7 @@ class TrialParser final : public norvane::Mp4Parser {
     bool write_frame(bool key_frame, std::uint16_t group_counter, std::int64_t length, double time,
                      std::span<const platform::Byte> buffer) override {
         if (!Mp4Parser::write_frame(key_frame, group_counter, length, time, buffer)) return false;
-        if (trial_.frames++ == 0) trial_.parameter_sets_in_samples = holds_parameter_sets(buffer);
+        if (trial_.frames++ == 0) trial_.parameter_sets_in_samples = reader::has_parameter_sets(buffer);
         if (key_frame) ++trial_.key_frames;
         return true;
     }

@@ -33,7 +33,7 @@ std::string verdict(const reader::Report& report) {
                            cli::counted(report.spans(), "span"));
     }
     return fmt::format("{}, {}", cli::counted(report.faults.count(), "fault"),
-                       report.mendable() ? "repair mends it" : "repair does not mend it");
+                       report.repairable() ? "repair fixes it" : "repair does not fix it");
 }
 
 void print_text(const reader::Report& report, const cli::Paint& paint) {
@@ -41,14 +41,15 @@ void print_text(const reader::Report& report, const cli::Paint& paint) {
                paint(report.verified() ? cli::Colour::kGreen : cli::Colour::kRed, verdict(report)));
     for (const reader::Fault& fault : report.faults.kept()) {
         fmt::print("  {}{}\n", reader::text_of(fault),
-                   report.mends(fault) ? "" : " (repair does not mend this)");
+                   report.repairs(fault) ? "" : " (repair does not fix this)");
     }
     const std::uint64_t left_out = report.faults.count() - report.faults.kept().size();
     if (left_out > 0) fmt::print("  and {} more\n", left_out);
 }
 
 int run_verify(const VerifyOptions& options) {
-    const reader::Depth depth = options.deep ? reader::Depth::kPayloads : reader::Depth::kHeaders;
+    const reader::VerifyDepth depth =
+        options.deep ? reader::VerifyDepth::kPayloads : reader::VerifyDepth::kHeaders;
     const cli::Paint paint(stdout);
     std::optional<cli::JsonList> json;
     if (options.json) json.emplace(stdout, "recordings");
@@ -59,7 +60,7 @@ int run_verify(const VerifyOptions& options) {
         [depth, curves = options.json](reader::Recording& recording) {
             Checked checked;
             checked.report = reader::verify(recording, depth, [&](const reader::Packet& packet) {
-                if (curves) checked.curve.take(packet);
+                if (curves) checked.curve.add(packet);
             });
             return checked;
         },

@@ -4,12 +4,12 @@
 
 namespace reader {
 
-void Curve::take(const Packet& packet) {
-    const std::int64_t instant = instant_of(packet.moment);
+void Curve::add(const Packet& packet) {
+    const std::int64_t instant = instant_of(packet.time);
     if (bytes_.empty()) first_ = instant;
     since_key_ = packet.is_key() ? 0 : since_key_ + 1;
     const std::int64_t after = std::max<std::int64_t>(0, instant - first_);
-    while (after / step_ >= static_cast<std::int64_t>(most_)) double_step();
+    while (after / step_ >= static_cast<std::int64_t>(max_steps_)) double_step();
     const auto at = static_cast<std::size_t>(after / step_);
     if (at >= bytes_.size()) {
         bytes_.resize(at + 1);

@@ -7,24 +7,24 @@
 
 namespace reader {
 
-/// How a recording's bitrate and key distance go, in steps of equal length from its first frame on. The steps
-/// grow with the recording, so that there are never more than `most` of them.
+/// Bitrate and key frame distance of a recording over time, in steps of equal length that start at its first
+/// frame. The step length doubles as needed so that there are at most `max_steps` steps.
 class Curve {
   public:
-    explicit Curve(std::size_t most = 60) : most_(most) {}
+    explicit Curve(std::size_t max_steps = 60) : max_steps_(max_steps) {}
 
-    /// The packets in file order. One that is older than the first counts for the first step.
-    void take(const Packet& packet);
+    /// Adds the next packet in file order. A packet older than the first one counts for the first step.
+    void add(const Packet& packet);
 
     [[nodiscard]] std::int64_t step() const { return step_; }  // ms
-    /// Bytes of the packets of each step, and the most frames since a key picture among them.
+    /// Bytes per step, and the largest number of frames since a key frame per step.
     [[nodiscard]] const std::vector<std::uint64_t>& bytes() const { return bytes_; }
     [[nodiscard]] const std::vector<std::uint32_t>& key_distances() const { return key_distances_; }
 
   private:
     void double_step();
 
-    std::size_t most_;
+    std::size_t max_steps_;
     std::int64_t first_ = 0;  // ms since 1970
     std::int64_t step_ = 1000;
     std::uint32_t since_key_ = 0;  // frames

@@ -4,8 +4,8 @@
 
 namespace reader {
 
-/// Takes everything and keeps nothing but the position, for a writer whose data file is there already or is
-/// not wanted.
+/// Discards what is written and only counts the bytes. For a writer whose data file already exists or is not
+/// wanted.
 class DiscardingDataFile final : public platform::DataFile {
   public:
     std::int64_t append(const Parts& parts) override {

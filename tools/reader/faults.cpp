@@ -8,7 +8,7 @@
 namespace reader {
 namespace {
 
-/// As many bytes as fit into a line that a person reads.
+/// The first bytes in hexadecimal.
 std::string hex(std::span<const platform::Byte> bytes) {
     constexpr std::size_t kShown = 8;
     const auto shown = bytes.first(std::min(bytes.size(), kShown));
@@ -23,19 +23,19 @@ std::string text_of(const Fault& fault) {
 
 void FaultList::add(Fault fault) {
     ++count_;
-    if (fault.mending == Repair::kNone) ++lasting_;
+    if (fault.repair == Repair::kNone) ++unrepairable_;
     if (kept_.size() < kKept) kept_.push_back(std::move(fault));
 }
 
-void compare_parts(FaultList& faults, const Fault& record, std::span<const platform::Byte> found,
-                   std::span<const platform::Byte> expected, std::span<const NamedPart> parts) {
-    for (const NamedPart& part : parts) {
-        const auto is = found.subspan(part.offset, part.length);
-        const auto should = expected.subspan(part.offset, part.length);
+void compare_fields(FaultList& faults, const Fault& record, std::span<const platform::Byte> found,
+                    std::span<const platform::Byte> expected, std::span<const NamedField> fields) {
+    for (const NamedField& field : fields) {
+        const auto is = found.subspan(field.offset, field.length);
+        const auto should = expected.subspan(field.offset, field.length);
         if (std::equal(is.begin(), is.end(), should.begin())) continue;
         Fault fault = record;
-        fault.offset += part.offset;
-        fault.text = fmt::format("{}: {} is {}, not {}", record.text, part.name, hex(is), hex(should));
+        fault.offset += field.offset;
+        fault.text = fmt::format("{}: {} is {}, not {}", record.text, field.name, hex(is), hex(should));
         faults.add(std::move(fault));
     }
 }

@@ -8,8 +8,8 @@ namespace reader {
 FileWindow::FileWindow(std::unique_ptr<platform::InputFile> file) : file_(std::move(file)) {}
 
 void FileWindow::move_to(std::uint64_t position) {
-    const bool goes_on = position >= last_end_ && position - last_end_ < kNear;
-    fill_ = goes_on ? std::min(2 * fill_, kSize) : kAlone;
+    const bool sequential = position >= last_end_ && position - last_end_ < kMaxGap;
+    fill_ = sequential ? std::min(2 * fill_, kMaxFill) : kSingleFill;
     if (bytes_.size() < fill_) bytes_.resize(fill_);
     begin_ = position;
     filled_ = file_->read_at(position, std::span(bytes_).first(fill_));
@@ -18,7 +18,7 @@ void FileWindow::move_to(std::uint64_t position) {
 bool FileWindow::read(std::uint64_t position, std::span<platform::Byte> to) {
     if (position > size() || to.size() > size() - position) return false;
     if (!holds(position, to.size())) {
-        if (to.size() > kAlone) return file_->read_at(position, to) == to.size();
+        if (to.size() > kSingleFill) return file_->read_at(position, to) == to.size();
         move_to(position);
         if (!holds(position, to.size())) return false;
     }

@@ -12,25 +12,24 @@
 
 namespace reader {
 
-/// Reads a file at positions through one buffer. Small records in a row are fetched many at a time; a record
-/// that lies far behind the one before is fetched alone, so that what lies between them is never read. Not
-/// mapped into memory, on purpose: a file that shrinks while it is read gives a short read here, which is a
-/// finding, and a signal that ends the program there. Nothing beyond the length that the file had at opening
-/// is ever asked for.
+/// Random access to a file through one buffer. Reads ahead for sequential small records. A record that is far
+/// from the previous one is read alone, so that the data in between is never read. Not memory-mapped: if a
+/// file shrinks while it is read, a short read can be reported, but a signal would end the program. Never
+/// reads past the size that the file had when it was opened.
 class FileWindow {
   public:
     explicit FileWindow(std::unique_ptr<platform::InputFile> file);
 
     [[nodiscard]] std::uint64_t size() const { return file_->size(); }
 
-    /// Fills the whole span or answers false.
+    /// Fills the whole span, or returns false.
     [[nodiscard]] bool read(std::uint64_t position, std::span<platform::Byte> to);
 
-    /// One record of a layout table, nothing when the file does not hold all of it.
+    /// Reads one record. Nothing if the file ends before the end of the record.
     template <typename Layout>
     [[nodiscard]] std::optional<typename Layout::Bytes> record(std::uint64_t position) {
         typename Layout::Bytes bytes{};
-        if (holds(position, bytes.size())) {  // the usual case, with a length that the compiler knows
+        if (holds(position, bytes.size())) {  // the usual case; the length is known at compile time
             copy_out(position, std::span(bytes));
         } else if (!read(position, bytes)) {
             return std::nullopt;
@@ -49,16 +48,16 @@ class FileWindow {
     }
     void move_to(std::uint64_t position);
 
-    static constexpr std::size_t kSize = 65536;
-    static constexpr std::size_t kAlone = 512;  // fetched around a record that stands alone
-    static constexpr std::size_t kNear = 4096;  // a gap that costs less to read than a call of its own
+    static constexpr std::size_t kMaxFill = 65536;
+    static constexpr std::size_t kSingleFill = 512;  // bytes read for an isolated record
+    static constexpr std::size_t kMaxGap = 4096;  // reading a gap of this size is cheaper than another call
 
     std::unique_ptr<platform::InputFile> file_;
-    std::vector<platform::Byte> bytes_;  // as many as were ever asked for
-    std::uint64_t begin_ = 0;            // of the buffer, in the file
+    std::vector<platform::Byte> bytes_;  // as large as the largest fill so far
+    std::uint64_t begin_ = 0;            // file offset of the buffer
     std::size_t filled_ = 0;
-    std::size_t fill_ = kAlone;   // how much was asked for last
-    std::uint64_t last_end_ = 0;  // of the last record that was read
+    std::size_t fill_ = kSingleFill;  // bytes requested by the last fill
+    std::uint64_t last_end_ = 0;      // end of the last record
 };
 
 }  // namespace reader

@@ -1,12 +1,11 @@
 #include "tools/reader/nal_scan.h"
 
 #include <algorithm>
-#include <array>
 
 namespace reader {
 
 std::vector<NalUnit> nal_units(std::span<const platform::Byte> bytes) {
-    constexpr std::array<platform::Byte, 3> kStart = {0, 0, 1};
+    constexpr auto& kStart = h264::kShortStartCode;
     std::vector<NalUnit> units;
     for (auto from = bytes.begin();;) {
         const auto hit = std::search(from, bytes.end(), kStart.begin(), kStart.end());
@@ -14,10 +13,20 @@ std::vector<NalUnit> nal_units(std::span<const platform::Byte> bytes) {
         const auto at = static_cast<std::size_t>(hit - bytes.begin());
         const bool long_code = at > 0 && bytes[at - 1] == 0;
         const platform::Byte header = bytes[at + kStart.size()];
-        units.push_back(
-            {long_code ? at - 1 : at, static_cast<std::uint8_t>(header & 0x1FU), (header & 0x80U) != 0});
+        units.push_back({long_code ? at - 1 : at, h264::nal_type(header), h264::has_forbidden_bit(header)});
         from = hit + static_cast<std::ptrdiff_t>(kStart.size());
     }
+}
+
+bool has_parameter_sets(std::span<const platform::Byte> frame) {
+    bool sequence = false;
+    bool picture = false;
+    for (const NalUnit& unit : nal_units(frame)) {
+        if (unit.is_slice()) break;
+        sequence |= unit.type == h264::kSequenceParameterSet;
+        picture |= unit.type == h264::kPictureParameterSet;
+    }
+    return sequence && picture;
 }
 
 }  // namespace reader

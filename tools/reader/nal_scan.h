@@ -4,22 +4,23 @@
 #include <span>
 #include <vector>
 
+#include "mp4/nal_syntax.h"
 #include "platform/bytes.h"
-#include "tools/h264/nal_types.h"
 
 namespace reader {
 
 struct NalUnit {
-    std::size_t at = 0;  // of its start code
+    std::size_t offset = 0;  // of its start code
     std::uint8_t type = 0;
     bool forbidden_bit = false;
 
-    /// Types that the standard gives a meaning; the others are reserved or left to applications.
-    [[nodiscard]] bool known_type() const { return (type >= 1 && type <= 16) || (type >= 19 && type <= 21); }
     [[nodiscard]] bool is_slice() const { return type >= h264::kSlice && type <= h264::kSliceOfIdrPicture; }
 };
 
-/// The NAL units that begin in the bytes, found by their start codes.
+/// Finds the NAL units in the bytes by their start codes.
 [[nodiscard]] std::vector<NalUnit> nal_units(std::span<const platform::Byte> bytes);
+
+/// True if a sequence and a picture parameter set precede the frame's first slice.
+[[nodiscard]] bool has_parameter_sets(std::span<const platform::Byte> frame);
 
 }  // namespace reader

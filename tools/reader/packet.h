@@ -1,6 +1,6 @@
 #pragma once
 
-// Packets as the data file alone describes them.
+// Packets, as described by the data file alone.
 
 #include <array>
 #include <cstdint>
@@ -12,39 +12,34 @@
 
 namespace reader {
 
-/// What the stream map says of one slot.
+/// The stream map's description of one slot.
 struct MapStream {
     std::uint8_t type = 0;
     std::uint8_t id = 0;
-    std::uint32_t width = 0;   // pixels, whole macroblocks; of video only
-    std::uint32_t height = 0;  // likewise
+    std::uint32_t width = 0;   // pixels, a multiple of kMapPixels; video only
+    std::uint32_t height = 0;  // pixels, a multiple of kMapPixels; video only
     std::string name;
 };
 
-/// What the stream map says about the packets to come.
-struct MapFacts {
+/// The contents of the stream map.
+struct StreamMapInfo {
     std::array<MapStream, kSlots> streams;
-    std::uint8_t program_code = 0;  // two bits of it are in every packet
+    std::uint8_t program_code = 0;  // two of its bits are in every packet
 };
 
-[[nodiscard]] MapFacts facts_of(const StreamMap::Bytes& map);
-
-/// PesHeader::Program of every packet.
-[[nodiscard]] constexpr std::uint8_t program_byte(const MapFacts& map) {
-    return static_cast<std::uint8_t>(0xC0U | (map.program_code & 3U) << 4U);
-}
+[[nodiscard]] StreamMapInfo parse_stream_map(const StreamMap::Bytes& map);
 
 struct Packet {
     std::uint32_t number = 0;
-    std::uint64_t at = 0;    // offset in the data file
-    std::uint32_t size = 0;  // bytes, with header and padding
+    std::uint64_t offset = 0;  // in the data file
+    std::uint32_t size = 0;    // bytes, including header and padding
     std::uint8_t stream_id = 0;
     std::uint8_t slot = 0;
     std::uint8_t flags = 0;
     std::uint8_t padding = 0;  // bytes
-    PacketTime moment;
+    PacketTime time;
 
-    [[nodiscard]] std::uint64_t end() const { return at + size; }
+    [[nodiscard]] std::uint64_t end() const { return offset + size; }
     [[nodiscard]] std::uint8_t picture_type() const { return flags & kPictureTypeBits; }
     [[nodiscard]] std::uint8_t kind() const { return flags & kRecordingKindBits; }
     [[nodiscard]] bool is_key() const { return picture_type() == kKeyFrame; }
@@ -53,27 +48,27 @@ struct Packet {
     }
 };
 
-/// The packet that a header describes. Nothing of it is checked.
-[[nodiscard]] Packet packet_of(const PesHeader::Bytes& header, std::uint32_t number, std::uint64_t at);
+/// Reads a packet header without checking it.
+[[nodiscard]] Packet parse_packet(const PesHeader::Bytes& header, std::uint32_t number, std::uint64_t offset);
 
-/// The header that such a packet has behind one of that size.
-[[nodiscard]] PesHeader::Bytes header_of(const Packet& packet, const MapFacts& map,
-                                         std::uint32_t previous_size);
+/// The header that such a packet must have after a packet of `previous_size` bytes.
+[[nodiscard]] PesHeader::Bytes expected_header(const Packet& packet, const StreamMapInfo& map,
+                                               std::uint32_t previous_size);
 
-/// Whether a packet can have that size.
+/// True if a packet can have this size.
 [[nodiscard]] constexpr bool possible_size(std::uint32_t size) {
     return size >= PesHeader::size && (size & ~kPacketSizeBits) == 0;
 }
 
-/// The values that no layout fixes: size, padding, picture type, time.
+/// Checks the values that the layout does not determine: size, padding, picture type, time.
 [[nodiscard]] bool is_plausible(const Packet& packet);
 
-/// Whether start code and stream id are those of a packet.
-[[nodiscard]] bool begins_packet(const PesHeader::Bytes& header, const MapFacts& map);
+/// True if the start code is that of a packet and the stream id is in the map.
+[[nodiscard]] bool begins_packet(const PesHeader::Bytes& header, const StreamMapInfo& map);
 
-/// Offset of the first header from `from` on of which all that does not depend on its neighbours is right.
-/// Looks at every byte up to the end of the file.
-[[nodiscard]] std::optional<std::uint64_t> find_packet(Recording& recording, const MapFacts& map,
+/// Offset of the first packet header at or after `from` that is valid regardless of the packets around it.
+/// Searches byte by byte up to the end of the file.
+[[nodiscard]] std::optional<std::uint64_t> find_packet(Recording& recording, const StreamMapInfo& map,
                                                        std::uint64_t from);
 
 }  // namespace reader

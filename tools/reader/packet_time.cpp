@@ -19,28 +19,29 @@ std::chrono::year_month_day day_of(std::uint16_t date) {
             std::chrono::day(date & 31U)};
 }
 
-std::string text_of(const PacketTime& moment, char joint, std::string_view end) {
-    const auto day = day_of(moment.date);
-    const std::uint32_t seconds = moment.milliseconds / 1000;
+std::string text_of(const PacketTime& time, char joint, std::string_view end) {
+    const auto day = day_of(time.date);
+    const std::uint32_t seconds = time.milliseconds / 1000;
     return fmt::format("{:04}-{:02}-{:02}{}{:02}:{:02}:{:02}.{:03}{}", static_cast<int>(day.year()),
                        static_cast<unsigned>(day.month()), static_cast<unsigned>(day.day()), joint,
-                       seconds / 3600, seconds / 60 % 60, seconds % 60, moment.milliseconds % 1000, end);
+                       seconds / 3600, seconds / 60 % 60, seconds % 60, time.milliseconds % 1000, end);
 }
 
-/// Takes a number of exactly so many digits and the character behind it off the front of the text.
-std::optional<int> take_number(std::string_view& text, std::size_t digits, std::string_view behind) {
+/// Removes a number of exactly `digits` digits from the front of the text, and one of the characters in
+/// `separators` after it, if any are given.
+std::optional<int> take_number(std::string_view& text, std::size_t digits, std::string_view separators) {
     int value = 0;
     const char* const end = text.data() + std::min(digits, text.size());
     const auto parsed = std::from_chars(text.data(), end, value);
     if (parsed.ec != std::errc() || parsed.ptr != text.data() + digits || text[0] == '-') return std::nullopt;
     text.remove_prefix(digits);
-    if (behind.empty()) return value;
-    if (text.empty() || behind.find(text[0]) == std::string_view::npos) return std::nullopt;
+    if (separators.empty()) return value;
+    if (text.empty() || separators.find(text[0]) == std::string_view::npos) return std::nullopt;
     text.remove_prefix(1);
     return value;
 }
 
-/// The milliseconds behind the seconds: ".5" to ".500", or nothing there.
+/// Removes an optional fraction of a second, ".5" to ".500". Returns milliseconds.
 std::optional<int> take_fraction(std::string_view& text) {
     if (text.empty() || text[0] != '.') return 0;
     text.remove_prefix(1);
@@ -53,7 +54,8 @@ std::optional<int> take_fraction(std::string_view& text) {
 
 }  // namespace
 
-/// Years are counted modulo 128. The 29th of February that 2100 does not have is one of 1972 or 2228.
+/// Years are stored modulo 128. 29 February 2100 does not exist, but 29 February 1972 and 2228 are stored
+/// alike.
 bool PacketTime::plausible() const {
     using namespace std::chrono;
     const year_month_day day = day_of(date);
@@ -62,17 +64,17 @@ bool PacketTime::plausible() const {
     return milliseconds < kMillisecondsPerDay && (leap_day || day.ok());
 }
 
-std::string text_of(const PacketTime& moment) {
-    return text_of(moment, ' ', "");
+std::string text_of(const PacketTime& time) {
+    return text_of(time, ' ', "");
 }
 
-std::string rfc3339(const PacketTime& moment) {
-    return text_of(moment, 'T', "Z");
+std::string rfc3339(const PacketTime& time) {
+    return text_of(time, 'T', "Z");
 }
 
-std::int64_t instant_of(const PacketTime& moment) {
-    const auto days = std::chrono::sys_days(day_of(moment.date)).time_since_epoch();
-    return std::int64_t{days.count()} * kMillisecondsPerDay + moment.milliseconds;
+std::int64_t instant_of(const PacketTime& time) {
+    const auto days = std::chrono::sys_days(day_of(time.date)).time_since_epoch();
+    return std::int64_t{days.count()} * kMillisecondsPerDay + time.milliseconds;
 }
 
 std::optional<PacketTime> packet_time_of(std::int64_t instant) {

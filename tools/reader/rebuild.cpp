@@ -11,9 +11,9 @@
 namespace reader {
 namespace {
 
-class IndexInMemory final : public platform::IndexFile {
+class MemoryIndexFile final : public platform::IndexFile {
   public:
-    explicit IndexInMemory(std::string& content) : content_(content) {}
+    explicit MemoryIndexFile(std::string& content) : content_(content) {}
 
     std::size_t write_at(std::uint64_t position, std::span<const platform::Byte> bytes) override {
         const auto at = static_cast<std::size_t>(position);
@@ -26,16 +26,16 @@ class IndexInMemory final : public platform::IndexFile {
     std::string& content_;
 };
 
-void begin(PsWriter& writer, const MapFacts& map, std::string& index) {
+void open_writer(PsWriter& writer, const StreamMapInfo& map, std::string& index) {
     ps_writer_init(writer);
     writer.data = std::make_unique<DiscardingDataFile>();
-    writer.index = std::make_unique<IndexInMemory>(index);
+    writer.index = std::make_unique<MemoryIndexFile>(index);
     writer.open_flag = true;
     PsProgramInfo program;
     program.code[0] = map.program_code;
     PsStreamDescs streams;
     for (std::size_t slot = 0; slot < kSlots; ++slot) streams.at(slot).id = map.streams.at(slot).id;
-    if (ps_open(writer, program, streams) != kPsOk) throw std::runtime_error("the index cannot be begun");
+    if (ps_open(writer, program, streams) != kPsOk) throw std::runtime_error("cannot create the index");
 }
 
 }  // namespace
@@ -43,10 +43,10 @@ void begin(PsWriter& writer, const MapFacts& map, std::string& index) {
 std::string rebuilt_index(Recording& recording, const Report& report) {
     std::string index;
     PsWriter writer;
-    begin(writer, report.map, index);
+    open_writer(writer, report.map, index);
     for (std::uint64_t at = kPacketsAt; at < report.whole_end;) {
         auto header = recording.packet_header(at);
-        const std::uint32_t size = header ? packet_of(*header, 0, at).size : 0;
+        const std::uint32_t size = header ? parse_packet(*header, 0, at).size : 0;
         if (size == 0 || ps_index_packet(writer, *header, size) != kPsOk) {
             throw std::runtime_error(recording.data_path() + " changed while it was read");
         }

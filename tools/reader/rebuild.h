@@ -6,9 +6,9 @@
 
 namespace reader {
 
-/// The index that a conversion would have left that ended, undisturbed, with the last whole packet: the
-/// module's own writer is fed with the packets' headers. For recordings that are sound or mendable() as the
-/// report says. Throws std::runtime_error when the data file cannot be read any more as it was.
+/// The complete index for the packets up to the last complete one. Passes the packets' headers to the
+/// module's own writer. The report must be verified() or repairable(). Throws std::runtime_error if the data
+/// file has changed since then.
 [[nodiscard]] std::string rebuilt_index(Recording& recording, const Report& report);
 
 }  // namespace reader

@@ -13,13 +13,12 @@ std::optional<FileWindow> open(const std::string& path, platform::FileSystem& fi
     return FileWindow(std::move(file));
 }
 
-/// How many records fit between the offset and the end of the file.
+/// The number of records that fit between the offset and the end of the file.
 std::uint32_t room_for(std::uint64_t file_size, std::uint64_t offset, std::size_t record_size) {
     const std::uint64_t room = file_size < offset ? 0 : (file_size - offset) / record_size;
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(room, kNoEntry));
 }
 
-/// Nothing counted, no first and last packet.
 bool counts_nothing(const PsiHeader::Bytes& header) {
     constexpr std::size_t kCountsAt = PsiHeader::Entries::offset;
     constexpr std::size_t kCountsEnd = PsiHeader::SpanSize::offset;
@@ -65,16 +64,17 @@ std::optional<Entry> Recording::entry(std::uint32_t number) {
     if (!bytes) return std::nullopt;
     const std::uint32_t units =
         PsiFrameEntry::SizeUnits::get(*bytes) | std::uint32_t{PsiFrameEntry::SizeHigh::get(*bytes)} << 16U;
-    return Entry{.number = number,
-                 .slot = PsiFrameEntry::Slot::get(*bytes),
-                 .flags = PsiFrameEntry::Flags::get(*bytes),
-                 .program = PsiFrameEntry::Program::get(*bytes),
-                 .packet_size = units * kPacketUnit,
-                 .packet_at = kPacketsAt + std::uint64_t{PsiFrameEntry::Position::get(*bytes)} * kPacketUnit,
-                 .moment = {PsiFrameEntry::Date::get(*bytes), PsiFrameEntry::TimeOfDay::get(*bytes)},
-                 .previous = PsiFrameEntry::Previous::get(*bytes),
-                 .next = PsiFrameEntry::Next::get(*bytes),
-                 .key_distance = PsiFrameEntry::KeyDistance::get(*bytes)};
+    return Entry{
+        .number = number,
+        .slot = PsiFrameEntry::Slot::get(*bytes),
+        .flags = PsiFrameEntry::Flags::get(*bytes),
+        .program = PsiFrameEntry::Program::get(*bytes),
+        .packet_size = units * kPacketUnit,
+        .packet_offset = kPacketsAt + std::uint64_t{PsiFrameEntry::Position::get(*bytes)} * kPacketUnit,
+        .time = {PsiFrameEntry::Date::get(*bytes), PsiFrameEntry::TimeOfDay::get(*bytes)},
+        .previous = PsiFrameEntry::Previous::get(*bytes),
+        .next = PsiFrameEntry::Next::get(*bytes),
+        .key_distance = PsiFrameEntry::KeyDistance::get(*bytes)};
 }
 
 std::optional<PsiSpan::Bytes> Recording::span_record(std::uint32_t number) {

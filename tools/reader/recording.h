@@ -1,8 +1,7 @@
 #pragma once
 
-// A recording as its index shows it: a data file and the index file beside it, opened for reading only. The
-// pair may come from anywhere: nothing that it says is believed before it was compared with the sizes of the
-// files.
+// Read access to a recording: a data file and its index file. The files are not trusted: counts and offsets
+// are compared with the file sizes before use.
 
 #include <cstdint>
 #include <optional>
@@ -17,15 +16,15 @@
 
 namespace reader {
 
-/// What one index entry says about its packet.
+/// One index entry.
 struct Entry {
     std::uint32_t number = 0;
     std::uint8_t slot = 0;
     std::uint8_t flags = 0;
     std::uint8_t program = 0;
-    std::uint32_t packet_size = 0;  // bytes
-    std::uint64_t packet_at = 0;    // offset in the data file
-    PacketTime moment;
+    std::uint32_t packet_size = 0;    // bytes
+    std::uint64_t packet_offset = 0;  // offset in the data file
+    PacketTime time;
     std::uint32_t previous = kNoEntry;
     std::uint32_t next = kNoEntry;
     std::uint16_t key_distance = 0;
@@ -33,10 +32,10 @@ struct Entry {
     [[nodiscard]] std::uint8_t picture_type() const { return flags & kPictureTypeBits; }
     [[nodiscard]] std::uint8_t kind() const { return flags & kRecordingKindBits; }
     [[nodiscard]] bool is_key() const { return picture_type() == kKeyFrame; }
-    [[nodiscard]] std::uint64_t packet_end() const { return packet_at + packet_size; }
+    [[nodiscard]] std::uint64_t packet_end() const { return packet_offset + packet_size; }
 };
 
-/// A run of packets without a gap.
+/// Consecutive packets without a gap.
 struct Span {
     std::uint8_t slot = 0;
     std::uint8_t kind = 0;
@@ -54,8 +53,8 @@ class CannotOpen : public std::runtime_error {
 
 class Recording {
   public:
-    /// Opens the data file and the index file beside it ("i" appended). One of them may be missing: it is
-    /// then an empty one, and nothing can be read from it. Throws CannotOpen when both are.
+    /// Opens the data file and its index file (the same path plus "i"). A missing file is treated as an empty
+    /// one. Throws CannotOpen if both are missing.
     explicit Recording(const std::string& data_path, platform::FileSystem& files = platform::system_files());
 
     [[nodiscard]] bool has_data() const { return data_.has_value(); }
@@ -65,20 +64,19 @@ class Recording {
     [[nodiscard]] std::uint64_t data_size() const { return data_ ? data_->size() : 0; }
     [[nodiscard]] std::uint64_t index_size() const { return index_ ? index_->size() : 0; }
 
-    /// Lets go of both files, so that others can take their places: not every system allows that before.
-    /// Nothing can be read any more.
+    /// Closes both files, because some systems cannot replace open files. Nothing can be read afterwards.
     void close();
 
-    /// Entries and spans as the header counts them, and no more than the index file has room for. An index
-    /// that was not completed has as many entries as stand in it.
+    /// The number of entries and spans according to the header, at most as many as fit into the index file.
+    /// For an index that was not completed, the number of entries in the file.
     [[nodiscard]] std::uint32_t entries() const { return entries_; }
     [[nodiscard]] std::uint32_t spans() const { return spans_; }
 
-    /// False where the header counts nothing at all although entries follow: whoever wrote this pair was
-    /// interrupted, or is still at it.
+    /// False if all counts in the header are 0 although entries follow: writing was interrupted or is still
+    /// in progress.
     [[nodiscard]] bool completed() const { return completed_; }
 
-    /// Nothing for numbers that are out of range and for what cannot be read.
+    /// Nothing if the number is out of range or the record cannot be read.
     [[nodiscard]] std::optional<Entry> entry(std::uint32_t number);
     [[nodiscard]] std::optional<Span> span(std::uint32_t number);
     [[nodiscard]] std::optional<PsiFrameEntry::Bytes> entry_record(std::uint32_t number);
@@ -90,21 +88,15 @@ class Recording {
     [[nodiscard]] std::optional<StreamMap::Bytes> stream_map() {
         return record<StreamMap>(data_, PackHeader::size);
     }
-    [[nodiscard]] std::optional<PesHeader::Bytes> packet_header(std::uint64_t packet_at) {
-        return record<PesHeader>(data_, packet_at);
+    [[nodiscard]] std::optional<PesHeader::Bytes> packet_header(std::uint64_t packet_offset) {
+        return record<PesHeader>(data_, packet_offset);
     }
 
-    /// Any bytes of the data file; false when it does not hold them all.
+    /// Reads bytes of the data file. False if it does not have all of them.
     [[nodiscard]] bool read_data(std::uint64_t position, std::span<platform::Byte> to) {
         return data_ && data_->read(position, to);
     }
 
-    [[nodiscard]] static constexpr std::uint64_t stream_record_at(std::uint32_t slot) {
-        return kStreamTableAt + std::uint64_t{slot} * PsiStreamRecord::size;
-    }
-    [[nodiscard]] static constexpr std::uint64_t entry_at(std::uint32_t number) {
-        return kEntriesAt + std::uint64_t{number} * PsiFrameEntry::size;
-    }
     [[nodiscard]] std::uint64_t span_at(std::uint32_t number) const {
         return entry_at(entries_) + std::uint64_t{number} * PsiSpan::size;
     }
@@ -121,7 +113,7 @@ class Recording {
     std::string index_path_;
     std::optional<FileWindow> data_;
     std::optional<FileWindow> index_;
-    std::optional<FileWindow> spans_file_;  // the index again: spans are read in between the entries
+    std::optional<FileWindow> spans_file_;  // the index again, because spans and entries are read alternately
     bool completed_ = true;
     std::uint32_t entries_ = 0;
     std::uint32_t spans_ = 0;

@@ -11,46 +11,44 @@
 namespace reader {
 namespace {
 
-constexpr std::size_t kLookedAt = std::size_t{64} * 1024;  // parameter sets stand at the front of a picture
-constexpr std::uint32_t kVideoSlots = kSlots / 2;
+constexpr std::size_t kHeadSize = std::size_t{64} * 1024;  // parameter sets are at the start of a frame
 
-/// What is known of one slot on the way through its packets.
+/// State of one slot after the packets so far.
 struct SlotState {
     std::optional<PacketTime> last;
     bool parameter_sets = false;
-    bool backwards = false;  // said once
+    bool backwards = false;  // reported once
 };
 
-class InfoCollector {
+class RecordingInfoBuilder {
   public:
-    InfoCollector(Recording& recording, RecordingInfo& info) : recording_(recording), info_(info) {}
+    RecordingInfoBuilder(Recording& recording, RecordingInfo& info) : recording_(recording), info_(info) {}
 
-    void take(const Packet& packet);
+    void add(const Packet& packet);
     void finish();
 
   private:
     void begin_span(const Packet& packet, SlotState& slot);
     [[nodiscard]] bool has_parameter_sets(const Packet& packet);
-    void hinder(std::string why);
+    void add_obstacle(std::string obstacle);
 
     Recording& recording_;
     RecordingInfo& info_;
     std::array<SlotState, kSlots> slots_{};
     SpanTracker tracker_;
-    std::uint64_t hindered_ = 0;
+    std::uint64_t obstacles_ = 0;
 };
 
-void InfoCollector::take(const Packet& packet) {
+void RecordingInfoBuilder::add(const Packet& packet) {
     SlotState& slot = slots_.at(packet.slot);
-    const bool ended = tracker_.take(packet).has_value();
-    if (slot.last && packet.moment < *slot.last && !slot.backwards) {
-        hinder(fmt::format("frame {} is older than the one before", packet.number));
+    const bool ended = tracker_.add(packet).has_value();
+    if (slot.last && packet.time < *slot.last && !slot.backwards) {
+        add_obstacle(fmt::format("frame {} is older than the previous one", packet.number));
         slot.backwards = true;
     }
     if (slot.last && ended) {
-        const std::int64_t gap =
-            std::max<std::int64_t>(0, instant_of(packet.moment) - instant_of(*slot.last));
-        // A new day or another recording kind begins a span as well, without a gap.
+        const std::int64_t gap = std::max<std::int64_t>(0, instant_of(packet.time) - instant_of(*slot.last));
+        // A new day or another recording kind also begins a span, but there is no gap.
         if (gap > kSpanGap) {
             ++info_.gaps;
             info_.gap_time += gap;
@@ -58,39 +56,32 @@ void InfoCollector::take(const Packet& packet) {
         }
     }
     if (!slot.last || ended) begin_span(packet, slot);
-    slot.last = packet.moment;
+    slot.last = packet.time;
 }
 
-void InfoCollector::begin_span(const Packet& packet, SlotState& slot) {
+void RecordingInfoBuilder::begin_span(const Packet& packet, SlotState& slot) {
     if (packet.slot >= kVideoSlots) return;
-    if (!packet.is_key()) hinder(fmt::format("frame {} begins a span and is no key picture", packet.number));
+    if (!packet.is_key())
+        add_obstacle(fmt::format("frame {} begins a span but is not a key frame", packet.number));
     if (slot.parameter_sets) return;
     slot.parameter_sets = has_parameter_sets(packet);
     if (!slot.parameter_sets && !slot.last) {
-        hinder(fmt::format("no parameter sets in front of the first picture of slot {}", packet.slot));
+        add_obstacle(fmt::format("no parameter sets before the first frame of slot {}", packet.slot));
     }
 }
 
-bool InfoCollector::has_parameter_sets(const Packet& packet) {
+bool RecordingInfoBuilder::has_parameter_sets(const Packet& packet) {
     if (packet.size < PesHeader::size + packet.padding) return false;
-    std::vector<platform::Byte> head(std::min<std::size_t>(packet.payload(), kLookedAt));
-    if (!recording_.read_data(packet.at + PesHeader::size, head)) return false;
-    bool sequence = false;
-    bool picture = false;
-    for (const NalUnit& unit : nal_units(head)) {
-        sequence |= unit.type == h264::kSequenceParameterSet;
-        picture |= unit.type == h264::kPictureParameterSet;
-        if (unit.is_slice()) break;
-    }
-    return sequence && picture;
+    std::vector<platform::Byte> head(std::min<std::size_t>(packet.payload(), kHeadSize));
+    return recording_.read_data(packet.offset + PesHeader::size, head) && reader::has_parameter_sets(head);
 }
 
-void InfoCollector::hinder(std::string why) {
-    constexpr std::uint64_t kSaid = 5;
-    if (++hindered_ <= kSaid) info_.decode_obstacles.push_back(std::move(why));
+void RecordingInfoBuilder::add_obstacle(std::string obstacle) {
+    constexpr std::uint64_t kMaxReported = 5;
+    if (++obstacles_ <= kMaxReported) info_.decode_obstacles.push_back(std::move(obstacle));
 }
 
-void InfoCollector::finish() {
+void RecordingInfoBuilder::finish() {
     for (const Span& span : info_.report.span_list) {
         info_.covered += std::max<std::int64_t>(0, instant_of(span.last) - instant_of(span.first));
     }
@@ -103,7 +94,7 @@ void InfoCollector::finish() {
     }
     if (!video) {
         info_.parameter_sets = false;
-        hinder("no picture");
+        add_obstacle("no video frames");
     }
 }
 
@@ -121,9 +112,10 @@ double RecordingInfo::padding_share() const {
 
 RecordingInfo recording_info(Recording& recording) {
     RecordingInfo info;
-    InfoCollector collector(recording, info);
-    info.report = verify(recording, Depth::kHeaders, [&](const Packet& packet) { collector.take(packet); });
-    collector.finish();
+    RecordingInfoBuilder builder(recording, info);
+    info.report =
+        verify(recording, VerifyDepth::kHeaders, [&](const Packet& packet) { builder.add(packet); });
+    builder.finish();
     return info;
 }
 

@@ -4,7 +4,7 @@
 
 namespace reader {
 
-std::optional<PathFacts> facts_of_path(const std::string& data_path) {
+std::optional<RecordingPath> parse_recording_path(const std::string& data_path) {
     static const std::regex form(
         R"((?:.*[/\\])?(\d{4})[/\\](\d\d)[/\\](\d\d)[/\\](\d\d)[/\\](\d\d)(\d\d)-([0-9A-F]{8})e\.ps)");
     std::smatch part;
@@ -12,10 +12,10 @@ std::optional<PathFacts> facts_of_path(const std::string& data_path) {
     const auto instant = parse_instant(part.format("$1-$2-$3T$4:$5:$6Z"));
     const auto local = instant ? packet_time_of(*instant) : std::nullopt;
     if (!local) return std::nullopt;
-    return PathFacts{*local, part[7]};
+    return RecordingPath{*local, part[7]};
 }
 
-std::optional<int> zone_between(const PacketTime& utc, const PacketTime& local) {
+std::optional<int> utc_offset_minutes(const PacketTime& utc, const PacketTime& local) {
     constexpr std::int64_t kQuarter = 900'000;  // ms
     constexpr std::int64_t kWest = -48 * kQuarter;
     constexpr std::int64_t kEast = 56 * kQuarter;

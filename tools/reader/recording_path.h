@@ -8,17 +8,17 @@
 
 namespace reader {
 
-/// What a recording's path says: YYYY/MM/DD/HH/mmss-XXXXXXXXe.ps below any directory.
-struct PathFacts {
-    PacketTime local_start;  // on the recorder's own clock
+/// The information in a recording's path: YYYY/MM/DD/HH/mmss-XXXXXXXXe.ps below any directory.
+struct RecordingPath {
+    PacketTime local_start;  // in the recorder's time zone
     std::string clip_id;
 };
 
-/// Nothing for a path of another form.
-[[nodiscard]] std::optional<PathFacts> facts_of_path(const std::string& data_path);
+/// Nothing if the path has another form.
+[[nodiscard]] std::optional<RecordingPath> parse_recording_path(const std::string& data_path);
 
-/// How far a local time is ahead of UTC, in minutes, if a time zone can be that far ahead: zones differ by
-/// quarters of an hour, from -12 to +14 hours.
-[[nodiscard]] std::optional<int> zone_between(const PacketTime& utc, const PacketTime& local);
+/// The difference between local time and UTC, in minutes. Nothing if no time zone has this offset: offsets
+/// are multiples of 15 minutes from -12 to +14 hours.
+[[nodiscard]] std::optional<int> utc_offset_minutes(const PacketTime& utc, const PacketTime& local);
 
 }  // namespace reader

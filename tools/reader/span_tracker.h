@@ -8,14 +8,14 @@
 
 namespace reader {
 
-/// Derives the spans of a recording from its packets.
+/// Computes the spans of a recording from its packets.
 class SpanTracker {
   public:
-    /// Takes the next packet in file order; gives the span that it ended, if any.
-    [[nodiscard]] std::optional<Span> take(const Packet& packet);
+    /// Adds the next packet in file order. Returns the span that this packet ended, if any.
+    [[nodiscard]] std::optional<Span> add(const Packet& packet);
 
-    /// The spans that were still open at the end, in the order of their slots.
-    [[nodiscard]] std::vector<Span> rest() const;
+    /// The spans that are still open, in slot order.
+    [[nodiscard]] std::vector<Span> open_spans() const;
 
   private:
     std::array<std::optional<Span>, kSlots> open_;

@@ -4,14 +4,13 @@
 
 namespace reader {
 
-Report verify(Recording& recording, Depth depth, const PacketVisitor& visit) {
+Report verify(Recording& recording, VerifyDepth depth, const PacketVisitor& visit) {
     Report report;
     report.path = recording.data_path();
     report.data_size = recording.data_size();
     report.index_size = recording.index_size();
     if (!recording.has_data()) {
-        report.faults.add(
-            {recording.data_path(), 0, "no data file beside the index, or it cannot be opened"});
+        report.faults.add({recording.data_path(), 0, "the data file is missing or cannot be opened"});
         return report;
     }
     const bool readable = verify_map(recording, report);

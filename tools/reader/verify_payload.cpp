@@ -1,4 +1,4 @@
-// The frames themselves: NAL units in byte stream format (ITU-T H.264, Annex B).
+// Checks the payload of video packets: NAL units in byte stream format (ITU-T H.264, Annex B).
 
 #include <fmt/format.h>
 
@@ -10,8 +10,8 @@
 namespace reader {
 
 void verify_payload(Recording& recording, const Packet& packet, Report& report) {
-    if (packet.slot >= kSlots / 2 || packet.size < PesHeader::size + packet.padding) return;  // no video
-    const std::uint64_t at = packet.at + PesHeader::size;
+    if (packet.slot >= kVideoSlots || packet.size < PesHeader::size + packet.padding) return;
+    const std::uint64_t at = packet.offset + PesHeader::size;
     std::vector<platform::Byte> payload(packet.payload());
     const auto fault = [&](std::size_t in_payload, std::string_view text) {
         add_data_fault(recording, at + in_payload, fmt::format("packet {}: {}", packet.number, text), report,
@@ -19,11 +19,12 @@ void verify_payload(Recording& recording, const Packet& packet, Report& report) 
     };
     if (!recording.read_data(at, payload)) return fault(0, "payload cannot be read");
     const std::vector<NalUnit> units = nal_units(payload);
-    if (units.empty() || units.front().at != 0) return fault(0, "payload does not begin with a start code");
+    if (units.empty() || units.front().offset != 0)
+        return fault(0, "payload does not begin with a start code");
     for (const NalUnit& unit : units) {
-        if (unit.forbidden_bit || !unit.known_type()) {
-            return fault(unit.at, fmt::format("no NAL unit of H.264: its type is {}{}", unit.type,
-                                              unit.forbidden_bit ? ", with the forbidden bit" : ""));
+        if (unit.forbidden_bit || !h264::is_known_type(unit.type)) {
+            return fault(unit.offset, fmt::format("not an H.264 NAL unit: type {}{}", unit.type,
+                                                  unit.forbidden_bit ? ", forbidden bit set" : ""));
         }
     }
 }

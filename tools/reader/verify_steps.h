@@ -1,6 +1,6 @@
 #pragma once
 
-// The steps of verify(). Each adds what it finds to the report.
+// The steps of verify(). Each adds its findings to the report.
 
 #include <array>
 #include <cstdint>
@@ -11,27 +11,27 @@
 
 namespace reader {
 
-/// A fault of the data file stays; one of the index goes away when it is made anew.
+/// Faults of the data file cannot be repaired; faults of the index can.
 void add_data_fault(const Recording& recording, std::uint64_t at, std::string text, Report& report,
                     std::optional<std::uint32_t> number = {});
 void add_index_fault(const Recording& recording, std::uint64_t at, std::string text, Report& report,
                      std::optional<std::uint32_t> number = {});
 
-/// Pack header and map; false when the data file ends before the packets.
+/// Checks pack header and map. False if the data file ends before the first packet.
 [[nodiscard]] bool verify_map(Recording& recording, Report& report);
 
-/// The index file's presence, its header's constants, its size.
+/// Checks that the index file exists, the constants in its header, and its size.
 void verify_index_header(Recording& recording, Report& report);
 
-/// Every packet and its entry, front to back; stream records, spans and counts at the end. Fills the report's
-/// figures.
-void verify_packets(Recording& recording, Depth depth, const PacketVisitor& visit, Report& report);
+/// Checks every packet and its entry in file order, then stream records, spans and counts. Sets the figures
+/// of the report.
+void verify_packets(Recording& recording, VerifyDepth depth, const PacketVisitor& visit, Report& report);
 
-/// Start codes and types of the NAL units of one packet.
+/// Checks start codes and types of the NAL units in one packet.
 void verify_payload(Recording& recording, const Packet& packet, Report& report);
 
-/// What the packets of one slot add up to.
-struct SlotSum {
+/// Summary of the packets of one slot.
+struct SlotSummary {
     std::uint32_t packets = 0;
     std::uint32_t first_entry = 0;
     std::uint32_t last_entry = kNoEntry;
@@ -39,11 +39,11 @@ struct SlotSum {
     PacketTime last;
     std::uint8_t kinds = 0;
     std::uint16_t key_distance = 0;  // wraps like the field
-    std::uint32_t found_next = 0;    // what the last entry says about the one behind it
+    std::uint32_t found_next = 0;    // the Next field of the last entry
 };
-using SlotSums = std::array<SlotSum, kSlots>;
+using SlotSummaries = std::array<SlotSummary, kSlots>;
 
-/// The summaries: stream table, spans, counts of the header.
-void verify_summaries(Recording& recording, const SlotSums& sums, Report& report);
+/// Checks stream table, spans and the counts in the header.
+void verify_summaries(Recording& recording, const SlotSummaries& slots, Report& report);
 
 }  // namespace reader

@@ -50,16 +50,16 @@ GivenSets parameter_sets_of(const std::string& clip) {
     const auto file = platform::system_files().open_input(clip);
     if (!file) throw cli::CannotRun("cannot open " + clip);
     BoxReader in(file.get());
-    std::vector<SeenBox> descriptions;
+    std::vector<BoxInfo> descriptions;
     (void)gather_tracks(
         in, [](const std::string&) {},
-        [&](const SeenBox& box) {
+        [&](const BoxInfo& box) {
             if (box.type == kStsd) descriptions.push_back(box);
         });
-    for (const SeenBox& box : descriptions) {
+    for (const BoxInfo& box : descriptions) {
         in.clear();
-        in.seek(box.payload_at + kBeforeEntries);
-        GivenSets sets = read_entry(in, box.payload_at + box.payload);
+        in.seek(box.payload_offset + kBeforeEntries);
+        GivenSets sets = read_entry(in, box.payload_offset + box.payload_size);
         if (!sets.empty()) return sets;
     }
     throw Refused(clip + ": no parameter sets in this clip's sample descriptions");

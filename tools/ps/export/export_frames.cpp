@@ -18,14 +18,13 @@ namespace {
 
 using platform::Byte;
 
-constexpr std::uint32_t kVideoSlots = kSlots / 2;
 constexpr std::size_t kHead = 65'536;  // parameter sets and the first slice stand at the front
 
 /// The unit that begins there, up to the next one's start code.
 h264::Unit unit_at(std::span<const Byte> bytes, const std::vector<reader::NalUnit>& units, std::size_t i) {
-    const std::size_t code = bytes[units[i].at + 2] == 1 ? 3 : 4;
-    const std::size_t begin = units[i].at + code;
-    const std::size_t end = i + 1 < units.size() ? units[i + 1].at : bytes.size();
+    const std::size_t code = bytes[units[i].offset + 2] == 1 ? 3 : 4;
+    const std::size_t begin = units[i].offset + code;
+    const std::size_t end = i + 1 < units.size() ? units[i + 1].offset : bytes.size();
     return bytes.subspan(begin, end - begin);
 }
 
@@ -33,7 +32,7 @@ h264::Unit unit_at(std::span<const Byte> bytes, const std::vector<reader::NalUni
 class SetsInForce {
   public:
     void take(h264::Unit unit) {
-        if (const auto id = meaning_.take(unit))
+        if (const auto id = meaning_.add(unit))
             bytes_[{h264::type_of(unit), *id}].assign(unit.begin(), unit.end());
     }
     [[nodiscard]] const h264::ParameterSets& meaning() const { return meaning_; }
@@ -41,7 +40,7 @@ class SetsInForce {
     [[nodiscard]] std::vector<Byte> in_start_code_form() const {
         std::vector<Byte> all;
         for (const auto& [type_and_id, unit] : bytes_) {
-            all.insert(all.end(), {0, 0, 0, 1});
+            all.insert(all.end(), h264::kStartCode.begin(), h264::kStartCode.end());
             all.insert(all.end(), unit.begin(), unit.end());
         }
         return all;
@@ -122,7 +121,7 @@ Front Selector::read_front(const reader::Packet& packet) {
     for (const std::size_t size :
          {std::min<std::size_t>(packet.payload(), kHead), std::size_t{packet.payload()}}) {
         std::vector<Byte> bytes(size);
-        if (!recording_->read_data(packet.at + PesHeader::size, bytes)) return front;
+        if (!recording_->read_data(packet.offset + PesHeader::size, bytes)) return front;
         front = look_at(bytes);
         if (front.has_slice || size == packet.payload()) break;
     }
@@ -141,7 +140,7 @@ void Selector::take(const reader::Packet& packet) {
     }
     unfit_ |= packet.is_key() && front.has_slice && !front.slice;
     const bool key = packet.is_key() && front.slice && (front.slice->idr || front.slice->intra);
-    const std::int64_t instant = reader::instant_of(packet.moment);
+    const std::int64_t instant = reader::instant_of(packet.time);
     if (waits_for_key_ && (!key || (last_ && instant <= *last_))) {
         ++left_out_;
         return;
@@ -170,7 +169,7 @@ void Selector::append(const reader::Packet& packet, const Front& front, bool key
     std::int64_t decoded = (instant - selection_.begins) * kTicksPerMillisecond;
     if (!selection_.frames.empty()) decoded = std::max(decoded, selection_.frames.back().decoded + 1);
     selection_.frames.push_back({.recording = selection_.recordings.size() - 1,
-                                 .payload_at = packet.at + PesHeader::size,
+                                 .payload_at = packet.offset + PesHeader::size,
                                  .size = packet.payload(),
                                  .key = key,
                                  .sequence = sequence_,
@@ -197,7 +196,7 @@ void Selector::refuse_nothing() const {
     if (last_ && *last_ >= range_.from && !selection_.frames.empty()) return;
     if (last_ || done_) throw Refused("nothing was recorded at that time");
     throw Refused(unfit_ ? "the parameter sets are not those of the pictures"
-                         : "no key picture in these recordings");
+                         : "no key frame in these recordings");
 }
 
 /// In the order of their first frames; those without any at the end.
@@ -206,7 +205,7 @@ std::vector<std::string> by_first_frame(const std::vector<std::string>& paths) {
     for (const std::string& path : paths) {
         reader::Recording recording(path);
         const auto header = recording.packet_header(kPacketsAt);
-        const auto first = header ? reader::instant_of(reader::packet_of(*header, 0, kPacketsAt).moment)
+        const auto first = header ? reader::instant_of(reader::parse_packet(*header, 0, kPacketsAt).time)
                                   : std::numeric_limits<std::int64_t>::max();
         starts.emplace_back(first, path);
     }
@@ -228,7 +227,7 @@ Selection select_frames(const std::vector<std::string>& paths, const TimeRange& 
         reader::Recording recording(path);
         selection.recordings.push_back(path);
         selector.begin_recording(recording);
-        selector.end_recording(reader::verify(recording, reader::Depth::kHeaders,
+        selector.end_recording(reader::verify(recording, reader::VerifyDepth::kHeaders,
                                               [&](const reader::Packet& packet) { selector.take(packet); }));
         if (selector.done()) break;
     }

@@ -82,7 +82,7 @@ function showCamera(view) {
 
 function verdict(file) {
   if (file.faults === 0) return element("span", "verified", "good");
-  return element("span", file.faults + (file.faults === 1 ? " fault" : " faults") + (file.mendable ? ", repair mends: " : ": ") + file.fault, "bad");
+  return element("span", file.faults + (file.faults === 1 ? " fault" : " faults") + (file.mendable ? ", repair fixes: " : ": ") + file.fault, "bad");
 }
 
 function showFile(view) {
