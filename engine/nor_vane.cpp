@@ -11,7 +11,7 @@ namespace {
 
 /// A gap starts this long before the reported disconnect, because the last seconds are rarely recorded
 /// completely.
-constexpr Ticks kLossMargin = 10 * platform::kTicksPerSecond;
+constexpr Ticks kGapMargin = 10 * platform::kTicksPerSecond;
 
 DeviceKey device_key(std::int32_t devices_id, std::int32_t device_number) {
     return {static_cast<std::uint32_t>(devices_id), static_cast<std::uint32_t>(device_number)};
@@ -62,8 +62,8 @@ void CNorVane::load_state() {
         throw;
     }
     adopt();
-    std::vector<DisconnectRecord> none;
-    store_.SaveState(none, {});
+    std::vector<DisconnectRecord> no_records;
+    store_.SaveState(no_records, {});
 }
 
 /// Each connected device is saved as disconnected from now on.
@@ -85,9 +85,9 @@ void CNorVane::OnDeviceSupported(std::int32_t devices_id, std::int32_t device_nu
 void CNorVane::OnChannelState(const ChannelKey* channel, std::int32_t state, const void* /*unused*/,
                               Ticks time) {
     if (!supported_.contains(channel->device())) return;
-    if (const auto lost = find_first<1>(disconnects_, *channel)) {
+    if (const auto gap = find_first<1>(disconnects_, *channel)) {
         // A repeated disconnect keeps the time of the first one.
-        if (state == kConnected) connect_channel(*lost, time);
+        if (state == kConnected) connect_channel(*gap, time);
     } else if (state == kDisconnected) {
         disconnect_channel(*channel, time);
     } else if (state == kConnected) {
@@ -95,18 +95,18 @@ void CNorVane::OnChannelState(const ChannelKey* channel, std::int32_t state, con
     }
 }
 
-void CNorVane::connect_channel(Disconnects::iterator lost, Ticks time) {
+void CNorVane::connect_channel(Disconnects::iterator gap, Ticks time) {
     if (queue_.empty()) {
         server_.LogInfo(log_lines::kStarting);
         server_.ReportStarted(clock_.now());
     }
-    const Operation operation{.device = lost->channel.device(),
+    const Operation operation{.device = gap->channel.device(),
                               .guid = server_.GenerateGuid(),
-                              .start_time = lost->time,
+                              .start_time = gap->time,
                               .end_time = time};
     log_info(log_lines::creating(operation));
     append_connected(operation);
-    disconnects_.erase(lost);
+    disconnects_.erase(gap);
     if (idle_) StartNextOperation();
 }
 
@@ -130,7 +130,7 @@ void CNorVane::disconnect_channel(const ChannelKey& channel, Ticks time) {
         is_current = operation.guid == queue_.current().guid;
         log_info(log_lines::disconnect_during(operation, is_current));
     }
-    disconnects_.push_back({time - kLossMargin, channel});  // before disconnect, because only this can fail
+    disconnects_.push_back({time - kGapMargin, channel});  // before disconnect, because only this can fail
     queue_.disconnect(channel.device());
     if (is_current) StartNextOperation();
 }
@@ -139,7 +139,7 @@ void CNorVane::OnDeviceRemoved(std::int32_t devices_id, std::int32_t device_numb
     const DeviceKey device = device_key(devices_id, device_number);
     supported_.erase(device);
     if (queue_.disconnect(device)) return;
-    if (const auto lost = find_first<1>(disconnects_, channel_zero(device))) disconnects_.erase(*lost);
+    if (const auto gap = find_first<1>(disconnects_, channel_zero(device))) disconnects_.erase(*gap);
 }
 
 }  // namespace norvane

@@ -49,7 +49,7 @@ class CNorVane final : public IEventSink {
 
     void load_state();
     void save_state();
-    void connect_channel(Disconnects::iterator lost, Ticks time);
+    void connect_channel(Disconnects::iterator gap, Ticks time);
     void disconnect_channel(const ChannelKey& channel, Ticks time);
     void append_connected(const Operation& operation);
 

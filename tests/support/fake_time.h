@@ -4,7 +4,7 @@
 
 #include "platform/clock.h"
 
-/// A clock that stands where it was set.
+/// A clock that shows the time it was set to.
 class FakeClock final : public platform::Clock {
   public:
     [[nodiscard]] platform::Ticks now() const override { return now_; }
