@@ -1,5 +1,5 @@
-// The tables of one clip. Nothing of the clip is converted before all of them are read, and a hostile clip
-// may consist of nothing else.
+// The sample tables of one clip. The conversion starts after all of them are read, and a hostile clip may
+// consist of tables only.
 
 #include <benchmark/benchmark.h>
 
@@ -32,7 +32,7 @@ void GatherTables(benchmark::State& state) {
 }
 BENCHMARK(GatherTables)->RangeMultiplier(10)->Range(1'000, 1'000'000)->Complexity(benchmark::oN);
 
-/// Where every sample is, once the tables are there.
+/// Finds every sample after the tables are read.
 void WalkSamples(benchmark::State& state) {
     MemoryInput file(clip_of(state.range(0)));
     BoxReader in(&file);

@@ -1,4 +1,4 @@
-// One clip from file to file. The worker waits this long after every downloaded clip.
+// One clip, from file to file. The worker is busy for this long after each download.
 
 #include <benchmark/benchmark.h>
 
@@ -8,7 +8,7 @@
 
 namespace {
 
-/// The shape of the tables is the first argument, the count of samples the second.
+/// Arguments: the index of the table shape, the number of samples.
 void ConvertClip(benchmark::State& state) {
     const auto& [shape, name] = bench::kTableShapes.at(static_cast<std::size_t>(state.range(0)));
     const auto samples = static_cast<std::uint32_t>(state.range(1));
@@ -18,7 +18,7 @@ void ConvertClip(benchmark::State& state) {
     request.outputDirectory = "recordings/";
     const auto no_log = [](std::int32_t, const std::string&) {};
     for (auto _ : state) {
-        // The converter removes its clip: it gets a link of its own, which costs next to nothing.
+        // The converter removes its clip, so it gets a hard link.
         std::filesystem::create_hard_link("original.mp4", "clip.mp4");
         norvane::Mp4Parser parser(request, {platform::system_files(), platform::system_sleeper(), no_log});
         if (parser.parse_container() != norvane::kConverted) {

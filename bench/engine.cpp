@@ -1,4 +1,5 @@
-// One gap from loss to end, on a site that has many open. Every other camera's messages wait for it.
+// One gap, from the disconnect to the end of the retrieval, on a site with many open operations. The messages
+// of all other cameras wait for it.
 
 #include <benchmark/benchmark.h>
 
@@ -8,7 +9,7 @@
 
 namespace {
 
-void lose_and_find(norvane::CNorVane& engine, std::int32_t number) {
+void open_and_close_gap(norvane::CNorVane& engine, std::int32_t number) {
     const norvane::ChannelKey channel{.device_number = static_cast<std::uint32_t>(number), .devices_id = 7};
     engine.OnDeviceSupported(7, number);
     engine.OnChannelState(&channel, norvane::kDisconnected, nullptr, platform::ticks_of(1'000));
@@ -22,10 +23,11 @@ void FillOneGap(benchmark::State& state) {
     std::uint64_t gaps = 0;
     {
         norvane::CNorVane engine(server, store, platform::system_clock());
-        for (std::int32_t number = 1; number <= site; ++number) lose_and_find(engine, number);
+        for (std::int32_t number = 1; number <= site; ++number) open_and_close_gap(engine, number);
         server.requests = 0;
         for (auto _ : state) {
-            lose_and_find(engine, 1 + static_cast<std::int32_t>(gaps++ % static_cast<std::uint64_t>(site)));
+            open_and_close_gap(engine,
+                               1 + static_cast<std::int32_t>(gaps++ % static_cast<std::uint64_t>(site)));
             const norvane::Guid guid = server.last_guid;
             engine.OnStorageInfo(guid, 1);
             engine.OnReservation(guid, "tmp", "recordings/");
@@ -33,7 +35,7 @@ void FillOneGap(benchmark::State& state) {
             engine.OnRetrievalDone(guid);
         }
     }
-    // Reservation, recordings, release and start anew, release and start of the next one.
+    // Reservation, recordings, release and retry, release and start of the next operation.
     if (server.requests < 6 * gaps) state.SkipWithError("a request is missing");
     if (store.operations.size() != static_cast<std::size_t>(site))
         state.SkipWithError("an operation was lost");

@@ -1,4 +1,4 @@
-// One document of the host from text to event. A host that starts lists all its devices in one.
+// One document of the host, from text to event. At its start, a host lists all its devices in one document.
 
 #include <benchmark/benchmark.h>
 #include <tinyxml2.h>
@@ -33,7 +33,7 @@ void ReceiveDeviceList(benchmark::State& state) {
             DispatchHostMessage(document, engine, platform::system_clock());
         }
         if (store.records.size() != static_cast<std::size_t>(state.range(0)))
-            state.SkipWithError("not every loss was noted");
+            state.SkipWithError("a disconnect was lost");
     }
     state.SetComplexityN(state.range(0));
 }

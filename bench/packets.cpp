@@ -1,4 +1,4 @@
-// One frame into both files. The conversion is made of these; between two of them nothing may be lost.
+// One frame, written to both files. It must be in the files before the next one is written.
 
 #include <benchmark/benchmark.h>
 
@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::uint64_t kMaxFileSize = 256 << 20;  // a fresh pair then, so that the disk stays empty
+constexpr std::uint64_t kMaxFileSize = 256 << 20;  // then a new pair of files is started, to save disk space
 
 bool open_pair(PsWriter& writer) {
     ps_writer_init(writer);
@@ -20,17 +20,17 @@ void WriteFrame(benchmark::State& state) {
     PsWriter writer;
     const std::vector<platform::Byte> payload(static_cast<std::size_t>(state.range(0)), 0x55);
     const PsFrame frame{.picture_type = kKeyFrame, .year = 2026, .month = 1, .day = 1, .payload = payload};
-    bool well = open_pair(writer);
+    bool ok = open_pair(writer);
     for (auto _ : state) {
-        well = well && ps_write_frame(writer, frame) == kPsOk;
+        ok = ok && ps_write_frame(writer, frame) == kPsOk;
         if (writer.data_end < static_cast<std::int64_t>(kMaxFileSize)) continue;
         state.PauseTiming();
         ps_close(writer);
-        well = well && open_pair(writer);
+        ok = ok && open_pair(writer);
         state.ResumeTiming();
     }
     ps_writer_destroy(writer);
-    if (!well) state.SkipWithError("a frame was not written");
+    if (!ok) state.SkipWithError("a frame was not written");
     state.SetBytesProcessed(state.iterations() * state.range(0));
     state.SetComplexityN(state.range(0));
 }

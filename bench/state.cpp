@@ -1,11 +1,8 @@
-// The state file. The recorder's start waits while it is read, its end while it is written.
+// The state file. The recorder waits while the module loads it at the start and saves it at the end.
 
 #include <benchmark/benchmark.h>
 
-#include <fstream>
-
 #include "platform/clock.h"
-#include "store/state_names.h"
 #include "store/xml_store.h"
 
 namespace {
@@ -29,35 +26,23 @@ void SaveState(benchmark::State& state) {
     for (auto _ : state) store.SaveState(records, operations);
     Operations read;
     store.LoadState(records, read);
-    if (read != operations) state.SkipWithError("what was saved is not what is read");
+    if (read != operations) state.SkipWithError("the loaded state differs from the saved one");
     state.SetComplexityN(state.range(0));
 }
 BENCHMARK(SaveState)->RangeMultiplier(10)->Range(100, 100'000)->Complexity(benchmark::oN);
 
-void load(benchmark::State& state, bool as_saved) {
+void LoadState(benchmark::State& state) {
     CXmlStore store(platform::system_files(), platform::system_clock());
     const Operations operations = operations_of(state.range(0));
     std::vector<norvane::DisconnectRecord> records;
     store.SaveState(records, operations);
-    if (!as_saved)
-        std::fstream(norvane::state::kFileName).write("<?xml version='1.0' encoding='UTF-8'?>", 38);
     for (auto _ : state) {
         Operations read;
         store.LoadState(records, read);
-        if (read != operations) state.SkipWithError("what was saved is not what is read");
+        if (read != operations) state.SkipWithError("the loaded state differs from the saved one");
     }
     state.SetComplexityN(state.range(0));
 }
-
-void LoadState(benchmark::State& state) {
-    load(state, true);
-}
 BENCHMARK(LoadState)->RangeMultiplier(10)->Range(100, 100'000)->Complexity(benchmark::oN);
-
-/// A file that somebody has edited takes the way through a document.
-void LoadEditedState(benchmark::State& state) {
-    load(state, false);
-}
-BENCHMARK(LoadEditedState)->RangeMultiplier(10)->Range(100, 100'000)->Complexity(benchmark::oN);
 
 }  // namespace

@@ -1,19 +1,15 @@
-// One downloaded clip, from its notice to the release of its buffer. The worker does nothing else meanwhile:
-// losses and returns of all cameras wait for it, and the processor is taken from a machine that is recording.
+// One downloaded clip, from its notice to the release of its buffer, and the check of its recording. Other
+// messages wait for the conversion, and it takes processor time from a machine that is recording.
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <fstream>
-#include <sstream>
 
-#include "bench/ratios/child.h"
-#include "bench/ratios/plain_copy.h"
 #include "bench/ratios/retrieval.h"
-#include "bench/ratios/subjects.h"
 #include "mp4/box_walk.h"
 #include "platform/posix_file.h"
 #include "ps/index_layout.h"
@@ -21,38 +17,49 @@
 namespace bench {
 namespace {
 
-constexpr const char* kRecordings = "recordings/";
 constexpr std::size_t kWindow = 262'144;
+constexpr double kMaxRatioToBare = 1.15;
 
-constexpr double kMaxRatioToBare = 1.25;
+using platform::PosixFile;
 
-struct Clip {
-    const char* name = nullptr;
-    std::uint32_t frames = 0;
-    double of_copy = 0;
-    double of_remux = 0;
-    double calls_a_frame = 0;
-    double bare_of_copy = 0;  // where the limits come from; a file system that takes more moves them
-};
-constexpr std::array kClips = {Clip{"A", 1'500, 1.75, 0.28, 2.3, 1.5}, Clip{"B", 9'000, 2.2, 0.55, 2.3, 1.8},
-                               Clip{"C", 1'800, 1.35, 0.33, 2.6, 1.2}, Clip{"D", 90'000, 10.5, 0.5, 2.1, 9}};
+PosixFile create(const std::string& path) {
+    return PosixFile::open(path, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+}
 
-/// The least that puts every packet and its entry into the files as it comes: two calls a packet, the clip
-/// read through a window, nothing understood.
-void bare_conversion(const std::string& from, const std::vector<std::uint32_t>& sizes) {
+/// Reads a file, and writes it to another one unless that is null.
+void read_all(const std::string& from, const PosixFile* to = nullptr) {
+    static std::array<platform::Byte, kWindow> buffer;
+    const PosixFile in = PosixFile::open(from, O_RDONLY);
+    for (;;) {
+        const ::ssize_t got = ::read(in.descriptor(), buffer.data(), buffer.size());
+        if (got == 0) return;
+        require(got > 0, "a read failed");
+        require(
+            to == nullptr || ::write(to->descriptor(), buffer.data(), static_cast<std::size_t>(got)) == got,
+            "a write failed");
+    }
+}
+
+void copy(const std::string& from) {
+    const PosixFile to = create("copy");
+    read_all(from, &to);
+}
+
+/// The least that writes every packet and its entry as it comes: two calls per packet. The clip is read
+/// through a window, and nothing is parsed.
+void convert_bare(const std::string& from, const std::vector<std::uint32_t>& sizes) {
     std::vector<platform::Byte> window(std::max<std::size_t>(kWindow, *std::ranges::max_element(sizes)));
     static const std::array<platform::Byte, 44> entry{};
     static std::array<platform::Byte, PesHeader::size + kPacketUnit> header{};
-    const auto in = platform::PosixFile::open(from, O_RDONLY);
-    const auto data = platform::PosixFile::open("bare.ps", O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    const auto index = platform::PosixFile::open("bare.psi", O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const PosixFile in = PosixFile::open(from, O_RDONLY);
+    const PosixFile data = create("bare.ps");
+    const PosixFile index = create("bare.psi");
     std::size_t used = window.size();
     ::off_t read_at = 0;
     ::off_t entry_at = kEntriesAt;
     for (const std::uint32_t size : sizes) {
         if (window.size() - used < size) {
-            const ::ssize_t got = ::pread(in.descriptor(), window.data(), window.size(), read_at);
-            require(got > 0, "a read failed");
+            require(::pread(in.descriptor(), window.data(), window.size(), read_at) > 0, "a read failed");
             used = 0;
         }
         const std::size_t padding = (kPacketUnit - size % kPacketUnit) % kPacketUnit;
@@ -68,126 +75,95 @@ void bare_conversion(const std::string& from, const std::vector<std::uint32_t>& 
     }
 }
 
-double bare_seconds(const std::string& clip, const std::vector<std::uint32_t>& sizes) {
-    const double seconds = time_of([&] { bare_conversion(clip, sizes); });
-    std::filesystem::remove("bare.ps");
-    std::filesystem::remove("bare.psi");
-    return seconds;
-}
+/// One way to process the clip. The files that it leaves are removed, so no round overwrites a file.
+struct Way {
+    std::function<double()> run;
+    std::vector<std::string> files;
+    Rounds seconds;
+    double calls = 0;  // reads and writes of the last round
 
-/// Another file stands in for every further round: none is overwritten, and freeing one is not measured.
-double copy_seconds(const std::string& clip) {
-    const double seconds = time_of([&] { plain_copy(clip, "copy"); });
-    std::filesystem::remove("copy");
-    return seconds;
-}
-
-double remux_seconds(const std::string& clip) {
-    const double seconds = run_program(
-        {"ffmpeg", "-nostdin", "-y", "-loglevel", "quiet", "-i", clip, "-c", "copy", "-f", "vob", "remuxed"});
-    std::filesystem::remove("remuxed");
-    return seconds;
-}
-
-double convert_seconds(Retrieval& retrieval, const std::filesystem::path& clip, std::uint32_t frames) {
-    const double seconds = retrieval.convert(clip);
-    require_whole(retrieval.recording(), frames);
-    retrieval.remove_recording();
-    return seconds;
-}
-
-/// All system calls of a process that loads the module and converts the clip, or none.
-double system_calls(const Effort& effort, const std::string& clip) {
-    run_program({"strace", "-f", "-c", "-o", "calls", host_kit::own_program().string(), "--module",
-                 effort.module.string(), "--convert", clip},
-                "/dev/null");
-    std::ifstream in("calls");
-    for (std::string line; std::getline(in, line);) {
-        std::istringstream words(line);
-        std::string share;
-        std::string seconds;
-        std::string microseconds;
-        double calls = 0;
-        if (line.ends_with(" total") && words >> share >> seconds >> microseconds >> calls) return calls;
+    void measure() {
+        const double before = io_calls();
+        seconds.push_back(run());
+        calls = io_calls() - before;
+        for (const std::string& file : files) std::filesystem::remove(file);
     }
-    throw WrongResult("no count of system calls");
-}
+};
 
-std::vector<SampleTables> tracks_of(const std::filesystem::path& clip) {
-    const auto file = platform::system_files().open_input(clip.string());
+std::vector<SampleTables> tracks_of(const std::string& clip) {
+    const auto file = platform::system_files().open_input(clip);
     BoxReader in(file.get());
     return gather_tracks(in, [](const std::string&) {});
 }
 
-std::vector<std::uint32_t> sample_sizes(const std::filesystem::path& clip) {
+std::vector<std::uint32_t> sample_sizes(const std::vector<SampleTables>& tracks) {
     std::vector<std::uint32_t> sizes;
-    for (const SampleTables& track : tracks_of(clip)) {
+    for (const SampleTables& track : tracks)
         for (std::uint64_t i = 0; i < track.sample_sizes.size(); ++i)
             sizes.push_back(track.sample_sizes.at(i));
-    }
     return sizes;
 }
 
-/// What a conversion may hold: a fixed part, two samples, and its tables three times.
-double allowed_memory(const std::filesystem::path& clip) {
-    double bytes = 8.0 * 1024 * 1024;
-    for (const SampleTables& track : tracks_of(clip)) {
-        const std::uint64_t tables =
-            4 * (track.chunk_offsets.size() + track.sample_sizes.size() + 3 * track.sample_to_chunk.size() +
-                 2 * track.time_to_sample.size() + track.sync_samples.size());
-        bytes += static_cast<double>(3 * tables + 2 * std::uint64_t{track.sample_sizes.largest()});
-    }
-    return bytes;
+/// The memory that a conversion may take: a fixed part, two samples, and three times its tables.
+double allowed_memory(const std::vector<SampleTables>& tracks) {
+    std::uint64_t bytes = 8 * 1024 * 1024;
+    for (const SampleTables& track : tracks)
+        bytes +=
+            2 * std::uint64_t{track.sample_sizes.largest()} +
+            12 * (track.chunk_offsets.size() + track.sample_sizes.size() + 3 * track.sample_to_chunk.size() +
+                  2 * track.time_to_sample.size() + track.sync_samples.size());
+    return static_cast<double>(bytes);
 }
 
-Figures figures_of(const Clip& clip, const Effort& effort) {
-    const auto file = effort.clips / (std::string(clip.name) + ".mp4");
+Figures figures_of(const std::string& clip, const std::string& file, const Effort& effort) {
+    const auto tracks = tracks_of(file);
+    const auto sizes = sample_sizes(tracks);
     Host host(effort.module);
-    Retrieval retrieval(host, kRecordings);
-    Rounds ours;
-    Rounds copies;
-    Rounds remuxes;
-    Rounds bare;
-    const auto sizes = sample_sizes(file);
+    Retrieval retrieval(host, "recordings/");
+    const double memory = peak_memory_of([&] { retrieval.convert(file); });
+    retrieval.remove_recording();
+
+    Way module{[&] { return retrieval.convert(file); }, {}};
+    Way bare{[&] { return time_of([&] { convert_bare(file, sizes); }); }, {"bare.ps", "bare.psi"}};
+    Way copies{[&] { return time_of([&] { copy(file); }); }, {"copy"}};
+    Way remuxes{[&] {
+                    return time_of_command(
+                        fmt::format("ffmpeg -nostdin -loglevel quiet -i '{}' -c copy -f vob remuxed", file));
+                },
+                {"remuxed"}};
+    Rounds checks;
+    Rounds reads;
     for (int round = 0; round < effort.rounds(); ++round) {
-        ours.push_back(convert_seconds(retrieval, file, clip.frames));
-        copies.push_back(copy_seconds(file));
-        bare.push_back(bare_seconds(file, sizes));
-        remuxes.push_back(remux_seconds(file));
+        module.measure();
+        const std::filesystem::path recording = retrieval.recording();
+        reads.push_back(time_of([&] {
+            read_all(recording.string());
+            read_all(std::filesystem::path(recording).replace_extension(".psi").string());
+        }));
+        checks.push_back(time_of([&] { require_complete(recording, sizes.size()); }));
+        retrieval.remove_recording();
+        for (Way* way : {&bare, &copies, &remuxes}) way->measure();
     }
-    const std::vector<std::string> options = {"--module", effort.module.string(), "--convert"};
-    const double memory = run_self({options[0], options[1], options[2], file.string()});
-    const double calls = system_calls(effort, file) - system_calls(effort, "");
-    const std::string name = std::string("clip ") + clip.name + ": ";
-    return {ratio(name + "time, of a plain copy", ours, copies, clip.of_copy),
-            ratio(name + "time, of ffmpeg", ours, remuxes, clip.of_remux),
-            ratio(name + "time, of two bare calls a packet", ours, bare, kMaxRatioToBare),
-            ratio(name + "two bare calls a packet, of a plain copy", bare, copies, clip.bare_of_copy),
-            cost(name + "system calls", "a frame", {calls / clip.frames}, clip.calls_a_frame),
-            cost(name + "memory, of what is allowed", "x", {memory / allowed_memory(file)}, 1)};
+    const std::string name = "clip " + clip + ": ";
+    return {
+        ratio(name + "time vs. bare program", module.seconds, bare.seconds, kMaxRatioToBare),
+        cost(name + "reads and writes vs. bare program", "x", {module.calls / bare.calls}, kMaxRatioToBare),
+        cost(name + "memory vs. allowed memory", "x", {memory / allowed_memory(tracks)}, 1),
+        ratio(name + "time vs. plain copy", module.seconds, copies.seconds),
+        ratio(name + "time vs. ffmpeg", module.seconds, remuxes.seconds),
+        ratio(name + "check of the recording vs. reading it", checks, reads)};
 }
 
 }  // namespace
 
 Figures conversion_figures(const Effort& effort) {
     Figures all;
-    for (const Clip& clip : kClips) {
-        if (effort.sanity && &clip != &kClips.front()) continue;
-        const Figures figures = figures_of(clip, effort);
+    for (const std::string clip : {"A", "B", "C", "D"}) {
+        const Figures figures = figures_of(clip, (effort.clips / (clip + ".mp4")).string(), effort);
         all.insert(all.end(), figures.begin(), figures.end());
+        if (effort.sanity) break;
     }
     return all;
-}
-
-double conversion_memory(const std::filesystem::path& module, const std::filesystem::path& clip) {
-    Host host(module);
-    Retrieval retrieval(host, kRecordings);
-    reset_peak();
-    const double before = resident_bytes();
-    if (!clip.empty()) retrieval.convert(clip);
-    const double peak = peak_resident_bytes();
-    retrieval.remove_recording();
-    return peak - before;
 }
 
 }  // namespace bench

@@ -1,11 +1,7 @@
-// The cost of a sample must not depend on how many there are: a camera that was away for a day sends clips of
-// hours, and damaged or hostile tables must not hold the worker either.
-
-#include <algorithm>
-#include <random>
+// The time per sample must not depend on the number of samples: a camera that was disconnected for a day
+// sends clips of hours, and damaged or hostile tables must not keep the worker busy.
 
 #include "bench/ratios/retrieval.h"
-#include "bench/ratios/subjects.h"
 #include "bench/support/table_clip.h"
 
 namespace bench {
@@ -15,14 +11,14 @@ constexpr double kMaxGrowth = 1.5;
 constexpr std::uint32_t kFew = 2'000;
 constexpr std::uint32_t kMany = 200'000;
 
-/// Seconds a sample of a freshly written clip, the average of several conversions.
+/// Seconds per sample of a new clip, averaged over several conversions.
 double seconds_a_sample(Retrieval& retrieval, TableShape shape, std::uint32_t samples, int times) {
     const std::string clip = "grown.mp4";
     write_table_clip(clip, shape, samples);
     double seconds = 0;
     for (int i = 0; i < times; ++i) {
         seconds += retrieval.convert(clip);
-        if (i == 0) require_whole(retrieval.recording(), samples);
+        if (i == 0) require_complete(retrieval.recording(), samples);
         retrieval.remove_recording();
     }
     return seconds / times / samples;
@@ -37,7 +33,7 @@ Figure figure_of(TableShape shape, const std::string& name, const Effort& effort
         few.push_back(seconds_a_sample(retrieval, shape, effort.scaled(kFew), effort.scaled(20)));
         many.push_back(seconds_a_sample(retrieval, shape, effort.scaled(kMany), 1));
     }
-    return ratio("a sample of 200,000, of one of 2,000: " + name, many, few, kMaxGrowth);
+    return ratio("time per sample, 200,000 vs. 2,000 samples: " + name, many, few, kMaxGrowth);
 }
 
 }  // namespace

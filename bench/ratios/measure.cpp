@@ -1,8 +1,12 @@
 #include "bench/ratios/measure.h"
 
-#include <ctime>
+#include <malloc.h>
+#include <sys/resource.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
 
 namespace bench {
 namespace {
@@ -12,21 +16,34 @@ double quantile(Rounds rounds, double part) {
     return rounds[static_cast<std::size_t>(part * static_cast<double>(rounds.size() - 1))];
 }
 
-Figure figure_of(const std::string& name, const std::string& unit, double value, const Rounds& rounds,
-                 double limit) {
-    return {.name = name,
-            .unit = unit,
-            .value = value,
-            .median = quantile(rounds, 0.5),
-            .low = quantile(rounds, 0.25),
-            .high = quantile(rounds, 0.75),
-            .limit = limit};
+double second_fastest(Rounds rounds) {
+    std::ranges::sort(rounds);
+    return rounds[std::min<std::size_t>(1, rounds.size() - 1)];
+}
+
+double seconds_of(const ::timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
+double seconds_of_children() {
+    ::rusage usage{};
+    ::getrusage(RUSAGE_CHILDREN, &usage);
+    return seconds_of(usage.ru_utime) + seconds_of(usage.ru_stime);
+}
+
+/// The number after the name in a file of /proc/self.
+double proc_number(const std::string& file, const std::string& name) {
+    std::ifstream in("/proc/self/" + file);
+    double number = 0;
+    for (std::string word; in >> word;)
+        if (word == name && in >> number) return number;
+    throw WrongResult("no " + name + " in /proc/self/" + file);
 }
 
 }  // namespace
 
-void require(bool holds, const std::string& what) {
-    if (!holds) throw WrongResult(what);
+void require(bool holds, const std::string& failure) {
+    if (!holds) throw WrongResult(failure);
 }
 
 double thread_seconds() {
@@ -41,19 +58,40 @@ double time_of(const std::function<void()>& body) {
     return thread_seconds() - before;
 }
 
-double second_fastest(Rounds rounds) {
-    std::ranges::sort(rounds);
-    return rounds[std::min<std::size_t>(1, rounds.size() - 1)];
+double time_of_command(const std::string& command) {
+    const double before = seconds_of_children();
+    require(std::system(command.c_str()) == 0, "failed: " + command);
+    return seconds_of_children() - before;
 }
 
-Figure ratio(const std::string& name, const Rounds& ours, const Rounds& theirs, double limit) {
+double peak_memory_of(const std::function<void()>& body) {
+    ::malloc_trim(0);  // otherwise the body reuses freed memory that is still resident
+    std::ofstream("/proc/self/clear_refs") << 5;  // resets the peak
+    const double before = proc_number("status", "VmRSS:");
+    body();
+    return (proc_number("status", "VmHWM:") - before) * 1024;
+}
+
+double io_calls() {
+    return proc_number("io", "syscr:") + proc_number("io", "syscw:");
+}
+
+Figure cost(const std::string& name, const std::string& unit, const Rounds& rounds,
+            std::optional<double> limit) {
+    return {.name = name,
+            .unit = unit,
+            .value = second_fastest(rounds),
+            .low = quantile(rounds, 0.25),
+            .high = quantile(rounds, 0.75),
+            .limit = limit};
+}
+
+Figure ratio(const std::string& name, const Rounds& ours, const Rounds& theirs, std::optional<double> limit) {
     Rounds ratios;
     for (std::size_t i = 0; i < ours.size(); ++i) ratios.push_back(ours[i] / theirs[i]);
-    return figure_of(name, "x", second_fastest(ours) / second_fastest(theirs), ratios, limit);
-}
-
-Figure cost(const std::string& name, const std::string& unit, const Rounds& rounds, double limit) {
-    return figure_of(name, unit, second_fastest(rounds), rounds, limit);
+    Figure figure = cost(name, "x", ratios, limit);
+    figure.value = second_fastest(ours) / second_fastest(theirs);
+    return figure;
 }
 
 }  // namespace bench

@@ -1,60 +1,59 @@
 #pragma once
 
-// Processor time, rounds, and the figures made of them.
+// Processor time, memory, and the figures that each subject returns.
 
-#include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace bench {
 
-/// A result that is not what it has to be: no figure counts then.
+/// A result that was checked is wrong. It ends the program, so its time is never reported.
 class WrongResult : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
-void require(bool holds, const std::string& what);
+void require(bool holds, const std::string& failure);
 
 /// Processor seconds, user and system, of the calling thread so far.
 [[nodiscard]] double thread_seconds();
-
 /// Processor seconds of the calling thread for one call.
 [[nodiscard]] double time_of(const std::function<void()>& body);
+/// Processor seconds of a shell command and all processes that it starts.
+[[nodiscard]] double time_of_command(const std::string& command);
+/// The bytes by which one call raises the peak of this process's resident memory.
+[[nodiscard]] double peak_memory_of(const std::function<void()>& body);
+/// Read and write calls of this process so far.
+[[nodiscard]] double io_calls();
 
-/// What one thing took in each round.
+/// One measurement per round.
 using Rounds = std::vector<double>;
-
-/// The round that counts: the fastest one may have been lucky.
-[[nodiscard]] double second_fastest(Rounds rounds);
 
 /// One line of the table. Lower is better.
 struct Figure {
     std::string name;
-    std::string unit;  // "x": ours in theirs
+    std::string unit;  // "x" for a ratio
     double value = 0;
-    double median = 0;  // of the rounds
-    double low = 0;     // the middle half of the rounds lies between
+    double low = 0;  // the middle half of the rounds is between low and high
     double high = 0;
-    double limit = 0;
+    std::optional<double> limit;  // none: for information
 };
 using Figures = std::vector<Figure>;
 
-/// Ours in theirs, measured in turns: the second fastest round of each is compared, median and spread are
-/// those of the rounds' own ratios.
-[[nodiscard]] Figure ratio(const std::string& name, const Rounds& ours, const Rounds& theirs, double limit);
-
-/// A cost that is not compared with another one.
+/// The second fastest round, because the fastest one may be an outlier.
 [[nodiscard]] Figure cost(const std::string& name, const std::string& unit, const Rounds& rounds,
-                          double limit);
+                          std::optional<double> limit = {});
+/// The quotient of the second fastest rounds. low and high refer to the quotients of each round.
+[[nodiscard]] Figure ratio(const std::string& name, const Rounds& ours, const Rounds& theirs,
+                           std::optional<double> limit = {});
 
-/// How much is measured. A sanity run only shows that everything works.
+/// What to measure, and how much. A sanity run only shows that everything works.
 struct Effort {
     std::filesystem::path module;
     std::filesystem::path clips;
-    std::filesystem::path work;  // an existing directory, the process's working directory
     bool sanity = false;
 
     [[nodiscard]] int rounds() const { return sanity ? 2 : 9; }
@@ -63,5 +62,12 @@ struct Effort {
         return sanity ? count / 20 : count;
     }
 };
+
+// The subjects. docs/performance.md explains their figures.
+[[nodiscard]] Figures conversion_figures(const Effort& effort);
+[[nodiscard]] Figures growth_figures(const Effort& effort);
+[[nodiscard]] Figures message_figures(const Effort& effort);
+[[nodiscard]] Figures queue_figures(const Effort& effort);
+[[nodiscard]] Figures state_figures(const Effort& effort);
 
 }  // namespace bench

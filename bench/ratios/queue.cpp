@@ -1,11 +1,9 @@
-// Queueing: the host's own threads wait for it, those that record among them. And the module when nothing
-// happens, which is nearly always.
+// Queueing a message, which takes time of the host's own threads, and the idle module.
 
 #include <chrono>
 #include <thread>
 
 #include "bench/ratios/host.h"
-#include "bench/ratios/subjects.h"
 #include "tools/recorder/host/host_documents.h"
 
 namespace bench {
@@ -14,7 +12,7 @@ namespace {
 constexpr std::size_t kBurst = 100'000;
 constexpr std::size_t kFew = 100;
 
-/// Messages that have no effect, so that only their way is measured; each a text of its own.
+/// Messages without an effect, so only the queue and the parser are measured.
 std::vector<std::string> texts(std::size_t count) {
     return std::vector(count, recorder::device_document({.identifier = 7, .number = 3}, "10.0.0.1"));
 }
@@ -33,8 +31,8 @@ Figures idle_figures(Host& host, const Effort& effort) {
     std::this_thread::sleep_for(time);
     const auto after = host.idle();
     return {
-        cost("idle: wake-ups", "a second", {(after.sleeps - before.sleeps) / seconds}, 10.5),
-        cost("idle: processor time", "ms a second", {(after.seconds - before.seconds) / seconds * 1e3}, 1)};
+        cost("idle: wake-ups", "per second", {(after.sleeps - before.sleeps) / seconds}, 10.5),
+        cost("idle: processor time", "ms per second", {(after.seconds - before.seconds) / seconds * 1e3}, 1)};
 }
 
 }  // namespace
@@ -54,9 +52,9 @@ Figures queue_figures(const Effort& effort) {
         bytes.push_back(burst.queue_bytes / count);
         burst_work.push_back(burst.work_seconds / count);
     }
-    Figures figures = {cost("queueing while the worker is busy: time", "us a message", microseconds, 0.2),
-                       cost("queueing while the worker is busy: memory", "bytes a message", bytes, 256),
-                       ratio("a message of a burst of 100,000, of one of 100", burst_work, few_work, 1.25)};
+    Figures figures = {cost("queueing while the worker is busy: time", "us per message", microseconds, 1),
+                       cost("queueing while the worker is busy: memory", "bytes per message", bytes, 256),
+                       ratio("time per message, burst of 100,000 vs. 100", burst_work, few_work, 1.25)};
     const auto idle = idle_figures(host, effort);
     figures.insert(figures.end(), idle.begin(), idle.end());
     return figures;

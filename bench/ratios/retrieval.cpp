@@ -1,6 +1,6 @@
 #include "bench/ratios/retrieval.h"
 
-#include <algorithm>
+#include <string_view>
 
 #include "tools/reader/verify.h"
 
@@ -12,25 +12,21 @@ constexpr recorder::Seconds kStart = 1'700'000'000;
 
 }  // namespace
 
-std::string guid_in(const std::string& text) {
-    constexpr std::size_t kLength = 36;
-    const std::size_t dash = text.find('-', text.find("operation id "));
-    require(dash != std::string::npos && dash >= 8, "no operation was created: " + text);
-    return text.substr(dash - 8, kLength);
+std::optional<std::string> created_operation(const std::string& text) {
+    constexpr std::string_view kBefore = "creating operation id ";
+    constexpr std::size_t kGuidLength = 36;
+    const std::size_t found = text.find(kBefore);
+    if (found == std::string::npos) return std::nullopt;
+    return text.substr(found + kBefore.size(), kGuidLength);
 }
 
 Retrieval::Retrieval(Host& host, const std::string& output_directory)
     : host_(host), output_directory_(output_directory) {
-    host.take_replies();
     host.run({recorder::device_document(kCamera, "a"), recorder::channel_document(kCamera, false, kStart),
               recorder::channel_document(kCamera, true, kStart + 3'600)});
-    const auto replies = host.take_replies();
-    const auto creating = std::ranges::find_if(
-        replies, [](const auto& text) { return text.find("creating") != std::string::npos; });
-    require(creating != replies.end(), "no operation was created");
-    guid_ = guid_in(*creating);
+    for (const std::string& reply : host.take_replies()) guid_ = created_operation(reply).value_or(guid_);
+    require(!guid_.empty(), "no operation was created");
     host.run({recorder::reservation_document(guid_, output_directory + "tmp", output_directory)});
-    host.take_replies();
 }
 
 double Retrieval::convert(const std::filesystem::path& clip) {
@@ -40,7 +36,7 @@ double Retrieval::convert(const std::filesystem::path& clip) {
     const recorder::ClipNotice notice{
         .file = link.string(), .start = kStart, .stop = kStart + 60, .input_name = "Gate"};
     const double seconds = host_.run({recorder::clip_document(kCamera, guid_, notice)}).work_seconds;
-    require(!std::filesystem::exists(link), "the clip is still there");
+    require(!std::filesystem::exists(link), "the clip was not removed");
     return seconds;
 }
 
@@ -51,11 +47,11 @@ std::filesystem::path Retrieval::recording() const {
     throw WrongResult("there is no recording");
 }
 
-void require_whole(const std::filesystem::path& recording, std::uint32_t frames) {
+void require_complete(const std::filesystem::path& recording, std::size_t frames) {
     reader::Recording pair(recording.string());
     const auto report = reader::verify(pair);
-    require(report.verified(), "a recording with faults");
-    require(report.frames == frames, "a recording of " + std::to_string(report.frames) + " frames");
+    require(report.verified(), "the recording has faults");
+    require(report.frames == frames, "the recording has " + std::to_string(report.frames) + " frames");
 }
 
 }  // namespace bench

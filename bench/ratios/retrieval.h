@@ -5,20 +5,21 @@
 
 namespace bench {
 
-/// The first GUID in the text, such as that of an operation in the module's log line.
-[[nodiscard]] std::string guid_in(const std::string& text);
+/// The operation id of the module's log line "creating operation id ...", or nothing in another text.
+[[nodiscard]] std::optional<std::string> created_operation(const std::string& text);
 
-/// One operation that waits for its clips.
+/// One operation whose recordings are requested.
 class Retrieval {
   public:
-    /// Plays the host up to the download. Recordings go below the directory, which ends with a separator.
+    /// Plays the host up to the download. Recordings are written below the directory, which ends with a
+    /// separator.
     Retrieval(Host& host, const std::string& output_directory);
 
-    /// Processor seconds of the worker from the clip's notice to the release of its buffer. The module
-    /// removes the clip, so it gets a link of its own.
+    /// Processor seconds of the worker from the notice of the clip to the release of its buffer. Converts a
+    /// hard link of the clip, because the module removes it.
     double convert(const std::filesystem::path& clip);
 
-    /// The recording of the last clip; it has to be gone before the next one.
+    /// The recording of the last clip. Remove it before the next conversion.
     [[nodiscard]] std::filesystem::path recording() const;
     void remove_recording() const { std::filesystem::remove_all(output_directory_); }
 
@@ -28,7 +29,7 @@ class Retrieval {
     std::string guid_;
 };
 
-/// Fails unless the recording holds that many frames without a fault.
-void require_whole(const std::filesystem::path& recording, std::uint32_t frames);
+/// Throws WrongResult unless the recording contains this number of frames and no fault.
+void require_complete(const std::filesystem::path& recording, std::size_t frames);
 
 }  // namespace bench

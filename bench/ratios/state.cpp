@@ -1,14 +1,11 @@
-// The state file of a large site after a bad night: the recorder's start and end wait for it.
+// The state file of a large site. The recorder waits for it when the module starts and ends.
 
 #include <fmt/format.h>
-#include <tinyxml2.h>
 
 #include <fstream>
 #include <iterator>
 
-#include "bench/ratios/child.h"
 #include "bench/ratios/host.h"
-#include "bench/ratios/subjects.h"
 #include "platform/clock.h"
 #include "store/state_names.h"
 #include "store/xml_store.h"
@@ -16,87 +13,62 @@
 namespace bench {
 namespace {
 
-namespace state = norvane::state;
+constexpr int kFew = 10'000;
+constexpr int kMany = 100'000;
+constexpr double kMaxGrowth = 2;
+constexpr double kMaxBytes = 4'096;  // per operation
 
-constexpr int kOperations = 100'000;
-
-/// In no order, as real ones are.
-std::string guid(int number) {
-    const std::uint64_t spread = static_cast<std::uint64_t>(number) * 0x9E3779B97F4B % 0x1000000000000;
-    return fmt::format("{:08x}-0e9d-4608-9bd0-{:012x}", spread >> 16, spread);
-}
-
-/// The same file by the library alone: the document as a whole, then saved.
-void save_bare(const char* path, int operations) {
-    tinyxml2::XMLDocument document;
-    document.InsertEndChild(document.NewDeclaration(state::kDeclaration));
-    tinyxml2::XMLElement* pavo = document.NewElement(state::kPavo);
-    document.InsertEndChild(pavo);
-    tinyxml2::XMLElement* list = pavo->InsertNewChildElement(state::kOperations);
-    for (int i = 0; i < operations; ++i) {
-        tinyxml2::XMLElement* operation = list->InsertNewChildElement(state::kOperation);
-        operation->SetAttribute(state::kDevices, 7 + i % 5);
-        operation->SetAttribute(state::kDevice, 1 + i % 20'000);
-        operation->SetAttribute(state::kGuid, guid(i).c_str());
-        operation->SetAttribute(state::kStartTime, 1'700'000'000 + i);
-        operation->SetAttribute(state::kEndTime, 1'700'000'600 + i);
-        operation->SetAttribute(state::kAttempts, i % 3);
+void save_operations(int count) {
+    std::vector<norvane::DisconnectRecord> none;
+    std::vector<norvane::Operation> operations(static_cast<std::size_t>(count));
+    for (std::size_t i = 0; i < operations.size(); ++i) {
+        norvane::Operation& operation = operations[i];
+        operation.device = {7, static_cast<std::uint32_t>(i % 20'000)};
+        // Real GUIDs are not in ascending order.
+        for (std::size_t byte = 0; byte < 4; ++byte)
+            operation.guid.data[byte] = static_cast<std::uint8_t>(i * 0x9E3779B1 >> 8 * byte);
+        operation.end_time = platform::ticks_of(1'700'000'000);
     }
-    require(document.SaveFile(path) == tinyxml2::XML_SUCCESS, "the state cannot be saved");
+    norvane::CXmlStore(platform::system_files(), platform::system_clock()).SaveState(none, operations);
 }
 
-void load_bare(const char* path) {
-    tinyxml2::XMLDocument document;
-    require(document.LoadFile(path) == tinyxml2::XML_SUCCESS, "the state cannot be read");
-}
-
-void read_by_store(int expected) {
-    norvane::CXmlStore store(platform::system_files(), platform::system_clock());
-    std::vector<norvane::DisconnectRecord> records;
-    std::vector<norvane::Operation> operations;
-    store.LoadState(records, operations);
-    require(operations.size() == static_cast<std::size_t>(expected), "an operation is missing");
-}
-
-std::string content(const char* path) {
-    std::ifstream in(path, std::ios::binary);
+std::string content() {
+    std::ifstream in(norvane::state::kFileName, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};
+}
+
+struct Seconds {
+    Rounds start;  // per operation
+    Rounds end;
+};
+
+/// Starts and ends the module over this number of saved operations.
+void start_and_end(const Effort& effort, int operations, Seconds& seconds) {
+    save_operations(operations);
+    const std::string before = content();
+    Host host(effort.module);
+    seconds.start.push_back(host.open_seconds() / operations);
+    require(content().size() < 100, "the state was not loaded");
+    seconds.end.push_back(host.close() / operations);
+    require(content() == before, "the saved state differs from the loaded one");
 }
 
 }  // namespace
 
 Figures state_figures(const Effort& effort) {
-    const int operations = effort.scaled(kOperations);
-    Rounds read;
-    Rounds load;
-    Rounds save;
-    Rounds bare_load;
-    Rounds bare_save;
+    Seconds few;
+    Seconds many;
+    const int large = effort.scaled(kMany);
+    save_operations(large);
+    const double bytes = peak_memory_of([&] { Host(effort.module).close(); });
     for (int round = 0; round < effort.rounds(); ++round) {
-        bare_save.push_back(time_of([&] { save_bare(state::kFileName, operations); }));
-        const std::string before = content(state::kFileName);
-        bare_load.push_back(time_of([] { load_bare(state::kFileName); }));
-        read.push_back(time_of([&] { read_by_store(operations); }));
-        Host host(effort.module);
-        load.push_back(host.open_seconds());
-        require(content(state::kFileName).size() < 100, "the state was not taken over");
-        save.push_back(host.close());
-        require(content(state::kFileName) == before, "the saved state is not the one that was read");
+        start_and_end(effort, effort.scaled(kFew), few);
+        start_and_end(effort, large, many);
     }
-    const double bytes = run_self({"--module", effort.module.string(), "--state"});
-    std::filesystem::remove(state::kFileName);
-    return {ratio("state of 100,000 operations: read, of bare tinyxml2", read, bare_load, 1.5),
-            ratio("state of 100,000 operations: start, of bare tinyxml2", load, bare_load, 1.5),
-            ratio("state of 100,000 operations: end, of bare tinyxml2", save, bare_save, 1.2),
-            cost("state of 100,000 operations: memory", "bytes each", {bytes / operations}, 1'536)};
-}
-
-double state_memory(const std::filesystem::path& module) {
-    reset_peak();
-    const double before = resident_bytes();
-    Host host(module);
-    host.close();
-    return peak_resident_bytes() - before;
+    std::filesystem::remove(norvane::state::kFileName);
+    return {ratio("start, time per operation: 100,000 vs. 10,000", many.start, few.start, kMaxGrowth),
+            ratio("end, time per operation: 100,000 vs. 10,000", many.end, few.end, kMaxGrowth),
+            cost("start and end: memory", "bytes per operation", {bytes / large}, kMaxBytes)};
 }
 
 }  // namespace bench

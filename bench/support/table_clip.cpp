@@ -14,7 +14,7 @@ constexpr std::size_t kSampleBytes = 300;
 
 using Words = std::vector<std::uint32_t>;
 
-/// One entry a chunk, for the chunks in the given order.
+/// One entry per chunk, in the given order of chunks.
 std::string chunk_entries(const Words& chunks) {
     Words words;
     for (const std::uint32_t chunk : chunks) words.insert(words.end(), {chunk, 1, 1});
@@ -27,7 +27,7 @@ void write_table_clip(const std::filesystem::path& path, TableShape shape, std::
     ClipTrack track{.samples = std::vector(samples, nal(unit_of(kSampleBytes - 4)))};
     Words numbers(samples);
     std::iota(numbers.begin(), numbers.end(), 1U);
-    // NOLINTNEXTLINE(cert-msc32-c,cert-msc51-cpp): the same disorder in every run
+    // NOLINTNEXTLINE(cert-msc32-c,cert-msc51-cpp): the same order in every run
     if (shape == TableShape::kUnsorted) std::ranges::shuffle(numbers, std::mt19937(1));
     if (shape == TableShape::kAllSync || shape == TableShape::kUnsorted) track.sync = numbers;
     if (shape == TableShape::kOneIn25) {

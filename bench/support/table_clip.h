@@ -7,16 +7,16 @@
 
 namespace bench {
 
-/// How the sample tables of a clip look.
+/// The form of a clip's sample tables.
 enum class TableShape { kAllSync, kNoneListed, kOneIn25, kOneAChunk, kUnsorted };
 inline constexpr std::array<std::pair<TableShape, const char*>, 5> kTableShapes = {
-    {{TableShape::kAllSync, "every one a sync sample"},
-     {TableShape::kNoneListed, "no sync sample listed"},
-     {TableShape::kOneIn25, "one sync sample in 25"},
-     {TableShape::kOneAChunk, "a chunk and an entry each"},
-     {TableShape::kUnsorted, "the same in disorder"}}};
+    {{TableShape::kAllSync, "all sync samples"},
+     {TableShape::kNoneListed, "no sync samples"},
+     {TableShape::kOneIn25, "every 25th a sync sample"},
+     {TableShape::kOneAChunk, "one chunk and entry per sample"},
+     {TableShape::kUnsorted, "one chunk and entry per sample, unsorted"}}};
 
-/// Writes a clip of samples of 300 bytes.
+/// Writes a clip whose samples have 300 bytes.
 void write_table_clip(const std::filesystem::path& path, TableShape shape, std::uint32_t samples);
 
 }  // namespace bench

@@ -42,7 +42,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build libtinyxml2-dev libboost-dev libboost-file
     libcli11-dev libfmt-dev nlohmann-json3-dev pkg-config libavformat-dev)
 TEST_PACKAGES=(libgtest-dev libgmock-dev ffmpeg libavformat59 util-linux python3-jsonschema)
 DEMO_PACKAGES=(ffmpeg fonts-dejavu-core libavformat59)
-BENCH_PACKAGES=(libbenchmark-dev ffmpeg strace)
+BENCH_PACKAGES=(libbenchmark-dev ffmpeg)
 LINT_PACKAGES=(clang clang-format clang-tidy cppcheck git shellcheck)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev llvm)
 ABI_PACKAGES=(abigail-tools)
