@@ -1,8 +1,9 @@
 /*
- * The smallest host of norvanepi: one camera was lost for a minute and found again, and the module closes the
- * gap from one downloaded clip. Shows every message. The clip is removed once it is converted, as every
- * downloaded one; recordings go to OUTDIR, which has to end with a separator; the state file to the current
- * directory.
+ * A minimal host for norvanepi. It reports that a camera was disconnected for one minute, and the module
+ * fills that gap from a clip. The host prints every message.
+ *
+ * The module deletes CLIP.mp4 after converting it, like every downloaded clip. It writes the recording to
+ * OUTDIR, which must end with a separator, and its state file to the current directory.
  *
  *     minimal_host MODULE CLIP.mp4 TMPDIR OUTDIR/
  */
@@ -18,16 +19,16 @@
 #define END "</Device></Devices></Pavo>"
 #define CHANNEL DEVICE "><Codec><Encoder Number=\"0\"><Channel Number=\"0\""
 
-static norvanepi_write* write_to_module;
-static norvanepi_ioctl* ioctl_of_module;
+static norvanepi_write* write_entry;
+static norvanepi_ioctl* ioctl_entry;
 static const char *clip, *tmp_dir, *out_dir;
 
 static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 static pthread_cond_t changed = PTHREAD_COND_INITIALIZER;
-static int all_done, texts_held;
+static int all_done, lent_texts; /* guarded by the mutex */
 
-/* Puts a value in place of every @ and hands the text over. It is ours until the module gives it back. */
-static void tell(const char* form, const char* const values[]) {
+/* Replaces each @ by the next value and sends the text. It must remain valid until the module releases it. */
+static void send_text(const char* form, const char* const values[]) {
     char* const text = calloc(1, 4096);
     size_t length = 0;
     if (text == NULL) abort();
@@ -44,42 +45,42 @@ static void tell(const char* form, const char* const values[]) {
     struct norvanepi_write_request request = {.length = (uint32_t)length, .text = text};
     struct norvanepi_write_result result = {.status = NORVANEPI_REFUSED};
     pthread_mutex_lock(&mutex);
-    ++texts_held;
+    ++lent_texts;
     pthread_mutex_unlock(&mutex);
-    write_to_module(&request, &result);
+    write_entry(&request, &result);
     if (result.status == NORVANEPI_ACCEPTED) return;
-    free(text); /* refused: not kept */
+    free(text); /* the module does not keep a refused text */
     pthread_mutex_lock(&mutex);
-    --texts_held;
+    --lent_texts;
     pthread_mutex_unlock(&mutex);
 }
 
-/* Answers a request for the operation with that GUID the way a camera in good order leads to. */
+/* Answers a request about the operation with this GUID as if the camera had one recording of the gap. */
 static void answer(const char* document, const char* guid) {
     if (strstr(document, "Command=\"" NORVANEPI_ASK_STORAGE_INFO "\"")) {
-        tell(DEVICE
-             "><Storage GUID=\"@\"><Input><Context Number=\"0\" Recordings=\"1\" TotalSize=\"1\" "
-             "OldestStart=\"0\" NewestEnd=\"0\"/></Input></Storage>" END,
-             (const char*[]){guid});
+        send_text(DEVICE
+                  "><Storage GUID=\"@\"><Input><Context Number=\"0\" Recordings=\"1\" TotalSize=\"1\" "
+                  "OldestStart=\"0\" NewestEnd=\"0\"/></Input></Storage>" END,
+                  (const char*[]){guid});
     } else if (strstr(document, "Command=\"4\"")) { /* NORVANEPI_RESERVE */
-        tell("<Pavo><Storage><Reservation GUID=\"@\" TmpDir=\"@\" OutDir=\"@\"/></Storage></Pavo>",
-             (const char*[]){guid, tmp_dir, out_dir});
+        send_text("<Pavo><Storage><Reservation GUID=\"@\" TmpDir=\"@\" OutDir=\"@\"/></Storage></Pavo>",
+                  (const char*[]){guid, tmp_dir, out_dir});
     } else if (strstr(document, "Command=\"" NORVANEPI_ASK_RECORDINGS "\"")) {
-        tell(DEVICE
-             "><Input><Context><Storage GUID=\"@\" RetrievalStatus=\"3\" FileName='\"@\"' "
-             "Start=\"1530000000\" Stop=\"1530000060\" InputName=\"Gate\"/></Context></Input>" END,
-             (const char*[]){guid, clip});
-        tell(DEVICE "><Storage GUID=\"@\" RetrievalStatus=\"3\"/>" END, (const char*[]){guid});
+        send_text(DEVICE
+                  "><Input><Context><Storage GUID=\"@\" RetrievalStatus=\"3\" FileName='\"@\"' "
+                  "Start=\"1530000000\" Stop=\"1530000060\" InputName=\"Gate\"/></Context></Input>" END,
+                  (const char*[]){guid, clip});
+        send_text(DEVICE "><Storage GUID=\"@\" RetrievalStatus=\"3\"/>" END, (const char*[]){guid});
     }
 }
 
-/* On the thread in Open, in the main loop or in Close. May call Write; the texts are the module's. */
+/* Called in Open, in the main loop and in Close. A document is valid only during the call. */
 static int32_t on_call(const struct norvanepi_host_request* request, struct norvanepi_host_reply* reply) {
     (void)reply;
     if (request->message_class == NORVANEPI_CLASS_RELEASE) {
         free((void*)request->data);
         pthread_mutex_lock(&mutex);
-        --texts_held;
+        --lent_texts;
         pthread_mutex_unlock(&mutex);
         return 0;
     }
@@ -101,7 +102,7 @@ static int32_t on_call(const struct norvanepi_host_request* request, struct norv
 static void* run_main_loop(void* unused) {
     struct norvanepi_ioctl_request request = {.code = NORVANEPI_RUN_MAIN_LOOP};
     struct norvanepi_ioctl_result result = {.status = 0};
-    ioctl_of_module(&request, &result); /* returns when the module is closed */
+    ioctl_entry(&request, &result); /* returns after Close */
     return unused;
 }
 
@@ -114,9 +115,9 @@ int main(int argc, char** argv) {
     norvanepi_open* const open = (norvanepi_open*)dlsym(module, "Open");
     norvanepi_close* const close = (norvanepi_close*)dlsym(module, "Close");
     norvanepi_unload* const unload = (norvanepi_unload*)dlsym(module, "Unload");
-    write_to_module = (norvanepi_write*)dlsym(module, "Write");
-    ioctl_of_module = (norvanepi_ioctl*)dlsym(module, "IOCTL");
-    if (!load || !open || !close || !unload || !write_to_module || !ioctl_of_module) return 2;
+    write_entry = (norvanepi_write*)dlsym(module, "Write");
+    ioctl_entry = (norvanepi_ioctl*)dlsym(module, "IOCTL");
+    if (!load || !open || !close || !unload || !write_entry || !ioctl_entry) return 2;
 
     const struct norvanepi_host_info host = {.callback = on_call};
     struct norvanepi_module_info info = {.identifier = 0};
@@ -128,9 +129,9 @@ int main(int argc, char** argv) {
     if (info.identifier != NORVANEPI_MODULE_ID || opened.status != 0) return 1;
     if (pthread_create(&main_loop, NULL, run_main_loop, NULL) != 0) return 1;
 
-    tell(DEVICE " ipAddress=\"10.0.0.3\" NorVaneSupported=\"1\">" END, NULL);
-    tell(CHANNEL " Connected=\"0\" Time=\"1530000000\"/></Encoder></Codec>" END, NULL);
-    tell(CHANNEL " Connected=\"1\" Time=\"1530000060\"/></Encoder></Codec>" END, NULL);
+    send_text(DEVICE " ipAddress=\"10.0.0.3\" NorVaneSupported=\"1\">" END, NULL);
+    send_text(CHANNEL " Connected=\"0\" Time=\"1530000000\"/></Encoder></Codec>" END, NULL);
+    send_text(CHANNEL " Connected=\"1\" Time=\"1530000060\"/></Encoder></Codec>" END, NULL);
 
     pthread_mutex_lock(&mutex);
     while (!all_done) pthread_cond_wait(&changed, &mutex);
@@ -139,5 +140,5 @@ int main(int argc, char** argv) {
     pthread_join(main_loop, NULL);
     unload(NULL, &closed);
     dlclose(module);
-    return closed.status == NORVANEPI_ACCEPTED && texts_held == 0 ? 0 : 1;
+    return closed.status == NORVANEPI_ACCEPTED && lent_texts == 0 ? 0 : 1;
 }

@@ -2,11 +2,15 @@
 #define NORVANEPI_H
 
 /*
- * norvanepi for a host: the records, codes and texts of its interface, in C11 and in C++, without code.
- * docs/host-interface.md says what they are for; minimal_host.c is a host that uses them.
+ * The interface between a host and norvanepi: records, codes, and names in XML documents. Declarations only,
+ * for C11 and C++. docs/host-interface.md explains their use; minimal_host.c is a complete host.
  *
- * Every record is little-endian and of the size that it has here. Bytes named "reserved" are neither read nor
- * written. What a comment calls "for the call" may be touched until that call returns and never after it.
+ * All records are little-endian and have exactly the sizes declared here. The module neither reads nor writes
+ * bytes named "reserved". Fields named after their offset ("word12") have a fixed value without a meaning for
+ * hosts. The module treats a null record as all zeros.
+ *
+ * Comments marked OWNERSHIP name the owner of memory. "Valid during the call" means that the other side may
+ * access it until that call returns, and not afterwards. Comments marked THREAD name the calling threads.
  */
 
 #include <stddef.h>
@@ -27,37 +31,41 @@ extern "C" {
 
 /* ---- Codes ---- */
 
-/** The module, in records and documents. A Write with this sender is the module's own message: ignored. */
+/**
+ * Identifies the module in records and documents. The module ignores a Write with this sender: it neither
+ * keeps the text nor changes the result record.
+ */
 #define NORVANEPI_MODULE_ID 0x00510000
-/** The storage, in documents that reserve and release its space. */
+/** Identifies the storage in documents that reserve and release disk space. */
 #define NORVANEPI_STORAGE_ID 0x00050000
 
-/** Status of a record. */
+/** Values of a status field. */
 #define NORVANEPI_ACCEPTED 0
 #define NORVANEPI_REFUSED (-1)
 
 /** Control codes of IOCTL. */
-#define NORVANEPI_RUN_MAIN_LOOP 1 /* blocks until Close: call it on a thread of its own */
-#define NORVANEPI_QUEUE_MESSAGE 2 /* what Write does */
-#define NORVANEPI_NOTHING 3
+#define NORVANEPI_RUN_MAIN_LOOP 1 /* blocks until Close; needs a thread of its own */
+#define NORVANEPI_QUEUE_MESSAGE 2 /* queues a text, like Write */
+#define NORVANEPI_NOTHING 3       /* has no effect; the status is NORVANEPI_ACCEPTED */
 
-/** Message classes of the callback. */
+/** Message classes of requests to the host. */
 #define NORVANEPI_CLASS_RESERVATION 4 /* reservations and status */
-#define NORVANEPI_CLASS_LOG 64
-#define NORVANEPI_CLASS_DEVICE 256  /* registration, features, device storage commands */
-#define NORVANEPI_CLASS_RELEASE 512 /* no document: gives a text back */
+#define NORVANEPI_CLASS_LOG 64        /* log messages */
+#define NORVANEPI_CLASS_DEVICE 256    /* registration, features, device storage commands */
+#define NORVANEPI_CLASS_RELEASE 512   /* releases a text of the host; carries no document */
 
 /* ---- The callback ---- */
 
-/** OWNERSHIP: record and text are the module's, for the call. */
+/** First argument of the callback. OWNERSHIP: the module's; valid during the call. */
 struct norvanepi_host_request {
     uint32_t record_size; /* 192 */
     uint32_t word4;       /* 1 */
-    uint32_t length;      /* of a document's text, its NUL counted; 0 for a release */
+    uint32_t length;      /* bytes of the document, including its NUL; 0 for a release */
     uint32_t word12;      /* 0 */
     /**
-     * A document, to be copied by who needs it longer; for NORVANEPI_CLASS_RELEASE the text that the host
-     * handed to Write or IOCTL, which is wholly the host's again from here on.
+     * An XML document, NUL-terminated. OWNERSHIP: the module's; valid during the call.
+     * For NORVANEPI_CLASS_RELEASE: a text that the host passed to Write or IOCTL. OWNERSHIP: the host's; the
+     * module does not access it again.
      */
     const char* data;
     uint32_t identifier; /* NORVANEPI_MODULE_ID */
@@ -78,11 +86,11 @@ NORVANEPI_AT(norvanepi_host_request, word36, 36);
 NORVANEPI_AT(norvanepi_host_request, zeros, 40);
 NORVANEPI_SIZE(norvanepi_host_request, 192);
 
-/** OWNERSHIP: the module's, for the call. The host may set the result; it counts for releases only. */
+/** Second argument of the callback. OWNERSHIP: the module's; the host may write it during the call. */
 struct norvanepi_host_reply {
     uint32_t record_size; /* 12 */
     uint32_t word4;       /* 1 */
-    uint32_t result;      /* 0, when the host has nothing to say */
+    uint32_t result;      /* initially 0; for a release, the module logs any other value */
 };
 NORVANEPI_AT(norvanepi_host_reply, record_size, 0);
 NORVANEPI_AT(norvanepi_host_reply, word4, 4);
@@ -90,24 +98,31 @@ NORVANEPI_AT(norvanepi_host_reply, result, 8);
 NORVANEPI_SIZE(norvanepi_host_reply, 12);
 
 /**
- * The host's function that takes everything the module says; 0 is success. THREAD: the one inside Open, the
- * one inside IOCTL code 1 and the one inside Close, never two of them at once. It may call Write. Nothing may
- * be thrown out of it.
+ * The host's function that receives all documents and releases. It returns 0 for success; the module logs any
+ * other value if it was a release, and ignores it otherwise.
+ *
+ * THREAD: only threads that are inside Load, Open, Close, Unload or the main loop (NORVANEPI_RUN_MAIN_LOOP).
+ * Two of them may call it at the same time: Close releases queued texts while the main loop completes its
+ * current one. The module holds no lock during the call, so the callback may call Write, IOCTL and Close. It
+ * must not throw.
  */
 typedef int32_t norvanepi_host_callback(const struct norvanepi_host_request* request,
                                         struct norvanepi_host_reply* reply);
 
 /* ---- Records of the entry points ---- */
 
-/** First argument of Load. OWNERSHIP: the host's, for the call; the callback is called until Unload. */
+/**
+ * First argument of Load. OWNERSHIP: the host's; valid during the call. The callback must remain callable
+ * until Unload has returned.
+ */
 struct norvanepi_host_info {
     uint8_t reserved0[16];
-    norvanepi_host_callback* callback; /* null: nothing is said */
+    norvanepi_host_callback* callback; /* null: the module sends nothing, not even releases */
 };
 NORVANEPI_AT(norvanepi_host_info, callback, 16);
 NORVANEPI_SIZE(norvanepi_host_info, 24);
 
-/** Second argument of Load, written. OWNERSHIP: the host's, for the call. */
+/** Second argument of Load; the module writes it. OWNERSHIP: the host's; valid during the call. */
 struct norvanepi_module_info {
     uint8_t reserved0[8];
     uint32_t identifier; /* NORVANEPI_MODULE_ID */
@@ -139,55 +154,56 @@ NORVANEPI_AT(norvanepi_module_info, half56, 56);
 NORVANEPI_AT(norvanepi_module_info, word60, 60);
 NORVANEPI_SIZE(norvanepi_module_info, 64);
 
-/** Second argument of Open, written. OWNERSHIP: the host's, for the call. */
+/** Second argument of Open; the module writes it. OWNERSHIP: the host's; valid during the call. */
 struct norvanepi_open_result {
     uint8_t reserved0[8];
-    int64_t status;
+    int64_t status; /* NORVANEPI_ACCEPTED; NORVANEPI_REFUSED after an error, which is logged */
 };
 NORVANEPI_AT(norvanepi_open_result, status, 8);
 NORVANEPI_SIZE(norvanepi_open_result, 16);
 
-/** Second argument of Close and of Unload, written. OWNERSHIP: the host's, for the call. */
+/** Second argument of Close, Unload; the module writes it. OWNERSHIP: the host's; valid during the call. */
 struct norvanepi_close_result {
     uint8_t reserved0[8];
-    int32_t status;
+    int32_t status; /* NORVANEPI_ACCEPTED; NORVANEPI_REFUSED after an error, which is logged */
 };
 NORVANEPI_AT(norvanepi_close_result, status, 8);
 NORVANEPI_SIZE(norvanepi_close_result, 12);
 
-/** Second argument of Seek, written: always NORVANEPI_REFUSED. OWNERSHIP: the host's, for the call. */
+/** Second argument of Seek; the module writes it. OWNERSHIP: the host's; valid during the call. */
 struct norvanepi_seek_result {
     uint8_t reserved0[8];
-    int32_t status;
+    int32_t status; /* always NORVANEPI_REFUSED: there is no position to change */
 };
 NORVANEPI_AT(norvanepi_seek_result, status, 8);
 NORVANEPI_SIZE(norvanepi_seek_result, 12);
 
-/** Second argument of Read, written: always 0. OWNERSHIP: the host's, for the call. */
+/** Second argument of Read; the module writes it. OWNERSHIP: the host's; valid during the call. */
 struct norvanepi_read_result {
     uint8_t reserved0[24];
-    uint32_t count;
+    uint32_t count; /* always 0: there is nothing to read */
 };
 NORVANEPI_AT(norvanepi_read_result, count, 24);
 NORVANEPI_SIZE(norvanepi_read_result, 28);
 
-/** First argument of Write. OWNERSHIP: the record is the host's, for the call. */
+/** First argument of Write. OWNERSHIP: the host's; the record is valid during the call, the text longer. */
 struct norvanepi_write_request {
     uint8_t reserved0[12];
-    uint8_t refused; /* not 0: the record is refused */
+    uint8_t refused; /* if not 0, the module refuses the text */
     uint8_t reserved13[3];
-    uint32_t length; /* of the text; no NUL is needed */
+    uint32_t length; /* bytes of the text, which needs no NUL; above 2^31 - 1 it is not parsed */
     uint8_t reserved20[4];
     /**
-     * OWNERSHIP: the host's. Once accepted it has to stay where it is, unchanged, until the module gives it
-     * back with a request of NORVANEPI_CLASS_RELEASE, exactly once, at the latest inside Close. THREAD: it is
-     * read on the main loop's. A text that was refused is not kept.
+     * An XML document. OWNERSHIP: the host's. An accepted text must remain valid and unchanged until the
+     * module releases it with a request of NORVANEPI_CLASS_RELEASE. The module does this exactly once for
+     * each accepted text, at the latest inside Close; if the main loop's thread calls Close, at the end of
+     * the loop. The module does not keep a refused text. THREAD: only the main loop's thread reads the text.
      */
     const char* text;
     uint32_t identifier; /* of the sender */
     uint8_t reserved36[4];
-    uint32_t carried_b; /* carried, not interpreted */
-    uint32_t carried_a;
+    uint32_t carried_b; /* copied, not interpreted */
+    uint32_t carried_a; /* copied, not interpreted */
 };
 NORVANEPI_AT(norvanepi_write_request, refused, 12);
 NORVANEPI_AT(norvanepi_write_request, length, 16);
@@ -197,64 +213,86 @@ NORVANEPI_AT(norvanepi_write_request, carried_b, 40);
 NORVANEPI_AT(norvanepi_write_request, carried_a, 44);
 NORVANEPI_SIZE(norvanepi_write_request, 48);
 
-/** Second argument of Write, written. OWNERSHIP: the host's, for the call. */
+/** Second argument of Write; the module writes it. OWNERSHIP: the host's; valid during the call. */
 struct norvanepi_write_result {
     uint8_t reserved0[24];
-    int32_t status;
-    uint32_t count; /* 1 when accepted, else left as it was */
+    int32_t status; /* NORVANEPI_ACCEPTED or NORVANEPI_REFUSED; see also NORVANEPI_MODULE_ID */
+    uint32_t count; /* 1 if accepted, otherwise unchanged */
 };
 NORVANEPI_AT(norvanepi_write_result, status, 24);
 NORVANEPI_AT(norvanepi_write_result, count, 28);
 NORVANEPI_SIZE(norvanepi_write_result, 32);
 
-/** First argument of IOCTL. OWNERSHIP: the record is the host's, for the call. */
+/** First argument of IOCTL. OWNERSHIP: the host's; the record is valid during the call, the text longer. */
 struct norvanepi_ioctl_request {
     uint8_t reserved0[8];
-    uint32_t code;
+    uint32_t code; /* any other than those above is refused */
     uint8_t reserved12[12];
-    uint32_t length; /* NORVANEPI_QUEUE_MESSAGE: as for Write */
+    uint32_t length; /* NORVANEPI_QUEUE_MESSAGE: as in norvanepi_write_request */
     uint8_t reserved28[4];
-    const char* text; /* likewise; OWNERSHIP and THREAD as for Write */
+    const char* text; /* NORVANEPI_QUEUE_MESSAGE: as in norvanepi_write_request */
 };
 NORVANEPI_AT(norvanepi_ioctl_request, code, 8);
 NORVANEPI_AT(norvanepi_ioctl_request, length, 24);
 NORVANEPI_AT(norvanepi_ioctl_request, text, 32);
 NORVANEPI_SIZE(norvanepi_ioctl_request, 40);
 
-/** Second argument of IOCTL, written. OWNERSHIP: the host's, for the call. */
+/** Second argument of IOCTL; the module writes it. OWNERSHIP: the host's; valid during the call. */
 struct norvanepi_ioctl_result {
     uint8_t reserved0[12];
-    int32_t status;
-    uint32_t count; /* NORVANEPI_QUEUE_MESSAGE: 1 when accepted */
+    int32_t status; /* NORVANEPI_ACCEPTED or NORVANEPI_REFUSED */
+    uint32_t count; /* NORVANEPI_QUEUE_MESSAGE: 1 if accepted; otherwise unchanged */
 };
 NORVANEPI_AT(norvanepi_ioctl_result, status, 12);
 NORVANEPI_AT(norvanepi_ioctl_result, count, 16);
 NORVANEPI_SIZE(norvanepi_ioctl_result, 20);
 
-/* ---- The entry points, as dlsym finds them; each returns 0, its outcome is in the second record ---- */
+/*
+ * ---- Entry points ----
+ *
+ * The exported names are Load, Unload, Open, Close, Read, Write, Seek and IOCTL. Each one always returns 0;
+ * the result is in the second record. The first record of Unload, Open, Close, Read and Seek is not read and
+ * may be null.
+ */
 
-/** THREAD: any, one at a time. */
+/**
+ * Stores the callback and creates a module context. If one exists already, it is closed and replaced, unless
+ * its main loop is running. THREAD: any, one at a time.
+ */
 typedef int32_t norvanepi_load(const struct norvanepi_host_info* host, struct norvanepi_module_info* module);
-/** THREAD: any, one at a time, behind Close. The first argument is not read and may be null. */
+/** Closes the module context if it is open, and destroys it. THREAD: any, one at a time. */
 typedef int32_t norvanepi_unload(const void* unused, struct norvanepi_close_result* result);
-/** THREAD: any, one at a time; reads the state file and calls the callback. */
+/**
+ * Reads the state file and registers the module with the host. Write is accepted from the registration on.
+ * Has no effect if the module is open. THREAD: any, one at a time.
+ */
 typedef int32_t norvanepi_open(const void* unused, struct norvanepi_open_result* result);
-/** THREAD: any; returns when the main loop has ended, calls the callback and writes the state file. */
+/**
+ * Ends the main loop, releases all texts and writes the state file. Waits until the main loop has completed
+ * its current message; a call on the main loop's own thread returns at once, and the loop does the rest at
+ * its end. Call Load before the next Open, because the main loop cannot run again. THREAD: any.
+ */
 typedef int32_t norvanepi_close(const void* unused, struct norvanepi_close_result* result);
-/** THREAD: any. */
+/** Reads nothing. THREAD: any. */
 typedef int32_t norvanepi_read(const void* unused, struct norvanepi_read_result* result);
-/** THREAD: any, many at once, also from inside the callback. Never waits for work. */
+/**
+ * Queues a text for the main loop, and returns without waiting for it. Refuses every text before Open and
+ * after Close. THREAD: any number of threads at the same time; also inside the callback.
+ */
 typedef int32_t norvanepi_write(const struct norvanepi_write_request* request,
                                 struct norvanepi_write_result* result);
-/** THREAD: any. */
+/** Refuses. THREAD: any. */
 typedef int32_t norvanepi_seek(const void* unused, struct norvanepi_seek_result* result);
-/** THREAD: any; NORVANEPI_RUN_MAIN_LOOP keeps its thread until Close. */
+/**
+ * Executes a control code. NORVANEPI_RUN_MAIN_LOOP returns after Close. It returns at once before Load, after
+ * Close, and if the main loop is already running. THREAD: as for Write.
+ */
 typedef int32_t norvanepi_ioctl(const struct norvanepi_ioctl_request* request,
                                 struct norvanepi_ioctl_result* result);
 
-/* ---- Texts of the documents ---- */
+/* ---- Names and values in XML documents; docs/messages.md describes the documents ---- */
 
-/** Elements. The features' and the status report's differ in one letter's case. */
+/** Elements. Those of the feature message and of the status report differ only in case. */
 #define NORVANEPI_ELEMENT_PAVO "Pavo"
 #define NORVANEPI_ELEMENT_MODULES "Modules"
 #define NORVANEPI_ELEMENT_MODULE "Module"
@@ -305,14 +343,14 @@ typedef int32_t norvanepi_ioctl(const struct norvanepi_ioctl_request* request,
 
 /** Values. */
 #define NORVANEPI_MODULE_NAME "norvanepi"
-#define NORVANEPI_ASK_STORAGE_INFO "1" /* Command of a device's Storage */
-#define NORVANEPI_ASK_RECORDINGS "2"
-#define NORVANEPI_RELEASE_RESERVATION 3 /* Command of Reservation */
-#define NORVANEPI_RESERVE 4
-#define NORVANEPI_RETRIEVAL_DONE 3 /* RetrievalStatus; of a clip: it was downloaded */
+#define NORVANEPI_ASK_STORAGE_INFO "1"  /* Command attribute of a device's Storage element */
+#define NORVANEPI_ASK_RECORDINGS "2"    /* the same attribute */
+#define NORVANEPI_RELEASE_RESERVATION 3 /* Command attribute of Reservation */
+#define NORVANEPI_RESERVE 4             /* the same attribute */
+#define NORVANEPI_RETRIEVAL_DONE 3 /* RetrievalStatus attribute; with a FileName, the clip is downloaded */
 #define NORVANEPI_RETRIEVAL_FAILED 4
-#define NORVANEPI_STATUS_STARTED 2 /* Status: operations have begun */
-#define NORVANEPI_STATUS_ALL_DONE 3
+#define NORVANEPI_STATUS_STARTED 2  /* Status attribute of the report: operations have started */
+#define NORVANEPI_STATUS_ALL_DONE 3 /* no operation is left */
 #define NORVANEPI_LEVEL_INFORMATION 25
 #define NORVANEPI_LEVEL_ERROR 75
 
