@@ -3,12 +3,12 @@
 #include <cstdint>
 #include <exception>
 
-/// Tells the host what an entry point caught. Raises nothing.
+/// Logs an exception that an entry point caught. Does not throw.
 void report(const char* entry_point, const char* what) noexcept;
 
-/// Runs an entry point's body. Nothing thrown gets past it: what is caught is reported, and set_failed, which
-/// must not throw, writes that entry point's failing status. Every entry point returns 0; its outcome is in
-/// its record.
+/// Runs the body of an entry point and stops every exception. It reports the exception and calls set_failed,
+/// which writes the entry point's failure status and must not throw. Returns 0, as every entry point does;
+/// the result is in the output record.
 template <typename Body, typename SetFailed>
 std::int32_t guard(const char* entry_point, Body body, SetFailed set_failed) noexcept {
     try {

@@ -1,5 +1,4 @@
-// The eight functions that a host finds by name. Each takes an input and an output record of the host and
-// returns 0.
+// The eight exported functions. Each takes an input record and an output record of the host, and returns 0.
 
 #include <limits>
 
@@ -19,7 +18,7 @@ namespace {
 
 namespace hr = host_records;
 
-void fill(const hr::Output<hr::ModuleInfo>& info) {
+void fill_module_info(const hr::Output<hr::ModuleInfo>& info) {
     info.put<hr::ModuleInfo::Identifier>(hr::kModuleId);
     info.put<hr::ModuleInfo::Word12>(0x08000310U);
     info.put<hr::ModuleInfo::Word16>(0U);
@@ -34,9 +33,9 @@ void fill(const hr::Output<hr::ModuleInfo>& info) {
     info.put<hr::ModuleInfo::Word60>(0U);
 }
 
-StreamRecord message(std::uint32_t length, std::uint64_t text) {
+StreamRecord make_message(std::uint32_t length, std::uint64_t text) {
     StreamRecord record;
-    // A length that is no signed one leaves nothing to parse; the buffer is kept and released all the same.
+    // A length above the range of int32_t becomes 0: the text is released without parsing it.
     const bool parsable = length <= static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max());
     record.length = parsable ? static_cast<std::int32_t>(length) : 0;
     record.text = hr::pointer_of<const char*>(text);
@@ -55,9 +54,8 @@ void queue_write(const hr::Input<hr::WriteRequest>& request, const hr::Output<hr
         result.put<hr::WriteResult::Status>(hr::kRefused);
         return;
     }
-    if (request.get<Request::Identifier>() == hr::kModuleId)
-        return;  // the module's own messages come back to it
-    StreamRecord record = message(request.get<Request::Length>(), request.get<Request::Text>());
+    if (request.get<Request::Identifier>() == hr::kModuleId) return;  // a message of the module itself
+    StreamRecord record = make_message(request.get<Request::Length>(), request.get<Request::Text>());
     record.identifier = request.get<Request::Identifier>();
     record.carriedA = request.get<Request::CarriedA>();
     record.carriedB = request.get<Request::CarriedB>();
@@ -69,7 +67,7 @@ void queue_write(const hr::Input<hr::WriteRequest>& request, const hr::Output<hr
     result.put<hr::WriteResult::Status>(hr::kAccepted);
 }
 
-void control(const hr::Input<hr::IoctlRequest>& request, const hr::Output<hr::IoctlResult>& result) {
+void run_control_code(const hr::Input<hr::IoctlRequest>& request, const hr::Output<hr::IoctlResult>& result) {
     using Request = hr::IoctlRequest;
     result.put<hr::IoctlResult::Status>(hr::kAccepted);
     switch (request.get<Request::Code>()) {
@@ -77,7 +75,7 @@ void control(const hr::Input<hr::IoctlRequest>& request, const hr::Output<hr::Io
             if (const auto context = current_context()) context->run_main_loop();
             break;
         case hr::kQueueMessage:
-            if (queue(message(request.get<Request::Length>(), request.get<Request::Text>()))) {
+            if (queue(make_message(request.get<Request::Length>(), request.get<Request::Text>()))) {
                 result.put<hr::IoctlResult::Count>(1U);
             } else {
                 result.put<hr::IoctlResult::Status>(hr::kRefused);
@@ -90,8 +88,6 @@ void control(const hr::Input<hr::IoctlRequest>& request, const hr::Output<hr::Io
     }
 }
 
-void nothing() noexcept {}
-
 }  // namespace
 
 NORVANEPI_EXPORT std::int32_t Load(const void* input, void* output) {
@@ -99,9 +95,9 @@ NORVANEPI_EXPORT std::int32_t Load(const void* input, void* output) {
         const auto callback = hr::Input<hr::HostInfo>(input).get<hr::HostInfo::Callback>();
         set_host_callback(hr::pointer_of<hr::HostCallback>(callback));
         load_context(platform::real_system());
-        fill(hr::Output<hr::ModuleInfo>(output));
+        fill_module_info(hr::Output<hr::ModuleInfo>(output));
     };
-    return guard("Load", load, nothing);
+    return guard("Load", load, [] {});  // the output record has no status
 }
 
 NORVANEPI_EXPORT std::int32_t Unload(const void* /*input*/, void* output) {
@@ -132,7 +128,7 @@ NORVANEPI_EXPORT std::int32_t Close(const void* /*input*/, void* output) {
 }
 
 NORVANEPI_EXPORT std::int32_t Read(const void* /*input*/, void* output) {
-    hr::Output<hr::ReadResult>(output).put<hr::ReadResult::Count>(0U);  // there is never anything to read
+    hr::Output<hr::ReadResult>(output).put<hr::ReadResult::Count>(0U);  // there is nothing to read
     return 0;
 }
 
@@ -144,12 +140,12 @@ NORVANEPI_EXPORT std::int32_t Write(const void* input, void* output) {
 
 NORVANEPI_EXPORT std::int32_t Seek(const void* /*input*/, void* output) {
     hr::Output<hr::SeekResult>(output).put<hr::SeekResult::Status>(
-        hr::kRefused);  // there is no position to move
+        hr::kRefused);  // there is no position to change
     return 0;
 }
 
 NORVANEPI_EXPORT std::int32_t IOCTL(const void* input, void* output) {
     const hr::Output<hr::IoctlResult> result(output);
-    const auto ioctl = [&] { control(hr::Input<hr::IoctlRequest>(input), result); };
+    const auto ioctl = [&] { run_control_code(hr::Input<hr::IoctlRequest>(input), result); };
     return guard("IOCTL", ioctl, [&] { result.put<hr::IoctlResult::Status>(hr::kRefused); });
 }

@@ -14,6 +14,6 @@ void ReleaseHostBuffer(const char* text) noexcept {
                   ("Decrement reference event returned : " + std::to_string(outcome.returned) +
                    " error : " + std::to_string(outcome.result) + "\n")
                       .c_str());
-    } catch (...) {  // the request itself needs no memory: only the log line can be lost
+    } catch (...) {  // the release itself allocates nothing, so only the log line can be lost
     }
 }

@@ -1,9 +1,9 @@
 #pragma once
 
-/// Hands a host message buffer back and logs when the host reports a failure of that. Raises nothing.
+/// Releases a host's text, and logs a failure that the host reports. Does not throw.
 void ReleaseHostBuffer(const char* text) noexcept;
 
-/// Gives a host's text back exactly once, however its scope is left.
+/// Releases a host's text once, when its scope ends, also after an exception.
 class HostBuffer {
   public:
     explicit HostBuffer(const char* text) noexcept : text_(text) {}

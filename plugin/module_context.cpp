@@ -15,19 +15,19 @@ namespace {
 constexpr std::chrono::milliseconds kIdleSleep{1000};
 constexpr std::chrono::milliseconds kFailureSleep{100};
 
-/// Not destroyed when the process ends: by then the host's callback, which a worker's end would call, may be
-/// gone.
+/// Prevents destruction at process exit: it would destroy a worker, which would call a callback that may no
+/// longer exist.
 template <typename T>
 union NeverDestroyed {
     constexpr NeverDestroyed() : value() {}
     NeverDestroyed(const NeverDestroyed&) = delete;
     NeverDestroyed& operator=(const NeverDestroyed&) = delete;
-    ~NeverDestroyed() {}  // NOLINT(modernize-use-equals-default): a defaulted one would be deleted
+    ~NeverDestroyed() {}  // NOLINT(modernize-use-equals-default): a union deletes a defaulted one
     T value;
 };
 
 std::mutex current_mutex;
-// NOLINTNEXTLINE(cert-err58-cpp): made at compile time, so nothing can be thrown
+// NOLINTNEXTLINE(cert-err58-cpp): initialized at compile time, so it cannot throw
 constinit NeverDestroyed<std::shared_ptr<ModuleContext>> current;
 
 void send_start_up_messages() {
@@ -39,8 +39,8 @@ void send_start_up_messages() {
     SendToHost(features, names::kDeviceClass);
 }
 
-/// Puts another context, or none, in the current one's place.
-std::shared_ptr<ModuleContext> exchange_current(std::shared_ptr<ModuleContext> next) {
+/// Stores the next context, which may be null. Returns the previous one.
+std::shared_ptr<ModuleContext> replace_current(std::shared_ptr<ModuleContext> next) {
     const std::lock_guard lock(current_mutex);
     return std::exchange(current.value, std::move(next));
 }
@@ -69,7 +69,7 @@ void ModuleContext::open() {
     try {
         send_start_up_messages();
     } catch (...) {
-        if (const auto half_made = take_worker()) half_made->stop();
+        if (const auto unregistered = take_worker()) unregistered->stop();
         throw;
     }
     opened_ = true;
@@ -98,7 +98,7 @@ bool ModuleContext::append(const StreamRecord& record) {
     return sync_layer_ != nullptr && sync_layer_->append(record);
 }
 
-bool ModuleContext::main_loop_runs() {
+bool ModuleContext::main_loop_is_running() {
     const std::lock_guard lock(mutex_);
     return !stopped_;
 }
@@ -112,8 +112,8 @@ void ModuleContext::run_main_loop() {
     }
     while (running_) {
         try {
-            one_pass();
-        } catch (...) {  // a pass that cannot even begin, for want of memory say: the next one may
+            run_pass();
+        } catch (...) {  // the pass could not start, for example without memory; the next one may succeed
             system_.sleeper.sleep(kFailureSleep);
         }
     }
@@ -123,9 +123,9 @@ void ModuleContext::run_main_loop() {
     stopped_condition_.notify_all();
 }
 
-void ModuleContext::one_pass() {
+void ModuleContext::run_pass() {
     if (!opened_) {
-        // close() clears running first: it is waiting for this thread, and not for a sleep of it.
+        // close() clears running_ before opened_, and then waits for this thread: a sleep would delay it.
         if (running_) system_.sleeper.sleep(kIdleSleep);
         return;
     }
@@ -148,13 +148,12 @@ std::shared_ptr<ModuleContext> current_context() {
 }
 
 void load_context(const platform::System& system) {
-    const auto before = current_context();
-    if (before != nullptr && before->main_loop_runs()) return;
-    // Not the one that was looked at: another Load may have been quicker, and a loop may have begun in its
-    // context.
-    if (const auto replaced = exchange_current(std::make_shared<ModuleContext>(system))) replaced->close();
+    const auto previous = current_context();
+    if (previous != nullptr && previous->main_loop_is_running()) return;
+    // This may close another context than the one checked above: a concurrent Load may have replaced it.
+    if (const auto replaced = replace_current(std::make_shared<ModuleContext>(system))) replaced->close();
 }
 
 void unload_context() {
-    if (const auto before = exchange_current(nullptr)) before->close();
+    if (const auto previous = replace_current(nullptr)) previous->close();
 }

@@ -11,56 +11,58 @@
 
 class SyncLayer;
 
-/// The module's state between Load and Unload: one worker, one main loop, and the handshake that ends them.
-/// It goes from running, over opened, to closed, and never back: one Load serves one span from Open to Close.
+/// The module's state between Load and Unload: one worker, one main loop, and the handshake that ends both.
+/// Its states are loaded, opened and closed, in this order. The main loop cannot run again after close().
 ///
-/// Locks: the context's mutex, then the worker's queue mutex. Neither is held while the host is called.
+/// Lock order: the context's mutex, then the worker's queue mutex. Neither is held during a call to the host.
 class ModuleContext {
   public:
     explicit ModuleContext(const platform::System& system) : system_(system) {}
     ModuleContext(const ModuleContext&) = delete;
     ModuleContext& operator=(const ModuleContext&) = delete;
-    /// close() first; what is still there is destroyed without a wait for the main loop.
+    /// Call close() first. The destructor does not wait for the main loop.
     ~ModuleContext() = default;
 
-    /// Makes the worker and sends registration and features; from when the worker stands, messages are
-    /// accepted. Does nothing while one stands already. What is thrown leaves the context without a worker.
+    /// Creates the worker, then sends the registration and the features. Messages are accepted once the
+    /// worker exists. Does nothing if it already exists. After an exception there is no worker.
     void open();
 
-    /// Ends the main loop, waits for its end unless called on its thread, gives waiting messages back and
-    /// destroys the worker, which saves the state. Called on the main loop's thread, the worker goes when its
-    /// pass is over.
+    /// Ends the main loop, releases the queued messages, waits for the loop, and destroys the worker, which
+    /// saves the state. On the main loop's thread it does not wait: the worker is destroyed after its current
+    /// pass.
     void close();
 
-    /// Runs on the calling thread until close(). Returns at once after close() and while another loop runs.
+    /// Runs the main loop on the calling thread until close(). Returns at once after close(), and if the loop
+    /// already runs on another thread.
     void run_main_loop();
 
-    /// Queues a message; false when there is no worker to take it.
+    /// Queues a message. False if the worker does not exist or has been stopped.
     [[nodiscard]] bool append(const StreamRecord& record);
 
-    [[nodiscard]] bool main_loop_runs();
+    [[nodiscard]] bool main_loop_is_running();
 
   private:
-    void one_pass();
+    void run_pass();
     std::shared_ptr<SyncLayer> take_worker();
 
     const platform::System system_;
-    std::atomic<bool> running_{true};
-    std::atomic<bool> opened_{false};
-    bool stopped_ = true;  // no main loop runs
-    bool opening_ = false;
+    std::atomic<bool> running_{true};  // false after close()
+    std::atomic<bool> opened_{false};  // registered with the host, and not closed yet
+    bool stopped_ = true;              // no main loop is running
+    bool opening_ = false;             // a thread is creating the worker
     std::thread::id loop_thread_;
     std::condition_variable stopped_condition_;
     std::mutex mutex_;
-    // Shared with the main loop's pass alone, which may be the one that outlives close().
+    // Shared only with the main loop's current pass, which outlives close() if it called close() itself.
     std::shared_ptr<SyncLayer> sync_layer_;
 };
 
-/// The one context, null before Load and after Unload. Any thread may ask; what it gets stays valid.
+/// The current context; null before Load and after Unload. Any thread may call this and keep the result.
 [[nodiscard]] std::shared_ptr<ModuleContext> current_context();
 
-/// Makes a fresh context the current one and closes the one before; one whose main loop runs stays instead.
+/// Creates a context, makes it the current one and closes the previous one. Does nothing if the previous
+/// one's main loop is running.
 void load_context(const platform::System& system);
 
-/// Closes the current context, if there is one, and forgets it.
+/// Closes and removes the current context, if it exists.
 void unload_context();

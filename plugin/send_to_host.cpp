@@ -62,7 +62,7 @@ void try_log_error(std::initializer_list<const char*> pieces) noexcept {
         std::string line;
         for (const char* piece : pieces) line += piece;
         LogToHost(kLogError, line.c_str());
-    } catch (...) {  // no memory for the line, or a host that throws: neither may go any further
+    } catch (...) {  // no memory for the line, or the host's callback threw
     }
 }
 

@@ -78,8 +78,7 @@ std::int32_t SyncLayer::stop() {
     return 0;
 }
 
-/// The second barrier: an exception ends the handling of this message only. The message's buffer is released
-/// in either case.
+/// The second barrier: an exception drops this message only. Its buffer is released in either case.
 void SyncLayer::handle(const StreamRecord& record) noexcept {
     const HostBuffer buffer(record.text);
     try {

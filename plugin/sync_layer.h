@@ -16,42 +16,42 @@ namespace norvane {
 class CTalServerImpl;
 }
 
-/// Turns the host's many threads into one: any of them appends messages, the main loop's thread takes them
-/// out, dispatches them in order and gives each buffer back. Owns the components that do the work.
+/// The worker: a queue between the host's threads and the main loop. Any thread appends messages. The main
+/// loop's thread dispatches them in order and releases each buffer. Owns the store, the server and the
+/// engine.
 ///
-/// Every appended message is released exactly once: behind its processing, or by whoever finds it unprocessed
-/// once the worker has been stopped. The host is never called while the queue is locked, so it may call back.
+/// Each appended message is released exactly once: after it was processed, or unprocessed by stop() or by the
+/// interrupted run(). The queue is never locked during a call to the host, so the host may append messages.
 class SyncLayer final : public ICommand {
   public:
-    /// Makes store, adapter and engine, which reads its saved state. What the system refers to has to outlive
-    /// it.
+    /// Creates the store, the server and the engine, which reads its saved state. The objects that `system`
+    /// refers to must outlive this one.
     explicit SyncLayer(const platform::System& system);
     SyncLayer(const SyncLayer&) = delete;
     SyncLayer& operator=(const SyncLayer&) = delete;
-    /// Stops, then destroys the engine, which saves its state, the adapter and the store.
+    /// Stops, then destroys the engine, which saves its state, the server and the store.
     ~SyncLayer() override;
 
-    /// Queues a message; false once the worker has been stopped, and the buffer stays the caller's. Any
-    /// thread.
+    /// Queues a message. False after stop(); the caller then keeps the buffer. Any thread.
     [[nodiscard]] bool append(const StreamRecord& record);
 
-    /// One pass: waits up to 100 ms for messages and processes all that are there. On the main loop's thread
+    /// One pass: waits up to 100 ms for messages, then processes all that are queued. Main loop's thread
     /// only.
     std::int32_t run() override;
 
-    /// From now on nothing is queued or processed any more; what waits is given back in order. Any thread.
+    /// Ends queueing and processing, and releases the queued messages in order. Any thread.
     std::int32_t stop() override;
 
   private:
     void handle(const StreamRecord& record) noexcept;
     void dispatch(const StreamRecord& record);
 
-    // The order of the members is the reverse of their destruction: the engine logs and saves while it goes.
+    // Destruction is in reverse order: the engine's destructor needs the server to log and the store to save.
     std::condition_variable queue_condition_;
     std::mutex queue_mutex_;  // guards the queue and the setting of the flag
     std::atomic<bool> stop_requested_{false};
-    // A list: it is taken whole and given back without memory, so that even a host that is short of it gets
-    // its buffers back, and an entry is made before the lock is taken.
+    // A list, because run() and stop() can take all entries without allocating: buffers are released even
+    // when memory is exhausted. append() allocates the entry before it locks the mutex.
     std::list<StreamRecord> queue_;
     platform::System system_;
     std::unique_ptr<norvane::IPersistentStore> store_;

@@ -1,8 +1,8 @@
 #pragma once
 
-// The records that cross an entry point or the host's callback, as fields over plain bytes: a host may hand
-// them over at any address. Where each field stands, and who owns what, is said once, in the header for
-// hosts; only the types come here, and a width that differs from the header's does not compile.
+// The records of the entry points and of the host's callback, as fields over bytes, because a host may pass
+// them at any address. norvanepi.h defines each field's offset and owner. This file adds the field's type; a
+// type of another width than in norvanepi.h does not compile.
 
 #include <cstdint>
 
@@ -23,7 +23,7 @@ struct HostRecord : platform::Record<sizeof(Struct), std::endian::little> {
 /// The module's identifier in records and messages.
 inline constexpr std::uint32_t kModuleId = NORVANEPI_MODULE_ID;
 
-/// The host's function, called with the bytes of a HostRequest and a HostReply.
+/// The host's callback. It receives the bytes of a HostRequest and a HostReply.
 extern "C" {
 using HostCallback = std::int32_t (*)(const void* request, void* reply);
 }
@@ -109,7 +109,7 @@ inline constexpr std::uint32_t kRunMainLoop = NORVANEPI_RUN_MAIN_LOOP;
 inline constexpr std::uint32_t kQueueMessage = NORVANEPI_QUEUE_MESSAGE;
 inline constexpr std::uint32_t kNothing = NORVANEPI_NOTHING;
 
-/// Outcomes in status fields, as the signed 32-bit values 0 and -1.
+/// Values of status fields, which hosts read as the signed integers 0 and -1.
 inline constexpr std::uint32_t kAccepted = NORVANEPI_ACCEPTED;
 inline constexpr std::uint32_t kRefused = static_cast<std::uint32_t>(NORVANEPI_REFUSED);
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// How the entry points reach the host's records: through addresses, field by field, touching nothing else. A
-// host that passes no record at all is answered like one that passes zeros.
+// Access to the host's records by address: reads and writes single fields and no other bytes. A null record
+// is treated as all zeros.
 
 #include <cstdint>
 
@@ -9,10 +9,10 @@
 
 namespace host_records {
 
-/// An address field's value as the pointer that it is, and back.
+/// Converts an address field to a pointer, and back.
 template <typename T>
 [[nodiscard]] T pointer_of(std::uint64_t address) noexcept {
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): the record's field is an integer by the host's definition
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): records contain addresses as 64-bit integers
     return reinterpret_cast<T>(static_cast<std::uintptr_t>(address));
 }
 [[nodiscard]] inline std::uint64_t address_of(const void* pointer) noexcept {
@@ -27,12 +27,12 @@ class Input {
 
     template <typename Field>
     [[nodiscard]] auto get() const noexcept {
-        return Field::get(record_ == nullptr ? typename Layout::View(kNothing)
+        return Field::get(record_ == nullptr ? typename Layout::View(kZeros)
                                              : typename Layout::View(record_, Layout::size));
     }
 
   private:
-    static constexpr typename Layout::Bytes kNothing{};
+    static constexpr typename Layout::Bytes kZeros{};
 
     const platform::Byte* record_;
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-// The records that the worker's components pass to each other.
+// The data that the engine, the store and the host's server exchange.
 
 #include <boost/uuid/uuid.hpp>
 #include <compare>
@@ -26,9 +26,9 @@ struct DeviceKey {
     friend auto operator<=>(const DeviceKey&, const DeviceKey&) = default;
 };
 
-/// One channel of a device. Two keys are equal when all four words are.
+/// One channel of a device.
 struct ChannelKey {
-    std::uint32_t channel = 0;   // 0xFFFFFFFF when the host named none
+    std::uint32_t channel = 0;   // 0xFFFFFFFF if the host's message has no channel number
     std::uint32_t reserved = 0;  // always 0
     std::uint32_t device_number = 0;
     std::uint32_t devices_id = 0;
@@ -37,7 +37,7 @@ struct ChannelKey {
     friend auto operator<=>(const ChannelKey&, const ChannelKey&) = default;
 };
 
-/// A channel that has been lost and has not come back yet.
+/// A channel that is disconnected.
 struct DisconnectRecord {
     Ticks time = 0;  // start of the gap
     ChannelKey channel;
@@ -45,7 +45,7 @@ struct DisconnectRecord {
     friend bool operator==(const DisconnectRecord&, const DisconnectRecord&) = default;
 };
 
-/// The instruction to fetch a device's own recordings of an interval.
+/// Retrieval of a device's own recordings of one interval.
 struct Operation {
     DeviceKey device;
     Guid guid{};
