@@ -1,6 +1,6 @@
 #pragma once
 
-// Breakdown of seconds into calendar fields.
+// Conversion of seconds to calendar fields.
 
 #include <cstdint>
 #include <optional>
@@ -17,8 +17,8 @@ struct CalendarTime {
     std::uint32_t second = 0;
 };
 
-/// Seconds since 1970-01-01 00:00:00 UTC in UTC, or in the system's local time zone as it is set at the call.
-/// Nothing when the calendar cannot name that second.
+/// Converts seconds since 1970-01-01 00:00:00 UTC to UTC, or to the system's local time zone as it is set at
+/// the time of the call. Empty if the system cannot represent the result.
 [[nodiscard]] std::optional<CalendarTime> utc_time(std::int64_t seconds);
 [[nodiscard]] std::optional<CalendarTime> local_time(std::int64_t seconds);
 

@@ -5,7 +5,7 @@
 namespace platform {
 namespace {
 
-/// The C library's counts, years from 1900 and months from 0, as the calendar names them.
+/// std::tm counts years from 1900 and months from 0.
 CalendarTime fields_of(const std::tm& broken_down) {
     return {
         std::int64_t{broken_down.tm_year} + 1900,        static_cast<std::uint32_t>(broken_down.tm_mon + 1),
@@ -23,7 +23,7 @@ std::optional<CalendarTime> utc_time(std::int64_t seconds) {
 }
 
 std::optional<CalendarTime> local_time(std::int64_t seconds) {
-    ::tzset();  // localtime_r alone would stay with the zone of the process's first call
+    ::tzset();  // localtime_r need not notice a change of the time zone
     const std::time_t time = seconds;
     std::tm broken_down{};
     if (::localtime_r(&time, &broken_down) == nullptr) return std::nullopt;

@@ -1,5 +1,5 @@
-// The C runtime refuses seconds before 1970, and takes the zone from TZ where the system's settings say more:
-// the calendar is the standard library's, the zone the system's, with the rules of the year in question.
+// The C runtime rejects times before 1970, and takes the time zone from TZ instead of the system's settings.
+// Therefore utc_time uses std::chrono, and local_time uses the system's zone with the given year's rules.
 
 #include <windows.h>
 
@@ -11,11 +11,12 @@
 namespace platform {
 namespace {
 
-/// The calendar repeats itself every 400 years, and std::chrono names fewer years than 64 bits of seconds do.
-constexpr std::int64_t kYearsOfEra = 400;
-constexpr std::int64_t kSecondsOfEra = 146'097LL * 86'400;
+/// The calendar repeats every 400 years. Seconds are reduced to one such era because std::chrono's years have
+/// fewer bits than 64-bit seconds need.
+constexpr std::int64_t kYearsPerEra = 400;
+constexpr std::int64_t kSecondsPerEra = 146'097LL * 86'400;
 
-/// The years that the system's conversion takes.
+/// Limits of the system's conversion to local time.
 constexpr std::int64_t kFirstSystemYear = 1601;
 constexpr std::int64_t kLastSystemYear = 30'827;
 
@@ -36,14 +37,14 @@ CalendarTime fields_of(const SYSTEMTIME& time) {
 
 std::optional<CalendarTime> utc_time(std::int64_t seconds) {
     using namespace std::chrono;
-    const std::int64_t rest = (seconds % kSecondsOfEra + kSecondsOfEra) % kSecondsOfEra;
-    const std::int64_t era = seconds / kSecondsOfEra - (seconds % kSecondsOfEra < 0 ? 1 : 0);
-    const sys_seconds moment{std::chrono::seconds(rest)};
-    const auto midnight = floor<days>(moment);
+    const std::int64_t rest = (seconds % kSecondsPerEra + kSecondsPerEra) % kSecondsPerEra;
+    const std::int64_t era = seconds / kSecondsPerEra - (seconds % kSecondsPerEra < 0 ? 1 : 0);
+    const sys_seconds instant{std::chrono::seconds(rest)};
+    const auto midnight = floor<days>(instant);
     const year_month_day date(midnight);
-    const hh_mm_ss time(moment - midnight);
-    const std::int64_t year = era * kYearsOfEra + int{date.year()};
-    if (!std::in_range<int>(year)) return std::nullopt;  // as far as the C libraries of other systems go
+    const hh_mm_ss time(instant - midnight);
+    const std::int64_t year = era * kYearsPerEra + int{date.year()};
+    if (!std::in_range<int>(year)) return std::nullopt;  // the limit of std::tm on other systems
     return CalendarTime{year,
                         unsigned{date.month()},
                         unsigned{date.day()},
@@ -60,9 +61,9 @@ std::optional<CalendarTime> local_time(std::int64_t seconds) {
     if (::GetDynamicTimeZoneInformation(&zone) == TIME_ZONE_ID_INVALID ||
         ::GetTimeZoneInformationForYear(word(utc->year), &zone, &rules) == 0)
         return std::nullopt;
-    const SYSTEMTIME moment = system_time_of(*utc);
+    const SYSTEMTIME instant = system_time_of(*utc);
     SYSTEMTIME local{};
-    if (::SystemTimeToTzSpecificLocalTime(&rules, &moment, &local) == 0) return std::nullopt;
+    if (::SystemTimeToTzSpecificLocalTime(&rules, &instant, &local) == 0) return std::nullopt;
     return fields_of(local);
 }
 

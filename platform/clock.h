@@ -1,6 +1,6 @@
 #pragma once
 
-// Instants and sleeper. Every instant inside the module is a count of ticks.
+// Time: the unit of instants, the current instant, and waiting.
 
 #include <chrono>
 #include <condition_variable>
@@ -14,7 +14,8 @@ namespace platform {
 using Ticks = std::int64_t;
 inline constexpr Ticks kTicksPerSecond = 10'000'000;
 
-/// Whole seconds since 1970, truncated toward zero and narrowed as messages and the state file carry them.
+/// Converts to the 32-bit whole seconds since 1970 of messages and the state file, rounding toward zero, and
+/// back.
 [[nodiscard]] constexpr std::int32_t seconds_of(Ticks instant) noexcept {
     return static_cast<std::int32_t>(instant / kTicksPerSecond);
 }
@@ -22,7 +23,7 @@ inline constexpr Ticks kTicksPerSecond = 10'000'000;
     return Ticks{seconds} * kTicksPerSecond;
 }
 
-/// The current instant. Implementations are stateless or synchronised: any thread may ask.
+/// Provides the current instant. Any thread may call it.
 class Clock {
   public:
     Clock() = default;
@@ -32,10 +33,10 @@ class Clock {
     [[nodiscard]] virtual Ticks now() const = 0;
 };
 
-/// The system's clock; lives as long as the library is loaded.
+/// The system's clock. Valid while the module is loaded.
 [[nodiscard]] const Clock& system_clock();
 
-/// Everything that the module ever waits for, so that tests can take the waiting away.
+/// Suspends threads. All waiting goes through this interface, so that tests need no real time.
 class Sleeper {
   public:
     Sleeper() = default;
@@ -43,15 +44,15 @@ class Sleeper {
     Sleeper& operator=(const Sleeper&) = delete;
     virtual ~Sleeper() = default;
 
-    /// Suspends the calling thread.
+    /// Suspends the calling thread for the duration.
     virtual void sleep(std::chrono::milliseconds duration) = 0;
 
-    /// Waits on the condition until ready() holds or the time is over; true when it holds.
+    /// Waits on the condition until ready() is true or the duration has passed. Returns the last ready().
     virtual bool wait_for(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
                           std::chrono::milliseconds duration, const std::function<bool()>& ready) = 0;
 };
 
-/// Real waiting; lives as long as the library is loaded.
+/// Waits in real time. Valid while the module is loaded.
 [[nodiscard]] Sleeper& system_sleeper();
 
 }  // namespace platform

@@ -10,22 +10,22 @@ namespace {
 
 namespace fs = boost::filesystem;
 
-constexpr int kLinksAtMost = 40;  // as most kernels have it
+constexpr int kMaxLinks = 40;  // Linux has the same limit
 
 constexpr std::uint64_t kMaxWholeSize = 256ULL << 20;
 
-/// "." and "..", and what stands behind a separator at the end.
-bool names_nothing_new(const Path& name) {
+/// True for "." and "..". Boost also returns "." as the file name of a path that ends with a separator.
+bool is_dot_or_dot_dot(const Path& name) {
     constexpr auto kDot = Path::value_type{'.'};
     return !name.empty() && name.size() <= 2 && name.native().front() == kDot && name.native().back() == kDot;
 }
 
-/// The library's own function for this would end the process where memory runs out in it, and takes a parent
-/// that it cannot examine for one that is there.
-boost::system::error_code make_with_parents(const Path& directory) {
+/// Replaces Boost's create_directories, which terminates the process without memory, and treats a parent that
+/// it cannot examine as existing.
+boost::system::error_code create_with_parents(const Path& directory) {
     if (directory.empty()) return boost::system::errc::make_error_code(boost::system::errc::invalid_argument);
     const Path parent = directory.parent_path();
-    if (names_nothing_new(directory.filename())) return make_with_parents(parent);
+    if (is_dot_or_dot_dot(directory.filename())) return create_with_parents(parent);
     boost::system::error_code error;
     const fs::file_status status = fs::status(directory, error);
     if (fs::is_directory(status)) return {};
@@ -33,26 +33,26 @@ boost::system::error_code make_with_parents(const Path& directory) {
     if (!parent.empty()) {
         const fs::file_status above = fs::status(parent, error);
         if (!fs::status_known(above)) return error;
-        error = fs::exists(above) ? boost::system::error_code() : make_with_parents(parent);
+        error = fs::exists(above) ? boost::system::error_code() : create_with_parents(parent);
         if (error) return error;
     }
     fs::create_directory(directory, error);
     return error;
 }
 
-boost::system::error_code try_to_make(const Path& directory, FileSystem::Existing enough) {
+boost::system::error_code try_make_directory(const Path& directory, FileSystem::Existing accepted) {
     boost::system::error_code error;
     const fs::file_status status = fs::status(directory, error);
     if (fs::is_directory(status)) return {};
-    if (fs::exists(status) && enough == FileSystem::Existing::kAnything) return {};
+    if (fs::exists(status) && accepted == FileSystem::Existing::kAnything) return {};
     if (!fs::status_known(status)) return error;
-    return make_with_parents(directory);
+    return create_with_parents(directory);
 }
 
 }  // namespace
 
 Path resolve_links(Path path) {
-    for (int links = 0; links < kLinksAtMost; ++links) {
+    for (int links = 0; links < kMaxLinks; ++links) {
         boost::system::error_code error;
         const Path target = fs::read_symlink(path, error);
         if (error == boost::system::errc::interrupted) continue;
@@ -62,10 +62,10 @@ Path resolve_links(Path path) {
     return path;
 }
 
-boost::system::error_code CommonFileSystem::make_directory(const std::string& path, Existing enough) {
+boost::system::error_code CommonFileSystem::make_directory(const std::string& path, Existing accepted) {
     const Path directory = path_of(path);
-    auto error = try_to_make(directory, enough);
-    while (error == boost::system::errc::interrupted) error = try_to_make(directory, enough);
+    auto error = try_make_directory(directory, accepted);
+    while (error == boost::system::errc::interrupted) error = try_make_directory(directory, accepted);
     return error;
 }
 

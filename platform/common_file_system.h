@@ -5,13 +5,14 @@
 
 namespace platform {
 
-/// Follows the links at the path itself, also to a file that does not exist yet.
+/// Follows symbolic links in the last component of the path. The target need not exist.
 [[nodiscard]] Path resolve_links(Path path);
 
-/// What is the same on every system. Included by the files of the systems only.
+/// The operations that are the same on all systems. Only the _posix and _win files include this header.
 class CommonFileSystem : public FileSystem {
   public:
-    [[nodiscard]] boost::system::error_code make_directory(const std::string& path, Existing enough) override;
+    [[nodiscard]] boost::system::error_code make_directory(const std::string& path,
+                                                           Existing accepted) override;
     [[nodiscard]] std::optional<std::string> read_whole(const std::string& path) override;
 };
 

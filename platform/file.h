@@ -1,7 +1,7 @@
 #pragma once
 
-// Files as interfaces, so that formats can be tested in memory and faults can be injected. Every operation
-// reports failure by its result; nothing here throws but an allocation.
+// Files and the file system as interfaces, so that tests can use memory and inject failures. Operations
+// report failure by their result; only allocation throws.
 
 #include <array>
 #include <boost/system/error_code.hpp>
@@ -16,7 +16,7 @@
 
 namespace platform {
 
-/// A regular file that is read at positions. Closed by its destructor.
+/// A regular file that is read at given positions. The destructor closes it.
 class InputFile {
   public:
     InputFile() = default;
@@ -24,14 +24,15 @@ class InputFile {
     InputFile& operator=(const InputFile&) = delete;
     virtual ~InputFile() = default;
 
-    /// Length in bytes when the file was opened.
+    /// Size in bytes at the time of opening.
     [[nodiscard]] virtual std::uint64_t size() const = 0;
 
-    /// Reads up to the end of the span; fewer bytes only at the end of the file or after a failure.
+    /// Fills the span. Returns the number of bytes read, which is smaller at the end of the file or after a
+    /// failure.
     virtual std::size_t read_at(std::uint64_t position, std::span<Byte> to) = 0;
 };
 
-/// A file that is written front to back. Closed by its destructor.
+/// A file that is written sequentially. The destructor closes it.
 class DataFile {
   public:
     DataFile() = default;
@@ -39,19 +40,18 @@ class DataFile {
     DataFile& operator=(const DataFile&) = delete;
     virtual ~DataFile() = default;
 
-    /// What is appended at once; parts may be empty.
+    /// Parts to append in one call. They may be empty.
     using Parts = std::array<std::span<const Byte>, 3>;
 
-    /// Appends the parts one behind the other with one attempt, where the system can in one call: the count
-    /// of bytes that it took, or -1 for none.
+    /// Appends the parts in order, without a retry, and in one system call if the system can. Returns the
+    /// number of bytes written, or -1 if the first write failed.
     virtual std::int64_t append(const Parts& parts) = 0;
 
-    /// Where the next byte goes; -1 on failure.
+    /// The offset of the next byte, or -1 on failure.
     virtual std::int64_t position() = 0;
 };
 
-/// A file of records that are written where they belong. Nothing is held back: what was taken is with the
-/// system. Closed by its destructor.
+/// A file that is written at given positions, without a buffer in the process. The destructor closes it.
 class IndexFile {
   public:
     IndexFile() = default;
@@ -59,11 +59,11 @@ class IndexFile {
     IndexFile& operator=(const IndexFile&) = delete;
     virtual ~IndexFile() = default;
 
-    /// Writes with one attempt: the count of bytes that the system took.
+    /// Writes without a retry. Returns the number of bytes written, 0 on failure.
     virtual std::size_t write_at(std::uint64_t position, std::span<const Byte> bytes) = 0;
 };
 
-/// The operations on paths that the module needs. Paths are narrow text.
+/// Operations on paths. Paths are narrow text (text.h).
 class FileSystem {
   public:
     FileSystem() = default;
@@ -71,35 +71,37 @@ class FileSystem {
     FileSystem& operator=(const FileSystem&) = delete;
     virtual ~FileSystem() = default;
 
-    /// Opens for reading, shared with other readers. Null when the file cannot be opened or is, behind links,
-    /// no regular file: such a thing is not even opened, since that alone can block or act on a device.
+    /// Opens for reading, shared with other readers. Follows links. Null if the file cannot be opened or is
+    /// not a regular file. Other files are not even opened, because opening a FIFO can block and opening a
+    /// device can have effects.
     [[nodiscard]] virtual std::unique_ptr<InputFile> open_input(const std::string& path) = 0;
 
-    /// Creates or truncates; null on failure. Data files get permission bits 0644, index files 0666, less
+    /// Creates or truncates a file; null on failure. New data files get mode 0644, index files 0666, less the
     /// umask.
     [[nodiscard]] virtual std::unique_ptr<DataFile> create_data(const std::string& path) = 0;
     [[nodiscard]] virtual std::unique_ptr<IndexFile> create_index(const std::string& path) = 0;
 
-    /// Removes a file; false on failure and for anything that is, behind links, no regular file.
+    /// Removes a regular file, or a link to one. False on failure and for anything else.
     virtual bool remove_file(const std::string& path) = 0;
 
-    /// Makes the directory with all missing parents unless something stands there already: anything at all
-    /// with Existing::kAnything, a directory with Existing::kDirectory. The error is that of the status query
-    /// (other than "not found") or of the creation.
+    /// Creates the directory and its missing parents, unless the path already exists: as anything with
+    /// Existing::kAnything, as a directory with Existing::kDirectory. Returns the error of the status query,
+    /// except "not found", or of the creation.
     enum class Existing { kAnything, kDirectory };
     [[nodiscard]] virtual boost::system::error_code make_directory(const std::string& path,
-                                                                   Existing enough) = 0;
+                                                                   Existing accepted) = 0;
 
-    /// The whole regular file at the path, nothing when it cannot be read or has more than 256 MiB: memory
-    /// is not filled from a file that somebody left here in the state file's stead.
+    /// Reads a whole regular file. Empty if it cannot be read or is larger than 256 MiB, which limits memory
+    /// use if the path is not really the state file.
     [[nodiscard]] virtual std::optional<std::string> read_whole(const std::string& path) = 0;
 
-    /// Replaces the file at the path, so that at every moment either the old content or the new one stands
-    /// there whole. False when the old content was kept. See file_replace_posix.cpp for the exact steps.
+    /// Replaces the file's content atomically: a crash leaves either the complete old or the complete new
+    /// content. False if it kept the old content. file_replace_posix.cpp describes the steps and the
+    /// exceptions.
     virtual bool replace_whole(const std::string& path, std::string_view content) = 0;
 };
 
-/// The system's files; lives as long as the library is loaded.
+/// The system's files. Valid while the module is loaded.
 [[nodiscard]] FileSystem& system_files();
 
 }  // namespace platform

@@ -39,7 +39,7 @@ class PosixInput final : public InputFile {
 };
 
 ::iovec vector_of(std::span<const Byte> part) {
-    return {const_cast<Byte*>(part.data()), part.size()};  // the system's type serves reading as well
+    return {const_cast<Byte*>(part.data()), part.size()};  // iovec is not const because reading uses it too
 }
 
 class PosixData final : public DataFile {
@@ -84,8 +84,8 @@ class PosixFileSystem final : public CommonFileSystem {
   public:
     [[nodiscard]] std::unique_ptr<InputFile> open_input(const std::string& path) override {
         if (!is_regular(path)) return nullptr;
-        // The path may lead elsewhere by now: no waiting for a FIFO's writer, and the descriptor is asked
-        // again.
+        // The file may have been replaced since: O_NONBLOCK does not wait for a FIFO's writer, and fstat
+        // checks the type again.
         PosixFile file = PosixFile::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
         struct ::stat status {};
         const bool known = file && uninterrupted([&] { return ::fstat(file.descriptor(), &status); }) == 0;

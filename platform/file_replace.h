@@ -5,7 +5,7 @@
 
 namespace platform {
 
-/// FileSystem::replace_whole. Included by the files of the systems only.
+/// Implements FileSystem::replace_whole. Only the _posix and _win files include this header.
 [[nodiscard]] bool replace_file(const std::string& path, std::string_view content);
 
 }  // namespace platform

@@ -1,12 +1,14 @@
-// How a file is replaced without a moment at which half of it stands there: the new content is written beside
-// the old one under the name with ".new" behind, flushed to the disk, and renamed over it.
+// Replaces a file atomically: writes the new content to a temporary file in the same directory, whose name
+// ends with ".new", flushes it to the disk, and renames it over the old file.
 //
-// - A link at the path stays; the file that it leads to is replaced, with the new one written beside it.
-// - A new file gets mode 0666 less umask, an existing one keeps its mode.
-// - A file that could not be written in place stays as it is: replacing it would bypass its permissions.
-// - Where the directory does not allow a new file (EACCES, EPERM, EROFS) the old one is written in place:
-//   there is no other way. So is what is no regular file, a device say, which a rename would remove.
-// - On any other failure the old file stays and the new one is removed.
+// - A link at the path is kept. The file that it leads to is replaced; the temporary file is in its
+// directory.
+// - A new file gets mode 0666 less the umask. An existing file keeps its mode.
+// - A file without write permission is kept, because replacing it would bypass its permissions.
+// - If the directory does not permit a new file (EACCES, EPERM, EROFS), the old one is written in place. So
+// is
+//   anything but a regular file, for example a device, because a rename would remove it.
+// - After any other failure the old file is kept and the temporary one is removed.
 
 #include "platform/file_replace.h"
 
@@ -36,13 +38,13 @@ bool write_all(const PosixFile& file, std::string_view content) {
 }
 
 bool write_in_place(const std::string& path, std::string_view content) {
-    // Non-blocking for a FIFO that nobody reads; without effect on anything that can be written at once.
+    // Non-blocking, because opening a FIFO without a reader would block.
     PosixFile file =
         PosixFile::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY, kNewFileMode);
     return file && write_all(file, content) && file.close();
 }
 
-/// What stands at the path before it is replaced; found is false for nothing at all.
+/// What exists at the path before the replacement. `found` is false if nothing exists.
 struct Existing {
     bool found = false;
     bool regular = false;
@@ -50,7 +52,8 @@ struct Existing {
     ::mode_t mode = 0;
 };
 
-/// Nothing when the path cannot be examined (a loop of links, a directory that may not be searched).
+/// Empty if the path cannot be examined, for example in a loop of links or a directory without search
+/// permission.
 std::optional<Existing> examine(const std::string& path) {
     struct ::stat status {};
     if (uninterrupted([&] { return ::stat(path.c_str(), &status); }) != 0)
@@ -60,8 +63,9 @@ std::optional<Existing> examine(const std::string& path) {
     return existing;
 }
 
-/// A fresh file; a remainder of a save that was cut short is removed first. Empty on failure with errno set.
-PosixFile create_beside(const std::string& path) {
+/// Creates the temporary file, after removing one that an interrupted save left. Empty on failure, with errno
+/// set.
+PosixFile create_temporary(const std::string& path) {
     const int remove_error = uninterrupted([&] { return ::unlink(path.c_str()); }) == 0 ? 0 : errno;
     PosixFile file = PosixFile::open(path, O_WRONLY | O_CREAT | O_EXCL, kNewFileMode);
     if (!file && errno == EEXIST) errno = remove_error;
@@ -78,24 +82,24 @@ bool fill(PosixFile& file, const Existing& old, std::string_view content) {
 }  // namespace
 
 bool replace_file(const std::string& path, std::string_view content) {
-    const Path behind = resolve_links(path);
-    const std::string& target = behind.native();
-    const std::string beside = (behind.parent_path() / Path(path).filename()).native() + ".new";
+    const Path target_path = resolve_links(path);
+    const std::string& target = target_path.native();
+    const std::string temporary = (target_path.parent_path() / Path(path).filename()).native() + ".new";
 
     const std::optional<Existing> old = examine(target);
     if (!old) return false;
     if (old->found && !old->regular) return write_in_place(target, content);
     if (old->found && !old->writable) return false;
 
-    PosixFile file = create_beside(beside);
+    PosixFile file = create_temporary(temporary);
     if (!file) {
         const bool forbidden = errno == EACCES || errno == EPERM || errno == EROFS;
         return forbidden && write_in_place(target, content);
     }
-    const auto put_in_place = [&] { return std::rename(beside.c_str(), target.c_str()); };
-    if (fill(file, *old, content) && uninterrupted(put_in_place) == 0) return true;
+    const auto rename = [&] { return std::rename(temporary.c_str(), target.c_str()); };
+    if (fill(file, *old, content) && uninterrupted(rename) == 0) return true;
     file.close();
-    uninterrupted([&] { return ::unlink(beside.c_str()); });
+    uninterrupted([&] { return ::unlink(temporary.c_str()); });
     return false;
 }
 

@@ -1,6 +1,6 @@
-// The steps of file_replace_posix.cpp with what this system has. Two things differ: access rights of a new
-// file are the directory's, and a file that somebody holds open cannot be renamed over; it is written in
-// place then, if those who hold it share it, rather than not at all.
+// The steps of file_replace_posix.cpp, with two differences. A new file inherits the directory's access
+// rights. A file that another process has open cannot be replaced by a rename; it is written in place if that
+// process shares it for writing.
 
 #include "platform/file_replace.h"
 
@@ -35,7 +35,7 @@ bool write_in_place(const Path& path, std::string_view content) {
     return file && write_all(file, content) && file.close();
 }
 
-/// A file that could not have been written in place stays as it is, and so does what is no file.
+/// False for a file without write permission, and for anything but a regular file.
 bool may_replace(const Path& target) {
     boost::system::error_code error;
     const fs::file_status status = fs::status(target, error);
@@ -43,9 +43,9 @@ bool may_replace(const Path& target) {
     return fs::is_regular_file(status) && static_cast<bool>(WinFile::open(target, _O_WRONLY));
 }
 
-bool put_in_place(const Path& beside, const Path& target) {
-    const DWORD how = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
-    return ::MoveFileExW(beside.c_str(), target.c_str(), how) != 0;
+bool rename_over(const Path& temporary, const Path& target) {
+    const DWORD flags = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
+    return ::MoveFileExW(temporary.c_str(), target.c_str(), flags) != 0;
 }
 
 }  // namespace
@@ -53,19 +53,19 @@ bool put_in_place(const Path& beside, const Path& target) {
 bool replace_file(const std::string& path, std::string_view content) {
     const Path target = resolve_links(path_of(path));
     if (!may_replace(target)) return false;
-    Path beside = target.parent_path() / path_of(path).filename();
-    beside += ".new";
+    Path temporary = target.parent_path() / path_of(path).filename();
+    temporary += ".new";
 
-    ::DeleteFileW(beside.c_str());  // a remainder of a save that was cut short
-    WinFile file = WinFile::open(beside, _O_WRONLY | _O_CREAT | _O_EXCL, kNewFileMode);
+    ::DeleteFileW(temporary.c_str());  // left by an interrupted save
+    WinFile file = WinFile::open(temporary, _O_WRONLY | _O_CREAT | _O_EXCL, kNewFileMode);
     if (!file) return _doserrno == ERROR_ACCESS_DENIED && write_in_place(target, content);
     const bool written = write_all(file, content) && file.flush_to_disk() && file.close();
-    if (written && put_in_place(beside, target)) return true;
+    if (written && rename_over(temporary, target)) return true;
     const DWORD error = ::GetLastError();
-    const bool held = written && (error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION);
+    const bool open_elsewhere = written && (error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION);
     file.close();
-    ::DeleteFileW(beside.c_str());
-    return held && write_in_place(target, content);
+    ::DeleteFileW(temporary.c_str());
+    return open_elsewhere && write_in_place(target, content);
 }
 
 }  // namespace platform

@@ -39,7 +39,7 @@ class WinData final : public DataFile {
   public:
     explicit WinData(WinFile file) : file_(std::move(file)) {}
 
-    /// The runtime has no call that gathers.
+    /// The runtime cannot write several buffers in one call.
     std::int64_t append(const Parts& parts) override {
         std::int64_t total = 0;
         for (const std::span<const Byte> part : parts) {
@@ -75,7 +75,7 @@ class WinFileSystem final : public CommonFileSystem {
     [[nodiscard]] std::unique_ptr<InputFile> open_input(const std::string& path) override {
         if (!is_regular(path)) return nullptr;
         WinFile file = WinFile::open(path_of(path), _O_RDONLY);
-        const std::int64_t size = file && file.is_on_disk() ? file.seek(0, SEEK_END) : -1;
+        const std::int64_t size = file && file.is_disk_file() ? file.seek(0, SEEK_END) : -1;
         if (size < 0) return nullptr;
         return std::make_unique<WinInput>(std::move(file), static_cast<std::uint64_t>(size));
     }

@@ -18,7 +18,8 @@ std::int64_t PosixFile::write_once(std::span<const Byte> bytes) const noexcept {
 
 bool PosixFile::close() noexcept {
     const int descriptor = release();
-    // Not again when a signal interrupts: the descriptor is gone by then, and may be somebody else's.
+    // Not repeated after EINTR: the descriptor is already closed, and another thread may have reused its
+    // number.
     return descriptor < 0 || ::close(descriptor) == 0 || errno == EINTR;
 }
 

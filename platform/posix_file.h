@@ -1,6 +1,6 @@
 #pragma once
 
-// A file descriptor with an owner. Included by the _posix files only.
+// Only the _posix files include this header.
 
 #include <sys/types.h>
 
@@ -13,7 +13,7 @@
 
 namespace platform {
 
-/// Makes a system call again as long as a signal interrupts it, which on some file systems any call can be.
+/// Repeats a system call while signals interrupt it. On some file systems this can happen to any call.
 template <typename Call>
 auto uninterrupted(Call call) noexcept {
     auto result = call();
@@ -21,6 +21,7 @@ auto uninterrupted(Call call) noexcept {
     return result;
 }
 
+/// Owns a file descriptor and closes it in the destructor.
 class PosixFile {
   public:
     PosixFile() = default;
@@ -31,16 +32,17 @@ class PosixFile {
     PosixFile& operator=(PosixFile&&) = delete;
     ~PosixFile() { close(); }
 
-    /// Opens, close-on-exec, and again when a signal interrupts; empty on failure with errno set.
+    /// Opens with O_CLOEXEC. Empty on failure, with errno set.
     [[nodiscard]] static PosixFile open(const std::string& path, int flags, ::mode_t mode = 0);
 
     explicit operator bool() const noexcept { return descriptor_ >= 0; }
     [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
 
-    /// One write, repeated only when a signal came before the first byte; the count written or -1.
+    /// Calls write once, or again if a signal interrupted it before the first byte. Returns the number of
+    /// bytes written, or -1.
     std::int64_t write_once(std::span<const Byte> bytes) const noexcept;
 
-    /// False when the system reports that something written earlier was lost.
+    /// False if the system reports that earlier written bytes were lost.
     bool close() noexcept;
 
   private:

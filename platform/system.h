@@ -5,14 +5,14 @@
 
 namespace platform {
 
-/// What the components need of the system they run on, none of it owned.
+/// The operating system's services that the components use. Does not own them.
 struct System {
     FileSystem& files;
     Sleeper& sleeper;
     const Clock& clock;
 };
 
-/// The one that is really there.
+/// The services of the real system, as opposed to those of tests.
 [[nodiscard]] inline System real_system() {
     return {system_files(), system_sleeper(), system_clock()};
 }

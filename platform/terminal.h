@@ -4,10 +4,10 @@
 
 namespace platform {
 
-/// Whether a person is looking at the stream.
+/// True if the stream is a terminal.
 [[nodiscard]] bool is_terminal(std::FILE* stream);
 
-/// Has the standard streams carry a program's bytes as they are, line ends too.
-void keep_line_ends();
+/// Disables the conversion of line ends in the standard streams.
+void use_binary_streams();
 
 }  // namespace platform

@@ -8,6 +8,6 @@ bool is_terminal(std::FILE* stream) {
     return ::isatty(::fileno(stream)) != 0;
 }
 
-void keep_line_ends() {}
+void use_binary_streams() {}
 
 }  // namespace platform

@@ -11,7 +11,7 @@ bool is_terminal(std::FILE* stream) {
     return ::_isatty(::_fileno(stream)) != 0;
 }
 
-void keep_line_ends() {
+void use_binary_streams() {
     for (std::FILE* stream : {stdin, stdout, stderr}) ::_setmode(::_fileno(stream), _O_BINARY);
 }
 

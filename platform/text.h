@@ -1,6 +1,6 @@
 #pragma once
 
-// Paths as the host's texts carry them and as the file system takes them.
+// Conversion of paths between the host's texts and the file system.
 
 #include <boost/filesystem/path.hpp>
 #include <string>
@@ -9,12 +9,12 @@ namespace platform {
 
 using Path = boost::filesystem::path;
 
-/// Narrow text to a path and back. Here paths are bytes and pass through unchanged, also when they are no
-/// valid UTF-8; where paths are wide they go through the system's code page.
+/// Converts narrow text to a path and back. On POSIX systems paths are bytes and stay unchanged, valid UTF-8
+/// or not. On Windows the text is in the system's code page.
 [[nodiscard]] Path path_of(const std::string& narrow);
 [[nodiscard]] std::string narrow_text(const Path& path);
 
-/// A name that a file can have: what the file system forbids in names is replaced by "_".
+/// Replaces each character that the file system forbids in file names by "_".
 [[nodiscard]] std::string file_name_of(std::string text);
 
 }  // namespace platform

@@ -11,12 +11,12 @@
 namespace platform {
 namespace {
 
-/// The runtime counts in int: more than this is moved in pieces by the caller.
-constexpr std::size_t kMaxMove = 1U << 30U;
+/// The runtime's sizes are int. The caller repeats larger transfers.
+constexpr std::size_t kMaxTransfer = 1U << 30U;
 
 template <typename Span>
 unsigned count_of(Span bytes) {
-    return static_cast<unsigned>(std::min(bytes.size(), kMaxMove));
+    return static_cast<unsigned>(std::min(bytes.size(), kMaxTransfer));
 }
 
 }  // namespace
@@ -30,7 +30,7 @@ WinFile WinFile::open(const Path& path, int flags, int mode) {
     return WinFile(descriptor);
 }
 
-bool WinFile::is_on_disk() const noexcept {
+bool WinFile::is_disk_file() const noexcept {
     return ::GetFileType(reinterpret_cast<HANDLE>(::_get_osfhandle(descriptor_))) == FILE_TYPE_DISK;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// A descriptor of the C runtime with an owner. Included by the _win files only.
+// Only the _win files include this header.
 
 #include <cstdint>
 #include <span>
@@ -10,6 +10,7 @@
 
 namespace platform {
 
+/// Owns a descriptor of the C runtime and closes it in the destructor.
 class WinFile {
   public:
     explicit WinFile(int descriptor = -1) noexcept : descriptor_(descriptor) {}
@@ -19,22 +20,22 @@ class WinFile {
     WinFile& operator=(WinFile&&) = delete;
     ~WinFile() { close(); }
 
-    /// Opens in binary, not inherited, shared with other readers and writers; empty on failure.
+    /// Opens in binary mode, not inheritable, and shared with other readers and writers. Empty on failure.
     [[nodiscard]] static WinFile open(const Path& path, int flags, int mode = 0);
 
     explicit operator bool() const noexcept { return descriptor_ >= 0; }
 
-    /// Whether it is no device, pipe or console.
-    [[nodiscard]] bool is_on_disk() const noexcept;
+    /// False for a device, pipe or console.
+    [[nodiscard]] bool is_disk_file() const noexcept;
 
-    /// One read or write; the count moved or -1.
+    /// Calls read or write once. Returns the number of bytes transferred, or -1.
     std::int64_t read(std::span<Byte> to) const noexcept;
     std::int64_t write(std::span<const Byte> bytes) const noexcept;
 
-    /// Moves to an offset from the given origin (SEEK_SET and so on): the new position or -1.
+    /// Moves to an offset from SEEK_SET, SEEK_CUR or SEEK_END. Returns the new position, or -1.
     std::int64_t seek(std::int64_t offset, int origin) const noexcept;
 
-    /// Everything written so far is on the disk when this is true.
+    /// Writes all data to the disk. False on failure.
     [[nodiscard]] bool flush_to_disk() const noexcept;
     bool close() noexcept;
 

@@ -20,7 +20,7 @@ void print_error(std::string_view tool, std::string_view text) {
 
 int run_tool(std::string_view tool, const std::function<int()>& body, int unexpected) noexcept {
     try {
-        platform::keep_line_ends();
+        platform::use_binary_streams();
         try {
             const int status = body();
             std::cout.flush();
