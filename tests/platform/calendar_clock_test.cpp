@@ -21,14 +21,14 @@ std::string text_of(const std::optional<platform::CalendarTime>& time) {
 
 }  // namespace
 
-TEST(CalendarTest, UtcFollowsTheCalendarWhateverTheZone) {
+TEST(CalendarTest, UtcIsIndependentOfTheTimeZone) {
     const TimeZone here(kCentralEurope);
     const std::pair<std::int64_t, const char*> times[] = {
         {0, "1970-1-1 0:0:0"},
         {-1, "1969-12-31 23:59:59"},
         {1'529'683'509, "2018-6-22 16:5:9"},
         {951'782'400, "2000-2-29 0:0:0"},
-        {4'107'542'400, "2100-3-1 0:0:0"},  // no leap year
+        {4'107'542'400, "2100-3-1 0:0:0"},  // not a leap year
         {1'000'000'000'000'000, "31690708-7-5 1:46:40"},
         {std::numeric_limits<std::int64_t>::max(), "none"},
         {std::numeric_limits<std::int64_t>::min(), "none"},
@@ -37,19 +37,19 @@ TEST(CalendarTest, UtcFollowsTheCalendarWhateverTheZone) {
     EXPECT_EQ(text_of(platform::local_time(std::numeric_limits<std::int64_t>::max())), "none");
 }
 
-TEST(CalendarTest, LocalTimeFollowsTheZoneAsItIsNow) {
-    if (!kZonesCanBeSet) GTEST_SKIP() << "the zone is the system's";
+TEST(CalendarTest, LocalTimeUsesTheCurrentTimeZone) {
+    if (!kZonesCanBeSet) GTEST_SKIP() << "a process cannot set its time zone on this system";
     const TimeZone here(kCentralEurope);
     EXPECT_EQ(text_of(platform::local_time(1'529'683'509)), "2018-6-22 18:5:9");
-    set_zone("XYZ5");  // behind the library's back: nobody calls tzset
+    set_zone("XYZ5");  // without a call of tzset
     EXPECT_EQ(text_of(platform::local_time(1'529'683'509)), "2018-6-22 11:5:9");
 }
 
-TEST(ClockTest, TicksAreCutTowardZeroAndCountFrom1970) {
+TEST(ClockTest, TicksCountFrom1970AndSecondsRoundTowardZero) {
     EXPECT_EQ(platform::seconds_of(19'999'999), 1);
     EXPECT_EQ(platform::seconds_of(-9'999'999), 0);
     EXPECT_EQ(platform::seconds_of(-10'000'001), -1);
-    const std::int64_t apart =
+    const std::int64_t difference =
         platform::system_clock().now() / platform::kTicksPerSecond - std::time(nullptr);
-    EXPECT_LT(std::abs(apart), 3'600);  // the right epoch and unit, however slow the machine
+    EXPECT_LT(std::abs(difference), 3'600);  // checks epoch and unit, also on a slow machine
 }

@@ -22,7 +22,7 @@ struct ::stat status_of(const std::string& path) {
     return status;
 }
 
-bool stands(const std::string& path) {
+bool exists(const std::string& path) {
     return boost::filesystem::symlink_status(path).type() != boost::filesystem::file_not_found;
 }
 
@@ -39,7 +39,7 @@ class FileReplaceTest : public testing::Test {
 
     TempDirectory directory;
     const std::string state = directory / "state.xml";
-    const std::string beside = directory / "state.xml.new";
+    const std::string temporary = directory / "state.xml.new";
 
   private:
     ::mode_t mask_before_;
@@ -47,7 +47,7 @@ class FileReplaceTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(FileReplaceTest, NewFileHasThePlainModeAndAnExistingOneKeepsIts) {
+TEST_F(FileReplaceTest, NewFileGetsTheDefaultModeAndAnExistingOneKeepsItsMode) {
     ::umask(027);
     EXPECT_TRUE(replace(state, "1"));
     EXPECT_EQ(mode(), 0640U);
@@ -56,33 +56,33 @@ TEST_F(FileReplaceTest, NewFileHasThePlainModeAndAnExistingOneKeepsIts) {
     EXPECT_TRUE(replace(state, "second"));
     EXPECT_EQ(read_file(state), "second");
     EXPECT_EQ(mode(), 0606U);
-    EXPECT_NE(status_of(state).st_ino, before);  // another file under the old name
-    EXPECT_FALSE(stands(beside));
+    EXPECT_NE(status_of(state).st_ino, before);  // a new file under the old name
+    EXPECT_FALSE(exists(temporary));
 
     const WorkingDirectory here;
     EXPECT_TRUE(replace("state.xml", ""));
     EXPECT_EQ(read_file(here / "state.xml"), "");
-    EXPECT_FALSE(stands(here / "state.xml.new"));
+    EXPECT_FALSE(exists(here / "state.xml.new"));
 }
 
-TEST_F(FileReplaceTest, RemainderOfAnInterruptedSaveIsReplaced) {
+TEST_F(FileReplaceTest, TemporaryFileOfAnInterruptedSaveIsReplaced) {
     put("old", 0644);
-    write_file(beside, "half of someth");
-    ::chmod(beside.c_str(), 0600);
+    write_file(temporary, "half of someth");
+    ::chmod(temporary.c_str(), 0600);
     EXPECT_TRUE(replace(state, "new"));
     EXPECT_EQ(read_file(state), "new");
     EXPECT_EQ(mode(), 0644U);
-    EXPECT_FALSE(stands(beside));
+    EXPECT_FALSE(exists(temporary));
 
-    // A link under that name is no way to write somewhere else.
+    // A link with the temporary file's name is not followed.
     write_file(directory / "victim", "untouched");
-    ::symlink("victim", beside.c_str());
+    ::symlink("victim", temporary.c_str());
     EXPECT_TRUE(replace(state, "newer"));
     EXPECT_EQ(read_file(state), "newer");
     EXPECT_EQ(read_file(directory / "victim"), "untouched");
 }
 
-TEST_F(FileReplaceTest, LinkStaysAndTheFileBehindItIsReplaced) {
+TEST_F(FileReplaceTest, LinkIsKeptAndItsTargetIsReplaced) {
     ::mkdir((directory / "real").c_str(), 0755);
     write_file(directory / "real/file", "old");
     ::symlink("real/file", (directory / "second link").c_str());
@@ -92,10 +92,10 @@ TEST_F(FileReplaceTest, LinkStaysAndTheFileBehindItIsReplaced) {
     EXPECT_TRUE(S_ISLNK(status_of(state).st_mode));
     EXPECT_EQ(read_file(directory / "real/file"), "new");
     EXPECT_NE(status_of(directory / "real/file").st_ino, before);
-    EXPECT_FALSE(stands(directory / "real/state.xml.new"));
+    EXPECT_FALSE(exists(directory / "real/state.xml.new"));
 }
 
-TEST_F(FileReplaceTest, LinkToAMissingFileMakesItAndALoopFails) {
+TEST_F(FileReplaceTest, LinkToAMissingFileCreatesItAndALoopFails) {
     ::symlink((directory / "missing").c_str(), state.c_str());
     EXPECT_TRUE(replace(state, "made"));
     EXPECT_EQ(read_file(directory / "missing"), "made");
@@ -106,14 +106,14 @@ TEST_F(FileReplaceTest, LinkToAMissingFileMakesItAndALoopFails) {
     EXPECT_FALSE(replace(directory / "no folder/state.xml", "x"));
 }
 
-TEST_F(FileReplaceTest, SaveThatCannotBeginKeepsTheOldFile) {
+TEST_F(FileReplaceTest, SaveThatCannotStartKeepsTheOldFile) {
     put("the old content", 0666);
-    ::mkdir(beside.c_str(), 0755);  // in the way, and not for lack of permission
+    ::mkdir(temporary.c_str(), 0755);  // an obstacle other than missing permissions
     EXPECT_FALSE(replace(state, "new"));
     EXPECT_EQ(read_file(state), "the old content");
 }
 
-TEST_F(FileReplaceTest, FirstSaveThatIsCutShortLeavesNoFile) {
+TEST_F(FileReplaceTest, TruncatedFirstSaveLeavesNoFile) {
     const auto handler = std::signal(SIGXFSZ, SIG_IGN);
     ::rlimit before{};
     ::getrlimit(RLIMIT_FSIZE, &before);
@@ -122,35 +122,35 @@ TEST_F(FileReplaceTest, FirstSaveThatIsCutShortLeavesNoFile) {
     EXPECT_FALSE(replace(state, "too long"));
     ::setrlimit(RLIMIT_FSIZE, &before);
     std::signal(SIGXFSZ, handler);
-    EXPECT_FALSE(stands(state));
+    EXPECT_FALSE(exists(state));
 }
 
-TEST_F(FileReplaceTest, ReadOnlyFileIsKept) {
+TEST_F(FileReplaceTest, FileWithoutWritePermissionIsKept) {
     put("old", 0444);
     EXPECT_TRUE(holds_for_ordinary_user([&] { return !replace(state, "new"); }));
     EXPECT_EQ(read_file(state), "old");
     EXPECT_EQ(mode(), 0444U);
-    EXPECT_FALSE(stands(beside));
+    EXPECT_FALSE(exists(temporary));
 }
 
-TEST_F(FileReplaceTest, DirectoryThatTakesNoNewFileIsWrittenInPlace) {
+TEST_F(FileReplaceTest, FileInADirectoryWithoutWritePermissionIsWrittenInPlace) {
     put("the old, longer content", 0666);
     const auto before = status_of(state).st_ino;
     ::chmod(directory.path().c_str(), 0555);
     EXPECT_TRUE(holds_for_ordinary_user([&] { return replace(state, "new"); }));
     EXPECT_EQ(read_file(state), "new");
     EXPECT_EQ(status_of(state).st_ino, before);
-    write_file(beside, "left by a save that was cut short, and cannot be removed");
+    write_file(temporary, "left by an interrupted save; cannot be removed");
     EXPECT_TRUE(holds_for_ordinary_user([&] { return replace(state, "new again"); }));
     EXPECT_TRUE(holds_for_ordinary_user([&] { return !replace(directory / "other.xml", "new"); }));
-    EXPECT_FALSE(stands(directory / "other.xml"));
-    ::chmod(directory.path().c_str(), 0);  // not even to be searched
+    EXPECT_FALSE(exists(directory / "other.xml"));
+    ::chmod(directory.path().c_str(), 0);  // without search permission
     EXPECT_TRUE(holds_for_ordinary_user([&] { return !replace(state, "newer"); }));
     ::chmod(directory.path().c_str(), 0777);
     EXPECT_EQ(read_file(state), "new again");
 }
 
-TEST_F(FileReplaceTest, DevicesAndPipesAreWrittenAndStayWhatTheyAre) {
+TEST_F(FileReplaceTest, DevicesAndPipesAreWrittenInPlace) {
     ::symlink("/dev/null", state.c_str());
     EXPECT_TRUE(replace(state, "gone"));
     EXPECT_TRUE(S_ISCHR(status_of("/dev/null").st_mode));
@@ -159,7 +159,7 @@ TEST_F(FileReplaceTest, DevicesAndPipesAreWrittenAndStayWhatTheyAre) {
 
     const std::string pipe = directory / "pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0666), 0);
-    EXPECT_FALSE(replace(pipe, "nobody reads"));
+    EXPECT_FALSE(replace(pipe, "without a reader"));
     const int reader = ::open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
     EXPECT_TRUE(replace(pipe, "for the reader"));
     std::string read(100, '\0');
@@ -167,5 +167,5 @@ TEST_F(FileReplaceTest, DevicesAndPipesAreWrittenAndStayWhatTheyAre) {
     ::close(reader);
     EXPECT_EQ(read.substr(0, count > 0 ? static_cast<std::size_t>(count) : 0), "for the reader");
     EXPECT_TRUE(S_ISFIFO(status_of(pipe).st_mode));
-    EXPECT_FALSE(stands(pipe + ".new"));
+    EXPECT_FALSE(exists(pipe + ".new"));
 }

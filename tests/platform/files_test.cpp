@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = boost::filesystem;
 
-bool stands(const std::string& path) {
+bool exists(const std::string& path) {
     return fs::exists(fs::symlink_status(path));
 }
 
@@ -36,7 +36,7 @@ class FilesTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(FilesTest, InputIsReadAtAnyPositionUpToItsEnd) {
+TEST_F(FilesTest, InputFileIsReadAtAnyPosition) {
     write_file(directory / "clip", "0123456789");
     ::symlink("clip", (directory / "link").c_str());
     const auto file = files.open_input(directory / "link");
@@ -51,11 +51,11 @@ TEST_F(FilesTest, InputIsReadAtAnyPositionUpToItsEnd) {
     EXPECT_EQ(file->read_at(~0ULL, platform::bytes_of(part)), 0U);
     EXPECT_EQ(files.read_whole(directory / "clip"), "0123456789");
     EXPECT_TRUE(files.remove_file(directory / "link"));
-    EXPECT_TRUE(files.remove_file(directory / "clip"));  // still there behind its link
+    EXPECT_TRUE(files.remove_file(directory / "clip"));  // removing the link kept the file
     EXPECT_FALSE(files.remove_file(directory / "clip"));
 }
 
-TEST_F(FilesTest, WhatIsNoRegularFileIsNeitherOpenedNorRemoved) {
+TEST_F(FilesTest, OnlyRegularFilesAreOpenedAndRemoved) {
     ::mkfifo((directory / "fifo").c_str(), 0666);
     ::mkdir((directory / "folder").c_str(), 0777);
     ::symlink("/dev/null", (directory / "device").c_str());
@@ -70,21 +70,21 @@ TEST_F(FilesTest, WhatIsNoRegularFileIsNeitherOpenedNorRemoved) {
         EXPECT_EQ(files.open_input(directory / name), nullptr) << name;
         EXPECT_EQ(files.read_whole(directory / name), std::nullopt) << name;
         EXPECT_FALSE(files.remove_file(directory / name)) << name;
-        EXPECT_TRUE(stands(directory / name)) << name;
+        EXPECT_TRUE(exists(directory / name)) << name;
     }
     EXPECT_FALSE(fs::exists(directory / "nothing"));
     std::array<char, 4'096> events{};
-    EXPECT_LT(::read(watch, events.data(), events.size()), 0);  // nothing was, not even for a moment
+    EXPECT_LT(::read(watch, events.data(), events.size()), 0);  // no file was opened, not even briefly
     ::close(watch);
 }
 
-TEST_F(FilesTest, PathsAreBytesAlsoWhenTheyAreNoText) {
+TEST_F(FilesTest, PathsMayBeAnyBytes) {
     for (const std::string text : {"\xFF\xFE/\x80", "", "a//b/", "\xC3\xA4"}) {
         EXPECT_EQ(platform::narrow_text(platform::path_of(text)), text);
     }
 }
 
-TEST_F(FilesTest, DataFileIsTruncatedAndAppendedTo) {
+TEST_F(FilesTest, DataFileIsTruncatedAndAppends) {
     write_file(directory / "a.ps", "something longer than what follows");
     const auto file = files.create_data(directory / "a.ps");
     EXPECT_EQ(file->position(), 0);
@@ -99,7 +99,7 @@ TEST_F(FilesTest, DataFileIsTruncatedAndAppendedTo) {
     EXPECT_EQ(files.create_data("/dev/full")->append({bytes("x")}), -1);
 }
 
-TEST_F(FilesTest, IndexFileIsTruncatedAndWrittenAnywhere) {
+TEST_F(FilesTest, IndexFileIsTruncatedAndWrittenAtAnyPosition) {
     write_file(directory / "a.psi", "something longer than what follows");
     const auto file = files.create_index(directory / "a.psi");
     EXPECT_EQ(file->write_at(0, bytes("0123456789")), 10U);

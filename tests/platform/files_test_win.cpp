@@ -17,17 +17,17 @@ std::span<const platform::Byte> bytes(std::string_view text) {
     return platform::bytes_of(text);
 }
 
-/// Somebody else's hold on a file, which shares what is named.
-class Holder {
+/// Keeps a file open, as another process would, with the given sharing mode.
+class FileOpenElsewhere {
   public:
-    Holder(const std::string& path, DWORD shares)
+    FileOpenElsewhere(const std::string& path, DWORD shares)
         : handle_(::CreateFileW(platform::path_of(path).c_str(), GENERIC_READ, shares, nullptr, OPEN_EXISTING,
                                 0, nullptr)) {
         EXPECT_NE(handle_, INVALID_HANDLE_VALUE);
     }
-    Holder(const Holder&) = delete;
-    Holder& operator=(const Holder&) = delete;
-    ~Holder() { ::CloseHandle(handle_); }
+    FileOpenElsewhere(const FileOpenElsewhere&) = delete;
+    FileOpenElsewhere& operator=(const FileOpenElsewhere&) = delete;
+    ~FileOpenElsewhere() { ::CloseHandle(handle_); }
 
   private:
     HANDLE handle_;
@@ -44,7 +44,7 @@ class FilesTest : public testing::Test {
 TEST_F(FilesTest, BytesPassThroughUnchangedAndAtAnyPosition) {
     const std::string line_ends =
         "a\nb\r\nc\x1A"
-        "d";  // what a text file would translate or end at
+        "d";  // text mode would convert or end here
     {
         const auto data = files.create_data(directory / "data");
         ASSERT_NE(data, nullptr);
@@ -64,7 +64,7 @@ TEST_F(FilesTest, BytesPassThroughUnchangedAndAtAnyPosition) {
     EXPECT_EQ(input->read_at(11, platform::bytes_of(part)), 1U);
 }
 
-TEST_F(FilesTest, OnlyFilesAreOpenedAndRemoved) {
+TEST_F(FilesTest, OnlyRegularFilesAreOpenedAndRemoved) {
     fs::create_directory(directory / "folder");
     EXPECT_EQ(files.open_input(directory / "folder"), nullptr);
     EXPECT_EQ(files.open_input("NUL"), nullptr);
@@ -75,40 +75,40 @@ TEST_F(FilesTest, OnlyFilesAreOpenedAndRemoved) {
     EXPECT_TRUE(fs::is_directory(directory / "a/b/c"));
 }
 
-TEST_F(FilesTest, FilesOfOthersStayReadableAndHeldOnesCannotBeRemoved) {
+TEST_F(FilesTest, FilesAreReadableDuringWritingAndNotRemovedWhileOpenElsewhere) {
     const std::string path = directory / "clip";
     const auto data = files.create_data(path);
     ASSERT_EQ(data->append({bytes("frames"), {}, {}}), 6);
-    EXPECT_EQ(files.read_whole(path), "frames");  // while it is written
+    EXPECT_EQ(files.read_whole(path), "frames");  // while the module writes it
     {
-        const Holder player(path, FILE_SHARE_READ | FILE_SHARE_WRITE);
+        const FileOpenElsewhere player(path, FILE_SHARE_READ | FILE_SHARE_WRITE);
         EXPECT_EQ(data->append({bytes("!"), {}, {}}), 1);
         EXPECT_FALSE(files.remove_file(path));
     }
     EXPECT_EQ(files.read_whole(path), "frames!");
 }
 
-TEST_F(FilesTest, ReplacingKeepsTheOldContentOrLeavesTheNewOne) {
+TEST_F(FilesTest, ReplacingWritesTheNewContentOrKeepsTheOldOne) {
     const std::string path = directory / "state.xml";
     EXPECT_TRUE(files.replace_whole(path, "first\n"));
-    write_file(path + ".new", "remainder");
+    write_file(path + ".new", "left by an interrupted save");
     EXPECT_TRUE(files.replace_whole(path, "second\n"));
     EXPECT_EQ(files.read_whole(path), "second\n");
     {
-        const Holder backup(path, FILE_SHARE_READ | FILE_SHARE_WRITE);
+        const FileOpenElsewhere backup(path, FILE_SHARE_READ | FILE_SHARE_WRITE);
         EXPECT_TRUE(files.replace_whole(path, "3\n"));
     }
     EXPECT_EQ(files.read_whole(path), "3\n");
     {
-        const Holder jealous(path, FILE_SHARE_READ);
+        const FileOpenElsewhere exclusive(path, FILE_SHARE_READ);
         EXPECT_FALSE(files.replace_whole(path, "fourth\n"));
     }
     EXPECT_EQ(files.read_whole(path), "3\n");
     EXPECT_FALSE(fs::exists(path + ".new"));
-    EXPECT_FALSE(files.replace_whole(directory.path(), "no file"));
+    EXPECT_FALSE(files.replace_whole(directory.path(), "a directory"));
 }
 
-TEST(TextTest, NarrowTextIsInTheCodePageOfTheSystem) {
+TEST(TextTest, NarrowTextIsInTheSystemsCodePage) {
     if (::GetACP() != 1252) GTEST_SKIP() << "another code page";
     const platform::Path path = platform::path_of("C:\\k\xE4se");
     EXPECT_EQ(path.native(), L"C:\\k\u00E4se");

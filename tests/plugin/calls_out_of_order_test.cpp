@@ -1,6 +1,8 @@
-// What a host may do in the wrong order, at the wrong time or from the wrong thread.
+// Calls in the wrong order, at the wrong time or from the wrong thread.
 
 #include <gtest/gtest.h>
+
+#include <future>
 
 #include "tests/support/fake_host.h"
 #include "tests/support/temp_directory.h"
@@ -9,8 +11,8 @@ namespace {
 
 class OutOfOrderTest : public ::testing::Test {
   protected:
-    /// Returns when the main loop has taken a message, so it runs.
-    void pass() {
+    /// Returns after the main loop has processed a message.
+    void wait_for_main_loop() {
         EXPECT_EQ(module.write(host.lend("<a/>"), 4).status, 0);
         ASSERT_TRUE(host.wait_for_releases());
     }
@@ -31,8 +33,8 @@ constexpr const char* kUnloading = "saving state and unloading";
 
 }  // namespace
 
-TEST_F(OutOfOrderTest, BeforeLoadAndAfterUnloadNothingHappens) {
-    const auto expect_nothing = [this] {
+TEST_F(OutOfOrderTest, CallsBeforeLoadAndAfterUnloadHaveNoEffect) {
+    const auto expect_no_effect = [this] {
         EXPECT_EQ(module.open()[8], 0);
         EXPECT_EQ(module.read()[24], 0);
         EXPECT_EQ(module.seek()[8], 0xFF);
@@ -45,17 +47,17 @@ TEST_F(OutOfOrderTest, BeforeLoadAndAfterUnloadNothingHappens) {
         EXPECT_EQ(queued[12], 0xFF);
         EXPECT_EQ(queued[16], host_kit::kUnwritten);
     };
-    expect_nothing();
+    expect_no_effect();
     module.load(FakeHost::callback());
     module.unload();
-    expect_nothing();
+    expect_no_effect();
     EXPECT_EQ(host.lines(), "");
 }
 
-TEST_F(OutOfOrderTest, MessagesAreTakenFromOpenToClose) {
+TEST_F(OutOfOrderTest, MessagesAreAcceptedFromOpenToClose) {
     module.load(FakeHost::callback());
     EXPECT_EQ(module.write("x", 1).status, -1);
-    // The worker stands before the registration is sent: from inside that callback a message is taken.
+    // The worker exists before the registration is sent, so that callback may send a message.
     std::int32_t during_start = -1;
     std::int32_t during_registration = -1;
     host.on_call = [&](std::uint32_t, const std::string& text) {
@@ -87,12 +89,12 @@ TEST_F(OutOfOrderTest, CloseWithoutAMainLoopReturnsAndALateLoopEndsAtOnce) {
 
 TEST_F(OutOfOrderTest, SecondMainLoopReturnsAtOnce) {
     module.begin();
-    pass();
+    wait_for_main_loop();
     EXPECT_EQ(module.ioctl(1)[12], 0);
     module.end();
 }
 
-TEST_F(OutOfOrderTest, SecondOpenIsRefusedQuietlyAlsoFromInsideTheFirst) {
+TEST_F(OutOfOrderTest, SecondOpenHasNoEffectAlsoDuringTheFirst) {
     module.load(FakeHost::callback());
     host.on_call = [&](std::uint32_t, const std::string&) { module.open(); };
     module.open();
@@ -103,27 +105,27 @@ TEST_F(OutOfOrderTest, SecondOpenIsRefusedQuietlyAlsoFromInsideTheFirst) {
     module.close();
 }
 
-TEST_F(OutOfOrderTest, SecondLoadReplacesAContextUnlessItsLoopRuns) {
+TEST_F(OutOfOrderTest, SecondLoadReplacesTheContextUnlessItsLoopIsRunning) {
     module.load(FakeHost::callback());
     module.open();
     module.write(host.lend("waiting"), 7);
-    module.load(FakeHost::callback());  // as by Unload: handed back and saved
+    module.load(FakeHost::callback());  // releases and saves, like Unload
     EXPECT_EQ(host.releases(), std::vector<std::string>{"waiting"});
     EXPECT_EQ(count(kUnloading), 1U);
     EXPECT_EQ(module.write("x", 1).status, -1);
 
     module.open();
     module.start_main_loop();
-    pass();
+    wait_for_main_loop();
     module.load(FakeHost::callback());
-    pass();
+    wait_for_main_loop();
     EXPECT_EQ(count(kUnloading), 1U);
     module.end();
 }
 
 TEST_F(OutOfOrderTest, UnloadWithARunningLoopClosesFirst) {
     module.begin();
-    pass();
+    wait_for_main_loop();
     module.unload();
     module.join_main_loop();
     EXPECT_EQ(count(kUnloading), 1U);
@@ -137,14 +139,32 @@ TEST_F(OutOfOrderTest, CloseOnTheLoopsOwnThreadDoesNotWaitForItself) {
             if (message_class == 512) (module.*how)();
         };
         module.write(host.lend("<a/>"), 4);
-        module.join_main_loop();  // the worker goes with its pass
+        module.join_main_loop();  // the worker is destroyed after its pass
         host.on_call = nullptr;
         module.unload();
     }
     EXPECT_EQ(count(kUnloading), 2U);
 }
 
-TEST_F(OutOfOrderTest, NullCallbackSendsNothingAndFailsNothing) {
+TEST_F(OutOfOrderTest, CloseReleasesQueuedTextsWhileTheLoopIsInsideTheCallback) {
+    std::promise<void> first_is_released;
+    std::promise<void> second_is_released;
+    host.on_call = [&](std::uint32_t, const std::string& text) {
+        if (text == "second") second_is_released.set_value();
+        if (text != "first") return;
+        first_is_released.set_value();
+        EXPECT_EQ(second_is_released.get_future().wait_for(std::chrono::minutes(1)),
+                  std::future_status::ready);
+    };
+    module.begin();
+    module.write(host.lend("first"), 5);
+    first_is_released.get_future().wait();
+    module.write(host.lend("second"), 6);
+    module.end();
+    EXPECT_EQ(host.releases(), (std::vector<std::string>{"first", "second"}));
+}
+
+TEST_F(OutOfOrderTest, WithANullCallbackNothingIsSentAndNothingFails) {
     module.load(nullptr);
     module.open();
     module.start_main_loop();

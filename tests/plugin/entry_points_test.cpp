@@ -1,4 +1,4 @@
-// The eight functions as a host sees them: the built module, loaded, with records as bytes.
+// The eight entry points of the built module, called as a host calls them, with records as bytes.
 
 #include <gtest/gtest.h>
 
@@ -31,26 +31,26 @@ class EntryPointsTest : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(EntryPointsTest, LoadFillsItsRecordAndLeavesTheRest) {
+TEST_F(EntryPointsTest, LoadWritesItsFieldsAndNoReservedByte) {
     const hr::ModuleInfo::Bytes info = module.load(FakeHost::callback());
     const hr::ModuleInfo::Bytes expected{
-        0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5,  // the host's
+        0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5,  // reserved
         0x00, 0x00, 0x51, 0x00,                          // identifier
-        0x10, 0x03, 0x00, 0x08,                          //
-        0x00, 0x00, 0x00, 0x00,                          //
-        0x10, 0x00, 0x00, 0x03,                          //
-        0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,  //
-        0x10, 0x03, 0x00, 0x08,                          //
-        0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,  //
-        0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5,  // the host's
-        0x01, 0x00, 0x01, 0x01,                          //
-        0x00, 0x00, 0xA5, 0xA5,                          // the last two are the host's
-        0x00, 0x00, 0x00, 0x00,
+        0x10, 0x03, 0x00, 0x08,                          // word12
+        0x00, 0x00, 0x00, 0x00,                          // word16
+        0x10, 0x00, 0x00, 0x03,                          // word20
+        0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,  // word24, word28
+        0x10, 0x03, 0x00, 0x08,                          // word32
+        0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,  // word36, word40
+        0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5,  // reserved
+        0x01, 0x00, 0x01, 0x01,                          // word52
+        0x00, 0x00, 0xA5, 0xA5,                          // half56, reserved
+        0x00, 0x00, 0x00, 0x00,                          // word60
     };
     EXPECT_EQ(info, expected);
 }
 
-TEST_F(EntryPointsTest, EachCallWritesItsOwnFieldsOnly) {
+TEST_F(EntryPointsTest, EachCallWritesOnlyItsFields) {
     module.load(FakeHost::callback());
     EXPECT_EQ(module.open(), written<hr::OpenResult>(8, {0, 0, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(module.read(), written<hr::ReadResult>(24, kZero4));
@@ -63,7 +63,7 @@ TEST_F(EntryPointsTest, EachCallWritesItsOwnFieldsOnly) {
     EXPECT_EQ(module.unload(), written<hr::CloseResult>(8, kZero4));
 }
 
-TEST_F(EntryPointsTest, NullRecordsAreAnsweredLikeZeros) {
+TEST_F(EntryPointsTest, NullRecordsAreTreatedAsZeros) {
     const host_kit::EntryPoints& all = module.entry_points();
     for (host_kit::EntryPoint* const entry_point :
          {all.load, all.open, all.read, all.write, all.seek, all.ioctl, all.close, all.unload})
@@ -85,7 +85,7 @@ TEST_F(EntryPointsTest, OpenRegistersOnTheCallersThread) {
     for (const auto& message : messages) EXPECT_EQ(message.thread, std::this_thread::get_id());
 }
 
-TEST_F(EntryPointsTest, RequestsToTheHostAreLaidOutByteByByte) {
+TEST_F(EntryPointsTest, RequestsToTheHostHaveTheDocumentedBytes) {
     module.load(FakeHost::callback());
     module.open();  // the last request was the feature message of 84 characters
     auto request = host.last_request();
@@ -100,7 +100,7 @@ TEST_F(EntryPointsTest, RequestsToTheHostAreLaidOutByteByByte) {
                                    std::vector<std::uint8_t>{12, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0}));
 }
 
-TEST_F(EntryPointsTest, ReleaseRequestCarriesTheBufferAndNothingElse) {
+TEST_F(EntryPointsTest, ReleaseRequestContainsOnlyTheBuffer) {
     module.load(FakeHost::callback());
     module.open();
     hr::HostRequest::Bytes request{};
@@ -119,7 +119,7 @@ TEST_F(EntryPointsTest, ReleaseRequestCarriesTheBufferAndNothingElse) {
     host.on_call = nullptr;
 }
 
-TEST_F(EntryPointsTest, WriteLooksAtTheRefusalFlagAndItsOwnIdentifierFirst) {
+TEST_F(EntryPointsTest, WriteChecksTheRefusalFlagThenTheModulesIdentifier) {
     module.load(FakeHost::callback());
     const auto refused = module.write("x", 1, 1);
     EXPECT_EQ(refused.status, -1);
@@ -133,7 +133,7 @@ TEST_F(EntryPointsTest, WriteLooksAtTheRefusalFlagAndItsOwnIdentifierFirst) {
     EXPECT_TRUE(host.releases().empty());
 }
 
-TEST_F(EntryPointsTest, TextsThatCannotBeParsedAreReleasedAllTheSame) {
+TEST_F(EntryPointsTest, UnparsableTextsAreReleasedToo) {
     module.begin();
     for (const std::uint32_t length : {0U, 0x80000000U, 0xFFFFFFFFU}) {
         EXPECT_EQ(module.write(host.lend("<Pavo/>"), length).count, 1U);
@@ -145,7 +145,7 @@ TEST_F(EntryPointsTest, TextsThatCannotBeParsedAreReleasedAllTheSame) {
     EXPECT_EQ(host.wrong_releases(), 1);  // the null text is released too, once
 }
 
-TEST(LoadedModuleTest, ModuleIsLoadedAndReallyUnloadedAgainAndAgain) {
+TEST(LoadedModuleTest, ModuleCanBeLoadedAndUnloadedRepeatedly) {
     const WorkingDirectory directory;
     FakeHost host;
     for (int round = 0; round < 20; ++round) {

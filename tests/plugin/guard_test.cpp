@@ -8,10 +8,9 @@
 
 namespace {
 
-/// What a body that goes through the barrier leaves behind: what the host was told, and a "!" each time that
-/// the entry point was told to fail.
+/// The messages that the host receives while the body runs in the barrier, and a "!" per call of set_failed.
 template <typename Body>
-std::string story_of(Body body) {
+std::string effects_of(Body body) {
     FakeHost host;
     set_host_callback(FakeHost::callback());
     std::string failures;
@@ -27,8 +26,8 @@ std::string failed_with(const std::string& what) {
 
 }  // namespace
 
-TEST(EntryGuard, NothingThrownGetsPastIt) {
-    EXPECT_EQ(story_of([] { throw std::runtime_error("no luck"); }), failed_with("no luck"));
-    EXPECT_EQ(story_of([] { throw 17; }), failed_with("unknown"));
-    EXPECT_EQ(story_of([] {}), "");
+TEST(EntryGuardTest, ExceptionsAreReportedAndStopped) {
+    EXPECT_EQ(effects_of([] { throw std::runtime_error("no luck"); }), failed_with("no luck"));
+    EXPECT_EQ(effects_of([] { throw 17; }), failed_with("unknown"));
+    EXPECT_EQ(effects_of([] {}), "");
 }

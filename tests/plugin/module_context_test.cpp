@@ -9,38 +9,39 @@
 
 namespace {
 
-/// Sleeper for nothing; what happens in the meantime is the test's.
-class EventfulSleeper final : public platform::Sleeper {
+/// Calls the test instead of sleeping, and records each call.
+class ScriptedSleeper final : public platform::Sleeper {
   public:
     void sleep(std::chrono::milliseconds duration) override {
-        story += "sleep " + std::to_string(duration.count()) + "\n";
+        calls += "sleep " + std::to_string(duration.count()) + "\n";
         on_sleep();
     }
     bool wait_for(std::condition_variable& /*condition*/, std::unique_lock<std::mutex>& /*lock*/,
                   std::chrono::milliseconds /*duration*/, const std::function<bool()>& /*ready*/) override {
-        story += "pass\n";
+        calls += "pass\n";
         on_pass();
         return true;
     }
 
     std::function<void()> on_sleep;
     std::function<void()> on_pass;
-    std::string story;
+    std::string calls;
 };
 
 }  // namespace
 
-TEST(ModuleContext, MainLoopIdlesUntilOpenAndOutlivesAPassThatCannotBegin) {
+TEST(ModuleContextTest, MainLoopIdlesUntilOpenAndContinuesAfterAFailedPass) {
     const WorkingDirectory directory;
     FakeHost host;
     set_host_callback(FakeHost::callback());
     const FakeClock clock;
-    EventfulSleeper sleeper;
+    ScriptedSleeper sleeper;
     ModuleContext context({platform::system_files(), sleeper, clock});
-    std::vector<std::function<void()>> meanwhile = {[&] { context.close(); }, [&] { context.open(); }, [] {}};
+    // One action per sleep, from the last to the first.
+    std::vector<std::function<void()>> actions = {[&] { context.close(); }, [&] { context.open(); }, [] {}};
     sleeper.on_sleep = [&] {
-        const auto next = meanwhile.back();
-        meanwhile.pop_back();
+        const auto next = actions.back();
+        actions.pop_back();
         next();
     };
     bool first = true;
@@ -48,7 +49,7 @@ TEST(ModuleContext, MainLoopIdlesUntilOpenAndOutlivesAPassThatCannotBegin) {
         if (!std::exchange(first, false)) throw std::bad_alloc();
     };
     context.run_main_loop();
-    EXPECT_EQ(sleeper.story, "sleep 1000\nsleep 1000\npass\npass\nsleep 100\n");
+    EXPECT_EQ(sleeper.calls, "sleep 1000\nsleep 1000\npass\npass\nsleep 100\n");
     EXPECT_NE(host.lines().find("saving state"), std::string::npos);
     set_host_callback(nullptr);
 }

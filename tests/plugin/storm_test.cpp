@@ -1,6 +1,6 @@
-// Many threads against the built module, life after life. Made for the thread sanitizer (scripts/storm); what
-// it counts has to be right in every build. Nothing here locks: a lock of the host's would order what the
-// module must.
+// Many threads call the built module, over many lifetimes from Load to Unload. Written for the thread
+// sanitizer (scripts/storm); the counts are checked in every build. The test uses no lock, because a lock
+// would hide data races of the module.
 
 #include <gtest/gtest.h>
 
@@ -27,27 +27,27 @@ namespace hr = host_records;
 constexpr std::size_t kProducers = 8;
 constexpr std::size_t kLentByEach = 48;
 constexpr std::size_t kMaxTextLength = 16'384;
-constexpr std::uint64_t kLivesOfAState = 5;
+constexpr std::uint64_t kLivesPerState = 5;
 
-/// What this thread is to the module, which calls the host on a caller's thread and on the loop's, on no
-/// other.
+/// What the thread is doing. The module may call the host on threads in kCaller and kLoop, but not in
+/// kSender.
 enum class Role { kSender, kCaller, kLoop };
 thread_local Role role = Role::kSender;
 
 template <typename Body>
-void as(Role other, Body body) {
-    role = other;
+void as(Role temporary, Body body) {
+    role = temporary;
     body();
     role = Role::kSender;
 }
 
-/// Not with the atomics' own wait: that of GCC 12 for Windows misses a change now and then.
+/// Polls, because std::atomic::wait of GCC 12 for Windows sometimes misses a change.
 template <typename Condition>
 void wait_until(Condition holds) {
     while (!holds()) std::this_thread::sleep_for(std::chrono::microseconds(50));
 }
 
-/// A place for texts that are lent to the module, one after the other.
+/// Memory for one text at a time that is lent to the module.
 struct Slot {
     std::array<char, kMaxTextLength> text{};
     std::atomic<bool> lent{false};
@@ -60,7 +60,7 @@ std::string big(std::uint64_t random) {
     return text + "</Pavo>";
 }
 
-/// Mostly what hosts send, and what they should not.
+/// Mostly valid messages, some invalid ones.
 std::string some_text(std::uint64_t random) {
     switch (random >> 32U & 15U) {
         case 0:
@@ -76,25 +76,25 @@ std::string some_text(std::uint64_t random) {
     }
 }
 
-/// From Load to Unload. The host of a life has one slot row a producer and one for the answers of its
-/// callback.
-class Life {
+/// One lifetime of the module, from Load to Unload. Each producer has an array of slots, and so have the
+/// answers that the callback sends.
+class ModuleLife {
   public:
-    Life(std::uint64_t seed, std::uint64_t messages);
-    Life(const Life&) = delete;
-    Life& operator=(const Life&) = delete;
-    ~Life() { current = nullptr; }
+    ModuleLife(std::uint64_t seed, std::uint64_t messages);
+    ModuleLife(const ModuleLife&) = delete;
+    ModuleLife& operator=(const ModuleLife&) = delete;
+    ~ModuleLife() { current = nullptr; }
 
     void run();
 
-    inline static std::uint64_t all_accepted = 0;
-    inline static std::uint64_t all_documents = 0;
+    inline static std::uint64_t total_accepted = 0;
+    inline static std::uint64_t total_documents = 0;
 
   private:
     enum class End { kClose, kUnload, kCloseTwiceAtOnce, kCloseFromTheCallback };
 
     void produce(std::size_t producer);
-    void meddle();
+    void make_harmless_calls();
     void end();
     bool send(Slot& slot, const std::string& text);
     std::int32_t take(const void* request);
@@ -102,28 +102,28 @@ class Life {
     void answer(const char* text);
     void load();
 
-    static Life* current;
+    static ModuleLife* current;
 
     std::mt19937_64 random_;
     const End end_;
     const bool loads_again_;
-    const std::uint64_t ends_at_;  // accepted messages
+    const std::uint64_t ends_at_;  // number of accepted messages
     std::unique_ptr<Slot[]> slots_ = std::make_unique<Slot[]>((kProducers + 1) * kLentByEach);
     LoadedModule module_;
-    std::size_t answers_ = 0;  // the loop's
+    std::size_t answers_ = 0;  // used only by the main loop's thread
     std::atomic<bool> over_{false};
     std::atomic<bool> loop_seen_{false};
     std::atomic<bool> ending_{false};
-    std::atomic<bool> silent_{true};  // the module may not call: it was closed, or not opened yet
+    std::atomic<bool> silent_{true};  // not open: the module must not call the host
     std::atomic<std::uint64_t> accepted_{0};
     std::atomic<std::uint64_t> released_{0};
     std::atomic<std::uint64_t> documents_{0};
     std::atomic<std::uint64_t> faults_{0};
 };
 
-Life* Life::current = nullptr;
+ModuleLife* ModuleLife::current = nullptr;
 
-Life::Life(std::uint64_t seed, std::uint64_t messages)
+ModuleLife::ModuleLife(std::uint64_t seed, std::uint64_t messages)
     : random_(seed),
       end_(static_cast<End>(seed % 4)),
       loads_again_(seed / 4 % 4 == 0),
@@ -131,11 +131,11 @@ Life::Life(std::uint64_t seed, std::uint64_t messages)
     current = this;
 }
 
-void Life::load() {
+void ModuleLife::load() {
     module_.load([](const void* request, void* /*reply*/) { return current->take(request); });
 }
 
-void Life::run() {
+void ModuleLife::run() {
     load();
     std::vector<std::thread> threads;
     for (std::size_t producer = 0; producer < kProducers; ++producer)
@@ -154,12 +154,12 @@ void Life::run() {
     EXPECT_EQ(released_, accepted_);
     EXPECT_TRUE(std::none_of(&slots_[0], &slots_[(kProducers + 1) * kLentByEach],
                              [](const Slot& slot) { return slot.lent.load(); }));
-    all_accepted += accepted_;
-    all_documents += documents_;
+    total_accepted += accepted_;
+    total_documents += documents_;
 }
 
-/// Comes at a random instant; with the callback's own Close, the loop ends by itself.
-void Life::end() {
+/// Ends the loop after a random number of messages, unless the callback does it.
+void ModuleLife::end() {
     if (end_ == End::kCloseFromTheCallback) return;
     wait_until([this] { return accepted_ >= ends_at_; });
     std::thread second;
@@ -170,24 +170,25 @@ void Life::end() {
     if (!loads_again_) silent_ = true;
 }
 
-/// Sends until the module takes nothing more; what it refuses before Open is tried again.
-void Life::produce(std::size_t producer) {
+/// Sends texts until the module is closed. Continues after refusals before Open.
+void ModuleLife::produce(std::size_t producer) {
     std::mt19937_64 random(ends_at_ + producer);
-    bool taken_before = false;
+    bool accepted_before = false;
     for (std::size_t i = 0; !over_; ++i) {
         Slot& slot = slots_[producer * kLentByEach + i % kLentByEach];
         wait_until([&slot] { return !slot.lent; });
-        const bool taken = send(slot, some_text(random()));
-        if (taken_before && !taken) return;
-        taken_before = taken;
-        if (!taken) std::this_thread::yield();
-        if (i % 32 == producer) meddle();
+        const bool accepted = send(slot, some_text(random()));
+        if (accepted_before && !accepted) return;
+        accepted_before = accepted;
+        if (!accepted) std::this_thread::yield();
+        if (i % 32 == producer) make_harmless_calls();
     }
 }
 
-/// Calls that change nothing while a main loop runs, nor behind it: there a second loop ends at once, and a
-/// fresh context is never opened. Not both in one life: a loop of a context that nobody closes runs for ever.
-void Life::meddle() {
+/// Calls without an effect while the main loop is running. They are also harmless after it: a second loop
+/// returns at once, and no one opens the context of another Load. A lifetime uses only one of the two,
+/// because a loop in a context that no one closes would never end.
+void ModuleLife::make_harmless_calls() {
     module_.read();
     module_.seek();
     module_.ioctl(hr::kNothing);
@@ -195,21 +196,22 @@ void Life::meddle() {
     if (loop_seen_ && !loads_again_) module_.ioctl(hr::kRunMainLoop);
 }
 
-bool Life::send(Slot& slot, const std::string& text) {
+bool ModuleLife::send(Slot& slot, const std::string& text) {
     std::copy(text.begin(), text.end(), slot.text.begin());
     slot.lent = true;
     const auto length = static_cast<std::uint32_t>(text.size());
-    const bool taken = length % 2 == 0 ? module_.write(slot.text.data(), length).status == 0
-                                       : module_.ioctl(hr::kQueueMessage, slot.text.data(), length)[12] == 0;
-    if (taken) {
+    const bool accepted = length % 2 == 0
+                              ? module_.write(slot.text.data(), length).status == 0
+                              : module_.ioctl(hr::kQueueMessage, slot.text.data(), length)[12] == 0;
+    if (accepted) {
         ++accepted_;
     } else if (!slot.lent.exchange(false)) {
-        ++faults_;  // refused and given back
+        ++faults_;  // refused, but released
     }
-    return taken;
+    return accepted;
 }
 
-std::int32_t Life::take(const void* request) {
+std::int32_t ModuleLife::take(const void* request) {
     const hr::Input<hr::HostRequest> in(request);
     const auto* text = hr::pointer_of<const char*>(in.get<hr::HostRequest::Data>());
     if (role == Role::kSender || silent_) ++faults_;
@@ -222,7 +224,7 @@ std::int32_t Life::take(const void* request) {
     return 0;
 }
 
-void Life::take_back(const char* text) {
+void ModuleLife::take_back(const char* text) {
     const auto slot = static_cast<std::size_t>(text - slots_[0].text.data()) / sizeof(Slot);
     const bool known = slot < (kProducers + 1) * kLentByEach && slots_[slot].text.data() == text;
     if (!known || !slots_[slot].lent.exchange(false)) ++faults_;
@@ -232,9 +234,8 @@ void Life::take_back(const char* text) {
         module_.close();
 }
 
-/// Every request for storage information is answered at once, from inside the callback: the retrieval is
-/// done.
-void Life::answer(const char* text) {
+/// Answers each request for storage information inside the callback: the retrieval is done.
+void ModuleLife::answer(const char* text) {
     const std::string request = text;
     const auto guid = request.find(" GUID=\"");
     if (request.find(" Command=\"1\"") == std::string::npos || guid == std::string::npos) return;
@@ -242,26 +243,27 @@ void Life::answer(const char* text) {
     if (!slot.lent) (void)send(slot, retrieval_done(request.substr(guid + 7, 36)));
 }
 
-std::uint64_t setting(const char* name, std::uint64_t otherwise) {
-    const char* const value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): there is one thread so far
-    return value == nullptr ? otherwise : std::strtoull(value, nullptr, 10);
+std::uint64_t setting(const char* name, std::uint64_t default_value) {
+    const char* const value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): no other thread exists yet
+    return value == nullptr ? default_value : std::strtoull(value, nullptr, 10);
 }
 
 }  // namespace
 
-TEST(StormTest, EveryAcceptedTextComesBackOnceInEveryLife) {
+TEST(StormTest, EachAcceptedTextIsReleasedOnce) {
     const std::uint64_t lives = setting("NORVANEPI_STORM_LIVES", 16);
     const std::uint64_t messages = setting("NORVANEPI_STORM_MESSAGES", 8'000);
     const std::uint64_t seed = setting("NORVANEPI_STORM_SEED", 0);
     const WorkingDirectory directory;
     for (std::uint64_t life = 0; life < lives && !HasFailure(); ++life) {
         SCOPED_TRACE("life " + std::to_string(life));
-        // What is never fetched adds up from life to life: now and then one begins with nothing.
-        if (life % kLivesOfAState == 0) (void)std::remove("norvanepi_state.xml");
-        Life(seed + life, messages / lives).run();
+        // Unfinished operations accumulate in the state file, so it is removed from time to time.
+        if (life % kLivesPerState == 0) (void)std::remove("norvanepi_state.xml");
+        ModuleLife(seed + life, messages / lives).run();
     }
-    EXPECT_GT(Life::all_documents, lives);
-    std::printf("lives %llu  accepted and given back %llu  documents from the module %llu\n",
-                static_cast<unsigned long long>(lives), static_cast<unsigned long long>(Life::all_accepted),
-                static_cast<unsigned long long>(Life::all_documents));
+    EXPECT_GT(ModuleLife::total_documents, lives);
+    std::printf("lives %llu  accepted and released %llu  documents from the module %llu\n",
+                static_cast<unsigned long long>(lives),
+                static_cast<unsigned long long>(ModuleLife::total_accepted),
+                static_cast<unsigned long long>(ModuleLife::total_documents));
 }

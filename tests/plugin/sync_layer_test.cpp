@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The worker with the real components, a fake host and no waiting.
+/// The worker with its real components, a fake host and no real time.
 class SyncLayerTest : public ::testing::Test {
   protected:
     SyncLayerTest() {
@@ -21,7 +21,7 @@ class SyncLayerTest : public ::testing::Test {
         start_ = host.lines().size();
     }
     ~SyncLayerTest() override {
-        host.on_call = nullptr;  // what a test looked at is gone by now
+        host.on_call = nullptr;  // it may refer to variables of the test
         worker.reset();
         set_host_callback(nullptr);
     }
@@ -49,7 +49,7 @@ std::string log_line(int level, const std::string& text) {
            text + "</log_msg>\n";
 }
 
-/// Messages that the engine answers with one line each.
+/// A message that the engine answers with one log line.
 std::string done(const std::string& guid_end) {
     return retrieval_done("00000000-0000-0000-0000-00000000000" + guid_end);
 }
@@ -57,7 +57,7 @@ const std::string kUnknownDone = log_line(25, "NorVane - done signal for unknown
 
 }  // namespace
 
-TEST_F(SyncLayerTest, MessagesAreProcessedInOrderAndReleasedEachBehindItsOwnProcessing) {
+TEST_F(SyncLayerTest, MessagesAreProcessedInOrderAndEachIsReleasedAfterwards) {
     std::vector<std::string> events;
     host.on_call = [&events](std::uint32_t message_class, const std::string& text) {
         events.push_back(message_class == 512 ? "release " + text.substr(0, 1) : "line");
@@ -70,7 +70,7 @@ TEST_F(SyncLayerTest, MessagesAreProcessedInOrderAndReleasedEachBehindItsOwnProc
     EXPECT_EQ(lines(), kUnknownDone + kUnknownDone);
 }
 
-TEST_F(SyncLayerTest, IdlePassEndsAfterATenthOfASecondAndABusyOneDoesNotWait) {
+TEST_F(SyncLayerTest, PassWaits100MillisecondsOnlyIfTheQueueIsEmpty) {
     worker->run();
     EXPECT_EQ(sleeper.waited, std::vector{std::chrono::milliseconds(100)});
     ASSERT_TRUE(append(done("1")));
@@ -80,7 +80,7 @@ TEST_F(SyncLayerTest, IdlePassEndsAfterATenthOfASecondAndABusyOneDoesNotWait) {
     EXPECT_EQ(sleeper.waited.size(), 1U);
 }
 
-TEST_F(SyncLayerTest, StopReleasesWhatWaitsAndTakesNothingMore) {
+TEST_F(SyncLayerTest, StopReleasesQueuedMessagesAndRefusesNewOnes) {
     ASSERT_TRUE(append(done("1")));
     ASSERT_TRUE(append(done("2")));
     worker->stop();
@@ -90,7 +90,7 @@ TEST_F(SyncLayerTest, StopReleasesWhatWaitsAndTakesNothingMore) {
     EXPECT_EQ(lines(), "");
 }
 
-TEST_F(SyncLayerTest, StopInTheMiddleOfABatchReleasesTheRestUnprocessedInOrder) {
+TEST_F(SyncLayerTest, StopDuringAPassReleasesTheRestInOrder) {
     host.on_call = [this](std::uint32_t message_class, const std::string&) {
         if (message_class == 64) worker->stop();
     };
@@ -100,7 +100,7 @@ TEST_F(SyncLayerTest, StopInTheMiddleOfABatchReleasesTheRestUnprocessedInOrder) 
     EXPECT_EQ(host.releases(), (std::vector{done("1"), done("2"), done("3")}));
 }
 
-TEST_F(SyncLayerTest, HostMayQueueFromInsideItsCallback) {
+TEST_F(SyncLayerTest, HostMayQueueMessagesInsideItsCallback) {
     bool once = true;
     host.on_call = [&](std::uint32_t, const std::string&) {
         if (std::exchange(once, false)) {
@@ -112,7 +112,7 @@ TEST_F(SyncLayerTest, HostMayQueueFromInsideItsCallback) {
     worker->run();
     EXPECT_EQ(lines(), kUnknownDone + kUnknownDone);
 
-    // Also while stop gives buffers back.
+    // Also while stop() releases buffers.
     ASSERT_TRUE(append(done("3")));
     bool refused = false;
     host.on_call = [&](std::uint32_t, const std::string&) { refused = !append(done("4")); };
@@ -133,7 +133,7 @@ TEST_F(SyncLayerTest, FailedReleaseIsReportedOnce) {
     EXPECT_NE(lines().find("returned : 0 error : -1\n"), std::string::npos);
 }
 
-TEST_F(SyncLayerTest, ErrorOfOneMessageCostsThatMessageOnly) {
+TEST_F(SyncLayerTest, ExceptionDropsOnlyItsMessage) {
     int left = 2;
     host.on_call = [&left](std::uint32_t message_class, const std::string& text) {
         if (message_class != 64 || text.find("done signal") == std::string::npos) return;
@@ -149,7 +149,7 @@ TEST_F(SyncLayerTest, ErrorOfOneMessageCostsThatMessageOnly) {
     EXPECT_EQ(host.releases().size(), 3U);
 }
 
-TEST_F(SyncLayerTest, DestructionSavesTheStateAndGivesBackWhatWaits) {
+TEST_F(SyncLayerTest, DestructorSavesTheStateAndReleasesQueuedMessages) {
     ASSERT_TRUE(append(about_channel(false, 1'010)));
     worker->run();
     ASSERT_TRUE(append("never processed"));

@@ -1,5 +1,4 @@
-// A host that throws from inside its callback, at every call in turn: nothing of it comes back out of an
-// entry point.
+// A host whose callback throws, at each of its calls in turn. No exception leaves an entry point.
 
 #include <gtest/gtest.h>
 
@@ -13,31 +12,31 @@ namespace {
 
 enum class Thrown { kException, kNumber };
 
-/// One life of the built module whose host throws at its n-th call, or at that and all behind it.
+/// One run of the built module, from Load to Unload. The host throws at its n-th call, or from then on.
 class ThrowingHost {
   public:
-    ThrowingHost(int at, bool from_then_on, Thrown what) {
+    ThrowingHost(int n, bool from_then_on, Thrown what) {
         host_.on_call = [=, this](std::uint32_t, const std::string&) {
             ++calls_;
-            if (calls_ != at && !(from_then_on && calls_ > at)) return;
+            if (calls_ != n && !(from_then_on && calls_ > n)) return;
             ++thrown_;
             if (what == Thrown::kNumber) throw 17;
             throw std::runtime_error("host trouble");
         };
     }
 
-    /// Every entry point in the order of a host; each has to return (LoadedModule looks at what).
-    void live() {
+    /// Calls all entry points in a host's order. LoadedModule checks that each returns 0.
+    void run() {
         module_.load(FakeHost::callback());
         const bool opened = module_.open()[8] == 0;
         EXPECT_EQ(opened, thrown_ == 0);
-        if (!opened) {  // nothing half made: the next one begins from the start
+        if (!opened) {  // a failed Open leaves no worker, so the next one starts again
             const int before = thrown_;
             const bool opened_now = module_.open()[8] == 0;
             EXPECT_EQ(opened_now, thrown_ == before);
         }
         for (const std::string& text :
-             {about_channel(false, 1'010), about_channel(true, 1'010), std::string("no XML")}) {
+             {about_channel(false, 1'010), about_channel(true, 1'010), std::string("not XML")}) {
             const char* const buffer = host_.lend(text);
             if (module_.write(buffer, static_cast<std::uint32_t>(text.size())).status != 0)
                 host_.take_back(buffer);
@@ -67,13 +66,13 @@ class ThrowingHost {
 
 }  // namespace
 
-TEST(ThrowingHost, NothingItThrowsComesBackOutOfAnEntryPoint) {
+TEST(ThrowingHostTest, NoExceptionLeavesAnEntryPoint) {
     for (const Thrown what : {Thrown::kException, Thrown::kNumber}) {
         for (const bool from_then_on : {false, true}) {
             for (int n = 1; !testing::Test::HasFailure(); ++n) {
                 SCOPED_TRACE((from_then_on ? "from call " : "call ") + std::to_string(n));
                 ThrowingHost host(n, from_then_on, what);
-                host.live();
+                host.run();
                 if (!host.has_thrown()) break;
             }
         }
