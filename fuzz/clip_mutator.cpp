@@ -1,5 +1,5 @@
-// Mutates clips: half of the time as bytes, half of the time as boxes whose sizes and chunk offsets are kept
-// right, so that what is inside them is reached.
+// Mutates clips. Half of the mutations change bytes. The other half change boxes and correct sizes and chunk
+// offsets, so that the parser still reaches the boxes inside.
 
 #include <algorithm>
 #include <array>
@@ -15,7 +15,7 @@ extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, st
 
 namespace {
 
-/// A box of the clip that is being mutated, ISO/IEC 14496-12, 4.2.
+/// A box of the mutated clip (ISO/IEC 14496-12, 4.2).
 struct Box {
     std::size_t at = 0;
     std::size_t header = 8;
@@ -33,7 +33,7 @@ class BoxedClip {
         collect(0, clip_.size(), -1);
     }
 
-    /// One change. What it inserts is no longer than the room.
+    /// Applies one change, which inserts at most `room` bytes.
     void mutate(std::size_t room) {
         if (boxes_.empty()) return;
         const Box box = boxes_.at(below(boxes_.size()));
@@ -83,9 +83,10 @@ class BoxedClip {
         }
     }
 
-    /// Puts other bytes in the place of some inside a box (none is the file); moves sizes and offsets along.
+    /// Replaces bytes of the box with index `inside` (negative: outside all boxes); corrects sizes and
+    /// offsets.
     void replace(int inside, std::size_t at, std::size_t length, const std::string& bytes) {
-        const std::size_t delta = bytes.size() - length;  // wraps where the clip gets shorter
+        const std::size_t delta = bytes.size() - length;  // wraps if the clip becomes shorter
         for (const Box& box : boxes_) {
             if (box.type == kStco) move_offsets(box, at, static_cast<std::uint32_t>(delta));
         }
@@ -97,14 +98,14 @@ class BoxedClip {
         clip_.replace(at, length, bytes);
     }
 
-    void move_offsets(const Box& box, std::size_t behind, std::uint32_t delta) {
+    void move_offsets(const Box& box, std::size_t from, std::uint32_t delta) {
         for (std::size_t at = box.payload_at() + 8; at + 4 <= box.at + box.size; at += 4) {
             const auto offset = get<std::uint32_t>(at);
-            if (offset >= behind && offset < clip_.size()) put(at, offset + delta);
+            if (offset >= from && offset < clip_.size()) put(at, offset + delta);
         }
     }
 
-    /// A number that tables, counts and lengths are likely to trip over.
+    /// Stores a number that is likely to expose mistakes with counts and lengths.
     void put_word(const Box& box) {
         const std::size_t words = box.payload() / 4;
         if (words == 0) return;

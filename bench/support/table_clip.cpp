@@ -5,7 +5,7 @@
 #include <numeric>
 #include <random>
 
-#include "tests/support/clips.h"
+#include "tools/clip_maker/clip_maker.h"
 
 namespace bench {
 namespace {
@@ -18,13 +18,14 @@ using Words = std::vector<std::uint32_t>;
 std::string chunk_entries(const Words& chunks) {
     Words words;
     for (const std::uint32_t chunk : chunks) words.insert(words.end(), {chunk, 1, 1});
-    return table_box("stsc", chunks.size(), words);
+    return clip_maker::table_box("stsc", chunks.size(), words);
 }
 
 }  // namespace
 
 void write_table_clip(const std::filesystem::path& path, TableShape shape, std::uint32_t samples) {
-    ClipTrack track{.samples = std::vector(samples, nal(unit_of(kSampleBytes - 4)))};
+    using clip_maker::nal, clip_maker::unit_of;
+    clip_maker::ClipTrack track{.samples = std::vector(samples, nal(unit_of(kSampleBytes - 4)))};
     Words numbers(samples);
     std::iota(numbers.begin(), numbers.end(), 1U);
     // NOLINTNEXTLINE(cert-msc32-c,cert-msc51-cpp): the same order in every run
@@ -38,7 +39,7 @@ void write_table_clip(const std::filesystem::path& path, TableShape shape, std::
         track.chunks.assign(samples, 1);
         track.boxes["stsc"] = chunk_entries(numbers);
     }
-    std::ofstream(path, std::ios::binary) << make_clip(track);
+    std::ofstream(path, std::ios::binary) << clip_maker::make_clip(track);
 }
 
 }  // namespace bench
