@@ -1,5 +1,5 @@
-// The report page in a real browser: opened from disk, zoomed, filtered, chosen from, with the pointer and with keys
-// alone; no error on the console, nothing that its own policy refused; and how long a large one takes to open.
+// Tests the report page in a real browser, opened from disk: zooming, filtering and selecting with the pointer and with keys,
+// without console errors or violations of its content policy. Measures how long a large page takes to open.
 // Usage: node report_test.mjs CHROMIUM SMALL.html LARGE.html FOLDER-FOR-SCREENSHOTS
 
 import assert from "node:assert/strict";
@@ -14,20 +14,20 @@ const browser = await chromium.launch({
   args: ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking", "--disable-component-update", "--disable-sync"],
 });
 
-// A page whose every complaint fails the test.
+// Opens a page. Any error, warning or network request fails the test.
 async function opened(file, options = {}) {
   const context = await browser.newContext({ viewport: { width: 1400, height: 900 }, ...options });
   const page = await context.newPage();
-  const complaints = [];
-  page.on("console", (message) => { if (["error", "warning"].includes(message.type())) complaints.push(message.text()); });
-  page.on("pageerror", (error) => complaints.push(String(error)));
-  page.on("request", (request) => { if (!request.url().startsWith("file:")) complaints.push("asked for " + request.url()); });
+  const problems = [];
+  page.on("console", (message) => { if (["error", "warning"].includes(message.type())) problems.push(message.text()); });
+  page.on("pageerror", (error) => problems.push(String(error)));
+  page.on("request", (request) => { if (!request.url().startsWith("file:")) problems.push("requested " + request.url()); });
   await page.goto(pathToFileURL(file).href);
   await page.waitForSelector("#cameras button");
-  return { page, done: async () => { assert.deepEqual(complaints, []); await context.close(); } };
+  return { page, done: async () => { assert.deepEqual(problems, []); await context.close(); } };
 }
 
-// A browser that gets no processor for a while forgets to answer: it is asked again.
+// A screenshot can time out on a busy machine, so it is tried again.
 async function picture(page, name, options = {}) {
   for (let left = 3; ; --left) {
     try {
@@ -91,7 +91,7 @@ async function choosesByKeys() {
 async function filters() {
   const { page, done } = await opened(small);
   const all = await page.locator("#files tbody tr").count();
-  await page.fill("#find", "nobody has this name");
+  await page.fill("#find", "no camera has this name");
   assert.equal(await page.locator("#files tbody tr").count(), 0);
   assert.equal(await page.locator("#cameras button").count(), 0);
   await page.fill("#find", "");

@@ -1,13 +1,13 @@
-// A year of 64 cameras as `norvanepi-ps verify --json` would write it: half a million spans in 64,000 files.
+// Writes the output of `norvanepi-ps verify --json` for a year of 64 cameras: half a million spans in 64,000 files.
 // Usage: node year.mjs FILE
 
 import { createWriteStream } from "node:fs";
 
-const CAMERAS = 64, FILES = 1000, SPANS = 8;  // files of a camera, spans of a file
+const CAMERAS = 64, FILES = 1000, SPANS = 8;  // files per camera, spans per file
 const YEAR = 365 * 86_400_000, BEGIN = Date.UTC(2025, 0, 1);
 
 let state = 1;
-function random() {  // the same year every time
+function random() {  // the same sequence in every run
   state = (state * 1103515245 + 12345) % 2147483648;
   return state / 2147483648;
 }

@@ -1,8 +1,8 @@
-// Everything that a host can see of the interface, against lists in tests/golden: the records' fields, the
-// codes and words of the header, the exports, every document and log line that the conformance suite makes
-// the module say, and the lines' own table. A difference is a change for every host: rewrite the lists with
+// Compares the interface that a host sees with the files in tests/golden: the fields of the records, the
+// constants in the header, the exports, all documents and log lines that the module sends during the
+// conformance suite, and the engine's log lines. A difference affects every host. If each changed line is
+// intended, rewrite the files and explain the change in the commit:
 //     NORVANEPI_REWRITE_GOLDEN=1 build/dev/tests/tools/test_stability
-// only when each changed line is meant, and say so in the change.
 
 #include <gtest/gtest.h>
 
@@ -39,7 +39,7 @@ std::string record(const std::string& name) {
     return out.str();
 }
 
-TEST(StabilityTest, RecordsKeepTheirFields) {
+TEST(StabilityTest, RecordFieldsAreUnchanged) {
     using I = hr::ModuleInfo;
     using R = hr::HostRequest;
     using W = hr::WriteRequest;
@@ -64,7 +64,7 @@ TEST(StabilityTest, RecordsKeepTheirFields) {
             record<hr::ReadResult, hr::ReadResult::Count>("ReadResult"));
 }
 
-TEST(StabilityTest, CodesAndWordsStay) {
+TEST(StabilityTest, HeaderConstantsAreUnchanged) {
     std::istringstream header(read_file(HEADER));
     std::string words;
     const std::regex constant(R"re(#define (NORVANEPI_\w+) ("[^"]*"|\S+).*)re");
@@ -75,7 +75,7 @@ TEST(StabilityTest, CodesAndWordsStay) {
     require_golden("words.txt", words);
 }
 
-TEST(StabilityTest, ExportsStay) {
+TEST(StabilityTest, ExportsAreUnchanged) {
     const TempDirectory directory;
     const std::string output = directory / "exports";
     ASSERT_EQ(
@@ -84,7 +84,7 @@ TEST(StabilityTest, ExportsStay) {
     require_golden("exports.txt", read_file(output));
 }
 
-TEST(StabilityTest, LinesOfTheEngineStay) {
+TEST(StabilityTest, EngineLogLinesAreUnchanged) {
     namespace lines = norvane::log_lines;
     const norvane::Operation operation{.device = {7, 3}, .start_time = 10'000'000, .end_time = 20'000'000};
     const std::array texts = {lines::load_failed("REASON"),
@@ -105,7 +105,7 @@ TEST(StabilityTest, LinesOfTheEngineStay) {
     require_golden("engine-lines.txt", all);
 }
 
-/// Without what differs from run to run. The stories' own instants lie in 2034 and 2035.
+/// Replaces what differs from run to run. Times in the cases of the suite are in 2034 and 2035.
 std::string masked(std::string text, const std::string& directory) {
     for (std::size_t at = 0; (at = text.find(directory, at)) != std::string::npos;)
         text.replace(at, directory.size(), "DIR");
@@ -116,24 +116,24 @@ std::string masked(std::string text, const std::string& directory) {
     return std::regex_replace(text, std::regex("\n"), "\\n");
 }
 
-TEST(StabilityTest, EveryDocumentAndLineThatIsSaidStays) {
+TEST(StabilityTest, MessagesAreUnchanged) {
     const TempDirectory directory;
     const std::string work = directory / "work";
     const std::string suite =
         "TZ=UTC " NORVANEPI_RECORDER " validate " MODULE " --out " + work + " >" + work + ".out";
     EXPECT_EQ(std::system(suite.c_str()), 0) << read_file(work + ".out");
-    std::set<std::string> said;
+    std::set<std::string> sent;
     for (const auto& each : std::filesystem::directory_iterator(work)) {
         std::istringstream transcript(read_file(each.path().string() + "/transcript.jsonl"));
         for (std::string line; std::getline(transcript, line);) {
             const auto message = nlohmann::json::parse(line);
             if (message.at("direction") == "from module" && message.contains("text"))
-                said.insert(message.at("class").dump() + " " +
+                sent.insert(message.at("class").dump() + " " +
                             masked(message.at("text"), each.path().string()));
         }
     }
     std::string all;
-    for (const std::string& text : said) all += text + "\n";
+    for (const std::string& text : sent) all += text + "\n";
     require_golden("messages.txt", all);
 }
 
