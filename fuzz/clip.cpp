@@ -77,8 +77,7 @@ class Run {
         }
         require(files_.output.open_files == 0, "every file is closed");
         require(files_.has(kClip) == (!result_ || failing_removals == 2), "the clip goes, but not unread");
-        require(sleeper_.slept.size() == (result_ && failing_removals > 0 ? 1U : 0U),
-                "one wait for a removal");
+        require(sleeper_.sleeps == (result_ && failing_removals > 0 ? 1 : 0), "one wait for a removal");
         require(!result_ || (*result_ == norvane::kConverted) == (errors_ == 0), "a failure has its line");
     }
 

@@ -15,7 +15,7 @@
 #include "store/xml_store.h"
 #include "tests/support/fake_time.h"
 #include "tests/support/memory_files.h"
-#include "tests/support/recording_server.h"
+#include "tests/support/request_log_server.h"
 
 namespace {
 
@@ -46,7 +46,7 @@ class Side final : public norvane::IPersistentStore {
     }
     norvane::Ticks CurrentTime() override { return store_.CurrentTime(); }
 
-    RecordingServer server;
+    RequestLogServer server;
 
   private:
     const platform::Clock& clock_;

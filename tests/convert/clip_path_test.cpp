@@ -47,7 +47,7 @@ TEST_F(ConvertTest, TimesInTheFileAreUtcInAnyZone) {
             request.startSeconds = start;
             ASSERT_EQ(convert(make_clip(three_frames())), norvane::kConverted);
             const std::string path = norvane::clip_path("out/", start, 0x00A10380).full();
-            EXPECT_EQ(RecordingView(files.at(path), files.at(path + "i")).time(0), utc) << zone;
+            EXPECT_EQ(ParsedRecording(files.at(path), files.at(path + "i")).time(0), utc) << zone;
         }
     }
 }

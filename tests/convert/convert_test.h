@@ -6,7 +6,7 @@
 #include "tests/support/clips.h"
 #include "tests/support/fake_time.h"
 #include "tests/support/memory_files.h"
-#include "tests/support/recording_view.h"
+#include "tests/support/parsed_recording.h"
 #include "tests/support/time_zone.h"
 
 /// Runs conversions in memory and records all events in one text: log lines, prefixed with their level, and
@@ -40,7 +40,7 @@ class ConvertTest : public testing::Test {
     }
 
     /// The recording at the request's usual path.
-    RecordingView recording() const { return {files.at(kRecording), files.at(kRecording + "i")}; }
+    ParsedRecording recording() const { return {files.at(kRecording), files.at(kRecording + "i")}; }
 
     norvane::ConversionContext context() {
         return {files, sleeper, [this](std::int32_t level, const std::string& text) {

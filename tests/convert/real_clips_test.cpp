@@ -46,7 +46,7 @@ class RealClipsTest : public testing::Test {
         return parser.parse_container();
     }
 
-    RecordingView view() const { return {read_file(recording), read_file(recording + "i")}; }
+    ParsedRecording view() const { return {read_file(recording), read_file(recording + "i")}; }
 
     /// Encodes a clip, converts it, and compares the decoded pictures.
     void expect_same_pictures(const std::string& options, const std::string& encoder_options = "") {
@@ -55,7 +55,7 @@ class RealClipsTest : public testing::Test {
         const auto expected = pictures(" -ignore_editlist 1 -i " + request.sourceFile);
         ASSERT_EQ(expected.size(), 30U);
         ASSERT_EQ(convert(), norvane::kConverted) << log;
-        const RecordingView result = view();
+        const ParsedRecording result = view();
         EXPECT_EQ(result.fault(), "");
         std::string stream;
         for (const std::string& frame : result.payloads()) stream += frame;

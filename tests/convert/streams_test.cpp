@@ -41,7 +41,7 @@ TEST_F(ConvertTest, MapHasPictureSizeAndInputNameInAllSlots) {
 TEST_F(ConvertTest, SecondVideoTrackFollowsTheFirstAndRestartsAtTheClipsStart) {
     ClipTrack second{.samples = {nal("x"), nal("y")}, .sync = {{1}}};
     ASSERT_EQ(convert(make_clip(Clip{.tracks = {three_frames(), second}, .duration = 3'000})), 0);
-    const RecordingView view = recording();
+    const ParsedRecording view = recording();
     EXPECT_EQ(view.fault(), "");
     EXPECT_EQ(view.payloads(),
               (Payloads{kThreeFrames[0], kThreeFrames[1], kThreeFrames[2], in_frame("x"), in_frame("y")}));
@@ -86,7 +86,7 @@ TEST_F(ConvertTest, FramesCrossMidnightAndMillisecondsAreTruncated) {
     const Clip clip{.tracks = {three_frames()}, .timescale = 10'000, .duration = 29'997};
     ASSERT_EQ(convert(make_clip(clip)), norvane::kConverted);
     const std::string path = "out/2018/06/22/23/5959-00A10380e.ps";
-    const RecordingView view(files.at(path), files.at(path + "i"));
+    const ParsedRecording view(files.at(path), files.at(path + "i"));
     EXPECT_EQ(view.fault(), "");
     EXPECT_EQ(view.time(0), "2018-06-22 23:59:59.000");
     EXPECT_EQ(view.time(1), "2018-06-22 23:59:59.999");  // .9999

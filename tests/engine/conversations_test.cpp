@@ -30,7 +30,7 @@
 
 #include "engine/nor_vane.h"
 #include "tests/support/fake_time.h"
-#include "tests/support/recording_server.h"
+#include "tests/support/request_log_server.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ using Lines = std::vector<std::string>;
 /// Saved state in memory. It records what is saved and can fail.
 class FakeStore final : public norvane::IPersistentStore {
   public:
-    FakeStore(RecordingServer& record, const platform::Clock& clock) : record_(record), clock_(clock) {}
+    FakeStore(RequestLogServer& record, const platform::Clock& clock) : record_(record), clock_(clock) {}
 
     void SaveState(std::vector<norvane::DisconnectRecord>& new_disconnects,
                    const std::vector<norvane::Operation>& new_operations) override {
@@ -52,9 +52,9 @@ class FakeStore final : public norvane::IPersistentStore {
             saved << "saved disconnect " << key.devices_id << '/' << key.device_number << '/' << key.channel
                   << ' ' << platform::seconds_of(time) << '\n';
         for (const auto& [device, guid, start, end, attempts] : operations)
-            saved << "saved operation " << RecordingServer::number_of(guid) << ' ' << device.devices_id << '/'
-                  << device.number << ' ' << platform::seconds_of(start) << ".." << platform::seconds_of(end)
-                  << " attempts " << attempts << '\n';
+            saved << "saved operation " << RequestLogServer::number_of(guid) << ' ' << device.devices_id
+                  << '/' << device.number << ' ' << platform::seconds_of(start) << ".."
+                  << platform::seconds_of(end) << " attempts " << attempts << '\n';
         record_.add(saved.str());
     }
     void LoadState(std::vector<norvane::DisconnectRecord>& to_disconnects,
@@ -71,7 +71,7 @@ class FakeStore final : public norvane::IPersistentStore {
     std::string save_fault;
 
   private:
-    RecordingServer& record_;
+    RequestLogServer& record_;
     const platform::Clock& clock_;
 };
 
@@ -105,7 +105,7 @@ class Arguments {
     }
     norvane::Guid guid() {
         skip("#");
-        return RecordingServer::guid(get<int>());
+        return RequestLogServer::guid(get<int>());
     }
     norvane::Ticks time() { return platform::ticks_of(get<std::int32_t>()); }
     norvane::Ticks time_after(std::string_view text) {
@@ -154,7 +154,7 @@ class Conversation {
     void report_event(const std::string& command, Arguments& arguments);
 
     FakeClock clock_;
-    RecordingServer server_;
+    RequestLogServer server_;
     FakeStore store_{server_, clock_};
     std::unique_ptr<norvane::CNorVane> engine_;
 };

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <random>
 
-#include "tests/support/recording_server.h"
+#include "tests/support/request_log_server.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ TEST(OperationQueueTest, EveryLookupFindsTheFirstMatch) {
     for (int step = 0; step < 20'000 && !HasFailure(); ++step) {
         SCOPED_TRACE(step);
         const DeviceKey device{below(2), below(6)};
-        const auto guid = RecordingServer::guid(static_cast<int>(below(40)));  // with repeats
+        const auto guid = RequestLogServer::guid(static_cast<int>(below(40)));  // with repeats
         const std::uint32_t change = below(5);
         if (change == 0) {
             operations.push_back({.device = device, .guid = guid, .start_time = step});

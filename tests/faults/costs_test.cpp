@@ -1,5 +1,5 @@
-// What one hostile clip and one hostile message can cost: memory against the promised bound, bytes moved
-// against the clip's length. Nothing here is timed.
+// Limits of what a hostile clip or message can cost: peak memory, and bytes read and written in proportion to
+// the clip's size. Nothing is timed.
 
 #include <gtest/gtest.h>
 
@@ -14,16 +14,16 @@ namespace {
 
 constexpr std::uint64_t kMiB = 1ULL << 20;
 constexpr std::uint64_t kMinRead = 4'096;
-constexpr std::uint32_t kFourThousandMillion = 4'000'000'000;
+constexpr std::uint32_t kFourBillion = 4'000'000'000;
 
-/// Bytes, and zeros behind them that exist nowhere.
+/// A clip that ends with zeros, which are not stored.
 struct HostileClip {
     std::string head;
     std::uint64_t zeros = 0;
 };
 
 struct Cost {
-    std::uint64_t memory = 0;  // at its peak
+    std::uint64_t memory = 0;  // peak
     std::uint64_t read = 0;
     std::uint64_t written = 0;
     std::uint64_t spans = 0;
@@ -31,10 +31,10 @@ struct Cost {
     std::int32_t result = 0;
 };
 
-/// Files that hold nothing of what is written and count all of it.
-class CountingFiles final : public MemoryFiles {
+/// Discards what is written and counts it.
+class DiscardingFiles final : public MemoryFiles {
   public:
-    CountingFiles(const HostileClip& clip, Cost& cost) : clip_(clip), cost_(cost) { put("", ""); }
+    DiscardingFiles(const HostileClip& clip, Cost& cost) : clip_(clip), cost_(cost) { put("", ""); }
 
     [[nodiscard]] std::unique_ptr<platform::InputFile> open_input(const std::string& /*path*/) override {
         return std::make_unique<Input>(clip_, cost_);
@@ -105,7 +105,7 @@ Cost cost_of(const HostileClip& clip) {
     const auto before = allocations::live_bytes();
     allocations::reset_peak();
     {
-        CountingFiles files(clip, cost);
+        DiscardingFiles files(clip, cost);
         InstantSleeper sleeper;
         norvane::Mp4Parser parser(
             request, {files, sleeper, [&cost](std::int32_t, const std::string&) { ++cost.lines; }});
@@ -138,74 +138,72 @@ std::string chunks_of(std::uint32_t samples) {
 }
 
 const std::string kLargeTables =
-    samples_of(0, kFourThousandMillion, zeros(kMiB)) + table_of("stss", kFourThousandMillion, zeros(kMiB));
+    samples_of(0, kFourBillion, zeros(kMiB)) + table_of("stss", kFourBillion, zeros(kMiB));
 
-/// A clip of these boxes, and what it may cost.
+/// A clip of these boxes, and its limits.
 struct Case {
     const char* name;
     std::string tables;
     struct {
-        std::uint64_t zeros = 0;           // behind the tables: units of no length, as many as are asked for
-        std::uint64_t largest_sample = 0;  // none counts as larger than the clip
+        std::uint64_t zeros = 0;           // after the tables; as samples, these are units of length 0
+        std::uint64_t largest_sample = 0;  // at most the size of the clip
         std::int32_t result = 0;
-        std::uint64_t tables_too = 0;      // of the zeros, what belongs to a table
-        std::uint64_t tables_at_once = 0;  // where not all of them
+        std::uint64_t tables_too = 0;      // zeros that belong to a table
+        std::uint64_t tables_at_once = 0;  // bytes of tables in memory at a time, if not all are
     } more = {};
 };
 
 std::vector<Case> hostile_clips() {
-    const std::string claim = be32(kFourThousandMillion);
+    const std::string claim = be32(kFourBillion);
     const std::string one_chunk = table_of("stco", 1, be32(1'000'000));
     const std::string one_each = chunks_of(1);
     const std::string plain = kDescription + times(1);
     const std::string slow = box("mvhd", zeros(12) + be32(1) + be32(3'000'000) + zeros(80));
     const std::string track = plain + one_each + samples_of(4, 1) + table_of("stco", 1, be32(2'000'000));
     return {
-        {"counts of four thousand million",
-         table_of("stsd", kFourThousandMillion, zeros(86)) +
-             table_of("stts", kFourThousandMillion, zeros(8)) +
-             table_of("stsc", kFourThousandMillion, be32(1) + be32(1) + be32(1)) +
-             samples_of(0, kFourThousandMillion, zeros(8)) +
-             table_of("stco", kFourThousandMillion, zeros(8)) +
-             table_of("stss", kFourThousandMillion, zeros(8))},
-        {"four thousand million samples of one size in one chunk",
-         plain + chunks_of(kFourThousandMillion) + samples_of(4, kFourThousandMillion) + one_chunk,
+        {"counts of four billion",
+         table_of("stsd", kFourBillion, zeros(86)) + table_of("stts", kFourBillion, zeros(8)) +
+             table_of("stsc", kFourBillion, be32(1) + be32(1) + be32(1)) +
+             samples_of(0, kFourBillion, zeros(8)) + table_of("stco", kFourBillion, zeros(8)) +
+             table_of("stss", kFourBillion, zeros(8))},
+        {"four billion samples of one size in one chunk",
+         plain + chunks_of(kFourBillion) + samples_of(4, kFourBillion) + one_chunk,
          {.zeros = kMiB + kMiB / 8, .largest_sample = 4, .result = 3}},
-        {"one sample named twenty thousand times",
-         plain + one_each + samples_of(4'000, kFourThousandMillion) +
+        {"one sample listed twenty thousand times",
+         plain + one_each + samples_of(4'000, kFourBillion) +
              table_of("stco", 20'000, repeated(be32(200'000), 20'000)),
          {.zeros = kMiB, .largest_sample = 4'000}},
         {"samples of 4 MiB",
          plain + chunks_of(3) + samples_of(4'194'236, 3) + one_chunk,
          {.zeros = 16 * kMiB, .largest_sample = 4'194'236}},
-        {"a unit that goes on to the end of a clip whose table claims even more",
-         plain + chunks_of(2) + samples_of(0, 2, be32(8) + be32(kFourThousandMillion)) +
+        {"a unit up to the end of the clip and a table that claims more",
+         plain + chunks_of(2) + samples_of(0, 2, be32(8) + be32(kFourBillion)) +
              table_of("stco", 1, be32(12)) + box("free", be32(12 * kMiB)),
          {.zeros = 12 * kMiB, .largest_sample = 12 * kMiB, .result = 3}},
-        {"a span for every frame",
+        {"a span for each frame",
          slow + plain + chunks_of(100'000) + samples_of(0, 100'000, zeros(400'000)) + one_chunk},
         {"a table box for the whole clip",
          plain + one_each + table_of("stco", 1, zeros(4)) + box_header(8 * kMiB, "stsz") + zeros(8) + claim,
          {.zeros = 8 * kMiB, .tables_too = 8 * kMiB}},
-        {"descriptions without end", table_of("stsd", kFourThousandMillion, zeros(86 * 20'000)) + times(1) +
-                                         one_each + samples_of(0, 1, zeros(4)) +
-                                         table_of("stco", 1, zeros(4))},
+        {"endless sample descriptions", table_of("stsd", kFourBillion, zeros(86 * 20'000)) + times(1) +
+                                            one_each + samples_of(0, 1, zeros(4)) +
+                                            table_of("stco", 1, zeros(4))},
         {"many tracks", repeated(track, 5'000), {.zeros = 2 * kMiB, .largest_sample = 4}},
-        {"tables that replace each other",
+        {"tables that replace earlier ones",
          repeated(kLargeTables, 10),
          {.result = 1, .tables_at_once = 3 * kMiB}},
-        {"containers in each other", repeated(box_header(8'000'000, "moov"), 200'000), {.result = 1}},
+        {"nested containers", repeated(box_header(8'000'000, "moov"), 200'000), {.result = 1}},
         {"sizes of almost 2^64",
          repeated(box_header(1, "free") + be64(~std::uint64_t{0}), 1'000),
          {.result = 1}},
         {"boxes smaller than their headers",
          repeated(box_header(7, "trak") + box_header(0, "mdia"), 10'000),
          {.result = 1}},
-        {"nothing but unknown boxes", repeated(box("evil", ""), 50'000), {.result = 1}},
+        {"only unknown boxes", repeated(box("evil", ""), 50'000), {.result = 1}},
     };
 }
 
-/// The text as one message to the worker; the most memory that it took.
+/// The peak memory that the worker needs for the text as one message.
 std::int64_t memory_of(SyncLayer& worker, FakeHost& host, const std::string& text) {
     const StreamRecord message = host.lend_message(text);
     const auto before = allocations::live_bytes();
@@ -217,7 +215,7 @@ std::int64_t memory_of(SyncLayer& worker, FakeHost& host, const std::string& tex
 
 }  // namespace
 
-TEST(Costs, OfOneClipAreBounded) {
+TEST(Costs, ClipIsProcessedWithinLimits) {
     for (const Case& row : hostile_clips()) {
         SCOPED_TRACE(row.name);
         const HostileClip clip{box("ftyp", "isom") + row.tables, row.more.zeros};
@@ -226,7 +224,7 @@ TEST(Costs, OfOneClipAreBounded) {
         const std::uint64_t tables =
             row.more.tables_at_once > 0 ? row.more.tables_at_once : row.tables.size() + row.more.tables_too;
         EXPECT_LE(cost.memory, kMiB + 2 * row.more.largest_sample + 4 * tables + 16 * cost.spans);
-        // Each chunk may cost a jump, which reads at least 4 KiB; each frame is at least 64 bytes of output.
+        // A chunk may need a seek, which reads at least 4 KiB. A frame is at least 64 bytes of output.
         const std::uint64_t size = clip.head.size() + clip.zeros;
         EXPECT_LE(cost.read, 2 * size + cost.written + kMinRead * (1 + cost.written / 64));
         EXPECT_LE(cost.lines, 5 + size / 8);
@@ -235,7 +233,7 @@ TEST(Costs, OfOneClipAreBounded) {
     }
 }
 
-TEST(Costs, OfOneMessageAreBoundedByItsLength) {
+TEST(Costs, MessageNeedsMemoryInProportionToItsLength) {
     Retrieval retrieval;
     ASSERT_TRUE(retrieval.start());
     std::string attributes = "<Pavo";
@@ -260,6 +258,6 @@ TEST(Costs, OfOneMessageAreBoundedByItsLength) {
         EXPECT_LE(memory, 64 * static_cast<std::int64_t>(text.size()) + 65'536) << name;
         std::cout << name << ": message of " << text.size() << " bytes, " << memory << " bytes of memory\n";
     }
-    EXPECT_TRUE(retrieval.is_alive());
+    EXPECT_TRUE(retrieval.responds());
     retrieval.end();
 }

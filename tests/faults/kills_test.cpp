@@ -1,4 +1,4 @@
-// The process ends at every call that writes: what it leaves behind can be used.
+// SIGKILL at each call that writes: the files that remain are usable.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -11,18 +11,18 @@
 #include "tests/support/system_calls.h"
 #include "tools/reader/verify.h"
 
+using system_calls::Effect;
 using system_calls::Fault;
+using system_calls::FaultInjection;
 using system_calls::Kind;
-using system_calls::Schedule;
-using system_calls::Way;
 
 namespace {
 
-/// Does the work in a child process that the fault ends. False when it came through.
+/// Runs `work` in a child process with the fault. True if the fault killed it.
 bool is_killed(const Fault& fault, const std::function<void()>& work) {
     const ::pid_t child = ::fork();
     if (child == 0) {
-        const Schedule schedule(fault);
+        const FaultInjection injection(fault);
         work();
         ::_exit(0);
     }
@@ -33,19 +33,19 @@ bool is_killed(const Fault& fault, const std::function<void()>& work) {
     return false;
 }
 
-/// At every call that changes something on the disk, before it and, where it writes, behind half of it. Gives
-/// the count of kills.
+/// Kills the process at each call of `work` that changes files: before the call and, for a write, after half
+/// of it. Returns the number of kills.
 std::size_t kill_everywhere(const std::function<void()>& prepare, const std::function<void()>& work,
-                            const std::function<void()>& look) {
+                            const std::function<void()>& check) {
     std::size_t kills = 0;
     for (const Kind kind : {Kind::kOpen, Kind::kWrite, Kind::kFlush, Kind::kRename, Kind::kRemove,
                             Kind::kSetMode, Kind::kMakeDirectory, Kind::kClose}) {
-        for (const Way way : {Way::kKills, Way::kKillsHalf}) {
-            if (way == Way::kKillsHalf && kind != Kind::kWrite) continue;
-            for (std::uint64_t n = 1; prepare(), is_killed({kind, n, way}, work); ++n) {
+        for (const Effect effect : {Effect::kKill, Effect::kKillAfterHalf}) {
+            if (effect == Effect::kKillAfterHalf && kind != Kind::kWrite) continue;
+            for (std::uint64_t n = 1; prepare(), is_killed({kind, n, effect}, work); ++n) {
                 SCOPED_TRACE(std::string(system_calls::kNames[static_cast<std::size_t>(kind)]) + " " +
                              std::to_string(n));
-                look();
+                check();
                 ++kills;
             }
         }
@@ -55,7 +55,7 @@ std::size_t kill_everywhere(const std::function<void()>& prepare, const std::fun
 
 }  // namespace
 
-TEST(Kills, EveryWholePacketOfAConversionIsFindable) {
+TEST(Kills, IndexListsEveryCompletePacket) {
     Retrieval retrieval;
     ASSERT_TRUE(retrieval.start());
     retrieval.reserve();
@@ -63,7 +63,7 @@ TEST(Kills, EveryWholePacketOfAConversionIsFindable) {
     const std::string frame = in_frame("some frame");
     const std::string source =
         make_clip({.samples = std::vector<std::string>(6, nal("some frame")), .sync = {{1, 4}}});
-    std::uint32_t most = 0;
+    std::uint32_t max_packets = 0;
     const std::size_t kills = kill_everywhere(
         [&] {
             boost::filesystem::remove_all("out");
@@ -76,23 +76,23 @@ TEST(Kills, EveryWholePacketOfAConversionIsFindable) {
             reader::Recording recording(path);
             const reader::Report report = reader::verify(recording);
             EXPECT_TRUE(report.verified() || report.repairable());
-            // An index that was not completed does not count its entries yet: they are read as far as they
-            // go.
+            // The header of an unfinished index does not contain the number of entries. All complete ones are
+            // read.
             const std::uint32_t packets = report.frames;
             ASSERT_GE(recording.entries(), packets);
             for (std::uint32_t i = 0; i < packets; ++i) {
                 const reader::Entry entry = recording.entry(i).value();
                 EXPECT_EQ(data.substr(entry.packet_offset + 32, frame.size()), frame);
-                EXPECT_EQ(entry.previous, i - 1);  // of the first: kNoEntry
+                EXPECT_EQ(entry.previous, i - 1);  // kNoEntry for the first
                 EXPECT_TRUE(i + 1 == packets || entry.next == i + 1);
             }
-            most = std::max(most, packets);
+            max_packets = std::max(max_packets, packets);
         });
-    EXPECT_EQ(most, 6U);
+    EXPECT_EQ(max_packets, 6U);
     std::cout << "kills during a conversion: " << kills << "\n";
 }
 
-TEST(Kills, StateFileIsTheOldOrTheNewOne) {
+TEST(Kills, StateFileStaysCompleteAndCanBeSavedAgain) {
     const WorkingDirectory directory;
     const std::string state = "norvanepi_state.xml";
     const std::string old =
@@ -107,8 +107,8 @@ TEST(Kills, StateFileIsTheOldOrTheNewOne) {
     std::set<std::string> seen;
     const std::size_t kills =
         kill_everywhere([&] { write_file(state, old); }, save, [&] { seen.insert(read_file(state)); });
-    EXPECT_EQ(seen, std::set{old});  // the rename is the last call, and either done or not
-    // Whatever a killed save left behind does not keep the next one from its work.
+    EXPECT_EQ(seen, std::set{old});  // the rename is the last call
+    // Files that a killed save left do not prevent the next one.
     save();
     EXPECT_EQ(read_file(state), fresh);
     std::cout << "kills during a save: " << kills << "\n";

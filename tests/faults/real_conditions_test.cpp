@@ -1,4 +1,5 @@
-// What disks, clips and clocks really do to a retrieval, without a call being replaced.
+// Retrievals on full disks, with clips that change, and with clocks that jump. System calls are real except
+// the clock.
 
 #include <gtest/gtest.h>
 #include <sched.h>
@@ -15,12 +16,12 @@
 
 namespace {
 
-/// How far the machine's wall clock has jumped, in seconds: what this program and its libraries are told.
+/// Seconds by which the wall clock of this program has jumped.
 std::atomic<std::int64_t> wall_clock_ahead{0};
 
 }  // namespace
 
-// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the system's are reserved names
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the system uses reserved names
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
     const auto result = ::syscall(SYS_clock_gettime, clock, time);
     if (clock == CLOCK_REALTIME) time->tv_sec += wall_clock_ahead;
@@ -29,7 +30,7 @@ extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
 
 namespace {
 
-/// A file size limit while it lives: the disk is full from there on.
+/// Limits the size of files while it exists, as a full disk does.
 class FullDisk {
   public:
     explicit FullDisk(::rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
@@ -49,13 +50,13 @@ class FullDisk {
     void (*handler_)(int);
 };
 
-/// A disk of a few blocks in a directory's place, while it lives and where the system allows one. No other
-/// process sees it, and it does not outlive this one.
+/// Mounts a disk of a few blocks on a directory while it exists, if the system permits it. Only this process
+/// sees it.
 class SmallDisk {
   public:
     explicit SmallDisk(const char* directory) : directory_(directory) {
         ::mkdir(directory, 0777);
-        // Without the second call, mounts would still be shared with the rest of the machine.
+        // Without the second call, other processes would still see the mount.
         mounted_ = ::unshare(CLONE_NEWNS) == 0 &&
                    ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
                    ::mount("small", directory, "tmpfs", 0, "size=32k") == 0;
@@ -79,10 +80,10 @@ class RealConditionsTest : public testing::Test {
         ASSERT_TRUE(retrieval.start());
         retrieval.reserve();
     }
-    /// The error lines of the first clip's conversion.
+    /// Converts the first clip; returns all error lines so far.
     std::string errors_of_first() {
         retrieval.convert_first();
-        EXPECT_TRUE(retrieval.is_alive());
+        EXPECT_TRUE(retrieval.responds());
         std::string all;
         for (const std::string& line : retrieval.errors()) all += line;
         return all;
@@ -97,35 +98,35 @@ class RealConditionsTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(RealConditionsTest, FullDiskEndsTheClipAndLeavesWhatWasWrittenFindable) {
+TEST_F(RealConditionsTest, FullDiskEndsTheClipAndKeepsTheIndexOfWrittenPackets) {
     reserve();
     const std::string clip = make_clip({.samples = std::vector<std::string>(40, nal(unit_of(500)))});
-    std::size_t most = 0;
+    std::size_t max_entries = 0;
     for (::rlim_t limit = 0; limit < 24'000; limit += 517) {
         write_file("first.mp4", clip);
         {
             const FullDisk disk(limit);
             retrieval.convert_first();
         }
-        const RecordingView view(read_file(first), read_file(first + "i"));
+        const ParsedRecording view(read_file(first), read_file(first + "i"));
         if (read_file(first + "i").size() < 1088) continue;
         EXPECT_EQ(view.fault(true), "") << limit;
-        most = std::max(most, view.entries.size());
+        max_entries = std::max(max_entries, view.entries.size());
     }
-    EXPECT_EQ(most, 40U);
-    EXPECT_TRUE(retrieval.is_alive());
+    EXPECT_EQ(max_entries, 40U);
+    EXPECT_TRUE(retrieval.responds());
     expect_in(retrieval.host.lines(), "Error opening ps file");
     expect_in(retrieval.host.lines(), "Error occured while writing frame");
 }
 
-TEST_F(RealConditionsTest, SmallDiskThatFillsUpServesAgainWhenThereIsRoom) {
+TEST_F(RealConditionsTest, ConversionSucceedsAgainOnceTheDiskHasSpace) {
     const SmallDisk disk("out");
-    if (!disk.mounted()) GTEST_SKIP() << "this system lets nobody mount anything";
+    if (!disk.mounted()) GTEST_SKIP() << "mounting is not permitted";
     reserve();
     const std::string clip = make_clip({.samples = std::vector<std::string>(40, nal(unit_of(2'000)))});
     write_file("first.mp4", clip);
     expect_in(errors_of_first(), "Error occured while writing frame");
-    const RecordingView view(read_file(first), read_file(first + "i"));
+    const ParsedRecording view(read_file(first), read_file(first + "i"));
     EXPECT_EQ(view.fault(true), "");
     EXPECT_GT(view.entries.size(), 5U);
     EXPECT_LT(view.entries.size(), 40U);
@@ -138,12 +139,12 @@ TEST_F(RealConditionsTest, SmallDiskThatFillsUpServesAgainWhenThereIsRoom) {
     EXPECT_EQ(retrieval.recordings().at("second").payloads(), std::vector{in_frame("room")});
 }
 
-TEST_F(RealConditionsTest, DirectoryThatGoesAwayComesBackWithTheNextClip) {
+TEST_F(RealConditionsTest, RemovedDirectoryIsCreatedAgainForTheNextClip) {
     reserve();
     EXPECT_EQ(errors_of_first(), "");
     boost::filesystem::remove_all("out");
     write_file("first.mp4", make_clip({.samples = {nal("again")}}));
-    // Gone in the middle of a conversion: the files stay open, and nothing is said.
+    // Removed during a conversion: the files stay open and nothing is logged.
     retrieval.host.on_call = [](std::uint32_t, const std::string& text) {
         if (text.find("Processing mp4") != std::string::npos) boost::filesystem::remove_all("out");
     };
@@ -152,15 +153,15 @@ TEST_F(RealConditionsTest, DirectoryThatGoesAwayComesBackWithTheNextClip) {
     EXPECT_FALSE(boost::filesystem::exists("out"));
     write_file("first.mp4", make_clip({.samples = {nal("again")}}));
     EXPECT_EQ(errors_of_first(), "");
-    EXPECT_EQ(RecordingView(read_file(first), read_file(first + "i")).payloads(),
+    EXPECT_EQ(ParsedRecording(read_file(first), read_file(first + "i")).payloads(),
               std::vector{in_frame("again")});
 }
 
-TEST_F(RealConditionsTest, ClipThatChangesInTheMiddleGivesWholeFramesOrNone) {
+TEST_F(RealConditionsTest, ClipThatChangesDuringConversionGivesOnlyWholeFrames) {
     reserve();
     const std::string clip = make_clip({.samples = {nal("one"), nal(unit_of(20'000)), nal("three")}});
     const struct {
-        const char* at;  // the line behind which it happens
+        const char* at;  // the change follows the log line that contains this
         std::function<void()> change;
         std::size_t frames;
         const char* error;
@@ -182,13 +183,13 @@ TEST_F(RealConditionsTest, ClipThatChangesInTheMiddleGivesWholeFramesOrNone) {
         const auto errors = retrieval.errors();
         EXPECT_EQ(errors.size() > before, row.error[0] != '\0') << row.at;
         if (errors.size() > before) expect_in(errors[before], row.error);
-        EXPECT_EQ(RecordingView(read_file(first), read_file(first + "i")).entries.size(), row.frames)
+        EXPECT_EQ(ParsedRecording(read_file(first), read_file(first + "i")).entries.size(), row.frames)
             << row.error;
         EXPECT_FALSE(boost::filesystem::exists("first.mp4"));
     }
 }
 
-TEST_F(RealConditionsTest, WhatIsNoRegularClipIsLeftAlone) {
+TEST_F(RealConditionsTest, FilesThatAreNotRegularAreNotConverted) {
     reserve();
     const std::function<void()> kinds[] = {
         [] { ::mkfifo("first.mp4", 0666); }, [] { ::symlink("/dev/zero", "first.mp4"); },
@@ -202,9 +203,8 @@ TEST_F(RealConditionsTest, WhatIsNoRegularClipIsLeftAlone) {
     EXPECT_TRUE(retrieval.recordings().empty());
 }
 
-/// The wall clock goes back and forth by decades behind every message: it dates what is reported, and nothing
-/// waits for it.
-TEST(ClockJumps, CostNoMessageAndNoWait) {
+/// The wall clock jumps by decades after each message. It only dates messages; waits do not depend on it.
+TEST(ClockJumps, LoseNoMessageAndCauseNoWait) {
     constexpr std::int64_t kDecade = 315'576'000;
     Retrieval retrieval(platform::real_system());
     const auto started = std::chrono::steady_clock::now();
@@ -215,9 +215,9 @@ TEST(ClockJumps, CostNoMessageAndNoWait) {
     };
     retrieval.run();
     ASSERT_TRUE(retrieval.start());
-    EXPECT_TRUE(retrieval.is_alive());
+    EXPECT_TRUE(retrieval.responds());
     wall_clock_ahead = kDecade;
-    retrieval.worker->run();  // nothing to do: it waits a tenth of a second, and not for ten years
+    retrieval.worker->run();  // nothing to do: waits a tenth of a second, not ten years
     retrieval.end();
     wall_clock_ahead = 0;
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::minutes(1));
@@ -227,9 +227,8 @@ TEST(ClockJumps, CostNoMessageAndNoWait) {
     Retrieval::expect_whole(read_file(Retrieval::kState));
 }
 
-/// Both nights in which clocks change, in 24 zones from -12 to +14 that all have them, and in zones of half
-/// and quarter hours on both hemispheres. That the times in the file stay UTC is tested beside the
-/// conversion.
+/// Both clock changes of a year in 24 zones from UTC-12 to UTC+11, and zones with half and quarter hours in
+/// both hemispheres. tests/convert checks that times inside the recording are UTC.
 TEST(ClockChanges, PathIsLocalInEveryZone) {
     std::vector<std::string> zones = {"MART9:30",
                                       "CLT4CLST,M9.1.6/24,M4.1.6/24",

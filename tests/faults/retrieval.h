@@ -16,41 +16,41 @@
 #include "tests/support/fake_host.h"
 #include "tests/support/fake_time.h"
 #include "tests/support/host_messages.h"
-#include "tests/support/recording_view.h"
+#include "tests/support/parsed_recording.h"
 #include "tests/support/temp_directory.h"
 #include "tests/support/time_zone.h"
 
-/// A retrieval is run thousands of times: in memory where the system has a place for that, since a disk takes
-/// a hundred times as long.
+/// Retrievals run thousands of times. They use memory for their files if the system allows it: a disk takes a
+/// hundred times as long.
 inline const bool kInMemory = ::access("/dev/shm", W_OK) == 0 && ::setenv("TMPDIR", "/dev/shm", 1) == 0;
 
-/// Whether this thread is inside the module: what a test or its host does is no business of the faults.
+/// True while this thread runs code of the module. Faults apply only there, not to the test or its host.
 inline thread_local bool in_module = false;
 
-class Inside {
+class ModuleScope {
   public:
-    explicit Inside(bool inside) : before_(std::exchange(in_module, inside)) {}
-    Inside(const Inside&) = delete;
-    Inside& operator=(const Inside&) = delete;
-    ~Inside() { in_module = before_; }
+    explicit ModuleScope(bool inside) : before_(std::exchange(in_module, inside)) {}
+    ModuleScope(const ModuleScope&) = delete;
+    ModuleScope& operator=(const ModuleScope&) = delete;
+    ~ModuleScope() { in_module = before_; }
 
   private:
     bool before_;
 };
 
-/// The host's callback, outside the module again.
+/// The host's callback. Its code is outside the module.
 inline std::int32_t callback_outside(const void* request, void* reply) {
-    const Inside outside(false);
+    const ModuleScope outside(false);
     return FakeHost::callback()(request, reply);
 }
 
-/// A whole retrieval of two small clips, from the module's start to its end, on a real disk: a device is lost
-/// and found, its gap is asked for, reserved, fetched, converted and done. The state file holds another
-/// device's loss.
+/// A whole retrieval of two small clips with real files, from the module's start to its end: a device
+/// disconnects and returns, the module requests clips for the gap, converts them and finishes. The state file
+/// contains the disconnect of another device.
 class Retrieval {
   public:
-    Retrieval() : Retrieval({platform::system_files(), no_wait_sleeper(), standing_clock()}) {}
-    /// On other files, waits or another clock.
+    Retrieval() : Retrieval({platform::system_files(), instant_sleeper(), fixed_clock()}) {}
+    /// With other files, another sleeper or another clock.
     explicit Retrieval(const platform::System& system) : system_(system) {
         write_file(kState, kOldState);
         for (const std::string clip : {"first", "second"}) {
@@ -67,12 +67,12 @@ class Retrieval {
     }
 
     void run() {
-        if (start()) talk();
+        if (start()) send_all();
         end();
     }
-    /// False when the start threw, which leaves no worker.
+    /// False if the start threw an exception; there is no worker then.
     bool start() {
-        const Inside inside(true);
+        const ModuleScope inside(true);
         try {
             worker = std::make_unique<SyncLayer>(system_);
         } catch (const std::bad_alloc&) {
@@ -80,13 +80,13 @@ class Retrieval {
         }
         return true;
     }
-    void talk() {
+    void send_all() {
         reserve();
         convert_first();
         convert_second();
         send(retrieval_done(guid()));
     }
-    /// The part of it up to the request for recordings, and the first clip that comes then.
+    /// The messages up to the request for recordings.
     void reserve() {
         send(about_channel(false, 1'000'010));
         send(about_channel(true, 1'000'300));
@@ -99,12 +99,12 @@ class Retrieval {
     void convert_first() { send(clip("first.mp4", kFirstStart)); }
     void convert_second() { send(clip("second.mp4", kFirstStart + 60)); }
     void end() {
-        const Inside inside(true);
+        const ModuleScope inside(true);
         worker.reset();
     }
 
-    /// Whether the worker answers.
-    [[nodiscard]] bool is_alive() {
+    /// True if the worker answers.
+    [[nodiscard]] bool responds() {
         const std::size_t before = host.messages().size();
         send(retrieval_done(kUnknownGuid));
         return host.messages().size() == before + 1 &&
@@ -112,19 +112,19 @@ class Retrieval {
     }
     void send(const std::string& text) {
         const StreamRecord message = host.lend_message(text);
-        bool taken = false;
+        bool accepted = false;
         try {
-            const Inside inside(true);
-            taken = worker->append(message);
+            const ModuleScope inside(true);
+            accepted = worker->append(message);
         } catch (const std::bad_alloc&) {
-            taken = false;  // the entry point says so, and the buffer stays the host's
+            accepted = false;  // the entry point reports it and the host keeps the buffer
         }
-        if (!taken) return host.take_back(message.text);
-        const Inside inside(true);
+        if (!accepted) return host.take_back(message.text);
+        const ModuleScope inside(true);
         worker->run();
     }
 
-    /// What was logged as an error, one line each.
+    /// The log lines with the level of errors.
     [[nodiscard]] std::vector<std::string> errors() {
         std::vector<std::string> lines;
         for (const auto& message : host.messages()) {
@@ -132,8 +132,8 @@ class Retrieval {
         }
         return lines;
     }
-    /// How many messages there were, and the text of all without what differs from run to run.
-    [[nodiscard]] std::string story() {
+    /// The text of all messages, without the parts that differ from run to run.
+    [[nodiscard]] std::string stable_text() {
         std::string all = host.lines();
         for (const std::string& own : {guid(), directory.path()}) {
             for (auto at = all.find(own); at != std::string::npos; at = all.find(own))
@@ -141,17 +141,17 @@ class Retrieval {
         }
         return all;
     }
-    /// The recordings that the log says were opened, by the clip's name.
-    [[nodiscard]] std::map<std::string, RecordingView> recordings() {
-        std::map<std::string, RecordingView> views;
+    /// The recordings that were opened according to the log, by the name of their clip.
+    [[nodiscard]] std::map<std::string, ParsedRecording> recordings() {
+        std::map<std::string, ParsedRecording> opened;
         for (const auto& [name, path] : kRecordings) {
             if (host.lines().find("Opened (and PSI) " + directory.path() + "/" + path) != std::string::npos)
-                views.emplace(name, RecordingView(read_file(path), read_file(path + "i")));
+                opened.emplace(name, ParsedRecording(read_file(path), read_file(path + "i")));
         }
-        return views;
+        return opened;
     }
 
-    /// The old state file or a new one, whole.
+    /// Expects the old state file or a complete new one.
     static void expect_whole(const std::string& state) {
         EXPECT_TRUE(state == kOldState || state.ends_with("</Pavo>\n") || state.ends_with("<Pavo/>\n"))
             << state;
@@ -170,33 +170,23 @@ class Retrieval {
   private:
     static constexpr int kFirstStart = 1'529'683'509;  // 2018-06-22 16:05:09 UTC
 
-    /// Does not wait. Unlike the InstantSleeper of fake_time.h it allocates nothing.
-    class NoWaitSleeper final : public platform::Sleeper {
-      public:
-        void sleep(std::chrono::milliseconds /*duration*/) override {}
-        bool wait_for(std::condition_variable& /*condition*/, std::unique_lock<std::mutex>& /*lock*/,
-                      std::chrono::milliseconds /*duration*/, const std::function<bool()>& ready) override {
-            return ready();
-        }
-    };
-
     std::string clip(const std::string& name, int start) {
         return about_device("<Input><Context><Storage GUID='" + guid() + "' RetrievalStatus='3' FileName='" +
                             (directory / name) + "' Start='" + std::to_string(start) +
                             "'/></Context></Input>");
     }
-    /// As the storage-info request had it; one of no operation where none came.
+    /// The GUID in the storage-info request; zeros if there was no request.
     std::string guid() {
         const std::string lines = host.lines();
         const auto at = lines.find("GUID=\"");
         return at == std::string::npos ? "00000000-0000-0000-0000-000000000000" : lines.substr(at + 6, 36);
     }
 
-    static platform::Sleeper& no_wait_sleeper() {
-        static NoWaitSleeper sleeper;
+    static platform::Sleeper& instant_sleeper() {
+        static InstantSleeper sleeper;
         return sleeper;
     }
-    static const platform::Clock& standing_clock() {
+    static const platform::Clock& fixed_clock() {
         static FakeClock clock;
         clock.set_seconds(1'000'400);
         return clock;

@@ -1,4 +1,4 @@
-// A whole retrieval with every call to the system failing in turn, and what the module makes of it.
+// A whole retrieval in which each system call fails in turn.
 
 #include "tests/support/system_calls.h"
 
@@ -9,23 +9,23 @@
 
 #include "tests/faults/retrieval.h"
 
+using system_calls::Effect;
 using system_calls::Fault;
+using system_calls::FaultInjection;
 using system_calls::Kind;
-using system_calls::Schedule;
-using system_calls::Way;
 
 namespace {
 
-/// What a call works on, by its path.
-enum class On { kClip, kPair, kState, kRandom, kOutput, kTemporary };
+/// The object of a call, determined from its path.
+enum class Target { kClip, kPair, kState, kRandom, kOutput, kTemporary };
 
-On what(const std::string& path) {
+Target target_of(const std::string& path) {
     const auto has = [&path](const char* part) { return path.find(part) != std::string::npos; };
-    if (path.empty()) return On::kRandom;
-    if (has(".mp4")) return On::kClip;
-    if (has(".ps")) return On::kPair;
-    if (has("state")) return On::kState;
-    return path.ends_with("/tmp/a") || path.ends_with("/tmp") ? On::kTemporary : On::kOutput;
+    if (path.empty()) return Target::kRandom;
+    if (has(".mp4")) return Target::kClip;
+    if (has(".ps")) return Target::kPair;
+    if (has("state")) return Target::kState;
+    return path.ends_with("/tmp/a") || path.ends_with("/tmp") ? Target::kTemporary : Target::kOutput;
 }
 
 constexpr const char* kNone = "";
@@ -34,29 +34,29 @@ constexpr const char* kNotRemoved = "Error deleting file";
 constexpr const char* kNotOpened = "Error opening ps file";
 constexpr const char* kNotLoaded = "error opening or parsing norvanepi.xml";
 
-/// Which error lines one failing call may cause: at least one of them, unless kNone is among them.
+/// The error lines that one failing call may cause. At least one of them must appear unless kNone is listed.
 struct Rule {
     Kind kind;
-    On on;
+    Target target;
     std::vector<std::string> lines;
 };
 const std::vector<Rule> kRules = {
-    {Kind::kOpen, On::kClip, {kNoTables}},
-    {Kind::kStatus, On::kClip, {kNoTables, kNotRemoved}},
-    {Kind::kRead, On::kClip, {kNoTables, "Bad frame size", "Unsupported file format"}},
-    {Kind::kRemove, On::kClip, {kNotRemoved}},
-    {Kind::kOpen, On::kPair, {kNotOpened}},
-    {Kind::kSeek, On::kPair, {kNotOpened}},
-    // What fails while the index is completed is nobody's business any more.
-    {Kind::kWrite, On::kPair, {kNotOpened, "Error occured while writing frame", kNone}},
-    {Kind::kStatus, On::kOutput, {kNotOpened, "trying to create directory"}},
-    {Kind::kMakeDirectory, On::kOutput, {kNotOpened, "trying to create directory"}},
-    {Kind::kStatus, On::kTemporary, {"trying to create directory"}},
-    {Kind::kMakeDirectory, On::kTemporary, {"trying to create directory"}},
-    {Kind::kOpen, On::kState, {kNotLoaded, kNone}},  // behind the start the state is saved or is not
-    {Kind::kRead, On::kState, {kNotLoaded}},
-    {Kind::kStatus, On::kState, {kNotLoaded, kNone}},
-    {Kind::kRandom, On::kRandom, {"while handling a host message", "not found"}},
+    {Kind::kOpen, Target::kClip, {kNoTables}},
+    {Kind::kStatus, Target::kClip, {kNoTables, kNotRemoved}},
+    {Kind::kRead, Target::kClip, {kNoTables, "Bad frame size", "Unsupported file format"}},
+    {Kind::kRemove, Target::kClip, {kNotRemoved}},
+    {Kind::kOpen, Target::kPair, {kNotOpened}},
+    {Kind::kSeek, Target::kPair, {kNotOpened}},
+    // Failures while the index is completed are not logged.
+    {Kind::kWrite, Target::kPair, {kNotOpened, "Error occured while writing frame", kNone}},
+    {Kind::kStatus, Target::kOutput, {kNotOpened, "trying to create directory"}},
+    {Kind::kMakeDirectory, Target::kOutput, {kNotOpened, "trying to create directory"}},
+    {Kind::kStatus, Target::kTemporary, {"trying to create directory"}},
+    {Kind::kMakeDirectory, Target::kTemporary, {"trying to create directory"}},
+    {Kind::kOpen, Target::kState, {kNotLoaded, kNone}},  // only a failure at the start is logged
+    {Kind::kRead, Target::kState, {kNotLoaded}},
+    {Kind::kStatus, Target::kState, {kNotLoaded, kNone}},
+    {Kind::kRandom, Target::kRandom, {"while handling a host message", "not found"}},
 };
 
 class SystemCallsTest : public testing::Test {
@@ -68,38 +68,37 @@ class SystemCallsTest : public testing::Test {
         return count;
     }
 
-    /// Runs the retrieval with that fault and looks at everything that holds after each. False when no call
-    /// was left to befall.
+    /// Runs the retrieval with the fault and checks the result. False if the fault was not triggered.
     bool holds_with(const Fault& fault) {
         const std::size_t descriptors_before = descriptors();
         {
             Retrieval retrieval;
-            if (!runs_into(fault, retrieval)) return false;
+            if (!triggers(fault, retrieval)) return false;
             ++points[static_cast<std::size_t>(fault.kind)];
             errors = retrieval.errors();
-            story = retrieval.story();
-            look_at_files(fault, retrieval);
+            messages = retrieval.stable_text();
+            check_files(fault, retrieval);
         }
         EXPECT_EQ(descriptors(), descriptors_before);
         return true;
     }
 
-    bool runs_into(const Fault& fault, Retrieval& retrieval) {
-        const Schedule schedule(fault);
+    bool triggers(const Fault& fault, Retrieval& retrieval) {
+        const FaultInjection injection(fault);
         retrieval.start();
-        retrieval.talk();
-        EXPECT_TRUE(retrieval.is_alive());
+        retrieval.send_all();
+        EXPECT_TRUE(retrieval.responds());
         retrieval.end();
-        path = schedule.path();
-        return schedule.has_struck();
+        path = injection.path();
+        return injection.triggered();
     }
 
-    /// Of every recording that was begun, what stands whole is the clip's and findable; the state file is an
-    /// old or a new one.
-    void look_at_files(const Fault& fault, Retrieval& retrieval) {
+    /// Expects that complete packets of each recording are indexed and contain the clip's frames. Keeps the
+    /// state file for a later check.
+    void check_files(const Fault& fault, Retrieval& retrieval) {
         for (const auto& [name, view] : retrieval.recordings()) {
             const std::string found = view.fault(true);
-            // Spans that cannot be written leave the index as far as it got.
+            // If spans cannot be written, the index ends early.
             EXPECT_TRUE(found.empty() || (found == "length of the index" && fault.kind == Kind::kWrite))
                 << found;
             for (std::size_t i = 0; i < view.entries.size(); ++i) {
@@ -116,11 +115,11 @@ class SystemCallsTest : public testing::Test {
         return {in_frame(recording), in_frame("two"), in_frame("three")};
     }
 
-    /// The error lines fit the one call that failed.
+    /// Expects the error lines that kRules lists for the failed call.
     void expect_lines_of(Kind kind) const {
-        const On on = what(path);
+        const Target target = target_of(path);
         const auto rule =
-            std::ranges::find_if(kRules, [&](const Rule& r) { return r.kind == kind && r.on == on; });
+            std::ranges::find_if(kRules, [&](const Rule& r) { return r.kind == kind && r.target == target; });
         const std::vector<std::string> allowed =
             rule == kRules.end() ? std::vector<std::string>{kNone} : rule->lines;
         const bool may_be_silent = std::ranges::count(allowed, kNone) > 0;
@@ -135,10 +134,10 @@ class SystemCallsTest : public testing::Test {
     }
 
     void run_all(
-        Kind kind, Way way, int error, bool from_then_on, const std::function<void()>& look = [] {}) {
+        Kind kind, Effect effect, int error, bool from_then_on, const std::function<void()>& check = [] {}) {
         if (HasFailure()) return;
-        for (std::uint64_t n = 1; holds_with({kind, n, way, error, from_then_on}); ++n) {
-            look();
+        for (std::uint64_t n = 1; holds_with({kind, n, effect, error, from_then_on}); ++n) {
+            check();
             if (HasFailure())
                 FAIL() << system_calls::kNames[static_cast<std::size_t>(kind)] << " " << n << " error "
                        << error << " " << path;
@@ -147,7 +146,7 @@ class SystemCallsTest : public testing::Test {
 
     std::string path;
     std::vector<std::string> errors;
-    std::string story;
+    std::string messages;
     std::set<std::string> states;
     inline static std::array<std::size_t, system_calls::kKinds> points{};
 
@@ -167,49 +166,49 @@ std::vector<Kind> all_kinds() {
 
 }  // namespace
 
-TEST_F(SystemCallsTest, RetrievalAsItShouldBe) {
+TEST_F(SystemCallsTest, RetrievalWithoutFaultsSucceeds) {
     Retrieval retrieval;
-    const Schedule schedule({});
+    const FaultInjection injection({});
     retrieval.run();
     EXPECT_EQ(retrieval.errors(), std::vector<std::string>{});
     ASSERT_EQ(retrieval.recordings().size(), 2U);
     for (const auto& [name, view] : retrieval.recordings()) EXPECT_EQ(view.payloads(), frames_of(name));
-    // All kinds of calls are made, so none of them is tested in vain.
+    // Every kind of call occurs, so that the other tests cover it.
     for (const Kind kind : all_kinds())
-        EXPECT_GT(schedule.calls(kind), 0U) << system_calls::kNames[static_cast<std::size_t>(kind)];
+        EXPECT_GT(injection.calls(kind), 0U) << system_calls::kNames[static_cast<std::size_t>(kind)];
 }
 
-TEST_F(SystemCallsTest, CallThatFailsOnceCostsWhatItWasFor) {
+TEST_F(SystemCallsTest, FailedCallIsLoggedAndAffectsOnlyItsObject) {
     for (const Kind kind : all_kinds()) {
         for (const int error : {ENOSPC, EIO, EMFILE, EACCES})
-            run_all(kind, Way::kFails, error, false, [&] { expect_lines_of(kind); });
+            run_all(kind, Effect::kFail, error, false, [&] { expect_lines_of(kind); });
     }
     for (const std::string& state : states) Retrieval::expect_whole(state);
     EXPECT_GT(states.size(), 2U);
 }
 
-TEST_F(SystemCallsTest, CallsThatFailFromThenOnLeaveTheWorkerAlive) {
+TEST_F(SystemCallsTest, WorkerRespondsWhileCallsKeepFailing) {
     for (const Kind kind : all_kinds()) {
-        for (const int error : {ENOSPC, EIO, EMFILE, EACCES}) run_all(kind, Way::kFails, error, true);
+        for (const int error : {ENOSPC, EIO, EMFILE, EACCES}) run_all(kind, Effect::kFail, error, true);
     }
 }
 
-TEST_F(SystemCallsTest, InterruptedCallsAndShortReadsChangeNothing) {
-    (void)holds_with({Kind::kOpen, 1, Way::kIsShort});  // which means nothing to it
-    const std::string clean = story;
+TEST_F(SystemCallsTest, InterruptedCallsAndShortReadsAreRepeated) {
+    (void)holds_with({Kind::kOpen, 1, Effect::kShort});  // has no effect on this kind
+    const std::string clean = messages;
     const auto expect_clean = [&] {
-        EXPECT_EQ(story, clean);
+        EXPECT_EQ(messages, clean);
         EXPECT_EQ(states.size(), 1U);
     };
-    for (const Kind kind : all_kinds()) run_all(kind, Way::kFails, EINTR, false, expect_clean);
+    for (const Kind kind : all_kinds()) run_all(kind, Effect::kFail, EINTR, false, expect_clean);
     for (const bool from_then_on : {false, true})
-        run_all(Kind::kRead, Way::kIsShort, 0, from_then_on, expect_clean);
+        run_all(Kind::kRead, Effect::kShort, 0, from_then_on, expect_clean);
 }
 
-TEST_F(SystemCallsTest, ShortWriteToARecordingCountsAsAFailedOne) {
-    run_all(Kind::kWrite, Way::kIsShort, 0, false, [&] {
-        if (what(path) == On::kPair) return expect_lines_of(Kind::kWrite);
-        EXPECT_TRUE(errors.empty());  // the state file is written to its end
+TEST_F(SystemCallsTest, ShortWriteToARecordingIsAFailure) {
+    run_all(Kind::kWrite, Effect::kShort, 0, false, [&] {
+        if (target_of(path) == Target::kPair) return expect_lines_of(Kind::kWrite);
+        EXPECT_TRUE(errors.empty());  // the rest of the state file is written
     });
-    run_all(Kind::kWrite, Way::kIsShort, 0, true);
+    run_all(Kind::kWrite, Effect::kShort, 0, true);
 }

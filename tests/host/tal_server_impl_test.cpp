@@ -10,7 +10,7 @@
 #include "tests/support/clips.h"
 #include "tests/support/fake_time.h"
 #include "tests/support/memory_files.h"
-#include "tests/support/recording_view.h"
+#include "tests/support/parsed_recording.h"
 #include "tests/support/temp_directory.h"
 
 namespace {
@@ -119,7 +119,7 @@ TEST_F(TalServerTest, TypeOfAClipMarksItsRecording) {
         files.put("clip", make_clip(ClipTrack{.samples = {nal("picture")}}));
         convert(in_memory, "clip", type);
         EXPECT_NE(sent().find("64 25 Opened (and PSI) "), std::string::npos);
-        const RecordingView recording(files.at(created), files.at(created + "i"));
+        const ParsedRecording recording(files.at(created), files.at(created + "i"));
         EXPECT_EQ(recording.spans.at(0).kind & 0xC0U, mark);
     }
 }

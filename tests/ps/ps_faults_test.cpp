@@ -40,7 +40,7 @@ TEST_F(PsFaultsTest, EveryFailingCallReturnsItsCodeAndKeepsEarlierPacketsIndexed
             EXPECT_EQ(files.output.open_files, 0);
             EXPECT_EQ(result, failed.empty() ? kPsOk : codes.at(failed)) << "call " << n << ", " << failed;
             if (opened && !failed.empty()) {
-                EXPECT_EQ(RecordingView(data(), index()).fault(true), "") << "call " << n;
+                EXPECT_EQ(ParsedRecording(data(), index()).fault(true), "") << "call " << n;
             }
             // A packet that cannot be indexed is not written.
             if (opened && result != kPsOk && failed != "data write") {

@@ -6,7 +6,7 @@
 #include "ps/ps_writer.h"
 #include "tests/support/byte_text.h"
 #include "tests/support/memory_files.h"
-#include "tests/support/recording_view.h"
+#include "tests/support/parsed_recording.h"
 
 /// The streams of an ordinary recording: video in slots 0 to 15, audio in the others.
 inline PsStreamDescs usual_streams() {
@@ -64,16 +64,16 @@ class PsWriterTest : public testing::Test {
     }
 
     /// Closes the writer, reads the recording and checks that it has no faults.
-    RecordingView finished() {
+    ParsedRecording finished() {
         ps_close(writer);
-        RecordingView view(data(), index());
+        ParsedRecording view(data(), index());
         EXPECT_EQ(view.fault(), "");
         EXPECT_EQ(files.output.open_files, 0);
         return view;
     }
 
     /// Writes a complete recording.
-    RecordingView recorded(const std::vector<FrameSpec>& frames) {
+    ParsedRecording recorded(const std::vector<FrameSpec>& frames) {
         EXPECT_EQ(open(), kPsOk);
         for (const FrameSpec& frame : frames) EXPECT_EQ(write(frame), kPsOk);
         return finished();

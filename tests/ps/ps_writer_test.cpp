@@ -6,7 +6,7 @@ TEST_F(PsWriterTest, PacketsArePaddedAndHaveTheSizeOfThePreviousPacketOfAnySlot)
     std::vector<FrameSpec> frames;
     for (std::uint16_t i = 0; i < 5; ++i)
         frames.push_back({.slot = i, .payload = std::string(lengths[i], 'x')});
-    const RecordingView view = recorded(frames);
+    const ParsedRecording view = recorded(frames);
     for (std::size_t i = 0; i < 5; ++i) {
         const std::string packet = view.packet(i);
         EXPECT_EQ(to_hex(packet.substr(21, 3) + packet[29]), headers[i]) << i;
@@ -15,7 +15,7 @@ TEST_F(PsWriterTest, PacketsArePaddedAndHaveTheSizeOfThePreviousPacketOfAnySlot)
 }
 
 TEST_F(PsWriterTest, LengthFieldWrapsButTheOtherSizesAreComplete) {
-    const RecordingView view = recorded({{.payload = std::string(65'504, 'a')},
+    const ParsedRecording view = recorded({{.payload = std::string(65'504, 'a')},
                                          {.payload = std::string(65'505, 'b')},
                                          {.payload = std::string(2'097'120, 'c')}});
     EXPECT_EQ(to_hex(view.packet(0).substr(4, 2)), "FF FA");
@@ -34,7 +34,7 @@ TEST_F(PsWriterTest, LargestPacketIsJustBelow4MiBAndARefusedOneChangesNothing) {
     EXPECT_EQ(data().size(), 1978U);
     EXPECT_EQ(index(), before);
     ASSERT_EQ(write({.picture = kOtherFrame, .payload = std::string(4'194'240, 'x')}), kPsOk);
-    const RecordingView view = finished();
+    const ParsedRecording view = finished();
     EXPECT_EQ(view.entries.at(0).size, 4'194'272U);
     EXPECT_EQ(view.entries.at(0).key_distance, 1U);  // the refused packet is not counted
     EXPECT_EQ(to_hex(view.packet(0).substr(21, 6)), "FF FF FF FF FF E0");
@@ -66,7 +66,7 @@ TEST_F(PsWriterTest, SpansExtendFromFirstToLastPacketInTheOrderTheyClosed) {
     for (std::uint32_t i = 0; i < 600; ++i) {  // two packets per span
         frames.push_back({.slot = std::uint16_t(i / 2 % 3), .at = i / 2 * 2'000 + i % 2 * 900});
     }
-    const RecordingView view = recorded(frames);
+    const ParsedRecording view = recorded(frames);
     ASSERT_EQ(view.spans.size(), 300U);
     for (std::uint32_t i = 0; i < 300; ++i) {
         ASSERT_EQ(view.spans[i].slot, i % 3);
@@ -84,7 +84,7 @@ TEST_F(PsWriterTest, KeyDistancesAreCountedPerSlot) {
     for (std::size_t i = 0; i < 9; ++i) ASSERT_EQ(write({.slot = slots[i], .picture = pictures[i]}), kPsOk);
     writer.key_distance[0] = 65'535;
     ASSERT_EQ(write({.picture = kOtherFrame}), kPsOk);
-    const RecordingView view = finished();
+    const ParsedRecording view = finished();
     for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(view.entries[i].key_distance, distances[i]) << i;
 }
 

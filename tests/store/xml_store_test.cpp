@@ -7,7 +7,7 @@
 
 #include "tests/support/fake_time.h"
 #include "tests/support/memory_files.h"
-#include "tests/support/recording_server.h"
+#include "tests/support/request_log_server.h"
 
 namespace {
 
@@ -70,7 +70,7 @@ constexpr const char* kUnreadable = "error opening or parsing norvanepi.xml";
 
 TEST_F(XmlStoreTest, WritesTheWholeFileIndented) {
     const Operation operation{{7, 4'000'000'000},
-                              RecordingServer::guid(255),
+                              RequestLogServer::guid(255),
                               platform::ticks_of(-1),
                               platform::ticks_of(1'527'843'600),
                               -2};
@@ -98,9 +98,9 @@ TEST_F(XmlStoreTest, EmptyListsAreSavedAsAnEmptyRoot) {
 
 TEST_F(XmlStoreTest, LoadsWhatItSaved) {
     const Operation second{
-        {7, 12}, RecordingServer::guid(175), platform::ticks_of(1), platform::ticks_of(2), -3};
+        {7, 12}, RequestLogServer::guid(175), platform::ticks_of(1), platform::ticks_of(2), -3};
     save({record(9, 1, 50), record(2, 5, 60), record(9, 4, 70)},
-         {{{4, 3}, RecordingServer::guid(9)}, second});
+         {{{4, 3}, RequestLogServer::guid(9)}, second});
     EXPECT_EQ(load(), "2/5/0@60 9/1/0@50 9/4/0@70 op 4/3 #9 0..0 x0 op 7/12 #175 1..2 x-3 ");
 }
 

@@ -15,7 +15,7 @@ constinit std::atomic<std::int64_t> bytes{0};
 constinit std::atomic<std::int64_t> peak{0};
 
 void* allocate(std::size_t size) noexcept {
-    if (the_fault != nullptr && the_fault->strikes()) return nullptr;
+    if (the_fault != nullptr && the_fault->fails_next()) return nullptr;
     void* const block =
         std::malloc(size == 0 ? 1 : size);  // NOLINT(cppcoreguidelines-no-malloc): this is new itself
     if (block == nullptr) return nullptr;
@@ -50,11 +50,11 @@ Fault::~Fault() {
     the_fault = nullptr;
 }
 
-bool Fault::strikes() {
+bool Fault::fails_next() {
     if (!counts_()) return false;
     ++made_;
     const bool now = made_ == at_ || (from_then_on_ && made_ > at_);
-    struck_ = struck_ || now;
+    failed_one_ = failed_one_ || now;
     return now;
 }
 
@@ -73,7 +73,7 @@ void reset_peak() {
 
 }  // namespace allocations
 
-// NOLINTBEGIN(misc-new-delete-overloads): all forms of both stand here
+// NOLINTBEGIN(misc-new-delete-overloads): all forms of both are defined here
 #define REPLACED __attribute__((visibility("default")))
 
 REPLACED void* operator new(std::size_t size) {

@@ -1,15 +1,15 @@
 #pragma once
 
-// Memory that runs out: a program that links this has operator new replaced, for itself and for every library
-// in it.
+// Replaces operator new in the whole program, including its libraries, so that allocations can fail and be
+// counted.
 
 #include <cstdint>
 #include <functional>
 
 namespace allocations {
 
-/// Lets the n-th allocation fail, from 1, that this thread makes while counts() holds; and all behind it too,
-/// if so wanted. While it lives; one at a time.
+/// While it exists, the nth allocation of this thread fails, counted from 1 and only while counts() is true.
+/// With `from_then_on`, all later ones fail too. One object at a time.
 class Fault {
   public:
     Fault(std::uint64_t at, bool from_then_on, bool (*counts)());
@@ -17,25 +17,25 @@ class Fault {
     Fault& operator=(const Fault&) = delete;
     ~Fault();
 
-    [[nodiscard]] bool has_struck() const { return struck_; }
-    /// Whether there is memory again.
-    [[nodiscard]] bool is_over() const { return struck_ && !from_then_on_; }
+    [[nodiscard]] bool has_failed_one() const { return failed_one_; }
+    /// True if later allocations succeed again.
+    [[nodiscard]] bool is_over() const { return failed_one_ && !from_then_on_; }
 
-    /// For operator new: whether this allocation fails.
-    [[nodiscard]] bool strikes();
+    /// For operator new: counts this allocation; true if it must fail.
+    [[nodiscard]] bool fails_next();
 
   private:
     std::uint64_t at_;
     bool from_then_on_;
     bool (*counts_)();
     std::uint64_t made_ = 0;
-    bool struck_ = false;
+    bool failed_one_ = false;
 };
 
-/// Of the whole process, in blocks and bytes.
+/// Totals of the process.
 [[nodiscard]] std::int64_t live_blocks();
 [[nodiscard]] std::int64_t live_bytes();
-/// The most live bytes since the last reset.
+/// The highest number of live bytes since the last reset.
 [[nodiscard]] std::int64_t peak_bytes();
 void reset_peak();
 

@@ -1,10 +1,8 @@
 #pragma once
 
-#include <vector>
-
 #include "platform/clock.h"
 
-/// A clock that shows the time it was set to.
+/// Shows the time that was set last.
 class FakeClock final : public platform::Clock {
   public:
     [[nodiscard]] platform::Ticks now() const override { return now_; }
@@ -14,16 +12,23 @@ class FakeClock final : public platform::Clock {
     platform::Ticks now_ = 0;
 };
 
-/// Sleeper for nothing and notes what was asked for. For one thread.
+/// Returns at once and adds up the requested times. Allocates nothing. For one thread.
 class InstantSleeper final : public platform::Sleeper {
   public:
-    void sleep(std::chrono::milliseconds duration) override { slept.push_back(duration); }
+    void sleep(std::chrono::milliseconds duration) override {
+        ++sleeps;
+        slept += duration;
+    }
     bool wait_for(std::condition_variable& /*condition*/, std::unique_lock<std::mutex>& /*lock*/,
                   std::chrono::milliseconds duration, const std::function<bool()>& ready) override {
-        if (!ready()) waited.push_back(duration);
+        if (ready()) return true;
+        ++waits;
+        waited += duration;
         return ready();
     }
 
-    std::vector<std::chrono::milliseconds> slept;
-    std::vector<std::chrono::milliseconds> waited;
+    int sleeps = 0;
+    int waits = 0;
+    std::chrono::milliseconds slept{0};  // in total
+    std::chrono::milliseconds waited{0};
 };

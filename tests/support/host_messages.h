@@ -3,7 +3,8 @@
 #include <cstdint>
 #include <string>
 
-/// A message about one device; about its only channel, which makes it known; and that its clips are there.
+/// Messages about one device: with the given content; that its only channel is connected or not; that its
+/// clips are downloaded.
 inline std::string about_device(const std::string& inside, std::uint64_t number = 3) {
     return "<Pavo><Devices ID='458752'><Device Number='" + std::to_string(number) +
            "' NorVaneSupported='1'>" + inside + "</Device></Devices></Pavo>";

@@ -8,7 +8,7 @@ using platform::Byte;
 
 namespace {
 
-/// What both kinds of output file are: a shared content.
+/// What both kinds of output file share.
 class Output {
   public:
     Output(std::string name, std::shared_ptr<std::string> content, OutputFaults& faults)
@@ -25,11 +25,11 @@ class Output {
         return true;
     }
 
-    /// How many of so many bytes one write takes.
-    std::size_t taken(std::size_t size) { return !fails("write") ? size : faults_.partly ? size / 2 : 0; }
+    /// The number of bytes that one write of this size stores.
+    std::size_t stored(std::size_t size) { return !fails("write") ? size : faults_.partly ? size / 2 : 0; }
 
     std::size_t write(std::size_t position, std::span<const Byte> bytes) {
-        const std::size_t count = taken(bytes.size());
+        const std::size_t count = stored(bytes.size());
         content_->resize(std::max(content_->size(), position + count));
         put(position, bytes.first(count));
         return count;
@@ -37,14 +37,14 @@ class Output {
 
     std::int64_t append(const platform::DataFile::Parts& parts) {
         const std::size_t size = parts[0].size() + parts[1].size() + parts[2].size();
-        const std::size_t count = std::min<std::uint64_t>(taken(size), faults_.data_room);
+        const std::size_t count = std::min<std::uint64_t>(stored(size), faults_.data_room);
         faults_.data_room -= count;
         std::size_t at = content_->size();
         content_->resize(at + count);
         for (const auto part : parts) {
-            const auto taken_of_it = part.first(std::min(part.size(), content_->size() - at));
-            put(at, taken_of_it);
-            at += taken_of_it.size();
+            const auto stored_part = part.first(std::min(part.size(), content_->size() - at));
+            put(at, stored_part);
+            at += stored_part.size();
         }
         return count == 0 && size != 0 ? -1 : static_cast<std::int64_t>(count);
     }
@@ -115,7 +115,7 @@ std::unique_ptr<platform::InputFile> MemoryFiles::open_input(const std::string& 
     return input;
 }
 
-/// Null when the file cannot be made; as on a disk, its directory has to be there.
+/// Null if the file cannot be created. As on a disk, its directory must exist.
 std::shared_ptr<std::string> MemoryFiles::create(const std::string& path) {
     note("create " + path);
     if (unopenable.contains(path) || !directories_.contains(parent_of(path))) return nullptr;

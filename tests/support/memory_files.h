@@ -1,7 +1,6 @@
 #pragma once
 
-// Files in memory with faults on demand: a file that cannot be opened, one that ends early, the nth call that
-// fails.
+// Files in memory with faults on demand: a file cannot be opened or ends early, or the nth call fails.
 
 #include <cstdint>
 #include <functional>
@@ -15,7 +14,7 @@
 
 inline constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
 
-/// A clip in memory that counts how it is read.
+/// A file in memory that counts reads.
 class MemoryInput final : public platform::InputFile {
   public:
     explicit MemoryInput(std::string content)
@@ -25,7 +24,7 @@ class MemoryInput final : public platform::InputFile {
     [[nodiscard]] std::uint64_t size() const override { return size_; }
     std::size_t read_at(std::uint64_t position, std::span<platform::Byte> to) override;
 
-    std::uint64_t ends_at = kNever;    // nothing is delivered from here on, although size() promises it
+    std::uint64_t ends_at = kNever;    // reads end here although size() is larger
     std::uint64_t throws_at = kNever;  // a read that reaches this byte throws std::bad_alloc
     std::uint64_t reads = 0;
     std::uint64_t bytes_read = 0;
@@ -35,13 +34,13 @@ class MemoryInput final : public platform::InputFile {
     std::uint64_t size_;
 };
 
-/// What goes wrong with the files that are being written. Counts every call to any of them.
+/// The faults of output files. Counts the calls to all of them.
 struct OutputFaults {
-    std::uint64_t fail_at = kNever;  // the call that fails, from 1
-    bool partly = false;             // it writes half of what it should instead of nothing
+    std::uint64_t fail_at = kNever;  // the call that fails, counted from 1
+    bool partly = false;             // the failing write stores half of its bytes instead of none
     std::uint64_t calls = 0;
-    std::string failed = {};           // which call that was: "data write", "data position", "index write"
-    std::uint64_t data_room = kNever;  // bytes that all data files together take; the disk is full then
+    std::string failed = {};           // the call that failed: "data write", "data position" or "index write"
+    std::uint64_t data_room = kNever;  // bytes until the disk is full, for all data files together
     int open_files = 0;
 };
 
@@ -49,16 +48,16 @@ class MemoryFiles : public platform::FileSystem {
   public:
     void put(const std::string& path, std::string content);
     [[nodiscard]] bool has(const std::string& path) const { return files_.contains(path); }
-    /// The content, also to change it behind the back of whoever has the file open. It has to be there.
+    /// The content of an existing file. It may be changed while the file is open.
     [[nodiscard]] std::string& at(const std::string& path) const { return *files_.at(path); }
 
     std::set<std::string> unopenable;
-    int failing_removals = 0;  // that many removals fail before the first succeeds
+    int failing_removals = 0;  // removals that fail before the first one succeeds
     boost::system::error_code directory_error;
     std::uint64_t input_ends_at = kNever;
     std::uint64_t input_throws_at = kNever;
     OutputFaults output;
-    /// Told every change in the tree as it happens: "directory a", "create a/b.ps", "remove c.mp4".
+    /// Called for each change of the tree: "directory a", "create a/b.ps", "remove c.mp4".
     std::function<void(const std::string&)> note = [](const std::string&) {};
 
     [[nodiscard]] std::unique_ptr<platform::InputFile> open_input(const std::string& path) override;

@@ -6,9 +6,9 @@
 
 #include <functional>
 
-/// Runs the check in a child process that has given up every privilege, so that permissions count; tests
-/// often run as root, to whom none do. True when it ran and held. The child can leave nothing but files
-/// behind.
+/// Runs the check in a child process without privileges, because permissions do not apply to root and tests
+/// often run as root. True if the check ran and returned true. Only files that the check creates outlive the
+/// child.
 inline bool holds_for_ordinary_user(const std::function<bool()>& check) {
     constexpr ::uid_t kNobody = 65534;
     const ::pid_t child = ::fork();

@@ -1,4 +1,4 @@
-#include "tests/support/recording_view.h"
+#include "tests/support/parsed_recording.h"
 
 #include <array>
 #include <cstdio>
@@ -11,7 +11,7 @@ constexpr std::size_t kPacketsAt = 1978;
 constexpr std::size_t kEntriesAt = 1088;
 constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
-/// A little-endian integer; what lies past the end counts as 0.
+/// A little-endian integer. Bytes past the end count as 0.
 std::uint32_t number(const std::string& bytes, std::size_t at, std::size_t width) {
     std::uint32_t value = 0;
     for (std::size_t i = width; i-- > 0;) {
@@ -22,7 +22,7 @@ std::uint32_t number(const std::string& bytes, std::size_t at, std::size_t width
 
 }  // namespace
 
-RecordingView::RecordingView(std::string data, std::string index)
+ParsedRecording::ParsedRecording(std::string data, std::string index)
     : data_(std::move(data)), index_(std::move(index)) {
     const auto get = [this](std::size_t at, std::size_t width) { return number(index_, at, width); };
     claimed_entries_ = get(20, 4);
@@ -37,19 +37,19 @@ RecordingView::RecordingView(std::string data, std::string index)
     }
 }
 
-std::string RecordingView::payload(std::size_t i) const {
+std::string ParsedRecording::payload(std::size_t i) const {
     const std::string whole = packet(i);
     const std::size_t padding = number(whole, 29, 1) & 0x1F;
     return whole.size() < 32 + padding ? "" : whole.substr(32, whole.size() - 32 - padding);
 }
 
-std::vector<std::string> RecordingView::payloads() const {
+std::vector<std::string> ParsedRecording::payloads() const {
     std::vector<std::string> all;
     for (std::size_t i = 0; i < entries.size(); ++i) all.push_back(payload(i));
     return all;
 }
 
-std::string RecordingView::time(std::size_t i) const {
+std::string ParsedRecording::time(std::size_t i) const {
     const std::uint32_t date = entries[i].date;
     const std::uint32_t ms = entries[i].time_of_day;
     std::array<char, 64> text{};
@@ -58,7 +58,7 @@ std::string RecordingView::time(std::size_t i) const {
     return text.data();
 }
 
-std::string RecordingView::packet_fault(std::size_t i, bool abandoned) const {
+std::string ParsedRecording::packet_fault(std::size_t i, bool abandoned) const {
     const Entry& entry = entries[i];
     if (entry.position != (i == 0 ? kPacketsAt : entries[i - 1].position + entries[i - 1].size))
         return "position";
@@ -69,7 +69,7 @@ std::string RecordingView::packet_fault(std::size_t i, bool abandoned) const {
     return header.starts_with(std::string("\0\0\1", 3)) && same ? "" : "header and entry differ";
 }
 
-std::string RecordingView::chain_fault(bool abandoned) const {
+std::string ParsedRecording::chain_fault(bool abandoned) const {
     std::map<std::uint32_t, std::uint32_t> last_of_slot;
     for (std::uint32_t i = 0; i < entries.size(); ++i) {
         const auto last = last_of_slot.find(entries[i].slot);
@@ -86,14 +86,14 @@ std::string RecordingView::chain_fault(bool abandoned) const {
     return "";
 }
 
-std::string RecordingView::fault(bool abandoned) const {
+std::string ParsedRecording::fault(bool abandoned) const {
     if (entries.size() != claimed_entries_) return "entries are missing";
     for (std::size_t i = 0; i < entries.size(); ++i) {
         if (const auto found = packet_fault(i, abandoned); !found.empty())
             return found + " of " + std::to_string(i);
     }
     const std::uint64_t end = entries.empty() ? kPacketsAt : entries.back().position + entries.back().size;
-    if (!abandoned && data_.size() != end) return "data behind the last packet";
+    if (!abandoned && data_.size() != end) return "data after the last packet";
     const std::size_t length = kEntriesAt + 32 * entries.size() + 16 * spans.size();
     if (abandoned ? index_.size() < length : index_.size() != length) return "length of the index";
     return chain_fault(abandoned);

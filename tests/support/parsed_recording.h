@@ -4,9 +4,8 @@
 #include <string>
 #include <vector>
 
-/// A recording read the way a player does, from its documented layout alone: it shares nothing with the
-/// writer.
-class RecordingView {
+/// A recording, parsed from its documented layout as a player does. Shares no code with the writer.
+class ParsedRecording {
   public:
     struct Entry {
         std::uint32_t slot, flags, date, time_of_day, key_distance;  // time of day in ms
@@ -17,12 +16,12 @@ class RecordingView {
         std::uint32_t slot, kind, first_time, last_time;
     };
 
-    RecordingView(std::string data, std::string index);
+    ParsedRecording(std::string data, std::string index);
 
     std::vector<Entry> entries;
     std::vector<Span> spans;
 
-    /// One packet, from its header to its padding, and the frame's bytes in it.
+    /// A packet with its header and padding, and the bytes of its frame.
     [[nodiscard]] std::string packet(std::size_t i) const {
         return data_.substr(entries[i].position, entries[i].size);
     }
@@ -31,9 +30,8 @@ class RecordingView {
     /// "2018-06-22 16:05:09.000"
     [[nodiscard]] std::string time(std::size_t i) const;
 
-    /// The first thing that does not hold, or "" when header, entries, chains, spans and packets agree. Of an
-    /// abandoned recording the last packet may be missing, and links may point at the entry that was never
-    /// written.
+    /// The first fault found; "" if header, entries, chains, spans and packets agree. In an abandoned
+    /// recording, the last packet may be missing and links may point to an entry that was never written.
     [[nodiscard]] std::string fault(bool abandoned = false) const;
 
   private:

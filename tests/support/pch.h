@@ -1,6 +1,6 @@
 #pragma once
 
-// The headers that cost the most to read, for every test.
+// The headers that take longest to compile, for all tests.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

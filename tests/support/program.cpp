@@ -23,10 +23,10 @@ Outcome run_program(const std::string& line, const std::string& directory,
     for (std::string word; words >> std::quoted(word);) arguments.push_back(word);
 
     process::environment environment = boost::this_process::environment();
-    // Not by the library's operator[]: version 1.74 compares past the end of shorter variables.
+    // Not with operator[]: in Boost 1.74 it reads past the end of shorter variables.
     environment.set("TZ", "UTC");
     for (const auto& [name, value] : variables) environment.set(name, value);
-    // What was printed before would show behind what is shorter.
+    // Shorter output would not overwrite the end of an earlier run's.
     for (const char* file : {"/out", "/err"}) boost::filesystem::remove(directory + file);
     const boost::filesystem::path path(program);
     process::child child(process::exe = path.has_parent_path() ? path : process::search_path(program),

@@ -14,16 +14,16 @@ struct Outcome {
     std::string err;
 };
 
-/// Runs a command line in a directory, with nothing to read, in UTC and with the variables given. There is no
-/// shell: spaces part the words, and "" keep a word together. What it prints stays there in the files `out`
-/// and `err`. For any thread.
+/// Runs a command line in a directory, with an empty standard input, in UTC, with the given environment
+/// variables. There is no shell: spaces separate words, and "" keep a word together. The output remains in
+/// the directory's files `out` and `err`. Thread-safe.
 [[nodiscard]] Outcome run_program(const std::string& line, const std::string& directory,
                                   const std::map<std::string, std::string>& variables = {});
 
-/// A path of the build as it holds in every directory.
+/// The absolute form of a path of the build.
 [[nodiscard]] std::string full_path(const std::string& path);
 
-/// A test in whose directory programs run.
+/// A test with a directory in which its programs run.
 class ProgramTest : public testing::Test {
   protected:
     Outcome run(const std::string& line, const std::map<std::string, std::string>& variables = {}) const {

@@ -1,4 +1,4 @@
-#include "tests/support/recording_server.h"
+#include "tests/support/request_log_server.h"
 
 #include <utility>
 
@@ -14,72 +14,72 @@ std::string interval(norvane::Ticks start, norvane::Ticks stop) {
 
 }  // namespace
 
-norvane::Guid RecordingServer::guid(int number) {
+norvane::Guid RequestLogServer::guid(int number) {
     norvane::Guid guid{};
     guid.data[15] = static_cast<std::uint8_t>(number);
     return guid;
 }
 
-std::string RecordingServer::number_of(const norvane::Guid& guid) {
+std::string RequestLogServer::number_of(const norvane::Guid& guid) {
     return "#" + std::to_string(int{guid.data[15]});
 }
 
-std::string RecordingServer::take() {
+std::string RequestLogServer::take() {
     return std::exchange(lines_, {});
 }
 
-void RecordingServer::SetEventSink(norvane::IEventSink* sink) {
+void RequestLogServer::SetEventSink(norvane::IEventSink* sink) {
     note(sink == nullptr ? "no sink" : "sink");
 }
 
-void RecordingServer::RequestDiskReservation(const norvane::Guid& guid, std::uint32_t gigabytes) {
+void RequestLogServer::RequestDiskReservation(const norvane::Guid& guid, std::uint32_t gigabytes) {
     note("reserve " + number_of(guid) + " " + std::to_string(gigabytes) + " GB");
 }
 
-void RecordingServer::ReleaseDiskReservation(const norvane::Guid& guid) {
+void RequestLogServer::ReleaseDiskReservation(const norvane::Guid& guid) {
     note("release " + number_of(guid));
 }
 
-norvane::Guid RecordingServer::GenerateGuid() {
+norvane::Guid RequestLogServer::GenerateGuid() {
     return guid(next_guid_++);
 }
 
-void RecordingServer::RequestStorageInfo(norvane::Guid guid, std::uint32_t devices_id,
-                                         std::uint32_t device_number, norvane::Ticks start,
-                                         norvane::Ticks stop) {
+void RequestLogServer::RequestStorageInfo(norvane::Guid guid, std::uint32_t devices_id,
+                                          std::uint32_t device_number, norvane::Ticks start,
+                                          norvane::Ticks stop) {
     note("storage-info " + number_of(guid) + " " + device(devices_id, device_number) + " " +
          interval(start, stop));
 }
 
-void RecordingServer::RequestRecordings(norvane::Guid guid, std::uint32_t devices_id,
-                                        std::uint32_t device_number, norvane::Ticks start,
-                                        norvane::Ticks stop, const platform::Path& temporary_directory,
-                                        platform::Path output_directory) {
+void RequestLogServer::RequestRecordings(norvane::Guid guid, std::uint32_t devices_id,
+                                         std::uint32_t device_number, norvane::Ticks start,
+                                         norvane::Ticks stop, const platform::Path& temporary_directory,
+                                         platform::Path output_directory) {
     note("recordings " + number_of(guid) + " " + device(devices_id, device_number) + " " +
          interval(start, stop) + " " + platform::narrow_text(temporary_directory) + " -> " +
          platform::narrow_text(output_directory));
 }
 
-void RecordingServer::ConvertClip(norvane::Guid guid, std::uint32_t devices_id, std::uint32_t device_number,
-                                  platform::Path clip_file, std::string input_name, norvane::Ticks start,
-                                  norvane::Ticks stop, std::int32_t clip_type) {
+void RequestLogServer::ConvertClip(norvane::Guid guid, std::uint32_t devices_id, std::uint32_t device_number,
+                                   platform::Path clip_file, std::string input_name, norvane::Ticks start,
+                                   norvane::Ticks stop, std::int32_t clip_type) {
     note("convert " + number_of(guid) + " " + device(devices_id, device_number) + " " +
          platform::narrow_text(clip_file) + " '" + input_name + "' " + interval(start, stop) + " type " +
          std::to_string(clip_type));
 }
 
-void RecordingServer::ReportStarted(norvane::Ticks now) {
+void RequestLogServer::ReportStarted(norvane::Ticks now) {
     note("started at " + std::to_string(platform::seconds_of(now)));
 }
 
-void RecordingServer::ReportStatus(std::int32_t status, norvane::Ticks now) {
+void RequestLogServer::ReportStatus(std::int32_t status, norvane::Ticks now) {
     note("status " + std::to_string(status) + " at " + std::to_string(platform::seconds_of(now)));
 }
 
-void RecordingServer::LogInfo(const char* text) {
+void RequestLogServer::LogInfo(const char* text) {
     note(std::string("info ") + text);
 }
 
-void RecordingServer::LogError(const char* text) {
+void RequestLogServer::LogError(const char* text) {
     note(std::string("error ") + text);
 }

@@ -4,18 +4,18 @@
 
 #include "plugin/interfaces/tal_server.h"
 
-/// A server that records one line per request. GUIDs are numbered in the order of their generation, so a test
+/// Writes each request as one line of text. GUIDs are numbered in the order of their generation, so a test
 /// can name an operation.
-class RecordingServer final : public norvane::ITalServer {
+class RequestLogServer final : public norvane::ITalServer {
   public:
     /// The GUID that the call of GenerateGuid with this number returns, counted from 0.
     [[nodiscard]] static norvane::Guid guid(int number);
-    /// "#" and the number of the GUID, as the recorded lines show it.
+    /// "#" and the number of the GUID, as in the lines.
     [[nodiscard]] static std::string number_of(const norvane::Guid& guid);
 
     /// The lines since the last call. Log lines begin with "info " or "error ".
     [[nodiscard]] std::string take();
-    /// Adds lines of the test. Each ends with a line break.
+    /// Adds the test's own lines. Each ends with a line break.
     void add(const std::string& lines) { lines_ += lines; }
 
     void SetEventSink(norvane::IEventSink* sink) override;

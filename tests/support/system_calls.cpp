@@ -15,15 +15,15 @@
 #include <cstdio>
 #include <utility>
 
+using system_calls::Effect;
+using system_calls::FaultInjection;
 using system_calls::Kind;
-using system_calls::Schedule;
-using system_calls::Way;
 
 namespace {
 
-thread_local Schedule* the_schedule = nullptr;
+thread_local FaultInjection* the_injection = nullptr;
 
-/// The definition behind the program's own.
+/// The C library's own function.
 template <typename Function>
 Function* next(const char* name) {
     return std::bit_cast<Function*>(::dlsym(RTLD_NEXT, name));
@@ -36,34 +36,35 @@ std::string path_of(int descriptor) {
     return {path.data(), length < 0 ? 0U : static_cast<std::size_t>(length)};
 }
 
-/// Nothing when the call goes through; otherwise it has failed, or the process has ended.
-Way way_of(Kind kind, const char* path, int descriptor = -1) {
-    Schedule* const schedule = std::exchange(the_schedule, nullptr);  // its own calls are nobody's
-    if (schedule == nullptr) return Way::kNothing;
-    const Way way = schedule->next(kind, path, descriptor);
-    if (way == Way::kKills) ::raise(SIGKILL);
-    the_schedule = schedule;
-    if (way == Way::kFails) errno = schedule->error();
-    return way;
+/// Counts the call; sets errno if it must fail, and ends the process if that is the effect.
+Effect effect_of(Kind kind, const char* path, int descriptor = -1) {
+    FaultInjection* const injection =
+        std::exchange(the_injection, nullptr);  // calls made in here do not count
+    if (injection == nullptr) return Effect::kNone;
+    const Effect effect = injection->next(kind, path, descriptor);
+    if (effect == Effect::kKill) ::raise(SIGKILL);
+    the_injection = injection;
+    if (effect == Effect::kFail) errno = injection->error();
+    return effect;
 }
 
 template <typename Call>
 auto call(Kind kind, const char* path, int descriptor, Call through) -> decltype(through()) {
-    return way_of(kind, path, descriptor) == Way::kFails ? -1 : through();
+    return effect_of(kind, path, descriptor) == Effect::kFail ? -1 : through();
 }
 
-/// A call that moves bytes: count of them, or half of that.
+/// A call that transfers `count` bytes, or half of them.
 template <typename Call>
 ::ssize_t transfer(Kind kind, int descriptor, std::size_t count, Call through) {
-    const Way way = way_of(kind, nullptr, descriptor);
-    if (way == Way::kFails) return -1;
-    const bool half = way == Way::kIsShort || way == Way::kKillsHalf;
+    const Effect effect = effect_of(kind, nullptr, descriptor);
+    if (effect == Effect::kFail) return -1;
+    const bool half = effect == Effect::kShort || effect == Effect::kKillAfterHalf;
     const ::ssize_t done = through(half ? (count + 1) / 2 : count);
-    if (way == Way::kKillsHalf) ::raise(SIGKILL);
+    if (effect == Effect::kKillAfterHalf) ::raise(SIGKILL);
     return done;
 }
 
-/// The parts that make up the first count bytes.
+/// The parts that contain the first `count` bytes.
 std::array<::iovec, 3> first_of(const ::iovec* parts, int number, std::size_t count) {
     std::array<::iovec, 3> first{};
     for (std::size_t i = 0; i < first.size() && i < static_cast<std::size_t>(number); ++i) {
@@ -81,23 +82,23 @@ std::size_t size_of(const ::iovec* parts, int number) {
 
 }  // namespace
 
-Schedule::Schedule(const Fault& fault) : fault_(fault) {
-    the_schedule = this;
+FaultInjection::FaultInjection(const Fault& fault) : fault_(fault) {
+    the_injection = this;
 }
 
-Schedule::~Schedule() {
-    the_schedule = nullptr;
+FaultInjection::~FaultInjection() {
+    the_injection = nullptr;
 }
 
-Way Schedule::next(Kind kind, const char* path, int descriptor) {
+Effect FaultInjection::next(Kind kind, const char* path, int descriptor) {
     const std::uint64_t number = ++calls_[static_cast<std::size_t>(kind)];
-    if (kind != fault_.kind || fault_.way == Way::kNothing) return Way::kNothing;
-    if (number != fault_.at && !(fault_.from_then_on && number > fault_.at)) return Way::kNothing;
-    if (!std::exchange(struck_, true)) path_ = path != nullptr ? path : path_of(descriptor);
-    return fault_.way;
+    if (kind != fault_.kind || fault_.effect == Effect::kNone) return Effect::kNone;
+    if (number != fault_.at && !(fault_.from_then_on && number > fault_.at)) return Effect::kNone;
+    if (!std::exchange(triggered_, true)) path_ = path != nullptr ? path : path_of(descriptor);
+    return fault_.effect;
 }
 
-// The functions that the module and its libraries call, as their headers declare them.
+// The functions that the module and its libraries call, declared as in the system's headers.
 
 #define REPLACED extern "C" __attribute__((visibility("default")))
 
@@ -110,12 +111,12 @@ REPLACED int open(const char* path, int flags, ...) {
                 [&] { return next<int(const char*, int, ...)>("open")(path, flags, mode); });
 }
 
-/// A descriptor is gone whatever the call says.
+/// A failing close also frees the descriptor.
 REPLACED int close(int descriptor) {
-    const Way way = way_of(Kind::kClose, nullptr, descriptor);
+    const Effect effect = effect_of(Kind::kClose, nullptr, descriptor);
     const int error = errno;
     const int result = next<int(int)>("close")(descriptor);
-    if (way != Way::kFails) return result;
+    if (effect != Effect::kFail) return result;
     errno = error;
     return -1;
 }
@@ -181,9 +182,9 @@ REPLACED int fchmod(int descriptor, ::mode_t mode) noexcept {
                 [&] { return next<int(int, ::mode_t)>("fchmod")(descriptor, mode); });
 }
 REPLACED int fsync(int descriptor) {
-    const bool scheduled = the_schedule != nullptr;
+    const bool injecting = the_injection != nullptr;
     return call(Kind::kFlush, nullptr, descriptor,
-                [&] { return scheduled ? 0 : next<int(int)>("fsync")(descriptor); });
+                [&] { return injecting ? 0 : next<int(int)>("fsync")(descriptor); });
 }
 REPLACED ::ssize_t getrandom(void* to, std::size_t size, unsigned flags) {
     return call(Kind::kRandom, "", -1,

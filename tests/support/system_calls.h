@@ -1,8 +1,8 @@
 #pragma once
 
-// Faults at the border to the system. A program that links this has the C library's file functions replaced,
-// for itself and for every library in it: calls go through unless they were made on a thread whose schedule
-// says otherwise. The product has no seam for this and pays nothing.
+// Makes system calls fail. Replaces the C library's file functions in the whole program, including its
+// libraries. Calls are passed on unless the calling thread has a FaultInjection. The product itself contains
+// no code for this.
 
 #include <array>
 #include <cstdint>
@@ -29,44 +29,44 @@ inline constexpr std::array kNames = {"open",   "close",  "stat",     "read",   
                                       "unlink", "rename", "readlink", "fchmod", "fsync", "random"};
 inline constexpr std::size_t kKinds = kNames.size();
 
-enum class Way {
-    kNothing,   // only counts
-    kFails,     // with the error, and without having done anything
-    kIsShort,   // reads or writes half of what it could
-    kKills,     // ends the process with SIGKILL in place of the call
-    kKillsHalf  // and behind half of the write
+enum class Effect {
+    kNone,          // the call is only counted
+    kFail,          // it does nothing and reports the error
+    kShort,         // it reads or writes half of the bytes
+    kKill,          // SIGKILL ends the process instead of the call
+    kKillAfterHalf  // SIGKILL ends the process after half of a write
 };
 
 struct Fault {
     Kind kind = Kind::kOpen;
-    std::uint64_t at = 0;  // the call of that kind that it befalls, from 1
-    Way way = Way::kNothing;
+    std::uint64_t at = 0;  // the affected call of this kind, counted from 1
+    Effect effect = Effect::kNone;
     int error = 0;
     bool from_then_on = false;
 };
 
-/// Befalls the calls of the thread that made it, while it lives. One at a time. Flushes never reach the disk
-/// meanwhile: no test pulls the plug, and thousands of them would wait for it.
-class Schedule {
+/// While it exists, affects the calls of the thread that created it. One object at a time. fsync does nothing
+/// meanwhile: no test cuts the power, and thousands of calls would wait for the disk.
+class FaultInjection {
   public:
-    explicit Schedule(const Fault& fault);
-    Schedule(const Schedule&) = delete;
-    Schedule& operator=(const Schedule&) = delete;
-    ~Schedule();
+    explicit FaultInjection(const Fault& fault);
+    FaultInjection(const FaultInjection&) = delete;
+    FaultInjection& operator=(const FaultInjection&) = delete;
+    ~FaultInjection();
 
     [[nodiscard]] std::uint64_t calls(Kind kind) const { return calls_[static_cast<std::size_t>(kind)]; }
-    [[nodiscard]] bool has_struck() const { return struck_; }
-    /// The path of the call that the fault befell first; that of its file where it was given a descriptor.
+    [[nodiscard]] bool triggered() const { return triggered_; }
+    /// The path of the first affected call, or of the file that its descriptor refers to.
     [[nodiscard]] const std::string& path() const { return path_; }
 
-    /// For the replaced functions: counts the call; how it goes.
-    [[nodiscard]] Way next(Kind kind, const char* path, int descriptor);
+    /// For the replaced functions: counts the call and returns its effect.
+    [[nodiscard]] Effect next(Kind kind, const char* path, int descriptor);
     [[nodiscard]] int error() const { return fault_.error; }
 
   private:
     Fault fault_;
     std::array<std::uint64_t, kKinds> calls_{};
-    bool struck_ = false;
+    bool triggered_ = false;
     std::string path_;
 };
 

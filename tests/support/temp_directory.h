@@ -25,7 +25,7 @@ class TempDirectory {
     boost::filesystem::path path_;
 };
 
-/// A temporary directory that is the process's working directory while it lives.
+/// A temporary directory that is the working directory of the process while it exists.
 class WorkingDirectory : public TempDirectory {
   public:
     WorkingDirectory() : before_(boost::filesystem::current_path()) {

@@ -6,7 +6,7 @@
 
 #if defined(_WIN32)
 
-/// Here the zone is the system's, and no process has one of its own: tests run in UTC.
+/// A process cannot have a time zone of its own on this system: tests run in UTC.
 inline constexpr bool kZonesCanBeSet = false;
 
 inline void set_zone(const std::string& /*rule*/) {}
@@ -24,8 +24,7 @@ inline void set_zone(const std::string& rule) {
     ::setenv("TZ", rule.c_str(), 1);
 }
 
-/// The process's time zone while it lives, and the system's own afterwards. Zones are given as rules, which
-/// need no zone database.
+/// Sets the process's time zone while it exists. Zones are given as POSIX rules, which need no zone database.
 class TimeZone {
   public:
     explicit TimeZone(const std::string& rule) { set_zone(rule), ::tzset(); }
