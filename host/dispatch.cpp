@@ -139,7 +139,7 @@ bool device(const XMLElement& element, std::int32_t devices_id, IEventSink& sink
 void dispatch(const XMLElement& pavo, IEventSink& sink, const platform::Clock& clock) {
     if (const XMLElement* devices = pavo.FirstChildElement(names::kDevices)) {
         const std::int32_t devices_id = integer_attribute(*devices, names::kId).value_or(0);
-        // Every sibling of the first Device is read as a device.
+        // Every element after the first Device is read as a device, whatever its name.
         for (const XMLElement* element = devices->FirstChildElement(names::kDevice); element != nullptr;
              element = element->NextSiblingElement()) {
             if (!device(*element, devices_id, sink, clock)) return;

@@ -5,8 +5,8 @@
 #include "platform/clock.h"
 #include "plugin/interfaces/event_sink.h"
 
-/// Turns one received document into the engine's events, in the order of its elements. A bad attribute takes
-/// its default or makes its element have no effect. A GUID text that is none ends the dispatch of this
-/// document, silently; events already reported stand.
+/// Reports one received document to the engine as events, in the order of its elements. A bad attribute gets
+/// its default or disables its element. At a malformed GUID the rest of the document is ignored, without a
+/// log line; events before it have taken effect.
 void DispatchHostMessage(const tinyxml2::XMLDocument& document, norvane::IEventSink& sink,
                          const platform::Clock& clock);

@@ -93,7 +93,7 @@ void CTalServerImpl::convert(const StreamRecord& request) {
         };
         VideoContainerConverterCommand<Mp4Parser> command(
             std::make_unique<Mp4Parser>(request, ConversionContext{files_, sleeper_, log_line}));
-        (void)command.run();  // the outcome has been logged
+        (void)command.run();  // the command has logged its result
     } catch (const std::exception& error) {
         log_error(error.what());
     } catch (...) {

@@ -23,7 +23,7 @@ inline constexpr const char* kStartTime = "StartTime";
 inline constexpr const char* kEndTime = "EndTime";
 inline constexpr const char* kAttempts = "Attempts";
 
-// Faults.
+// Error texts.
 inline constexpr const char* kUnreadable = "error opening or parsing norvanepi.xml";
 inline constexpr const char* kBadPlugInId = "invalid or missing plug-in id";
 inline constexpr const char* kBadDeviceNumber = "invalid or missing device number";

@@ -84,7 +84,7 @@ void load_records(const XMLElement& pavo, std::vector<DisconnectRecord>& records
     for (const XMLElement* devices = pavo.FirstChildElement(state::kDevices); devices != nullptr;
          devices = devices->NextSiblingElement(state::kDevices)) {
         const auto id = static_cast<std::uint32_t>(positive(*devices, state::kId, state::kBadPlugInId));
-        // Every sibling of the first Device is read as a device.
+        // Every element after the first Device is read as a device, whatever its name.
         for (const XMLElement* device = devices->FirstChildElement(state::kDevice); device != nullptr;
              device = device->NextSiblingElement()) {
             load_device(*device, id, records);
@@ -92,7 +92,7 @@ void load_records(const XMLElement& pavo, std::vector<DisconnectRecord>& records
     }
 }
 
-/// Only the 36-character form: a file with any other form was not written by this module.
+/// Accepts only the 36-character form, the one that this module writes.
 std::optional<Guid> guid_attribute(const XMLElement& element) {
     const char* text = element.Attribute(state::kGuid);
     if (text == nullptr || std::string_view(text).size() != kGuidLength) return std::nullopt;

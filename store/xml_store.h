@@ -5,11 +5,10 @@
 
 namespace norvane {
 
-/// Keeps the state in the file norvanepi_state.xml of the process's working directory. Holds nothing between
-/// calls.
+/// Stores the state in norvanepi_state.xml in the process's working directory. Has no state of its own.
 class CXmlStore final : public IPersistentStore {
   public:
-    /// Both are not owned and have to outlive the store.
+    /// The arguments are not owned and must outlive the store.
     CXmlStore(platform::FileSystem& files, const platform::Clock& clock) : files_(files), clock_(clock) {}
 
     void SaveState(std::vector<DisconnectRecord>& records, const std::vector<Operation>& operations) override;

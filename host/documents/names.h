@@ -1,7 +1,7 @@
 #pragma once
 
-// The vocabulary of the XML messages between host and module under the names of this code. The words
-// themselves stand in the header for hosts; docs/messages.md describes the documents.
+// Constants for the vocabulary of the XML messages between host and module. norvanepi.h defines the words;
+// docs/messages.md describes the documents.
 
 #include <cstdint>
 
@@ -9,7 +9,7 @@
 
 namespace names {
 
-// Elements. The feature message's element and the status message's element differ in one letter's case.
+// Elements. The elements of the feature and the status message differ only in the case of one letter.
 inline constexpr const char* kPavo = NORVANEPI_ELEMENT_PAVO;
 inline constexpr const char* kModules = NORVANEPI_ELEMENT_MODULES;
 inline constexpr const char* kModule = NORVANEPI_ELEMENT_MODULE;
@@ -73,6 +73,6 @@ inline constexpr std::int32_t kRetrievalFailed = NORVANEPI_RETRIEVAL_FAILED;
 inline constexpr std::uint32_t kReservationClass = NORVANEPI_CLASS_RESERVATION;  // and status reports
 inline constexpr std::uint32_t kLogClass = NORVANEPI_CLASS_LOG;
 inline constexpr std::uint32_t kDeviceClass = NORVANEPI_CLASS_DEVICE;    // registration and features too
-inline constexpr std::uint32_t kReleaseClass = NORVANEPI_CLASS_RELEASE;  // a host buffer, no document
+inline constexpr std::uint32_t kReleaseClass = NORVANEPI_CLASS_RELEASE;  // a host's buffer; no document
 
 }  // namespace names

@@ -1,6 +1,6 @@
 #pragma once
 
-// The documents that the module sends, each built fresh. docs/messages.md shows them.
+// Builds the documents that the module sends. docs/messages.md shows them.
 
 #include <tinyxml2.h>
 
@@ -12,10 +12,10 @@
 
 namespace documents {
 
-/// Takes a finished document and its message class (names.h).
+/// Sends a finished document with its message class (names.h).
 using Send = std::function<void(const tinyxml2::XMLDocument&, std::uint32_t)>;
 
-/// A storage command to a device: what is asked, of whom, for which interval.
+/// A storage command to a device for an interval.
 struct DeviceStorageCommand {
     norvane::Guid guid{};
     norvane::DeviceKey device;
@@ -33,7 +33,7 @@ void fill_reservation_request(tinyxml2::XMLDocument& document, const norvane::Gu
 void fill_reservation_release(tinyxml2::XMLDocument& document, const norvane::Guid& guid);
 void fill_status(tinyxml2::XMLDocument& document, std::int32_t status, norvane::Ticks now);
 
-/// level is kLogInformation or kLogError; the text ends at its NUL.
+/// level is kLogInformation or kLogError; the text is NUL-terminated.
 void fill_log_message(tinyxml2::XMLDocument& document, std::int32_t level, const char* text);
 
 }  // namespace documents

@@ -8,9 +8,10 @@ namespace {
 
 constexpr char kQuote = '"';
 constexpr char kEscape = '&';
-constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";  // not the host's locale's to say
+constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";  // independent of the host's locale
 
-/// What stands between the quotes; the closing one may be missing, and what it would escape.
+/// The text between the quotes, unescaped. The closing quote may be missing, and so may the character after
+/// an escape.
 std::string between_quotes(std::string_view text) {
     std::string inside;
     for (std::size_t i = 0; i < text.size() && text[i] != kQuote; ++i) {

@@ -6,11 +6,11 @@
 
 namespace documents {
 
-/// The path's narrow text between double quotes, with & in front of every double quote and & inside.
+/// The path's narrow text in double quotes. Inside, & precedes every double quote and every &.
 [[nodiscard]] std::string quoted(const platform::Path& path);
 
-/// Reads that form back: behind leading white space, up to the closing quote or the end; a text that does not
-/// begin with a quote is one word, up to the first white space.
+/// Reads this form. Skips leading white space and stops at the closing quote or the end of the text. A text
+/// without an opening quote ends at the first white space.
 [[nodiscard]] platform::Path unquoted(const char* text);
 
 }  // namespace documents

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Writes every event down, one short line each; times in seconds.
+/// Records each event as one short line; times are in seconds.
 class RecordingSink final : public norvane::IEventSink {
   public:
     void OnDeviceSupported(std::int32_t devices_id, std::int32_t number) override {
@@ -69,7 +69,7 @@ std::string pavo(const std::string& inside) {
     return dispatch("<Pavo>" + inside + "</Pavo>");
 }
 
-/// One device 7/3 with the given attributes and content.
+/// A document with device 7/3, which has the given attributes and content.
 std::string device(const std::string& attributes, const std::string& inside = "") {
     return pavo("<Devices ID='7'><Device Number='3' " + attributes + ">" + inside + "</Device></Devices>");
 }
@@ -107,7 +107,7 @@ TEST(Dispatch, DocumentsOfOtherShapesHaveNoEffect) {
     EXPECT_EQ(dispatch("<a/><Pavo>" + supported + "</Pavo>"), "supported 7/3\n");
 }
 
-TEST(Dispatch, SupportNeedsExactlyOneAndBothNumbers) {
+TEST(Dispatch, SupportIsExactlyOneWithBothNumbers) {
     EXPECT_EQ(device("NorVaneSupported='1'"), "supported 7/3\n");
     EXPECT_EQ(device("NorVaneSupported='01'"), "");
     EXPECT_EQ(device("NorVaneSupported='true'"), "");
@@ -117,7 +117,7 @@ TEST(Dispatch, SupportNeedsExactlyOneAndBothNumbers) {
               "supported -1/-2\n");
 }
 
-TEST(Dispatch, ElementsBehindADeviceAreDevicesToo) {
+TEST(Dispatch, ElementsAfterADeviceAreReadAsDevices) {
     EXPECT_EQ(
         pavo("<Devices ID='7'><Other Number='1' NorVaneSupported='1'/>"
              "<Device Number='2' NorVaneSupported='1'/><Other Number='3' NorVaneSupported='1'/></Devices>"),
@@ -145,7 +145,7 @@ TEST(Dispatch, ChannelChanges) {
     EXPECT_EQ(encoder("Number='1'", "<Channel Connected='1'/>"), "");
     EXPECT_EQ(encoder("", "<Channel Connected='1'/>"), "");
     EXPECT_EQ(encoder("Number='0'", ""), "");
-    // Only the first element of a name is descended into.
+    // Only the first element of each name is entered.
     const std::string good = "<Encoder Number='0'><Channel Connected='1'/></Encoder></Codec>";
     EXPECT_EQ(device("", "<Codec/><Codec>" + good), "");
     EXPECT_EQ(device("", "<Codec><Encoder Number='1'/>" + good), "");
@@ -218,7 +218,7 @@ TEST(Dispatch, ClipFileNamesInQuotedForm) {
     EXPECT_EQ(file("\"/\xff\xfe.mp4\""), "[/\xff\xfe.mp4]");
 }
 
-TEST(Dispatch, ReservationRepliesStandDirectlyUnderTheRoot) {
+TEST(Dispatch, ReservationRepliesAreChildrenOfTheRoot) {
     const std::string reply =
         "<Storage><Reservation " + kGuid + " TmpDir=' t \"&amp;' OutDir='/o/'/></Storage>";
     EXPECT_EQ(pavo(reply), "reservation 000a [ t \"&] [/o/]\n");
@@ -228,7 +228,7 @@ TEST(Dispatch, ReservationRepliesStandDirectlyUnderTheRoot) {
     EXPECT_EQ(pavo("<Storage/>"), "");
 }
 
-TEST(Dispatch, UnreadableGuidEndsTheDocumentAfterWhatCameBefore) {
+TEST(Dispatch, AfterAMalformedGuidTheDocumentIsIgnored) {
     EXPECT_EQ(
         pavo("<Devices ID='7'><Device Number='1' NorVaneSupported='1'><Storage GUID='nonsense'/></Device>"
              "<Device Number='2' NorVaneSupported='1'/></Devices>"),

@@ -10,7 +10,7 @@ namespace {
 const norvane::Guid kGuid = {
     {0x3f, 0x2b, 0x8c, 0x1e, 0x5d, 0x4a, 0x4e, 0x0b, 0x9a, 0x7c, 0x21, 0xd0, 0xc6, 0xe4, 0xf8, 0xa5}};
 
-/// The document as it goes out, without the declaration that all of them begin with.
+/// The document as it is sent, without its declaration.
 template <typename Fill>
 std::string printed(Fill fill) {
     tinyxml2::XMLDocument document;
@@ -65,14 +65,14 @@ TEST(Documents, ReservationsAndStatus) {
         "<Pavo><NorVane ID=\"5308416\" Status=\"3\" Time=\"12\"/></Pavo>");
 }
 
-TEST(Documents, LogTextIsEscapedByThePrinterAlone) {
+TEST(Documents, LogTextIsEscapedOnlyByThePrinter) {
     EXPECT_EQ(printed([](auto& document) {
                   documents::fill_log_message(document, kLogError, "a <b> & 'c' \"d\"\n\xff");
               }),
               "<log_msg level=\"75\">a &lt;b&gt; &amp; 'c' \"d\"\n\xff</log_msg>");
 }
 
-TEST(Documents, QuotedPathsComeBackWhole) {
+TEST(Documents, UnquotedReversesQuoted) {
     for (const char* path : {"", " ", "/a b", "\"", "&", "a&\"b\"&", "\xff"}) {
         EXPECT_EQ(documents::unquoted(documents::quoted(path).c_str()), path);
     }

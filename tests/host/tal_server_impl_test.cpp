@@ -15,14 +15,14 @@
 
 namespace {
 
-/// What the system says of a directory to be made below a file, and with a quote in its name.
+/// The system's error for a directory below a file and with a quote in its name.
 #if defined(_WIN32)
 constexpr int kNotBelowAFile = 123;  // ERROR_INVALID_NAME
 #else
 constexpr int kNotBelowAFile = ENOTDIR;
 #endif
 
-/// A server on the disk and one in memory.
+/// One server with files on the disk and one with files in memory.
 class TalServerTest : public ::testing::Test {
   protected:
     [[nodiscard]] std::string sent() { return std::exchange(sent_, {}); }
@@ -59,7 +59,7 @@ class TalServerTest : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(TalServerTest, EveryRequestGoesToTheOneWhoServesIt) {
+TEST_F(TalServerTest, EachRequestHasItsMessageClass) {
     server.RequestStorageInfo({}, 7, 3, 0, 0);
     server.RequestDiskReservation({}, 2);
     server.ReleaseDiskReservation({});
@@ -68,7 +68,7 @@ TEST_F(TalServerTest, EveryRequestGoesToTheOneWhoServesIt) {
     EXPECT_EQ(sent(), "256 Devices\n4 Storage\n4 Storage\n4 NorVane 2\n4 NorVane 3\n");
 }
 
-TEST_F(TalServerTest, TemporaryDirectoryIsMadeWithItsParentsUnlessThePathExists) {
+TEST_F(TalServerTest, TemporaryDirectoryIsCreatedWithItsParentsUnlessThePathExists) {
     write_file(directory / "file", "");
     for (const char* path : {"a/b", "a/b", "file"}) {
         request_recordings(directory / path, "o");
@@ -77,7 +77,7 @@ TEST_F(TalServerTest, TemporaryDirectoryIsMadeWithItsParentsUnlessThePathExists)
     EXPECT_TRUE(boost::filesystem::is_directory(directory / "a/b"));
 }
 
-TEST_F(TalServerTest, DirectoryThatCannotBeMadeIsOneErrorAndNoRequest) {
+TEST_F(TalServerTest, IfTheDirectoryCannotBeCreatedAnErrorIsLoggedAndNothingRequested) {
     write_file(directory / "file", "");
     const std::string below = directory / "file/a \"b";
     request_recordings(directory.path(), directory / "first/");
@@ -92,13 +92,13 @@ TEST_F(TalServerTest, DirectoryThatCannotBeMadeIsOneErrorAndNoRequest) {
     in_memory.RequestRecordings({}, 7, 3, 0, 9, "t", "o");
     EXPECT_EQ(sent(), "64 75 Error 'system:5' trying to create directory '\"t\"'\n");
 
-    // The output directory is still the first one.
+    // The output directory has not changed.
     write_file(directory / "clip", make_clip(ClipTrack{.samples = {nal("picture")}}));
     convert(server, directory / "clip");
     EXPECT_TRUE(boost::filesystem::is_directory(directory / "first"));
 }
 
-TEST_F(TalServerTest, ErrorsOfAConversionEndTheClipWithALineAndLeaveTheSource) {
+TEST_F(TalServerTest, AnErrorInAConversionIsLoggedAndKeepsTheClip) {
     files.put("clip", make_clip(ClipTrack{.samples = {nal("picture")}}));
     const std::pair<std::function<void()>, std::string> errors[] = {
         {[] { throw std::runtime_error("no memory"); }, "no memory"}, {[] { throw 17; }, "unknown"}};
@@ -110,7 +110,7 @@ TEST_F(TalServerTest, ErrorsOfAConversionEndTheClipWithALineAndLeaveTheSource) {
     }
 }
 
-TEST_F(TalServerTest, TypeOfAClipMarksItsRecording) {
+TEST_F(TalServerTest, TheTypeOfAClipIsInItsRecording) {
     std::string created;
     files.note = [&created](const std::string& what) {
         created = what.ends_with(".ps") ? what.substr(7) : created;
@@ -124,9 +124,9 @@ TEST_F(TalServerTest, TypeOfAClipMarksItsRecording) {
     }
 }
 
-TEST_F(TalServerTest, GuidsAreRandomOnesOfVersion4) {
+TEST_F(TalServerTest, GuidsAreRandomAndOfVersion4) {
     std::set<norvane::Guid> guids;
-    std::array<std::uint8_t, 16> ones{};  // bits that were ever set
+    std::array<std::uint8_t, 16> ones{};  // bits that were set at least once
     for (int i = 0; i < 100; ++i) {
         const norvane::Guid guid = server.GenerateGuid();
         EXPECT_EQ(guid.version(), norvane::Guid::version_random_number_based);
