@@ -112,7 +112,7 @@ TEST_F(ExportTest, RecordingsAreJoinedAndRangesEndAtKeyFrames) {
     EXPECT_NE(read_file(directory / "out").find("Example: norvanepi-ps export recordings --out gate.mp4"),
               std::string::npos);
     ASSERT_EQ(ps("export recordings --out gate.mp4"), 0) << error();
-    EXPECT_NE(error().find("30 frames left out"), std::string::npos) << error();
+    EXPECT_NE(error().find("30 frames skipped"), std::string::npos) << error();
     const auto all = shown("gate.mp4");
     ASSERT_EQ(all.size(), 120U);
     EXPECT_NEAR(all[49].at, 1.96, 0.002);
@@ -141,7 +141,7 @@ TEST_F(ExportTest, RefusesExportsThatCannotBePlayed) {
         EXPECT_NE(error(), "");
     }
     ASSERT_EQ(ps("export recordings -o o.mp4" + sets), 0) << error();
-    EXPECT_EQ(ps("export recordings -o o.mp4" + sets), 2);  // the file already exists
+    EXPECT_EQ(ps("export recordings -o o.mp4" + sets), 2);  // already exists
 }
 
 TEST_F(ExportTest, DamagedPayloadsAreExportedOrRefusedWithoutACrash) {

@@ -1,4 +1,4 @@
-// norvanepi-ps as a program: every subcommand on sound, damaged and foreign files.
+// Runs the norvanepi-ps program: each subcommand on valid, damaged and unrelated files.
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
@@ -18,7 +18,7 @@ std::string native(const std::string& path) {
     return boost::filesystem::path(path).make_preferred().string();
 }
 
-/// A camera's clip with its parameter sets in front of each key picture.
+/// A clip with parameter sets before each key frame.
 ClipTrack playable() {
     const std::string key = nal("\x67 sequence") + nal("\x68 picture") + nal("\x65 key");
     return {.samples = {key, nal("\x41 other"), key}, .sync = {{1, 3}}};
@@ -28,10 +28,10 @@ class PsProgramTest : public ProgramTest {
   protected:
     PsProgramTest() { write_file(directory_ / "front.mp4", make_clip(playable())); }
 
-    /// Runs a command line of the program in the test's directory.
+    /// Runs the program in the test's directory.
     Outcome ps(const std::string& arguments) { return run(full_path(NORVANEPI_PS) + " " + arguments); }
 
-    /// The JSON of a run that has to end so, held against the schema.
+    /// Runs the program with --json, checks its exit status and the schema, and returns the JSON.
     json json_of(const std::string& arguments, int status) {
         const Outcome shown = ps(arguments + " --json");
         EXPECT_EQ(shown.status, status) << shown.err;
@@ -42,7 +42,7 @@ class PsProgramTest : public ProgramTest {
         return json::parse(shown.out, nullptr, false);
     }
 
-    /// Makes the recording that all examples speak of.
+    /// Creates the recording that the help examples use.
     void convert(const std::string& more = "") {
         const Outcome made =
             ps("convert front.mp4 --start 2018-06-22T16:05:09Z --out recordings --identifier "
@@ -58,10 +58,10 @@ class PsProgramTest : public ProgramTest {
     }
 
     const std::string kPath = "recordings/2018/06/22/16/0509-00A10380e.ps";
-    const std::string kFound = native(kPath);  // by a search
+    const std::string kFound = native(kPath);  // as found in a directory
 };
 
-TEST_F(PsProgramTest, TheExampleOfEachHelpRuns) {
+TEST_F(PsProgramTest, HelpExamplesRun) {
     for (const std::string command : {"convert", "info", "frames", "verify", "repair", "probe", "report"}) {
         const std::string help = ps(command + " --help").out;
         std::smatch example;
@@ -72,7 +72,7 @@ TEST_F(PsProgramTest, TheExampleOfEachHelpRuns) {
     }
 }
 
-TEST_F(PsProgramTest, WrongUsageAndMissingFilesGiveOneLineAndStatus2) {
+TEST_F(PsProgramTest, WrongUsageAndMissingFilesPrintOneLineAndReturn2) {
     for (const std::string line :
          {"", "verify", "verify missing", "verify --jobs 0 .", "verify .", "frames missing.ps",
           "frames --from yesterday front.mp4", "probe missing.mp4", "convert front.mp4 --out x",
@@ -86,7 +86,7 @@ TEST_F(PsProgramTest, WrongUsageAndMissingFilesGiveOneLineAndStatus2) {
     }
 }
 
-TEST_F(PsProgramTest, ReportIsTheSameOverFilesAndOverWhatVerifyWrote) {
+TEST_F(PsProgramTest, ReportIsEqualForRecordingsAndForVerifyOutput) {
     convert();
     ASSERT_EQ(ps("report recordings -o direct.html").status, 0);
     ASSERT_EQ(ps("verify --json recordings").status, 0);
@@ -107,7 +107,7 @@ TEST_F(PsProgramTest, ReportIsTheSameOverFilesAndOverWhatVerifyWrote) {
     }
 }
 
-TEST_F(PsProgramTest, VerifyTellsFaultsFromSoundnessAndWhatRepairMends) {
+TEST_F(PsProgramTest, VerifyReportsFaultsAndWhetherTheyAreRepairable) {
     convert();
     EXPECT_EQ(ps("verify recordings").out, kFound + ": verified, 3 frames in 1 span\n");
     EXPECT_EQ(ps("verify --deep --jobs 3 recordings " + kPath).status, 0);
@@ -126,7 +126,7 @@ TEST_F(PsProgramTest, VerifyTellsFaultsFromSoundnessAndWhatRepairMends) {
     EXPECT_EQ(table[2].at("mendable"), false);
 }
 
-TEST_F(PsProgramTest, InfoShowsTimesOfBothClocksAndWhetherAPlayerCanDecode) {
+TEST_F(PsProgramTest, InfoShowsUtcAndLocalTimeAndDecodability) {
     convert();
     const json sound = json_of("info recordings", 0).at("recordings")[0];
     EXPECT_EQ(sound.at("first"), "2018-06-22T16:05:09.000Z");
@@ -134,7 +134,7 @@ TEST_F(PsProgramTest, InfoShowsTimesOfBothClocksAndWhetherAPlayerCanDecode) {
     EXPECT_EQ(sound.at("streams")[0].at("name"), "Front gate");
     EXPECT_EQ(sound.at("decodable"), true);
 
-    // No parameter sets; and a path that is 8 minutes off, which no time zone explains.
+    // No parameter sets, and a path that is 8 minutes off, which matches no time zone.
     write_file(directory_ / "front.mp4", make_clip({.samples = {nal("\x65 key")}}));
     convert("--force");
     const std::string moved = directory_ / "2018/06/22/18";
@@ -145,10 +145,10 @@ TEST_F(PsProgramTest, InfoShowsTimesOfBothClocksAndWhetherAPlayerCanDecode) {
     EXPECT_EQ(off.at("path_contradicts"), true);
     EXPECT_EQ(off.at("parameter_sets"), false);
     EXPECT_THAT(off.at("hindrances")[0], HasSubstr("no parameter sets"));
-    EXPECT_THAT(ps("info 2018").out, HasSubstr("which no time zone explains"));
+    EXPECT_THAT(ps("info 2018").out, HasSubstr("which matches no time zone"));
 }
 
-TEST_F(PsProgramTest, FramesListsTheEntriesBetweenTwoTimes) {
+TEST_F(PsProgramTest, FramesListsEntriesInATimeRange) {
     convert();
     const std::string heading = "number,slot,time,key,size,position,previous,next,key_distance\n";
     EXPECT_EQ(ps("frames --csv --from 2018-06-22T16:05:09.001Z --to 2018-06-22T16:05:09.600Z " + kPath).out,
@@ -158,13 +158,13 @@ TEST_F(PsProgramTest, FramesListsTheEntriesBetweenTwoTimes) {
     EXPECT_THAT(ps("frames " + kPath).err, HasSubstr("no index"));
 }
 
-TEST_F(PsProgramTest, RepairMakesTheIndexAnewAndKeepsTheOldFiles) {
+TEST_F(PsProgramTest, RepairRebuildsTheIndexAndKeepsTheOldFiles) {
     convert();
     const std::string whole = data();
     const std::string sound_index = index();
-    EXPECT_EQ(ps("repair recordings").out, kFound + ": sound\n");
+    EXPECT_EQ(ps("repair recordings").out, kFound + ": no faults\n");
 
-    // Interrupted: a zero count in the index, and the beginning of one more packet.
+    // An interrupted conversion: the entry count is zero, and a packet is incomplete.
     const std::string broken_index = std::string(sound_index).replace(20, 4, std::string(4, '\0'));
     const std::string cut = whole + whole.substr(1978, 50);
     write_file(directory_ / kPath, cut);
@@ -185,16 +185,16 @@ TEST_F(PsProgramTest, RepairMakesTheIndexAnewAndKeepsTheOldFiles) {
     EXPECT_EQ(read_file(directory_ / (kPath + ".bak")), cut);
     EXPECT_EQ(read_file(directory_ / (kPath + "i.bak")), broken_index);
 
-    // Nothing is overwritten: the kept files of the first repair stay.
+    // The .bak files of the first repair are not overwritten.
     write_file(directory_ / (kPath + "i"), "");
-    EXPECT_THAT(ps("repair recordings").out, HasSubstr("i.bak is in the way"));
+    EXPECT_THAT(ps("repair recordings").out, HasSubstr("i.bak: already exists"));
     write_file(directory_ / kPath, std::string(whole).replace(1978, 3, "xyz"));
     const Outcome damaged = ps("repair recordings");
     EXPECT_EQ(damaged.status, 1);
     EXPECT_THAT(damaged.out, HasSubstr("not repaired"));
 }
 
-TEST_F(PsProgramTest, ProbeNamesTheRuleAndAgreesWithTheConversion) {
+TEST_F(PsProgramTest, ProbeReportsTheRuleAndMatchesConvert) {
     const ClipTrack track = playable();
     ClipTrack long_offsets = track;
     long_offsets.order.back() = "co64";
@@ -214,7 +214,7 @@ TEST_F(PsProgramTest, ProbeNamesTheRuleAndAgreesWithTheConversion) {
         const char* result;
     } cases[] = {
         {whole, "", "converted"},
-        {"no clip at all", "no-ftyp", "refused"},
+        {"not a clip", "no-ftyp", "refused"},
         {box("ftyp", "isom") + box("moof", ""), "fragmented", "refused"},
         {make_clip(long_offsets), "co64", "refused"},
         {make_clip(no_sizes), "no-tables", "refused"},
@@ -238,21 +238,21 @@ TEST_F(PsProgramTest, ProbeNamesTheRuleAndAgreesWithTheConversion) {
     }
 }
 
-TEST_F(PsProgramTest, ConvertReplacesNothingUnlessForced) {
+TEST_F(PsProgramTest, ConvertReplacesARecordingOnlyWithForce) {
     convert();
-    write_file(directory_ / (kPath + "i"), "somebody's");
+    write_file(directory_ / (kPath + "i"), "other content");
     const std::string line =
         "convert front.mp4 --start 2018-06-22T16:05:09Z --out recordings --identifier "
         "10551296 --device 3 ";
     const Outcome refused = ps(line);
     EXPECT_EQ(refused.status, 1);
-    EXPECT_THAT(refused.err, HasSubstr("is there already"));
-    EXPECT_EQ(index(), "somebody's");
-    EXPECT_EQ(ps(line + "--force front.mp4").status, 0);  // the second one begins a second later
+    EXPECT_THAT(refused.err, HasSubstr("already exists"));
+    EXPECT_EQ(index(), "other content");
+    EXPECT_EQ(ps(line + "--force front.mp4").status, 0);  // the second clip starts one second later
     EXPECT_THAT(ps("verify recordings").err, HasSubstr("2 recordings, 0 with faults"));
 }
 
-TEST_F(PsProgramTest, ManualAndCompletionAreMadeFromTheDeclarations) {
+TEST_F(PsProgramTest, ManualAndCompletionContainTheSubcommands) {
     for (const char* word : {"verify", "repair"}) {
         EXPECT_THAT(ps("--print-man").out, HasSubstr(std::string(".SS \"") + word)) << word;
         EXPECT_THAT(ps("--print-completion").out, HasSubstr(word));
@@ -260,7 +260,7 @@ TEST_F(PsProgramTest, ManualAndCompletionAreMadeFromTheDeclarations) {
 }
 
 #ifndef _WIN32
-TEST_F(PsProgramTest, AShellCompletesAndOutputThatIsLostIsAnError) {
+TEST_F(PsProgramTest, CompletionWorksInBashAndFailedOutputIsAnError) {
     write_file(directory_ / "completion", ps("--print-completion").out);
     EXPECT_EQ(run("bash -c \". ./completion; COMP_WORDS=(norvanepi-ps verify --d) COMP_CWORD=2; "
                   "_norvanepi_ps; echo ${COMPREPLY[@]}\"")

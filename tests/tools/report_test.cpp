@@ -1,4 +1,4 @@
-// norvanepi-ps report: what it counts, and that nothing a camera calls itself gets out of its place.
+// norvanepi-ps report: accounts of lost time, and safe embedding of camera names.
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ using ps_tool::Intervals;
 
 constexpr const char* kGuid = "3f2b8c1e-5d4a-4e0b-9a7c-21d0c6e4f8a5";
 
-/// A recording as verify describes it, of one span in seconds since 1970.
+/// A recording in the form of verify --json with one span. Times are in seconds since 1970.
 Json recording(const std::string& id, const std::string& name, std::int64_t first, std::int64_t last,
                int faults = 0) {
     const auto time = [](std::int64_t seconds) {
@@ -38,7 +38,7 @@ Json recording(const std::string& id, const std::string& name, std::int64_t firs
             {"spans", {{{"slot", 0}, {"kind", 128}, {"first", time(first)}, {"last", time(last)}}}}};
 }
 
-/// A transcript, a message a line, of a camera whose recordings have the id 00A10380.
+/// Builds a transcript of a camera with the clip id 00A10380.
 class Transcript {
   public:
     void device(const std::string& content) {
@@ -50,9 +50,9 @@ class Transcript {
         device(fmt::format(
             "<Codec><Encoder Number='0'><Channel Number='0' Connected='{}' Time='{}'/></Encoder></Codec>",
             connected ? 1 : 0, time));
-        given_back();
+        release_buffer();
     }
-    void ask(int start, int stop) {
+    void request(int start, int stop) {
         line("from module",
              fmt::format("<Pavo><Devices ID='10551296'><Device Number='3'><Storage GUID='{}' Command='1' "
                          "Start='{}' Stop='{}'/></Device></Devices></Pavo>",
@@ -65,11 +65,11 @@ class Transcript {
                         "Stop='{}'/></Context></Input>",
                         kGuid, start, stop));
         if (!error.empty()) line("from module", "<log_msg level='75'>" + error + "</log_msg>", 0);
-        given_back();
+        release_buffer();
     }
     void status(int status) {
         device(fmt::format("<Storage GUID='{}' RetrievalStatus='{}' ErrorCode='5'/>", kGuid, status));
-        given_back();
+        release_buffer();
     }
     std::vector<ps_tool::LostTime> lost() const {
         std::istringstream in(text_);
@@ -77,7 +77,7 @@ class Transcript {
     }
 
   private:
-    void given_back() { text_ += Json{{"direction", "from module"}, {"number", number_}}.dump() + "\n"; }
+    void release_buffer() { text_ += Json{{"direction", "from module"}, {"number", number_}}.dump() + "\n"; }
     void line(const char* direction, const std::string& text, int number) {
         Json one = {{"direction", direction}, {"text", text}};
         if (number != 0) one["number"] = number;
@@ -89,7 +89,7 @@ class Transcript {
 };
 
 std::string text_of(const ps_tool::Account& account) {
-    std::string text = fmt::format("lost {} recovered {} not there {}", account.lost / 1000,
+    std::string text = fmt::format("lost {} recovered {} not on camera {}", account.lost / 1000,
                                    account.recovered / 1000, account.not_on_camera / 1000);
     std::int64_t sum = account.recovered + account.not_on_camera;
     for (const auto& [kind, parts] : {std::pair("refused", &account.refused), {"failed", &account.failed}}) {
@@ -98,17 +98,17 @@ std::string text_of(const ps_tool::Account& account) {
             sum += length;
         }
     }
-    return sum == account.lost ? text : text + " and that is not all";
+    return sum == account.lost ? text : text + " (parts do not add up)";
 }
 
 const std::string kCamera = "00A10380";
 
 }  // namespace
 
-TEST(Coverage, CountsWhatOverlapsOnceAndSplitsDays) {
-    const Intervals joined = ps_tool::joined({{50, 60}, {0, 10}, {5, 20}, {21, 30}, {40, 40}}, 1);
-    EXPECT_EQ(joined, (Intervals{{0, 30}, {50, 60}}));
-    EXPECT_EQ(ps_tool::without(joined, {{-5, 5}, {10, 11}, {29, 52}}),
+TEST(Coverage, MergesOverlapsAndSplitsDays) {
+    const Intervals merged = ps_tool::merge({{50, 60}, {0, 10}, {5, 20}, {21, 30}, {40, 40}}, 1);
+    EXPECT_EQ(merged, (Intervals{{0, 30}, {50, 60}}));
+    EXPECT_EQ(ps_tool::difference(merged, {{-5, 5}, {10, 11}, {29, 52}}),
               (Intervals{{5, 10}, {11, 29}, {52, 60}}));
     EXPECT_EQ(ps_tool::longest_gaps({{0, 1}, {5, 6}, {8, 9}, {100, 101}}, 2), (Intervals{{9, 100}, {1, 5}}));
     using ps_tool::kDay;
@@ -116,45 +116,46 @@ TEST(Coverage, CountsWhatOverlapsOnceAndSplitsDays) {
     EXPECT_EQ(days, (std::map<std::int64_t, std::int64_t>{{0, 10}, {1, 5}, {2, 0}, {3, kDay}}));
 }
 
-TEST(LostTime, EverySecondIsAccountedForOnce) {
-    Transcript story;
-    story.channel(false, 1'000);
-    story.channel(true, 1'100);
-    story.ask(990, 1'100);
-    story.clip(1'000, 1'020);
-    story.clip(1'020, 1'040, "Unsupported file format - c.\n");
-    story.clip(1'040, 1'050);  // and its recording is gone
-    story.status(3);
+TEST(LostTime, EachSecondIsCountedOnce) {
+    Transcript transcript;
+    transcript.channel(false, 1'000);
+    transcript.channel(true, 1'100);
+    transcript.request(990, 1'100);
+    transcript.clip(1'000, 1'020);
+    transcript.clip(1'020, 1'040, "Unsupported file format - c.\n");
+    transcript.clip(1'040, 1'050);  // its recording is missing
+    transcript.status(3);
     const std::map<std::string, Intervals> covered = {{kCamera, {{900'000, 1'020'000}}}};
-    EXPECT_EQ(text_of(ps_tool::account_for(story.lost(), covered)[kCamera]),
-              "lost 100 recovered 20 not there 50 refused 'Unsupported file format' 20 failed 'recording is "
-              "missing' 10");
+    EXPECT_EQ(
+        text_of(ps_tool::account_for(transcript.lost(), covered)[kCamera]),
+        "lost 100 recovered 20 not on camera 50 refused 'Unsupported file format' 20 failed 'recording is "
+        "missing' 10");
 }
 
-TEST(LostTime, WhatWasNotFetchedHasItsReason) {
-    const auto accounted = [](const Transcript& story) {
-        return text_of(ps_tool::account_for(story.lost(), {})[kCamera]);
+TEST(LostTime, UnfetchedTimeHasAReason) {
+    const auto accounted = [](const Transcript& transcript) {
+        return text_of(ps_tool::account_for(transcript.lost(), {})[kCamera]);
     };
     Transcript unsupported;
     unsupported.channel(false, 1'000);
     unsupported.channel(true, 1'100);
-    EXPECT_EQ(accounted(unsupported), "lost 100 recovered 0 not there 0 failed 'never asked for' 100");
+    EXPECT_EQ(accounted(unsupported), "lost 100 recovered 0 not on camera 0 failed 'never requested' 100");
 
-    Transcript restarted;  // nobody told of the loss
-    restarted.ask(1'000, 1'060);
-    EXPECT_EQ(accounted(restarted), "lost 60 recovered 0 not there 0 failed 'not finished' 60");
+    Transcript restarted;  // the loss was not reported
+    restarted.request(1'000, 1'060);
+    EXPECT_EQ(accounted(restarted), "lost 60 recovered 0 not on camera 0 failed 'not finished' 60");
     restarted.status(4);
-    EXPECT_EQ(accounted(restarted), "lost 60 recovered 0 not there 0 failed 'error 5' 60");
-    restarted.ask(1'030, 1'060);  // the retry
+    EXPECT_EQ(accounted(restarted), "lost 60 recovered 0 not on camera 0 failed 'error 5' 60");
+    restarted.request(1'030, 1'060);  // the retry
     restarted.device(std::string("<Storage GUID='") + kGuid +
                      "'><Input><Context Number='0' Recordings='0'/></Input></Storage>");
-    EXPECT_EQ(accounted(restarted), "lost 60 recovered 0 not there 60");
+    EXPECT_EQ(accounted(restarted), "lost 60 recovered 0 not on camera 60");
 
-    std::istringstream foreign("no transcript\n");
+    std::istringstream foreign("not a transcript\n");
     EXPECT_THROW(ps_tool::read_transcript(foreign), std::runtime_error);
 }
 
-TEST(ReportPage, NamesStayTextAndFoldedIdsAreTold) {
+TEST(ReportPage, EscapesNamesAndMarksSharedIds) {
     const std::string hostile = "</script><script>alert(1)</script>\xFF";
     ps_tool::PageData data;
     data.add(recording(kCamera, hostile, 1'529'683'509, 1'529'683'519));

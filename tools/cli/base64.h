@@ -5,7 +5,7 @@
 
 namespace cli {
 
-/// RFC 4648, section 4.
+/// Encodes bytes in base64 (RFC 4648, section 4).
 [[nodiscard]] std::string base64(std::string_view bytes);
 
 }  // namespace cli

@@ -12,7 +12,7 @@
 namespace cli {
 
 void print_error(std::string_view tool, std::string_view text) {
-    // One line whatever the text holds: scripts read these.
+    // Scripts rely on one line per error.
     std::string line(text);
     std::replace(line.begin(), line.end(), '\n', ' ');
     fmt::print(stderr, "{}: error: {}\n", tool, line);
@@ -35,7 +35,7 @@ int run_tool(std::string_view tool, const std::function<int()>& body, int unexpe
             print_error(tool, error.what());
             return unexpected;
         }
-    } catch (...) {  // even the line above could not be printed
+    } catch (...) {  // printing the error failed
         return unexpected;
     }
 }

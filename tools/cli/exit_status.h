@@ -1,6 +1,6 @@
 #pragma once
 
-// How a tool of this project ends.
+// Exit status and error output of the tools.
 
 #include <functional>
 #include <stdexcept>
@@ -9,12 +9,11 @@
 
 namespace cli {
 
-/// Everything expected happened; something did not; the tool could not begin.
 inline constexpr int kSuccess = 0;
-inline constexpr int kFailure = 1;
-inline constexpr int kCannotRun = 2;
+inline constexpr int kFailure = 1;    // the tool ran and found something wrong
+inline constexpr int kCannotRun = 2;  // wrong usage, or an input or the environment is unusable
 
-/// Ends a tool with kCannotRun: its input or surroundings are not what it needs.
+/// Ends a tool with the exit status kCannotRun.
 class CannotRun : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -23,8 +22,9 @@ class CannotRun : public std::runtime_error {
 /// Prints "tool: error: text" as one line on standard error.
 void print_error(std::string_view tool, std::string_view text);
 
-/// Runs a tool's body. What it throws becomes one line on standard error and the status: kCannotRun for
-/// CannotRun, `unexpected` for the rest. Standard output that could not be written is an error too.
+/// Runs a tool's body and returns its exit status. An exception becomes one line on standard error; the
+/// status is then kCannotRun for CannotRun and `unexpected` for any other. Failing to write standard output
+/// is an error too.
 [[nodiscard]] int run_tool(std::string_view tool, const std::function<int()>& body,
                            int unexpected = kFailure) noexcept;
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// Work on many things at once, with the results in their order.
+// Runs jobs in parallel and delivers their results in order.
 
 #include <algorithm>
 #include <condition_variable>
@@ -14,13 +14,14 @@
 
 namespace cli {
 
-/// As many as the machine runs at once.
+/// The number of threads that the machine runs at once.
 [[nodiscard]] inline unsigned default_jobs() {
     return std::max(1U, std::thread::hardware_concurrency());
 }
 
-/// Calls work(0) to work(count - 1) on that many threads, and deliver with each result on the calling thread,
-/// in order. What a call throws is thrown here when its turn comes; work that has not begun by then is left.
+/// Calls work(0) to work(count - 1) on `jobs` threads, and deliver(i, result) on the calling thread in the
+/// order of i. Rethrows an exception of work(i) when it is i's turn; jobs that have not begun by then are
+/// dropped.
 template <typename Result>
 class OrderedJobs {
   public:
@@ -31,9 +32,9 @@ class OrderedJobs {
         OrderedJobs state(count, work);
         std::vector<std::jthread> threads;
         for (std::size_t i = 0; i < std::min<std::size_t>(jobs, count); ++i) {
-            threads.emplace_back([&state] { state.work_through(); });
+            threads.emplace_back([&state] { state.run_jobs(); });
         }
-        const Stop stop(state);  // destroyed before the threads, which are joined then
+        const Stop stop(state);  // is destroyed before `threads`, which join
         for (std::size_t i = 0; i < count; ++i) deliver(i, state.wait_for(i));
     }
 
@@ -58,7 +59,7 @@ class OrderedJobs {
 
     OrderedJobs(std::size_t count, const Work& work) : work_(work), slots_(count) {}
 
-    void work_through() {
+    void run_jobs() {
         std::unique_lock lock(mutex_);
         while (next_ < slots_.size()) {
             const std::size_t index = next_++;

@@ -8,14 +8,14 @@ namespace cli {
 
 using Json = nlohmann::ordered_json;
 
-/// A JSON document {"schema": 1, NAME: [...], ...}, printed as its elements come, so that a list of any
-/// length needs no memory. Bytes that are no UTF-8 are shown replaced.
+/// Prints a JSON document {"schema": 1, NAME: [...], ...} one element at a time, so a long list needs no
+/// memory. Replaces bytes that are not UTF-8.
 class JsonList {
   public:
     JsonList(std::FILE* stream, const std::string& name);
     void add(const Json& element);
 
-    /// Ends the document with the members of an object behind the list.
+    /// Ends the list and adds the members of an object.
     void finish(const Json& members = Json::object());
 
   private:
@@ -23,7 +23,7 @@ class JsonList {
     bool empty_ = true;
 };
 
-/// The number that stands as "schema" in every document: it counts up when a reader has to change.
+/// The value of "schema" in every document. It increases when a change would break readers.
 inline constexpr int kJsonSchema = 1;
 
 }  // namespace cli

@@ -10,7 +10,7 @@
 namespace cli {
 namespace {
 
-constexpr double kCells = 32;
+constexpr double kWidth = 32;
 
 }  // namespace
 
@@ -19,9 +19,9 @@ ProgressBar::ProgressBar(std::FILE* stream) : stream_(stream), on_(platform::is_
 void ProgressBar::show(std::string_view label, double fraction) {
     if (!on_) return;
     const double part = std::clamp(fraction, 0.0, 1.0);
-    const auto filled = static_cast<std::size_t>(std::floor(part * kCells));
+    const auto filled = static_cast<std::size_t>(std::floor(part * kWidth));
     const std::string line = fmt::format("{} [{:<{}}] {:3.0f} %", label, std::string(filled, '#'),
-                                         static_cast<int>(kCells), std::floor(part * 100));
+                                         static_cast<int>(kWidth), std::floor(part * 100));
     if (line == drawn_) return;
     fmt::print(stream_, "\r{}\x1b[K", line);
     (void)std::fflush(stream_);

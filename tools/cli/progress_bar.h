@@ -6,15 +6,15 @@
 
 namespace cli {
 
-/// One line that is drawn over itself. Draws nothing unless the stream is a terminal.
+/// A progress bar that redraws its line. Draws nothing unless the stream is a terminal.
 class ProgressBar {
   public:
     explicit ProgressBar(std::FILE* stream);
 
-    /// Fractions outside 0 to 1 are drawn as the nearer end.
+    /// Clamps the fraction to 0..1.
     void show(std::string_view label, double fraction);
 
-    /// Takes the bar off the line, so that other text can be printed.
+    /// Erases the bar, so that other text can be printed.
     void clear();
 
   private:

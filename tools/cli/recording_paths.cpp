@@ -21,7 +21,7 @@ void add_tree(const fs::path& root, std::vector<std::string>& found) {
         if (extension != ".ps" && extension != ".psi") continue;
         if (entry.is_regular_file()) found.push_back(data_path(entry.path()).string());
     }
-    if (found.size() == before) throw CannotRun("no recording below " + root.string());
+    if (found.size() == before) throw CannotRun(root.string() + ": contains no recording");
 }
 
 }  // namespace
@@ -35,7 +35,7 @@ std::vector<std::string> recording_paths(const std::vector<std::string>& paths) 
             } else if (fs::exists(path) || fs::exists(path.string() + "i")) {
                 found.push_back(data_path(path).string());
             } else {
-                throw CannotRun("no such file: " + path.string());
+                throw CannotRun(path.string() + ": no such file or directory");
             }
         }
     } catch (const fs::filesystem_error& error) {

@@ -5,9 +5,10 @@
 
 namespace cli {
 
-/// The data files (NAME.ps) that the paths stand for, sorted and each once: a file for itself, an index file
-/// for its data file, a directory for all that lie below it, also for those of which only the index is there.
-/// Throws CannotRun for a path that is not there, a directory that cannot be read or holds no recording.
+/// The data files (NAME.ps) of the recordings that the paths name, sorted and without duplicates. A path is a
+/// data file, an index file or a directory, which names every recording below it. A recording whose data file
+/// is missing counts too. Throws CannotRun for a path that does not exist and for a directory that cannot be
+/// read or contains no recording.
 [[nodiscard]] std::vector<std::string> recording_paths(const std::vector<std::string>& paths);
 
 }  // namespace cli

@@ -5,7 +5,7 @@
 
 namespace cli {
 
-/// A table for a person: a heading, a rule, rows; columns as wide as their widest cell.
+/// A plain-text table: a heading, a rule and rows. A column is as wide as its widest cell.
 class Table {
   public:
     enum class Align { kLeft, kRight };
@@ -16,10 +16,10 @@ class Table {
 
     explicit Table(std::vector<Column> columns);
 
-    /// Missing cells stay empty, cells beyond the last column are left out.
+    /// Missing cells are empty; cells beyond the last column are dropped.
     void add_row(std::vector<std::string> cells);
 
-    /// Every line ends with a line break and none with blanks.
+    /// Each line ends with a line break, without trailing blanks.
     [[nodiscard]] std::string text() const;
 
   private:

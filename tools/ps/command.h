@@ -1,26 +1,19 @@
 #pragma once
 
-// The frame of norvanepi-ps. A subcommand is a file here that declares itself below the program and says what
-// runs it, and a line in the table of program.cpp.
+// The subcommands of norvanepi-ps. Each is a file that declares its options and its action; program.cpp lists
+// them.
 
-#include <CLI/CLI.hpp>
-#include <functional>
+#include "tools/cli/command_line.h"
 
 namespace ps_tool {
 
-/// What runs the subcommand once the command line was read; gives the exit status. Throws cli::CannotRun.
-struct Command {
-    CLI::App* declared = nullptr;
-    std::function<int()> run;
-};
-
-Command add_info(CLI::App& program);
-Command add_frames(CLI::App& program);
-Command add_verify(CLI::App& program);
-Command add_repair(CLI::App& program);
-Command add_probe(CLI::App& program);
-Command add_convert(CLI::App& program);
-Command add_export(CLI::App& program);
-Command add_report(CLI::App& program);
+void add_info(cli::Program& program);
+void add_frames(cli::Program& program);
+void add_verify(cli::Program& program);
+void add_repair(cli::Program& program);
+void add_probe(cli::Program& program);
+void add_convert(cli::Program& program);
+void add_export(cli::Program& program);
+void add_report(cli::Program& program);
 
 }  // namespace ps_tool

@@ -1,4 +1,4 @@
-// norvanepi-ps convert: the module's own conversion without a host.
+// norvanepi-ps convert: runs the module's conversion without a host.
 
 #include <fmt/format.h>
 
@@ -9,11 +9,10 @@
 #include "convert/clip_path.h"
 #include "convert/mp4_parser.h"
 #include "plugin/interfaces/records.h"
-#include "tools/cli/command_line.h"
 #include "tools/cli/exit_status.h"
 #include "tools/ps/command.h"
+#include "tools/ps/options.h"
 #include "tools/ps/program.h"
-#include "tools/ps/time_option.h"
 
 namespace ps_tool {
 namespace {
@@ -29,7 +28,7 @@ struct ConvertOptions {
     bool force = false;
 };
 
-/// Tells when the last frame of the clip was over.
+/// Reports when the last frame of the clip ends.
 class TimedParser final : public norvane::Mp4Parser {
   public:
     using Mp4Parser::Mp4Parser;
@@ -66,7 +65,8 @@ norvane::ConversionContext context_of(const ConvertOptions& options) {
             {.remove_clip = false, .replace_recording = options.force}};
 }
 
-/// Converts one clip; when the next one begins, or nothing when it was not converted whole.
+/// Converts one clip. Returns its end, which is the start of the next clip, or nullopt if it was not fully
+/// converted.
 std::optional<std::uint32_t> convert(const ConvertOptions& options, const std::string& clip,
                                      std::uint32_t start) {
     const StreamRecord request = request_of(options, clip, start);
@@ -75,7 +75,7 @@ std::optional<std::uint32_t> convert(const ConvertOptions& options, const std::s
             .full();
     auto& files = platform::system_files();
     if (!options.force && (files.open_input(path) || files.open_input(path + "i"))) {
-        cli::print_error(kProgram, path + " is there already; --force replaces it");
+        cli::print_error(kProgram, path + ": already exists; use --force to replace it");
         return std::nullopt;
     }
     TimedParser parser(request, context_of(options));
@@ -87,49 +87,43 @@ std::optional<std::uint32_t> convert(const ConvertOptions& options, const std::s
 std::uint32_t seconds_of(std::int64_t milliseconds) {
     const std::int64_t seconds = milliseconds / 1000;
     if (milliseconds % 1000 != 0 || seconds < 0 || seconds > std::numeric_limits<std::uint32_t>::max()) {
-        throw cli::CannotRun("--start takes whole seconds since 1970");
+        throw cli::CannotRun("--start: must be a whole second after 1970");
     }
     return static_cast<std::uint32_t>(seconds);
 }
 
 int run_convert(const ConvertOptions& options) {
     std::optional<std::uint32_t> start = seconds_of(options.start);
-    for (const std::string& clip : options.clips) {
-        if (!platform::system_files().open_input(clip)) throw cli::CannotRun("cannot open " + clip);
-    }
+    require_readable(options.clips);
     for (const std::string& clip : options.clips) {
         start = convert(options, clip, *start);
-        if (!start) return cli::kFailure;  // nobody knows when the next one began
+        if (!start) return cli::kFailure;  // the start of the next clip is unknown
     }
     return cli::kSuccess;
 }
 
 }  // namespace
 
-Command add_convert(CLI::App& program) {
+void add_convert(cli::Program& program) {
     const auto options = std::make_shared<ConvertOptions>();
-    CLI::App& command = cli::add_command(
-        program, "convert",
-        "Converts MP4 clips as the module does, without a host: clips that follow one "
-        "another. The clips stay "
-        "as they are; the path of each recording goes to standard output",
+    cli::Command command = program.add(
+        "convert",
+        "Converts consecutive MP4 clips as the module does, without a host. Does not change the clips. "
+        "Prints the "
+        "path of each recording",
         "norvanepi-ps convert front.mp4 --start 2018-06-22T16:05:09Z --out recordings --identifier 10551296 "
-        "--device 3 --name \"Front gate\"");
-    command
-        .add_option("CLIP", options->clips, "MP4 clips; each begins when the one before ends, to the second")
-        ->required()
-        ->type_name("CLIP");
-    add_time(command, "--start", options->start, "when the first clip begins (UTC)")->required();
-    command.add_option("--out", options->directory, "root of the output tree")->required()->type_name("DIR");
-    command.add_option("--identifier", options->identifier, "devices identifier, part of the clip id")
-        ->type_name("N");
-    command.add_option("--device", options->device, "device number, part of the clip id")->type_name("N");
-    command.add_option("--name", options->name, "name of the camera input")->type_name("S");
-    command.add_option("--type", options->type, "clip type, 1 or 3: the recording kind")
-        ->type_name("N")
-        ->check(CLI::IsMember({1, 3}));
-    command.add_flag("--force", options->force, "replace a recording that is there already");
-    return {&command, [options] { return run_convert(*options); }};
+        "--device 3 --name \"Front gate\"",
+        [options] { return run_convert(*options); });
+    command.texts("CLIP", "CLIP", options->clips,
+                  "MP4 clips; each starts when the previous one ends, rounded to a second",
+                  cli::Presence::kRequired);
+    add_time(command, "--start", options->start, "start of the first clip (UTC)", cli::Presence::kRequired);
+    command.text("--out", "DIR", options->directory, "root of the output tree", cli::Presence::kRequired);
+    command.number("--identifier", options->identifier, "devices identifier, part of the clip id");
+    command.number("--device", options->device, "device number, part of the clip id");
+    command.text("--name", "S", options->name, "name of the camera input");
+    command.choice("--type", options->type, "clip type, 1 or 3, which sets the recording kind", {1, 3});
+    command.flag("--force", options->force, "replace an existing recording");
 }
 
 }  // namespace ps_tool

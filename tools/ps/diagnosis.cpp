@@ -20,59 +20,59 @@ constexpr BoxType kStbl = box_type("stbl");
 constexpr BoxType kCo64 = box_type("co64");
 constexpr std::array kMandatory = {kStsd, kStts, kStsc, kStsz, kStco};
 constexpr std::array kAvcFormats = {kAvc1, box_type("avc2"), box_type("avc3"), box_type("avc4")};
-constexpr std::size_t kMaxBoxes = 100'000;  // that are kept of a clip made of nothing but boxes
+constexpr std::size_t kMaxBoxes = 100'000;  // limits memory use for a clip that consists of boxes
 constexpr std::uint8_t kFourByteLengths = 3;
 
-/// Frames behind this do not fit a packet.
+/// Larger frames do not fit in a packet.
 constexpr std::uint32_t kMaxFrameSize = kPacketSizeBits - static_cast<std::uint32_t>(PesHeader::size);
 
 class Diagnosis {
   public:
-    Diagnosis(platform::InputFile& clip, const Trial& trial) : in_(&clip), trial_(trial) {}
+    Diagnosis(platform::InputFile& clip, const DryRun& dry_run) : in_(&clip), dry_run_(dry_run) {}
 
     std::vector<Finding> run();
 
   private:
-    void walk();
-    void look_at_fragments();
-    void look_at_meta();
-    void look_at_ends();
-    void look_at_tables();
-    void look_at_formats();
-    void look_at_failed_sample();
+    void collect_boxes();
+    void check_fragments();
+    void check_meta();
+    void check_box_ends();
+    void check_tables();
+    void check_formats();
+    void explain_failure();
     void explain_sample(std::uint64_t number, std::uint64_t at, const Sample& sample, std::uint32_t largest);
-    [[nodiscard]] const BoxInfo* seen(BoxType type) const;
-    [[nodiscard]] bool passes_end(const BoxInfo& box) const {
-        return box.payload_size > in_.size() || box.payload_offset > in_.size() - box.payload_size;
+    [[nodiscard]] const SeenBox* find(BoxType type) const;
+    [[nodiscard]] bool exceeds_clip(const SeenBox& box) const {
+        return box.payload > in_.size() || box.payload_at > in_.size() - box.payload;
     }
-    void find(std::string rule, const BoxInfo& box, std::string text) {
-        findings_.push_back({std::move(rule), name_of(box.type), box.offset, std::move(text)});
+    void add(std::string rule, const SeenBox& box, std::string text) {
+        findings_.push_back({std::move(rule), name_of(box.type), box.at, std::move(text)});
     }
 
     BoxReader in_;
-    const Trial& trial_;
-    std::vector<BoxInfo> boxes_;
+    const DryRun& dry_run_;
+    std::vector<SeenBox> boxes_;
     std::vector<Finding> findings_;
 };
 
 std::vector<Finding> Diagnosis::run() {
     if (!is_mp4(in_)) {
         return {
-            {"no-ftyp", "", 4, "the clip does not begin with an 'ftyp' box: it is taken for no MP4 file"}};
+            {"no-ftyp", "", 4, "the clip does not begin with an 'ftyp' box, so it is not recognized as MP4"}};
     }
-    walk();
-    look_at_fragments();
-    if (trial_.tracks.empty()) {
-        look_at_meta();
-        look_at_ends();
-        look_at_tables();
+    collect_boxes();
+    check_fragments();
+    if (dry_run_.tracks.empty()) {
+        check_meta();
+        check_box_ends();
+        check_tables();
     }
-    look_at_formats();
-    if (!trial_.converted() && !trial_.tracks.empty()) look_at_failed_sample();
+    check_formats();
+    if (!dry_run_.converted() && !dry_run_.tracks.empty()) explain_failure();
     return findings_;
 }
 
-void Diagnosis::walk() {
+void Diagnosis::collect_boxes() {
     in_.clear();
     (void)gather_tracks(
         in_, [](const std::string&) {},
@@ -82,88 +82,85 @@ void Diagnosis::walk() {
     in_.clear();
 }
 
-const BoxInfo* Diagnosis::seen(BoxType type) const {
+const SeenBox* Diagnosis::find(BoxType type) const {
     const auto at =
         std::find_if(boxes_.begin(), boxes_.end(), [type](const BoxInfo& box) { return box.type == type; });
     return at == boxes_.end() ? nullptr : &*at;
 }
 
-void Diagnosis::look_at_fragments() {
-    if (const BoxInfo* fragment = seen(kMoof)) {
-        find("fragmented", *fragment, "the clip is fragmented: samples in movie fragments are not read");
+void Diagnosis::check_fragments() {
+    if (const SeenBox* fragment = find(kMoof)) {
+        add("fragmented", *fragment, "the clip is fragmented; samples in movie fragments are not read");
     }
 }
 
-/// A "meta" box has a version in front of its children, but is walked into like any container: the version is
-/// read as the size of a box that runs to the end of the clip.
-void Diagnosis::look_at_meta() {
+/// A "meta" box begins with a version, but the module enters it like a plain container. It then reads the
+/// version as a box size of 0, which means up to the end of the clip.
+void Diagnosis::check_meta() {
     for (std::size_t i = 0; i + 1 < boxes_.size(); ++i) {
-        if (boxes_[i].type != kMeta || !passes_end(boxes_[i + 1])) continue;
-        find("meta-ahead", boxes_[i],
-             "a 'meta' box stands ahead of the tracks: nothing behind its header is found any more");
+        if (boxes_[i].type != kMeta || !exceeds_clip(boxes_[i + 1])) continue;
+        add("meta-ahead", boxes_[i], "a 'meta' box precedes the tracks; nothing after its header is found");
         return;
     }
 }
 
-void Diagnosis::look_at_ends() {
+void Diagnosis::check_box_ends() {
     if (!findings_.empty()) return;
-    for (const BoxInfo& box : boxes_) {
-        if (!passes_end(box)) continue;
-        find("truncated", box,
-             fmt::format("the box claims {} bytes, but the clip is truncated at byte {}", box.payload_size,
-                         in_.size()));
+    for (const SeenBox& box : boxes_) {
+        if (!exceeds_clip(box)) continue;
+        add("truncated", box,
+            fmt::format("the box has {} bytes, but the clip ends at byte {}", box.payload, in_.size()));
         return;
     }
 }
 
-void Diagnosis::look_at_tables() {
-    if (const BoxInfo* long_offsets = seen(kCo64)) {
-        find("co64", *long_offsets, "chunk offsets of 64 bits are not read, so a mandatory table is missing");
+void Diagnosis::check_tables() {
+    if (const SeenBox* long_offsets = find(kCo64)) {
+        add("co64", *long_offsets, "64-bit chunk offsets are not read, so a mandatory table is missing");
         return;
     }
     std::vector<std::string> missing;
     for (const BoxType type : kMandatory) {
-        if (seen(type) == nullptr) missing.push_back(fmt::format("'{}'", name_of(type)));
+        if (find(type) == nullptr) missing.push_back(fmt::format("'{}'", name_of(type)));
     }
-    const BoxInfo* where = seen(kStbl) != nullptr ? seen(kStbl) : seen(kMoov);
-    const BoxInfo end{kMoov, in_.size(), in_.size(), 0};
+    const SeenBox* where = find(kStbl) != nullptr ? find(kStbl) : find(kMoov);
+    const SeenBox end{kMoov, in_.size(), in_.size(), 0};
     if (where == nullptr && findings_.empty()) {
-        find("no-moov", end, "there is no 'moov' box up to the end of the clip");
+        add("no-moov", end, "the clip has no 'moov' box");
     } else if (where != nullptr && findings_.empty()) {
-        find("no-tables", *where,
-             missing.empty() ? "no track has samples in all of its mandatory tables"
-                             : fmt::format("mandatory tables are missing: {}", fmt::join(missing, ", ")));
+        add("no-tables", *where,
+            missing.empty() ? "no track has samples in all mandatory tables"
+                            : fmt::format("mandatory tables are missing: {}", fmt::join(missing, ", ")));
     }
 }
 
-void Diagnosis::look_at_formats() {
-    const BoxInfo* const box = seen(kStsd);
+void Diagnosis::check_formats() {
+    const SeenBox* const box = find(kStsd);
     if (box == nullptr) return;
-    for (const SampleTables& track : trial_.tracks) {
+    for (const SampleTables& track : dry_run_.tracks) {
         const StsdEntry& entry = track.sample_descriptions.front();
         if (entry.format == kMp4a) continue;
         if (std::find(kAvcFormats.begin(), kAvcFormats.end(), entry.format) == kAvcFormats.end()) {
-            find("not-h264", *box,
-                 fmt::format("the samples are '{}', not H.264, and would be recorded as if they were",
-                             name_of(entry.format)));
+            add("not-h264", *box,
+                fmt::format("the samples are '{}', but would be recorded as H.264", name_of(entry.format)));
         } else if (entry.format == kAvc1 && entry.nal_length_size_minus_one != kFourByteLengths) {
-            find("nal-length-size", *box,
-                 fmt::format("lengths of NAL units have {} bytes, but are read as 4",
-                             entry.nal_length_size_minus_one + 1));
+            add("nal-length-size", *box,
+                fmt::format("NAL unit lengths have {} bytes, but are read as 4 bytes",
+                            entry.nal_length_size_minus_one + 1));
         }
     }
 }
 
-/// The sample behind the last one that went into the recording.
-void Diagnosis::look_at_failed_sample() {
+/// Explains the first sample that was not converted.
+void Diagnosis::explain_failure() {
     std::uint64_t number = 0;
-    for (const SampleTables& track : trial_.tracks) {
+    for (const SampleTables& track : dry_run_.tracks) {
         if (track.sample_descriptions.front().format == kMp4a) continue;
         SampleCursor cursor(track);
         std::uint64_t at = 0;
         while (const auto sample = cursor.next()) {
             at = sample->chunk_offset.value_or(at);
-            if (number++ == trial_.frames) {
+            if (number++ == dry_run_.frames) {
                 return explain_sample(number, at, *sample, track.sample_sizes.largest());
             }
             at += sample->size;
@@ -176,25 +173,25 @@ void Diagnosis::explain_sample(std::uint64_t number, std::uint64_t at, const Sam
     const std::string name = fmt::format("sample {} of {} bytes", number, sample.size);
     if (at + sample.size > in_.size()) {
         findings_.push_back({"truncated", "", at,
-                             fmt::format("{} ends at {}, but the clip is truncated at byte {}", name,
+                             fmt::format("{} ends at byte {}, but the clip ends at byte {}", name,
                                          at + sample.size, in_.size())});
     } else if (sample.size > kMaxFrameSize) {
-        findings_.push_back({"large-sample", "", at, name + ": a packet holds less than 4 MiB"});
+        findings_.push_back({"large-sample", "", at, name + ": too large; a packet holds less than 4 MiB"});
     } else {
         findings_.push_back(
             {"bad-nal-length", "", at,
-             fmt::format("{}: the length of a NAL unit is more than the track's largest sample, {} bytes, or "
-                         "leads past the clip or its packet",
+             fmt::format("{}: a NAL unit is longer than the track's largest sample, {} bytes, or "
+                         "exceeds the clip or the packet",
                          name, largest)});
     }
 }
 
 }  // namespace
 
-std::vector<Finding> diagnose(const std::string& clip, const Trial& trial) {
+std::vector<Finding> diagnose(const std::string& clip, const DryRun& dry_run) {
     const auto file = platform::system_files().open_input(clip);
     if (!file) return {{"unreadable", "", 0, "the clip cannot be opened"}};
-    return Diagnosis(*file, trial).run();
+    return Diagnosis(*file, dry_run).run();
 }
 
 std::string name_of(BoxType type) {

@@ -4,23 +4,23 @@
 #include <string>
 #include <vector>
 
-#include "tools/ps/trial.h"
+#include "tools/ps/dry_run.h"
 
 namespace ps_tool {
 
-/// Why a clip is not converted, or its recording would not be what the clip is.
+/// A reason why a clip is refused or its recording differs from the clip.
 struct Finding {
-    std::string rule;          // a short name that stays the same
-    std::string box;           // type of the box; empty where it is about no box
+    std::string rule;          // a short, stable name
+    std::string box;           // type of the box, or empty
     std::uint64_t offset = 0;  // bytes from the start of the clip
     std::string text;
 };
 
-/// Looks at the clip's boxes and samples for the reasons of what the trial met. Nothing for a clip that is
-/// converted whole into what it is.
-[[nodiscard]] std::vector<Finding> diagnose(const std::string& clip, const Trial& trial);
+/// Looks for the reasons of the result in the clip's boxes and samples. Returns nothing for a clip that is
+/// converted completely and correctly.
+[[nodiscard]] std::vector<Finding> diagnose(const std::string& clip, const DryRun& dry_run);
 
-/// The four characters of a type, dots for those that cannot be printed.
+/// The four characters of a type, with a dot for each that is not printable.
 [[nodiscard]] std::string name_of(BoxType type);
 
 }  // namespace ps_tool

@@ -1,18 +1,17 @@
-// norvanepi-ps export: recordings as files that every player opens.
+// norvanepi-ps export: writes recordings to a file for common players.
 
 #include <fmt/format.h>
 
 #include <filesystem>
 #include <memory>
 
-#include "tools/cli/command_line.h"
 #include "tools/cli/exit_status.h"
 #include "tools/cli/recording_paths.h"
 #include "tools/ps/command.h"
 #include "tools/ps/export/clip_parameter_sets.h"
 #include "tools/ps/export/export_sink.h"
+#include "tools/ps/options.h"
 #include "tools/ps/program.h"
-#include "tools/ps/time_option.h"
 #include "tools/reader/recording.h"
 
 namespace ps_tool {
@@ -22,22 +21,22 @@ struct ExportOptions {
     std::vector<std::string> paths;
     std::string out;
     TimeRange range;
-    std::string parameter_sets;  // a clip; empty for none
+    std::string parameter_sets;  // path of a clip, or empty
     bool force = false;
 };
 
 std::unique_ptr<ExportSink> make_sink(const std::string& out, const Selection& selection) {
-    const std::string form = std::filesystem::path(out).extension().string();
-    if (out == "-" || form == ".h264") return make_elementary_sink(out, selection);
+    const std::string extension = std::filesystem::path(out).extension().string();
+    if (out == "-" || extension == ".h264") return make_elementary_sink(out, selection);
     return make_container_sink(out, selection);
 }
 
 void check_output(const ExportOptions& options) {
-    const std::string form = std::filesystem::path(options.out).extension().string();
-    if (options.out != "-" && form != ".h264" && form != ".mp4" && form != ".mkv")
-        throw cli::CannotRun(options.out + " ends in none of .h264, .mp4 and .mkv");
+    const std::string extension = std::filesystem::path(options.out).extension().string();
+    if (options.out != "-" && extension != ".h264" && extension != ".mp4" && extension != ".mkv")
+        throw cli::CannotRun(options.out + ": unknown extension; use .h264, .mp4 or .mkv");
     if (options.out != "-" && !options.force && std::filesystem::exists(options.out))
-        throw cli::CannotRun(options.out + " is there already; --force replaces it");
+        throw cli::CannotRun(options.out + ": already exists; use --force to replace it");
 }
 
 void write_frames(const Selection& selection, ExportSink& sink) {
@@ -49,17 +48,17 @@ void write_frames(const Selection& selection, ExportSink& sink) {
             opened = frame.recording;
             recording = std::make_unique<reader::Recording>(selection.recordings.at(opened));
         }
-        bytes.assign(frame.size + kReadBeyond, 0);
+        bytes.assign(frame.size + kReadPadding, 0);
         const auto payload = std::span(bytes).first(frame.size);
         if (!recording->read_data(frame.payload_at, payload))
-            throw std::runtime_error(recording->data_path() + " has changed meanwhile");
+            throw std::runtime_error(recording->data_path() + ": changed during the export");
         sink.write(frame, payload);
     }
     sink.finish();
 }
 
-/// A file that is not whole is worse than none.
-void write_out(const Selection& selection, const std::string& out) {
+/// Removes an incomplete file.
+void write_file(const Selection& selection, const std::string& out) {
     const auto sink = make_sink(out, selection);
     try {
         write_frames(selection, *sink);
@@ -74,15 +73,16 @@ void write_out(const Selection& selection, const std::string& out) {
 int run_export(const ExportOptions& options) {
     check_output(options);
     try {
-        const GivenSets given =
-            options.parameter_sets.empty() ? GivenSets() : parameter_sets_of(options.parameter_sets);
+        const ParameterSets given =
+            options.parameter_sets.empty() ? ParameterSets() : parameter_sets_of(options.parameter_sets);
         Selection selection = select_frames(cli::recording_paths(options.paths), options.range, given);
-        give_presentation_times(selection.frames);
-        write_out(selection, options.out);
-        for (const std::string& remark : selection.remarks) fmt::print(stderr, "{}: {}\n", kProgram, remark);
+        set_presentation_times(selection.frames);
+        write_file(selection, options.out);
+        for (const std::string& warning : selection.warnings)
+            fmt::print(stderr, "{}: {}\n", kProgram, warning);
     } catch (const reader::CannotOpen& error) {
         throw cli::CannotRun(error.what());
-    } catch (const Refused& refusal) {
+    } catch (const ExportRefused& refusal) {
         cli::print_error(kProgram, refusal.what());
         return cli::kFailure;
     }
@@ -91,30 +91,24 @@ int run_export(const ExportOptions& options) {
 
 }  // namespace
 
-Command add_export(CLI::App& program) {
+void add_export(cli::Program& program) {
     const auto options = std::make_shared<ExportOptions>();
-    CLI::App& command = cli::add_command(program, "export",
-                                         "Writes recordings of one camera into a file that every player "
-                                         "opens, the pictures untouched. Gaps stay gaps; "
-                                         "key frames can be jumped to; the path goes to standard output",
-                                         "norvanepi-ps export recordings --out gate.mp4");
-    command.add_option("PATH", options->paths, "recordings of one camera, and directories of them")
-        ->required()
-        ->type_name("PATH");
-    command
-        .add_option(
-            "-o,--out", options->out,
-            "the file, by its ending: .mp4, .mkv or .h264; - writes the bare stream to standard output")
-        ->required()
-        ->type_name("FILE");
-    add_time(command, "--from", options->range.from, "begin with the last key frame up to this time (UTC)");
+    cli::Command command = program.add("export",
+                                       "Writes the recordings of one camera to one file for common players, "
+                                       "without re-encoding. Keeps gaps and "
+                                       "key frames. Prints the path of the file",
+                                       "norvanepi-ps export recordings --out gate.mp4",
+                                       [options] { return run_export(*options); });
+    command.texts("PATH", "PATH", options->paths, "recordings of one camera, or directories with recordings",
+                  cli::Presence::kRequired);
+    command.text("-o,--out", "FILE", options->out,
+                 "output file, .mp4, .mkv or .h264; - writes the H.264 stream to standard output",
+                 cli::Presence::kRequired);
+    add_time(command, "--from", options->range.from, "start with the last key frame up to this time (UTC)");
     add_time(command, "--to", options->range.to, "end before the first key frame from this time on (UTC)");
-    command
-        .add_option("--parameter-sets", options->parameter_sets,
-                    "an MP4 clip of the same camera, for recordings that have no parameter sets")
-        ->type_name("CLIP");
-    command.add_flag("--force", options->force, "replace a file that is there already");
-    return {&command, [options] { return run_export(*options); }};
+    command.text("--parameter-sets", "CLIP", options->parameter_sets,
+                 "MP4 clip of the same camera, for recordings without parameter sets");
+    command.flag("--force", options->force, "replace an existing file");
 }
 
 }  // namespace ps_tool

@@ -1,15 +1,13 @@
-// norvanepi-ps frames: the entries of one index, a line each.
+// norvanepi-ps frames: prints the entries of an index, one per line.
 
 #include <fmt/format.h>
 
-#include <limits>
 #include <memory>
 
-#include "tools/cli/command_line.h"
 #include "tools/cli/exit_status.h"
 #include "tools/cli/recording_paths.h"
 #include "tools/ps/command.h"
-#include "tools/ps/time_option.h"
+#include "tools/ps/options.h"
 #include "tools/reader/recording.h"
 
 namespace ps_tool {
@@ -17,8 +15,7 @@ namespace {
 
 struct FramesOptions {
     std::string path;
-    std::int64_t from = std::numeric_limits<std::int64_t>::min();
-    std::int64_t to = std::numeric_limits<std::int64_t>::max();
+    TimeRange range;
     bool csv = false;
 };
 
@@ -51,31 +48,33 @@ void print_frame(const reader::Entry& entry, bool csv) {
 
 int run_frames(const FramesOptions& options) {
     const auto paths = cli::recording_paths({options.path});
-    if (paths.size() != 1) throw cli::CannotRun(options.path + " is more than one recording");
+    if (paths.size() != 1) throw cli::CannotRun(options.path + ": contains more than one recording");
     reader::Recording recording(paths.front());
-    if (!recording.has_index()) throw cli::CannotRun(paths.front() + " has no index; repair makes one");
+    if (!recording.has_index())
+        throw cli::CannotRun(paths.front() + ": no index; run norvanepi-ps repair to create it");
     print_heading(options.csv);
     for (std::uint32_t number = 0; number < recording.entries(); ++number) {
         const auto entry = recording.entry(number);
-        if (!entry) throw cli::CannotRun(fmt::format("entry {} cannot be read", number));
-        const std::int64_t instant = reader::instant_of(entry->time);
-        if (instant >= options.from && instant < options.to) print_frame(*entry, options.csv);
+        if (!entry)
+            throw cli::CannotRun(fmt::format("{}: cannot read entry {} of the index", paths.front(), number));
+        const std::int64_t instant = reader::instant_of(entry->moment);
+        if (instant >= options.range.from && instant < options.range.to) print_frame(*entry, options.csv);
     }
     return cli::kSuccess;
 }
 
 }  // namespace
 
-Command add_frames(CLI::App& program) {
+void add_frames(cli::Program& program) {
     const auto options = std::make_shared<FramesOptions>();
-    CLI::App& command =
-        cli::add_command(program, "frames", "Lists the frames of a recording as its index has them",
-                         "norvanepi-ps frames --csv recordings/2018/06/22/16/0509-00A10380e.ps");
-    command.add_option("FILE", options->path, "a recording")->required()->type_name("FILE");
-    add_time(command, "--from", options->from, "frames from this time on, as in 2018-06-22T16:05:09.000Z");
-    add_time(command, "--to", options->to, "frames before this time");
-    command.add_flag("--csv", options->csv, "comma-separated values");
-    return {&command, [options] { return run_frames(*options); }};
+    cli::Command command = program.add("frames", "Lists the frames of a recording from its index",
+                                       "norvanepi-ps frames --csv recordings/2018/06/22/16/0509-00A10380e.ps",
+                                       [options] { return run_frames(*options); });
+    command.text("FILE", "FILE", options->path, "a recording", cli::Presence::kRequired);
+    add_time(command, "--from", options->range.from,
+             "first time to list, for example 2018-06-22T16:05:09.000Z");
+    add_time(command, "--to", options->range.to, "list only frames before this time");
+    command.flag("--csv", options->csv, "print comma-separated values");
 }
 
 }  // namespace ps_tool

@@ -1,14 +1,14 @@
-// norvanepi-ps info: what recordings hold, and whether a player could show it.
+// norvanepi-ps info: shows the contents of recordings, and whether a player can decode them.
 
 #include <fmt/format.h>
 
 #include <memory>
 #include <optional>
 
-#include "tools/cli/command_line.h"
 #include "tools/cli/exit_status.h"
+#include "tools/cli/plural.h"
 #include "tools/ps/command.h"
-#include "tools/ps/each_recording.h"
+#include "tools/ps/for_each_recording.h"
 #include "tools/ps/recording_json.h"
 #include "tools/reader/recording_info.h"
 #include "tools/reader/recording_path.h"
@@ -19,7 +19,7 @@ namespace {
 using cli::Json;
 using reader::RecordingInfo;
 
-/// The recorder's zone as the path tells it against the first frame.
+/// The recorder's time zone: the difference between the local time in the path and the first frame.
 std::optional<int> zone_of(const reader::Report& report) {
     const auto path = reader::parse_recording_path(report.path);
     if (!path || report.frames == 0) return std::nullopt;
@@ -49,8 +49,8 @@ void print_times(const reader::Report& report) {
     const auto zone = zone_of(report);
     std::string local = "no local time in the path";
     if (path) {
-        local = fmt::format("{} by the path, {}", reader::text_of(path->local_start).substr(0, 19),
-                            zone ? zone_text(*zone) : "which no time zone explains");
+        local = fmt::format("{} in the path, {}", reader::text_of(path->local_start).substr(0, 19),
+                            zone ? zone_text(*zone) : "which matches no time zone");
     }
     print_line("first", fmt::format("{} UTC; {}", reader::text_of(report.first), local));
     print_line("last", reader::text_of(report.last) + " UTC");
@@ -67,9 +67,9 @@ void print_streams(const reader::Report& report) {
 }
 
 std::string gaps_text(const RecordingInfo& info) {
-    if (info.gaps == 0) return ", no gap";
-    return fmt::format(", gaps: {}, {} in all, the longest {}", info.gaps, seconds_text(info.gap_time),
-                       seconds_text(info.longest_gap));
+    if (info.gaps == 0) return ", no gaps";
+    return fmt::format(", {} ({} in total, longest {})", cli::plural(info.gaps, "gap"),
+                       seconds_text(info.gap_time), seconds_text(info.longest_gap));
 }
 
 void print_text(const RecordingInfo& info) {
@@ -77,15 +77,16 @@ void print_text(const RecordingInfo& info) {
     fmt::print("{}\n", report.path);
     print_streams(report);
     print_times(report);
-    print_line("frames", fmt::format("{}, {} of them key pictures", report.frames, report.key_frames));
+    print_line("frames", fmt::format("{}, {} key frames", report.frames, report.key_frames));
     print_line("spans", fmt::format("{}{}", report.spans(), gaps_text(info)));
-    print_line("bytes", fmt::format("{}, {:.2f} % of them padding; index {}", report.data_size,
+    print_line("bytes", fmt::format("{}, {:.2f} % padding; index {}", report.data_size,
                                     info.padding_share() * 100, report.index_size));
     const auto bitrate = info.bitrate();
     print_line("bitrate", bitrate ? fmt::format("{:.0f} kbit/s", *bitrate / 1000) : "-");
     print_line("decodable",
                info.decodable() ? "yes" : fmt::format("no: {}", fmt::join(info.decode_obstacles, "; ")));
-    if (!report.verified()) print_line("faults", fmt::format("{}; verify lists them", report.faults.count()));
+    if (!report.verified())
+        print_line("faults", fmt::format("{}; run norvanepi-ps verify to list them", report.faults.count()));
 }
 
 Json info_json(const RecordingInfo& info) {
@@ -108,27 +109,26 @@ Json info_json(const RecordingInfo& info) {
 int run_info(const CommonOptions& options) {
     std::optional<cli::JsonList> json;
     if (options.json) json.emplace(stdout, "recordings");
-    bool well = true;
-    each_recording<RecordingInfo>(
+    bool ok = true;
+    for_each_recording<RecordingInfo>(
         options, reader::recording_info, [&](const std::string&, const RecordingInfo& info) {
             json ? json->add(info_json(info)) : print_text(info);
-            well &= info.decodable() && info.report.verified() && !contradicts_path(info.report);
+            ok &= info.decodable() && info.report.verified() && !contradicts_path(info.report);
         });
     if (json) json->finish();
-    return well ? cli::kSuccess : cli::kFailure;
+    return ok ? cli::kSuccess : cli::kFailure;
 }
 
 }  // namespace
 
-Command add_info(CLI::App& program) {
+void add_info(cli::Program& program) {
     const auto options = std::make_shared<CommonOptions>();
-    CLI::App& command =
-        cli::add_command(program, "info", "Shows what recordings hold, and whether a player could decode it",
-                         "norvanepi-ps info recordings/");
+    cli::Command command =
+        program.add("info", "Shows the contents of recordings, and whether a player can decode them",
+                    "norvanepi-ps info recordings/", [options] { return run_info(*options); });
     add_paths(command, *options);
     add_jobs(command, *options);
     add_json(command, *options);
-    return {&command, [options] { return run_info(*options); }};
 }
 
 }  // namespace ps_tool

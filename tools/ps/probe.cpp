@@ -1,16 +1,15 @@
-// norvanepi-ps probe: what the module would make of a clip.
+// norvanepi-ps probe: predicts how the module converts a clip.
 
 #include <fmt/format.h>
 
 #include <memory>
 #include <optional>
 
-#include "tools/cli/command_line.h"
 #include "tools/cli/exit_status.h"
 #include "tools/cli/json_list.h"
 #include "tools/ps/command.h"
-#include "tools/ps/common_options.h"
 #include "tools/ps/diagnosis.h"
+#include "tools/ps/options.h"
 
 namespace ps_tool {
 namespace {
@@ -18,28 +17,28 @@ namespace {
 using cli::Json;
 
 struct Probe {
-    Trial trial;
+    DryRun dry_run;
     std::vector<Finding> findings;
 
-    [[nodiscard]] bool well() const { return trial.converted() && findings.empty(); }
+    [[nodiscard]] bool ok() const { return dry_run.converted() && findings.empty(); }
 };
 
-std::string_view result_of(const Trial& trial) {
-    if (trial.converted()) return "converted";
-    return trial.frames > 0 ? "converted in part" : "refused";
+std::string_view result_of(const DryRun& dry_run) {
+    if (dry_run.converted()) return "converted";
+    return dry_run.frames > 0 ? "converted in part" : "refused";
 }
 
-std::string_view place_of_parameter_sets(const Trial& trial) {
-    if (trial.parameter_sets_in_samples) {
-        return trial.parameter_sets_in_description() ? "samples and sample description" : "samples";
+std::string_view parameter_set_location(const DryRun& dry_run) {
+    if (dry_run.parameter_sets_in_samples) {
+        return dry_run.parameter_sets_in_description() ? "samples and sample description" : "samples";
     }
-    return trial.parameter_sets_in_description() ? "sample description" : "none";
+    return dry_run.parameter_sets_in_description() ? "sample description" : "none";
 }
 
 void print_track(std::size_t number, const SampleTables& track) {
     const StsdEntry& entry = track.sample_descriptions.front();
     if (entry.format == kMp4a) {
-        fmt::print("  track {}: '{}', {} samples, passed over\n", number, name_of(entry.format),
+        fmt::print("  track {}: '{}', {} samples, not converted\n", number, name_of(entry.format),
                    track.sample_sizes.size());
     } else {
         fmt::print("  track {}: '{}', {}x{}, {} samples\n", number, name_of(entry.format), entry.width,
@@ -48,14 +47,14 @@ void print_track(std::size_t number, const SampleTables& track) {
 }
 
 void print_text(const std::string& clip, const Probe& probe) {
-    const Trial& trial = probe.trial;
-    fmt::print("{}: {}, {} frames, {} of them key pictures\n", clip, result_of(trial), trial.frames,
-               trial.key_frames);
-    for (std::size_t i = 0; i < trial.tracks.size(); ++i) print_track(i + 1, trial.tracks[i]);
-    if (trial.frames > 0) {
-        fmt::print("  a frame lasts {:.3f} ms\n  parameter sets: {}{}\n", trial.frame_duration * 1000,
-                   place_of_parameter_sets(trial),
-                   trial.parameter_sets_in_samples ? "" : "; the recording will not have them");
+    const DryRun& dry_run = probe.dry_run;
+    fmt::print("{}: {}, {} frames, {} key frames\n", clip, result_of(dry_run), dry_run.frames,
+               dry_run.key_frames);
+    for (std::size_t i = 0; i < dry_run.tracks.size(); ++i) print_track(i + 1, dry_run.tracks[i]);
+    if (dry_run.frames > 0) {
+        fmt::print("  frame duration: {:.3f} ms\n  parameter sets: {}{}\n", dry_run.frame_duration * 1000,
+                   parameter_set_location(dry_run),
+                   dry_run.parameter_sets_in_samples ? "" : "; the recording will not contain them");
     }
     for (const Finding& finding : probe.findings) {
         fmt::print("  offset {}{}: {} ({})\n", finding.offset,
@@ -64,9 +63,9 @@ void print_text(const std::string& clip, const Probe& probe) {
     }
 }
 
-Json tracks_json(const Trial& trial) {
+Json tracks_json(const DryRun& dry_run) {
     Json tracks = Json::array();
-    for (const SampleTables& track : trial.tracks) {
+    for (const SampleTables& track : dry_run.tracks) {
         const StsdEntry& entry = track.sample_descriptions.front();
         tracks.push_back({{"format", name_of(entry.format)},
                           {"width", entry.width},
@@ -86,47 +85,44 @@ Json json_of(const std::string& clip, const Probe& probe) {
                             {"text", finding.text}});
     }
     return {{"path", clip},
-            {"result", result_of(probe.trial)},
-            {"frames", probe.trial.frames},
-            {"key_frames", probe.trial.key_frames},
-            {"frame_duration_ms", probe.trial.frame_duration * 1000},
-            {"parameter_sets", place_of_parameter_sets(probe.trial)},
-            {"tracks", tracks_json(probe.trial)},
+            {"result", result_of(probe.dry_run)},
+            {"frames", probe.dry_run.frames},
+            {"key_frames", probe.dry_run.key_frames},
+            {"frame_duration_ms", probe.dry_run.frame_duration * 1000},
+            {"parameter_sets", parameter_set_location(probe.dry_run)},
+            {"tracks", tracks_json(probe.dry_run)},
             {"findings", findings}};
 }
 
 int run_probe(const CommonOptions& options) {
-    for (const std::string& clip : options.paths) {
-        if (!platform::system_files().open_input(clip)) throw cli::CannotRun("cannot open " + clip);
-    }
+    require_readable(options.paths);
     std::optional<cli::JsonList> json;
     if (options.json) json.emplace(stdout, "clips");
-    bool well = true;
+    bool ok = true;
     const auto work = [&](std::size_t i) {
-        Probe probe{try_conversion(options.paths[i]), {}};
-        probe.findings = diagnose(options.paths[i], probe.trial);
+        Probe probe{run_without_output(options.paths[i]), {}};
+        probe.findings = diagnose(options.paths[i], probe.dry_run);
         return probe;
     };
     const auto show = [&](std::size_t i, const Probe& probe) {
         json ? json->add(json_of(options.paths[i], probe)) : print_text(options.paths[i], probe);
-        well &= probe.well();
+        ok &= probe.ok();
     };
     cli::OrderedJobs<Probe>::run(options.paths.size(), options.jobs, work, show);
     if (json) json->finish();
-    return well ? cli::kSuccess : cli::kFailure;
+    return ok ? cli::kSuccess : cli::kFailure;
 }
 
 }  // namespace
 
-Command add_probe(CLI::App& program) {
+void add_probe(cli::Program& program) {
     const auto options = std::make_shared<CommonOptions>();
-    CLI::App& command = cli::add_command(
-        program, "probe", "Tells what the module would make of an MP4 clip, or why it would refuse it",
-        "norvanepi-ps probe front.mp4");
-    command.add_option("CLIP", options->paths, "MP4 clips")->required()->type_name("CLIP");
+    cli::Command command =
+        program.add("probe", "Shows how the module would convert an MP4 clip, or why it would refuse it",
+                    "norvanepi-ps probe front.mp4", [options] { return run_probe(*options); });
+    command.texts("CLIP", "CLIP", options->paths, "MP4 clips", cli::Presence::kRequired);
     add_jobs(command, *options);
     add_json(command, *options);
-    return {&command, [options] { return run_probe(*options); }};
 }
 
 }  // namespace ps_tool

@@ -4,7 +4,7 @@ namespace ps_tool {
 
 inline constexpr const char* kProgram = "norvanepi-ps";
 
-/// Reads the command line and runs what it asks for; the exit status of the program.
+/// Runs the subcommand of the command line and returns the exit status.
 [[nodiscard]] int run(int argc, const char* const* argv);
 
 }  // namespace ps_tool

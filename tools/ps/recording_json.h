@@ -6,10 +6,10 @@
 
 namespace ps_tool {
 
-/// A recording in JSON (docs/schemas/norvanepi-ps.schema.json).
+/// A recording in the form that `verify` and `info` share (docs/schemas/norvanepi-ps.schema.json).
 [[nodiscard]] cli::Json json_of(const reader::Report& report);
 
-/// The same with its curve, as `verify` shows it and `report` reads it.
+/// The form with its curve that `verify` prints and `report` reads.
 [[nodiscard]] cli::Json json_of(const reader::Report& report, const reader::Curve& curve);
 
 }  // namespace ps_tool

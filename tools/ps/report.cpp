@@ -1,4 +1,4 @@
-// norvanepi-ps report: one page over many recordings.
+// norvanepi-ps report: writes an HTML page about many recordings.
 
 #include <fmt/format.h>
 
@@ -8,11 +8,10 @@
 #include <memory>
 #include <optional>
 
-#include "tools/cli/command_line.h"
-#include "tools/cli/counted.h"
 #include "tools/cli/exit_status.h"
+#include "tools/cli/plural.h"
 #include "tools/ps/command.h"
-#include "tools/ps/each_recording.h"
+#include "tools/ps/for_each_recording.h"
 #include "tools/ps/recording_json.h"
 #include "tools/ps/report/page.h"
 #include "tools/ps/report/page_data.h"
@@ -28,15 +27,15 @@ struct ReportOptions : CommonOptions {
     std::string out;
 };
 
-std::ifstream opened(const std::string& path) {
+std::ifstream open_file(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
-    if (!in || std::filesystem::is_directory(path)) throw cli::CannotRun("cannot open " + path);
+    if (!in || std::filesystem::is_directory(path)) throw cli::CannotRun(path + ": cannot be opened");
     return in;
 }
 
 void add_recordings(const ReportOptions& options, PageData& data) {
     if (options.paths.empty()) return;
-    each_recording<Json>(
+    for_each_recording<Json>(
         options,
         [](reader::Recording& recording) {
             reader::Curve curve;
@@ -48,11 +47,10 @@ void add_recordings(const ReportOptions& options, PageData& data) {
         [&data](const std::string&, const Json& recording) { data.add(recording); });
 }
 
-/// Takes one recording after the other out of the document, so that a fleet's need not fit into memory as a
-/// whole.
+/// Adds and drops each recording while it parses, so the document need not fit into memory.
 void add_document(const std::string& path, PageData& data) {
-    constexpr int kElement = 2;  // depth of an element of "recordings"
-    std::ifstream in = opened(path);
+    constexpr int kElement = 2;  // JSON depth of an element of "recordings"
+    std::ifstream in = open_file(path);
     bool recordings = false;
     const auto take = [&](int depth, Json::parse_event_t event, Json& parsed) {
         if (event == Json::parse_event_t::key && depth == 1) recordings = parsed == "recordings";
@@ -63,14 +61,15 @@ void add_document(const std::string& path, PageData& data) {
     try {
         const Json document = Json::parse(in, take);
         if (document.value("schema", 0) != cli::kJsonSchema || !document.contains("recordings"))
-            throw cli::CannotRun(path + " is not what verify --json writes");
+            throw cli::CannotRun(path + ": not the output of norvanepi-ps verify --json");
     } catch (const Json::exception& error) {
-        throw cli::CannotRun(fmt::format("{} is not what verify --json writes: {}", path, error.what()));
+        throw cli::CannotRun(
+            fmt::format("{}: not the output of norvanepi-ps verify --json: {}", path, error.what()));
     }
 }
 
 void add_transcript(const std::string& path, PageData& data) {
-    std::ifstream in = opened(path);
+    std::ifstream in = open_file(path);
     try {
         data.account_for(read_transcript(in));
     } catch (const std::runtime_error& error) {
@@ -86,45 +85,39 @@ void write_page(const std::string& page, const std::string& out) {
     std::ofstream file(out, std::ios::binary);
     file << page;
     file.close();
-    if (!file) throw cli::CannotRun("cannot write " + out);
+    if (!file) throw cli::CannotRun(out + ": cannot be written");
     fmt::print("{}\n", out);
 }
 
 int run_report(const ReportOptions& options) {
     if (options.paths.empty() && options.from.empty())
-        throw cli::CannotRun("neither a PATH nor --from was given");
+        throw cli::CannotRun("no input; give a PATH or --from");
     PageData data;
     add_recordings(options, data);
     for (const std::string& path : options.from) add_document(path, data);
     if (!options.transcript.empty()) add_transcript(options.transcript, data);
     write_page(report_page(data.document()), options.out);
-    fmt::print(stderr, "{}, {} with faults\n", cli::counted(data.files(), "recording"), data.faulty_files());
+    fmt::print(stderr, "{}, {} with faults\n", cli::plural(data.files(), "recording"), data.faulty_files());
     return data.faulty_files() == 0 ? cli::kSuccess : cli::kFailure;
 }
 
 }  // namespace
 
-Command add_report(CLI::App& program) {
+void add_report(cli::Program& program) {
     const auto options = std::make_shared<ReportOptions>();
-    CLI::App& command = cli::add_command(program, "report",
-                                         "Writes a page over recordings that opens in any browser: a time "
-                                         "line of each camera, coverage, gaps, curves, "
-                                         "and what verify says of each file",
-                                         "norvanepi-ps report recordings --out report.html");
-    command.add_option("PATH", options->paths, "recordings, and directories of them")->type_name("PATH");
-    command
-        .add_option("--from", options->from,
-                    "what verify --json wrote, on this recorder or others; shown together")
-        ->type_name("FILE");
-    command
-        .add_option("--transcript", options->transcript,
-                    "a transcript of the recorder: tells where every lost second went")
-        ->type_name("FILE");
-    command.add_option("-o,--out", options->out, "the page; - is standard output")
-        ->required()
-        ->type_name("FILE");
+    cli::Command command = program.add("report",
+                                       "Writes an HTML page about recordings: a time line of each camera, "
+                                       "coverage, gaps, bitrate curves and the "
+                                       "faults that verify finds",
+                                       "norvanepi-ps report recordings --out report.html",
+                                       [options] { return run_report(*options); });
+    command.texts("PATH", "PATH", options->paths, "recordings, or directories with recordings");
+    command.texts("--from", "FILE", options->from, "output of verify --json, from this recorder or others");
+    command.text("--transcript", "FILE", options->transcript,
+                 "transcript of norvanepi-recorder; adds an account of lost time");
+    command.text("-o,--out", "FILE", options->out, "output file; - is standard output",
+                 cli::Presence::kRequired);
     add_jobs(command, *options);
-    return {&command, [options] { return run_report(*options); }};
 }
 
 }  // namespace ps_tool

@@ -8,7 +8,7 @@
 namespace ps_tool {
 namespace {
 
-/// Never unloaded: what the libraries behind it keep for the life of the process would be lost with them.
+/// The library stays loaded, because its dependencies allocate memory that they never free.
 constexpr auto kStays = static_cast<boost::dll::load_mode::type>(RTLD_NODELETE);
 
 boost::dll::shared_library load() {
@@ -16,13 +16,13 @@ boost::dll::shared_library load() {
     boost::system::error_code error;
     boost::dll::shared_library library(boost::dll::fs::path(name), error,
                                        boost::dll::load_mode::search_system_folders | kStays);
-    if (error) throw cli::CannotRun(name + " is not installed; without it only .h264 can be written");
+    if (error) throw cli::CannotRun(name + ": not installed; install it or use .h264");
     return library;
 }
 
 }  // namespace
 
-// The loader also looks into what libavformat itself needs: libavcodec and libavutil.
+// The lookup includes libavformat's dependencies libavcodec and libavutil.
 AvLibrary::AvLibrary()
     : library_(load()),
       alloc_output_context(

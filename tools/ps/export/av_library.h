@@ -12,11 +12,11 @@ extern "C" {
 
 namespace ps_tool {
 
-/// libavformat and what comes with it, loaded at run time: only one subcommand needs it, and few machines
-/// that record have it. Its functions under their own names.
+/// The functions of libavformat and its dependencies, loaded at run time: only one subcommand needs them, and
+/// few recorders have them installed.
 class AvLibrary {
   public:
-    /// Throws cli::CannotRun where the library of the version that this was built with is not there.
+    /// Throws cli::CannotRun if the library version that this was built with is not installed.
     AvLibrary();
 
   private:

@@ -11,11 +11,11 @@ namespace ps_tool {
 namespace {
 
 constexpr BoxType kAvcC = box_type("avcC");
-constexpr std::uint64_t kBeforeEntries = 8;  // version, flags, count of a sample description box
-constexpr std::uint64_t kVisualEntry = 86;   // bytes of a visual sample entry up to its boxes
+constexpr std::uint64_t kBeforeEntries = 8;  // version, flags and entry count of the sample description box
+constexpr std::uint64_t kVisualEntry = 86;   // size of a visual sample entry without its boxes
 constexpr std::uint64_t kBoxHeader = 8;
 
-void read_units(BoxReader& in, unsigned count, GivenSets& sets) {
+void read_units(BoxReader& in, unsigned count, ParameterSets& sets) {
     for (; count > 0 && in.ok(); --count) {
         std::vector<platform::Byte> unit(std::min<std::uint64_t>(in.u16(), in.left()));
         in.read(unit);
@@ -23,16 +23,16 @@ void read_units(BoxReader& in, unsigned count, GivenSets& sets) {
     }
 }
 
-GivenSets read_configuration(BoxReader& in) {
-    GivenSets sets;
+ParameterSets read_configuration(BoxReader& in) {
+    ParameterSets sets;
     in.skip(5);  // version, profile, compatibility, level, length size
     read_units(in, in.u8() & 0x1FU, sets);
     read_units(in, in.u8(), sets);
     return sets;
 }
 
-/// Of the boxes in the sample entry that the reader stands at.
-GivenSets read_entry(BoxReader& in, std::uint64_t end) {
+/// Finds the configuration box in the sample entry at the reader's position.
+ParameterSets read_entry(BoxReader& in, std::uint64_t end) {
     in.skip(kVisualEntry);
     while (in.ok() && in.position() < end) {
         const std::uint32_t size = in.u32();
@@ -46,9 +46,9 @@ GivenSets read_entry(BoxReader& in, std::uint64_t end) {
 
 }  // namespace
 
-GivenSets parameter_sets_of(const std::string& clip) {
+ParameterSets parameter_sets_of(const std::string& clip) {
     const auto file = platform::system_files().open_input(clip);
-    if (!file) throw cli::CannotRun("cannot open " + clip);
+    if (!file) throw cli::CannotRun(clip + ": cannot be opened");
     BoxReader in(file.get());
     std::vector<BoxInfo> descriptions;
     (void)gather_tracks(
@@ -58,11 +58,11 @@ GivenSets parameter_sets_of(const std::string& clip) {
         });
     for (const BoxInfo& box : descriptions) {
         in.clear();
-        in.seek(box.payload_offset + kBeforeEntries);
-        GivenSets sets = read_entry(in, box.payload_offset + box.payload_size);
+        in.seek(box.payload_at + kBeforeEntries);
+        ParameterSets sets = read_entry(in, box.payload_at + box.payload);
         if (!sets.empty()) return sets;
     }
-    throw Refused(clip + ": no parameter sets in this clip's sample descriptions");
+    throw ExportRefused(clip + ": no parameter sets in the sample descriptions");
 }
 
 }  // namespace ps_tool

@@ -9,7 +9,7 @@
 namespace ps_tool {
 namespace {
 
-static_assert(kReadBeyond >= AV_INPUT_BUFFER_PADDING_SIZE);
+static_assert(kReadPadding >= AV_INPUT_BUFFER_PADDING_SIZE);
 
 constexpr AVRational kTick{1, 1000 * static_cast<int>(kTicksPerMillisecond)};
 
@@ -35,7 +35,7 @@ class ContainerSink final : public ExportSink {
     std::string path_;
     AvLibrary av_;
     AVFormatContext* context_ = nullptr;  // owned
-    AVStream* stream_ = nullptr;          // the context's
+    AVStream* stream_ = nullptr;          // owned by context_
     AVPacket* packet_ = nullptr;          // owned
 };
 
@@ -65,14 +65,14 @@ void ContainerSink::release() {
     context_ = nullptr;
 }
 
-/// Parameter sets in start-code form tell the library that the frames have that form too.
+/// The library expects frames in start-code form if the parameter sets have that form.
 void ContainerSink::describe_stream(const Selection& selection) {
     AVCodecParameters& codec = *stream_->codecpar;
     codec.codec_type = AVMEDIA_TYPE_VIDEO;
     codec.codec_id = AV_CODEC_ID_H264;
     codec.width = static_cast<int>(selection.width);
     codec.height = static_cast<int>(selection.height);
-    codec.extradata = static_cast<std::uint8_t*>(av_.allocate(selection.head.size() + kReadBeyond));
+    codec.extradata = static_cast<std::uint8_t*>(av_.allocate(selection.head.size() + kReadPadding));
     if (codec.extradata == nullptr) throw std::bad_alloc();
     std::ranges::copy(selection.head, codec.extradata);
     codec.extradata_size = static_cast<int>(selection.head.size());
@@ -83,7 +83,7 @@ void ContainerSink::begin_file(const Selection& selection) {
     if (const auto begin = reader::packet_time_of(selection.begins))
         set(&context_->metadata, "creation_time", reader::rfc3339(*begin));
     check(av_.open(&context_->pb, path_.c_str(), AVIO_FLAG_WRITE));
-    context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;  // only decoding times are negative
+    context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;  // decoding times may be negative
     AVDictionary* options = nullptr;
     set(&options, "movflags", "+faststart");
     const int result = av_.write_header(context_, &options);
@@ -112,7 +112,7 @@ void ContainerSink::check(int result) const {
     if (result >= 0) return;
     std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
     (void)av_.describe(result, text.data(), text.size());
-    throw std::runtime_error("cannot write " + path_ + ": " + text.data());
+    throw std::runtime_error(path_ + ": cannot be written: " + text.data());
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ class ElementarySink final : public ExportSink {
         : path_(path == "-" ? "standard output" : path),
           end_(path == "-" ? &std::fflush : &std::fclose),
           file_(path == "-" ? stdout : std::fopen(path.c_str(), "wb"), end_) {
-        if (file_ == nullptr) throw std::runtime_error("cannot write " + path_);
+        if (file_ == nullptr) throw std::runtime_error(path_ + ": cannot be written");
     }
 
     void write(const ExportFrame& /*frame*/, std::span<platform::Byte> bytes) override { put(bytes); }
@@ -26,7 +26,7 @@ class ElementarySink final : public ExportSink {
     using End = int(std::FILE*);
 
     void check(bool done) const {
-        if (!done) throw std::runtime_error("cannot write all of " + path_);
+        if (!done) throw std::runtime_error(path_ + ": cannot be written completely");
     }
 
     std::string path_;

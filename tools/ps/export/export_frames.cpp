@@ -18,9 +18,11 @@ namespace {
 
 using platform::Byte;
 
-constexpr std::size_t kHead = 65'536;  // parameter sets and the first slice stand at the front
+constexpr std::uint32_t kVideoSlots = kSlots / 2;
+constexpr std::size_t kFrontSize =
+    65'536;  // contains the parameter sets and the first slice of most payloads
 
-/// The unit that begins there, up to the next one's start code.
+/// Unit i without its start code.
 h264::Unit unit_at(std::span<const Byte> bytes, const std::vector<reader::NalUnit>& units, std::size_t i) {
     const std::size_t code = bytes[units[i].offset + 2] == 1 ? 3 : 4;
     const std::size_t begin = units[i].offset + code;
@@ -28,15 +30,15 @@ h264::Unit unit_at(std::span<const Byte> bytes, const std::vector<reader::NalUni
     return bytes.subspan(begin, end - begin);
 }
 
-/// The parameter sets in force: what they say, and their bytes.
-class SetsInForce {
+/// The parameter sets in effect, parsed and as bytes.
+class ActiveParameterSets {
   public:
     void take(h264::Unit unit) {
-        if (const auto id = meaning_.add(unit))
+        if (const auto id = parsed_.take(unit))
             bytes_[{h264::type_of(unit), *id}].assign(unit.begin(), unit.end());
     }
-    [[nodiscard]] const h264::ParameterSets& meaning() const { return meaning_; }
-    /// Sequence parameter sets first: their type is the lower one.
+    [[nodiscard]] const h264::ParameterSets& parsed() const { return parsed_; }
+    /// Sequence parameter sets come first, since their type is lower.
     [[nodiscard]] std::vector<Byte> in_start_code_form() const {
         std::vector<Byte> all;
         for (const auto& [type_and_id, unit] : bytes_) {
@@ -47,11 +49,11 @@ class SetsInForce {
     }
 
   private:
-    h264::ParameterSets meaning_;
+    h264::ParameterSets parsed_;
     std::map<std::pair<std::uint8_t, std::uint32_t>, std::vector<Byte>> bytes_;
 };
 
-/// What the front of a payload tells.
+/// The contents of a payload up to its first slice.
 struct Front {
     std::optional<h264::SliceHeader> slice;
     bool has_slice = false;
@@ -62,52 +64,52 @@ class Selector {
   public:
     Selector(const TimeRange& range, Selection& selection) : range_(range), selection_(selection) {}
 
-    void give(const GivenSets& sets) {
+    void give(const ParameterSets& sets) {
         for (const auto& unit : sets) sets_.take(unit);
     }
     void begin_recording(reader::Recording& recording) {
         recording_ = &recording;
         order_ = {};
         ++sequence_;
-        waits_for_key_ = true;
-        left_out_ = 0;
-        older_ = 0;
+        needs_key_frame_ = true;
+        skipped_ = 0;
+        out_of_order_ = 0;
     }
     void take(const reader::Packet& packet);
     void end_recording(const reader::Report& report);
     [[nodiscard]] bool done() const { return done_; }
-    /// Throws Refused when nothing was selected.
-    void refuse_nothing() const;
+    /// Throws ExportRefused if nothing was selected.
+    void require_frames() const;
 
   private:
     Front read_front(const reader::Packet& packet);
-    Front look_at(std::span<const Byte> bytes);
-    void begin_selection(const h264::SliceHeader& slice, bool sets_in_stream, std::int64_t instant);
+    Front parse_front(std::span<const Byte> bytes);
+    void start_selection(const h264::SliceHeader& slice, bool sets_in_stream, std::int64_t instant);
     void append(const reader::Packet& packet, const Front& front, bool key, std::int64_t instant);
-    void remark(std::string text) { selection_.remarks.push_back(std::move(text)); }
+    void warn(std::string text) { selection_.warnings.push_back(std::move(text)); }
 
     const TimeRange& range_;
     Selection& selection_;
     reader::Recording* recording_ = nullptr;
-    SetsInForce sets_;
+    ActiveParameterSets sets_;
     h264::PictureOrder order_;
     std::optional<std::uint8_t> slot_;
     std::uint32_t sequence_ = 0;
     std::optional<std::int64_t> last_;  // instant of the last frame taken, ms
-    std::uint32_t left_out_ = 0;        // of this recording
-    std::uint32_t older_ = 0;           // than the frame before, of this recording
-    bool unfit_ = false;                // a slice names a parameter set that nobody has
-    bool waits_for_key_ = true;
+    std::uint32_t skipped_ = 0;         // frames of this recording
+    std::uint32_t out_of_order_ = 0;    // frames of this recording that are older than their predecessor
+    bool missing_sets_ = false;         // a slice refers to an unknown parameter set
+    bool needs_key_frame_ = true;
     bool done_ = false;
 };
 
-Front Selector::look_at(std::span<const Byte> bytes) {
+Front Selector::parse_front(std::span<const Byte> bytes) {
     Front front;
     const auto units = reader::nal_units(bytes);
     for (std::size_t i = 0; i < units.size(); ++i) {
         if (units[i].is_slice()) {
             front.has_slice = true;
-            front.slice = h264::read_slice_header(unit_at(bytes, units, i), sets_.meaning());
+            front.slice = h264::read_slice_header(unit_at(bytes, units, i), sets_.parsed());
             break;
         }
         front.has_sets |= units[i].type == h264::kSequenceParameterSet;
@@ -119,10 +121,10 @@ Front Selector::look_at(std::span<const Byte> bytes) {
 Front Selector::read_front(const reader::Packet& packet) {
     Front front;
     for (const std::size_t size :
-         {std::min<std::size_t>(packet.payload(), kHead), std::size_t{packet.payload()}}) {
+         {std::min<std::size_t>(packet.payload(), kFrontSize), std::size_t{packet.payload()}}) {
         std::vector<Byte> bytes(size);
-        if (!recording_->read_data(packet.offset + PesHeader::size, bytes)) return front;
-        front = look_at(bytes);
+        if (!recording_->read_data(packet.at + PesHeader::size, bytes)) return front;
+        front = parse_front(bytes);
         if (front.has_slice || size == packet.payload()) break;
     }
     return front;
@@ -133,28 +135,27 @@ void Selector::take(const reader::Packet& packet) {
     if (slot_.value_or(packet.slot) != packet.slot) return;
     slot_ = packet.slot;
     const Front front = read_front(packet);
-    if (packet.is_key() && front.has_slice && sets_.meaning().empty()) {
-        throw Refused(recording_->data_path() +
-                      ": the recording has no parameter sets; --parameter-sets takes them from a clip of the "
-                      "same camera");
+    if (packet.is_key() && front.has_slice && sets_.parsed().empty()) {
+        throw ExportRefused(recording_->data_path() +
+                            ": no parameter sets; use --parameter-sets with a clip of the same camera");
     }
-    unfit_ |= packet.is_key() && front.has_slice && !front.slice;
+    missing_sets_ |= packet.is_key() && front.has_slice && !front.slice;
     const bool key = packet.is_key() && front.slice && (front.slice->idr || front.slice->intra);
-    const std::int64_t instant = reader::instant_of(packet.time);
-    if (waits_for_key_ && (!key || (last_ && instant <= *last_))) {
-        ++left_out_;
+    const std::int64_t instant = reader::instant_of(packet.moment);
+    if (needs_key_frame_ && (!key || (last_ && instant <= *last_))) {
+        ++skipped_;
         return;
     }
-    waits_for_key_ = false;
+    needs_key_frame_ = false;
     done_ = key && instant >= range_.to;
     if (done_) return;
     if (key && (selection_.frames.empty() || instant <= range_.from))
-        begin_selection(*front.slice, front.has_sets, instant);
+        start_selection(*front.slice, front.has_sets, instant);
     append(packet, front, key, instant);
 }
 
-/// Whatever was taken so far lies before the range.
-void Selector::begin_selection(const h264::SliceHeader& slice, bool sets_in_stream, std::int64_t instant) {
+/// Drops the frames so far, which are before the range.
+void Selector::start_selection(const h264::SliceHeader& slice, bool sets_in_stream, std::int64_t instant) {
     selection_.frames.clear();
     selection_.begins = instant;
     selection_.head = sets_.in_start_code_form();
@@ -165,7 +166,7 @@ void Selector::begin_selection(const h264::SliceHeader& slice, bool sets_in_stre
 
 void Selector::append(const reader::Packet& packet, const Front& front, bool key, std::int64_t instant) {
     if (!front.slice || front.slice->idr) ++sequence_;
-    if (last_ && instant < *last_) ++older_;
+    if (last_ && instant < *last_) ++out_of_order_;
     std::int64_t decoded = (instant - selection_.begins) * kTicksPerMillisecond;
     if (!selection_.frames.empty()) decoded = std::max(decoded, selection_.frames.back().decoded + 1);
     selection_.frames.push_back({.recording = selection_.recordings.size() - 1,
@@ -180,27 +181,28 @@ void Selector::append(const reader::Packet& packet, const Front& front, bool key
 
 void Selector::end_recording(const reader::Report& report) {
     if (!report.verified())
-        remark(fmt::format("{}: damaged; what is whole is exported", recording_->data_path()));
-    if (left_out_ > 0 && !done_) {
-        remark(fmt::format(
-            "{}: {} frames left out: nothing to decode them from, or older than what stands before them",
-            recording_->data_path(), left_out_));
+        warn(fmt::format("{}: damaged; only intact frames are exported", recording_->data_path()));
+    if (skipped_ > 0 && !done_) {
+        warn(fmt::format(
+            "{}: {} frames skipped: no preceding key frame, or timestamps overlap the previous recording",
+            recording_->data_path(), skipped_));
     }
-    if (older_ > 0) {
-        remark(fmt::format("{}: {} frames are older than the one before and follow it at once",
-                           recording_->data_path(), older_));
+    if (out_of_order_ > 0) {
+        warn(fmt::format(
+            "{}: {} frames have timestamps before the previous frame and are placed right after it",
+            recording_->data_path(), out_of_order_));
     }
 }
 
-void Selector::refuse_nothing() const {
+void Selector::require_frames() const {
     if (last_ && *last_ >= range_.from && !selection_.frames.empty()) return;
-    if (last_ || done_) throw Refused("nothing was recorded at that time");
-    throw Refused(unfit_ ? "the parameter sets are not those of the pictures"
-                         : "no key frame in these recordings");
+    if (last_ || done_) throw ExportRefused("no frames in this time range");
+    throw ExportRefused(missing_sets_ ? "the parameter sets do not match the frames"
+                                      : "no key frames in these recordings");
 }
 
-/// In the order of their first frames; those without any at the end.
-std::vector<std::string> by_first_frame(const std::vector<std::string>& paths) {
+/// Recordings without frames come last.
+std::vector<std::string> sort_by_first_frame(const std::vector<std::string>& paths) {
     std::vector<std::pair<std::int64_t, std::string>> starts;
     for (const std::string& path : paths) {
         reader::Recording recording(path);
@@ -219,11 +221,11 @@ std::vector<std::string> by_first_frame(const std::vector<std::string>& paths) {
 }  // namespace
 
 Selection select_frames(const std::vector<std::string>& paths, const TimeRange& range,
-                        const GivenSets& given) {
+                        const ParameterSets& given) {
     Selection selection;
     Selector selector(range, selection);
     selector.give(given);
-    for (const std::string& path : by_first_frame(paths)) {
+    for (const std::string& path : sort_by_first_frame(paths)) {
         reader::Recording recording(path);
         selection.recordings.push_back(path);
         selector.begin_recording(recording);
@@ -231,13 +233,13 @@ Selection select_frames(const std::vector<std::string>& paths, const TimeRange& 
                                               [&](const reader::Packet& packet) { selector.take(packet); }));
         if (selector.done()) break;
     }
-    selector.refuse_nothing();
+    selector.require_frames();
     return selection;
 }
 
-void give_presentation_times(std::vector<ExportFrame>& frames) {
+void set_presentation_times(std::vector<ExportFrame>& frames) {
     std::int64_t delay = 0;
-    std::vector<std::size_t> shown;  // frames of one sequence in the order in which they are shown
+    std::vector<std::size_t> shown;  // one sequence's frames in presentation order
     for (std::size_t begin = 0, end = 0; begin < frames.size(); begin = end) {
         while (end < frames.size() && frames[end].sequence == frames[begin].sequence) ++end;
         shown.resize(end - begin);

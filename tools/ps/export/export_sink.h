@@ -8,7 +8,7 @@
 
 namespace ps_tool {
 
-/// Where exported frames go. Every failure is a std::runtime_error with the file's name in it.
+/// Writes exported frames. Throws std::runtime_error that names the file.
 class ExportSink {
   public:
     ExportSink() = default;
@@ -16,20 +16,20 @@ class ExportSink {
     ExportSink& operator=(const ExportSink&) = delete;
     virtual ~ExportSink() = default;
 
-    /// The frames in decoding order, each with its bytes in start-code form.
+    /// Called in decoding order, with the frame's bytes in start-code form.
     virtual void write(const ExportFrame& frame, std::span<platform::Byte> bytes) = 0;
     virtual void finish() = 0;
 };
 
-/// The bare stream (ITU-T H.264, annex B); "-" is standard output.
+/// Writes the byte stream format (ITU-T H.264, annex B). "-" is standard output.
 [[nodiscard]] std::unique_ptr<ExportSink> make_elementary_sink(const std::string& path,
                                                                const Selection& selection);
 
-/// An .mp4 or .mkv file, by libavformat, which is loaded now. Throws cli::CannotRun where it is not there.
+/// Loads libavformat and writes an .mp4 or .mkv file. Throws cli::CannotRun if the library is not installed.
 [[nodiscard]] std::unique_ptr<ExportSink> make_container_sink(const std::string& path,
                                                               const Selection& selection);
 
-/// Bytes behind each frame's that a container sink may read.
-inline constexpr std::size_t kReadBeyond = 64;
+/// The number of bytes past the end of each frame that a container sink may read.
+inline constexpr std::size_t kReadPadding = 64;
 
 }  // namespace ps_tool

@@ -4,7 +4,7 @@
 namespace ps_tool {
 
 std::unique_ptr<ExportSink> make_container_sink(const std::string& path, const Selection& /*selection*/) {
-    throw cli::CannotRun(path + ": this build writes .h264 only");
+    throw cli::CannotRun(path + ": this build only supports .h264");
 }
 
 }  // namespace ps_tool

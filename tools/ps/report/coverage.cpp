@@ -4,10 +4,10 @@
 
 namespace ps_tool {
 
-Intervals joined(Intervals any_order, std::int64_t bridged) {
-    std::ranges::sort(any_order, {}, &Interval::begin);
+Intervals merge(Intervals intervals, std::int64_t bridged) {
+    std::ranges::sort(intervals, {}, &Interval::begin);
     Intervals all;
-    for (const Interval& next : any_order) {
+    for (const Interval& next : intervals) {
         if (next.length() <= 0) continue;
         if (!all.empty() && next.begin - all.back().end <= bridged) {
             all.back().end = std::max(all.back().end, next.end);
@@ -18,13 +18,13 @@ Intervals joined(Intervals any_order, std::int64_t bridged) {
     return all;
 }
 
-Intervals without(const Intervals& one, const Intervals& other) {
+Intervals difference(const Intervals& from, const Intervals& removed) {
     Intervals rest;
-    if (one.empty()) return rest;
-    auto b = std::ranges::upper_bound(other, one.front().begin, {}, &Interval::end);
-    for (Interval left : one) {
-        while (b != other.end() && b->end <= left.begin) ++b;
-        for (auto cut = b; cut != other.end() && cut->begin < left.end; ++cut) {
+    if (from.empty()) return rest;
+    auto b = std::ranges::upper_bound(removed, from.front().begin, {}, &Interval::end);
+    for (Interval left : from) {
+        while (b != removed.end() && b->end <= left.begin) ++b;
+        for (auto cut = b; cut != removed.end() && cut->begin < left.end; ++cut) {
             if (cut->begin > left.begin) rest.push_back({left.begin, cut->begin});
             left.begin = std::max(left.begin, cut->end);
         }
@@ -33,7 +33,7 @@ Intervals without(const Intervals& one, const Intervals& other) {
     return rest;
 }
 
-std::int64_t length_of(const Intervals& intervals) {
+std::int64_t total_length(const Intervals& intervals) {
     std::int64_t sum = 0;
     for (const Interval& one : intervals) sum += one.length();
     return sum;
@@ -51,11 +51,11 @@ std::map<std::int64_t, std::int64_t> covered_by_day(const Intervals& intervals) 
     return days;
 }
 
-Intervals longest_gaps(const Intervals& intervals, std::size_t most) {
+Intervals longest_gaps(const Intervals& intervals, std::size_t limit) {
     Intervals gaps;
     for (std::size_t i = 1; i < intervals.size(); ++i)
         gaps.push_back({intervals[i - 1].end, intervals[i].begin});
-    const std::size_t kept = std::min(most, gaps.size());
+    const std::size_t kept = std::min(limit, gaps.size());
     std::ranges::partial_sort(gaps, gaps.begin() + static_cast<std::ptrdiff_t>(kept), std::greater(),
                               [](const Interval& gap) { return std::pair(gap.length(), -gap.begin); });
     gaps.resize(kept);

@@ -6,7 +6,7 @@
 
 namespace ps_tool {
 
-/// Milliseconds since 1970, UTC; the end does not belong to it.
+/// In ms since 1970, UTC. The end is not included.
 struct Interval {
     std::int64_t begin = 0;
     std::int64_t end = 0;
@@ -14,19 +14,18 @@ struct Interval {
     [[nodiscard]] std::int64_t length() const { return end - begin; }
     bool operator==(const Interval&) const = default;
 };
-using Intervals = std::vector<Interval>;  // disjoint, in order, unless said otherwise
+using Intervals = std::vector<Interval>;  // disjoint and sorted unless stated otherwise
 
 inline constexpr std::int64_t kDay = 86'400'000;  // ms
 
-/// The same moments as disjoint intervals in order. Those at most `bridged` apart become one.
-[[nodiscard]] Intervals joined(Intervals any_order, std::int64_t bridged = 0);
-/// What of the first is not in the second.
-[[nodiscard]] Intervals without(const Intervals& one, const Intervals& other);
-[[nodiscard]] std::int64_t length_of(const Intervals& intervals);
+/// The union of intervals in any order. Merges intervals that are at most `bridged` ms apart.
+[[nodiscard]] Intervals merge(Intervals intervals, std::int64_t bridged = 0);
+[[nodiscard]] Intervals difference(const Intervals& from, const Intervals& removed);
+[[nodiscard]] std::int64_t total_length(const Intervals& intervals);
 
-/// Milliseconds covered of each day (days since 1970) from the first to the last.
+/// The covered time in ms of each day, counted from 1970, from the first day to the last.
 [[nodiscard]] std::map<std::int64_t, std::int64_t> covered_by_day(const Intervals& intervals);
-/// The longest pauses between the intervals, longest first.
-[[nodiscard]] Intervals longest_gaps(const Intervals& intervals, std::size_t most);
+/// The longest gaps between the intervals, in descending order.
+[[nodiscard]] Intervals longest_gaps(const Intervals& intervals, std::size_t limit);
 
 }  // namespace ps_tool

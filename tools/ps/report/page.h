@@ -6,8 +6,8 @@
 
 namespace ps_tool {
 
-/// The whole page: one file that needs no network and allows none. Its policy names script and style by their
-/// hashes, so that nothing else runs, whatever a camera calls itself.
+/// The complete page. It neither needs nor allows network access. Its content security policy names the
+/// script and the style by their hashes, so a camera's name cannot inject code.
 [[nodiscard]] std::string report_page(const cli::Json& document);
 
 }  // namespace ps_tool

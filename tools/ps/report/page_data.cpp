@@ -11,13 +11,13 @@ namespace {
 
 using cli::Json;
 
-constexpr std::size_t kMaxCurves = 20'000;  // files with one: a page for more of them would not open
-constexpr std::size_t kListedGaps = 10;
+constexpr std::size_t kMaxCurves = 20'000;  // a browser cannot open a page with more
+constexpr std::size_t kMaxGaps = 10;
 constexpr std::int64_t kSecond = 1000;  // ms
 
 std::int64_t instant_of(const Json& time) {
     const auto instant = reader::parse_instant(time.get<std::string>());
-    if (!instant) throw std::runtime_error("'" + time.get<std::string>() + "' is no time");
+    if (!instant) throw std::runtime_error("'" + time.get<std::string>() + "' is not a time");
     return *instant;
 }
 
@@ -25,15 +25,15 @@ Json instant_or_null(const Json& time) {
     return time.is_null() ? Json() : Json(instant_of(time));
 }
 
-/// Frames last until the next one, whose distance nobody knows at the end of a span: up to a full second.
-Intervals in_whole_seconds(const Intervals& intervals) {
+/// Rounds to whole seconds: the duration of a span's last frame is unknown.
+Intervals round_to_seconds(const Intervals& intervals) {
     Intervals rounded;
     for (const Interval& one : intervals)
         rounded.push_back({one.begin / kSecond * kSecond, (one.end / kSecond + 1) * kSecond});
-    return joined(std::move(rounded));
+    return merge(std::move(rounded));
 }
 
-Json parts_of(const std::map<std::string, std::int64_t>& by_reason) {
+Json reasons_json(const std::map<std::string, std::int64_t>& by_reason) {
     Json parts = Json::array();
     for (const auto& [reason, length] : by_reason) parts.push_back({reason, length});
     return parts;
@@ -43,8 +43,8 @@ Json json_of(const Account& account) {
     return {{"lost", account.lost},
             {"recovered", account.recovered},
             {"notOnCamera", account.not_on_camera},
-            {"refused", parts_of(account.refused)},
-            {"failed", parts_of(account.failed)}};
+            {"refused", reasons_json(account.refused)},
+            {"failed", reasons_json(account.failed)}};
 }
 
 }  // namespace
@@ -81,13 +81,12 @@ void PageData::account_for(const std::vector<LostTime>& lost) {
     for (const auto& [camera, spans] : cameras_) {
         for (const Span& span : spans) covered[camera.first].push_back(span.time);
     }
-    for (auto& [id, intervals] : covered) intervals = in_whole_seconds(intervals);
+    for (auto& [id, intervals] : covered) intervals = round_to_seconds(intervals);
     accounts_ = ps_tool::account_for(lost, covered);
 }
 
-/// Names of other streams under the same id: cameras whose numbers fold together overwrite each other's
-/// recordings.
-Json PageData::names_of(const CameraKey& key) const {
+/// The names of other streams with the same id. Such cameras overwrite each other's recordings.
+Json PageData::names_sharing_id(const CameraKey& key) const {
     Json names = Json::array();
     if (key.first.empty()) return names;
     for (auto at = cameras_.lower_bound({key.first, ""});
@@ -97,7 +96,7 @@ Json PageData::names_of(const CameraKey& key) const {
     return names;
 }
 
-/// Spans as three numbers each: how far behind the begin of the one before, how long, and the kind.
+/// Encodes a span as three numbers: its begin relative to the previous begin, its length and its kind.
 Json PageData::camera_json(const CameraKey& key, std::vector<Span> spans) const {
     std::ranges::sort(spans, {}, [](const Span& span) { return std::pair(span.time.begin, span.time.end); });
     Json flat = Json::array();
@@ -108,16 +107,16 @@ Json PageData::camera_json(const CameraKey& key, std::vector<Span> spans) const 
         before = span.time.begin;
         times.push_back({span.time.begin, span.time.end + 1});
     }
-    const Intervals covered = joined(std::move(times), kSpanGap);
+    const Intervals covered = merge(std::move(times), kSpanGap);
     Json days = Json::array();
     for (const auto& [day, length] : covered_by_day(covered)) days.push_back({day, length});
     Json gaps = Json::array();
-    for (const Interval& gap : longest_gaps(covered, kListedGaps)) gaps.push_back({gap.begin, gap.length()});
+    for (const Interval& gap : longest_gaps(covered, kMaxGaps)) gaps.push_back({gap.begin, gap.length()});
     return {{"id", key.first},
             {"name", key.second},
-            {"sharesIdWith", names_of(key)},
+            {"sharesIdWith", names_sharing_id(key)},
             {"begin", spans.empty() ? Json() : Json(spans.front().time.begin)},
-            {"covered", length_of(covered)},
+            {"covered", total_length(covered)},
             {"spans", flat},
             {"days", days},
             {"gaps", gaps}};
@@ -125,15 +124,15 @@ Json PageData::camera_json(const CameraKey& key, std::vector<Span> spans) const 
 
 Json PageData::document() const {
     Json cameras = Json::array();
-    std::map<CameraKey, std::size_t> places;
+    std::map<CameraKey, std::size_t> camera_numbers;
     for (const auto& [key, spans] : cameras_) {
-        places[key] = cameras.size();
+        camera_numbers[key] = cameras.size();
         cameras.push_back(camera_json(key, spans));
     }
     Json files = Json::array();
     for (const File& file : files_) {
         Json row = file.row;
-        row.push_back(places.at(file.camera));
+        row.push_back(camera_numbers.at(file.camera));
         row.push_back(file.curve);
         files.push_back(std::move(row));
     }

@@ -12,13 +12,13 @@
 
 namespace ps_tool {
 
-/// What the report shows, gathered from recordings as `verify --json` describes them, and written as the
-/// compact document that tools/ps/report/page/data.js reads.
+/// Collects recordings in the form of `verify --json` and converts them to the compact JSON document that
+/// tools/ps/report/page/data.js reads.
 class PageData {
   public:
-    /// Throws std::runtime_error for something that is no such recording.
+    /// Throws std::runtime_error if the JSON has another form.
     void add(const cli::Json& recording);
-    /// Adds what became of lost times, by clip id.
+    /// Adds an account of each camera's lost time. Call it after the last add().
     void account_for(const std::vector<LostTime>& lost);
 
     [[nodiscard]] cli::Json document() const;
@@ -26,7 +26,7 @@ class PageData {
     [[nodiscard]] std::size_t faulty_files() const { return faulty_files_; }
 
   private:
-    /// A camera is a clip id and the name of its stream.
+    /// Clip id and stream name.
     using CameraKey = std::pair<std::string, std::string>;
     struct Span {
         Interval time;
@@ -39,7 +39,7 @@ class PageData {
     };
 
     [[nodiscard]] cli::Json camera_json(const CameraKey& key, std::vector<Span> spans) const;
-    [[nodiscard]] cli::Json names_of(const CameraKey& key) const;
+    [[nodiscard]] cli::Json names_sharing_id(const CameraKey& key) const;
 
     std::map<CameraKey, std::vector<Span>> cameras_;
     std::vector<File> files_;

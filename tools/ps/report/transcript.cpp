@@ -20,7 +20,7 @@ using tinyxml2::XMLElement;
 
 constexpr std::int64_t kSecond = 1000;  // ms
 constexpr const char* kNotFinished = "not finished";
-constexpr const char* kNeverAsked = "never asked for";
+constexpr const char* kNeverRequested = "never requested";
 
 struct Device {
     std::uint32_t devices_id = 0;
@@ -45,43 +45,43 @@ std::string text(const XMLElement& element, const char* name) {
     return value == nullptr ? "" : value;
 }
 
-/// The element at the end of a row of first children, or null.
+/// Descends by the first child with each name. Returns null if one is missing.
 template <typename... Names>
 const XMLElement* descend(const XMLElement* element, Names... names) {
     ((element = element == nullptr ? nullptr : element->FirstChildElement(names)), ...);
     return element;
 }
 
-class Story {
+class TranscriptReader {
   public:
-    void take(const nlohmann::json& line);
-    [[nodiscard]] std::vector<LostTime> ended();
+    void add_line(const nlohmann::json& line);
+    [[nodiscard]] std::vector<LostTime> lost_times();
 
   private:
     struct Clip {
         std::string guid;
         Interval time;
-        std::string why;  // it was refused; empty if not
+        std::string refusal;  // the reason, or empty
     };
 
     void to_module(const XMLElement& device, const Device& which, std::int64_t number);
     void channel(const XMLElement& channel, const Device& which);
     void status(const XMLElement& storage);
     void from_module(const tinyxml2::XMLDocument& document);
-    void asked(const XMLElement& storage, const Device& which);
+    void request(const XMLElement& storage, const Device& which);
     void error(std::string line);
-    void given_back(std::int64_t number);
+    void buffer_released(std::int64_t number);
 
     std::map<std::tuple<Device, int>, std::int64_t> lost_since_;  // by device and channel
-    std::map<Device, Intervals> gaps_;                            // reported; without an operation yet
+    std::map<Device, Intervals> gaps_;                            // reported, but not yet requested
     std::map<std::string, LostTime> operations_;                  // by GUID
-    std::map<std::int64_t, Clip> clips_;                          // by the number of their message
-    std::int64_t handled_ = 0;                                    // number of the last message that came back
+    std::map<std::int64_t, Clip> clips_;                          // by message number
+    std::int64_t handled_ = 0;  // number of the last message that the module released
 };
 
-void Story::take(const nlohmann::json& line) {
+void TranscriptReader::add_line(const nlohmann::json& line) {
     if (line.contains("number") && line.at("direction") == "from module")
-        return given_back(line.at("number"));
+        return buffer_released(line.at("number"));
     const std::string document_text = line.value("text", "");
     tinyxml2::XMLDocument document;
     if (document.Parse(document_text.data(), document_text.size()) != tinyxml2::XML_SUCCESS) return;
@@ -96,7 +96,7 @@ void Story::take(const nlohmann::json& line) {
     }
 }
 
-void Story::to_module(const XMLElement& device, const Device& which, std::int64_t number) {
+void TranscriptReader::to_module(const XMLElement& device, const Device& which, std::int64_t number) {
     if (const XMLElement* one = descend(&device, names::kCodec, names::kEncoder, names::kChannel))
         channel(*one, which);
     if (const XMLElement* storage = device.FirstChildElement(names::kStorage)) status(*storage);
@@ -106,7 +106,7 @@ void Story::to_module(const XMLElement& device, const Device& which, std::int64_
     }
 }
 
-void Story::channel(const XMLElement& channel, const Device& which) {
+void TranscriptReader::channel(const XMLElement& channel, const Device& which) {
     const std::tuple key(which, channel.IntAttribute(names::kNumber, -1));
     const std::int64_t at = instant(channel, names::kTime);
     if (channel.IntAttribute(names::kConnected) != 1) {
@@ -117,7 +117,7 @@ void Story::channel(const XMLElement& channel, const Device& which) {
     }
 }
 
-void Story::status(const XMLElement& storage) {
+void TranscriptReader::status(const XMLElement& storage) {
     const auto operation = operations_.find(text(storage, names::kGuid));
     if (operation == operations_.end()) return;
     const int status = storage.IntAttribute(names::kRetrievalStatus);
@@ -128,7 +128,7 @@ void Story::status(const XMLElement& storage) {
         operation->second.failure = fmt::format("error {}", storage.IntAttribute(names::kErrorCode, -1));
 }
 
-void Story::from_module(const tinyxml2::XMLDocument& document) {
+void TranscriptReader::from_module(const tinyxml2::XMLDocument& document) {
     if (const XMLElement* log = document.FirstChildElement(names::kLogMessage)) {
         if (log->IntAttribute(names::kLevel) == kLogError && log->GetText() != nullptr) error(log->GetText());
         return;
@@ -136,103 +136,105 @@ void Story::from_module(const tinyxml2::XMLDocument& document) {
     const XMLElement* devices = descend(document.FirstChildElement(names::kPavo), names::kDevices);
     const XMLElement* device = descend(devices, names::kDevice);
     if (const XMLElement* storage = descend(device, names::kStorage)) {
-        asked(*storage, {static_cast<std::uint32_t>(devices->IntAttribute(names::kId)),
-                         device->UnsignedAttribute(names::kNumber)});
+        request(*storage, {static_cast<std::uint32_t>(devices->IntAttribute(names::kId)),
+                           device->UnsignedAttribute(names::kNumber)});
     }
 }
 
-/// A retrieval's first request: it is for the gap that ends with it, or for one that nobody reported, as
-/// after a restart.
-void Story::asked(const XMLElement& storage, const Device& which) {
+/// The first request of a retrieval belongs to the reported gap with the same end. After a restart there may
+/// be none.
+void TranscriptReader::request(const XMLElement& storage, const Device& which) {
     const std::string guid = text(storage, names::kGuid);
     if (operations_.contains(guid) || text(storage, names::kCommand) != names::kAskStorageInfo) return;
-    const Interval asked{instant(storage, names::kStart), instant(storage, names::kStop)};
+    const Interval requested{instant(storage, names::kStart), instant(storage, names::kStop)};
     LostTime& lost = operations_[guid];
-    lost = {.clip_id = clip_id_of(which), .gap = asked, .failure = kNotFinished};
+    lost = {.clip_id = clip_id_of(which), .gap = requested, .failure = kNotFinished};
     Intervals& reported = gaps_[which];
-    const auto gap = std::ranges::find_if(
-        reported, [&](const Interval& one) { return one.end == asked.end && one.begin >= asked.begin; });
+    const auto gap = std::ranges::find_if(reported, [&](const Interval& one) {
+        return one.end == requested.end && one.begin >= requested.begin;
+    });
     if (gap == reported.end()) return;
     lost.gap = *gap;
     reported.erase(gap);
 }
 
-/// Messages are handled in their order: an error belongs to the one behind the last that came back.
-void Story::error(std::string line) {
+/// The module handles messages in order, so an error belongs to the one after the last released message.
+void TranscriptReader::error(std::string line) {
     const auto clip = clips_.find(handled_ + 1);
     if (clip == clips_.end() || line.starts_with("Error deleting")) return;
     line.resize(std::min(line.size(), line.find(" - ")));
     while (line.ends_with('\n') || line.ends_with('.')) line.pop_back();
-    clip->second.why = line;
+    clip->second.refusal = line;
 }
 
-void Story::given_back(std::int64_t number) {
+void TranscriptReader::buffer_released(std::int64_t number) {
     handled_ = number;
     const auto clip = clips_.extract(number);
     if (clip.empty()) return;
     const auto operation = operations_.find(clip.mapped().guid);
     if (operation == operations_.end()) return;
     LostTime& lost = operation->second;
-    if (clip.mapped().why.empty()) {
+    if (clip.mapped().refusal.empty()) {
         lost.converted.push_back(clip.mapped().time);
     } else {
-        lost.refused.push_back({clip.mapped().time, clip.mapped().why});
+        lost.refused.push_back({clip.mapped().time, clip.mapped().refusal});
     }
 }
 
-std::vector<LostTime> Story::ended() {
+std::vector<LostTime> TranscriptReader::lost_times() {
     std::vector<LostTime> all;
     for (const auto& [guid, lost] : operations_) all.push_back(lost);
     for (const auto& [device, gaps] : gaps_) {
         for (const Interval& gap : gaps)
-            all.push_back({.clip_id = clip_id_of(device), .gap = gap, .failure = kNeverAsked});
+            all.push_back({.clip_id = clip_id_of(device), .gap = gap, .failure = kNeverRequested});
     }
     std::ranges::sort(
         all, {}, [](const LostTime& one) { return std::tuple(one.clip_id, one.gap.begin, one.gap.end); });
     return all;
 }
 
-/// Takes what overlaps out of the rest; its length.
-std::int64_t take_out(Intervals& rest, const Intervals& of) {
-    const std::int64_t before = length_of(rest);
-    rest = without(rest, of);
-    return before - length_of(rest);
+/// Removes intervals from the rest and returns the length of what was removed.
+std::int64_t remove_from(Intervals& rest, const Intervals& of) {
+    const std::int64_t before = total_length(rest);
+    rest = difference(rest, of);
+    return before - total_length(rest);
 }
 
 }  // namespace
 
 std::vector<LostTime> read_transcript(std::istream& lines) {
-    Story story;
+    TranscriptReader reader;
     std::size_t number = 0;
     for (std::string line; std::getline(lines, line);) {
         ++number;
         try {
-            story.take(nlohmann::json::parse(line));
+            reader.add_line(nlohmann::json::parse(line));
         } catch (const nlohmann::json::exception&) {
-            throw std::runtime_error(fmt::format("line {} is none of a transcript", number));
+            throw std::runtime_error(fmt::format("line {} is not a transcript record", number));
         }
     }
-    return story.ended();
+    return reader.lost_times();
 }
 
 std::map<std::string, Account> account_for(const std::vector<LostTime>& lost,
                                            const std::map<std::string, Intervals>& covered) {
     std::map<std::string, Account> accounts;
-    std::map<std::string, std::int64_t> seen;  // up to where: no moment is lost twice
+    std::map<std::string, std::int64_t> accounted;  // end of the accounted time, so that none counts twice
     for (const LostTime& one : lost) {
         Account& account = accounts[one.clip_id];
-        std::int64_t& before = seen.try_emplace(one.clip_id, one.gap.begin).first->second;
-        Intervals rest = joined({{std::max(one.gap.begin, before), one.gap.end}});
+        std::int64_t& before = accounted.try_emplace(one.clip_id, one.gap.begin).first->second;
+        Intervals rest = merge({{std::max(one.gap.begin, before), one.gap.end}});
         before = std::max(before, one.gap.end);
-        account.lost += length_of(rest);
+        account.lost += total_length(rest);
         if (const auto held = covered.find(one.clip_id); held != covered.end())
-            account.recovered += take_out(rest, held->second);
-        for (const auto& [clip, why] : one.refused) account.refused[why] += take_out(rest, joined({clip}));
-        if (const auto missing = take_out(rest, joined(one.converted)))
+            account.recovered += remove_from(rest, held->second);
+        for (const auto& [clip, reason] : one.refused)
+            account.refused[reason] += remove_from(rest, merge({clip}));
+        if (const auto missing = remove_from(rest, merge(one.converted)))
             account.failed["recording is missing"] += missing;
         if (one.failure.empty()) {
-            account.not_on_camera += length_of(rest);
-        } else if (const auto missing = length_of(rest)) {
+            account.not_on_camera += total_length(rest);
+        } else if (const auto missing = total_length(rest)) {
             account.failed[one.failure] += missing;
         }
     }

@@ -9,34 +9,35 @@
 
 namespace ps_tool {
 
-/// A time in which a camera's channel was lost, and what became of the attempt to fetch it.
+/// A gap of a camera's channel, and the result of its retrieval.
 struct LostTime {
-    std::string clip_id;  // of the camera's recordings, eight digits
+    std::string clip_id;  // eight hexadecimal digits
     Interval gap;
-    /// What the camera delivered and the module did not convert, with its reason.
+    /// A delivered clip that the module refused, with its reason.
     struct RefusedClip {
         Interval clip;
-        std::string why;
+        std::string reason;
     };
     std::vector<RefusedClip> refused = {};
-    Intervals converted = {};  // clips, in any order
-    std::string failure = {};  // why the retrieval never came to its end; empty when it did
+    Intervals converted = {};  // clips in any order
+    std::string failure = {};  // why the retrieval did not finish, or empty
 };
 
-/// The lost times that a recorder's transcript tells of (docs/recorder.md), in order of id and begin. Throws
-/// std::runtime_error for a line that is none of a transcript.
+/// Reads the lost times from a transcript of the recorder (docs/recorder.md), sorted by id and begin. Throws
+/// std::runtime_error if a line is not a transcript record.
 [[nodiscard]] std::vector<LostTime> read_transcript(std::istream& lines);
 
-/// Where a camera's lost time went, in ms. All of it is in one of the four.
+/// What happened to a camera's lost time, in ms. The four parts add up to `lost`.
 struct Account {
     std::int64_t lost = 0;
-    std::int64_t recovered = 0;                   // stands in its recordings
-    std::int64_t not_on_camera = 0;               // the retrieval ended without it
-    std::map<std::string, std::int64_t> refused;  // by the reason
+    std::int64_t recovered = 0;                   // is in its recordings
+    std::int64_t not_on_camera = 0;               // the retrieval finished without it
+    std::map<std::string, std::int64_t> refused;  // by reason
     std::map<std::string, std::int64_t> failed;
 };
 
-/// By clip id, for lost times in that order. `covered` has what each camera's recordings hold.
+/// Accounts by clip id, for lost times in the order of read_transcript. `covered` is the recorded time by
+/// clip id.
 [[nodiscard]] std::map<std::string, Account> account_for(const std::vector<LostTime>& lost,
                                                          const std::map<std::string, Intervals>& covered);
 

@@ -44,7 +44,7 @@ Conversation::Conversation(const Options& options)
     : stream_(options.stream),
       verbose_(options.verbose),
       quiet_(options.quiet),
-      paint_(options.stream),
+      colours_(options.stream),
       bar_(options.stream) {
     if (!options.transcript) return;
     transcript_.open(*options.transcript, options.continued ? std::ios::app : std::ios::trunc);
@@ -54,11 +54,11 @@ Conversation::Conversation(const Options& options)
 void Conversation::print(const Line& line, const std::string& document) {
     if (quiet_) return;
     bar_.clear();
-    fmt::print(stream_, "{}  {} {}{} {}\n", paint_(cli::Colour::kFaint, clock_text(line.at)), line.arrow,
-               paint_(line.colour, line.kind),
+    fmt::print(stream_, "{}  {} {}{} {}\n", colours_(cli::Colour::kFaint, clock_text(line.at)), line.arrow,
+               colours_(line.colour, line.kind),
                std::string(kKindWidth - std::min(kKindWidth, line.kind.size()), ' '), on_one_line(line.text));
     if (verbose_ && !document.empty()) {
-        fmt::print(stream_, "{}\n", paint_(cli::Colour::kFaint, "                 " + on_one_line(document)));
+        fmt::print(stream_, "{}\n", colours_(cli::Colour::kFaint, "                 " + on_one_line(document)));
     }
     (void)std::fflush(stream_);
 }

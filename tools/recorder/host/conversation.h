@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/cli/paint.h"
+#include "tools/cli/terminal_colours.h"
 #include "tools/cli/progress_bar.h"
 #include "tools/recorder/host/message_queue.h"
 
@@ -60,7 +60,7 @@ class Conversation {
     std::FILE* stream_;
     bool verbose_;
     bool quiet_;
-    cli::Paint paint_;
+    cli::TerminalColours colours_;
     cli::ProgressBar bar_;
     std::ofstream transcript_;
     MessageCounts counts_;

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "tools/cli/paint.h"
+#include "tools/cli/terminal_colours.h"
 
 namespace recorder {
 

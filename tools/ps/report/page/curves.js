@@ -22,5 +22,5 @@ function showCurves(file) {
   drawCurve(document.getElementById("distance"), distances, step, "distance");
   const every = curve ? ", a bar each " + lengthText(step) : "";
   document.getElementById("bitrate-caption").textContent = rates.length ? "Bitrate, up to " + Math.round(Math.max(...rates)) + " kbit/s" + every : "";
-  document.getElementById("distance-caption").textContent = distances.length ? "Frames since a key picture, up to " + Math.max(...distances) + every : "";
+  document.getElementById("distance-caption").textContent = distances.length ? "Frames since a key frame, up to " + Math.max(...distances) + every : "";
 }

@@ -1,14 +1,14 @@
-// The document in the page, as arrays that are quick to look through.
+// Decodes the page's JSON document into arrays for fast searches.
 
 const TYPE_1 = 0x80, TYPE_3 = 0x40;
-const KINDS = ["type1", "type3", "other"];  // of recordings; also the names of their colours
+const KINDS = ["type1", "type3", "other"];  // recording kinds; also the names of their colours
 
 function kindOf(bits) {
   return bits & TYPE_1 ? "type1" : bits & TYPE_3 ? "type3" : "other";
 }
 
-// A level holds spans as arrays of their begin and end, and how much of each is recorded, by kind. In a coarser level,
-// spans no farther apart than `bridged` are one.
+// A level of detail: the begin and end of each span, and its recorded time by kind. A coarser level merges spans that are
+// at most `bridged` apart.
 function newLevel(room, bridged) {
   const level = { bridged, count: 0, begin: new Float64Array(room), end: new Float64Array(room) };
   for (const kind of KINDS) level[kind] = new Float64Array(room);
@@ -40,7 +40,7 @@ function coarser(level, bridged) {
   return next;
 }
 
-// Coarser levels are made when they are first looked at.
+// Computes coarser levels on first use.
 function levelFor(camera, millisecondsPerPixel) {
   let at = 0;
   for (let bridged = 4 * SECOND; bridged <= millisecondsPerPixel; bridged *= 4) {
@@ -49,7 +49,7 @@ function levelFor(camera, millisecondsPerPixel) {
   return camera.levels[at];
 }
 
-// The first span that ends behind the instant. Spans of a level may overlap only at level 0, and then shortly.
+// The first span that ends after the instant. Spans overlap only at level 0, and only briefly.
 function firstEndingAfter(level, instant) {
   let low = 0, high = level.count;
   while (low < high) {

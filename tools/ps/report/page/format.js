@@ -1,4 +1,4 @@
-// Numbers and times as people read them. All times are UTC.
+// Formats numbers and times. All times are UTC.
 
 const SECOND = 1000, MINUTE = 60 * SECOND, HOUR = 60 * MINUTE, DAY = 24 * HOUR;
 
@@ -24,7 +24,7 @@ function sizeText(bytes) {
   return (unit === 0 || bytes >= 100 ? Math.round(bytes) : bytes.toFixed(1)) + " " + units[unit];
 }
 
-// Never shown as whole when something is missing, nor as nothing when something is there.
+// Shows 100 % and 0 % only for exact values.
 function percentText(part, whole) {
   if (whole <= 0) return "";
   const percent = 100 * part / whole;

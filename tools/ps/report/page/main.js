@@ -1,4 +1,4 @@
-// Joins the parts.
+// Connects the parts of the page.
 
 function start() {
   const data = decode(document.getElementById("document").textContent);
@@ -6,7 +6,7 @@ function start() {
   let shownFiles = FILES_AT_ONCE;
   let waiting = false;
 
-  // However much changes at once, it is drawn once.
+  // Combines several changes into one redraw.
   const draw = () => {
     if (waiting) return;
     waiting = true;

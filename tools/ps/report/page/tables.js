@@ -1,4 +1,4 @@
-// Everything that is text. Names come from cameras: they are only ever set as text.
+// Lists and tables. Names come from cameras, so they are only set as text content.
 
 const FILES_AT_ONCE = 200;
 
@@ -24,7 +24,7 @@ function fill(id, rows) {
   document.querySelector("#" + id + " tbody").replaceChildren(...rows);
 }
 
-// A row that can be chosen with the pointer and with Enter.
+// Makes a row selectable by click and by Enter.
 function choosable(made, chosen, choose) {
   made.className = "choice";
   made.tabIndex = 0;
@@ -43,7 +43,7 @@ function showSummary(data) {
   const bytes = data.files.reduce((sum, file) => sum + file.bytes, 0);
   document.getElementById("summary").textContent = data.cameras.length + " cameras, " + data.files.length + " files of " + sizeText(bytes) +
     (faulty === 0 ? ", all verified" : ", " + faulty + " with faults");
-  for (const [name, text] of [["type1", "type 1"], ["type3", "type 3"], ["other", "another type"], ["gap", "nothing recorded; paler where gaps are too short to see"]]) {
+  for (const [name, text] of [["type1", "type 1"], ["type3", "type 3"], ["other", "another type"], ["gap", "nothing recorded; paler bars contain short gaps"]]) {
     const item = element("li");
     item.append(element("i", "", name), text);
     document.getElementById("legend").append(item);
@@ -82,7 +82,7 @@ function showCamera(view) {
 
 function verdict(file) {
   if (file.faults === 0) return element("span", "verified", "good");
-  return element("span", file.faults + (file.faults === 1 ? " fault" : " faults") + (file.mendable ? ", repair fixes: " : ": ") + file.fault, "bad");
+  return element("span", file.faults + (file.faults === 1 ? " fault" : " faults") + (file.mendable ? ", repairable: " : ": ") + file.fault, "bad");
 }
 
 function showFile(view) {

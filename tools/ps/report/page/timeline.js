@@ -1,13 +1,13 @@
-// The time line: a row a camera on one canvas, drawn from the level of detail that a pixel can show.
+// Draws the time line on one canvas: one row per camera, at the level of detail that fits the pixels.
 
-const ROW = 24;  // pixels, as in the style sheet
+const ROW = 24;  // pixels; same as in page.css
 const STEPS = [SECOND, 5 * SECOND, 15 * SECOND, MINUTE, 5 * MINUTE, 15 * MINUTE, HOUR, 3 * HOUR, 6 * HOUR, 12 * HOUR, DAY, 2 * DAY, 7 * DAY, 14 * DAY, 30 * DAY, 90 * DAY, 365 * DAY];
 
 function colour(name) {
   return getComputedStyle(document.documentElement).getPropertyValue("--" + name).trim();
 }
 
-// A canvas of the size that it has in the page, sharp on every screen.
+// Matches the canvas resolution to its size on the screen.
 function prepare(canvas, height) {
   const width = canvas.clientWidth, ratio = window.devicePixelRatio || 1;
   canvas.width = Math.max(1, Math.round(width * ratio));
@@ -59,7 +59,7 @@ function drawRow(context, camera, view, width, top, colours) {
   context.globalAlpha = 1;
 }
 
-// The paler, the less of it is recorded; kinds stand above each other by their shares.
+// The opacity shows the recorded share. Kinds are stacked by their shares.
 function drawSpan(context, level, i, box, colours) {
   const covered = KINDS.reduce((sum, kind) => sum + level[kind][i], 0);
   const length = level.end[i] - level.begin[i];
@@ -117,7 +117,7 @@ function listenToPointer(view, data) {
   const line = document.getElementById("line");
   let drag = null;
   line.addEventListener("wheel", (event) => {
-    if (!event.ctrlKey && !event.shiftKey && !event.metaKey) return;  // scrolls the rows
+    if (!event.ctrlKey && !event.shiftKey && !event.metaKey) return;  // a plain wheel scrolls the rows
     event.preventDefault();
     zoom(view, data, event.deltaY + event.deltaX > 0 ? 1.3 : 1 / 1.3, under(view, event).instant);
   }, { passive: false });

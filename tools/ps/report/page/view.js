@@ -1,4 +1,4 @@
-// What is shown: the range of the time line, the filter, and what was chosen. Whoever shows something listens.
+// The state of the page: visible time range, filter and selection. Listeners redraw after changes.
 
 const SHORTEST_RANGE = 2 * SECOND;
 
@@ -23,7 +23,7 @@ function setRange(view, data, from, to) {
   view.changed("range");
 }
 
-// Keeps the instant where it is on the screen.
+// Zooms around an instant.
 function zoom(view, data, factor, around = (view.from + view.to) / 2) {
   const from = around - (around - view.from) * factor;
   setRange(view, data, from, from + (view.to - view.from) * factor);
@@ -61,7 +61,7 @@ function chooseFile(view, data, file) {
   view.changed("choice");
 }
 
-// The recording of the camera at that time, or the one before it.
+// The camera's recording at the instant, or the one before it.
 function fileAt(camera, instant) {
   let low = 0, high = camera.files.length;
   while (low < high) {

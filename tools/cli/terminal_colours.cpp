@@ -1,4 +1,4 @@
-#include "tools/cli/paint.h"
+#include "tools/cli/terminal_colours.h"
 
 #include <cstdlib>
 
@@ -9,7 +9,7 @@
 namespace cli {
 namespace {
 
-/// Parameters of the terminal's "select graphic rendition" sequence.
+/// ECMA-48, 8.3.117 (SGR).
 std::string_view code_of(Colour colour) {
     switch (colour) {
         case Colour::kFaint:
@@ -28,18 +28,19 @@ std::string_view code_of(Colour colour) {
     return "0";
 }
 
-bool colours_wanted() {
-    // Nothing here changes the environment, so that reading it is safe on any thread.
-    const char* refused = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe)
-    return refused == nullptr || *refused == '\0';
+bool colours_allowed() {
+    // Nothing changes the environment, so any thread may read it.
+    const char* no_color = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe)
+    return no_color == nullptr || *no_color == '\0';
 }
 
 }  // namespace
 
-Paint::Paint(std::FILE* stream) : on_(platform::is_terminal(stream) && colours_wanted()) {}
+TerminalColours::TerminalColours(std::FILE* stream)
+    : enabled_(platform::is_terminal(stream) && colours_allowed()) {}
 
-std::string Paint::operator()(Colour colour, std::string_view text) const {
-    if (!on_ || colour == Colour::kPlain) return std::string(text);
+std::string TerminalColours::operator()(Colour colour, std::string_view text) const {
+    if (!enabled_ || colour == Colour::kPlain) return std::string(text);
     return fmt::format("\x1b[{}m{}\x1b[0m", code_of(colour), text);
 }
 

@@ -9,11 +9,10 @@
 
 namespace ps_tool {
 
-/// A conversion that writes nothing and removes nothing. The module's own one, so that what it says is what
-/// would happen.
-struct Trial {
+/// The result of a conversion by the module's code without output.
+struct DryRun {
     std::int32_t result = norvane::kNotConverted;
-    std::uint64_t frames = 0;  // that went into the recording
+    std::uint64_t frames = 0;  // written to the recording
     std::uint64_t key_frames = 0;
     double frame_duration = 0;  // seconds
     bool parameter_sets_in_samples = false;
@@ -23,6 +22,7 @@ struct Trial {
     [[nodiscard]] bool parameter_sets_in_description() const;
 };
 
-[[nodiscard]] Trial try_conversion(const std::string& clip);
+/// Converts a clip without writing or removing anything.
+[[nodiscard]] DryRun run_without_output(const std::string& clip);
 
 }  // namespace ps_tool

@@ -9,8 +9,8 @@
 namespace cli {
 
 /// "1 frame", "2 frames".
-[[nodiscard]] inline std::string counted(std::uint64_t count, std::string_view thing) {
-    return fmt::format("{} {}{}", count, thing, count == 1 ? "" : "s");
+[[nodiscard]] inline std::string plural(std::uint64_t count, std::string_view noun) {
+    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
 }  // namespace cli

@@ -1,4 +1,4 @@
-#include "tools/ps/trial.h"
+#include "tools/ps/dry_run.h"
 
 #include <algorithm>
 
@@ -15,8 +15,8 @@ class DiscardingIndexFile final : public platform::IndexFile {
     }
 };
 
-/// The clip is real, everything else goes nowhere.
-class TrialFiles final : public platform::FileSystem {
+/// Reads the real clip and discards all output.
+class DryRunFiles final : public platform::FileSystem {
   public:
     std::unique_ptr<platform::InputFile> open_input(const std::string& path) override {
         return platform::system_files().open_input(path);
@@ -35,46 +35,54 @@ class TrialFiles final : public platform::FileSystem {
     bool replace_whole(const std::string& /*path*/, std::string_view /*content*/) override { return false; }
 };
 
-class TrialParser final : public norvane::Mp4Parser {
+bool contains_parameter_sets(std::span<const platform::Byte> frame) {
+    const auto units = reader::nal_units(frame);
+    const auto has = [&](std::uint8_t type) {
+        return std::any_of(units.begin(), units.end(), [&](const auto& unit) { return unit.type == type; });
+    };
+    return has(h264::kSequenceParameterSet) && has(h264::kPictureParameterSet);
+}
+
+class DryRunParser final : public norvane::Mp4Parser {
   public:
-    TrialParser(const StreamRecord& request, norvane::ConversionContext context, Trial& trial)
-        : Mp4Parser(request, std::move(context)), trial_(trial) {}
+    DryRunParser(const StreamRecord& request, norvane::ConversionContext context, DryRun& dry_run)
+        : Mp4Parser(request, std::move(context)), dry_run_(dry_run) {}
 
     bool write_frame(bool key_frame, std::uint16_t group_counter, std::int64_t length, double time,
                      std::span<const platform::Byte> buffer) override {
         if (!Mp4Parser::write_frame(key_frame, group_counter, length, time, buffer)) return false;
-        if (trial_.frames++ == 0) trial_.parameter_sets_in_samples = reader::has_parameter_sets(buffer);
-        if (key_frame) ++trial_.key_frames;
+        if (dry_run_.frames++ == 0) dry_run_.parameter_sets_in_samples = contains_parameter_sets(buffer);
+        if (key_frame) ++dry_run_.key_frames;
         return true;
     }
 
   private:
-    Trial& trial_;
+    DryRun& dry_run_;
 };
 
 }  // namespace
 
-bool Trial::parameter_sets_in_description() const {
+bool DryRun::parameter_sets_in_description() const {
     return std::any_of(tracks.begin(), tracks.end(), [](const SampleTables& track) {
         const StsdEntry& entry = track.sample_descriptions.front();
         return entry.sequence_parameter_sets > 0 && entry.picture_parameter_sets > 0;
     });
 }
 
-Trial try_conversion(const std::string& clip) {
-    Trial trial;
-    TrialFiles files;
+DryRun run_without_output(const std::string& clip) {
+    DryRun dry_run;
+    DryRunFiles files;
     StreamRecord request;
     request.sourceFile = clip;
     const norvane::ConversionContext context{files,
                                              platform::system_sleeper(),
                                              [](std::int32_t, const std::string&) {},
                                              {.remove_clip = false, .replace_recording = true}};
-    TrialParser parser(request, context, trial);
-    trial.result = parser.parse_container();
-    trial.tracks = std::move(parser.tracks());
-    if (!trial.tracks.empty()) trial.frame_duration = frame_duration(trial.tracks.front());
-    return trial;
+    DryRunParser parser(request, context, dry_run);
+    dry_run.result = parser.parse_container();
+    dry_run.tracks = std::move(parser.tracks());
+    if (!dry_run.tracks.empty()) dry_run.frame_duration = frame_duration(dry_run.tracks.front());
+    return dry_run;
 }
 
 }  // namespace ps_tool

@@ -1,7 +1,5 @@
 #pragma once
 
-// What a tool may do where a person is looking.
-
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -10,14 +8,14 @@ namespace cli {
 
 enum class Colour { kPlain, kFaint, kRed, kGreen, kYellow, kBlue };
 
-/// Colours text for a terminal; returns it as it is for a file or pipe, and where NO_COLOR is set.
-class Paint {
+/// Colours text on a terminal. Returns it unchanged for a file or pipe, or if NO_COLOR is set.
+class TerminalColours {
   public:
-    explicit Paint(std::FILE* stream);
+    explicit TerminalColours(std::FILE* stream);
     [[nodiscard]] std::string operator()(Colour colour, std::string_view text) const;
 
   private:
-    bool on_;
+    bool enabled_;
 };
 
 }  // namespace cli
