@@ -73,8 +73,8 @@ void write_file(const Selection& selection, const std::string& out) {
 int run_export(const ExportOptions& options) {
     check_output(options);
     try {
-        const ParameterSets given =
-            options.parameter_sets.empty() ? ParameterSets() : parameter_sets_of(options.parameter_sets);
+        const ParameterSetUnits given =
+            options.parameter_sets.empty() ? ParameterSetUnits() : parameter_sets_of(options.parameter_sets);
         Selection selection = select_frames(cli::recording_paths(options.paths), options.range, given);
         set_presentation_times(selection.frames);
         write_file(selection, options.out);

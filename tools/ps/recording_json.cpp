@@ -9,8 +9,8 @@ namespace {
 
 using cli::Json;
 
-Json time_of(const reader::PacketTime& moment) {
-    return moment.plausible() ? Json(reader::rfc3339(moment)) : Json();
+Json time_of(const reader::PacketTime& time) {
+    return time.plausible() ? Json(reader::rfc3339(time)) : Json();
 }
 
 Json streams_of(const reader::Report& report) {

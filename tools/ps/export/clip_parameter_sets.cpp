@@ -15,7 +15,7 @@ constexpr std::uint64_t kBeforeEntries = 8;  // version, flags and entry count o
 constexpr std::uint64_t kVisualEntry = 86;   // size of a visual sample entry without its boxes
 constexpr std::uint64_t kBoxHeader = 8;
 
-void read_units(BoxReader& in, unsigned count, ParameterSets& sets) {
+void read_units(BoxReader& in, unsigned count, ParameterSetUnits& sets) {
     for (; count > 0 && in.ok(); --count) {
         std::vector<platform::Byte> unit(std::min<std::uint64_t>(in.u16(), in.left()));
         in.read(unit);
@@ -23,8 +23,8 @@ void read_units(BoxReader& in, unsigned count, ParameterSets& sets) {
     }
 }
 
-ParameterSets read_configuration(BoxReader& in) {
-    ParameterSets sets;
+ParameterSetUnits read_configuration(BoxReader& in) {
+    ParameterSetUnits sets;
     in.skip(5);  // version, profile, compatibility, level, length size
     read_units(in, in.u8() & 0x1FU, sets);
     read_units(in, in.u8(), sets);
@@ -32,7 +32,7 @@ ParameterSets read_configuration(BoxReader& in) {
 }
 
 /// Finds the configuration box in the sample entry at the reader's position.
-ParameterSets read_entry(BoxReader& in, std::uint64_t end) {
+ParameterSetUnits read_entry(BoxReader& in, std::uint64_t end) {
     in.skip(kVisualEntry);
     while (in.ok() && in.position() < end) {
         const std::uint32_t size = in.u32();
@@ -46,7 +46,7 @@ ParameterSets read_entry(BoxReader& in, std::uint64_t end) {
 
 }  // namespace
 
-ParameterSets parameter_sets_of(const std::string& clip) {
+ParameterSetUnits parameter_sets_of(const std::string& clip) {
     const auto file = platform::system_files().open_input(clip);
     if (!file) throw cli::CannotRun(clip + ": cannot be opened");
     BoxReader in(file.get());
@@ -59,7 +59,7 @@ ParameterSets parameter_sets_of(const std::string& clip) {
     for (const BoxInfo& box : descriptions) {
         in.clear();
         in.seek(box.payload_at + kBeforeEntries);
-        ParameterSets sets = read_entry(in, box.payload_at + box.payload);
+        ParameterSetUnits sets = read_entry(in, box.payload_at + box.payload);
         if (!sets.empty()) return sets;
     }
     throw ExportRefused(clip + ": no parameter sets in the sample descriptions");

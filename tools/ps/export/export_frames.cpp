@@ -64,7 +64,7 @@ class Selector {
   public:
     Selector(const TimeRange& range, Selection& selection) : range_(range), selection_(selection) {}
 
-    void give(const ParameterSets& sets) {
+    void give(const ParameterSetUnits& sets) {
         for (const auto& unit : sets) sets_.take(unit);
     }
     void begin_recording(reader::Recording& recording) {
@@ -221,7 +221,7 @@ std::vector<std::string> sort_by_first_frame(const std::vector<std::string>& pat
 }  // namespace
 
 Selection select_frames(const std::vector<std::string>& paths, const TimeRange& range,
-                        const ParameterSets& given) {
+                        const ParameterSetUnits& given) {
     Selection selection;
     Selector selector(range, selection);
     selector.give(given);

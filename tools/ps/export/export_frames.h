@@ -46,7 +46,7 @@ class ExportRefused : public std::runtime_error {
 };
 
 /// NAL units of parameter sets.
-using ParameterSets = std::vector<std::vector<platform::Byte>>;
+using ParameterSetUnits = std::vector<std::vector<platform::Byte>>;
 
 /// Selects the frames of a range from recordings of one camera: from the last key frame up to its begin to
 /// before the first key frame at or after its end. Skips frames that cannot be decoded: those before a
@@ -54,7 +54,7 @@ using ParameterSets = std::vector<std::vector<platform::Byte>>;
 /// parameter sets for recordings that contain none. Selects the intact frames of damaged recordings. Throws
 /// ExportRefused if there are no frames or no parameter sets.
 [[nodiscard]] Selection select_frames(const std::vector<std::string>& paths, const TimeRange& range,
-                                      const ParameterSets& given);
+                                      const ParameterSetUnits& given);
 
 /// Presents each sequence's frames in the order of their counts, at the recorded times. Decoding times move
 /// earlier by the delay that keeps each frame's decoding before its presentation.

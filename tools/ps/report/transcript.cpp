@@ -226,8 +226,8 @@ std::map<std::string, Account> account_for(const std::vector<LostTime>& lost,
         Intervals rest = merge({{std::max(one.gap.begin, before), one.gap.end}});
         before = std::max(before, one.gap.end);
         account.lost += total_length(rest);
-        if (const auto held = covered.find(one.clip_id); held != covered.end())
-            account.recovered += remove_from(rest, held->second);
+        if (const auto recorded = covered.find(one.clip_id); recorded != covered.end())
+            account.recovered += remove_from(rest, recorded->second);
         for (const auto& [clip, reason] : one.refused)
             account.refused[reason] += remove_from(rest, merge({clip}));
         if (const auto missing = remove_from(rest, merge(one.converted)))
