@@ -41,17 +41,17 @@ class Diagnosis {
     void check_formats();
     void explain_failure();
     void explain_sample(std::uint64_t number, std::uint64_t at, const Sample& sample, std::uint32_t largest);
-    [[nodiscard]] const SeenBox* find(BoxType type) const;
-    [[nodiscard]] bool exceeds_clip(const SeenBox& box) const {
-        return box.payload > in_.size() || box.payload_at > in_.size() - box.payload;
+    [[nodiscard]] const BoxInfo* find(BoxType type) const;
+    [[nodiscard]] bool exceeds_clip(const BoxInfo& box) const {
+        return box.payload_size > in_.size() || box.payload_offset > in_.size() - box.payload_size;
     }
-    void add(std::string rule, const SeenBox& box, std::string text) {
-        findings_.push_back({std::move(rule), name_of(box.type), box.at, std::move(text)});
+    void add(std::string rule, const BoxInfo& box, std::string text) {
+        findings_.push_back({std::move(rule), name_of(box.type), box.offset, std::move(text)});
     }
 
     BoxReader in_;
     const DryRun& dry_run_;
-    std::vector<SeenBox> boxes_;
+    std::vector<BoxInfo> boxes_;
     std::vector<Finding> findings_;
 };
 
@@ -82,14 +82,14 @@ void Diagnosis::collect_boxes() {
     in_.clear();
 }
 
-const SeenBox* Diagnosis::find(BoxType type) const {
+const BoxInfo* Diagnosis::find(BoxType type) const {
     const auto at =
         std::find_if(boxes_.begin(), boxes_.end(), [type](const BoxInfo& box) { return box.type == type; });
     return at == boxes_.end() ? nullptr : &*at;
 }
 
 void Diagnosis::check_fragments() {
-    if (const SeenBox* fragment = find(kMoof)) {
+    if (const BoxInfo* fragment = find(kMoof)) {
         add("fragmented", *fragment, "the clip is fragmented; samples in movie fragments are not read");
     }
 }
@@ -106,16 +106,16 @@ void Diagnosis::check_meta() {
 
 void Diagnosis::check_box_ends() {
     if (!findings_.empty()) return;
-    for (const SeenBox& box : boxes_) {
+    for (const BoxInfo& box : boxes_) {
         if (!exceeds_clip(box)) continue;
         add("truncated", box,
-            fmt::format("the box has {} bytes, but the clip ends at byte {}", box.payload, in_.size()));
+            fmt::format("the box has {} bytes, but the clip ends at byte {}", box.payload_size, in_.size()));
         return;
     }
 }
 
 void Diagnosis::check_tables() {
-    if (const SeenBox* long_offsets = find(kCo64)) {
+    if (const BoxInfo* long_offsets = find(kCo64)) {
         add("co64", *long_offsets, "64-bit chunk offsets are not read, so a mandatory table is missing");
         return;
     }
@@ -123,8 +123,8 @@ void Diagnosis::check_tables() {
     for (const BoxType type : kMandatory) {
         if (find(type) == nullptr) missing.push_back(fmt::format("'{}'", name_of(type)));
     }
-    const SeenBox* where = find(kStbl) != nullptr ? find(kStbl) : find(kMoov);
-    const SeenBox end{kMoov, in_.size(), in_.size(), 0};
+    const BoxInfo* where = find(kStbl) != nullptr ? find(kStbl) : find(kMoov);
+    const BoxInfo end{kMoov, in_.size(), in_.size(), 0};
     if (where == nullptr && findings_.empty()) {
         add("no-moov", end, "the clip has no 'moov' box");
     } else if (where != nullptr && findings_.empty()) {
@@ -135,7 +135,7 @@ void Diagnosis::check_tables() {
 }
 
 void Diagnosis::check_formats() {
-    const SeenBox* const box = find(kStsd);
+    const BoxInfo* const box = find(kStsd);
     if (box == nullptr) return;
     for (const SampleTables& track : dry_run_.tracks) {
         const StsdEntry& entry = track.sample_descriptions.front();

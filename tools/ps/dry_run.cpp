@@ -35,14 +35,6 @@ class DryRunFiles final : public platform::FileSystem {
     bool replace_whole(const std::string& /*path*/, std::string_view /*content*/) override { return false; }
 };
 
-bool contains_parameter_sets(std::span<const platform::Byte> frame) {
-    const auto units = reader::nal_units(frame);
-    const auto has = [&](std::uint8_t type) {
-        return std::any_of(units.begin(), units.end(), [&](const auto& unit) { return unit.type == type; });
-    };
-    return has(h264::kSequenceParameterSet) && has(h264::kPictureParameterSet);
-}
-
 class DryRunParser final : public norvane::Mp4Parser {
   public:
     DryRunParser(const StreamRecord& request, norvane::ConversionContext context, DryRun& dry_run)
@@ -51,7 +43,7 @@ class DryRunParser final : public norvane::Mp4Parser {
     bool write_frame(bool key_frame, std::uint16_t group_counter, std::int64_t length, double time,
                      std::span<const platform::Byte> buffer) override {
         if (!Mp4Parser::write_frame(key_frame, group_counter, length, time, buffer)) return false;
-        if (dry_run_.frames++ == 0) dry_run_.parameter_sets_in_samples = contains_parameter_sets(buffer);
+        if (dry_run_.frames++ == 0) dry_run_.parameter_sets_in_samples = reader::has_parameter_sets(buffer);
         if (key_frame) ++dry_run_.key_frames;
         return true;
     }

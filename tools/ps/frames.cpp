@@ -57,7 +57,7 @@ int run_frames(const FramesOptions& options) {
         const auto entry = recording.entry(number);
         if (!entry)
             throw cli::CannotRun(fmt::format("{}: cannot read entry {} of the index", paths.front(), number));
-        const std::int64_t instant = reader::instant_of(entry->moment);
+        const std::int64_t instant = reader::instant_of(entry->time);
         if (instant >= options.range.from && instant < options.range.to) print_frame(*entry, options.csv);
     }
     return cli::kSuccess;

@@ -120,10 +120,10 @@ std::string repair_text(const reader::Report& report) {
 Outcome repair(const RepairOptions& options, reader::Recording& recording) {
     const reader::Report report = reader::verify(recording);
     if (report.verified() && options.output.empty()) return {true, "no faults"};
-    if (!report.verified() && !report.mendable()) {
-        return {false,
-                fmt::format("not repaired, {} of {} faults cannot be repaired; {}", report.faults.lasting(),
-                            report.faults.count(), reader::text_of(report.faults.kept().front()))};
+    if (!report.verified() && !report.repairable()) {
+        return {false, fmt::format("not repaired, {} of {} faults cannot be repaired; {}",
+                                   report.faults.unrepairable(), report.faults.count(),
+                                   reader::text_of(report.faults.kept().front()))};
     }
     if (options.dry_run) return {false, "would be repaired: " + repair_text(report)};
     options.output.empty() ? write_in_place(recording, report) : write_to_output(options, recording, report);

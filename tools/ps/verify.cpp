@@ -32,21 +32,22 @@ std::string verdict(const reader::Report& report) {
                            cli::plural(report.spans(), "span"));
     }
     return fmt::format("{}, {}", cli::plural(report.faults.count(), "fault"),
-                       report.mendable() ? "repairable" : "not repairable");
+                       report.repairable() ? "repairable" : "not repairable");
 }
 
 void print_text(const reader::Report& report, const cli::TerminalColours& colours) {
     fmt::print("{}: {}\n", report.path,
                colours(report.verified() ? cli::Colour::kGreen : cli::Colour::kRed, verdict(report)));
     for (const reader::Fault& fault : report.faults.kept()) {
-        fmt::print("  {}{}\n", reader::text_of(fault), report.mends(fault) ? "" : " (not repairable)");
+        fmt::print("  {}{}\n", reader::text_of(fault), report.repairs(fault) ? "" : " (not repairable)");
     }
     const std::uint64_t omitted = report.faults.count() - report.faults.kept().size();
     if (omitted > 0) fmt::print("  and {} more faults\n", omitted);
 }
 
 int run_verify(const VerifyOptions& options) {
-    const reader::Depth depth = options.deep ? reader::Depth::kPayloads : reader::Depth::kHeaders;
+    const reader::VerifyDepth depth =
+        options.deep ? reader::VerifyDepth::kPayloads : reader::VerifyDepth::kHeaders;
     const cli::TerminalColours colours(stdout);
     std::optional<cli::JsonList> json;
     if (options.json) json.emplace(stdout, "recordings");
@@ -57,7 +58,7 @@ int run_verify(const VerifyOptions& options) {
         [depth, curves = options.json](reader::Recording& recording) {
             Result result;
             result.report = reader::verify(recording, depth, [&](const reader::Packet& packet) {
-                if (curves) result.curve.take(packet);
+                if (curves) result.curve.add(packet);
             });
             return result;
         },

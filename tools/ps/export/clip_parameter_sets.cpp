@@ -58,8 +58,8 @@ ParameterSetUnits parameter_sets_of(const std::string& clip) {
         });
     for (const BoxInfo& box : descriptions) {
         in.clear();
-        in.seek(box.payload_at + kBeforeEntries);
-        ParameterSetUnits sets = read_entry(in, box.payload_at + box.payload);
+        in.seek(box.payload_offset + kBeforeEntries);
+        ParameterSetUnits sets = read_entry(in, box.payload_offset + box.payload_size);
         if (!sets.empty()) return sets;
     }
     throw ExportRefused(clip + ": no parameter sets in the sample descriptions");

@@ -18,7 +18,6 @@ namespace {
 
 using platform::Byte;
 
-constexpr std::uint32_t kVideoSlots = kSlots / 2;
 constexpr std::size_t kFrontSize =
     65'536;  // contains the parameter sets and the first slice of most payloads
 
@@ -34,7 +33,7 @@ h264::Unit unit_at(std::span<const Byte> bytes, const std::vector<reader::NalUni
 class ActiveParameterSets {
   public:
     void take(h264::Unit unit) {
-        if (const auto id = parsed_.take(unit))
+        if (const auto id = parsed_.add(unit))
             bytes_[{h264::type_of(unit), *id}].assign(unit.begin(), unit.end());
     }
     [[nodiscard]] const h264::ParameterSets& parsed() const { return parsed_; }
@@ -123,7 +122,7 @@ Front Selector::read_front(const reader::Packet& packet) {
     for (const std::size_t size :
          {std::min<std::size_t>(packet.payload(), kFrontSize), std::size_t{packet.payload()}}) {
         std::vector<Byte> bytes(size);
-        if (!recording_->read_data(packet.at + PesHeader::size, bytes)) return front;
+        if (!recording_->read_data(packet.offset + PesHeader::size, bytes)) return front;
         front = parse_front(bytes);
         if (front.has_slice || size == packet.payload()) break;
     }
@@ -141,7 +140,7 @@ void Selector::take(const reader::Packet& packet) {
     }
     missing_sets_ |= packet.is_key() && front.has_slice && !front.slice;
     const bool key = packet.is_key() && front.slice && (front.slice->idr || front.slice->intra);
-    const std::int64_t instant = reader::instant_of(packet.moment);
+    const std::int64_t instant = reader::instant_of(packet.time);
     if (needs_key_frame_ && (!key || (last_ && instant <= *last_))) {
         ++skipped_;
         return;
