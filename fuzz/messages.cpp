@@ -9,13 +9,13 @@
 #include "engine/nor_vane.h"
 #include "fuzz/host_messages.h"
 #include "fuzz/require.h"
-#include "fuzz/simple_engine.h"
 #include "host/dispatch.h"
 #include "store/state_names.h"
 #include "store/xml_store.h"
 #include "tests/support/fake_time.h"
 #include "tests/support/memory_files.h"
 #include "tests/support/request_log_server.h"
+#include "tools/model/reference_engine.h"
 
 namespace {
 
@@ -64,7 +64,7 @@ class Conversation {
         : in_(in),
           state_(in.chance(64) ? in.text() : "<Pavo/>"),
           real_(clock_, state_),
-          simple_(clock_, state_) {}
+          reference_(clock_, state_) {}
 
     void run() {
         restart();
@@ -81,29 +81,29 @@ class Conversation {
     void restart() {
         const bool save_fails = in_.chance(16);
         real_.restart(save_fails);
-        simple_.restart(save_fails);
+        reference_.restart(save_fails);
         working_ = false;
         compare();
-        require(real_.state_file() == simple_.state_file(), "the state file differs");
+        require(real_.state_file() == reference_.state_file(), "the state file differs");
     }
 
     void hear(const std::string& text) {
         tinyxml2::XMLDocument document;
         if (document.Parse(text.data(), text.size()) != tinyxml2::XML_SUCCESS) return;
         DispatchHostMessage(document, *real_.engine, clock_);
-        DispatchHostMessage(document, *simple_.engine, clock_);
+        DispatchHostMessage(document, *reference_.engine, clock_);
         compare();
     }
 
     void compare() {
         const std::string asked = real_.server.take();
-        const std::string expected = simple_.server.take();
+        const std::string expected = reference_.server.take();
         if (asked != expected) fail("the engine asks\n" + asked + "and not\n" + expected);
-        require(!simple_.engine->operations().empty() || simple_.engine->is_idle(),
+        require(!reference_.engine->operations().empty() || reference_.engine->is_idle(),
                 "nothing to do, but busy");
         check_work(asked);
         guids_.clear();
-        for (const auto& operation : simple_.engine->operations()) guids_.push_back(operation.guid);
+        for (const auto& operation : reference_.engine->operations()) guids_.push_back(operation.guid);
     }
 
     /// Start and end of the work alternate; the operations of a state file go on without a start.
@@ -119,7 +119,7 @@ class Conversation {
     FakeClock clock_;
     std::string state_;
     Side<norvane::CNorVane> real_;
-    Side<SimpleEngine> simple_;
+    Side<model::ReferenceEngine> reference_;
     std::vector<norvane::Guid> guids_;
     bool working_ = false;
 };

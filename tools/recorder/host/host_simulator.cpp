@@ -168,7 +168,7 @@ fs::path HostSimulator::temporary_directory(const Camera& camera, const Request&
 void HostSimulator::grant(const Camera& camera, const Request& request) {
     const std::string guid = this->guid(request);
     const fs::path directory = temporary_directory(camera, request);
-    const bool asks = operation(request) != nullptr;
+    const bool asks = operation(request).has_value();
     model_.on_reservation(request.operation, directory.string());
     send("reservation", fmt::format("granted to {}", guid),
          reservation_document(guid, directory.string(), directory_.output_directory()));
@@ -199,7 +199,7 @@ void HostSimulator::deliver(const Camera& camera, const Request& request, const 
     const fs::path file = place_clip(camera, request, stored.clip.file.filename().string());
     fs::copy_file(stored.clip.file, file);
     const std::string recording = directory_.recording_path(camera.device, stored.start);
-    const bool converted = operation(request) != nullptr;
+    const bool converted = operation(request).has_value();
     model_.on_clip(request.operation, file.string(), recording);
     if (converted) {
         conversion_ = {fmt::format("converting {}", file.filename().string()), recording, stored.clip.bytes,
@@ -215,7 +215,7 @@ void HostSimulator::deliver_no_mp4(const Camera& camera, const Request& request,
     const fs::path file = place_clip(camera, request, "clip.avi");
     std::ofstream(file) << "RIFF\x10\x20\x30\x40"
                            "AVI LIST";
-    const bool refused = operation(request) != nullptr;
+    const bool refused = operation(request).has_value();
     model_.on_refused_clip(request.operation, file.string());
     notify_clip(camera, request, {file.string(), start, start + 1, camera.name, 1});
     remove_clip(file, refused);
@@ -254,7 +254,7 @@ std::vector<ExpectedRecording> HostSimulator::take_recordings() {
 
 void HostSimulator::forget_ended_operations() {
     bindings_.forget_all_but([this](std::size_t number) {
-        return model_.operation(number) != nullptr ||
+        return model_.operation(number) ||
                std::ranges::any_of(model_.requests(),
                                    [&](const Request& request) { return request.operation == number; });
     });

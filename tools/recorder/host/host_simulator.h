@@ -60,8 +60,8 @@ class HostSimulator {
 
     /// The module's unanswered requests. An answer removes its request from the list.
     [[nodiscard]] std::vector<Request>& requests() { return model_.requests(); }
-    /// Null if the operation has ended.
-    [[nodiscard]] const Operation* operation(const Request& request) const {
+    /// Empty if the operation has ended.
+    [[nodiscard]] std::optional<Operation> operation(const Request& request) const {
         return model_.operation(request.operation);
     }
 

@@ -1,29 +1,29 @@
 #pragma once
 
-// What a plug-in has to do, seen from the host: a small model that is told every message sent to the plug-in
-// and predicts every message that comes back, text for text.
+// Predicts the module's messages. The reference engine says what the module does; this translates its effects
+// into the documents that the host must receive.
 
 #include <cstdint>
 #include <deque>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
+#include "tools/model/reference_engine.h"
 #include "tools/recorder/host/host_documents.h"
 #include "tools/recorder/model/pattern.h"
 
 namespace recorder {
 
-/// One message that has to come.
+/// One message that the module must send next.
 struct Expected {
     std::uint32_t message_class = 0;
-    std::string pattern;           // of the document; unused for a text given back
-    std::uint64_t given_back = 0;  // number of the text
-    bool any_number = false;       // may come many times or never
+    std::string pattern;           // of the document; unused for a returned text
+    std::uint64_t given_back = 0;  // number of the returned text; 0 for a document
+    bool any_number = false;       // may be sent any number of times
 };
 
-/// A request of the plug-in that the host has not answered yet.
+/// A request of the module that the host has not answered yet.
 struct Request {
     enum class Kind { kStorageInfo, kReservation, kRecordings };
     Kind kind = Kind::kStorageInfo;
@@ -31,23 +31,23 @@ struct Request {
     Device device;
 };
 
-/// One retrieval as the plug-in keeps it.
+/// One retrieval. The recorder numbers the operations from 1; Bindings maps the numbers to the module's
+/// GUIDs.
 struct Operation {
-    std::size_t number = 0;  // ours; the GUID is bound to it
+    std::size_t number = 0;
     Device device;
     Seconds start = 0;
     Seconds end = 0;
     int attempts = 0;
 };
 
-/// A channel that was lost. No time: the plug-in's present instant at shutdown, until the state file tells
-/// it.
+/// A lost channel. The time is empty for a loss at shutdown, until the state file shows the instant.
 struct Loss {
     Device device;
     std::optional<Seconds> time;
 };
 
-/// What outlives a restart.
+/// Losses and operations are those in the state file, so they are empty while the module is open.
 struct SavedModel {
     std::vector<Loss> losses;
     std::vector<Operation> operations;
@@ -57,62 +57,81 @@ struct SavedModel {
     bool state_file_exists = false;
 };
 
-class EngineModel {
+class EngineModel final : public norvane::ITalServer,
+                          public norvane::IPersistentStore,
+                          public platform::Clock {
   public:
     /// Predictions are appended to `expected`.
     explicit EngineModel(std::deque<Expected>& expected) : expected_(expected) {}
 
-    /// The reason for which the plug-in could not read its state file; empty for none.
+    /// Why the module could not read its state file; empty if it could.
     void on_open(const std::string& load_error);
+    void on_close();
     void on_device(const Device& device);
+    void on_removed(const Device& device);
     void on_channel(const Device& device, bool connected, Seconds time);
     void on_storage_info(std::size_t operation, std::int32_t megabytes);
     void on_reservation(std::size_t operation, const std::string& temporary_directory);
     void on_done(std::size_t operation);
     void on_failed(std::size_t operation, std::int32_t error, Seconds failed_clip_start);
-    /// The clip is converted into the recording, or refused because it is no MP4 file.
     void on_clip(std::size_t operation, const std::string& clip, const std::string& recording);
+    /// The clip is not an MP4 file.
     void on_refused_clip(std::size_t operation, const std::string& clip);
-    /// The camera is gone, and was connected.
-    void on_removed(const Device& device);
-    /// Afterwards only what is saved is left.
-    void on_close();
 
-    /// One message more, for what the events above do not tell.
+    /// Adds a message that no event above causes.
     void expect(std::uint32_t message_class, const std::string& content);
     void expect_log(int level, const std::string& text);
 
-    /// The state file after on_close(); its present instants belong, in order, to the losses without a time.
+    /// The pattern of the state file after on_close(). Its present instants are, in order, those of the
+    /// losses without a time.
     [[nodiscard]] std::string state_file() const;
     void set_open_times(const std::vector<Seconds>& times);
 
     [[nodiscard]] std::vector<Request>& requests() { return requests_; }
-    /// Null for one that ended.
-    [[nodiscard]] const Operation* operation(std::size_t number) const;
-    [[nodiscard]] bool all_done() const { return saved_.operations.empty(); }
+    /// Empty for an operation that has ended.
+    [[nodiscard]] std::optional<Operation> operation(std::size_t number) const;
+    [[nodiscard]] bool all_done() const {
+        return engine_ ? engine_->operations().empty() : saved_.operations.empty();
+    }
     [[nodiscard]] const SavedModel& saved() const { return saved_; }
     void restore(SavedModel saved) { saved_ = std::move(saved); }
 
   private:
-    using Iterator = std::vector<Operation>::iterator;
+    using Guid = norvane::Guid;
+    using Ticks = norvane::Ticks;
+    using Path = platform::Path;
 
-    void expect_status(int status);
-    void expect_storage_command(const Operation& operation, const char* command, const std::string& further);
-    void expect_release(const Operation& operation);
+    void SetEventSink(norvane::IEventSink* /*sink*/) override {}
+    void RequestStorageInfo(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Ticks start,
+                            Ticks stop) override;
+    void RequestDiskReservation(const Guid& guid, std::uint32_t gigabytes) override;
+    void ReleaseDiskReservation(const Guid& guid) override;
+    [[nodiscard]] Guid GenerateGuid() override;
+    void RequestRecordings(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Ticks start,
+                           Ticks stop, const Path& temporary_directory, Path output_directory) override;
+    void ConvertClip(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Path clip_file,
+                     std::string recording, Ticks start, Ticks stop, std::int32_t clip_type) override;
+    void ReportStarted(Ticks now) override { ReportStatus(norvane::kStatusStarted, now); }
+    void ReportStatus(std::int32_t status, Ticks now) override;
+    void LogInfo(const char* text) override { expect_log(kLogInformation, text); }
+    void LogError(const char* text) override { expect_log(kLogError, text); }
 
-    [[nodiscard]] Iterator find(std::size_t number);
-    void disconnect(const Device& device);
-    void on_lost(const Device& device, Seconds time);
-    void on_return(std::vector<Loss>::iterator loss, Seconds time);
-    void start_next();
-    void complete(Iterator operation);
+    void SaveState(std::vector<norvane::DisconnectRecord>& records,
+                   const std::vector<norvane::Operation>& operations) override;
+    void LoadState(std::vector<norvane::DisconnectRecord>& records,
+                   std::vector<norvane::Operation>& operations) override;
+    // Only the module knows its present instant: every use of it becomes kPresentInstant.
+    [[nodiscard]] Ticks CurrentTime() override { return now(); }
+    [[nodiscard]] Ticks now() const override { return INT64_MAX; }
+
+    void expect_storage_command(const Request& request, const char* command, Ticks start, Ticks stop,
+                                const std::string& further);
 
     std::deque<Expected>& expected_;
     SavedModel saved_;
-    std::set<Device> supported_;
-    std::vector<Device> connected_;  // one for every report of a connected channel
+    std::string load_error_;
     std::vector<Request> requests_;
-    bool idle_ = true;
+    std::optional<model::ReferenceEngine> engine_;  // while the module is open
 };
 
 }  // namespace recorder

@@ -204,9 +204,9 @@ void ManyCameras::answer_one(const Request& picked) {
 
 void ManyCameras::answer_recordings(CameraState& state, const Request& request) {
     constexpr std::size_t kMaxClips = 3;
-    const Operation* operation = simulator_.operation(request);
-    auto clips = operation == nullptr ? std::vector<StoredClip>()
-                                      : state.camera.clips_in(operation->start, operation->end);
+    const auto operation = simulator_.operation(request);
+    auto clips =
+        operation ? state.camera.clips_in(operation->start, operation->end) : std::vector<StoredClip>();
     if (clips.size() > kMaxClips) clips.erase(clips.begin(), clips.end() - kMaxClips);
     if (random_.percent(5)) simulator_.deliver_no_mp4(state.camera, request, state.clock);
     for (const StoredClip& stored : clips) {
@@ -218,8 +218,8 @@ void ManyCameras::answer_recordings(CameraState& state, const Request& request) 
 }
 
 void ManyCameras::fail(CameraState& state, const Request& request) {
-    const Operation* operation = simulator_.operation(request);
-    const Seconds start = operation == nullptr ? state.clock : operation->start;
+    const auto operation = simulator_.operation(request);
+    const Seconds start = operation ? operation->start : state.clock;
     simulator_.fail(state.camera, request, static_cast<std::int32_t>(random_.below(100)), start);
 }
 

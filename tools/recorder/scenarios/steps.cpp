@@ -40,9 +40,9 @@ Camera regained_camera(HostSimulator& simulator, const std::string& name, const 
 }
 
 void answer(HostSimulator& simulator, const Camera& camera, Request request) {
-    const Operation* operation = simulator.operation(request);
+    const auto operation = simulator.operation(request);
     const auto clips =
-        operation == nullptr ? std::vector<StoredClip>() : camera.clips_in(operation->start, operation->end);
+        operation ? camera.clips_in(operation->start, operation->end) : std::vector<StoredClip>();
     switch (request.kind) {
         case Request::Kind::kStorageInfo:
             simulator.offer(camera, request, clips);

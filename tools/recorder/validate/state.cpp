@@ -60,12 +60,12 @@ void over_a_restart(CaseFixture& fixture) {
     fixture.simulator().report(other, false, kFound + 10);
     fixture.simulator().close();
 
+    const Seconds restart = fixture.model().saved().losses.front().time.value_or(0);
     fixture.simulator().open();
     fixture.simulator().announce(fixture.camera());
     fixture.simulator().announce(other);
     fixture.simulator().report(other, true, kFound + 600);
-    fixture.simulator().report(fixture.camera(), true,
-                               fixture.model().saved().losses.front().time.value_or(0) + 60);
+    fixture.simulator().report(fixture.camera(), true, restart + 60);
     answer_all(fixture.simulator(), {fixture.camera(), other});
     finish_scenario(fixture.simulator());
 }

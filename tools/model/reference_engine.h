@@ -1,0 +1,100 @@
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "platform/clock.h"
+#include "plugin/interfaces/event_sink.h"
+#include "plugin/interfaces/persistent_store.h"
+#include "plugin/interfaces/tal_server.h"
+
+namespace model {
+
+/// The rules of the retrieval engine in their simplest form: vectors that are scanned from the front. It
+/// shares no code with engine/, so a fault in one of them shows as a difference. Its requests, status reports
+/// and log lines go to an ITalServer. The fuzz target compares them with the module's; the recorder turns
+/// them into the messages that it expects.
+///
+/// Channels
+/// - A device counts from the report that it is supported until the report that it was removed. Channel
+/// reports
+///   about other devices are ignored.
+/// - A disconnected channel is lost. Its gap starts 10 s before the report. A second loss changes nothing.
+/// - A lost channel returns when the same channel is reported connected. Each return creates one operation,
+/// which
+///   fetches the device's recordings from the start of the gap to the return.
+/// - Each report of a connected channel that is not lost adds an entry for its device, and so does a return.
+///   A loss or a removal takes one entry away. A device with an entry is connected.
+/// - The removal of a device that is not connected also forgets the loss of its channel 0.
+///
+/// Operations
+/// - They are kept in the order of creation. The first one is the current operation. The first one with a
+///   connected device is the next to start.
+/// - The next one is started when a return finds the engine idle, when the current operation's device is
+/// lost,
+///   after each retry, and when an operation ends and others are left. The engine is idle while no operation
+///   could be started.
+/// - storage info requested -> size reported: reservation requested -> granted: recordings requested -> one
+///   conversion per clip -> done. A reply is acted on if its GUID is known, whatever was requested before.
+/// - Each start and each failure counts one attempt. A failed operation with at most two attempts is retried:
+///   it keeps its position and starts at the failed clip. So a new operation is retried once.
+/// - An operation ends when it is done or fails for the last time. Its reservation is always released.
+/// - Status 2 (started) is reported with the first operation, status 3 when the last one has ended.
+///
+/// Restart
+/// - Losses and operations are saved. Each entry of a connected device is saved as a loss of channel 0 now.
+/// - They are read at the next start, and the saved state is then emptied. If reading fails, what was read
+/// before
+///   the fault counts, and nothing is emptied.
+class ReferenceEngine final : public norvane::IEventSink {
+  public:
+    /// Starts. All three must outlive the engine.
+    ReferenceEngine(norvane::ITalServer& server, norvane::IPersistentStore& store,
+                    const platform::Clock& clock);
+    ReferenceEngine(const ReferenceEngine&) = delete;
+    ReferenceEngine& operator=(const ReferenceEngine&) = delete;
+    /// Saves and stops.
+    ~ReferenceEngine() override;
+
+    void OnDeviceSupported(std::int32_t devices_id, std::int32_t number) override;
+    void OnDeviceRemoved(std::int32_t devices_id, std::int32_t number) override;
+    void OnChannelState(const norvane::ChannelKey* channel, std::int32_t state, const void* unused,
+                        norvane::Ticks time) override;
+    void OnStorageInfo(const norvane::Guid& guid, std::uint32_t gigabytes) override;
+    void OnReservation(norvane::Guid guid, const platform::Path& temporary,
+                       const platform::Path& output) override;
+    void OnClipRetrieved(norvane::Guid guid, platform::Path clip_file, std::int32_t clip_type,
+                         norvane::Ticks start, norvane::Ticks stop, std::int32_t input_number,
+                         std::string input_name) override;
+    void OnRetrievalDone(norvane::Guid guid) override;
+    void OnRetrievalFailed(norvane::Guid guid, std::int32_t error_code,
+                           norvane::Ticks failed_clip_start) override;
+
+    [[nodiscard]] bool is_idle() const { return idle_; }
+    [[nodiscard]] const std::vector<norvane::Operation>& operations() const { return operations_; }
+
+  private:
+    using Position = std::vector<norvane::Operation>::iterator;
+
+    [[nodiscard]] Position find(const norvane::Guid& guid) {
+        return std::ranges::find(operations_, guid, &norvane::Operation::guid);
+    }
+    void channel_lost(const norvane::ChannelKey& channel, norvane::Ticks time);
+    void channel_returned(std::vector<norvane::DisconnectRecord>::iterator loss, norvane::Ticks time);
+    void start_next();
+    void end(Position operation);
+    void info(const std::string& line) { server_.LogInfo(("NorVane - " + line).c_str()); }
+    void error(const std::string& line) { server_.LogError(("NorVane - " + line).c_str()); }
+
+    norvane::ITalServer& server_;
+    norvane::IPersistentStore& store_;
+    const platform::Clock& clock_;
+    std::vector<norvane::DeviceKey> supported_;
+    std::vector<norvane::DeviceKey> connected_;
+    std::vector<norvane::DisconnectRecord> losses_;
+    std::vector<norvane::Operation> operations_;
+    bool idle_ = true;
+};
+
+}  // namespace model
