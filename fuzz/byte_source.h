@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-/// Decisions out of a fuzzer's bytes. Behind their end everything is 0 and no chance comes true.
+/// Turns a fuzzer's bytes into values. After the last byte, values are 0 and chances are false.
 class ByteSource {
   public:
     explicit ByteSource(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
@@ -33,7 +33,7 @@ class ByteSource {
         return values[below(Count)];
     }
 
-    /// The bytes up to the next 0, which is passed over.
+    /// The bytes up to the next 0, which is skipped.
     std::string text() {
         const auto end = std::ranges::find(bytes_, 0);
         const std::string text(bytes_.begin(), end);

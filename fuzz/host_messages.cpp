@@ -6,8 +6,8 @@ namespace {
 
 using Guids = std::vector<norvane::Guid>;
 
-/// Every "@" stands for a value: "@n" a small number, "@t" an instant, "@g" a GUID, "@p" a path, "@a" any
-/// number, "@c" a state; "@" before a digit that digit. Now and then it is something else.
+/// Placeholders: "@n" a small number, "@t" an instant, "@g" a GUID, "@p" a path, "@a" any number, "@c" a
+/// channel state, "@" and a digit that digit. Occasionally a placeholder gets an unusual value instead.
 constexpr const char* kDevices[] = {
     "<Device Number=@n NorVaneSupported=@1/>",
     "<Device Number=@n><Codec><Encoder Number=@0><Channel Number=@0 Connected=@c "
@@ -53,14 +53,14 @@ std::string usual_value(char kind, ByteSource& in, const Guids& guids) {
     }
 }
 
-std::string filled(std::string_view form, ByteSource& in, const Guids& guids) {
+std::string fill(std::string_view pattern, ByteSource& in, const Guids& guids) {
     std::string text;
-    for (std::size_t at = form.find('@'); at != form.npos; at = form.find('@')) {
-        text += form.substr(0, at);
-        text += '"' + (in.byte() < 8 ? any_value(in) : usual_value(form[at + 1], in, guids)) + '"';
-        form.remove_prefix(at + 2);
+    for (std::size_t at = pattern.find('@'); at != pattern.npos; at = pattern.find('@')) {
+        text += pattern.substr(0, at);
+        text += '"' + (in.byte() < 8 ? any_value(in) : usual_value(pattern[at + 1], in, guids)) + '"';
+        pattern.remove_prefix(at + 2);
     }
-    return text.append(form);
+    return text.append(pattern);
 }
 
 }  // namespace
@@ -68,10 +68,10 @@ std::string filled(std::string_view form, ByteSource& in, const Guids& guids) {
 std::string host_message(ByteSource& in, const Guids& guids) {
     const std::uint8_t kind = in.byte();
     if (kind >= 240) return in.text();
-    if (kind % 4 == 0) return "<Pavo>" + filled(kReservation, in, guids) + "</Pavo>";
+    if (kind % 4 == 0) return "<Pavo>" + fill(kReservation, in, guids) + "</Pavo>";
     std::string text = "<Pavo><Devices ID=\"7\">";
     do {
-        text += filled(in.pick(kDevices), in, guids);
+        text += fill(in.pick(kDevices), in, guids);
     } while (in.chance(32));
-    return text + "</Devices>" + (kind < 8 ? filled(kReservation, in, guids) : "") + "</Pavo>";
+    return text + "</Devices>" + (kind < 8 ? fill(kReservation, in, guids) : "") + "</Pavo>";
 }

@@ -1,6 +1,5 @@
-// A row of host messages through the dispatcher into the engine and, beside it, into a second one that is
-// too simple to be wrong: both have to ask the host for the same, line by line, and leave the same state
-// file.
+// Sends the same host messages to the engine and to the reference engine. Both must send the same requests
+// and log lines in the same order, and save the same state file.
 
 #include <tinyxml2.h>
 
@@ -22,11 +21,12 @@ namespace {
 using Records = std::vector<norvane::DisconnectRecord>;
 using Operations = std::vector<norvane::Operation>;
 
-/// An engine with a host and a state file of its own. Some state files cannot be written.
+/// An engine with its own server and state file. Some saves fail.
 template <typename Engine>
-class Side final : public norvane::IPersistentStore {
+class EngineUnderTest final : public norvane::IPersistentStore {
   public:
-    Side(const platform::Clock& clock, const std::string& state) : clock_(clock), store_(files_, clock) {
+    EngineUnderTest(const platform::Clock& clock, const std::string& state)
+        : clock_(clock), store_(files_, clock) {
         files_.put(norvane::state::kFileName, state);
     }
 
@@ -38,7 +38,7 @@ class Side final : public norvane::IPersistentStore {
     [[nodiscard]] const std::string& state_file() { return files_.at(norvane::state::kFileName); }
 
     void SaveState(Records& records, const Operations& operations) override {
-        if (save_fails_) throw std::invalid_argument("no room");
+        if (save_fails_) throw std::invalid_argument("disk full");
         store_.SaveState(records, operations);
     }
     void LoadState(Records& records, Operations& operations) override {
@@ -55,7 +55,7 @@ class Side final : public norvane::IPersistentStore {
     bool save_fails_ = false;
 
   public:
-    std::unique_ptr<Engine> engine;  // saves while it goes, so it goes first
+    std::unique_ptr<Engine> engine;  // last: its destructor uses the members above
 };
 
 class Conversation {
@@ -72,7 +72,7 @@ class Conversation {
             const std::uint8_t kind = in_.byte();
             if (kind == 0) restart();
             if (kind >= 240) clock_.set_seconds(2'000'000 + kind);
-            hear(host_message(in_, guids_));
+            send(host_message(in_, guids_));
         }
         restart();
     }
@@ -84,10 +84,10 @@ class Conversation {
         reference_.restart(save_fails);
         working_ = false;
         compare();
-        require(real_.state_file() == reference_.state_file(), "the state file differs");
+        require(real_.state_file() == reference_.state_file(), "both engines save the same state");
     }
 
-    void hear(const std::string& text) {
+    void send(const std::string& text) {
         tinyxml2::XMLDocument document;
         if (document.Parse(text.data(), text.size()) != tinyxml2::XML_SUCCESS) return;
         DispatchHostMessage(document, *real_.engine, clock_);
@@ -96,30 +96,30 @@ class Conversation {
     }
 
     void compare() {
-        const std::string asked = real_.server.take();
+        const std::string sent = real_.server.take();
         const std::string expected = reference_.server.take();
-        if (asked != expected) fail("the engine asks\n" + asked + "and not\n" + expected);
+        if (sent != expected) fail("the engine sends\n" + sent + "instead of\n" + expected);
         require(!reference_.engine->operations().empty() || reference_.engine->is_idle(),
-                "nothing to do, but busy");
-        check_work(asked);
+                "an engine without operations is idle");
+        check_status(sent);
         guids_.clear();
         for (const auto& operation : reference_.engine->operations()) guids_.push_back(operation.guid);
     }
 
-    /// Start and end of the work alternate; the operations of a state file go on without a start.
-    void check_work(std::string_view asked) {
-        for (std::size_t end = 0; (end = asked.find('\n')) != asked.npos; asked.remove_prefix(end + 1)) {
-            const bool starts = asked.starts_with("started ");
-            if (starts) require(!working_, "started twice");
-            if (starts || asked.starts_with("status ")) working_ = starts;
+    /// Start and end reports alternate. Restored operations continue without a start report.
+    void check_status(std::string_view sent) {
+        for (std::size_t end = 0; (end = sent.find('\n')) != sent.npos; sent.remove_prefix(end + 1)) {
+            const bool starts = sent.starts_with("started ");
+            if (starts) require(!working_, "a second start report follows the end report");
+            if (starts || sent.starts_with("status ")) working_ = starts;
         }
     }
 
     ByteSource& in_;
     FakeClock clock_;
     std::string state_;
-    Side<norvane::CNorVane> real_;
-    Side<model::ReferenceEngine> reference_;
+    EngineUnderTest<norvane::CNorVane> real_;
+    EngineUnderTest<model::ReferenceEngine> reference_;
     std::vector<norvane::Guid> guids_;
     bool working_ = false;
 };

@@ -4,13 +4,13 @@
 #include <cstdlib>
 #include <string>
 
-/// Ends the run: the fuzzer keeps the input, a replay fails.
+/// Ends the process: a fuzzer keeps the input, and a replay fails.
 [[noreturn]] inline void fail(const std::string& what) {
-    (void)std::fprintf(stderr, "does not hold: %s\n", what.c_str());
+    (void)std::fprintf(stderr, "property violated: %s\n", what.c_str());
     std::abort();
 }
 
-/// For what always has to hold.
+/// States a property that holds for every input.
 inline void require(bool holds, const char* what) {
     if (!holds) fail(what);
 }

@@ -11,20 +11,21 @@
 
 namespace model {
 
+using norvane::ChannelKey, norvane::DeviceKey, norvane::DisconnectRecord, norvane::Guid, norvane::Operation,
+    norvane::Ticks;
+
 /// The rules of the retrieval engine in their simplest form: vectors that are scanned from the front. It
 /// shares no code with engine/, so a fault in one of them shows as a difference. Its requests, status reports
 /// and log lines go to an ITalServer. The fuzz target compares them with the module's; the recorder turns
 /// them into the messages that it expects.
 ///
 /// Channels
-/// - A device counts from the report that it is supported until the report that it was removed. Channel
-/// reports
-///   about other devices are ignored.
+/// - A device counts from the report that it is supported until the report that it was removed. Reports of
+///   channels of other devices are ignored.
 /// - A disconnected channel is lost. Its gap starts 10 s before the report. A second loss changes nothing.
 /// - A lost channel returns when the same channel is reported connected. Each return creates one operation,
-/// which
-///   fetches the device's recordings from the start of the gap to the return.
-/// - Each report of a connected channel that is not lost adds an entry for its device, and so does a return.
+///   which fetches the device's recordings from the start of the gap to the return.
+/// - A device has one entry for each return and for each report of a connected channel that was not lost.
 ///   A loss or a removal takes one entry away. A device with an entry is connected.
 /// - The removal of a device that is not connected also forgets the loss of its channel 0.
 ///
@@ -32,21 +33,21 @@ namespace model {
 /// - They are kept in the order of creation. The first one is the current operation. The first one with a
 ///   connected device is the next to start.
 /// - The next one is started when a return finds the engine idle, when the current operation's device is
-/// lost,
-///   after each retry, and when an operation ends and others are left. The engine is idle while no operation
-///   could be started.
-/// - storage info requested -> size reported: reservation requested -> granted: recordings requested -> one
-///   conversion per clip -> done. A reply is acted on if its GUID is known, whatever was requested before.
+///   lost, after each retry, and when an operation ends and others are left. The engine is idle while no
+///   operation could be started.
+/// - The requests in order: storage info; after the answer, a reservation; after the grant, the recordings.
+///   Each clip is converted when it arrives. A reply counts if its GUID is known, whatever was requested.
 /// - Each start and each failure counts one attempt. A failed operation with at most two attempts is retried:
 ///   it keeps its position and starts at the failed clip. So a new operation is retried once.
 /// - An operation ends when it is done or fails for the last time. Its reservation is always released.
-/// - Status 2 (started) is reported with the first operation, status 3 when the last one has ended.
+/// - Status 2 (started) is reported when an operation is created and there is no other. Status 3 (all done)
+///   is reported when the last one has ended.
 ///
 /// Restart
-/// - Losses and operations are saved. Each entry of a connected device is saved as a loss of channel 0 now.
-/// - They are read at the next start, and the saved state is then emptied. If reading fails, what was read
-/// before
-///   the fault counts, and nothing is emptied.
+/// - Losses and operations are saved at the end. Each entry of a connected device is saved as a loss of
+///   channel 0 at that instant.
+/// - They are read at the next start, and the saved state is then emptied. If reading fails, whatever was
+///   read before the fault counts, and the saved state remains.
 class ReferenceEngine final : public norvane::IEventSink {
   public:
     /// Starts. All three must outlive the engine.
@@ -59,29 +60,26 @@ class ReferenceEngine final : public norvane::IEventSink {
 
     void OnDeviceSupported(std::int32_t devices_id, std::int32_t number) override;
     void OnDeviceRemoved(std::int32_t devices_id, std::int32_t number) override;
-    void OnChannelState(const norvane::ChannelKey* channel, std::int32_t state, const void* unused,
-                        norvane::Ticks time) override;
-    void OnStorageInfo(const norvane::Guid& guid, std::uint32_t gigabytes) override;
-    void OnReservation(norvane::Guid guid, const platform::Path& temporary,
-                       const platform::Path& output) override;
-    void OnClipRetrieved(norvane::Guid guid, platform::Path clip_file, std::int32_t clip_type,
-                         norvane::Ticks start, norvane::Ticks stop, std::int32_t input_number,
-                         std::string input_name) override;
-    void OnRetrievalDone(norvane::Guid guid) override;
-    void OnRetrievalFailed(norvane::Guid guid, std::int32_t error_code,
-                           norvane::Ticks failed_clip_start) override;
+    void OnChannelState(const ChannelKey* channel, std::int32_t state, const void* unused,
+                        Ticks time) override;
+    void OnStorageInfo(const Guid& guid, std::uint32_t gigabytes) override;
+    void OnReservation(Guid guid, const platform::Path& temporary, const platform::Path& output) override;
+    void OnClipRetrieved(Guid guid, platform::Path clip_file, std::int32_t clip_type, Ticks start, Ticks stop,
+                         std::int32_t input_number, std::string input_name) override;
+    void OnRetrievalDone(Guid guid) override;
+    void OnRetrievalFailed(Guid guid, std::int32_t error_code, Ticks failed_clip_start) override;
 
     [[nodiscard]] bool is_idle() const { return idle_; }
-    [[nodiscard]] const std::vector<norvane::Operation>& operations() const { return operations_; }
+    [[nodiscard]] const std::vector<Operation>& operations() const { return operations_; }
 
   private:
-    using Position = std::vector<norvane::Operation>::iterator;
+    using Position = std::vector<Operation>::iterator;
 
-    [[nodiscard]] Position find(const norvane::Guid& guid) {
-        return std::ranges::find(operations_, guid, &norvane::Operation::guid);
+    [[nodiscard]] Position find(const Guid& guid) {
+        return std::ranges::find(operations_, guid, &Operation::guid);
     }
-    void channel_lost(const norvane::ChannelKey& channel, norvane::Ticks time);
-    void channel_returned(std::vector<norvane::DisconnectRecord>::iterator loss, norvane::Ticks time);
+    void channel_lost(const ChannelKey& channel, Ticks time);
+    void channel_returned(std::vector<DisconnectRecord>::iterator loss, Ticks time);
     void start_next();
     void end(Position operation);
     void info(const std::string& line) { server_.LogInfo(("NorVane - " + line).c_str()); }
@@ -90,10 +88,10 @@ class ReferenceEngine final : public norvane::IEventSink {
     norvane::ITalServer& server_;
     norvane::IPersistentStore& store_;
     const platform::Clock& clock_;
-    std::vector<norvane::DeviceKey> supported_;
-    std::vector<norvane::DeviceKey> connected_;
-    std::vector<norvane::DisconnectRecord> losses_;
-    std::vector<norvane::Operation> operations_;
+    std::vector<DeviceKey> supported_;
+    std::vector<DeviceKey> connected_;
+    std::vector<DisconnectRecord> losses_;
+    std::vector<Operation> operations_;
     bool idle_ = true;
 };
 

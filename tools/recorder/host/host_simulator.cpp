@@ -107,7 +107,8 @@ void HostSimulator::send(const std::string& kind, const std::string& summary, co
                         .text = text});
     last_sent_ = std::chrono::system_clock::now();
     host_->send(lent, by_ioctl ? ModuleHost::Route::kIoctl : ModuleHost::Route::kWrite);
-    expected_.push_back({.message_class = names::kReleaseClass, .pattern = "", .given_back = lent.number});
+    expected_.push_back(
+        {.message_class = names::kReleaseClass, .pattern = "", .returned_number = lent.number});
 }
 
 void HostSimulator::announce(const Camera& camera) {
@@ -321,14 +322,14 @@ void HostSimulator::check(const ReceivedMessage& message) {
 
 bool HostSimulator::fits(const ReceivedMessage& message, const Expected& expected) {
     return message.message_class == expected.message_class &&
-           message.returned_number == expected.given_back &&
+           message.returned_number == expected.returned_number &&
            matches(expected.pattern, message.text, bindings_);
 }
 
 std::string HostSimulator::description_of_next() const {
     if (expected_.empty()) return "nothing";
     const Expected& next = expected_.front();
-    if (next.given_back != 0) return fmt::format("the return of message {}", next.given_back);
+    if (next.returned_number != 0) return fmt::format("the return of message {}", next.returned_number);
     return fmt::format("{} (class {})", described(next.pattern, bindings_), next.message_class);
 }
 

@@ -84,17 +84,10 @@ Operation operation_of(const norvane::Operation& from) {
 void EngineModel::on_open(const std::string& load_error) {
     load_error_ = load_error;
     engine_.emplace(*this, *this, *this);
-    expect(
-        names::kDeviceClass,
-        fmt::format(
-            R"(<Pavo Delta="0"><Modules><Module Name="norvanepi" ID="5308416" Version="{}"/></Modules></Pavo>)",
-            kAnyText));
+    const char* registration =
+        R"(<Pavo Delta="0"><Modules><Module Name="norvanepi" ID="5308416" Version="{}"/></Modules></Pavo>)";
+    expect(names::kDeviceClass, fmt::format(fmt::runtime(registration), kAnyText));
     expect(names::kDeviceClass, R"(<Pavo Delta="0"><Norvane ID="5308416"/></Pavo>)");
-}
-
-void EngineModel::on_close() {
-    engine_.reset();
-    requests_.clear();
 }
 
 void EngineModel::on_device(const Device& device) {
@@ -132,10 +125,6 @@ void EngineModel::on_failed(std::size_t operation, std::int32_t error, Seconds f
 
 void EngineModel::on_clip(std::size_t operation, const std::string& clip, const std::string& recording) {
     engine_->OnClipRetrieved(engine_guid(operation), platform::path_of(clip), 1, 0, 0, 0, recording);
-}
-
-void EngineModel::on_refused_clip(std::size_t operation, const std::string& clip) {
-    on_clip(operation, clip, "");
 }
 
 void EngineModel::expect(std::uint32_t message_class, const std::string& content) {

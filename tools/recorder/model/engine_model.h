@@ -18,9 +18,9 @@ namespace recorder {
 /// One message that the module must send next.
 struct Expected {
     std::uint32_t message_class = 0;
-    std::string pattern;           // of the document; unused for a returned text
-    std::uint64_t given_back = 0;  // number of the returned text; 0 for a document
-    bool any_number = false;       // may be sent any number of times
+    std::string pattern;                // of the document; unused for a returned text
+    std::uint64_t returned_number = 0;  // of the text; 0 for a document
+    bool any_number = false;            // may be sent any number of times
 };
 
 /// A request of the module that the host has not answered yet.
@@ -66,7 +66,10 @@ class EngineModel final : public norvane::ITalServer,
 
     /// Why the module could not read its state file; empty if it could.
     void on_open(const std::string& load_error);
-    void on_close();
+    void on_close() {
+        engine_.reset();
+        requests_.clear();
+    }
     void on_device(const Device& device);
     void on_removed(const Device& device);
     void on_channel(const Device& device, bool connected, Seconds time);
@@ -76,7 +79,7 @@ class EngineModel final : public norvane::ITalServer,
     void on_failed(std::size_t operation, std::int32_t error, Seconds failed_clip_start);
     void on_clip(std::size_t operation, const std::string& clip, const std::string& recording);
     /// The clip is not an MP4 file.
-    void on_refused_clip(std::size_t operation, const std::string& clip);
+    void on_refused_clip(std::size_t operation, const std::string& clip) { on_clip(operation, clip, ""); }
 
     /// Adds a message that no event above causes.
     void expect(std::uint32_t message_class, const std::string& content);

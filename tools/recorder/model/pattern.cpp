@@ -9,12 +9,12 @@
 namespace recorder {
 namespace {
 
-// Characters that no XML document may hold.
+// XML documents cannot contain these characters.
 constexpr char kGuidBegin = '\x01';
 constexpr char kGuidEnd = '\x02';
 constexpr std::size_t kGuidLength = 36;
 
-/// The number of the operation after kGuidBegin; takes it off the pattern.
+/// Removes kGuidBegin to kGuidEnd from the pattern. Returns the number between them.
 std::size_t take_operation(std::string_view& pattern) {
     const std::size_t end = std::min(pattern.find(kGuidEnd), pattern.size() - 1);
     std::size_t operation = 0;
@@ -63,8 +63,8 @@ bool skip_any(std::string_view pattern, std::string_view& text) {
     return true;
 }
 
-/// Matches one word of the pattern and takes it off both.
-bool match_word(std::string_view& pattern, std::string_view& text, Bindings& bindings) {
+/// Matches one part of the pattern and removes it from both.
+bool match_part(std::string_view& pattern, std::string_view& text, Bindings& bindings) {
     if (pattern.front() == kGuidBegin) return take_guid(take_operation(pattern), text, bindings);
     if (pattern.starts_with(kPresentInstant)) {
         pattern.remove_prefix(kPresentInstant.size());
@@ -116,7 +116,7 @@ void Bindings::forget_all_but(const std::function<bool(std::size_t operation)>& 
 
 bool matches(std::string_view pattern, std::string_view text, Bindings& bindings) {
     while (!pattern.empty()) {
-        if (!match_word(pattern, text, bindings)) return false;
+        if (!match_part(pattern, text, bindings)) return false;
     }
     return text.empty();
 }

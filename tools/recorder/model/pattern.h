@@ -1,6 +1,6 @@
 #pragma once
 
-// Expected texts in which some words are only known when they arrive.
+// Patterns of expected texts: GUIDs and present instants are known only when the text arrives.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,32 +13,32 @@
 
 namespace recorder {
 
-/// Stands for the GUID of an operation, named by the operation's number. The first text that holds it tells
-/// what it is; from then on it has to be the same.
+/// Matches the GUID of the operation with this number: any random GUID the first time, the same one from then
+/// on.
 [[nodiscard]] std::string guid_of_operation(std::size_t operation);
 
 /// Seconds since 1970, now.
 [[nodiscard]] std::int64_t present();
 
-/// Stands for a present between the start of the conversation and the moment of reading.
+/// Matches the seconds of an instant between the start of the conversation and now.
 inline constexpr std::string_view kPresentInstant = "\x03";
 
-/// Stands for any run of characters up to the text that follows.
+/// Matches any characters up to the next part of the pattern.
 inline constexpr std::string_view kAnyText = "\x04";
 
-/// What the words turned out to be.
+/// The values that matched so far.
 class Bindings {
   public:
     explicit Bindings(std::int64_t earliest_instant) : earliest_instant_(earliest_instant) {}
 
-    /// Empty until a text told it.
+    /// Empty until a text contained it.
     [[nodiscard]] std::string guid(std::size_t operation) const;
     /// False when the operation has another GUID or another operation has this one.
     bool bind(std::size_t operation, const std::string& guid);
-    /// Of a long conversation: another operation may then have a forgotten one's GUID.
+    /// Limits memory use in a long conversation. A forgotten GUID may be used again.
     void forget_all_but(const std::function<bool(std::size_t operation)>& kept);
 
-    /// In the order of their arrival.
+    /// In the order in which they were received.
     [[nodiscard]] std::vector<std::int64_t>& instants() { return instants_; }
     [[nodiscard]] std::int64_t earliest_instant() const { return earliest_instant_; }
 
@@ -49,12 +49,11 @@ class Bindings {
     std::int64_t earliest_instant_;
 };
 
-/// True when the text is what the pattern says. The bindings grow with every word that was recognised; after
-/// a text that does not match there is no use for them, except where patterns are tried that hold no such
-/// words.
+/// Adds the values that it finds to the bindings. If the text does not match, values from its matching
+/// beginning remain there.
 [[nodiscard]] bool matches(std::string_view pattern, std::string_view text, Bindings& bindings);
 
-/// The pattern for a person: known words filled in, the others described.
+/// The pattern for people: known values are filled in, unknown ones are described.
 [[nodiscard]] std::string described(std::string_view pattern, const Bindings& bindings);
 
 }  // namespace recorder
