@@ -58,7 +58,8 @@ void Conversation::print(const Line& line, const std::string& document) {
                colours_(line.colour, line.kind),
                std::string(kKindWidth - std::min(kKindWidth, line.kind.size()), ' '), on_one_line(line.text));
     if (verbose_ && !document.empty()) {
-        fmt::print(stream_, "{}\n", colours_(cli::Colour::kFaint, "                 " + on_one_line(document)));
+        fmt::print(stream_, "{}\n",
+                   colours_(cli::Colour::kFaint, "                 " + on_one_line(document)));
     }
     (void)std::fflush(stream_);
 }

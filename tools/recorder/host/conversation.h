@@ -8,8 +8,8 @@
 #include <optional>
 #include <string>
 
-#include "tools/cli/terminal_colours.h"
 #include "tools/cli/progress_bar.h"
+#include "tools/cli/terminal_colours.h"
 #include "tools/recorder/host/message_queue.h"
 
 namespace recorder {
