@@ -5,7 +5,7 @@ option(NORVANEPI_TOOLS "Build the command-line tools" ON)
 option(NORVANEPI_TESTS "Build the tests" OFF)
 option(NORVANEPI_FUZZ "Build the fuzz targets (clang)" OFF)
 option(NORVANEPI_BENCH "Build the benchmarks; needs the tools" OFF)
-option(NORVANEPI_PCH "Precompile the heavy headers of the tests" ON)
+option(NORVANEPI_PCH "Precompile headers of the tools and the tests" ON)
 set(NORVANEPI_SANITIZE "" CACHE STRING "Sanitizers for everything, as -fsanitize= takes them")
 
 set(CMAKE_CXX_STANDARD 20)
