@@ -106,7 +106,7 @@ std::vector<std::uint32_t> sample_sizes(const std::vector<SampleTables>& tracks)
 
 /// The memory that a conversion may take: a fixed part, two samples, and three times its tables.
 double allowed_memory(const std::vector<SampleTables>& tracks) {
-    std::uint64_t bytes = 8 * 1024 * 1024;
+    std::uint64_t bytes = std::uint64_t{8} * 1024 * 1024;
     for (const SampleTables& track : tracks)
         bytes +=
             2 * std::uint64_t{track.sample_sizes.largest()} +

@@ -18,6 +18,8 @@ class Host final : host_kit::CallbackReceiver {
   public:
     /// Loads and opens the module and starts the main loop.
     explicit Host(const std::filesystem::path& module);
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
     ~Host();
 
     /// Processor seconds of Open on its thread.

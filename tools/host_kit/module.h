@@ -55,9 +55,9 @@ class Module {
 
     template <typename Layout>
     typename Layout::Bytes call(EntryPoint* entry_point, const void* input = nullptr) const {
-        std::array<platform::Byte, Layout::size + kGuardSize> memory;
+        std::array<platform::Byte, Layout::size + kGuardSize> memory{};
         call_checked(entry_point, input, memory, Layout::size);
-        typename Layout::Bytes output;
+        typename Layout::Bytes output{};
         std::copy_n(memory.begin(), output.size(), output.begin());
         return output;
     }
