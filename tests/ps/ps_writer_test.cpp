@@ -16,8 +16,8 @@ TEST_F(PsWriterTest, PacketsArePaddedAndHaveTheSizeOfThePreviousPacketOfAnySlot)
 
 TEST_F(PsWriterTest, LengthFieldWrapsButTheOtherSizesAreComplete) {
     const ParsedRecording view = recorded({{.payload = std::string(65'504, 'a')},
-                                         {.payload = std::string(65'505, 'b')},
-                                         {.payload = std::string(2'097'120, 'c')}});
+                                           {.payload = std::string(65'505, 'b')},
+                                           {.payload = std::string(2'097'120, 'c')}});
     EXPECT_EQ(to_hex(view.packet(0).substr(4, 2)), "FF FA");
     EXPECT_EQ(view.entries[0].size, 65'536U);
     EXPECT_EQ(to_hex(view.packet(1).substr(4, 2)), "00 1A");
