@@ -10,7 +10,7 @@ std::atomic<CallbackReceiver*> current = nullptr;
 
 template <typename Bytes>
 Bytes copy_of(const void* record) {
-    Bytes bytes;
+    Bytes bytes{};
     std::memcpy(bytes.data(), record, bytes.size());
     return bytes;
 }

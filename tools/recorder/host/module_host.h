@@ -24,6 +24,8 @@ class ModuleHost final : host_kit::CallbackReceiver {
     /// Loads and opens the module and starts its main loop. `last_number` is the number of the last text that
     /// an earlier host sent.
     ModuleHost(const std::filesystem::path& module, std::chrono::seconds patience, std::uint64_t last_number);
+    ModuleHost(const ModuleHost&) = delete;
+    ModuleHost& operator=(const ModuleHost&) = delete;
     /// Closes and unloads the module without checks if stop() was not called.
     ~ModuleHost();
 
