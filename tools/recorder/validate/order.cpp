@@ -27,12 +27,13 @@ class SilentModule : host_kit::ModuleLibrary, public host_kit::Module {
         require_record("Write", write(nullptr, 0),
                        host_kit::with<hr::WriteResult, hr::WriteResult::Status>(hr::kRefused));
     }
-    void require_close() const { require_record("Close", close(), kClosed); }
-    void require_unload() const { require_record("Unload", unload(), kClosed); }
+    void require_close() const { require_record("Close", close(), closed()); }
+    void require_unload() const { require_record("Unload", unload(), closed()); }
 
   private:
-    inline static const auto kClosed =
-        host_kit::with<hr::CloseResult, hr::CloseResult::Status>(hr::kAccepted);
+    static hr::CloseResult::Bytes closed() {
+        return host_kit::with<hr::CloseResult, hr::CloseResult::Status>(hr::kAccepted);
+    }
 };
 
 void before_load(CaseFixture& fixture) {
