@@ -47,7 +47,7 @@ class CTalServerImpl final : public ITalServer {
     documents::Send send_;
     platform::FileSystem& files_;
     platform::Sleeper& sleeper_;
-    boost::uuids::random_generator guids_;
+    boost::uuids::random_generator guids_{};
     IEventSink* event_sink_ = nullptr;
     platform::Path output_directory_;  // of the last recordings request; clips are converted into it
 };
