@@ -6,6 +6,7 @@
 #include "bench/support/silent_host.h"
 #include "engine/nor_vane.h"
 #include "platform/clock.h"
+#include "tests/support/memory_store.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ void open_and_close_gap(norvane::CNorVane& engine, std::int32_t number) {
 void FillOneGap(benchmark::State& state) {
     const auto site = static_cast<std::int32_t>(state.range(0));
     bench::DiscardingServer server;
-    bench::MemoryStore store;
+    MemoryStore store;
     std::uint64_t gaps = 0;
     {
         norvane::CNorVane engine(server, store, platform::system_clock());

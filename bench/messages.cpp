@@ -7,6 +7,7 @@
 #include "engine/nor_vane.h"
 #include "host/dispatch.h"
 #include "platform/clock.h"
+#include "tests/support/memory_store.h"
 
 namespace {
 
@@ -25,7 +26,7 @@ void ReceiveDeviceList(benchmark::State& state) {
     const std::string text = device_list(state.range(0));
     for (auto _ : state) {
         bench::DiscardingServer server;
-        bench::MemoryStore store;
+        MemoryStore store;
         {
             norvane::CNorVane engine(server, store, platform::system_clock());
             tinyxml2::XMLDocument document;

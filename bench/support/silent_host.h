@@ -1,6 +1,5 @@
 #pragma once
 
-#include "plugin/interfaces/persistent_store.h"
 #include "plugin/interfaces/tal_server.h"
 
 namespace bench {
@@ -39,24 +38,6 @@ class DiscardingServer final : public norvane::ITalServer {
     void ReportStatus(std::int32_t /*status*/, norvane::Ticks /*now*/) override {}
     void LogInfo(const char* /*text*/) override {}
     void LogError(const char* /*text*/) override {}
-};
-
-class MemoryStore final : public norvane::IPersistentStore {
-  public:
-    std::vector<norvane::DisconnectRecord> records;
-    std::vector<norvane::Operation> operations;
-
-    void SaveState(std::vector<norvane::DisconnectRecord>& new_records,
-                   const std::vector<norvane::Operation>& new_operations) override {
-        records = new_records;
-        operations = new_operations;
-    }
-    void LoadState(std::vector<norvane::DisconnectRecord>& to_records,
-                   std::vector<norvane::Operation>& to_operations) override {
-        to_records = records;
-        to_operations = operations;
-    }
-    norvane::Ticks CurrentTime() override { return 0; }
 };
 
 }  // namespace bench
