@@ -25,6 +25,7 @@ int run(int argc, char** argv) {
     std::string json;
     std::string markdown;
     std::string baseline;
+    std::string next_baseline;
     CLI::App app("Measures the module. Works in the current directory.");
     app.add_option("--module", effort.module, "the module");
     app.add_option("--clips", effort.clips, "folder of the clips A to D");
@@ -33,6 +34,7 @@ int run(int argc, char** argv) {
     app.add_option("--json", json, "write the figures to this file");
     app.add_option("--markdown", markdown, "write the table to this file");
     app.add_option("--baseline", baseline, "compare with the figures of this file");
+    app.add_option("--next-baseline", next_baseline, "write a file for --baseline");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -46,6 +48,7 @@ int run(int argc, char** argv) {
     }
     if (!json.empty()) std::ofstream(json) << bench::json(all);
     if (!markdown.empty()) std::ofstream(markdown) << bench::markdown_table(all);
+    if (!next_baseline.empty()) std::ofstream(next_baseline) << bench::baseline(all);
     std::cout << bench::markdown_table(all) << bench::regressions(baseline, all);
     return cli::kSuccess;
 }

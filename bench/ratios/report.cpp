@@ -34,17 +34,21 @@ std::string json(const Figures& figures) {
     return all.dump(1) + "\n";
 }
 
+std::string baseline(const Figures& figures) {
+    nlohmann::ordered_json values;
+    for (const Figure& figure : figures) values[figure.name] = figure.value;
+    return values.dump(1) + "\n";
+}
+
 std::string regressions(const std::filesystem::path& baseline, const Figures& figures) {
     std::ifstream file(baseline);
     if (!file) return {};
+    const auto before = nlohmann::json::parse(file);
     std::string lines;
-    for (const auto& before : nlohmann::json::parse(file)) {
-        const double value = before.at("value");
-        for (const Figure& figure : figures) {
-            if (figure.name != before.at("name") || figure.value <= value * kNoise) continue;
-            lines += fmt::format("worse: {}: {} {}, was {}\n", figure.name, number(figure.value), figure.unit,
-                                 number(value));
-        }
+    for (const auto& [name, unit, value, low, high, limit] : figures) {
+        const double earlier = before.value(name, value);
+        if (value > earlier * kNoise)
+            lines += fmt::format("worse: {}: {} {}, was {}\n", name, number(value), unit, number(earlier));
     }
     return lines;
 }
