@@ -72,8 +72,19 @@ TEST(Documents, LogTextIsEscapedOnlyByThePrinter) {
               "<log_msg level=\"75\">a &lt;b&gt; &amp; 'c' \"d\"\n\xff</log_msg>");
 }
 
-TEST(Documents, UnquotedReversesQuoted) {
-    for (const char* path : {"", " ", "/a b", "\"", "&", "a&\"b\"&", "\xff"}) {
+TEST(Documents, UnquotedReversesQuotedAndReadsUnquotedWords) {
+    for (const char* path : {"", " ", "/a b", "\"", "&", "a&\"b\"&", "\xff\xfe.mp4"}) {
         EXPECT_EQ(documents::unquoted(documents::quoted(path).c_str()), path);
     }
+    const std::pair<const char*, const char*> texts[] = {
+        {"/a b/c.mp4", "/a"},
+        {"  \"/a b\"x", "/a b"},
+        {"\"/a &\"b&&\" tail", "/a \"b&"},
+        {"\"/never closed", "/never closed"},
+        {"\"ends in escape&", "ends in escape"},
+        {"  word next", "word"},
+        {"", ""},
+        {"   ", ""},
+    };
+    for (const auto& [text, path] : texts) EXPECT_EQ(documents::unquoted(text), path);
 }
