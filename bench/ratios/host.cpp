@@ -108,16 +108,10 @@ std::vector<std::string> Host::take_replies() {
 }
 
 Host::Idle Host::idle() const {
-    const std::string directory = "/proc/self/task/" + std::to_string(loop_id_);
-    Idle idle;
+    const std::string thread = "task/" + std::to_string(loop_id_);
     double nanoseconds = 0;
-    std::ifstream(directory + "/schedstat") >> nanoseconds;
-    idle.seconds = nanoseconds / 1e9;
-    std::ifstream status(directory + "/status");
-    for (std::string word; status >> word;) {
-        if (word == "voluntary_ctxt_switches:") status >> idle.sleeps;
-    }
-    return idle;
+    std::ifstream("/proc/self/" + thread + "/schedstat") >> nanoseconds;
+    return {nanoseconds / 1e9, proc_number(thread + "/status", "voluntary_ctxt_switches:")};
 }
 
 }  // namespace bench

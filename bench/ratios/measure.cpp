@@ -31,7 +31,8 @@ double seconds_of_children() {
     return seconds_of(usage.ru_utime) + seconds_of(usage.ru_stime);
 }
 
-/// The number after the name in a file of /proc/self.
+}  // namespace
+
 double proc_number(const std::string& file, const std::string& name) {
     std::ifstream in("/proc/self/" + file);
     double number = 0;
@@ -39,8 +40,6 @@ double proc_number(const std::string& file, const std::string& name) {
         if (word == name && in >> number) return number;
     throw WrongResult("no " + name + " in /proc/self/" + file);
 }
-
-}  // namespace
 
 void require(bool holds, const std::string& failure) {
     if (!holds) throw WrongResult(failure);

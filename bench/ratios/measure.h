@@ -26,6 +26,8 @@ void require(bool holds, const std::string& failure);
 [[nodiscard]] double time_of_command(const std::string& command);
 /// The bytes by which one call raises the peak of this process's resident memory.
 [[nodiscard]] double peak_memory_of(const std::function<void()>& body);
+/// The number after the name in a file of /proc/self.
+[[nodiscard]] double proc_number(const std::string& file, const std::string& name);
 /// Read and write calls of this process so far.
 [[nodiscard]] double io_calls();
 

@@ -1,14 +1,10 @@
 // The state file of a large site. The recorder waits for it when the module starts and ends.
 
-#include <fmt/format.h>
-
-#include <fstream>
-#include <iterator>
-
 #include "bench/ratios/host.h"
 #include "platform/clock.h"
 #include "store/state_names.h"
 #include "store/xml_store.h"
+#include "tests/support/temp_directory.h"
 
 namespace bench {
 namespace {
@@ -32,11 +28,6 @@ void save_operations(int count) {
     norvane::CXmlStore(platform::system_files(), platform::system_clock()).SaveState(none, operations);
 }
 
-std::string content() {
-    std::ifstream in(norvane::state::kFileName, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 struct Seconds {
     Rounds start;  // per operation
     Rounds end;
@@ -45,12 +36,12 @@ struct Seconds {
 /// Starts and ends the module over this number of saved operations.
 void start_and_end(const Effort& effort, int operations, Seconds& seconds) {
     save_operations(operations);
-    const std::string before = content();
+    const std::string before = read_file(norvane::state::kFileName);
     Host host(effort.module);
     seconds.start.push_back(host.open_seconds() / operations);
-    require(content().size() < 100, "the state was not loaded");
+    require(read_file(norvane::state::kFileName).size() < 100, "the state was not loaded");
     seconds.end.push_back(host.close() / operations);
-    require(content() == before, "the saved state differs from the loaded one");
+    require(read_file(norvane::state::kFileName) == before, "the saved state differs from the loaded one");
 }
 
 }  // namespace

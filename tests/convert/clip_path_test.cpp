@@ -12,16 +12,16 @@ std::string path_at(std::int64_t seconds, const std::string& zone) {
 }  // namespace
 
 TEST(ClipPathTest, ClipIdConsistsOfDeviceNumberAndInput) {
+    const std::array<std::uint32_t, 3> ids[] = {// identifier, device number, clip id
+                                                {0x00A10000, 3, 0x00A10380},
+                                                {0x0ABC1234, 0x1FF, 0x0ABCFF80},
+                                                {0xFFFFFFFF, 0xFFFFFF00, 0x0FFF0080}};
     StreamRecord request;
-    request.identifier = 0x00A10000;
-    request.deviceNumber = 3;
-    EXPECT_EQ(norvane::clip_id(request), 0x00A10380U);
-    request.identifier = 0x0ABC1234;
-    request.deviceNumber = 0x1FF;
-    EXPECT_EQ(norvane::clip_id(request), 0x0ABCFF80U);
-    request.identifier = 0xFFFFFFFF;
-    request.deviceNumber = 0xFFFFFF00;
-    EXPECT_EQ(norvane::clip_id(request), 0x0FFF0080U);
+    for (const auto& [identifier, number, id] : ids) {
+        request.identifier = identifier;
+        request.deviceNumber = number;
+        EXPECT_EQ(norvane::clip_id(request), id);
+    }
     request.inputBase = 130;
     request.word8 = 0x15;
     EXPECT_EQ(norvane::clip_id(request), 0x5FFF0002U);
