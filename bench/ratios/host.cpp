@@ -48,14 +48,9 @@ void Host::write(const std::string& text) {
 
 void Host::block_worker() {
     static const std::string nothing = " ";
-    {
-        const std::lock_guard lock(mutex_);
-        worker_ = Worker::kToBlock;
-        done_ = false;
-    }
+    to_block_ = true;
     write(nothing);
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return worker_ == Worker::kBlocked; });
+    blocked_.acquire();
 }
 
 Host::BatchCost Host::run(const std::vector<std::string>& texts) {
@@ -66,31 +61,24 @@ Host::BatchCost Host::run(const std::vector<std::string>& texts) {
         for (const std::string& text : texts) write(text);
     });
     cost.queue_bytes = allocated_bytes() - bytes_before;
-    std::unique_lock lock(mutex_);
     left_ = texts.size();
-    worker_ = Worker::kFree;
-    changed_.notify_all();
-    changed_.wait(lock, [this] { return done_; });
+    unblocked_.release();
+    done_.acquire();
     cost.work_seconds = ended_ - began_;
     return cost;
 }
 
-/// Runs on the main loop's thread. Locks nothing from the start of the first text to the last release.
+/// Runs on the main loop's thread. Waits for nothing from the start of the first text to the last release.
 void Host::on_release() {
     if (left_ > 0) {
         if (--left_ > 0) return;
         ended_ = thread_seconds();
-        const std::lock_guard lock(mutex_);
-        done_ = true;
-        changed_.notify_all();
-        return;
+        done_.release();
+    } else if (to_block_.exchange(false)) {
+        blocked_.release();
+        unblocked_.acquire();
+        began_ = thread_seconds();
     }
-    std::unique_lock lock(mutex_);
-    if (worker_ != Worker::kToBlock) return;
-    worker_ = Worker::kBlocked;
-    changed_.notify_all();
-    changed_.wait(lock, [this] { return worker_ == Worker::kFree; });
-    began_ = thread_seconds();
 }
 
 std::int32_t Host::receive(const host_kit::HostCall& call) {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <condition_variable>
-#include <mutex>
+#include <atomic>
+#include <semaphore>
 #include <string>
 #include <thread>
 #include <vector>
@@ -60,11 +60,11 @@ class Host final : host_kit::CallbackReceiver {
     double open_seconds_ = 0;
     int loop_id_ = 0;
 
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    enum class Worker { kFree, kToBlock, kBlocked } worker_ = Worker::kFree;
-    std::size_t left_ = 0;  // texts of the batch; used by the worker alone while it is free
-    bool done_ = false;
+    std::atomic<bool> to_block_{false};  // at the next release
+    std::binary_semaphore blocked_{0};
+    std::binary_semaphore unblocked_{0};
+    std::binary_semaphore done_{0};
+    std::size_t left_ = 0;  // texts of the batch; used by the worker alone while it is not blocked
     double began_ = 0;
     double ended_ = 0;
     std::vector<std::string> replies_;

@@ -73,7 +73,7 @@ TEST(Documents, LogTextIsEscapedOnlyByThePrinter) {
 }
 
 TEST(Documents, UnquotedReversesQuotedAndReadsUnquotedWords) {
-    for (const char* path : {"", " ", "/a b", "\"", "&", "a&\"b\"&", "\xff\xfe.mp4"}) {
+    for (const char* path : {"", " ", "/a b", "\"", "&", "a&\"b\"&", "a//b/", "\xff\xfe/\x80"}) {
         EXPECT_EQ(documents::unquoted(documents::quoted(path).c_str()), path);
     }
     const std::pair<const char*, const char*> texts[] = {

@@ -6,7 +6,6 @@
 #include <array>
 
 #include "platform/file.h"
-#include "platform/text.h"
 #include "tests/support/byte_text.h"
 #include "tests/support/temp_directory.h"
 
@@ -76,12 +75,6 @@ TEST_F(FilesTest, OnlyRegularFilesAreOpenedAndRemoved) {
     std::array<char, 4'096> events{};
     EXPECT_LT(::read(watch, events.data(), events.size()), 0);  // no file was opened, not even briefly
     ::close(watch);
-}
-
-TEST_F(FilesTest, PathsMayBeAnyBytes) {
-    for (const std::string text : {"\xFF\xFE/\x80", "", "a//b/", "\xC3\xA4"}) {
-        EXPECT_EQ(platform::narrow_text(platform::path_of(text)), text);
-    }
 }
 
 TEST_F(FilesTest, DataFileIsTruncatedAndAppends) {

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
+#include <map>
 
 #include "tests/support/fake_host.h"
 #include "tests/support/temp_directory.h"
@@ -17,6 +19,14 @@ typename Layout::Bytes written(std::size_t offset, const std::vector<std::uint8_
     auto record = host_kit::unwritten<Layout>();
     std::ranges::copy(bytes, record.begin() + static_cast<std::ptrdiff_t>(offset));
     return record;
+}
+
+/// A request of the module in which only these bytes are not 0.
+hr::HostRequest::Bytes request_of(const std::map<std::size_t, std::uint8_t>& bytes) {
+    hr::HostRequest::Bytes request{192, 0, 0, 0, 1};
+    request[26] = 0x51;
+    for (const auto& [at, byte] : bytes) request[at] = byte;
+    return request;
 }
 
 const std::vector<std::uint8_t> kZero4{0, 0, 0, 0};
@@ -89,15 +99,9 @@ TEST_F(EntryPointsTest, RequestsToTheHostHaveTheDocumentedBytes) {
     module.load(FakeHost::callback());
     module.open();  // the last request was the feature message of 84 characters
     auto request = host.last_request();
-    const std::vector<std::uint8_t> front{192, 0, 0, 0, 1, 0, 0, 0, 85, 0, 0, 0, 0, 0, 0, 0};
-    EXPECT_TRUE(std::ranges::equal(std::span(request).first(16), front)) << ::testing::PrintToString(request);
-    const std::vector<std::uint8_t> middle{0x00, 0x00, 0x51, 0x00, 0,    0, 0, 0,
-                                           0x00, 0x01, 0,    0,    0x10, 0, 0, 0x01};
-    EXPECT_TRUE(std::ranges::equal(std::span(request).subspan(24, 16), middle))
-        << ::testing::PrintToString(request);
-    EXPECT_TRUE(std::ranges::all_of(std::span(request).subspan(40), [](auto byte) { return byte == 0; }));
-    EXPECT_TRUE(std::ranges::equal(host.last_reply(),
-                                   std::vector<std::uint8_t>{12, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0}));
+    std::fill_n(request.begin() + 16, 8, 0);                                        // the address of the text
+    EXPECT_EQ(request, request_of({{8, 85}, {33, 0x01}, {36, 0x10}, {39, 0x01}}));  // class 256
+    EXPECT_EQ(host.last_reply(), (hr::HostReply::Bytes{12, 0, 0, 0, 1}));
 }
 
 TEST_F(EntryPointsTest, ReleaseRequestContainsOnlyTheBuffer) {
@@ -110,13 +114,10 @@ TEST_F(EntryPointsTest, ReleaseRequestContainsOnlyTheBuffer) {
     const char* buffer = host.lend("x");
     module.write(buffer, 1);
     module.close();
-    std::array<std::uint8_t, 192> expected{192, 0, 0, 0, 1};
-    const auto address = reinterpret_cast<std::uintptr_t>(buffer);
-    for (std::size_t i = 0; i < 8; ++i) expected[16 + i] = static_cast<std::uint8_t>(address >> 8 * i);
-    expected[26] = 0x51;
-    expected[33] = 0x02;  // class 512
-    EXPECT_EQ(request, expected);
     host.on_call = nullptr;
+    auto expected = request_of({{33, 0x02}});  // class 512
+    std::memcpy(&expected[16], &buffer, 8);
+    EXPECT_EQ(request, expected);
 }
 
 TEST_F(EntryPointsTest, WriteChecksTheRefusalFlagThenTheModulesIdentifier) {

@@ -80,12 +80,39 @@ std::string some_text(std::uint64_t random) {
 /// answers that the callback sends.
 class ModuleLife {
   public:
-    ModuleLife(std::uint64_t seed, std::uint64_t messages);
+    ModuleLife(std::uint64_t seed, std::uint64_t messages)
+        : random_(seed),
+          end_(static_cast<End>(seed % 4)),
+          loads_again_(seed / 4 % 4 == 0),
+          ends_at_(random_() % (2 * messages)) {
+        current = this;
+    }
     ModuleLife(const ModuleLife&) = delete;
     ModuleLife& operator=(const ModuleLife&) = delete;
     ~ModuleLife() { current = nullptr; }
 
-    void run();
+    void run() {
+        load();
+        std::vector<std::thread> threads;
+        for (std::size_t producer = 0; producer < kProducers; ++producer)
+            threads.emplace_back([this, producer] { produce(producer); });
+        silent_ = false;
+        as(Role::kCaller, [this] { module_.open(); });
+        std::thread loop([this] { as(Role::kLoop, [this] { module_.ioctl(hr::kRunMainLoop); }); });
+        end();
+        loop.join();
+        if (!loads_again_) silent_ = true;
+        over_ = true;
+        for (std::thread& thread : threads) thread.join();
+        as(Role::kCaller, [this] { module_.unload(); });
+
+        EXPECT_EQ(faults_, 0U);
+        EXPECT_EQ(released_, accepted_);
+        EXPECT_TRUE(std::none_of(&slots_[0], &slots_[(kProducers + 1) * kLentByEach],
+                                 [](const Slot& slot) { return slot.lent.load(); }));
+        total_accepted += accepted_;
+        total_documents += documents_;
+    }
 
     inline static std::uint64_t total_accepted = 0;
     inline static std::uint64_t total_documents = 0;
@@ -93,16 +120,96 @@ class ModuleLife {
   private:
     enum class End { kClose, kUnload, kCloseTwiceAtOnce, kCloseFromTheCallback };
 
-    void produce(std::size_t producer);
-    void make_harmless_calls();
-    void end();
-    bool send(Slot& slot, const std::string& text);
-    std::int32_t take(const void* request);
-    void take_back(const char* text);
-    void answer(const char* text);
-    void load();
+    void load() {
+        module_.load([](const void* request, void* /*reply*/) { return current->take(request); });
+    }
 
-    static ModuleLife* current;
+    /// Ends the loop after a random number of messages, unless the callback does it.
+    void end() {
+        if (end_ == End::kCloseFromTheCallback) return;
+        wait_until([this] { return accepted_ >= ends_at_; });
+        std::thread second;
+        if (end_ == End::kCloseTwiceAtOnce)
+            second = std::thread([this] { as(Role::kCaller, [this] { module_.close(); }); });
+        as(Role::kCaller, [this] { end_ == End::kUnload ? module_.unload() : module_.close(); });
+        if (second.joinable()) second.join();
+        if (!loads_again_) silent_ = true;
+    }
+
+    /// Sends texts until the module is closed. Continues after refusals before Open.
+    void produce(std::size_t producer) {
+        std::mt19937_64 random(ends_at_ + producer);
+        bool accepted_before = false;
+        for (std::size_t i = 0; !over_; ++i) {
+            Slot& slot = slots_[producer * kLentByEach + i % kLentByEach];
+            wait_until([&slot] { return !slot.lent; });
+            const bool accepted = send(slot, some_text(random()));
+            if (accepted_before && !accepted) return;
+            accepted_before = accepted;
+            if (!accepted) std::this_thread::yield();
+            if (i % 32 == producer) make_harmless_calls();
+        }
+    }
+
+    /// Calls without an effect while the main loop is running. They are also harmless after it: a second loop
+    /// returns at once, and no one opens the context of another Load. A lifetime uses only one of the two,
+    /// because a loop in a context that no one closes would never end.
+    void make_harmless_calls() {
+        module_.read();
+        module_.seek();
+        module_.ioctl(hr::kNothing);
+        if (loop_seen_ && loads_again_) as(Role::kCaller, [this] { load(); });
+        if (loop_seen_ && !loads_again_) module_.ioctl(hr::kRunMainLoop);
+    }
+
+    bool send(Slot& slot, const std::string& text) {
+        std::copy(text.begin(), text.end(), slot.text.begin());
+        slot.lent = true;
+        const auto length = static_cast<std::uint32_t>(text.size());
+        const bool accepted = length % 2 == 0
+                                  ? module_.write(slot.text.data(), length).status == 0
+                                  : module_.ioctl(hr::kQueueMessage, slot.text.data(), length)[12] == 0;
+        if (accepted) {
+            ++accepted_;
+        } else if (!slot.lent.exchange(false)) {
+            ++faults_;  // refused, but released
+        }
+        return accepted;
+    }
+
+    std::int32_t take(const void* request) {
+        const hr::Input<hr::HostRequest> in(request);
+        const auto* text = hr::pointer_of<const char*>(in.get<hr::HostRequest::Data>());
+        if (role == Role::kSender || silent_) ++faults_;
+        if (in.get<hr::HostRequest::MessageClass>() == names::kReleaseClass) {
+            take_back(text);
+        } else {
+            ++documents_;
+            answer(text);
+        }
+        return 0;
+    }
+
+    void take_back(const char* text) {
+        const auto slot = static_cast<std::size_t>(text - slots_[0].text.data()) / sizeof(Slot);
+        const bool known = slot < (kProducers + 1) * kLentByEach && slots_[slot].text.data() == text;
+        if (!known || !slots_[slot].lent.exchange(false)) ++faults_;
+        ++released_;
+        if (role == Role::kLoop) loop_seen_ = true;
+        if (end_ == End::kCloseFromTheCallback && accepted_ >= ends_at_ && !ending_.exchange(true))
+            module_.close();
+    }
+
+    /// Answers each request for storage information inside the callback: the retrieval is done.
+    void answer(const char* text) {
+        const std::string request = text;
+        const auto guid = request.find(" GUID=\"");
+        if (request.find(" Command=\"1\"") == std::string::npos || guid == std::string::npos) return;
+        Slot& slot = slots_[kProducers * kLentByEach + answers_++ % kLentByEach];
+        if (!slot.lent) (void)send(slot, retrieval_done(request.substr(guid + 7, 36)));
+    }
+
+    inline static ModuleLife* current = nullptr;
 
     std::mt19937_64 random_;
     const End end_;
@@ -120,128 +227,6 @@ class ModuleLife {
     std::atomic<std::uint64_t> documents_{0};
     std::atomic<std::uint64_t> faults_{0};
 };
-
-ModuleLife* ModuleLife::current = nullptr;
-
-ModuleLife::ModuleLife(std::uint64_t seed, std::uint64_t messages)
-    : random_(seed),
-      end_(static_cast<End>(seed % 4)),
-      loads_again_(seed / 4 % 4 == 0),
-      ends_at_(random_() % (2 * messages)) {
-    current = this;
-}
-
-void ModuleLife::load() {
-    module_.load([](const void* request, void* /*reply*/) { return current->take(request); });
-}
-
-void ModuleLife::run() {
-    load();
-    std::vector<std::thread> threads;
-    for (std::size_t producer = 0; producer < kProducers; ++producer)
-        threads.emplace_back([this, producer] { produce(producer); });
-    silent_ = false;
-    as(Role::kCaller, [this] { module_.open(); });
-    std::thread loop([this] { as(Role::kLoop, [this] { module_.ioctl(hr::kRunMainLoop); }); });
-    end();
-    loop.join();
-    if (!loads_again_) silent_ = true;
-    over_ = true;
-    for (std::thread& thread : threads) thread.join();
-    as(Role::kCaller, [this] { module_.unload(); });
-
-    EXPECT_EQ(faults_, 0U);
-    EXPECT_EQ(released_, accepted_);
-    EXPECT_TRUE(std::none_of(&slots_[0], &slots_[(kProducers + 1) * kLentByEach],
-                             [](const Slot& slot) { return slot.lent.load(); }));
-    total_accepted += accepted_;
-    total_documents += documents_;
-}
-
-/// Ends the loop after a random number of messages, unless the callback does it.
-void ModuleLife::end() {
-    if (end_ == End::kCloseFromTheCallback) return;
-    wait_until([this] { return accepted_ >= ends_at_; });
-    std::thread second;
-    if (end_ == End::kCloseTwiceAtOnce)
-        second = std::thread([this] { as(Role::kCaller, [this] { module_.close(); }); });
-    as(Role::kCaller, [this] { end_ == End::kUnload ? module_.unload() : module_.close(); });
-    if (second.joinable()) second.join();
-    if (!loads_again_) silent_ = true;
-}
-
-/// Sends texts until the module is closed. Continues after refusals before Open.
-void ModuleLife::produce(std::size_t producer) {
-    std::mt19937_64 random(ends_at_ + producer);
-    bool accepted_before = false;
-    for (std::size_t i = 0; !over_; ++i) {
-        Slot& slot = slots_[producer * kLentByEach + i % kLentByEach];
-        wait_until([&slot] { return !slot.lent; });
-        const bool accepted = send(slot, some_text(random()));
-        if (accepted_before && !accepted) return;
-        accepted_before = accepted;
-        if (!accepted) std::this_thread::yield();
-        if (i % 32 == producer) make_harmless_calls();
-    }
-}
-
-/// Calls without an effect while the main loop is running. They are also harmless after it: a second loop
-/// returns at once, and no one opens the context of another Load. A lifetime uses only one of the two,
-/// because a loop in a context that no one closes would never end.
-void ModuleLife::make_harmless_calls() {
-    module_.read();
-    module_.seek();
-    module_.ioctl(hr::kNothing);
-    if (loop_seen_ && loads_again_) as(Role::kCaller, [this] { load(); });
-    if (loop_seen_ && !loads_again_) module_.ioctl(hr::kRunMainLoop);
-}
-
-bool ModuleLife::send(Slot& slot, const std::string& text) {
-    std::copy(text.begin(), text.end(), slot.text.begin());
-    slot.lent = true;
-    const auto length = static_cast<std::uint32_t>(text.size());
-    const bool accepted = length % 2 == 0
-                              ? module_.write(slot.text.data(), length).status == 0
-                              : module_.ioctl(hr::kQueueMessage, slot.text.data(), length)[12] == 0;
-    if (accepted) {
-        ++accepted_;
-    } else if (!slot.lent.exchange(false)) {
-        ++faults_;  // refused, but released
-    }
-    return accepted;
-}
-
-std::int32_t ModuleLife::take(const void* request) {
-    const hr::Input<hr::HostRequest> in(request);
-    const auto* text = hr::pointer_of<const char*>(in.get<hr::HostRequest::Data>());
-    if (role == Role::kSender || silent_) ++faults_;
-    if (in.get<hr::HostRequest::MessageClass>() == names::kReleaseClass) {
-        take_back(text);
-    } else {
-        ++documents_;
-        answer(text);
-    }
-    return 0;
-}
-
-void ModuleLife::take_back(const char* text) {
-    const auto slot = static_cast<std::size_t>(text - slots_[0].text.data()) / sizeof(Slot);
-    const bool known = slot < (kProducers + 1) * kLentByEach && slots_[slot].text.data() == text;
-    if (!known || !slots_[slot].lent.exchange(false)) ++faults_;
-    ++released_;
-    if (role == Role::kLoop) loop_seen_ = true;
-    if (end_ == End::kCloseFromTheCallback && accepted_ >= ends_at_ && !ending_.exchange(true))
-        module_.close();
-}
-
-/// Answers each request for storage information inside the callback: the retrieval is done.
-void ModuleLife::answer(const char* text) {
-    const std::string request = text;
-    const auto guid = request.find(" GUID=\"");
-    if (request.find(" Command=\"1\"") == std::string::npos || guid == std::string::npos) return;
-    Slot& slot = slots_[kProducers * kLentByEach + answers_++ % kLentByEach];
-    if (!slot.lent) (void)send(slot, retrieval_done(request.substr(guid + 7, 36)));
-}
 
 std::uint64_t setting(const char* name, std::uint64_t default_value) {
     const char* const value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): no other thread exists yet
