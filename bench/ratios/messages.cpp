@@ -48,30 +48,24 @@ Texts operations_in(const Texts& replies) {
     return guids;
 }
 
-/// Only parses the messages, and builds and prints their replies.
-class Bare {
-  public:
-    explicit Bare(const Texts& replies) : replies_(replies.size()) {
-        for (std::size_t i = 0; i < replies.size(); ++i)
-            replies_[i].Parse(replies[i].data(), replies[i].size());
-    }
-    void run(const Texts& messages) {
+/// Processor seconds of only parsing the messages, and building and printing their replies.
+double bare_seconds(const Texts& messages, const Texts& replies) {
+    std::vector<tinyxml2::XMLDocument> parsed(replies.size());
+    for (std::size_t i = 0; i < replies.size(); ++i) parsed[i].Parse(replies[i].data(), replies[i].size());
+    return time_of([&] {
         for (const std::string& message : messages) {
             tinyxml2::XMLDocument document;
             document.Parse(message.data(), message.size());
         }
-        for (const tinyxml2::XMLDocument& reply : replies_) {
+        for (const tinyxml2::XMLDocument& reply : parsed) {
             tinyxml2::XMLDocument document;
             reply.DeepCopy(&document);
             tinyxml2::XMLPrinter printer(nullptr, true);
             document.Print(&printer);
             require(printer.CStrSize() > 1, "nothing was printed");
         }
-    }
-
-  private:
-    std::vector<tinyxml2::XMLDocument> replies_;
-};
+    });
+}
 
 struct Kind {
     std::string name;
@@ -135,7 +129,19 @@ class Site {
         host_.run(texts(1, kMessages, announced));
     }
 
-    Texts measure(const std::string& name, const Texts& messages, std::size_t replies_expected);
+    /// Returns the operations that were created.
+    Texts measure(const std::string& name, const Texts& messages, std::size_t replies_expected) {
+        host_.take_replies();
+        const double seconds = host_.run(messages).work_seconds;
+        const Texts replies = host_.take_replies();
+        require(replies.size() >= replies_expected && replies.size() <= replies_expected + 2 * kMessages,
+                name + ": " + std::to_string(replies.size()) + " replies");
+        if (next_kind_ == kinds_.size()) kinds_.push_back({name, {}, {}});
+        kinds_[next_kind_].seconds.push_back(seconds);
+        kinds_[next_kind_].bare.push_back(bare_seconds(messages, replies));
+        ++next_kind_;
+        return operations_in(replies);
+    }
 
     Host& host_;
     std::uint32_t size_;
@@ -143,21 +149,6 @@ class Site {
     Texts operations_;
     std::size_t next_kind_ = 0;
 };
-
-/// Returns the operations that were created.
-Texts Site::measure(const std::string& name, const Texts& messages, std::size_t replies_expected) {
-    host_.take_replies();
-    const double seconds = host_.run(messages).work_seconds;
-    const Texts replies = host_.take_replies();
-    require(replies.size() >= replies_expected && replies.size() <= replies_expected + 2 * kMessages,
-            name + ": " + std::to_string(replies.size()) + " replies");
-    Bare bare(replies);
-    if (next_kind_ == kinds_.size()) kinds_.push_back({name, {}, {}});
-    kinds_[next_kind_].seconds.push_back(seconds);
-    kinds_[next_kind_].bare.push_back(time_of([&] { bare.run(messages); }));
-    ++next_kind_;
-    return operations_in(replies);
-}
 
 void round_of(const Effort& effort, std::uint32_t size, Kinds& kinds) {
     std::filesystem::remove("norvanepi_state.xml");
