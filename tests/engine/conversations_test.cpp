@@ -35,6 +35,7 @@
 #include "tests/support/memory_store.h"
 #include "tests/support/request_log_server.h"
 #include "tests/support/temp_directory.h"
+#include "tests/support/time_zone.h"
 
 namespace {
 
@@ -235,6 +236,7 @@ Text play(const Text& file) {
 }  // namespace
 
 TEST(ConversationTest, EngineActsAsWritten) {
+    const TimeZone here(kCentralEurope);  // all times are UTC
     for (const auto& file : std::filesystem::directory_iterator(CONVERSATIONS)) {
         SCOPED_TRACE(file.path());
         const Text expected = read_file(file.path().string());

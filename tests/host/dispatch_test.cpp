@@ -4,7 +4,7 @@
 #include <boost/uuid/uuid_io.hpp>
 #include <sstream>
 
-#include "tests/support/fake_time.h"
+#include "platform/clock.h"
 
 namespace {
 
@@ -60,11 +60,19 @@ class RecordingSink final : public norvane::IEventSink {
     }
 };
 
+/// Shows second 777, and one second more at each further call.
+class SteppingClock final : public platform::Clock {
+  public:
+    [[nodiscard]] Ticks now() const override { return platform::ticks_of(seconds_++); }
+
+  private:
+    mutable std::int32_t seconds_ = 777;
+};
+
 std::string dispatch(const std::string& xml) {
     tinyxml2::XMLDocument document;
     EXPECT_EQ(document.Parse(xml.data(), xml.size()), tinyxml2::XML_SUCCESS) << xml;
-    FakeClock clock;
-    clock.set_seconds(777);
+    const SteppingClock clock;
     RecordingSink sink;
     DispatchHostMessage(document, sink, clock);
     return sink.lines.str();
@@ -116,6 +124,18 @@ TEST(Dispatch, SupportIsExactlyOneWithBothNumbers) {
     EXPECT_EQ(pavo("<Devices ID='7'><Device Number='x' NorVaneSupported='1'/></Devices>"), "");
     EXPECT_EQ(pavo("<Devices ID='-1'><Device Number='-2' NorVaneSupported='1'/></Devices>"),
               "supported -1/-2\n");
+}
+
+TEST(Dispatch, PartsOfADeviceHaveAFixedOrder) {
+    EXPECT_EQ(device("NorVaneSupported='1'",
+                     "<Input><Context><Storage " + kGuid +
+                         " RetrievalStatus='3' FileName='c' Start='1'/>"
+                         "</Context></Input><Storage " +
+                         kGuid +
+                         " RetrievalStatus='3'/>"
+                         "<Codec><Encoder Number='0'><Channel Number='4' Connected='1'/></Encoder></Codec>"),
+              "supported 7/3\nchannel 7/3 4 state 1 at -1\ndone 000a\n"
+              "clip 000a [c] type 1 1..777 input 0 'input 1'\n");
 }
 
 TEST(Dispatch, ElementsAfterADeviceAreReadAsDevices) {

@@ -34,14 +34,15 @@ TEST(Documents, RegistrationAndFeatures) {
 }
 
 TEST(Documents, DeviceNumbersAreUnsignedAndDevicesIdentifiersSigned) {
+    // Seconds are narrowed to 32 bits.
     const documents::DeviceStorageCommand command{kGuid,
                                                   {0xFFFFFFFF, 0xFFFFFFFF},
                                                   platform::ticks_of(-3) - 9'999'999,
-                                                  platform::ticks_of(2'147'483'647)};
+                                                  4'294'967'298 * platform::kTicksPerSecond};
     const std::string middle =
         "<Pavo Delta=\"1\"><Devices ID=\"-1\"><Device Number=\"4294967295\"><Storage "
         "GUID=\"3f2b8c1e-5d4a-4e0b-9a7c-21d0c6e4f8a5\" Command=\"";
-    const std::string times = "\" Start=\"-3\" Stop=\"2147483647\"";
+    const std::string times = "\" Start=\"-3\" Stop=\"2\"";
     const std::string end = "/></Device></Devices></Pavo>";
     EXPECT_EQ(printed([&](auto& document) { documents::fill_storage_info_request(document, command); }),
               middle + "1" + times + end);

@@ -12,6 +12,7 @@
 #include "tests/support/memory_files.h"
 #include "tests/support/parsed_recording.h"
 #include "tests/support/temp_directory.h"
+#include "tests/support/time_zone.h"
 
 namespace {
 
@@ -111,6 +112,7 @@ TEST_F(TalServerTest, AnErrorInAConversionIsLoggedAndKeepsTheClip) {
 }
 
 TEST_F(TalServerTest, TheTypeOfAClipIsInItsRecording) {
+    const TimeZone utc("UTC0");
     std::string created;
     files.note = [&created](const std::string& what) {
         created = what.ends_with(".ps") ? what.substr(7) : created;
@@ -119,6 +121,7 @@ TEST_F(TalServerTest, TheTypeOfAClipIsInItsRecording) {
         files.put("clip", make_clip(ClipTrack{.samples = {nal("picture")}}));
         convert(in_memory, "clip", type);
         EXPECT_NE(sent().find("64 25 Opened (and PSI) "), std::string::npos);
+        EXPECT_EQ(created, "1970/01/01/00/0000-00A10380e.ps");  // 5 ticks before 1970 are 0 seconds
         const ParsedRecording recording(files.at(created), files.at(created + "i"));
         EXPECT_EQ(recording.spans.at(0).kind & 0xC0U, mark);
     }

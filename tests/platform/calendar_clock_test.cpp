@@ -49,7 +49,14 @@ TEST(ClockTest, TicksCountFrom1970AndSecondsRoundTowardZero) {
     EXPECT_EQ(platform::seconds_of(19'999'999), 1);
     EXPECT_EQ(platform::seconds_of(-9'999'999), 0);
     EXPECT_EQ(platform::seconds_of(-10'000'001), -1);
+    EXPECT_EQ(platform::seconds_of(4'294'967'294 * platform::kTicksPerSecond), -2);  // narrowed to 32 bits
     const std::int64_t difference =
         platform::system_clock().now() / platform::kTicksPerSecond - std::time(nullptr);
     EXPECT_LT(std::abs(difference), 3'600);  // checks epoch and unit, also on a slow machine
+}
+
+TEST(SleeperTest, SleepTakesTheTime) {
+    const auto start = std::chrono::steady_clock::now();
+    platform::system_sleeper().sleep(std::chrono::milliseconds(20));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
 }

@@ -122,15 +122,12 @@ TEST_F(EntryPointsTest, ReleaseRequestContainsOnlyTheBuffer) {
 
 TEST_F(EntryPointsTest, WriteChecksTheRefusalFlagThenTheModulesIdentifier) {
     module.load(FakeHost::callback());
-    const auto refused = module.write("x", 1, 1);
-    EXPECT_EQ(refused.status, -1);
-    EXPECT_EQ(refused.count, kUnwrittenWord);
+    const host_kit::Module& calls = module;  // returns whole records
+    EXPECT_EQ(calls.write("x", 1, 1), written<hr::WriteResult>(24, kMinus1));
     module.open();
-    EXPECT_EQ(module.write("x", 1, 1).status, -1);
-    const auto own = module.write("x", 1, 0, 0x00510000);
-    EXPECT_EQ(static_cast<std::uint32_t>(own.status), kUnwrittenWord);
-    EXPECT_EQ(own.count, kUnwrittenWord);
-    EXPECT_EQ(module.write("x", 1, 1, 0x00510000).status, -1);
+    EXPECT_EQ(calls.write("x", 1, 1), written<hr::WriteResult>(24, kMinus1));
+    EXPECT_EQ(calls.write("x", 1, 0, 0x00510000), host_kit::unwritten<hr::WriteResult>());
+    EXPECT_EQ(calls.write("x", 1, 1, 0x00510000), written<hr::WriteResult>(24, kMinus1));
     EXPECT_TRUE(host.releases().empty());
 }
 

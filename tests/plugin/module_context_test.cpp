@@ -30,6 +30,22 @@ class ScriptedSleeper final : public platform::Sleeper {
 
 }  // namespace
 
+TEST(ModuleContextTest, MainLoopIdlesDuringTheStartUpMessages) {
+    const WorkingDirectory directory;
+    FakeHost host;
+    set_host_callback(FakeHost::callback());
+    const FakeClock clock;
+    ScriptedSleeper sleeper;
+    ModuleContext context({platform::system_files(), sleeper, clock});
+    sleeper.on_sleep = sleeper.on_pass = [&context] { context.close(); };
+    host.on_call = [&context](std::uint32_t message_class, const std::string&) {
+        if (message_class == 256) context.run_main_loop();
+    };
+    context.open();
+    EXPECT_EQ(sleeper.calls, "sleep 1000\n");
+    set_host_callback(nullptr);
+}
+
 TEST(ModuleContextTest, MainLoopIdlesUntilOpenAndContinuesAfterAFailedPass) {
     const WorkingDirectory directory;
     FakeHost host;
