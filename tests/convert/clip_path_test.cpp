@@ -24,6 +24,8 @@ TEST(ClipPathTest, ClipIdConsistsOfDeviceNumberAndInput) {
     }
     request.inputBase = 130;
     request.word8 = 0x15;
+    request.startSeconds = 0xFFFFFFFF;
+    EXPECT_EQ(norvane::time_base(request), 0xFFFFFFFF);
     EXPECT_EQ(norvane::clip_id(request), 0x5FFF0002U);
 }
 

@@ -29,7 +29,7 @@ TEST_F(ConvertTest, MapHasPictureSizeAndInputNameInAllSlots) {
     EXPECT_EQ(to_hex(packet.substr(27, 2)), "9D E0");  // recording kind and key frame; program code 2
 
     request.inputName = std::string(200, 'n');
-    track.format = "hvc1";  // any format except audio is converted
+    track.format = "mp4v";  // any format except audio is converted
     track.width = 65'535;
     track.height = 4'111;
     ASSERT_EQ(convert(make_clip(track)), norvane::kConverted);
@@ -50,6 +50,9 @@ TEST_F(ConvertTest, SecondVideoTrackFollowsTheFirstAndRestartsAtTheClipsStart) {
     EXPECT_EQ(view.time(4), "2018-06-22 16:05:10.000");  // a third of the movie, as in the first track
     EXPECT_EQ(view.entries[4].key_distance, 1U);
     EXPECT_EQ(view.spans.size(), 2U);  // the time goes backwards
+    ASSERT_EQ(convert(make_clip(Clip{.tracks = {three_frames(), second}, .duration = 300'000})), 0);
+    EXPECT_EQ(recording().time(2), "2018-06-22 16:08:29.000");
+    EXPECT_EQ(recording().time(3), "2018-06-22 16:05:09.000");
 }
 
 TEST_F(ConvertTest, AudioIsNotConvertedButAsFirstTrackSetsDurationAndPictureSize) {
@@ -68,6 +71,11 @@ TEST_F(ConvertTest, AudioIsNotConvertedButAsFirstTrackSetsDurationAndPictureSize
     ASSERT_EQ(convert(make_clip(audio)), norvane::kConverted);
     EXPECT_TRUE(recording().entries.empty());
     EXPECT_EQ(recording().fault(), "");
+
+    ClipTrack both = three_frames();  // only the first description counts
+    both.boxes["stsd"] = box("stsd", zeros(4) + be32(2) + zeros(86) + be32(86) + "mp4a" + zeros(78));
+    ASSERT_EQ(convert(make_clip(both)), norvane::kConverted);
+    EXPECT_EQ(recording().payloads(), kThreeFrames);
 }
 
 TEST_F(ConvertTest, PositionOfTheMediaDataAndFormOfItsSizeDoNotMatter) {

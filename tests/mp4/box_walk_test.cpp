@@ -95,6 +95,8 @@ TEST(BoxWalkTest, SyncSamplesAfterACompleteTrackGoToTheNextTrack) {
     ClipTrack with_own = track_of(2);
     with_own.sync = {1};
     EXPECT_EQ(walk(make_clip(Clip{.tracks = {late, with_own}})).tracks.at(1).sync_samples, Numbers{1});
+    with_own.sync.emplace();  // an empty table replaces the carried one too
+    EXPECT_EQ(walk(make_clip(Clip{.tracks = {late, with_own}})).tracks.at(1).sync_samples, Numbers{});
 
     ClipTrack lost = track_of(5);
     lost.order.back() = "co64";
@@ -145,7 +147,8 @@ TEST(BoxWalkTest, BoxesWithASizeTooSmallOrTooLargeExtendToTheEnd) {
     }
     EXPECT_EQ(tracks_in(box_header(1, "mdat") + be64(16) + tables_of(1)), 1U);
     EXPECT_EQ(tracks_in(box_header(8, "mdat") + tables_of(1)), 1U);
-    EXPECT_EQ(tracks_in(box_header(0, "stsz") + tables_of(1)), 0U);
+    for (const char* type : {"mvhd", "stsd", "stts", "stss", "stsc", "stsz"})
+        EXPECT_EQ(tracks_in(box_header(0, type) + tables_of(1)), 0U) << type;
     EXPECT_EQ(tracks_in(box_header(0, "stco") + tables_of(1)), 1U);  // only this type is then an empty box
 }
 

@@ -41,9 +41,10 @@ const std::string kTwoEntries = from_hex("00000000 00000002");
 
 }  // namespace
 
-TEST(BoxesTest, MovieHeaderIsReadInBothVersions) {
+TEST(BoxesTest, MovieHeaderIsReadInTwoLayouts) {
     const std::pair<const char*, std::vector<std::uint64_t>> headers[] = {
         {"00 000000 00000001 00000002 000003E8 0000EA60 00010000", {1, 2, 1000, 60'000, 20}},
+        {"02 000000 00000001 00000002 000003E8 0000EA60 00010000", {1, 2, 1000, 60'000, 20}},
         {"01 000000 0000000100000002 0000000300000004 00015F90 0000000500000006 0001",
          {0x1'0000'0002, 0x3'0000'0004, 90'000, 0x5'0000'0006, 32}},
     };
@@ -142,10 +143,13 @@ TEST(BoxesTest, FirstEntryMayExtendPastBoxAndFileButOthersMustBeginInside) {
     EXPECT_EQ(table_of<StsdBox>(padded, 8 + 86 + 1).size(), 2U);
 
     std::string second = kVisualEntry;
-    second.replace(4, 4, "mp4v").replace(32, 2, be16(352));
+    second.replace(4, 4, "avc3").replace(32, 2, be16(352));
+    std::string other = kConfiguration;  // any type, and one parameter set of each kind whatever the counts
+    other.replace(4, 4, "type").replace(13, 1, "\xE3").replace(19, 1, "\x07");
     // The count limits the table even if more entries follow.
-    const auto two = table_of<StsdBox>(kTwoEntries + kVisualEntry + kConfiguration + second + second);
+    const auto two = table_of<StsdBox>(kTwoEntries + kVisualEntry + other + second + second);
     ASSERT_EQ(two.size(), 2U);
+    EXPECT_EQ(two[0].picture_parameter_set_length, 2);
     EXPECT_EQ(two[1].width, 352);
     EXPECT_EQ(two[1].configuration_size, 0U);  // only "avc1" has one
     EXPECT_EQ(table_of<StsdBox>(kTwoEntries + kVisualEntry + kConfiguration + second.substr(0, 40)).size(),

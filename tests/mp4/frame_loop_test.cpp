@@ -21,19 +21,23 @@ struct Conversion {
     TrackResult end = TrackResult::kDone;
 };
 
-/// Converts the first track of the clip, half a second per frame.
-Conversion convert(const std::string& clip) {
-    MemoryInput file(clip);
+/// Converts the first track of the clip.
+Conversion convert(platform::InputFile& file, double frame_duration = 0.5) {
     BoxReader in(&file);
     const auto tracks = gather_tracks(in, [](const std::string&) {});
     in.clear();
     Conversion done;
-    done.end = convert_track(tracks.at(0), in, 1'529'683'509, 0.5, [&](const Frame& frame) {
+    done.end = convert_track(tracks.at(0), in, 1'529'683'509, frame_duration, [&](const Frame& frame) {
         const std::string bytes(frame.bytes.begin(), frame.bytes.end());
         done.frames.push_back({frame.key_frame, frame.group_counter, frame.time, bytes});
         return true;
     });
     return done;
+}
+
+Conversion convert(const std::string& clip, double frame_duration = 0.5) {
+    MemoryInput file(clip);
+    return convert(file, frame_duration);
 }
 
 double duration_of(std::vector<SttsEntry> times, std::uint32_t timescale, std::uint64_t duration) {
@@ -81,9 +85,12 @@ TEST(FrameLoopTest, CounterRestartsAfterKeyFramesAndWrapsWithoutThem) {
     ClipTrack track{.samples = std::vector<std::string>(65'538, nal("x"))};
     for (const Seen& frame : convert(make_clip(track)).frames) ASSERT_TRUE(frame.key && frame.counter == 1);
     track.sync = {1};
-    const Conversion done = convert(make_clip(track));
+    const Conversion done = convert(make_clip(track), 0.065);
     EXPECT_EQ(done.frames.at(65'535).counter, 65'535);
     EXPECT_EQ(done.frames.at(65'536).counter, 0);
+    double offset = 0;  // added up without the time base, which would lose digits
+    for (int i = 0; i < 65'536; ++i) offset += 0.065;
+    EXPECT_EQ(done.frames.at(65'536).time, 1'529'683'509 + offset);
 }
 
 TEST(FrameLoopTest, ReadingSeeksToEachChunkAndReadsItsSamplesSequentially) {
@@ -96,6 +103,17 @@ TEST(FrameLoopTest, ReadingSeeksToEachChunkAndReadsItsSamplesSequentially) {
     EXPECT_EQ(convert(clip).frames.at(2).bytes, in_frame("one"));
     EXPECT_EQ(convert(clip).frames.at(3).bytes, in_frame("second"));
     EXPECT_EQ(convert(clip).frames.at(4).bytes, in_frame("five"));
+}
+
+TEST(FrameLoopTest, PositionsMayExceed4GiBAndChunkOffsets2GiB) {
+    constexpr std::uint64_t kGiB = 1 << 30;
+    ClipTrack track{.samples = {nal("near")}};
+    track.boxes["stco"] = table_box("stco", 1, {0xC0000000});
+    SparseInput file({{0, box_header(0, "mdat")},  // 2^32 - 8 bytes follow
+                      {3 * kGiB, nal("afar")},
+                      {4 * kGiB, box_header(1, "free") + be64(kGiB)},
+                      {5 * kGiB, make_clip(track)}});
+    EXPECT_EQ(convert(file).frames.at(0).bytes, in_frame("afar"));
 }
 
 TEST(FrameLoopTest, FrameIsNeverLargerThanTheClip) {

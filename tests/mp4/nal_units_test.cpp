@@ -24,6 +24,7 @@ TEST(NalUnitsTest, LengthsAreReplacedWithStartCodes) {
     EXPECT_EQ(convert(two + "next sample", 128, 128), in_frame(unit_of(20)) + in_frame(unit_of(100)));
     EXPECT_EQ(convert(nal("one") + "rest", 7, 500), in_frame("one"));
     EXPECT_EQ(convert(nal("") + nal("x"), 9, 9), in_frame("") + in_frame("x"));
+    EXPECT_EQ(convert(nal("x") + nal(""), 9, 9), in_frame("x") + in_frame(""));
     EXPECT_EQ(convert("anything", 0, 10), "");
     EXPECT_EQ(convert("", 0, 0), "");
 }

@@ -27,6 +27,13 @@ TEST_F(PsWriterTest, LengthFieldWrapsButTheOtherSizesAreComplete) {
     EXPECT_EQ(index_hex(1088 + 64 + 26, 1), "01");
 }
 
+TEST_F(PsWriterTest, PositionsMayExceed32Bits) {
+    ASSERT_EQ(open(), kPsOk);
+    writer.data_end += 3LL << 35;
+    ASSERT_EQ(write({}), kPsOk);
+    EXPECT_EQ(index_hex(1088 + 12, 4), "00 00 00 C0");  // in units of 32 bytes
+}
+
 TEST_F(PsWriterTest, LargestPacketIsJustBelow4MiBAndARefusedOneChangesNothing) {
     ASSERT_EQ(open(), kPsOk);
     const std::string before = index();

@@ -103,6 +103,17 @@ std::size_t MemoryInput::read_at(std::uint64_t position, std::span<Byte> to) {
     return count;
 }
 
+std::size_t SparseInput::read_at(std::uint64_t position, std::span<Byte> to) {
+    const std::size_t count = position < size() ? std::min<std::uint64_t>(to.size(), size() - position) : 0;
+    std::ranges::fill(to.first(count), Byte{0});
+    for (const auto& [at, text] : texts_) {
+        for (std::uint64_t i = 0; i < text.size(); ++i)
+            if (at + i >= position && at + i < position + count)
+                to[at + i - position] = static_cast<Byte>(text[i]);
+    }
+    return count;
+}
+
 void MemoryFiles::put(const std::string& path, std::string content) {
     files_[path] = std::make_shared<std::string>(std::move(content));
 }

@@ -34,6 +34,17 @@ class MemoryInput final : public platform::InputFile {
     std::uint64_t size_;
 };
 
+/// Claims 8 GiB, in which the given texts are at their positions and all other bytes are 0.
+class SparseInput final : public platform::InputFile {
+  public:
+    explicit SparseInput(std::map<std::uint64_t, std::string> texts) : texts_(std::move(texts)) {}
+    [[nodiscard]] std::uint64_t size() const override { return std::uint64_t{8} << 30; }
+    std::size_t read_at(std::uint64_t position, std::span<platform::Byte> to) override;
+
+  private:
+    std::map<std::uint64_t, std::string> texts_;
+};
+
 /// The faults of output files. Counts the calls to all of them.
 struct OutputFaults {
     std::uint64_t fail_at = kNever;  // the call that fails, counted from 1
