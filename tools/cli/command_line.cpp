@@ -93,6 +93,7 @@ void describe_program(CLI::App& program, const std::string& description, const s
     program.footer("Exit status: " + exit_status);
     program.require_subcommand(1);
     program.fallthrough(false);
+    program.allow_windows_style_options(false);  // "/clips/front.mp4" is a path on Windows too
     add_hidden_page(program, "--print-man", man_page);
     add_hidden_page(program, "--print-completion", bash_completion);
 }
