@@ -5,9 +5,12 @@ include(GNUInstallDirs)
 
 # A plug-in is not linked with, so it is not installed where the linker looks.
 set(NORVANEPI_MODULE_DIR "${CMAKE_INSTALL_LIBDIR}/norvanepi")
+# The recorder looks for the module there. The path is relative, so that an installation may be moved.
+file(RELATIVE_PATH NORVANEPI_MODULE_DIR_FROM_PROGRAMS
+  "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}/norvanepi")
 
-# norvanepi_install_dev(): installs the header, the example, and the CMake and pkg-config files that locate them and the
-# module.
+# norvanepi_install_dev(): installs the header, the example, the pages for makers of hosts, and the CMake and pkg-config files
+# that locate them and the module.
 function(norvanepi_install_dev)
   set(made "${CMAKE_BINARY_DIR}/package")
   set(config_dir "${CMAKE_INSTALL_LIBDIR}/cmake/norvanepi")
@@ -22,4 +25,7 @@ function(norvanepi_install_dev)
   install(FILES "${CMAKE_SOURCE_DIR}/include/norvanepi.h" TYPE INCLUDE COMPONENT dev)
   install(FILES "${CMAKE_SOURCE_DIR}/examples/minimal_host.c" DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples"
     COMPONENT dev)
+  foreach(page host-interface host-checklist messages state-file recording-format clip-reading glossary)
+    install(FILES "${CMAKE_SOURCE_DIR}/docs/${page}.md" TYPE DOC COMPONENT dev)
+  endforeach()
 endfunction()

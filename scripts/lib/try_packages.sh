@@ -7,7 +7,7 @@ trap 'echo "failed in line $LINENO: $BASH_COMMAND" >&2' ERR
 older=$1
 newer=$2
 
-# A program needs /proc to start itself again.
+# A program needs /proc to know its own path: to find the module, and to start itself again.
 if [ -e /proc/self/exe ]; then
     proc=yes
     scenarios=(retry restart)
@@ -74,12 +74,17 @@ completes() {
         "_${1//-/_}" && test "${COMPREPLY[*]}" = "$3")
 }
 
+# recorder ARGUMENT...: runs the recorder as an unprivileged user. It must find the installed module itself.
+recorder() {
+    if [ -n "$proc" ]; then as_user norvanepi-recorder "$@"; else as_user norvanepi-recorder "$@" --module "$module"; fi
+}
+
 # Runs the scenarios with the installed module as an unprivileged user.
 use() {
     local played scenario
     for scenario in "${scenarios[@]}"; do
         played=$(as_user mktemp -d)
-        as_user norvanepi-recorder "$scenario" --module "$module" --out "$played"
+        recorder "$scenario" --out "$played"
         as_user norvanepi-ps verify --deep "$played/recordings"
         test -n "$(find "$played/recordings" -name '*.ps')"
     done
@@ -88,7 +93,7 @@ use() {
 use_everything() {
     test "$(stat -c '%a %U %G' "$module")" = '644 root root'
     use
-    test -z "$proc" || as_user norvanepi-recorder validate "$module" | tee /tmp/validated
+    test -z "$proc" || recorder validate | tee /tmp/validated
     zcat /usr/share/man/man1/norvanepi-ps.1.gz | grep '^\.TH'
     zcat /usr/share/man/man1/norvanepi-recorder.1.gz | grep '^\.TH'
     completes norvanepi-ps ver verify
@@ -97,14 +102,14 @@ use_everything() {
 
 # A host that has loaded the older module must continue to run during the upgrade.
 upgrade_under_a_running_host() {
-    local recorder
-    as_user norvanepi-recorder many --operations 15000 --quiet --module "$module" --out /tmp/busy &
-    recorder=$!
+    local host
+    recorder many --operations 15000 --quiet --out /tmp/busy &
+    host=$!
     sleep 1
     offer newer
     apt_get dist-upgrade
-    kill -0 "$recorder"
-    wait "$recorder"
+    kill -0 "$host"
+    wait "$host"
 }
 
 install_use_upgrade_remove() {
@@ -142,12 +147,22 @@ runs() {
     test "$(find "$here/out" -name '*.ps' | wc -l)" = 1
 }
 
+# Makers of hosts find the pages where pkg-config says, among them those that the header names.
+pages_are_installed() {
+    local folder page
+    folder=$(pkg-config --variable=docdir norvanepi)
+    for page in host-interface host-checklist messages state-file recording-format; do test -s "$folder/$page.md"; done
+    grep -o '[a-z-]*\.md' /usr/include/norvanepi.h >/tmp/named
+    while read -r page; do test -s "$folder/$page"; done </tmp/named
+}
+
 build_hosts() {
     local example=/usr/share/doc/norvanepi-dev/examples/minimal_host.c
     apt_get install norvanepi-tools norvanepi-dev gcc libc6-dev pkg-config cmake make
     # shellcheck disable=SC2046  # flags are words
     gcc -Wall -Wextra -Werror $(pkg-config --cflags norvanepi) -pthread -o /tmp/host "$example"
     test "$(pkg-config --modversion norvanepi)" = "$newer"
+    pages_are_installed
     runs /tmp/host "$(pkg-config --variable=moduledir norvanepi)/norvanepi.so"
 
     mkdir /tmp/project

@@ -61,7 +61,10 @@ std::filesystem::path own_program() {
 }
 
 std::filesystem::path default_module() {
-    return own_program().parent_path() / ("norvanepi" + boost::dll::shared_library::suffix().string());
+    const auto directory = own_program().parent_path();
+    const auto name = "norvanepi" + boost::dll::shared_library::suffix().string();
+    const auto installed = (directory / MODULE_DIR_FROM_PROGRAMS / name).lexically_normal();
+    return std::filesystem::exists(installed) ? installed : directory / name;
 }
 
 }  // namespace host_kit

@@ -31,7 +31,8 @@ class ModuleLibrary {
 /// Whether the module that an entry point belongs to is still in memory.
 [[nodiscard]] bool is_in_memory(EntryPoint* entry_point);
 
-/// The module in the directory of the running program, where the build writes it.
+/// The module that is installed with the running program; otherwise the one in the program's directory, where
+/// the build writes it.
 [[nodiscard]] std::filesystem::path default_module();
 
 /// The running program's own file.

@@ -42,7 +42,7 @@ void add_common_options(CLI::App& command, Typed& typed, Options& options, bool 
         ->type_name("DIR");
     command
         .add_option("--module", typed.module,
-                    "the module (default: norvanepi.so in the directory of this program)")
+                    "the module (default: the installed one, or the one in the directory of this program)")
         ->type_name("FILE");
     command
         .add_option("--transcript", typed.transcript,
