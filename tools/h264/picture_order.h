@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "tools/h264/slice_header.h"
+#include "tools/h264/syntax.h"
 
 namespace h264 {
 

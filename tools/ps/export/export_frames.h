@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/h264/parameter_sets.h"
+#include "tools/h264/syntax.h"
 #include "tools/ps/options.h"
 
 namespace ps_tool {
