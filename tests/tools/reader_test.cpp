@@ -8,7 +8,6 @@
 
 #include "ps/ps_writer.h"
 #include "tests/support/memory_files.h"
-#include "tools/reader/rebuild.h"
 #include "tools/reader/verify.h"
 
 namespace {
@@ -260,7 +259,7 @@ TEST_F(ReaderTest, LimitsCountsToTheFileSize) {
         EXPECT_LE(recording.spans(), 4U);
         EXPECT_GT(reader::verify(recording).faults.count(), 0U);
         EXPECT_FALSE(recording.entry(recording.entries()).has_value());
-        EXPECT_FALSE(recording.span(recording.spans()).has_value());
+        EXPECT_FALSE(recording.span_record(recording.spans()).has_value());
         write_pair(files_, kCount);
     }
 }

@@ -11,24 +11,12 @@
 #include "tools/ps/for_each_recording.h"
 #include "tools/ps/recording_json.h"
 #include "tools/reader/recording_info.h"
-#include "tools/reader/recording_path.h"
 
 namespace ps_tool {
 namespace {
 
 using cli::Json;
 using reader::RecordingInfo;
-
-/// The recorder's time zone: the difference between the local time in the path and the first frame.
-std::optional<int> zone_of(const reader::Report& report) {
-    const auto path = reader::parse_recording_path(report.path);
-    if (!path || report.frames == 0) return std::nullopt;
-    return reader::utc_offset_minutes(report.first, path->local_start);
-}
-
-bool contradicts_path(const reader::Report& report) {
-    return report.frames > 0 && reader::parse_recording_path(report.path) && !zone_of(report);
-}
 
 std::string zone_text(int minutes) {
     const int size = minutes < 0 ? -minutes : minutes;
@@ -43,14 +31,13 @@ void print_line(std::string_view name, std::string_view text) {
     fmt::print("  {:<12}{}\n", name, text);
 }
 
-void print_times(const reader::Report& report) {
+void print_times(const RecordingInfo& info) {
+    const reader::Report& report = info.report;
     if (report.frames == 0) return;
-    const auto path = reader::parse_recording_path(report.path);
-    const auto zone = zone_of(report);
     std::string local = "no local time in the path";
-    if (path) {
-        local = fmt::format("{} in the path, {}", reader::text_of(path->local_start).substr(0, 19),
-                            zone ? zone_text(*zone) : "which matches no time zone");
+    if (info.path) {
+        local = fmt::format("{} in the path, {}", reader::text_of(info.path->local_start).substr(0, 19),
+                            info.zone ? zone_text(*info.zone) : "which matches no time zone");
     }
     print_line("first", fmt::format("{} UTC; {}", reader::text_of(report.first), local));
     print_line("last", reader::text_of(report.last) + " UTC");
@@ -76,7 +63,7 @@ void print_text(const RecordingInfo& info) {
     const reader::Report& report = info.report;
     fmt::print("{}\n", report.path);
     print_streams(report);
-    print_times(report);
+    print_times(info);
     print_line("frames", fmt::format("{}, {} key frames", report.frames, report.key_frames));
     print_line("spans", fmt::format("{}{}", report.spans(), gaps_text(info)));
     print_line("bytes", fmt::format("{}, {:.2f} % padding; index {}", report.data_size,
@@ -91,10 +78,9 @@ void print_text(const RecordingInfo& info) {
 
 Json info_json(const RecordingInfo& info) {
     Json json = json_of(info.report);
-    const auto zone = zone_of(info.report);
     const auto bitrate = info.bitrate();
-    json["zone_minutes"] = zone ? Json(*zone) : Json();
-    json["path_contradicts"] = contradicts_path(info.report);
+    json["zone_minutes"] = info.zone ? Json(*info.zone) : Json();
+    json["path_contradicts"] = info.contradicts_path();
     json["gap_count"] = info.gaps;
     json["gap_ms"] = info.gap_time;
     json["longest_gap_ms"] = info.longest_gap;
@@ -113,7 +99,7 @@ int run_info(const CommonOptions& options) {
     for_each_recording<RecordingInfo>(
         options, reader::recording_info, [&](const std::string&, const RecordingInfo& info) {
             json ? json->add(info_json(info)) : print_text(info);
-            ok &= info.decodable() && info.report.verified() && !contradicts_path(info.report);
+            ok &= info.decodable() && info.report.verified() && !info.contradicts_path();
         });
     if (json) json->finish();
     return ok ? cli::kSuccess : cli::kFailure;

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "tools/reader/recording_path.h"
+#include "tools/reader/recording_info.h"
 
 namespace ps_tool {
 namespace {

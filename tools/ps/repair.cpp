@@ -12,7 +12,7 @@
 #include "tools/cli/exit_status.h"
 #include "tools/ps/command.h"
 #include "tools/ps/for_each_recording.h"
-#include "tools/reader/rebuild.h"
+#include "tools/reader/verify.h"
 
 namespace ps_tool {
 namespace {

@@ -8,11 +8,9 @@
 namespace reader {
 
 /// Bitrate and key frame distance of a recording over time, in steps of equal length that start at its first
-/// frame. The step length doubles as needed so that there are at most `max_steps` steps.
+/// frame. The step length doubles as needed so that there are at most 60 steps.
 class Curve {
   public:
-    explicit Curve(std::size_t max_steps = 60) : max_steps_(max_steps) {}
-
     /// Adds the next packet in file order. A packet older than the first one counts for the first step.
     void add(const Packet& packet);
 
@@ -22,9 +20,6 @@ class Curve {
     [[nodiscard]] const std::vector<std::uint32_t>& key_distances() const { return key_distances_; }
 
   private:
-    void double_step();
-
-    std::size_t max_steps_;
     std::int64_t first_ = 0;  // ms since 1970
     std::int64_t step_ = 1000;
     std::uint32_t since_key_ = 0;  // frames

@@ -1,11 +1,8 @@
 #include "tools/reader/file_window.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace reader {
-
-FileWindow::FileWindow(std::unique_ptr<platform::InputFile> file) : file_(std::move(file)) {}
 
 void FileWindow::move_to(std::uint64_t position) {
     const bool sequential = position >= last_end_ && position - last_end_ < kMaxGap;

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "platform/bytes.h"
@@ -12,15 +13,16 @@
 
 namespace reader {
 
-/// Random access to a file through one buffer. Reads ahead for sequential small records. A record that is far
-/// from the previous one is read alone, so that the data in between is never read. Not memory-mapped: if a
-/// file shrinks while it is read, a short read can be reported, but a signal would end the program. Never
-/// reads past the size that the file had when it was opened.
+/// Random access to a file, or to an empty one if it is null, through one buffer. Reads ahead for sequential
+/// small records. A record that is far from the previous one is read alone, so that the data in between is
+/// never read. Not memory-mapped: if a file shrinks while it is read, a short read can be reported, but a
+/// signal would end the program. Never reads past the size that the file had when it was opened.
 class FileWindow {
   public:
-    explicit FileWindow(std::unique_ptr<platform::InputFile> file);
+    explicit FileWindow(std::unique_ptr<platform::InputFile> file = nullptr) : file_(std::move(file)) {}
 
-    [[nodiscard]] std::uint64_t size() const { return file_->size(); }
+    [[nodiscard]] bool is_open() const { return file_ != nullptr; }
+    [[nodiscard]] std::uint64_t size() const { return file_ ? file_->size() : 0; }
 
     /// Fills the whole span, or returns false.
     [[nodiscard]] bool read(std::uint64_t position, std::span<platform::Byte> to);

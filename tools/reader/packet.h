@@ -38,6 +38,7 @@ struct Packet {
     std::uint8_t flags = 0;
     std::uint8_t padding = 0;  // bytes
     PacketTime time;
+    bool begins_span = false;  // set by verify(), which knows the packets before it
 
     [[nodiscard]] std::uint64_t end() const { return offset + size; }
     [[nodiscard]] std::uint8_t picture_type() const { return flags & kPictureTypeBits; }

@@ -2,8 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <array>
-#include <charconv>
+#include <algorithm>
 #include <chrono>
 
 #include "ps/encodings.h"
@@ -25,31 +24,6 @@ std::string text_of(const PacketTime& time, char joint, std::string_view end) {
     return fmt::format("{:04}-{:02}-{:02}{}{:02}:{:02}:{:02}.{:03}{}", static_cast<int>(day.year()),
                        static_cast<unsigned>(day.month()), static_cast<unsigned>(day.day()), joint,
                        seconds / 3600, seconds / 60 % 60, seconds % 60, time.milliseconds % 1000, end);
-}
-
-/// Removes a number of exactly `digits` digits from the front of the text, and one of the characters in
-/// `separators` after it, if any are given.
-std::optional<int> take_number(std::string_view& text, std::size_t digits, std::string_view separators) {
-    int value = 0;
-    const char* const end = text.data() + std::min(digits, text.size());
-    const auto parsed = std::from_chars(text.data(), end, value);
-    if (parsed.ec != std::errc() || parsed.ptr != text.data() + digits || text[0] == '-') return std::nullopt;
-    text.remove_prefix(digits);
-    if (separators.empty()) return value;
-    if (text.empty() || separators.find(text[0]) == std::string_view::npos) return std::nullopt;
-    text.remove_prefix(1);
-    return value;
-}
-
-/// Removes an optional fraction of a second, ".5" to ".500". Returns milliseconds.
-std::optional<int> take_fraction(std::string_view& text) {
-    if (text.empty() || text[0] != '.') return 0;
-    text.remove_prefix(1);
-    const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
-    if (digits == 0 || digits > 3) return std::nullopt;
-    const auto value = take_number(text, digits, "");
-    constexpr std::array kScale = {0, 100, 10, 1};
-    return value ? std::optional(*value * kScale.at(digits)) : std::nullopt;
 }
 
 }  // namespace
@@ -89,21 +63,25 @@ std::optional<PacketTime> packet_time_of(std::int64_t instant) {
 }
 
 std::optional<std::int64_t> parse_instant(std::string_view text) {
-    const auto year = take_number(text, 4, "-");
-    const auto month = year ? take_number(text, 2, "-") : std::nullopt;
-    const auto day = month ? take_number(text, 2, "T ") : std::nullopt;
-    const auto hour = day ? take_number(text, 2, ":") : std::nullopt;
-    const auto minute = hour ? take_number(text, 2, ":") : std::nullopt;
-    const auto second = minute ? take_number(text, 2, "") : std::nullopt;
-    const auto fraction = second ? take_fraction(text) : std::nullopt;
-    if (!fraction || (!text.empty() && text != "Z")) return std::nullopt;
-    const std::chrono::year_month_day date{std::chrono::year(*year),
-                                           std::chrono::month(static_cast<unsigned>(*month)),
-                                           std::chrono::day(static_cast<unsigned>(*day))};
-    if (!date.ok() || *hour > 23 || *minute > 59 || *second > 59) return std::nullopt;
-    const std::int64_t days = std::chrono::sys_days(date).time_since_epoch().count();
-    const std::int64_t seconds = ((days * 24 + *hour) * 60 + *minute) * 60 + *second;
-    return seconds * 1000 + *fraction;
+    constexpr std::string_view kForm = "0000-00-00T00:00:00.000";
+    constexpr std::size_t kSeconds = 19;  // characters up to the seconds
+    if (text.ends_with('Z')) text.remove_suffix(1);
+    if (text.size() < kSeconds || text.size() == kSeconds + 1 || text.size() > kForm.size())
+        return std::nullopt;
+    const std::string all = std::string(text).append(kForm.substr(text.size()));
+    const auto fits = [](char c, char form) {
+        return form == '0' ? c >= '0' && c <= '9' : c == form || (c == ' ' && form == 'T');
+    };
+    if (!std::ranges::equal(all, kForm, fits)) return std::nullopt;
+    const auto number = [&all](std::size_t at, std::size_t digits) {
+        return static_cast<unsigned>(std::stoul(all.substr(at, digits)));
+    };
+    using namespace std::chrono;
+    const year_month_day date{year(static_cast<int>(number(0, 4))), month(number(5, 2)), day(number(8, 2))};
+    if (!date.ok() || number(11, 2) > 23 || number(14, 2) > 59 || number(17, 2) > 59) return std::nullopt;
+    const auto time = sys_days(date) + hours(number(11, 2)) + minutes(number(14, 2)) +
+                      seconds(number(17, 2)) + milliseconds(number(20, 3));
+    return time.time_since_epoch().count();
 }
 
 }  // namespace reader

@@ -1,4 +1,4 @@
-#include "tools/reader/rebuild.h"
+// Rebuilds the index of a recording from its data file.
 
 #include <algorithm>
 #include <stdexcept>
@@ -7,6 +7,7 @@
 #include "ps/ps_index.h"
 #include "ps/ps_writer.h"
 #include "tools/reader/discarding_data_file.h"
+#include "tools/reader/verify.h"
 
 namespace reader {
 namespace {

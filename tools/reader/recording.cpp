@@ -7,12 +7,6 @@
 namespace reader {
 namespace {
 
-std::optional<FileWindow> open(const std::string& path, platform::FileSystem& files) {
-    auto file = files.open_input(path);
-    if (!file) return std::nullopt;
-    return FileWindow(std::move(file));
-}
-
 /// The number of records that fit between the offset and the end of the file.
 std::uint32_t room_for(std::uint64_t file_size, std::uint64_t offset, std::size_t record_size) {
     const std::uint64_t room = file_size < offset ? 0 : (file_size - offset) / record_size;
@@ -28,22 +22,20 @@ bool counts_nothing(const PsiHeader::Bytes& header) {
 
 }  // namespace
 
-CannotOpen::CannotOpen(const std::string& path) : std::runtime_error("cannot open " + path) {}
-
 Recording::Recording(const std::string& data_path, platform::FileSystem& files)
     : data_path_(data_path),
       index_path_(data_path + "i"),
-      data_(open(data_path_, files)),
-      index_(open(index_path_, files)),
-      spans_file_(open(index_path_, files)) {
-    if (!has_data() && !has_index()) throw CannotOpen(data_path_);
+      data_(files.open_input(data_path_)),
+      index_(files.open_input(index_path_)),
+      spans_file_(files.open_input(index_path_)) {
+    if (!has_data() && !has_index()) throw CannotOpen("cannot open " + data_path_);
     if (const auto bytes = header()) count_records(*bytes);
 }
 
 void Recording::close() {
-    data_.reset();
-    index_.reset();
-    spans_file_.reset();
+    data_ = FileWindow();
+    index_ = FileWindow();
+    spans_file_ = FileWindow();
 }
 
 void Recording::count_records(const PsiHeader::Bytes& header) {
@@ -56,7 +48,7 @@ void Recording::count_records(const PsiHeader::Bytes& header) {
 
 std::optional<PsiFrameEntry::Bytes> Recording::entry_record(std::uint32_t number) {
     if (number >= entries_) return std::nullopt;
-    return record<PsiFrameEntry>(index_, entry_at(number));
+    return index_.record<PsiFrameEntry>(entry_at(number));
 }
 
 std::optional<Entry> Recording::entry(std::uint32_t number) {
@@ -68,7 +60,6 @@ std::optional<Entry> Recording::entry(std::uint32_t number) {
         .number = number,
         .slot = PsiFrameEntry::Slot::get(*bytes),
         .flags = PsiFrameEntry::Flags::get(*bytes),
-        .program = PsiFrameEntry::Program::get(*bytes),
         .packet_size = units * kPacketUnit,
         .packet_offset = kPacketsAt + std::uint64_t{PsiFrameEntry::Position::get(*bytes)} * kPacketUnit,
         .time = {PsiFrameEntry::Date::get(*bytes), PsiFrameEntry::TimeOfDay::get(*bytes)},
@@ -79,21 +70,12 @@ std::optional<Entry> Recording::entry(std::uint32_t number) {
 
 std::optional<PsiSpan::Bytes> Recording::span_record(std::uint32_t number) {
     if (number >= spans_) return std::nullopt;
-    return record<PsiSpan>(spans_file_, span_at(number));
-}
-
-std::optional<Span> Recording::span(std::uint32_t number) {
-    const auto bytes = span_record(number);
-    if (!bytes) return std::nullopt;
-    return Span{.slot = PsiSpan::Slot::get(*bytes),
-                .kind = PsiSpan::Kind::get(*bytes),
-                .first = {PsiSpan::FirstDate::get(*bytes), PsiSpan::FirstTime::get(*bytes)},
-                .last = {PsiSpan::LastDate::get(*bytes), PsiSpan::LastTime::get(*bytes)}};
+    return spans_file_.record<PsiSpan>(span_at(number));
 }
 
 std::optional<PsiStreamRecord::Bytes> Recording::stream_record(std::uint32_t slot) {
     if (slot >= kSlots) return std::nullopt;
-    return record<PsiStreamRecord>(index_, stream_record_at(slot));
+    return index_.record<PsiStreamRecord>(stream_record_at(slot));
 }
 
 }  // namespace reader

@@ -21,7 +21,6 @@ struct Entry {
     std::uint32_t number = 0;
     std::uint8_t slot = 0;
     std::uint8_t flags = 0;
-    std::uint8_t program = 0;
     std::uint32_t packet_size = 0;    // bytes
     std::uint64_t packet_offset = 0;  // offset in the data file
     PacketTime time;
@@ -29,9 +28,7 @@ struct Entry {
     std::uint32_t next = kNoEntry;
     std::uint16_t key_distance = 0;
 
-    [[nodiscard]] std::uint8_t picture_type() const { return flags & kPictureTypeBits; }
-    [[nodiscard]] std::uint8_t kind() const { return flags & kRecordingKindBits; }
-    [[nodiscard]] bool is_key() const { return picture_type() == kKeyFrame; }
+    [[nodiscard]] bool is_key() const { return (flags & kPictureTypeBits) == kKeyFrame; }
     [[nodiscard]] std::uint64_t packet_end() const { return packet_offset + packet_size; }
 };
 
@@ -41,14 +38,12 @@ struct Span {
     std::uint8_t kind = 0;
     PacketTime first;
     PacketTime last;
-
-    bool operator==(const Span&) const = default;
 };
 
 /// Neither of the two files could be opened.
 class CannotOpen : public std::runtime_error {
   public:
-    explicit CannotOpen(const std::string& path);
+    using std::runtime_error::runtime_error;
 };
 
 class Recording {
@@ -57,12 +52,12 @@ class Recording {
     /// one. Throws CannotOpen if both are missing.
     explicit Recording(const std::string& data_path, platform::FileSystem& files = platform::system_files());
 
-    [[nodiscard]] bool has_data() const { return data_.has_value(); }
-    [[nodiscard]] bool has_index() const { return index_.has_value(); }
+    [[nodiscard]] bool has_data() const { return data_.is_open(); }
+    [[nodiscard]] bool has_index() const { return index_.is_open(); }
     [[nodiscard]] const std::string& data_path() const { return data_path_; }
     [[nodiscard]] const std::string& index_path() const { return index_path_; }
-    [[nodiscard]] std::uint64_t data_size() const { return data_ ? data_->size() : 0; }
-    [[nodiscard]] std::uint64_t index_size() const { return index_ ? index_->size() : 0; }
+    [[nodiscard]] std::uint64_t data_size() const { return data_.size(); }
+    [[nodiscard]] std::uint64_t index_size() const { return index_.size(); }
 
     /// Closes both files, because some systems cannot replace open files. Nothing can be read afterwards.
     void close();
@@ -78,23 +73,22 @@ class Recording {
 
     /// Nothing if the number is out of range or the record cannot be read.
     [[nodiscard]] std::optional<Entry> entry(std::uint32_t number);
-    [[nodiscard]] std::optional<Span> span(std::uint32_t number);
     [[nodiscard]] std::optional<PsiFrameEntry::Bytes> entry_record(std::uint32_t number);
     [[nodiscard]] std::optional<PsiSpan::Bytes> span_record(std::uint32_t number);
-    [[nodiscard]] std::optional<PsiHeader::Bytes> header() { return record<PsiHeader>(index_, 0); }
+    [[nodiscard]] std::optional<PsiHeader::Bytes> header() { return index_.record<PsiHeader>(0); }
     [[nodiscard]] std::optional<PsiStreamRecord::Bytes> stream_record(std::uint32_t slot);
 
-    [[nodiscard]] std::optional<PackHeader::Bytes> pack_header() { return record<PackHeader>(data_, 0); }
+    [[nodiscard]] std::optional<PackHeader::Bytes> pack_header() { return data_.record<PackHeader>(0); }
     [[nodiscard]] std::optional<StreamMap::Bytes> stream_map() {
-        return record<StreamMap>(data_, PackHeader::size);
+        return data_.record<StreamMap>(PackHeader::size);
     }
     [[nodiscard]] std::optional<PesHeader::Bytes> packet_header(std::uint64_t packet_offset) {
-        return record<PesHeader>(data_, packet_offset);
+        return data_.record<PesHeader>(packet_offset);
     }
 
     /// Reads bytes of the data file. False if it does not have all of them.
     [[nodiscard]] bool read_data(std::uint64_t position, std::span<platform::Byte> to) {
-        return data_ && data_->read(position, to);
+        return data_.read(position, to);
     }
 
     [[nodiscard]] std::uint64_t span_at(std::uint32_t number) const {
@@ -102,18 +96,13 @@ class Recording {
     }
 
   private:
-    template <typename Layout>
-    static std::optional<typename Layout::Bytes> record(std::optional<FileWindow>& file,
-                                                        std::uint64_t position) {
-        return file ? file->record<Layout>(position) : std::nullopt;
-    }
     void count_records(const PsiHeader::Bytes& header);
 
     std::string data_path_;
     std::string index_path_;
-    std::optional<FileWindow> data_;
-    std::optional<FileWindow> index_;
-    std::optional<FileWindow> spans_file_;  // the index again, because spans and entries are read alternately
+    FileWindow data_;
+    FileWindow index_;
+    FileWindow spans_file_;  // the index again, because spans and entries are read alternately
     bool completed_ = true;
     std::uint32_t entries_ = 0;
     std::uint32_t spans_ = 0;

@@ -4,14 +4,14 @@
 
 #include <algorithm>
 #include <array>
+#include <regex>
+#include <span>
+#include <utility>
 
 #include "tools/reader/nal_scan.h"
-#include "tools/reader/span_tracker.h"
 
 namespace reader {
 namespace {
-
-constexpr std::size_t kHeadSize = std::size_t{64} * 1024;  // parameter sets are at the start of a frame
 
 /// State of one slot after the packets so far.
 struct SlotState {
@@ -24,81 +24,85 @@ class RecordingInfoBuilder {
   public:
     RecordingInfoBuilder(Recording& recording, RecordingInfo& info) : recording_(recording), info_(info) {}
 
-    void add(const Packet& packet);
-    void finish();
-
-  private:
-    void begin_span(const Packet& packet, SlotState& slot);
-    [[nodiscard]] bool has_parameter_sets(const Packet& packet);
-    void add_obstacle(std::string obstacle);
-
-    Recording& recording_;
-    RecordingInfo& info_;
-    std::array<SlotState, kSlots> slots_{};
-    SpanTracker tracker_;
-    std::uint64_t obstacles_ = 0;
-};
-
-void RecordingInfoBuilder::add(const Packet& packet) {
-    SlotState& slot = slots_.at(packet.slot);
-    const bool ended = tracker_.add(packet).has_value();
-    if (slot.last && packet.time < *slot.last && !slot.backwards) {
-        add_obstacle(fmt::format("frame {} is older than the previous one", packet.number));
-        slot.backwards = true;
+    void add(const Packet& packet) {
+        SlotState& slot = slots_.at(packet.slot);
+        if (slot.last && packet.time < *slot.last && !slot.backwards) {
+            add_obstacle(fmt::format("frame {} is older than the previous one", packet.number));
+            slot.backwards = true;
+        }
+        if (packet.begins_span && packet.slot < kVideoSlots) begin_span(packet, slot);
+        slot.last = packet.time;
     }
-    if (slot.last && ended) {
-        const std::int64_t gap = std::max<std::int64_t>(0, instant_of(packet.time) - instant_of(*slot.last));
-        // A new day or another recording kind also begins a span, but there is no gap.
-        if (gap > kSpanGap) {
+
+    void finish() {
+        std::array<const Span*, kSlots> previous{};
+        for (const Span& span : info_.report.span_list) {
+            info_.covered += std::max<std::int64_t>(0, instant_of(span.last) - instant_of(span.first));
+            const Span* const before = std::exchange(previous.at(span.slot), &span);
+            const std::int64_t gap =
+                before == nullptr ? 0 : instant_of(span.first) - instant_of(before->last);
+            if (gap <= kSpanGap) continue;  // a new day or another recording kind also begins a span
             ++info_.gaps;
             info_.gap_time += gap;
             info_.longest_gap = std::max(info_.longest_gap, gap);
         }
+        const auto has_video = [](const SlotState& slot) { return slot.last.has_value(); };
+        const auto video = std::span(slots_).first<kVideoSlots>();
+        if (std::ranges::none_of(video, has_video)) return add_obstacle("no video frames");
+        info_.parameter_sets = std::ranges::all_of(
+            video, [&](const SlotState& slot) { return slot.parameter_sets || !has_video(slot); });
     }
-    if (!slot.last || ended) begin_span(packet, slot);
-    slot.last = packet.time;
-}
 
-void RecordingInfoBuilder::begin_span(const Packet& packet, SlotState& slot) {
-    if (packet.slot >= kVideoSlots) return;
-    if (!packet.is_key())
-        add_obstacle(fmt::format("frame {} begins a span but is not a key frame", packet.number));
-    if (slot.parameter_sets) return;
-    slot.parameter_sets = has_parameter_sets(packet);
-    if (!slot.parameter_sets && !slot.last) {
-        add_obstacle(fmt::format("no parameter sets before the first frame of slot {}", packet.slot));
+  private:
+    void begin_span(const Packet& packet, SlotState& slot) {
+        if (!packet.is_key())
+            add_obstacle(fmt::format("frame {} begins a span but is not a key frame", packet.number));
+        slot.parameter_sets = slot.parameter_sets || begins_with_parameter_sets(packet);
+        if (!slot.parameter_sets && !slot.last)
+            add_obstacle(fmt::format("no parameter sets before the first frame of slot {}", packet.slot));
     }
-}
 
-bool RecordingInfoBuilder::has_parameter_sets(const Packet& packet) {
-    if (packet.size < PesHeader::size + packet.padding) return false;
-    std::vector<platform::Byte> head(std::min<std::size_t>(packet.payload(), kHeadSize));
-    return recording_.read_data(packet.offset + PesHeader::size, head) && reader::has_parameter_sets(head);
-}
+    [[nodiscard]] bool begins_with_parameter_sets(const Packet& packet) {
+        constexpr std::size_t kHeadSize = std::size_t{64} * 1024;  // they are at the start of a frame
+        if (packet.size < PesHeader::size + packet.padding) return false;
+        std::vector<platform::Byte> head(std::min<std::size_t>(packet.payload(), kHeadSize));
+        return recording_.read_data(packet.offset + PesHeader::size, head) && has_parameter_sets(head);
+    }
 
-void RecordingInfoBuilder::add_obstacle(std::string obstacle) {
-    constexpr std::uint64_t kMaxReported = 5;
-    if (++obstacles_ <= kMaxReported) info_.decode_obstacles.push_back(std::move(obstacle));
-}
+    void add_obstacle(std::string obstacle) {
+        constexpr std::size_t kMaxReported = 5;
+        if (info_.decode_obstacles.size() < kMaxReported)
+            info_.decode_obstacles.push_back(std::move(obstacle));
+    }
 
-void RecordingInfoBuilder::finish() {
-    for (const Span& span : info_.report.span_list) {
-        info_.covered += std::max<std::int64_t>(0, instant_of(span.last) - instant_of(span.first));
-    }
-    bool video = false;
-    info_.parameter_sets = true;
-    for (std::uint32_t slot = 0; slot < kVideoSlots; ++slot) {
-        if (info_.report.packets.at(slot) == 0) continue;
-        video = true;
-        info_.parameter_sets &= slots_.at(slot).parameter_sets;
-    }
-    if (!video) {
-        info_.parameter_sets = false;
-        add_obstacle("no video frames");
-    }
+    Recording& recording_;
+    RecordingInfo& info_;
+    std::array<SlotState, kSlots> slots_{};
+};
+
+/// The difference between local time and UTC, in minutes. Nothing if no time zone has this offset: offsets
+/// are multiples of 15 minutes from -12 to +14 hours.
+std::optional<int> utc_offset_minutes(const PacketTime& utc, const PacketTime& local) {
+    constexpr std::int64_t kQuarter = 900'000;  // ms
+    constexpr std::int64_t kWest = -48 * kQuarter;
+    constexpr std::int64_t kEast = 56 * kQuarter;
+    const std::int64_t ahead = instant_of(local) - instant_of(utc);
+    if (ahead % kQuarter != 0 || ahead < kWest || ahead > kEast) return std::nullopt;
+    return static_cast<int>(ahead / 60'000);
 }
 
 }  // namespace
+
+std::optional<RecordingPath> parse_recording_path(const std::string& data_path) {
+    static const std::regex form(
+        R"((?:.*[/\\])?(\d{4})[/\\](\d\d)[/\\](\d\d)[/\\](\d\d)[/\\](\d\d)(\d\d)-([0-9A-F]{8})e\.ps)");
+    std::smatch part;
+    if (!std::regex_match(data_path, part, form)) return std::nullopt;
+    const auto instant = parse_instant(part.format("$1-$2-$3T$4:$5:$6Z"));
+    const auto local = instant ? packet_time_of(*instant) : std::nullopt;
+    if (!local) return std::nullopt;
+    return RecordingPath{*local, part[7]};
+}
 
 std::optional<double> RecordingInfo::bitrate() const {
     if (covered == 0) return std::nullopt;
@@ -116,6 +120,9 @@ RecordingInfo recording_info(Recording& recording) {
     info.report =
         verify(recording, VerifyDepth::kHeaders, [&](const Packet& packet) { builder.add(packet); });
     builder.finish();
+    info.path = parse_recording_path(info.report.path);
+    if (info.path && info.report.frames > 0)
+        info.zone = utc_offset_minutes(info.report.first, info.path->local_start);
     return info;
 }
 

@@ -9,9 +9,20 @@
 
 namespace reader {
 
+/// The information in a recording's path: YYYY/MM/DD/HH/mmss-XXXXXXXXe.ps below any directory.
+struct RecordingPath {
+    PacketTime local_start;  // in the recorder's time zone
+    std::string clip_id;
+};
+
+/// Nothing if the path has another form.
+[[nodiscard]] std::optional<RecordingPath> parse_recording_path(const std::string& data_path);
+
 /// Summary of a recording for users.
 struct RecordingInfo {
     Report report;
+    std::optional<RecordingPath> path;
+    std::optional<int> zone;                    // minutes from the first frame's UTC to the time in the path
     std::uint32_t gaps = 0;                     // between spans of the same slot
     std::int64_t gap_time = 0;                  // ms, total
     std::int64_t longest_gap = 0;               // ms
@@ -20,6 +31,8 @@ struct RecordingInfo {
     std::vector<std::string> decode_obstacles;  // why a player could not decode everything
 
     [[nodiscard]] bool decodable() const { return decode_obstacles.empty(); }
+    /// True if no time zone has the difference between the first frame and the path.
+    [[nodiscard]] bool contradicts_path() const { return report.frames > 0 && path && !zone; }
     /// Bits per second of covered time. Nothing if that time is 0.
     [[nodiscard]] std::optional<double> bitrate() const;
     /// Fraction of the data file that is padding, 0 to 1.

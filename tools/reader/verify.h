@@ -38,6 +38,16 @@ struct Report {
     [[nodiscard]] bool repairs(const Fault& fault) const {
         return faults.unrepairable() == 0 && fault.repair == Repair::kByRebuilding;
     }
+
+    /// Faults of the data file cannot be repaired; faults of the index can.
+    [[nodiscard]] Fault in_data(std::uint64_t at, std::string text,
+                                std::optional<std::uint32_t> number = {}) const {
+        return {path, at, std::move(text), number};
+    }
+    [[nodiscard]] Fault in_index(std::uint64_t at, std::string text,
+                                 std::optional<std::uint32_t> number = {}) const {
+        return {path + "i", at, std::move(text), number, Repair::kByRebuilding};
+    }
 };
 
 enum class VerifyDepth { kHeaders, kPayloads };
@@ -52,5 +62,10 @@ using PacketVisitor = std::function<void(const Packet&)>;
 [[nodiscard]] Report verify(
     Recording& recording, VerifyDepth depth = VerifyDepth::kHeaders,
     const PacketVisitor& visit = [](const Packet&) {});
+
+/// The complete index for the packets up to the last complete one. Passes the packets' headers to the
+/// module's own writer. The report must be verified() or repairable(). Throws std::runtime_error if the data
+/// file has changed since then.
+[[nodiscard]] std::string rebuilt_index(Recording& recording, const Report& report);
 
 }  // namespace reader

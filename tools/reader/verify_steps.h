@@ -5,30 +5,14 @@
 #include <array>
 #include <cstdint>
 #include <optional>
-#include <string>
 
 #include "tools/reader/verify.h"
 
 namespace reader {
 
-/// Faults of the data file cannot be repaired; faults of the index can.
-void add_data_fault(const Recording& recording, std::uint64_t at, std::string text, Report& report,
-                    std::optional<std::uint32_t> number = {});
-void add_index_fault(const Recording& recording, std::uint64_t at, std::string text, Report& report,
-                     std::optional<std::uint32_t> number = {});
-
-/// Checks pack header and map. False if the data file ends before the first packet.
-[[nodiscard]] bool verify_map(Recording& recording, Report& report);
-
-/// Checks that the index file exists, the constants in its header, and its size.
-void verify_index_header(Recording& recording, Report& report);
-
 /// Checks every packet and its entry in file order, then stream records, spans and counts. Sets the figures
 /// of the report.
 void verify_packets(Recording& recording, VerifyDepth depth, const PacketVisitor& visit, Report& report);
-
-/// Checks start codes and types of the NAL units in one packet.
-void verify_payload(Recording& recording, const Packet& packet, Report& report);
 
 /// Summary of the packets of one slot.
 struct SlotSummary {
@@ -40,10 +24,28 @@ struct SlotSummary {
     std::uint8_t kinds = 0;
     std::uint16_t key_distance = 0;  // wraps like the field
     std::uint32_t found_next = 0;    // the Next field of the last entry
+    std::optional<Span> span;        // the current one
 };
 using SlotSummaries = std::array<SlotSummary, kSlots>;
 
 /// Checks stream table, spans and the counts in the header.
 void verify_summaries(Recording& recording, const SlotSummaries& slots, Report& report);
+
+/// The fields of the index header. The two steps expect different values only in different fields.
+inline constexpr std::array kHeaderFields = {
+    field<PsiHeader::Version>("version"),
+    field<PsiHeader::HeaderSize>("header size"),
+    field<PsiHeader::StreamRecords>("number of stream records"),
+    field<PsiHeader::EntrySize>("entry size"),
+    field<PsiHeader::StreamRecordSize>("stream record size"),
+    field<PsiHeader::Entries>("number of entries"),
+    field<PsiHeader::FirstDate>("first date"),
+    field<PsiHeader::LastDate>("last date"),
+    field<PsiHeader::FirstTime>("first time"),
+    field<PsiHeader::LastTime>("last time"),
+    field<PsiHeader::SpanSize>("span size"),
+    field<PsiHeader::Spans>("number of spans"),
+    field<PsiHeader::Reserved>("reserved"),
+};
 
 }  // namespace reader

@@ -23,11 +23,6 @@ constexpr std::array kRecordFields = {
     field<PsiStreamRecord::SecondIndexByte>("second index byte"),
     field<PsiStreamRecord::Reserved>("reserved"),
 };
-constexpr std::array kHeaderFields = {
-    field<PsiHeader::Entries>("number of entries"), field<PsiHeader::FirstDate>("first date"),
-    field<PsiHeader::LastDate>("last date"),        field<PsiHeader::FirstTime>("first time"),
-    field<PsiHeader::LastTime>("last time"),        field<PsiHeader::Spans>("number of spans"),
-};
 constexpr std::array kSpanFields = {
     field<PsiSpan::Slot>("slot"),
     field<PsiSpan::Kind>("recording kind"),
@@ -37,10 +32,6 @@ constexpr std::array kSpanFields = {
     field<PsiSpan::LastTime>("last time"),
     field<PsiSpan::Reserved>("reserved"),
 };
-
-Fault in_index(const Recording& recording, std::uint64_t at, std::string name) {
-    return {recording.index_path(), at, std::move(name), {}, Repair::kByRebuilding};
-}
 
 /// Sets the times of a PsiHeader, PsiStreamRecord or PsiSpan.
 template <typename Layout>
@@ -65,8 +56,8 @@ void verify_record(Recording& recording, std::uint32_t slot, const SlotSummary& 
     const auto record = recording.stream_record(slot);
     if (!record) return;  // the index ends before the entries, which verify_index_header reports
     compare_fields(report.faults,
-                   in_index(recording, stream_record_at(slot), fmt::format("stream record {}", slot)),
-                   *record, expected_record(sum), kRecordFields);
+                   report.in_index(stream_record_at(slot), fmt::format("stream record {}", slot)), *record,
+                   expected_record(sum), kRecordFields);
 }
 
 void verify_header_counts(Recording& recording, Report& report) {
@@ -76,7 +67,7 @@ void verify_header_counts(Recording& recording, Report& report) {
     PsiHeader::Entries::put(expected, report.frames);
     put_times<PsiHeader>(expected, report.first, report.last);
     PsiHeader::Spans::put(expected, static_cast<std::uint32_t>(report.spans()));
-    compare_fields(report.faults, in_index(recording, 0, "header"), *header, expected, kHeaderFields);
+    compare_fields(report.faults, report.in_index(0, "header"), *header, expected, kHeaderFields);
 }
 
 PsiSpan::Bytes record_of(const Span& span) {
@@ -92,7 +83,7 @@ void verify_spans(Recording& recording, Report& report) {
         const auto found = recording.span_record(number);
         if (!found) return;  // too few spans, which the count and the file size report
         compare_fields(report.faults,
-                       in_index(recording, recording.span_at(number), fmt::format("span {}", number)), *found,
+                       report.in_index(recording.span_at(number), fmt::format("span {}", number)), *found,
                        record_of(report.span_list.at(number)), kSpanFields);
     }
 }
