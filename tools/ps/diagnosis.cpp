@@ -30,18 +30,140 @@ class Diagnosis {
   public:
     Diagnosis(platform::InputFile& clip, const DryRun& dry_run) : in_(&clip), dry_run_(dry_run) {}
 
-    std::vector<Finding> run();
+    std::vector<Finding> run() {
+        if (!is_mp4(in_)) {
+            return {{"no-ftyp", "", 4,
+                     "the clip does not begin with an 'ftyp' box, so it is not recognized as MP4"}};
+        }
+        collect_boxes();
+        check_fragments();
+        if (dry_run_.tracks.empty()) {
+            check_meta();
+            check_box_ends();
+            check_tables();
+        }
+        check_formats();
+        if (!dry_run_.converted() && !dry_run_.tracks.empty()) explain_failure();
+        return findings_;
+    }
 
   private:
-    void collect_boxes();
-    void check_fragments();
-    void check_meta();
-    void check_box_ends();
-    void check_tables();
-    void check_formats();
-    void explain_failure();
-    void explain_sample(std::uint64_t number, std::uint64_t at, const Sample& sample, std::uint32_t largest);
-    [[nodiscard]] const BoxInfo* find(BoxType type) const;
+    void collect_boxes() {
+        in_.clear();
+        (void)gather_tracks(
+            in_, [](const std::string&) {},
+            [this](const BoxInfo& box) {
+                if (boxes_.size() < kMaxBoxes) boxes_.push_back(box);
+            });
+        in_.clear();
+    }
+
+    void check_fragments() {
+        if (const BoxInfo* fragment = find(kMoof)) {
+            add("fragmented", *fragment, "the clip is fragmented; samples in movie fragments are not read");
+        }
+    }
+
+    /// A "meta" box begins with a version, but the module enters it like a plain container. It then reads the
+    /// version as a box size of 0, which means up to the end of the clip.
+    void check_meta() {
+        const auto meta = std::ranges::adjacent_find(boxes_, [this](const BoxInfo& box, const BoxInfo& next) {
+            return box.type == kMeta && exceeds_clip(next);
+        });
+        if (meta == boxes_.end()) return;
+        add("meta-ahead", *meta, "a 'meta' box precedes the tracks; nothing after its header is found");
+    }
+
+    void check_box_ends() {
+        if (!findings_.empty()) return;
+        for (const BoxInfo& box : boxes_) {
+            if (!exceeds_clip(box)) continue;
+            add("truncated", box,
+                fmt::format("the box has {} bytes, but the clip ends at byte {}", box.payload_size,
+                            in_.size()));
+            return;
+        }
+    }
+
+    void check_tables() {
+        if (const BoxInfo* long_offsets = find(kCo64)) {
+            add("co64", *long_offsets, "64-bit chunk offsets are not read, so a mandatory table is missing");
+            return;
+        }
+        std::vector<std::string> missing;
+        for (const BoxType type : kMandatory) {
+            if (find(type) == nullptr) missing.push_back(fmt::format("'{}'", name_of(type)));
+        }
+        const BoxInfo* where = find(kStbl) != nullptr ? find(kStbl) : find(kMoov);
+        const BoxInfo end{kMoov, in_.size(), in_.size(), 0};
+        if (where == nullptr && findings_.empty()) {
+            add("no-moov", end, "the clip has no 'moov' box");
+        } else if (where != nullptr && findings_.empty()) {
+            add("no-tables", *where,
+                missing.empty() ? "no track has samples in all mandatory tables"
+                                : fmt::format("mandatory tables are missing: {}", fmt::join(missing, ", ")));
+        }
+    }
+
+    void check_formats() {
+        const BoxInfo* const box = find(kStsd);
+        if (box == nullptr) return;
+        for (const SampleTables& track : dry_run_.tracks) {
+            const StsdEntry& entry = track.sample_descriptions.front();
+            if (entry.format == kMp4a) continue;
+            if (std::find(kAvcFormats.begin(), kAvcFormats.end(), entry.format) == kAvcFormats.end()) {
+                add("not-h264", *box,
+                    fmt::format("the samples are '{}', but would be recorded as H.264",
+                                name_of(entry.format)));
+            } else if (entry.format == kAvc1 && entry.nal_length_size_minus_one != kFourByteLengths) {
+                add("nal-length-size", *box,
+                    fmt::format("NAL unit lengths have {} bytes, but are read as 4 bytes",
+                                entry.nal_length_size_minus_one + 1));
+            }
+        }
+    }
+
+    /// Explains the first sample that was not converted.
+    void explain_failure() {
+        std::uint64_t number = 0;
+        for (const SampleTables& track : dry_run_.tracks) {
+            if (track.sample_descriptions.front().format == kMp4a) continue;
+            SampleCursor cursor(track);
+            std::uint64_t at = 0;
+            while (const auto sample = cursor.next()) {
+                at = sample->chunk_offset.value_or(at);
+                if (number++ == dry_run_.frames) {
+                    return explain_sample(number, at, *sample, track.sample_sizes.largest());
+                }
+                at += sample->size;
+            }
+        }
+    }
+
+    void explain_sample(std::uint64_t number, std::uint64_t at, const Sample& sample, std::uint32_t largest) {
+        const std::string name = fmt::format("sample {} of {} bytes", number, sample.size);
+        if (at + sample.size > in_.size()) {
+            findings_.push_back({"truncated", "", at,
+                                 fmt::format("{} ends at byte {}, but the clip ends at byte {}", name,
+                                             at + sample.size, in_.size())});
+        } else if (sample.size > kMaxFrameSize) {
+            findings_.push_back(
+                {"large-sample", "", at, name + ": too large; a packet holds less than 4 MiB"});
+        } else {
+            findings_.push_back(
+                {"bad-nal-length", "", at,
+                 fmt::format("{}: a NAL unit is longer than the track's largest sample, {} bytes, or "
+                             "exceeds the clip or the packet",
+                             name, largest)});
+        }
+    }
+
+    [[nodiscard]] const BoxInfo* find(BoxType type) const {
+        const auto at = std::find_if(boxes_.begin(), boxes_.end(),
+                                     [type](const BoxInfo& box) { return box.type == type; });
+        return at == boxes_.end() ? nullptr : &*at;
+    }
+
     [[nodiscard]] bool exceeds_clip(const BoxInfo& box) const {
         return box.payload_size > in_.size() || box.payload_offset > in_.size() - box.payload_size;
     }
@@ -54,137 +176,6 @@ class Diagnosis {
     std::vector<BoxInfo> boxes_;
     std::vector<Finding> findings_;
 };
-
-std::vector<Finding> Diagnosis::run() {
-    if (!is_mp4(in_)) {
-        return {
-            {"no-ftyp", "", 4, "the clip does not begin with an 'ftyp' box, so it is not recognized as MP4"}};
-    }
-    collect_boxes();
-    check_fragments();
-    if (dry_run_.tracks.empty()) {
-        check_meta();
-        check_box_ends();
-        check_tables();
-    }
-    check_formats();
-    if (!dry_run_.converted() && !dry_run_.tracks.empty()) explain_failure();
-    return findings_;
-}
-
-void Diagnosis::collect_boxes() {
-    in_.clear();
-    (void)gather_tracks(
-        in_, [](const std::string&) {},
-        [this](const BoxInfo& box) {
-            if (boxes_.size() < kMaxBoxes) boxes_.push_back(box);
-        });
-    in_.clear();
-}
-
-const BoxInfo* Diagnosis::find(BoxType type) const {
-    const auto at =
-        std::find_if(boxes_.begin(), boxes_.end(), [type](const BoxInfo& box) { return box.type == type; });
-    return at == boxes_.end() ? nullptr : &*at;
-}
-
-void Diagnosis::check_fragments() {
-    if (const BoxInfo* fragment = find(kMoof)) {
-        add("fragmented", *fragment, "the clip is fragmented; samples in movie fragments are not read");
-    }
-}
-
-/// A "meta" box begins with a version, but the module enters it like a plain container. It then reads the
-/// version as a box size of 0, which means up to the end of the clip.
-void Diagnosis::check_meta() {
-    for (std::size_t i = 0; i + 1 < boxes_.size(); ++i) {
-        if (boxes_[i].type != kMeta || !exceeds_clip(boxes_[i + 1])) continue;
-        add("meta-ahead", boxes_[i], "a 'meta' box precedes the tracks; nothing after its header is found");
-        return;
-    }
-}
-
-void Diagnosis::check_box_ends() {
-    if (!findings_.empty()) return;
-    for (const BoxInfo& box : boxes_) {
-        if (!exceeds_clip(box)) continue;
-        add("truncated", box,
-            fmt::format("the box has {} bytes, but the clip ends at byte {}", box.payload_size, in_.size()));
-        return;
-    }
-}
-
-void Diagnosis::check_tables() {
-    if (const BoxInfo* long_offsets = find(kCo64)) {
-        add("co64", *long_offsets, "64-bit chunk offsets are not read, so a mandatory table is missing");
-        return;
-    }
-    std::vector<std::string> missing;
-    for (const BoxType type : kMandatory) {
-        if (find(type) == nullptr) missing.push_back(fmt::format("'{}'", name_of(type)));
-    }
-    const BoxInfo* where = find(kStbl) != nullptr ? find(kStbl) : find(kMoov);
-    const BoxInfo end{kMoov, in_.size(), in_.size(), 0};
-    if (where == nullptr && findings_.empty()) {
-        add("no-moov", end, "the clip has no 'moov' box");
-    } else if (where != nullptr && findings_.empty()) {
-        add("no-tables", *where,
-            missing.empty() ? "no track has samples in all mandatory tables"
-                            : fmt::format("mandatory tables are missing: {}", fmt::join(missing, ", ")));
-    }
-}
-
-void Diagnosis::check_formats() {
-    const BoxInfo* const box = find(kStsd);
-    if (box == nullptr) return;
-    for (const SampleTables& track : dry_run_.tracks) {
-        const StsdEntry& entry = track.sample_descriptions.front();
-        if (entry.format == kMp4a) continue;
-        if (std::find(kAvcFormats.begin(), kAvcFormats.end(), entry.format) == kAvcFormats.end()) {
-            add("not-h264", *box,
-                fmt::format("the samples are '{}', but would be recorded as H.264", name_of(entry.format)));
-        } else if (entry.format == kAvc1 && entry.nal_length_size_minus_one != kFourByteLengths) {
-            add("nal-length-size", *box,
-                fmt::format("NAL unit lengths have {} bytes, but are read as 4 bytes",
-                            entry.nal_length_size_minus_one + 1));
-        }
-    }
-}
-
-/// Explains the first sample that was not converted.
-void Diagnosis::explain_failure() {
-    std::uint64_t number = 0;
-    for (const SampleTables& track : dry_run_.tracks) {
-        if (track.sample_descriptions.front().format == kMp4a) continue;
-        SampleCursor cursor(track);
-        std::uint64_t at = 0;
-        while (const auto sample = cursor.next()) {
-            at = sample->chunk_offset.value_or(at);
-            if (number++ == dry_run_.frames) {
-                return explain_sample(number, at, *sample, track.sample_sizes.largest());
-            }
-            at += sample->size;
-        }
-    }
-}
-
-void Diagnosis::explain_sample(std::uint64_t number, std::uint64_t at, const Sample& sample,
-                               std::uint32_t largest) {
-    const std::string name = fmt::format("sample {} of {} bytes", number, sample.size);
-    if (at + sample.size > in_.size()) {
-        findings_.push_back({"truncated", "", at,
-                             fmt::format("{} ends at byte {}, but the clip ends at byte {}", name,
-                                         at + sample.size, in_.size())});
-    } else if (sample.size > kMaxFrameSize) {
-        findings_.push_back({"large-sample", "", at, name + ": too large; a packet holds less than 4 MiB"});
-    } else {
-        findings_.push_back(
-            {"bad-nal-length", "", at,
-             fmt::format("{}: a NAL unit is longer than the track's largest sample, {} bytes, or "
-                         "exceeds the clip or the packet",
-                         name, largest)});
-    }
-}
 
 }  // namespace
 

@@ -4,9 +4,26 @@
 #include <string>
 #include <vector>
 
-#include "tools/ps/dry_run.h"
+#include "convert/mp4_parser.h"
+#include "mp4/sample_tables.h"
 
 namespace ps_tool {
+
+/// The result of a conversion by the module's code without output.
+struct DryRun {
+    std::int32_t result = norvane::kNotConverted;
+    std::uint64_t frames = 0;  // written to the recording
+    std::uint64_t key_frames = 0;
+    double frame_duration = 0;  // seconds
+    bool parameter_sets_in_samples = false;
+    bool parameter_sets_in_description = false;
+    std::vector<SampleTables> tracks;
+
+    [[nodiscard]] bool converted() const { return result == norvane::kConverted; }
+};
+
+/// Converts a clip without writing or removing anything.
+[[nodiscard]] DryRun run_without_output(const std::string& clip);
 
 /// A reason why a clip is refused or its recording differs from the clip.
 struct Finding {

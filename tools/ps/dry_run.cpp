@@ -1,7 +1,8 @@
-#include "tools/ps/dry_run.h"
+// Converts a clip by the code of the module, without output.
 
 #include <algorithm>
 
+#include "tools/ps/diagnosis.h"
 #include "tools/reader/discarding_data_file.h"
 #include "tools/reader/nal_scan.h"
 
@@ -54,13 +55,6 @@ class DryRunParser final : public norvane::Mp4Parser {
 
 }  // namespace
 
-bool DryRun::parameter_sets_in_description() const {
-    return std::any_of(tracks.begin(), tracks.end(), [](const SampleTables& track) {
-        const StsdEntry& entry = track.sample_descriptions.front();
-        return entry.sequence_parameter_sets > 0 && entry.picture_parameter_sets > 0;
-    });
-}
-
 DryRun run_without_output(const std::string& clip) {
     DryRun dry_run;
     DryRunFiles files;
@@ -73,6 +67,11 @@ DryRun run_without_output(const std::string& clip) {
     DryRunParser parser(request, context, dry_run);
     dry_run.result = parser.parse_container();
     dry_run.tracks = std::move(parser.tracks());
+    dry_run.parameter_sets_in_description =
+        std::ranges::any_of(dry_run.tracks, [](const SampleTables& track) {
+            const StsdEntry& entry = track.sample_descriptions.front();
+            return entry.sequence_parameter_sets > 0 && entry.picture_parameter_sets > 0;
+        });
     if (!dry_run.tracks.empty()) dry_run.frame_duration = frame_duration(dry_run.tracks.front());
     return dry_run;
 }

@@ -2,13 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
 
 #include "tools/cli/exit_status.h"
 #include "tools/cli/recording_paths.h"
 #include "tools/ps/command.h"
-#include "tools/ps/export/clip_parameter_sets.h"
 #include "tools/ps/export/export_sink.h"
 #include "tools/ps/options.h"
 #include "tools/ps/program.h"
@@ -25,10 +26,40 @@ struct ExportOptions {
     bool force = false;
 };
 
+/// Writes the byte stream format (ITU-T H.264, annex B). "-" is standard output.
+class ElementarySink final : public ExportSink {
+  public:
+    explicit ElementarySink(const std::string& path)
+        : path_(path == "-" ? "standard output" : path),
+          end_(path == "-" ? &std::fflush : &std::fclose),
+          file_(path == "-" ? stdout : std::fopen(path.c_str(), "wb"), end_) {
+        if (file_ == nullptr) throw std::runtime_error(path_ + ": cannot be written");
+    }
+
+    void write(const ExportFrame& /*frame*/, std::span<platform::Byte> bytes) override { put(bytes); }
+    void put(std::span<const platform::Byte> bytes) {
+        check(std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) == bytes.size());
+    }
+    void finish() override { check(end_(file_.release()) == 0); }
+
+  private:
+    using End = int(std::FILE*);
+
+    void check(bool done) const {
+        if (!done) throw std::runtime_error(path_ + ": cannot be written completely");
+    }
+
+    std::string path_;
+    End* end_;
+    std::unique_ptr<std::FILE, End*> file_;
+};
+
 std::unique_ptr<ExportSink> make_sink(const std::string& out, const Selection& selection) {
-    const std::string extension = std::filesystem::path(out).extension().string();
-    if (out == "-" || extension == ".h264") return make_elementary_sink(out, selection);
-    return make_container_sink(out, selection);
+    if (out != "-" && std::filesystem::path(out).extension() != ".h264")
+        return make_container_sink(out, selection);
+    auto sink = std::make_unique<ElementarySink>(out);
+    if (!selection.parameter_sets_in_stream) sink->put(selection.head);
+    return sink;
 }
 
 void check_output(const ExportOptions& options) {

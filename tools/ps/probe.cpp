@@ -30,9 +30,9 @@ std::string_view result_of(const DryRun& dry_run) {
 
 std::string_view parameter_set_location(const DryRun& dry_run) {
     if (dry_run.parameter_sets_in_samples) {
-        return dry_run.parameter_sets_in_description() ? "samples and sample description" : "samples";
+        return dry_run.parameter_sets_in_description ? "samples and sample description" : "samples";
     }
-    return dry_run.parameter_sets_in_description() ? "sample description" : "none";
+    return dry_run.parameter_sets_in_description ? "sample description" : "none";
 }
 
 void print_track(std::size_t number, const SampleTables& track) {

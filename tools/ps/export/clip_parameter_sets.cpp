@@ -1,11 +1,10 @@
-#include "tools/ps/export/clip_parameter_sets.h"
-
 #include <algorithm>
 #include <vector>
 
 #include "mp4/box_walk.h"
 #include "platform/file.h"
 #include "tools/cli/exit_status.h"
+#include "tools/ps/export/export_frames.h"
 
 namespace ps_tool {
 namespace {

@@ -74,17 +74,107 @@ class Selector {
         skipped_ = 0;
         out_of_order_ = 0;
     }
-    void take(const reader::Packet& packet);
-    void end_recording(const reader::Report& report);
+    void take(const reader::Packet& packet) {
+        if (done_ || packet.slot >= kVideoSlots || packet.size < PesHeader::size + packet.padding) return;
+        if (slot_.value_or(packet.slot) != packet.slot) return;
+        slot_ = packet.slot;
+        const Front front = read_front(packet);
+        if (packet.is_key() && front.has_slice && sets_.parsed().empty()) {
+            throw ExportRefused(recording_->data_path() +
+                                ": no parameter sets; use --parameter-sets with a clip of the same camera");
+        }
+        missing_sets_ |= packet.is_key() && front.has_slice && !front.slice;
+        const bool key = packet.is_key() && front.slice && (front.slice->idr || front.slice->intra);
+        const std::int64_t instant = reader::instant_of(packet.time);
+        if (needs_key_frame_ && (!key || (last_ && instant <= *last_))) {
+            ++skipped_;
+            return;
+        }
+        needs_key_frame_ = false;
+        done_ = key && instant >= range_.to;
+        if (done_) return;
+        if (key && (selection_.frames.empty() || instant <= range_.from))
+            start_selection(*front.slice, front.has_sets, instant);
+        append(packet, front, key, instant);
+    }
+
+    void end_recording(const reader::Report& report) {
+        if (!report.verified())
+            warn(fmt::format("{}: damaged; only intact frames are exported", recording_->data_path()));
+        if (skipped_ > 0 && !done_) {
+            warn(fmt::format(
+                "{}: {} frames skipped: no preceding key frame, or timestamps overlap the previous recording",
+                recording_->data_path(), skipped_));
+        }
+        if (out_of_order_ > 0) {
+            warn(fmt::format(
+                "{}: {} frames have timestamps before the previous frame and are placed right after it",
+                recording_->data_path(), out_of_order_));
+        }
+    }
+
     [[nodiscard]] bool done() const { return done_; }
     /// Throws ExportRefused if nothing was selected.
-    void require_frames() const;
+    void require_frames() const {
+        if (last_ && *last_ >= range_.from && !selection_.frames.empty()) return;
+        if (last_ || done_) throw ExportRefused("no frames in this time range");
+        throw ExportRefused(missing_sets_ ? "the parameter sets do not match the frames"
+                                          : "no key frames in these recordings");
+    }
 
   private:
-    Front read_front(const reader::Packet& packet);
-    Front parse_front(std::span<const Byte> bytes);
-    void start_selection(const h264::SliceHeader& slice, bool sets_in_stream, std::int64_t instant);
-    void append(const reader::Packet& packet, const Front& front, bool key, std::int64_t instant);
+    Front read_front(const reader::Packet& packet) {
+        Front front;
+        for (const std::size_t size :
+             {std::min<std::size_t>(packet.payload(), kFrontSize), std::size_t{packet.payload()}}) {
+            std::vector<Byte> bytes(size);
+            if (!recording_->read_data(packet.offset + PesHeader::size, bytes)) return front;
+            front = parse_front(bytes);
+            if (front.has_slice || size == packet.payload()) break;
+        }
+        return front;
+    }
+
+    Front parse_front(std::span<const Byte> bytes) {
+        Front front;
+        const auto units = reader::nal_units(bytes);
+        for (std::size_t i = 0; i < units.size(); ++i) {
+            if (units[i].is_slice()) {
+                front.has_slice = true;
+                front.slice = h264::read_slice_header(unit_at(bytes, units, i), sets_.parsed());
+                break;
+            }
+            front.has_sets |= units[i].type == h264::kSequenceParameterSet;
+            sets_.take(unit_at(bytes, units, i));
+        }
+        return front;
+    }
+
+    /// Drops the frames so far, which are before the range.
+    void start_selection(const h264::SliceHeader& slice, bool sets_in_stream, std::int64_t instant) {
+        selection_.frames.clear();
+        selection_.begins = instant;
+        selection_.head = sets_.in_start_code_form();
+        selection_.parameter_sets_in_stream = sets_in_stream;
+        selection_.width = slice.sets.sequence->width;
+        selection_.height = slice.sets.sequence->height;
+    }
+
+    void append(const reader::Packet& packet, const Front& front, bool key, std::int64_t instant) {
+        if (!front.slice || front.slice->idr) ++sequence_;
+        if (last_ && instant < *last_) ++out_of_order_;
+        std::int64_t decoded = (instant - selection_.begins) * kTicksPerMillisecond;
+        if (!selection_.frames.empty()) decoded = std::max(decoded, selection_.frames.back().decoded + 1);
+        selection_.frames.push_back({.recording = selection_.recordings.size() - 1,
+                                     .payload_at = packet.offset + PesHeader::size,
+                                     .size = packet.payload(),
+                                     .key = key,
+                                     .sequence = sequence_,
+                                     .order = front.slice ? order_.next(*front.slice) : 0,
+                                     .decoded = decoded});
+        last_ = std::max(last_.value_or(instant), instant);
+    }
+
     void warn(std::string text) { selection_.warnings.push_back(std::move(text)); }
 
     const TimeRange& range_;
@@ -101,104 +191,6 @@ class Selector {
     bool needs_key_frame_ = true;
     bool done_ = false;
 };
-
-Front Selector::parse_front(std::span<const Byte> bytes) {
-    Front front;
-    const auto units = reader::nal_units(bytes);
-    for (std::size_t i = 0; i < units.size(); ++i) {
-        if (units[i].is_slice()) {
-            front.has_slice = true;
-            front.slice = h264::read_slice_header(unit_at(bytes, units, i), sets_.parsed());
-            break;
-        }
-        front.has_sets |= units[i].type == h264::kSequenceParameterSet;
-        sets_.take(unit_at(bytes, units, i));
-    }
-    return front;
-}
-
-Front Selector::read_front(const reader::Packet& packet) {
-    Front front;
-    for (const std::size_t size :
-         {std::min<std::size_t>(packet.payload(), kFrontSize), std::size_t{packet.payload()}}) {
-        std::vector<Byte> bytes(size);
-        if (!recording_->read_data(packet.offset + PesHeader::size, bytes)) return front;
-        front = parse_front(bytes);
-        if (front.has_slice || size == packet.payload()) break;
-    }
-    return front;
-}
-
-void Selector::take(const reader::Packet& packet) {
-    if (done_ || packet.slot >= kVideoSlots || packet.size < PesHeader::size + packet.padding) return;
-    if (slot_.value_or(packet.slot) != packet.slot) return;
-    slot_ = packet.slot;
-    const Front front = read_front(packet);
-    if (packet.is_key() && front.has_slice && sets_.parsed().empty()) {
-        throw ExportRefused(recording_->data_path() +
-                            ": no parameter sets; use --parameter-sets with a clip of the same camera");
-    }
-    missing_sets_ |= packet.is_key() && front.has_slice && !front.slice;
-    const bool key = packet.is_key() && front.slice && (front.slice->idr || front.slice->intra);
-    const std::int64_t instant = reader::instant_of(packet.time);
-    if (needs_key_frame_ && (!key || (last_ && instant <= *last_))) {
-        ++skipped_;
-        return;
-    }
-    needs_key_frame_ = false;
-    done_ = key && instant >= range_.to;
-    if (done_) return;
-    if (key && (selection_.frames.empty() || instant <= range_.from))
-        start_selection(*front.slice, front.has_sets, instant);
-    append(packet, front, key, instant);
-}
-
-/// Drops the frames so far, which are before the range.
-void Selector::start_selection(const h264::SliceHeader& slice, bool sets_in_stream, std::int64_t instant) {
-    selection_.frames.clear();
-    selection_.begins = instant;
-    selection_.head = sets_.in_start_code_form();
-    selection_.parameter_sets_in_stream = sets_in_stream;
-    selection_.width = slice.sets.sequence->width;
-    selection_.height = slice.sets.sequence->height;
-}
-
-void Selector::append(const reader::Packet& packet, const Front& front, bool key, std::int64_t instant) {
-    if (!front.slice || front.slice->idr) ++sequence_;
-    if (last_ && instant < *last_) ++out_of_order_;
-    std::int64_t decoded = (instant - selection_.begins) * kTicksPerMillisecond;
-    if (!selection_.frames.empty()) decoded = std::max(decoded, selection_.frames.back().decoded + 1);
-    selection_.frames.push_back({.recording = selection_.recordings.size() - 1,
-                                 .payload_at = packet.offset + PesHeader::size,
-                                 .size = packet.payload(),
-                                 .key = key,
-                                 .sequence = sequence_,
-                                 .order = front.slice ? order_.next(*front.slice) : 0,
-                                 .decoded = decoded});
-    last_ = std::max(last_.value_or(instant), instant);
-}
-
-void Selector::end_recording(const reader::Report& report) {
-    if (!report.verified())
-        warn(fmt::format("{}: damaged; only intact frames are exported", recording_->data_path()));
-    if (skipped_ > 0 && !done_) {
-        warn(fmt::format(
-            "{}: {} frames skipped: no preceding key frame, or timestamps overlap the previous recording",
-            recording_->data_path(), skipped_));
-    }
-    if (out_of_order_ > 0) {
-        warn(fmt::format(
-            "{}: {} frames have timestamps before the previous frame and are placed right after it",
-            recording_->data_path(), out_of_order_));
-    }
-}
-
-void Selector::require_frames() const {
-    if (last_ && *last_ >= range_.from && !selection_.frames.empty()) return;
-    if (last_ || done_) throw ExportRefused("no frames in this time range");
-    throw ExportRefused(missing_sets_ ? "the parameter sets do not match the frames"
-                                      : "no key frames in these recordings");
-}
 
 /// Recordings without frames come last.
 std::vector<std::string> sort_by_first_frame(const std::vector<std::string>& paths) {

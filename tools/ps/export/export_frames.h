@@ -48,6 +48,11 @@ class ExportRefused : public std::runtime_error {
 /// NAL units of parameter sets.
 using ParameterSetUnits = std::vector<std::vector<platform::Byte>>;
 
+/// Reads the parameter sets of a clip's first H.264 track from the AVC configuration box of its sample
+/// description (ISO/IEC 14496-15, 5.3.3.1). Throws cli::CannotRun if the clip cannot be opened, ExportRefused
+/// if it has none.
+[[nodiscard]] ParameterSetUnits parameter_sets_of(const std::string& clip);
+
 /// Selects the frames of a range from recordings of one camera: from the last key frame up to its begin to
 /// before the first key frame at or after its end. Skips frames that cannot be decoded: those before a
 /// recording's first key frame, and those of a recording that overlaps the previous one. `given` are

@@ -21,10 +21,6 @@ class ExportSink {
     virtual void finish() = 0;
 };
 
-/// Writes the byte stream format (ITU-T H.264, annex B). "-" is standard output.
-[[nodiscard]] std::unique_ptr<ExportSink> make_elementary_sink(const std::string& path,
-                                                               const Selection& selection);
-
 /// Loads libavformat and writes an .mp4 or .mkv file. Throws cli::CannotRun if the library is not installed.
 [[nodiscard]] std::unique_ptr<ExportSink> make_container_sink(const std::string& path,
                                                               const Selection& selection);
