@@ -2,13 +2,126 @@
 
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
-#include <utility>
+#include <algorithm>
+#include <cctype>
+#include <vector>
 
 #include "tools/cli/exit_status.h"
-#include "tools/cli/program_pages.h"
 
 namespace cli {
 namespace {
+
+using Options = std::vector<const CLI::Option*>;
+
+// What the help shows, in the order of declaration. CLI11 hides an option or subcommand without a group.
+
+Options visible_options(const CLI::App& app) {
+    return app.get_options(
+        [](const CLI::Option* option) { return option->nonpositional() && !option->get_group().empty(); });
+}
+
+Options visible_positionals(const CLI::App& app) {
+    return app.get_options(
+        [](const CLI::Option* option) { return option->get_positional() && !option->get_group().empty(); });
+}
+
+std::vector<const CLI::App*> visible_commands(const CLI::App& app) {
+    return app.get_subcommands([](const CLI::App* command) { return !command->get_group().empty(); });
+}
+
+/// Escapes text for troff. A dot or quote at the beginning of a line would start a request.
+std::string escaped(const std::string& text) {
+    std::string out;
+    for (const char c : text) {
+        if ((c == '.' || c == '\'') && (out.empty() || out.back() == '\n')) out += "\\&";
+        if (c == '\\') {
+            out += "\\e";
+        } else if (c == '-') {
+            out += "\\-";
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+std::string upper(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return text;
+}
+
+/// "--jobs N", "PATH...".
+std::string usage_of(const CLI::Option& option) {
+    const bool takes_value = option.get_items_expected_max() > 0;
+    const bool repeats = option.get_items_expected_max() > 1;
+    const std::string type = option.get_type_name();  // followed by a colon and the name of its check
+    const std::string value = takes_value ? type.substr(0, type.find(':')) + (repeats ? "..." : "") : "";
+    if (!option.nonpositional()) return escaped(option.get_name(true) + (repeats ? "..." : ""));
+    return fmt::format("\\fB{}\\fR{}{}", escaped(option.get_name()), value.empty() ? "" : " ",
+                       escaped(value));
+}
+
+std::string entry_of(const CLI::Option& option) {
+    return fmt::format(".TP\n{}\n{}\n", usage_of(option), escaped(option.get_description()));
+}
+
+std::string command_section(const CLI::App& command) {
+    std::string text =
+        fmt::format(".SS \"{}\"\n{}\n", escaped(command.get_name()), escaped(command.get_description()));
+    for (const auto* option : visible_positionals(command)) text += entry_of(*option);
+    for (const auto* option : visible_options(command)) text += entry_of(*option);
+    if (!command.get_footer().empty()) text += fmt::format(".PP\n{}\n", escaped(command.get_footer()));
+    return text;
+}
+
+/// The long names of an App's options, as compgen expects a word list: "--json --jobs ".
+std::string option_words(const CLI::App& app) {
+    std::string words;
+    for (const auto* option : visible_options(app)) {
+        for (const auto& name : option->get_lnames()) words += fmt::format("--{} ", name);
+    }
+    return words;
+}
+
+/// The manual page, section 1, as troff source.
+std::string man_page(const CLI::App& program) {
+    const std::string& name = program.get_name();
+    const std::string description = program.get_description();
+    std::string text = fmt::format(".TH \"{}\" 1\n.ad l\n.SH NAME\n{} \\- {}\n", escaped(upper(name)),
+                                   escaped(name), escaped(description.substr(0, description.find(". "))));
+    text += fmt::format(".SH SYNOPSIS\n.B {}\nCOMMAND [OPTIONS]\n", escaped(name));
+    text += fmt::format(".SH DESCRIPTION\n{}\n.SH COMMANDS\n", escaped(description));
+    for (const auto* command : visible_commands(program)) text += command_section(*command);
+    return text + fmt::format(".SH NOTES\n{}\n", escaped(program.get_footer()));
+}
+
+/// A bash script that completes subcommands and options.
+std::string bash_completion(const CLI::App& program) {
+    const std::string& name = program.get_name();
+    std::string function = "_" + name;
+    std::replace(function.begin(), function.end(), '-', '_');
+    std::string commands;
+    std::string cases;
+    for (const auto* command : visible_commands(program)) {
+        commands += command->get_name() + " ";
+        cases += fmt::format("        {}) words='{}' ;;\n", command->get_name(), option_words(*command));
+    }
+    return fmt::format(R"({0}() {{
+    local words current=${{COMP_WORDS[COMP_CWORD]}}
+    if ((COMP_CWORD == 1)); then
+        COMPREPLY=($(compgen -W '{2}{3}' -- "$current"))
+        return
+    fi
+    case ${{COMP_WORDS[1]}} in
+{4}    esac
+    COMPREPLY=()
+    if [[ $current == -* ]]; then COMPREPLY=($(compgen -W "$words" -- "$current")); fi
+}}
+complete -o default -F {0} {1}
+)",
+                       function, name, commands, option_words(program), cases);
+}
 
 /// Prints the page and ends the program, as --help does. An option without a group is not shown in the help.
 void add_hidden_page(CLI::App& program, const std::string& name, std::string (*page_of)(const CLI::App&)) {
@@ -21,72 +134,7 @@ void add_hidden_page(CLI::App& program, const std::string& name, std::string (*p
         ->group("");
 }
 
-template <typename Value>
-CLI::Option* add_option(CLI::App& app, const std::string& names, const std::string& placeholder, Value& value,
-                        const std::string& description, Presence presence = Presence::kOptional) {
-    return app.add_option(names, value, description)
-        ->type_name(placeholder)
-        ->required(presence == Presence::kRequired);
-}
-
 }  // namespace
-
-void Command::flag(const std::string& names, bool& value, const std::string& description) {
-    app_->add_flag(names, value, description);
-}
-
-void Command::text(const std::string& names, const std::string& placeholder, std::string& value,
-                   const std::string& description, Presence presence) {
-    add_option(*app_, names, placeholder, value, description, presence);
-}
-
-void Command::texts(const std::string& names, const std::string& placeholder,
-                    std::vector<std::string>& values, const std::string& description, Presence presence) {
-    add_option(*app_, names, placeholder, values, description, presence);
-}
-
-void Command::number(const std::string& names, std::uint32_t& value, const std::string& description) {
-    add_option(*app_, names, "N", value, description);
-}
-
-void Command::number(const std::string& names, std::uint32_t& value, const std::string& description,
-                     Range range) {
-    add_option(*app_, names, "N", value, description)->check(CLI::Range(range.least, range.most));
-}
-
-void Command::choice(const std::string& names, std::uint32_t& value, const std::string& description,
-                     const std::vector<std::uint32_t>& choices) {
-    add_option(*app_, names, "N", value, description)->check(CLI::IsMember(choices));
-}
-
-void Command::parsed(const std::string& names, const std::string& placeholder,
-                     const std::function<bool(const std::string&)>& read, const std::string& expected,
-                     const std::string& description, Presence presence) {
-    const auto read_or_throw = [read, expected](const std::string& text) {
-        if (!read(text)) throw CLI::ValidationError(fmt::format("{} is not {}", text, expected));
-    };
-    app_->add_option_function<std::string>(names, read_or_throw, description)
-        ->type_name(placeholder)
-        ->required(presence == Presence::kRequired);
-}
-
-Program::Program(const std::string& name, const std::string& description, const std::string& exit_status)
-    : app_(std::make_unique<CLI::App>("", name)) {
-    describe_program(*app_, description, exit_status);
-}
-
-Program::~Program() = default;
-
-Command Program::add(const std::string& name, const std::string& description, const std::string& example,
-                     std::function<int()> action) {
-    CLI::App& command = add_command(*app_, name, description, example);
-    command.callback([this, action = std::move(action)] { chosen_ = action; });
-    return Command(command);
-}
-
-int Program::run(int argc, const char* const* argv) {
-    return parse(*app_, argc, argv) ? chosen_() : kSuccess;
-}
 
 void describe_program(CLI::App& program, const std::string& description, const std::string& exit_status) {
     program.description(description);

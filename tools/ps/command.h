@@ -1,19 +1,57 @@
 #pragma once
 
-// The subcommands of norvanepi-ps. Each is a file that declares its options and its action; program.cpp lists
-// them.
+// The subcommands of norvanepi-ps: each is a file with its action. program.cpp declares their options.
 
-#include "tools/cli/command_line.h"
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
 
 namespace ps_tool {
 
-void add_info(cli::Program& program);
-void add_frames(cli::Program& program);
-void add_verify(cli::Program& program);
-void add_repair(cli::Program& program);
-void add_probe(cli::Program& program);
-void add_convert(cli::Program& program);
-void add_export(cli::Program& program);
-void add_report(cli::Program& program);
+inline constexpr const char* kProgram = "norvanepi-ps";
+
+/// In ms since 1970, UTC. The end is not included.
+struct TimeRange {
+    std::int64_t from = std::numeric_limits<std::int64_t>::min();
+    std::int64_t to = std::numeric_limits<std::int64_t>::max();
+};
+
+/// The command line. Each subcommand has some of these options.
+struct Options {
+    std::vector<std::string> paths;  // recordings, directories or clips
+    std::string recording;           // the only one of `frames`
+    unsigned jobs = 1;
+    bool json = false;
+    TimeRange range;
+    bool csv = false;
+    bool deep = false;
+    bool dry_run = false;
+    bool force = false;
+    std::string out;         // file, or directory of `convert`
+    std::int64_t start = 0;  // of the first clip, ms since 1970
+    std::uint32_t identifier = 0;
+    std::uint32_t device = 0;
+    std::string name;
+    std::uint32_t type = 1;
+    std::string parameter_sets;          // path of a clip, or empty
+    std::vector<std::string> documents;  // output of verify --json
+    std::string transcript;
+};
+
+int run_info(const Options& options);
+int run_frames(const Options& options);
+int run_verify(const Options& options);
+int run_repair(const Options& options);
+int run_probe(const Options& options);
+int run_convert(const Options& options);
+int run_export(const Options& options);
+int run_report(const Options& options);
+
+/// Runs the subcommand of the command line and returns the exit status.
+[[nodiscard]] int run(int argc, const char* const* argv);
+
+/// Throws cli::CannotRun unless every clip can be opened.
+void require_readable(const std::vector<std::string>& clips);
 
 }  // namespace ps_tool

@@ -11,22 +11,9 @@
 #include "plugin/interfaces/records.h"
 #include "tools/cli/exit_status.h"
 #include "tools/ps/command.h"
-#include "tools/ps/options.h"
-#include "tools/ps/program.h"
 
 namespace ps_tool {
 namespace {
-
-struct ConvertOptions {
-    std::vector<std::string> clips;
-    std::string directory;
-    std::int64_t start = 0;  // ms since 1970
-    std::uint32_t identifier = 0;
-    std::uint32_t device = 0;
-    std::string name;
-    std::uint32_t type = 1;
-    bool force = false;
-};
 
 /// Reports when the last frame of the clip ends.
 class TimedParser final : public norvane::Mp4Parser {
@@ -44,19 +31,19 @@ class TimedParser final : public norvane::Mp4Parser {
     double end_ = 0;  // seconds since 1970
 };
 
-StreamRecord request_of(const ConvertOptions& options, const std::string& clip, std::uint32_t start) {
+StreamRecord request_of(const Options& options, const std::string& clip, std::uint32_t start) {
     StreamRecord request;
     request.identifier = options.identifier;
     request.deviceNumber = options.device;
     request.startSeconds = start;
     request.inputName = options.name;
     request.sourceFile = clip;
-    request.outputDirectory = options.directory + "/";
+    request.outputDirectory = options.out + "/";
     request.flags = options.type == 1 ? kRecordingOfType1 : kRecordingOfType3;
     return request;
 }
 
-norvane::ConversionContext context_of(const ConvertOptions& options) {
+norvane::ConversionContext context_of(const Options& options) {
     return {platform::system_files(),
             platform::system_sleeper(),
             [](std::int32_t level, const std::string& text) {
@@ -67,8 +54,7 @@ norvane::ConversionContext context_of(const ConvertOptions& options) {
 
 /// Converts one clip. Returns its end, which is the start of the next clip, or nullopt if it was not fully
 /// converted.
-std::optional<std::uint32_t> convert(const ConvertOptions& options, const std::string& clip,
-                                     std::uint32_t start) {
+std::optional<std::uint32_t> convert(const Options& options, const std::string& clip, std::uint32_t start) {
     const StreamRecord request = request_of(options, clip, start);
     const std::string path =
         norvane::clip_path(request.outputDirectory, norvane::time_base(request), norvane::clip_id(request))
@@ -92,38 +78,22 @@ std::uint32_t seconds_of(std::int64_t milliseconds) {
     return static_cast<std::uint32_t>(seconds);
 }
 
-int run_convert(const ConvertOptions& options) {
+}  // namespace
+
+void require_readable(const std::vector<std::string>& clips) {
+    for (const std::string& clip : clips) {
+        if (!platform::system_files().open_input(clip)) throw cli::CannotRun(clip + ": cannot be opened");
+    }
+}
+
+int run_convert(const Options& options) {
     std::optional<std::uint32_t> start = seconds_of(options.start);
-    require_readable(options.clips);
-    for (const std::string& clip : options.clips) {
+    require_readable(options.paths);
+    for (const std::string& clip : options.paths) {
         start = convert(options, clip, *start);
         if (!start) return cli::kFailure;  // the start of the next clip is unknown
     }
     return cli::kSuccess;
-}
-
-}  // namespace
-
-void add_convert(cli::Program& program) {
-    const auto options = std::make_shared<ConvertOptions>();
-    cli::Command command = program.add(
-        "convert",
-        "Converts consecutive MP4 clips as the module does, without a host. Does not change the clips. "
-        "Prints the "
-        "path of each recording",
-        "norvanepi-ps convert front.mp4 --start 2018-06-22T16:05:09Z --out recordings --identifier 10551296 "
-        "--device 3 --name \"Front gate\"",
-        [options] { return run_convert(*options); });
-    command.texts("CLIP", "CLIP", options->clips,
-                  "MP4 clips; each starts when the previous one ends, rounded to a second",
-                  cli::Presence::kRequired);
-    add_time(command, "--start", options->start, "start of the first clip (UTC)", cli::Presence::kRequired);
-    command.text("--out", "DIR", options->directory, "root of the output tree", cli::Presence::kRequired);
-    command.number("--identifier", options->identifier, "devices identifier, part of the clip id");
-    command.number("--device", options->device, "device number, part of the clip id");
-    command.text("--name", "S", options->name, "name of the camera input");
-    command.choice("--type", options->type, "clip type, 1 or 3, which sets the recording kind", {1, 3});
-    command.flag("--force", options->force, "replace an existing recording");
 }
 
 }  // namespace ps_tool

@@ -11,20 +11,10 @@
 #include "tools/cli/recording_paths.h"
 #include "tools/ps/command.h"
 #include "tools/ps/export/export_sink.h"
-#include "tools/ps/options.h"
-#include "tools/ps/program.h"
 #include "tools/reader/recording.h"
 
 namespace ps_tool {
 namespace {
-
-struct ExportOptions {
-    std::vector<std::string> paths;
-    std::string out;
-    TimeRange range;
-    std::string parameter_sets;  // path of a clip, or empty
-    bool force = false;
-};
 
 /// Writes the byte stream format (ITU-T H.264, annex B). "-" is standard output.
 class ElementarySink final : public ExportSink {
@@ -62,7 +52,7 @@ std::unique_ptr<ExportSink> make_sink(const std::string& out, const Selection& s
     return sink;
 }
 
-void check_output(const ExportOptions& options) {
+void check_output(const Options& options) {
     const std::string extension = std::filesystem::path(options.out).extension().string();
     if (options.out != "-" && extension != ".h264" && extension != ".mp4" && extension != ".mkv")
         throw cli::CannotRun(options.out + ": unknown extension; use .h264, .mp4 or .mkv");
@@ -101,7 +91,9 @@ void write_file(const Selection& selection, const std::string& out) {
     if (out != "-") fmt::print("{}\n", out);
 }
 
-int run_export(const ExportOptions& options) {
+}  // namespace
+
+int run_export(const Options& options) {
     check_output(options);
     try {
         const ParameterSetUnits given =
@@ -118,28 +110,6 @@ int run_export(const ExportOptions& options) {
         return cli::kFailure;
     }
     return cli::kSuccess;
-}
-
-}  // namespace
-
-void add_export(cli::Program& program) {
-    const auto options = std::make_shared<ExportOptions>();
-    cli::Command command = program.add("export",
-                                       "Writes the recordings of one camera to one file for common players, "
-                                       "without re-encoding. Keeps gaps and "
-                                       "key frames. Prints the path of the file",
-                                       "norvanepi-ps export recordings --out gate.mp4",
-                                       [options] { return run_export(*options); });
-    command.texts("PATH", "PATH", options->paths, "recordings of one camera, or directories with recordings",
-                  cli::Presence::kRequired);
-    command.text("-o,--out", "FILE", options->out,
-                 "output file, .mp4, .mkv or .h264; - writes the H.264 stream to standard output",
-                 cli::Presence::kRequired);
-    add_time(command, "--from", options->range.from, "start with the last key frame up to this time (UTC)");
-    add_time(command, "--to", options->range.to, "end before the first key frame from this time on (UTC)");
-    command.text("--parameter-sets", "CLIP", options->parameter_sets,
-                 "MP4 clip of the same camera, for recordings without parameter sets");
-    command.flag("--force", options->force, "replace an existing file");
 }
 
 }  // namespace ps_tool

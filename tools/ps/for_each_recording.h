@@ -10,7 +10,7 @@
 #include "tools/cli/jobs.h"
 #include "tools/cli/progress_bar.h"
 #include "tools/cli/recording_paths.h"
-#include "tools/ps/options.h"
+#include "tools/ps/command.h"
 #include "tools/reader/recording.h"
 
 namespace ps_tool {
@@ -18,7 +18,7 @@ namespace ps_tool {
 /// Opens the recordings below the given paths and calls `work` for each, several at once, then `deliver` with
 /// the results in the order of the paths. Shows the progress on standard error.
 template <typename Result>
-void for_each_recording(const CommonOptions& options, const std::function<Result(reader::Recording&)>& work,
+void for_each_recording(const Options& options, const std::function<Result(reader::Recording&)>& work,
                         const std::function<void(const std::string& path, Result)>& deliver) {
     const std::vector<std::string> paths = cli::recording_paths(options.paths);
     cli::ProgressBar bar(stderr);

@@ -92,7 +92,9 @@ Json info_json(const RecordingInfo& info) {
     return json;
 }
 
-int run_info(const CommonOptions& options) {
+}  // namespace
+
+int run_info(const Options& options) {
     std::optional<cli::JsonList> json;
     if (options.json) json.emplace(stdout, "recordings");
     bool ok = true;
@@ -103,18 +105,6 @@ int run_info(const CommonOptions& options) {
         });
     if (json) json->finish();
     return ok ? cli::kSuccess : cli::kFailure;
-}
-
-}  // namespace
-
-void add_info(cli::Program& program) {
-    const auto options = std::make_shared<CommonOptions>();
-    cli::Command command =
-        program.add("info", "Shows the contents of recordings, and whether a player can decode them",
-                    "norvanepi-ps info recordings/", [options] { return run_info(*options); });
-    add_paths(command, *options);
-    add_jobs(command, *options);
-    add_json(command, *options);
 }
 
 }  // namespace ps_tool

@@ -1,5 +1,5 @@
 #include "tools/cli/exit_status.h"
-#include "tools/ps/program.h"
+#include "tools/ps/command.h"
 
 int main(int argc, char** argv) {
     return cli::run_tool(

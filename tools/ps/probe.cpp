@@ -6,10 +6,10 @@
 #include <optional>
 
 #include "tools/cli/exit_status.h"
+#include "tools/cli/jobs.h"
 #include "tools/cli/json_list.h"
 #include "tools/ps/command.h"
 #include "tools/ps/diagnosis.h"
-#include "tools/ps/options.h"
 
 namespace ps_tool {
 namespace {
@@ -94,7 +94,9 @@ Json json_of(const std::string& clip, const Probe& probe) {
             {"findings", findings}};
 }
 
-int run_probe(const CommonOptions& options) {
+}  // namespace
+
+int run_probe(const Options& options) {
     require_readable(options.paths);
     std::optional<cli::JsonList> json;
     if (options.json) json.emplace(stdout, "clips");
@@ -111,18 +113,6 @@ int run_probe(const CommonOptions& options) {
     cli::OrderedJobs<Probe>::run(options.paths.size(), options.jobs, work, show);
     if (json) json->finish();
     return ok ? cli::kSuccess : cli::kFailure;
-}
-
-}  // namespace
-
-void add_probe(cli::Program& program) {
-    const auto options = std::make_shared<CommonOptions>();
-    cli::Command command =
-        program.add("probe", "Shows how the module would convert an MP4 clip, or why it would refuse it",
-                    "norvanepi-ps probe front.mp4", [options] { return run_probe(*options); });
-    command.texts("CLIP", "CLIP", options->paths, "MP4 clips", cli::Presence::kRequired);
-    add_jobs(command, *options);
-    add_json(command, *options);
 }
 
 }  // namespace ps_tool

@@ -19,11 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct RepairOptions : CommonOptions {
-    bool dry_run = false;
-    std::string output;
-};
-
 struct Outcome {
     bool ok = false;
     std::string text;
@@ -48,17 +43,15 @@ class Replacement {
     [[nodiscard]] std::string backup_path() const { return path_ + ".bak"; }
 
     void commit() const {
-        if (fs::exists(path_)) back_up();
+        if (fs::exists(path_)) {
+            std::error_code error;
+            fs::create_hard_link(path_, backup_path(), error);
+            if (error) fs::rename(path_, backup_path());  // not every file system has hard links
+        }
         fs::rename(new_path(), path_);
     }
 
   private:
-    void back_up() const {
-        std::error_code error;
-        fs::create_hard_link(path_, backup_path(), error);
-        if (error) fs::rename(path_, backup_path());  // not every file system has hard links
-    }
-
     std::string path_;
 };
 
@@ -90,13 +83,12 @@ void require_unchanged(const reader::Recording& recording) {
     throw cli::CannotRun(recording.data_path() + ": is still being written");
 }
 
-void write_to_output(const RepairOptions& options, reader::Recording& recording,
-                     const reader::Report& report) {
-    for (const std::string& path : {options.output, options.output + "i"}) {
+void write_to_output(const Options& options, reader::Recording& recording, const reader::Report& report) {
+    for (const std::string& path : {options.out, options.out + "i"}) {
         if (fs::exists(path)) throw cli::CannotRun(path + ": already exists");
     }
-    write_data(options.output, recording, report.whole_end);
-    write_index(options.output + "i", reader::rebuilt_index(recording, report));
+    write_data(options.out, recording, report.whole_end);
+    write_index(options.out + "i", reader::rebuilt_index(recording, report));
 }
 
 void write_in_place(reader::Recording& recording, const reader::Report& report) {
@@ -117,20 +109,20 @@ std::string repair_text(const reader::Report& report) {
                        cut > 0 ? fmt::format(", {} bytes cut off the data file", cut) : "");
 }
 
-Outcome repair(const RepairOptions& options, reader::Recording& recording) {
+Outcome repair(const Options& options, reader::Recording& recording) {
     const reader::Report report = reader::verify(recording);
-    if (report.verified() && options.output.empty()) return {true, "no faults"};
+    if (report.verified() && options.out.empty()) return {true, "no faults"};
     if (!report.verified() && !report.repairable()) {
         return {false, fmt::format("not repaired, {} of {} faults cannot be repaired; {}",
                                    report.faults.unrepairable(), report.faults.count(),
                                    reader::text_of(report.faults.kept().front()))};
     }
     if (options.dry_run) return {false, "would be repaired: " + repair_text(report)};
-    options.output.empty() ? write_in_place(recording, report) : write_to_output(options, recording, report);
+    options.out.empty() ? write_in_place(recording, report) : write_to_output(options, recording, report);
     return {true, repair_text(report)};
 }
 
-Outcome repair_or_explain(const RepairOptions& options, reader::Recording& recording) {
+Outcome repair_or_explain(const Options& options, reader::Recording& recording) {
     try {
         return repair(options, recording);
     } catch (const std::exception& error) {  // the other recordings are still repaired
@@ -138,8 +130,10 @@ Outcome repair_or_explain(const RepairOptions& options, reader::Recording& recor
     }
 }
 
-int run_repair(const RepairOptions& options) {
-    if (!options.output.empty() && cli::recording_paths(options.paths).size() != 1) {
+}  // namespace
+
+int run_repair(const Options& options) {
+    if (!options.out.empty() && cli::recording_paths(options.paths).size() != 1) {
         throw cli::CannotRun("--output: can only be used with one recording");
     }
     bool ok = true;
@@ -150,23 +144,6 @@ int run_repair(const RepairOptions& options) {
             ok &= outcome.ok;
         });
     return ok ? cli::kSuccess : cli::kFailure;
-}
-
-}  // namespace
-
-void add_repair(cli::Program& program) {
-    const auto options = std::make_shared<RepairOptions>();
-    cli::Command command =
-        program.add("repair",
-                    "Rebuilds the index of an interrupted recording from its data file and cuts off an "
-                    "incomplete last packet. "
-                    "Keeps the old files as .bak. Does not change recordings without faults",
-                    "norvanepi-ps repair --dry-run recordings/", [options] { return run_repair(*options); });
-    add_paths(command, *options);
-    add_jobs(command, *options);
-    command.flag("--dry-run", options->dry_run, "only print what would be done; exit status 1 if anything");
-    command.text("--output", "FILE", options->output,
-                 "write the repaired recording there and keep the original");
 }
 
 }  // namespace ps_tool

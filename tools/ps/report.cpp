@@ -21,19 +21,13 @@ namespace {
 
 using cli::Json;
 
-struct ReportOptions : CommonOptions {
-    std::vector<std::string> from;
-    std::string transcript;
-    std::string out;
-};
-
 std::ifstream open_file(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     if (!in || std::filesystem::is_directory(path)) throw cli::CannotRun(path + ": cannot be opened");
     return in;
 }
 
-void add_recordings(const ReportOptions& options, PageData& data) {
+void add_recordings(const Options& options, PageData& data) {
     if (options.paths.empty()) return;
     for_each_recording<Json>(
         options,
@@ -89,35 +83,18 @@ void write_page(const std::string& page, const std::string& out) {
     fmt::print("{}\n", out);
 }
 
-int run_report(const ReportOptions& options) {
-    if (options.paths.empty() && options.from.empty())
+}  // namespace
+
+int run_report(const Options& options) {
+    if (options.paths.empty() && options.documents.empty())
         throw cli::CannotRun("no input; give a PATH or --from");
     PageData data;
     add_recordings(options, data);
-    for (const std::string& path : options.from) add_document(path, data);
+    for (const std::string& path : options.documents) add_document(path, data);
     if (!options.transcript.empty()) add_transcript(options.transcript, data);
     write_page(report_page(data.document()), options.out);
     fmt::print(stderr, "{}, {} with faults\n", cli::plural(data.files(), "recording"), data.faulty_files());
     return data.faulty_files() == 0 ? cli::kSuccess : cli::kFailure;
-}
-
-}  // namespace
-
-void add_report(cli::Program& program) {
-    const auto options = std::make_shared<ReportOptions>();
-    cli::Command command = program.add("report",
-                                       "Writes an HTML page about recordings: a time line of each camera, "
-                                       "coverage, gaps, bitrate curves and the "
-                                       "faults that verify finds",
-                                       "norvanepi-ps report recordings --out report.html",
-                                       [options] { return run_report(*options); });
-    command.texts("PATH", "PATH", options->paths, "recordings, or directories with recordings");
-    command.texts("--from", "FILE", options->from, "output of verify --json, from this recorder or others");
-    command.text("--transcript", "FILE", options->transcript,
-                 "transcript of norvanepi-recorder; adds an account of lost time");
-    command.text("-o,--out", "FILE", options->out, "output file; - is standard output",
-                 cli::Presence::kRequired);
-    add_jobs(command, *options);
 }
 
 }  // namespace ps_tool

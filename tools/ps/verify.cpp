@@ -17,10 +17,6 @@
 namespace ps_tool {
 namespace {
 
-struct VerifyOptions : CommonOptions {
-    bool deep = false;
-};
-
 struct Result {
     reader::Report report;
     reader::Curve curve;
@@ -45,7 +41,9 @@ void print_text(const reader::Report& report, const cli::TerminalColours& colour
     if (omitted > 0) fmt::print("  and {} more faults\n", omitted);
 }
 
-int run_verify(const VerifyOptions& options) {
+}  // namespace
+
+int run_verify(const Options& options) {
     const reader::VerifyDepth depth =
         options.deep ? reader::VerifyDepth::kPayloads : reader::VerifyDepth::kHeaders;
     const cli::TerminalColours colours(stdout);
@@ -71,19 +69,6 @@ int run_verify(const VerifyOptions& options) {
     if (recordings > 1)
         fmt::print(stderr, "{}, {} with faults\n", cli::plural(recordings, "recording"), faulty);
     return faulty == 0 ? cli::kSuccess : cli::kFailure;
-}
-
-}  // namespace
-
-void add_verify(cli::Program& program) {
-    const auto options = std::make_shared<VerifyOptions>();
-    cli::Command command =
-        program.add("verify", "Checks that recordings follow the format", "norvanepi-ps verify recordings/",
-                    [options] { return run_verify(*options); });
-    add_paths(command, *options);
-    add_jobs(command, *options);
-    add_json(command, *options);
-    command.flag("--deep", options->deep, "also check the start codes and NAL unit types of the frames");
 }
 
 }  // namespace ps_tool

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tools/h264/syntax.h"
-#include "tools/ps/options.h"
+#include "tools/ps/command.h"
 
 namespace ps_tool {
 
