@@ -89,7 +89,7 @@ TEST_F(ValidateTest, EveryFaultyVariantHasAFinding) {
                            std::string(faults[i].name) + " - " + each.at("finding").dump());
         }
     };
-    cli::OrderedJobs<Outcome>::run(faults.size(), 2, run_with_fault, check);
+    cli::run_in_order<Outcome>(faults.size(), 2, run_with_fault, check);
     EXPECT_GE(faults.size(), 30U);
 }
 

@@ -3,13 +3,10 @@
 // Runs jobs in parallel and delivers their results in order.
 
 #include <algorithm>
-#include <condition_variable>
-#include <exception>
+#include <atomic>
 #include <functional>
-#include <mutex>
-#include <optional>
+#include <future>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace cli {
@@ -23,73 +20,31 @@ namespace cli {
 /// order of i. Rethrows an exception of work(i) when it is i's turn; jobs that have not begun by then are
 /// dropped.
 template <typename Result>
-class OrderedJobs {
-  public:
-    using Work = std::function<Result(std::size_t)>;
-    using Deliver = std::function<void(std::size_t, Result)>;
-
-    static void run(std::size_t count, unsigned jobs, const Work& work, const Deliver& deliver) {
-        OrderedJobs state(count, work);
-        std::vector<std::jthread> threads;
-        for (std::size_t i = 0; i < std::min<std::size_t>(jobs, count); ++i) {
-            threads.emplace_back([&state] { state.run_jobs(); });
-        }
-        const Stop stop(state);  // is destroyed before `threads`, which join
-        for (std::size_t i = 0; i < count; ++i) deliver(i, state.wait_for(i));
-    }
-
-  private:
-    struct Slot {
-        std::optional<Result> result;
-        std::exception_ptr error;
-    };
-    class Stop {
-      public:
-        explicit Stop(OrderedJobs& state) : state_(state) {}
-        Stop(const Stop&) = delete;
-        Stop& operator=(const Stop&) = delete;
-        ~Stop() {
-            const std::lock_guard lock(state_.mutex_);
-            state_.next_ = state_.slots_.size();
-        }
-
-      private:
-        OrderedJobs& state_;
-    };
-
-    OrderedJobs(std::size_t count, const Work& work) : work_(work), slots_(count) {}
-
-    void run_jobs() {
-        std::unique_lock lock(mutex_);
-        while (next_ < slots_.size()) {
-            const std::size_t index = next_++;
-            lock.unlock();
-            Slot slot;
-            try {
-                slot.result = work_(index);
-            } catch (...) {
-                slot.error = std::current_exception();
+void run_in_order(std::size_t count, unsigned jobs, const std::function<Result(std::size_t)>& work,
+                  const std::function<void(std::size_t, Result)>& deliver) {
+    std::vector<std::promise<Result>> promises(count);
+    std::vector<std::future<Result>> results;
+    for (auto& promise : promises) results.push_back(promise.get_future());
+    std::atomic<std::size_t> next = 0;
+    std::vector<std::jthread> threads;
+    for (std::size_t i = 0; i < std::min<std::size_t>(jobs, count); ++i) {
+        threads.emplace_back([&] {
+            for (std::size_t job = next++; job < count; job = next++) {
+                auto promise = std::move(promises[job]);
+                try {
+                    promise.set_value(work(job));
+                } catch (...) {
+                    promise.set_exception(std::current_exception());
+                }
             }
-            lock.lock();
-            slots_[index] = std::move(slot);
-            done_.notify_one();
-        }
+        });
     }
-
-    Result wait_for(std::size_t index) {
-        std::unique_lock lock(mutex_);
-        done_.wait(lock, [&] { return slots_[index].result || slots_[index].error; });
-        Slot slot = std::exchange(slots_[index], Slot{});
-        lock.unlock();
-        if (slot.error) std::rethrow_exception(slot.error);
-        return std::move(*slot.result);
+    try {
+        for (std::size_t i = 0; i < count; ++i) deliver(i, results[i].get());
+    } catch (...) {
+        next = count;
+        throw;
     }
-
-    const Work& work_;
-    std::mutex mutex_;
-    std::condition_variable done_;
-    std::size_t next_ = 0;
-    std::vector<Slot> slots_;
-};
+}
 
 }  // namespace cli

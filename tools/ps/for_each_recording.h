@@ -36,7 +36,7 @@ void for_each_recording(const Options& options, const std::function<Result(reade
         bar.show(fmt::format("{} of {}", i + 1, paths.size()),
                  static_cast<double>(i + 1) / static_cast<double>(paths.size()));
     };
-    cli::OrderedJobs<Result>::run(paths.size(), options.jobs, open_and_work, deliver_and_show);
+    cli::run_in_order<Result>(paths.size(), options.jobs, open_and_work, deliver_and_show);
     bar.clear();
 }
 

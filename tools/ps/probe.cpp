@@ -110,7 +110,7 @@ int run_probe(const Options& options) {
         json ? json->add(json_of(options.paths[i], probe)) : print_text(options.paths[i], probe);
         ok &= probe.ok();
     };
-    cli::OrderedJobs<Probe>::run(options.paths.size(), options.jobs, work, show);
+    cli::run_in_order<Probe>(options.paths.size(), options.jobs, work, show);
     if (json) json->finish();
     return ok ? cli::kSuccess : cli::kFailure;
 }

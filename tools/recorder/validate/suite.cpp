@@ -156,7 +156,7 @@ int run_suite(const Options& options) {
         if (result.could_not_run) throw cli::CannotRun(fmt::format("{}: {}", cases[i].name, result.finding));
         printer.add(cases[i], result);
     };
-    cli::OrderedJobs<Result>::run(cases.size(), options.jobs, work, deliver);
+    cli::run_in_order<Result>(cases.size(), options.jobs, work, deliver);
     if (!options.directory) {
         fs::current_path("/");
         fs::remove_all(directory.path());
