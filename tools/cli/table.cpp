@@ -17,42 +17,37 @@ std::size_t width_of(const std::string& text) {
 
 }  // namespace
 
-Table::Table(std::vector<Column> columns) : columns_(std::move(columns)) {}
+Table::Table(std::vector<Column> columns) : rows_(1) {
+    for (Column& column : columns) {
+        alignments_.push_back(column.align);
+        rows_.front().push_back(std::move(column.title));
+    }
+}
 
 void Table::add_row(std::vector<std::string> cells) {
-    cells.resize(columns_.size());
+    cells.resize(alignments_.size());
     rows_.push_back(std::move(cells));
 }
 
-std::vector<std::size_t> Table::widths() const {
-    std::vector<std::size_t> widths;
-    for (const Column& column : columns_) widths.push_back(width_of(column.title));
+std::string Table::text() const {
+    std::vector<std::size_t> widths(alignments_.size());
     for (const auto& row : rows_) {
         for (std::size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], width_of(row[i]));
     }
-    return widths;
-}
-
-std::string Table::line(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths) const {
-    std::string line;
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
-        const std::string blanks(widths[i] - width_of(cells[i]), ' ');
-        if (i > 0) line += kColumnGap;
-        line += columns_[i].align == Align::kRight ? blanks + cells[i] : cells[i] + blanks;
+    const std::size_t gaps = widths.empty() ? 0 : (widths.size() - 1) * kColumnGap.size();
+    const std::string rule(std::accumulate(widths.begin(), widths.end(), gaps), '-');
+    std::string text;
+    for (const auto& row : rows_) {
+        std::string line;
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            const std::string blanks(widths[i] - width_of(row[i]), ' ');
+            if (i > 0) line += kColumnGap;
+            line += alignments_[i] == Align::kRight ? blanks + row[i] : row[i] + blanks;
+        }
+        line.erase(line.find_last_not_of(' ') + 1);
+        text += line + '\n';
+        if (&row == &rows_.front()) text += rule + '\n';
     }
-    line.erase(line.find_last_not_of(' ') + 1);
-    return line + '\n';
-}
-
-std::string Table::text() const {
-    const std::vector<std::size_t> widths = this->widths();
-    std::vector<std::string> titles;
-    for (const Column& column : columns_) titles.push_back(column.title);
-    const std::size_t gaps = columns_.empty() ? 0 : (columns_.size() - 1) * kColumnGap.size();
-
-    std::string text = line(titles, widths);
-    text += std::string(std::accumulate(widths.begin(), widths.end(), gaps), '-') + '\n';
-    for (const auto& row : rows_) text += line(row, widths);
     return text;
 }
 

@@ -23,12 +23,8 @@ class Table {
     [[nodiscard]] std::string text() const;
 
   private:
-    [[nodiscard]] std::vector<std::size_t> widths() const;
-    [[nodiscard]] std::string line(const std::vector<std::string>& cells,
-                                   const std::vector<std::size_t>& widths) const;
-
-    std::vector<Column> columns_;
-    std::vector<std::vector<std::string>> rows_;
+    std::vector<Align> alignments_;
+    std::vector<std::vector<std::string>> rows_;  // the first one is the heading
 };
 
 }  // namespace cli

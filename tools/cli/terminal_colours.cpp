@@ -9,25 +9,6 @@
 namespace cli {
 namespace {
 
-/// ECMA-48, 8.3.117 (SGR).
-std::string_view code_of(Colour colour) {
-    switch (colour) {
-        case Colour::kFaint:
-            return "2";
-        case Colour::kRed:
-            return "31";
-        case Colour::kGreen:
-            return "32";
-        case Colour::kYellow:
-            return "33";
-        case Colour::kBlue:
-            return "34";
-        case Colour::kPlain:
-            break;
-    }
-    return "0";
-}
-
 bool colours_allowed() {
     // Nothing changes the environment, so any thread may read it.
     const char* no_color = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe)
@@ -41,7 +22,7 @@ TerminalColours::TerminalColours(std::FILE* stream)
 
 std::string TerminalColours::operator()(Colour colour, std::string_view text) const {
     if (!enabled_ || colour == Colour::kPlain) return std::string(text);
-    return fmt::format("\x1b[{}m{}\x1b[0m", code_of(colour), text);
+    return fmt::format("\x1b[{}m{}\x1b[0m", static_cast<int>(colour), text);
 }
 
 }  // namespace cli

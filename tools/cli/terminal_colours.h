@@ -6,7 +6,8 @@
 
 namespace cli {
 
-enum class Colour { kPlain, kFaint, kRed, kGreen, kYellow, kBlue };
+/// The values are the parameters of ECMA-48, 8.3.117 (SGR).
+enum class Colour { kPlain = 0, kFaint = 2, kRed = 31, kGreen = 32, kYellow = 33, kBlue = 34 };
 
 /// Colours text on a terminal. Returns it unchanged for a file or pipe, or if NO_COLOR is set.
 class TerminalColours {
