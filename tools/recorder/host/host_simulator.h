@@ -48,6 +48,7 @@ class HostSimulator {
     /// Opens it with a state file that cannot be read. The module must log the error and leave the file
     /// unchanged.
     void open_with_bad_state(const std::string& load_error);
+    [[nodiscard]] bool is_open() const { return host_ != nullptr; }
     /// Closes and unloads the module and checks the state file that it wrote.
     void close();
 

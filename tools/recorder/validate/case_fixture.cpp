@@ -1,5 +1,6 @@
 #include "tools/recorder/validate/case_fixture.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <fmt/format.h>
@@ -42,6 +43,7 @@ Request CaseFixture::request() {
 }
 
 Request CaseFixture::answer_until_clips_requested() {
+    if (simulator_.is_open()) return recorder::answer_until_clips_requested(simulator_, camera_);
     open();
     Clip clip = write_small_clip(directory_.temporary_directory() / "camera.mp4", 1);
     clip.seconds = kFound - kLost;  // covers the whole gap, so that every attempt has something to retrieve
@@ -50,9 +52,12 @@ Request CaseFixture::answer_until_clips_requested() {
     return recorder::answer_until_clips_requested(simulator_, camera_);
 }
 
-void CaseFixture::finish(const Request& request) {
-    simulator_.finish(camera_, request);
-    finish_scenario(simulator_);
+void CaseFixture::end() {
+    if (!simulator_.is_open()) return;
+    const auto& requests = simulator_.requests();
+    const auto requested = std::ranges::find(requests, Request::Kind::kRecordings, &Request::kind);
+    if (requested != requests.end()) simulator_.finish(camera_, Request(*requested));
+    simulator_.close();
 }
 
 void CaseFixture::send_inside(const std::string& inside) {

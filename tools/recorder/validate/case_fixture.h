@@ -33,10 +33,10 @@ class CaseFixture {
     void lose_and_regain(const Camera& camera, Seconds lost, Seconds found);
     /// The module's first unanswered request.
     [[nodiscard]] Request request();
-    /// From open() to the request for the camera's clips.
+    /// Up to the request for the camera's clips; from open() on if the module is not open.
     [[nodiscard]] Request answer_until_clips_requested();
-    /// Finishes an operation whose clips were requested, and the case.
-    void finish(const Request& request);
+    /// Ends every case: finishes an operation whose clips were requested, and closes the module.
+    void end();
 
     /// A document for which HostSimulator has no function. The caller updates the model first.
     void send(const std::string& text) { simulator_.send_text("odd", text); }

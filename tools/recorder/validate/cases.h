@@ -18,9 +18,7 @@ struct Case {
 };
 using Cases = std::span<const Case>;
 
-[[nodiscard]] Cases record_cases();
-[[nodiscard]] Cases order_cases();
-[[nodiscard]] Cases buffer_cases();
+[[nodiscard]] Cases call_cases();
 [[nodiscard]] Cases document_cases();
 [[nodiscard]] Cases conversation_cases();
 [[nodiscard]] Cases state_cases();

@@ -1,7 +1,6 @@
 // The conversion of clips: recording and index byte for byte, their paths, the log lines, and the removal of
 // the clip.
 
-#include <array>
 #include <fstream>
 
 #include <fmt/format.h>
@@ -51,9 +50,8 @@ clip_maker::Clip varied_clip() {
                    10, 40);
 }
 
-StoredClip stored(CaseFixture& fixture, const std::string& name, const clip_maker::Clip& clip,
-                  Seconds start) {
-    return {write_clip(fixture.directory().temporary_directory() / name, clip), start};
+StoredClip stored(CaseFixture& fixture, const clip_maker::Clip& clip, Seconds start) {
+    return {write_clip(fixture.directory().temporary_directory() / "clip.mp4", clip), start};
 }
 
 void require_pair(const std::string& path, const Pair& expected) {
@@ -63,38 +61,13 @@ void require_pair(const std::string& path, const Pair& expected) {
     require(index == "the same", fmt::format("{}i: {}", path, index));
 }
 
-/// A whole operation with one clip, whose recording must equal the expected pair.
+/// Delivers a clip, whose recording must equal the expected pair.
 void convert(CaseFixture& fixture, const clip_maker::Clip& clip, Seconds start = kLost, std::int32_t type = 1,
              std::uint8_t kind = kOrdinary) {
     const Request request = fixture.answer_until_clips_requested();
-    fixture.simulator().deliver(fixture.camera(), request, stored(fixture, "clip.mp4", clip, start), type);
+    fixture.simulator().deliver(fixture.camera(), request, stored(fixture, clip, start), type);
     require_pair(fixture.directory().recording_path(fixture.camera().device, start),
                  expected_pair(clip, start, kind, fixture.camera().name));
-    fixture.finish(request);
-}
-
-void varied(CaseFixture& fixture) {
-    convert(fixture, varied_clip());
-}
-
-/// Frames of half a second before and after midnight: two spans.
-void over_midnight(CaseFixture& fixture) {
-    constexpr Seconds kDay = 86'400;
-    const clip_maker::Clip clip = clip_of({.samples = std::vector(8, unit('\x65', 100)),
-                                           .width = 640,
-                                           .height = 360,
-                                           .sync = {{1, 2, 3, 4, 5, 6, 7, 8}}},
-                                          2, 8);
-    convert(fixture, clip, kLost / kDay * kDay + kDay - 2);
-}
-
-/// More than a second between frames: each one is a span.
-void slow(CaseFixture& fixture) {
-    convert(fixture, clip_of({.samples = {unit('\x65', 40), unit('\x41', 50), unit('\x41', 61)},
-                              .width = 640,
-                              .height = 360,
-                              .sync = {{1}}},
-                             1, 6));
 }
 
 /// An AAC track (ISO/IEC 14496-12, 12.2.3) whose only sample is the start of the first picture.
@@ -110,169 +83,142 @@ clip_maker::ClipTrack audio_track() {
                       {"stco", table_box("stco", 1, {kMediaAt})}}};
 }
 
-/// Without a movie header a frame takes 65 ms. Without a sync table every frame is a key frame. Sound is
-/// skipped.
-void without_boxes(CaseFixture& fixture) {
-    clip_maker::Clip clip = varied_clip();
-    clip.duration.reset();
-    clip_maker::ClipTrack& track = clip.tracks.front();
-    track.sync.reset();
-    track.samples.resize(4);
-    track.chunks = {4};
-    clip.tracks.push_back(audio_track());
-    convert(fixture, clip);
+/// Log lines with their levels; {} and {1} are the paths of clip and recording.
+using LogLines = std::vector<std::pair<int, std::string>>;
+
+LogLines without_tables() {
+    return {{25, "Parsing mp4 container - {}.\n"}, {75, "No sample tables found in mp4 container.\n"}};
 }
 
-void type_three(CaseFixture& fixture) {
-    convert(fixture, varied_clip(), kLost, 3, kOfTypeThree);
+/// The lines for a clip whose conversion starts, and then fails or succeeds.
+LogLines started(const LogLines& further) {
+    LogLines lines = {{25, "Parsing mp4 container - {}.\n"},
+                      {25, "Opened (and PSI) {1}.\n"},
+                      {25, "Processing mp4 container stream - {0}.\n"}};
+    lines.insert(lines.end(), further.begin(), further.end());
+    return lines;
 }
 
-void other_type(CaseFixture& fixture) {
-    convert(fixture, varied_clip(), kLost, 2, 0);
-}
-
-/// A file name contains twelve bits of the identifier and eight of the number.
-void path(CaseFixture& fixture) {
-    Camera camera = fixture.camera();
-    camera.device = {0x0ABC1234, 0x1FF};
-    camera.storage = {{.clip = {.file = {}, .bytes = 1, .seconds = 60, .frames = 0}, .start = kLost}};
-    const clip_maker::Clip clip = varied_clip();
-    fixture.simulator().open();
-    announce_connected(fixture.simulator(), camera, kLost - 60);
-    fixture.lose_and_regain(camera, kLost, kFound);
-    const Request request = recorder::answer_until_clips_requested(fixture.simulator(), camera);
-    fixture.simulator().deliver(camera, request, stored(fixture, "clip.mp4", clip, kLost), 1);
-    const std::string path = fixture.directory().recording_path(camera.device, kLost);
-    require(path.ends_with("-0ABCFF80e.ps"), "wrong clip id in " + path);
-    require_pair(path, expected_pair(clip, kLost, kOrdinary, camera.name));
-    fixture.simulator().close();
-}
-
-/// A second clip with the same start replaces the recording of the first.
-void replaced(CaseFixture& fixture) {
+/// Delivers a file that the module cannot convert completely.
+void deliver_file(CaseFixture& fixture, const std::string& text, const LogLines& lines) {
     const Request request = fixture.answer_until_clips_requested();
-    const clip_maker::Clip second = one_frame(9);
-    fixture.simulator().deliver(fixture.camera(), request, stored(fixture, "a.mp4", varied_clip(), kLost), 1);
-    fixture.simulator().deliver(fixture.camera(), request, stored(fixture, "b.mp4", second, kLost), 1);
-    require_pair(fixture.directory().recording_path(fixture.camera().device, kLost),
-                 expected_pair(second, kLost, kOrdinary, fixture.camera().name));
-    fixture.finish(request);
-}
-
-/// The log lines for a clip whose conversion starts and then fails.
-HostSimulator::Prediction fails_with(CaseFixture& fixture, const std::string& error) {
-    return [&fixture, error](const std::string& clip, const std::string& recording) {
-        fixture.model().on_clip(1, clip, recording);
-        fixture.model().expect_log(75, fmt::format(fmt::runtime(error), recording));
-    };
-}
-
-/// Arbitrary log lines with their levels; {} and {1} are the paths of clip and recording.
-HostSimulator::Prediction log_lines(CaseFixture& fixture,
-                                    const std::vector<std::pair<int, std::string>>& lines) {
-    return [&fixture, lines](const std::string& clip, const std::string& recording) {
-        for (const auto& [level, line] : lines) {
-            fixture.model().expect_log(level, fmt::format(fmt::runtime(line), clip, recording));
-        }
-    };
-}
-
-void deliver_file(CaseFixture& fixture, const Request& request, const std::string& text,
-                  const HostSimulator::Prediction& predict) {
     const auto file = fixture.directory().temporary_directory() / "odd.mp4";
-    std::ofstream(file, std::ios::binary) << text;
+    if (!text.empty()) std::ofstream(file, std::ios::binary) << text;
     fixture.simulator().deliver_unusual(fixture.camera(), request, {{file, text.size(), 1, 0}, kLost},
-                                        predict);
+                                        [&](const std::string& clip, const std::string& recording) {
+                                            for (const auto& [level, line] : lines) {
+                                                fixture.model().expect_log(
+                                                    level, fmt::format(fmt::runtime(line), clip, recording));
+                                            }
+                                        });
 }
 
-void no_mp4(CaseFixture& fixture) {
-    const Request request = fixture.answer_until_clips_requested();
-    fixture.simulator().deliver_no_mp4(fixture.camera(), request, kLost);
-    const auto nothing = fixture.directory().temporary_directory() / "missing.mp4";
-    fixture.simulator().deliver_unusual(
-        fixture.camera(), request, {{nothing, 0, 1, 0}, kLost},
-        log_lines(fixture, {{25, "Parsing mp4 container - {}.\n"},
-                            {75, "No sample tables found in mp4 container.\n"},
-                            {75, "Error deleting file - {}. Attempting to delete again.\n"}}));
-    fixture.finish(request);
-}
-
-void without_tables(CaseFixture& fixture) {
-    const Request request = fixture.answer_until_clips_requested();
-    const std::string no_movie = make_clip(varied_clip()).substr(0, kMediaAt - 8) + box("mdat", "no movie");
-    deliver_file(fixture, request, no_movie,
-                 log_lines(fixture, {{25, "Parsing mp4 container - {}.\n"},
-                                     {75, "No sample tables found in mp4 container.\n"}}));
-    for (const char* table : {"stsd", "stts", "stsc", "stsz", "stco"}) {
-        clip_maker::Clip clip = varied_clip();
-        clip.tracks.front().boxes[table] = "";
-        deliver_file(fixture, request, make_clip(clip),
-                     log_lines(fixture, {{25, "Parsing mp4 container - {}.\n"},
-                                         {75, "No sample tables found in mp4 container.\n"}}));
-    }
-    fixture.finish(request);
-}
-
-void bad_unit_length(CaseFixture& fixture) {
-    const Request request = fixture.answer_until_clips_requested();
-    const std::string long_unit = unit('\x41', 30);
-    std::string text =
-        make_clip(clip_of({.samples = {long_unit}, .width = 640, .height = 360, .sync = {{1}}}));
-    text[text.find(long_unit)] = '\x7F';
-    deliver_file(fixture, request, text,
-                 fails_with(fixture, "Bad frame size. Aborting parsing of mp4 container.\n"));
-    fixture.finish(request);
-}
-
-/// A packet length cannot exceed 4 MiB.
-void frame_too_long(CaseFixture& fixture) {
-    const Request request = fixture.answer_until_clips_requested();
-    const clip_maker::Clip fits = one_frame(4'194'236);
-    fixture.simulator().deliver(fixture.camera(), request, stored(fixture, "fits.mp4", fits, kLost), 1);
-    require_pair(fixture.directory().recording_path(fixture.camera().device, kLost),
-                 expected_pair(fits, kLost, kOrdinary, fixture.camera().name));
-    deliver_file(fixture, request, make_clip(one_frame(4'194'237)),
-                 fails_with(fixture, "Error occured while writing frame to ps file - {}.\n"));
-    fixture.finish(request);
-}
-
-void not_opened(CaseFixture& fixture) {
-    const Request request = fixture.answer_until_clips_requested();
-    std::filesystem::create_directories(fixture.directory().recording_path(fixture.camera().device, kLost));
-    deliver_file(fixture, request, make_clip(varied_clip()),
-                 log_lines(fixture, {{25, "Parsing mp4 container - {}.\n"},
-                                     {75, "Error opening ps file - {1} for write\n."}}));
-    fixture.finish(request);
-}
-
-void unknown_box(CaseFixture& fixture) {
-    const Request request = fixture.answer_until_clips_requested();
-    clip_maker::Clip clip = varied_clip();
-    clip.at_end = box("abcd", "whatever");
-    deliver_file(fixture, request, make_clip(clip),
-                 log_lines(fixture, {{25, "Parsing mp4 container - {}.\n"},
-                                     {25, "Unknown box type : abcd\n"},
-                                     {25, "Opened (and PSI) {1}.\n"},
-                                     {25, "Processing mp4 container stream - {0}.\n"}}));
-    fixture.finish(request);
-}
-
-constexpr std::array kCases = {
-    Case{"conversion.varied", "padding, wrapped lengths, chunks: both files byte for byte", varied},
-    Case{"conversion.midnight", "a clip across midnight: dates, times, two spans", over_midnight},
-    Case{"conversion.slow", "frames more than a second apart: one span each", slow},
-    Case{"conversion.without-boxes", "no movie header, no sync table, sound after the video", without_boxes},
-    Case{"conversion.type-3", "kind value for clips of type 3", type_three},
-    Case{"conversion.other-type", "kind value for clips of any other type", other_type},
-    Case{"conversion.path", "clip id and path for large camera numbers", path},
-    Case{"conversion.replaced", "a clip with the same start replaces the recording", replaced},
-    Case{"conversion.no-mp4", "a file that is not MP4 is refused and removed; a missing file is refused",
-         no_mp4},
-    Case{"conversion.without-tables", "no movie box, or one of five tables missing", without_tables},
-    Case{"conversion.bad-unit", "a unit longer than its sample", bad_unit_length},
-    Case{"conversion.too-long", "the longest frame that fits, and one that is a byte longer", frame_too_long},
-    Case{"conversion.not-opened", "a recording that cannot be opened", not_opened},
-    Case{"conversion.unknown-box", "unknown boxes are logged", unknown_box},
+constexpr Case kCases[] = {
+    {"conversion.varied", "padding, wrapped lengths, chunks: both files byte for byte",
+     [](CaseFixture& fixture) { convert(fixture, varied_clip()); }},
+    {"conversion.midnight", "a clip across midnight: dates, times, two spans",
+     [](CaseFixture& fixture) {
+         // Frames of half a second before and after midnight: two spans.
+         constexpr Seconds kDay = 86'400;
+         const clip_maker::Clip clip = clip_of({.samples = std::vector(8, unit('\x65', 100)),
+                                                .width = 640,
+                                                .height = 360,
+                                                .sync = {{1, 2, 3, 4, 5, 6, 7, 8}}},
+                                               2, 8);
+         convert(fixture, clip, kLost / kDay * kDay + kDay - 2);
+     }},
+    {"conversion.slow", "frames more than a second apart: one span each",
+     [](CaseFixture& fixture) {
+         // More than a second between frames: each one is a span.
+         convert(fixture, clip_of({.samples = {unit('\x65', 40), unit('\x41', 50), unit('\x41', 61)},
+                                   .width = 640,
+                                   .height = 360,
+                                   .sync = {{1}}},
+                                  1, 6));
+     }},
+    {"conversion.without-boxes", "no movie header, no sync table, sound after the video",
+     [](CaseFixture& fixture) {
+         // Without a movie header a frame takes 65 ms. Without a sync table every frame is a key frame. Sound
+         // is skipped.
+         clip_maker::Clip clip = varied_clip();
+         clip.duration.reset();
+         clip_maker::ClipTrack& track = clip.tracks.front();
+         track.sync.reset();
+         track.samples.resize(4);
+         track.chunks = {4};
+         clip.tracks.push_back(audio_track());
+         convert(fixture, clip);
+     }},
+    {"conversion.type-3", "kind value for clips of type 3",
+     [](CaseFixture& fixture) { convert(fixture, varied_clip(), kLost, 3, kOfTypeThree); }},
+    {"conversion.other-type", "kind value for clips of any other type",
+     [](CaseFixture& fixture) { convert(fixture, varied_clip(), kLost, 2, 0); }},
+    {"conversion.path", "clip id and path for large camera numbers",
+     [](CaseFixture& fixture) {
+         // A file name contains twelve bits of the identifier and eight of the number.
+         Camera camera = fixture.camera();
+         camera.device = {0x0ABC1234, 0x1FF};
+         camera.storage = {{.clip = {.file = {}, .bytes = 1, .seconds = 60, .frames = 0}, .start = kLost}};
+         const clip_maker::Clip clip = varied_clip();
+         fixture.simulator().open();
+         announce_connected(fixture.simulator(), camera, kLost - 60);
+         fixture.lose_and_regain(camera, kLost, kFound);
+         const Request request = recorder::answer_until_clips_requested(fixture.simulator(), camera);
+         fixture.simulator().deliver(camera, request, stored(fixture, clip, kLost), 1);
+         const std::string path = fixture.directory().recording_path(camera.device, kLost);
+         require(path.ends_with("-0ABCFF80e.ps"), "wrong clip id in " + path);
+         require_pair(path, expected_pair(clip, kLost, kOrdinary, camera.name));
+     }},
+    {"conversion.replaced", "a clip with the same start replaces the recording",
+     [](CaseFixture& fixture) {
+         convert(fixture, varied_clip());
+         convert(fixture, one_frame(9));
+     }},
+    {"conversion.no-mp4", "a file that is not MP4 is refused and removed; a missing file is refused",
+     [](CaseFixture& fixture) {
+         fixture.simulator().deliver_no_mp4(fixture.camera(), fixture.answer_until_clips_requested(), kLost);
+         LogLines lines = without_tables();
+         lines.emplace_back(75, "Error deleting file - {}. Attempting to delete again.\n");
+         deliver_file(fixture, "", lines);
+     }},
+    {"conversion.without-tables", "no movie box, or one of five tables missing",
+     [](CaseFixture& fixture) {
+         deliver_file(fixture, make_clip(varied_clip()).substr(0, kMediaAt - 8) + box("mdat", "no movie"),
+                      without_tables());
+         for (const char* table : {"stsd", "stts", "stsc", "stsz", "stco"}) {
+             clip_maker::Clip clip = varied_clip();
+             clip.tracks.front().boxes[table] = "";
+             deliver_file(fixture, make_clip(clip), without_tables());
+         }
+     }},
+    {"conversion.bad-unit", "a unit longer than its sample",
+     [](CaseFixture& fixture) {
+         std::string text = make_clip(one_frame(30));
+         text[kMediaAt] = '\x7F';
+         deliver_file(fixture, text, started({{75, "Bad frame size. Aborting parsing of mp4 container.\n"}}));
+     }},
+    {"conversion.too-long", "the longest frame that fits, and one that is a byte longer",
+     [](CaseFixture& fixture) {
+         convert(fixture, one_frame(4'194'236));  // a packet length cannot exceed 4 MiB
+         deliver_file(fixture, make_clip(one_frame(4'194'237)),
+                      started({{75, "Error occured while writing frame to ps file - {1}.\n"}}));
+     }},
+    {"conversion.not-opened", "a recording that cannot be opened",
+     [](CaseFixture& fixture) {
+         std::filesystem::create_directories(
+             fixture.directory().recording_path(fixture.camera().device, kLost));
+         deliver_file(
+             fixture, make_clip(varied_clip()),
+             {{25, "Parsing mp4 container - {}.\n"}, {75, "Error opening ps file - {1} for write\n."}});
+     }},
+    {"conversion.unknown-box", "unknown boxes are logged",
+     [](CaseFixture& fixture) {
+         clip_maker::Clip clip = varied_clip();
+         clip.at_end = box("abcd", "whatever");
+         LogLines lines = started({});
+         lines.insert(lines.begin() + 1, {25, "Unknown box type : abcd\n"});
+         deliver_file(fixture, make_clip(clip), lines);
+     }},
 };
 
 }  // namespace

@@ -138,8 +138,8 @@ class Printer {
 
 std::vector<Case> all_cases() {
     std::vector<Case> cases;
-    for (const Cases table : {record_cases(), order_cases(), buffer_cases(), document_cases(),
-                              conversation_cases(), state_cases(), conversion_cases()}) {
+    for (const Cases table :
+         {call_cases(), document_cases(), conversation_cases(), state_cases(), conversion_cases()}) {
         cases.insert(cases.end(), table.begin(), table.end());
     }
     return cases;
@@ -173,7 +173,10 @@ int run_case(const Options& options) {
     Watchdog watchdog(patience);
     try {
         CaseFixture fixture(options.module, patience, options.directory.value());
-        watchdog.guard(chosen->name, [&] { chosen->body(fixture); });
+        watchdog.guard(chosen->name, [&] {
+            chosen->body(fixture);
+            fixture.end();
+        });
         return cli::kSuccess;
     } catch (const ModuleFault& fault) {
         // Print and exit now: closing a faulty module may hang.
