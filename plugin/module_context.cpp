@@ -69,7 +69,7 @@ void ModuleContext::open() {
     try {
         send_start_up_messages();
     } catch (...) {
-        if (const auto unregistered = take_worker()) unregistered->stop();
+        take_worker();
         throw;
     }
     opened_ = true;

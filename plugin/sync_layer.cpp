@@ -35,6 +35,7 @@ SyncLayer::SyncLayer(const platform::System& system)
 
 SyncLayer::~SyncLayer() {
     stop();
+    for (const StreamRecord& record : queue_) ReleaseHostBuffer(record.text);
 }
 
 bool SyncLayer::append(const StreamRecord& record) {
@@ -67,14 +68,11 @@ std::int32_t SyncLayer::run() {
 }
 
 std::int32_t SyncLayer::stop() {
-    std::list<StreamRecord> waiting;
     {
         const std::lock_guard lock(queue_mutex_);
         stop_requested_ = true;
-        waiting.swap(queue_);
     }
     queue_condition_.notify_all();
-    for (const StreamRecord& record : waiting) ReleaseHostBuffer(record.text);
     return 0;
 }
 

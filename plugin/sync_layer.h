@@ -20,8 +20,9 @@ class CTalServerImpl;
 /// loop's thread dispatches them in order and releases each buffer. Owns the store, the server and the
 /// engine.
 ///
-/// Each appended message is released exactly once: after it was processed, or unprocessed by stop() or by the
-/// interrupted run(). The queue is never locked during a call to the host, so the host may append messages.
+/// Each appended message is released exactly once: after it was processed, or unprocessed by the interrupted
+/// run() or by the destructor. Only one thread at a time calls the host. The queue is never locked during a
+/// call to the host, so the host may append messages.
 class SyncLayer final : public ICommand {
   public:
     /// Creates the store, the server and the engine, which reads its saved state. The objects that `system`
@@ -29,7 +30,8 @@ class SyncLayer final : public ICommand {
     explicit SyncLayer(const platform::System& system);
     SyncLayer(const SyncLayer&) = delete;
     SyncLayer& operator=(const SyncLayer&) = delete;
-    /// Stops, then destroys the engine, which saves its state, the server and the store.
+    /// Stops, releases the queued messages in order, then destroys the engine, which saves its state, the
+    /// server and the store. No run() may be in progress.
     ~SyncLayer() override;
 
     /// Queues a message. False after stop(); the caller then keeps the buffer. Any thread.
@@ -39,7 +41,7 @@ class SyncLayer final : public ICommand {
     /// only.
     std::int32_t run() override;
 
-    /// Ends queueing and processing, and releases the queued messages in order. Any thread.
+    /// Ends queueing and processing. Does not call the host. Any thread.
     std::int32_t stop() override;
 
   private:
@@ -50,8 +52,8 @@ class SyncLayer final : public ICommand {
     std::condition_variable queue_condition_;
     std::mutex queue_mutex_;  // guards the queue and the setting of the flag
     std::atomic<bool> stop_requested_{false};
-    // A list, because run() and stop() can take all entries without allocating: buffers are released even
-    // when memory is exhausted. append() allocates the entry before it locks the mutex.
+    // A list, because run() can take all entries without allocating: buffers are released even when memory
+    // is exhausted. append() allocates the entry before it locks the mutex.
     std::list<StreamRecord> queue_;
     platform::System system_;
     std::unique_ptr<norvane::IPersistentStore> store_;

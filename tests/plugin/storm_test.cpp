@@ -29,10 +29,11 @@ constexpr std::size_t kLentByEach = 48;
 constexpr std::size_t kMaxTextLength = 16'384;
 constexpr std::uint64_t kLivesPerState = 5;
 
-/// What the thread is doing. The module may call the host on threads in kCaller and kLoop, but not in
-/// kSender.
+/// What the thread is doing. The module may call the host on threads in kCaller and kLoop, one at a time, but
+/// not in kSender.
 enum class Role { kSender, kCaller, kLoop };
 thread_local Role role = Role::kSender;
+thread_local int callback_depth = 0;
 
 template <typename Body>
 void as(Role temporary, Body body) {
@@ -181,12 +182,17 @@ class ModuleLife {
         const hr::Input<hr::HostRequest> in(request);
         const auto* text = hr::pointer_of<const char*>(in.get<hr::HostRequest::Data>());
         if (role == Role::kSender || silent_) ++faults_;
+        // Relaxed, so that it does not order the module's accesses to its own data.
+        const bool outermost = callback_depth++ == 0;
+        if (outermost && inside_.exchange(true, std::memory_order_relaxed)) ++faults_;
         if (in.get<hr::HostRequest::MessageClass>() == names::kReleaseClass) {
             take_back(text);
         } else {
             ++documents_;
             answer(text);
         }
+        --callback_depth;
+        if (outermost) inside_.store(false, std::memory_order_relaxed);
         return 0;
     }
 
@@ -221,7 +227,8 @@ class ModuleLife {
     std::atomic<bool> over_{false};
     std::atomic<bool> loop_seen_{false};
     std::atomic<bool> ending_{false};
-    std::atomic<bool> silent_{true};  // not open: the module must not call the host
+    std::atomic<bool> silent_{true};   // not open: the module must not call the host
+    std::atomic<bool> inside_{false};  // a thread is inside the callback
     std::atomic<std::uint64_t> accepted_{0};
     std::atomic<std::uint64_t> released_{0};
     std::atomic<std::uint64_t> documents_{0};
