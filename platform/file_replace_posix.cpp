@@ -5,9 +5,11 @@
 // directory.
 // - A new file gets mode 0666 less the umask. An existing file keeps its mode.
 // - A file without write permission is kept, because replacing it would bypass its permissions.
-// - If the directory does not permit a new file (EACCES, EPERM, EROFS), the old one is written in place. So
-// is
-//   anything but a regular file, for example a device, because a rename would remove it.
+// - If the directory does not permit a new file (EACCES, EPERM, EROFS) or a rename over the old one (EACCES
+// and
+//   EPERM in a sticky directory, EBUSY for a mount point), the old file is overwritten in place.
+// - If the disk is full, content that is shorter than the old file overwrites it in place.
+// - Anything but a regular file, for example a device, is written in place: a rename would remove it.
 // - After any other failure the old file is kept and the temporary one is removed.
 
 #include "platform/file_replace.h"
@@ -37,20 +39,32 @@ bool write_all(const PosixFile& file, std::string_view content) {
     return true;
 }
 
-bool write_in_place(const std::string& path, std::string_view content) {
-    // Non-blocking, because opening a FIFO without a reader would block.
-    PosixFile file =
-        PosixFile::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY, kNewFileMode);
-    return file && write_all(file, content) && file.close();
-}
-
 /// What exists at the path before the replacement. `found` is false if nothing exists.
 struct Existing {
     bool found = false;
     bool regular = false;
     bool writable = false;
     ::mode_t mode = 0;
+    ::off_t size = 0;
 };
+
+/// Overwrites the old file. If the disk has no space for longer content, the file is left as it was.
+bool write_in_place(const std::string& path, const Existing& old, std::string_view content) {
+    // Non-blocking, because opening a FIFO without a reader would block.
+    PosixFile file = PosixFile::open(path, O_WRONLY | O_NONBLOCK | O_NOCTTY);
+    if (!file) return false;
+    if (!old.regular) return write_all(file, content) && file.close();
+    const auto size = static_cast<::off_t>(content.size());
+    const auto set_size = [&](::off_t to) {
+        return uninterrupted([&] { return ::ftruncate(file.descriptor(), to); }) == 0;
+    };
+    if (size > old.size && ::posix_fallocate(file.descriptor(), 0, size) != 0) {
+        (void)set_size(old.size);
+        return false;
+    }
+    const auto flush = [&] { return ::fsync(file.descriptor()); };
+    return write_all(file, content) && set_size(size) && uninterrupted(flush) == 0 && file.close();
+}
 
 /// Empty if the path cannot be examined, for example in a loop of links or a directory without search
 /// permission.
@@ -58,7 +72,10 @@ std::optional<Existing> examine(const std::string& path) {
     struct ::stat status {};
     if (uninterrupted([&] { return ::stat(path.c_str(), &status); }) != 0)
         return errno == ENOENT ? std::optional(Existing{}) : std::nullopt;
-    Existing existing{.found = true, .regular = S_ISREG(status.st_mode), .mode = status.st_mode & 07777U};
+    Existing existing{.found = true,
+                      .regular = S_ISREG(status.st_mode),
+                      .mode = status.st_mode & 07777U,
+                      .size = status.st_size};
     if (existing.regular) existing.writable = static_cast<bool>(PosixFile::open(path, O_WRONLY | O_NONBLOCK));
     return existing;
 }
@@ -79,6 +96,25 @@ bool fill(PosixFile& file, const Existing& old, std::string_view content) {
     return write_all(file, content) && uninterrupted(flush) == 0 && file.close();
 }
 
+/// Returns 0, or the error that prevented the replacement and left the old file as it was.
+int replace_by_rename(const std::string& temporary, const std::string& target, const Existing& old,
+                      std::string_view content) {
+    PosixFile file = create_temporary(temporary);
+    if (!file) return errno;
+    const auto rename = [&] { return std::rename(temporary.c_str(), target.c_str()); };
+    if (fill(file, old, content) && uninterrupted(rename) == 0) return 0;
+    const int error = errno;
+    file.close();
+    uninterrupted([&] { return ::unlink(temporary.c_str()); });
+    return error;
+}
+
+bool may_write_in_place(int error, const Existing& old, std::string_view content) {
+    const bool full = error == ENOSPC || error == EDQUOT;
+    if (full) return content.size() < static_cast<std::size_t>(old.size);
+    return error == EACCES || error == EPERM || error == EROFS || error == EBUSY;
+}
+
 }  // namespace
 
 bool replace_file(const std::string& path, std::string_view content) {
@@ -88,19 +124,10 @@ bool replace_file(const std::string& path, std::string_view content) {
 
     const std::optional<Existing> old = examine(target);
     if (!old) return false;
-    if (old->found && !old->regular) return write_in_place(target, content);
+    if (old->found && !old->regular) return write_in_place(target, *old, content);
     if (old->found && !old->writable) return false;
-
-    PosixFile file = create_temporary(temporary);
-    if (!file) {
-        const bool forbidden = errno == EACCES || errno == EPERM || errno == EROFS;
-        return forbidden && write_in_place(target, content);
-    }
-    const auto rename = [&] { return std::rename(temporary.c_str(), target.c_str()); };
-    if (fill(file, *old, content) && uninterrupted(rename) == 0) return true;
-    file.close();
-    uninterrupted([&] { return ::unlink(temporary.c_str()); });
-    return false;
+    const int error = replace_by_rename(temporary, target, *old, content);
+    return error == 0 || (may_write_in_place(error, *old, content) && write_in_place(target, *old, content));
 }
 
 }  // namespace platform
