@@ -1,6 +1,7 @@
 // The dialog with the host about one operation: storage information, reservation, recordings, clips, then the
 // end or a retry. Each event is answered immediately. There are no timeouts.
 
+#include <limits>
 #include <utility>
 
 #include "engine/log_lines.h"
@@ -13,9 +14,9 @@ namespace {
 /// each failure counts as one attempt, so an operation that always fails is tried twice.
 constexpr std::int32_t kMaxAttempts = 2;
 
-/// Wraps instead of overflowing, because the state file may contain any number.
+/// The state file may contain any number, so the count stops at the largest one.
 void count_attempt(Operation& operation) {
-    operation.attempts = static_cast<std::int32_t>(static_cast<std::uint32_t>(operation.attempts) + 1);
+    if (operation.attempts < std::numeric_limits<std::int32_t>::max()) ++operation.attempts;
 }
 
 }  // namespace

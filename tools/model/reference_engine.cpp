@@ -5,6 +5,7 @@
 
 #include <boost/uuid/uuid_io.hpp>
 #include <exception>
+#include <limits>
 
 using namespace norvane;
 using boost::uuids::to_string;
@@ -34,9 +35,9 @@ ChannelKey channel_zero(const DeviceKey& device) {
     return {.device_number = device.number, .devices_id = device.devices_id};
 }
 
-/// Wraps, because a state file may contain any number.
+/// Stops at the largest number, because a state file may contain any.
 void count_attempt(Operation& operation) {
-    operation.attempts = static_cast<std::int32_t>(static_cast<std::uint32_t>(operation.attempts) + 1);
+    operation.attempts += operation.attempts < std::numeric_limits<std::int32_t>::max() ? 1 : 0;
 }
 
 bool erase_first(std::vector<DeviceKey>& devices, const DeviceKey& device) {
