@@ -15,7 +15,7 @@ constexpr std::size_t kMaxFillSize = 262'144;
 void BoxReader::read(std::span<Byte> to) {
     std::size_t done = 0;
     while (ok_ && done < to.size()) {
-        if (in_window() == 0) refill(1, 1);
+        if (in_window() == 0) refill(1, 1, true);
         const std::size_t got = take_from_window(to.subspan(done));
         if (got == 0) ok_ = false;
         done += got;
@@ -33,11 +33,15 @@ void BoxReader::seek(std::uint64_t position) {
 
 std::span<Byte> BoxReader::peek(std::size_t count, std::size_t limit) {
     if (!ok_) return {};
-    if (in_window() < count) refill(count, limit);
+    if (in_window() < count) refill(count, limit, true);
     const std::size_t available = std::min(count, in_window());
     if (available < count) ok_ = false;
     if (available == 0) return {};
     return {window_.get() + (position_ - window_offset_), available};
+}
+
+void BoxReader::load(std::size_t count, std::size_t limit) {
+    if (ok_ && in_window() < count) refill(count, limit, false);
 }
 
 void BoxReader::consume(std::size_t count) noexcept {
@@ -58,13 +62,14 @@ std::size_t BoxReader::take_from_window(std::span<Byte> to) {
     return count;
 }
 
-/// Loads at least `count` bytes from the position on, more while reading is sequential. Keeps those that the
+/// Loads `count` bytes from the position on, or more ahead while reading is sequential. Keeps those that the
 /// window already has.
-void BoxReader::refill(std::size_t count, std::size_t limit) {
+void BoxReader::refill(std::size_t count, std::size_t limit, bool read_ahead) {
     const std::size_t kept = in_window();
     const bool sequential = kept > 0 || (position_ >= valid_end_ && position_ - valid_end_ <= fill_size_);
     fill_size_ = sequential ? std::clamp(2 * fill_size_, kMinFillSize, kMaxFillSize) : kMinFillSize;
-    const std::size_t wanted = std::max(count, std::min(kept + fill_size_, kMaxFillSize));
+    const std::size_t ahead = read_ahead ? std::min(kept + fill_size_, kMaxFillSize) : 0;
+    const std::size_t wanted = std::max(count, ahead);
     const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(wanted, left()));
     make_room(kept, size, limit);
     const std::uint64_t from = position_ + kept;

@@ -32,6 +32,10 @@ class BoxReader {
     [[nodiscard]] std::span<platform::Byte> peek(std::size_t count, std::size_t limit);
     [[nodiscard]] std::span<platform::Byte> peek(std::size_t count) { return peek(count, count); }
 
+    /// Loads the next `count` bytes, and no more, if they are not all in the window. For a caller that knows
+    /// better than the reader where the bytes end that are peeked at together.
+    void load(std::size_t count, std::size_t limit);
+
     /// Moves past `count` peeked bytes. The caller may overwrite them from now on: seeking back reads them
     /// from the file again.
     void consume(std::size_t count) noexcept;
@@ -48,6 +52,8 @@ class BoxReader {
 
     [[nodiscard]] std::uint64_t position() const noexcept { return position_; }
     [[nodiscard]] std::uint64_t size() const noexcept { return size_; }
+    /// Bytes from the position to the end of the window, 0 outside it.
+    [[nodiscard]] std::size_t in_window() const noexcept;
     /// Bytes from the position to the end of the clip.
     [[nodiscard]] std::uint64_t left() const noexcept { return position_ < size_ ? size_ - position_ : 0; }
 
@@ -59,9 +65,8 @@ class BoxReader {
         return platform::load<std::endian::big, T>(bytes);
     }
 
-    [[nodiscard]] std::size_t in_window() const noexcept;
     std::size_t take_from_window(std::span<platform::Byte> to);
-    void refill(std::size_t count, std::size_t limit);
+    void refill(std::size_t count, std::size_t limit, bool read_ahead);
     void make_room(std::size_t kept, std::size_t size, std::size_t limit);
 
     platform::InputFile* file_;

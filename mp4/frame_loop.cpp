@@ -9,6 +9,17 @@ namespace {
 
 constexpr double kDefaultDuration = 0.065;  // seconds
 
+constexpr std::uint64_t kMaxRun = 262'144;
+constexpr std::uint64_t kMinRun = kMaxRun / 16;
+
+/// Loads whole samples, so that the window never ends inside a large one, whose beginning would have to be
+/// moved. Loads chunks that are smaller than kMinRun with the reader's read-ahead, several at once.
+void load_samples(const SampleCursor& cursor, std::uint32_t size, std::size_t limit, BoxReader& in) {
+    if (size > limit || in.in_window() >= size) return;
+    const std::uint64_t run = cursor.run_length(kMaxRun);
+    if (run >= kMinRun) in.load(static_cast<std::size_t>(std::min<std::uint64_t>(run, in.left())), limit);
+}
+
 }  // namespace
 
 double frame_duration(const SampleTables& first_track) {
@@ -31,6 +42,7 @@ TrackResult convert_track(const SampleTables& track, BoxReader& in, double time_
     double offset = 0.0;
     while (const auto sample = cursor.next()) {
         if (sample->chunk_offset) in.seek(*sample->chunk_offset);
+        load_samples(cursor, sample->size, limit, in);
         const auto bytes = insert_nal_tags(sample->size, largest, limit, in);
         if (!bytes) return TrackResult::kBadFrame;
         if (!sink({sample->key_frame, group_counter, time_base + offset, *bytes}))

@@ -4,6 +4,8 @@
 
 namespace {
 
+constexpr std::uint64_t kMaxSamplesOfRun = 1'000;  // samples may be empty
+
 std::vector<std::uint32_t> sorted(std::vector<std::uint32_t> numbers) {
     std::sort(numbers.begin(), numbers.end());
     return numbers;
@@ -34,6 +36,17 @@ std::optional<Sample> SampleCursor::next() {
     ++in_chunk_;
     if (in_chunk_ == track_.sample_to_chunk[entry_].samples_per_chunk) leave_chunk();
     return sample;
+}
+
+std::uint64_t SampleCursor::run_length(std::uint64_t limit) const {
+    std::uint64_t bytes = track_.sample_sizes.at(next_sample_ - 1);
+    if (in_chunk_ == 0) return bytes;  // it was the last one of its chunk
+    const std::uint64_t in_chunk = track_.sample_to_chunk[entry_].samples_per_chunk - in_chunk_;
+    const std::uint64_t end =
+        std::min(track_.sample_sizes.size(), next_sample_ + std::min(in_chunk, kMaxSamplesOfRun));
+    for (std::uint64_t i = next_sample_; i < end && bytes + track_.sample_sizes.at(i) <= limit; ++i)
+        bytes += track_.sample_sizes.at(i);
+    return bytes;
 }
 
 /// False if there are no more samples. An entry with 0 samples per chunk ends the track: its chunks yield no

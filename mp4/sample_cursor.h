@@ -24,6 +24,10 @@ class SampleCursor {
     /// The next sample, or nothing after the last one.
     [[nodiscard]] std::optional<Sample> next();
 
+    /// Bytes of the sample that next() returned last and of whole samples after it in the same chunk, as many
+    /// as `limit` permits.
+    [[nodiscard]] std::uint64_t run_length(std::uint64_t limit) const;
+
   private:
     bool enter_chunk();
     void leave_chunk();

@@ -47,6 +47,25 @@ double duration_of(std::vector<SttsEntry> times, std::uint32_t timescale, std::u
     return frame_duration(track);
 }
 
+/// Adds up how many bytes of a sample are in the window already when a read loads the rest of it: the reader
+/// moves them. All samples have the same size and follow one another up to the end of the file.
+class CountingInput final : public platform::InputFile {
+  public:
+    CountingInput(std::string clip, std::size_t sample_size)
+        : file_(std::move(clip)), sample_size_(sample_size) {}
+    [[nodiscard]] std::uint64_t size() const override { return file_.size(); }
+    std::size_t read_at(std::uint64_t position, std::span<platform::Byte> to) override {
+        const std::uint64_t left = size() - position;
+        moved += (sample_size_ - left % sample_size_) % sample_size_;
+        return file_.read_at(position, to);
+    }
+    std::uint64_t moved = 0;
+
+  private:
+    MemoryInput file_;
+    std::size_t sample_size_;
+};
+
 const ClipTrack kFiveFrames{.samples = {nal("one"), nal("second"), nal("3"), nal(""), nal("five")},
                             .sync = {{1, 4}}};
 
@@ -114,6 +133,25 @@ TEST(FrameLoopTest, PositionsMayExceed4GiBAndChunkOffsets2GiB) {
                       {4 * kGiB, box_header(1, "free") + be64(kGiB)},
                       {5 * kGiB, make_clip(track)}});
     EXPECT_EQ(convert(file).frames.at(0).bytes, in_frame("afar"));
+}
+
+TEST(FrameLoopTest, FewBytesOfLargeSamplesAreMovedInTheWindow) {
+    for (const std::size_t size :
+         {5'000U, 16'000U, 25'000U, 60'000U, 90'000U, 140'000U, 200'000U, 300'000U}) {
+        for (const std::size_t samples_per_chunk : {1U, 7U, 30U}) {
+            ClipTrack track{.samples = std::vector<std::string>(210, nal(std::string(size - 4, 'x')))};
+            track.chunks = std::vector<std::size_t>(210 / samples_per_chunk, samples_per_chunk);
+            CountingInput file(make_clip(track), size);
+            BoxReader in(&file);
+            const auto tracks = gather_tracks(in, [](const std::string&) {});
+            in.clear();
+            file.moved = 0;
+            std::size_t frames = 0;
+            (void)convert_track(tracks.at(0), in, 0, 1, [&](const Frame&) { return ++frames > 0; });
+            EXPECT_EQ(frames, 210U);
+            EXPECT_LT(file.moved, 210 * size / 20) << size << " in chunks of " << samples_per_chunk;
+        }
+    }
 }
 
 TEST(FrameLoopTest, FrameIsNeverLargerThanTheClip) {
