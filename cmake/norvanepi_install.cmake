@@ -9,7 +9,7 @@ set(NORVANEPI_MODULE_DIR "${CMAKE_INSTALL_LIBDIR}/norvanepi")
 file(RELATIVE_PATH NORVANEPI_MODULE_DIR_FROM_PROGRAMS
   "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}/norvanepi")
 
-# norvanepi_install_dev(): installs the header, the example, the pages for makers of hosts, and the CMake and pkg-config files
+# norvanepi_install_dev(): installs the header, the examples, the pages for makers of hosts, and the CMake and pkg-config files
 # that locate them and the module.
 function(norvanepi_install_dev)
   set(made "${CMAKE_BINARY_DIR}/package")
@@ -23,8 +23,7 @@ function(norvanepi_install_dev)
     DESTINATION "${config_dir}" COMPONENT dev)
   install(FILES "${made}/norvanepi.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT dev)
   install(FILES "${CMAKE_SOURCE_DIR}/include/norvanepi.h" TYPE INCLUDE COMPONENT dev)
-  install(FILES "${CMAKE_SOURCE_DIR}/examples/minimal_host.c" DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples"
-    COMPONENT dev)
+  install(DIRECTORY "${CMAKE_SOURCE_DIR}/examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT dev)
   foreach(page host-interface host-checklist messages state-file recording-format clip-reading glossary)
     install(FILES "${CMAKE_SOURCE_DIR}/docs/${page}.md" TYPE DOC COMPONENT dev)
   endforeach()

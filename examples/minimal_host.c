@@ -62,7 +62,7 @@ static void answer(const char* document, const char* guid) {
                   "><Storage GUID=\"@\"><Input><Context Number=\"0\" Recordings=\"1\" TotalSize=\"1\" "
                   "OldestStart=\"0\" NewestEnd=\"0\"/></Input></Storage>" END,
                   (const char*[]){guid});
-    } else if (strstr(document, "Command=\"4\"")) { /* NORVANEPI_RESERVE */
+    } else if (strstr(document, "Command=\"" NORVANEPI_RESERVE "\"")) {
         send_text("<Pavo><Storage><Reservation GUID=\"@\" TmpDir=\"@\" OutDir=\"@\"/></Storage></Pavo>",
                   (const char*[]){guid, tmp_dir, out_dir});
     } else if (strstr(document, "Command=\"" NORVANEPI_ASK_RECORDINGS "\"")) {
@@ -106,18 +106,24 @@ static void* run_main_loop(void* unused) {
     return unused;
 }
 
+/* Stores the address of an exported function in a pointer to it. */
+static int find(void* module, const char* name, void* pointer) {
+    return (*(void**)pointer = dlsym(module, name)) != NULL;
+}
+
 int main(int argc, char** argv) {
     if (argc != 5) return fprintf(stderr, "minimal_host MODULE CLIP.mp4 TMPDIR OUTDIR/\n"), 2;
     void* const module = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
     if (module == NULL) return fprintf(stderr, "%s\n", dlerror()), 2;
     clip = argv[2], tmp_dir = argv[3], out_dir = argv[4];
-    norvanepi_load* const load = (norvanepi_load*)dlsym(module, "Load");
-    norvanepi_open* const open = (norvanepi_open*)dlsym(module, "Open");
-    norvanepi_close* const close = (norvanepi_close*)dlsym(module, "Close");
-    norvanepi_unload* const unload = (norvanepi_unload*)dlsym(module, "Unload");
-    write_entry = (norvanepi_write*)dlsym(module, "Write");
-    ioctl_entry = (norvanepi_ioctl*)dlsym(module, "IOCTL");
-    if (!load || !open || !close || !unload || !write_entry || !ioctl_entry) return 2;
+    norvanepi_load* load;
+    norvanepi_open* open;
+    norvanepi_close* close;
+    norvanepi_unload* unload;
+    if (!find(module, "Load", &load) || !find(module, "Open", &open) || !find(module, "Close", &close) ||
+        !find(module, "Unload", &unload) || !find(module, "Write", &write_entry) ||
+        !find(module, "IOCTL", &ioctl_entry))
+        return 2;
 
     const struct norvanepi_host_info host = {.callback = on_call};
     struct norvanepi_module_info info = {.identifier = 0};

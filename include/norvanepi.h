@@ -3,7 +3,9 @@
 
 /*
  * The interface between a host and norvanepi: records, codes, and names in XML documents. Declarations only,
- * for C11 and C++. docs/host-interface.md explains their use; minimal_host.c is a complete host.
+ * for C11 (with GCC and Clang also C99) and for C++11 and later. host-interface.md explains
+ * their use, host-checklist.md what a host has to do; minimal_host.c and site_host.c are complete hosts. They
+ * are installed in share/doc/norvanepi-dev.
  *
  * All records are little-endian and have exactly the sizes declared here. The module neither reads nor writes
  * bytes named "reserved". Fields named after their offset ("word12") have a fixed value without a meaning for
@@ -19,10 +21,16 @@
 #if UINTPTR_MAX != UINT64_MAX
 #error "the records hold 64-bit addresses"
 #endif
+#if defined(__cplusplus) && __cplusplus < 201103L && !defined(_MSC_VER)
+#error "norvanepi.h needs C++11 or later"
+#endif
 
 #ifdef __cplusplus
 #define NORVANEPI_ASSERT(condition) static_assert(condition, #condition)
 extern "C" {
+#elif defined(__GNUC__)
+#define NORVANEPI_ASSERT(condition) __extension__ _Static_assert(condition, #condition) /* also before C11 \
+                                                                                         */
 #else
 #define NORVANEPI_ASSERT(condition) _Static_assert(condition, #condition)
 #endif
@@ -101,10 +109,11 @@ NORVANEPI_SIZE(norvanepi_host_reply, 12);
  * The host's function that receives all documents and releases. It returns 0 for success; the module logs any
  * other value if it was a release, and ignores it otherwise.
  *
- * THREAD: only threads that are inside Load, Open, Close, Unload or the main loop (NORVANEPI_RUN_MAIN_LOOP).
- * Two of them may call it at the same time: Close releases queued texts while the main loop completes its
- * current one. The module holds no lock during the call, so the callback may call Write, IOCTL and Close. It
- * must not throw.
+ * THREAD: one at a time, and only a thread that is inside Open, the main loop (NORVANEPI_RUN_MAIN_LOOP), or
+ * Close, Unload or a second Load, which wait for the main loop first. One exception: Write and IOCTL log an
+ * error that they catch, such as a lack of memory, on their own thread at any time; a host that must exclude
+ * this takes a lock in the callback. The module holds no lock during the call, so the callback may call
+ * Write, IOCTL and Close. It must not throw.
  */
 typedef int32_t norvanepi_host_callback(const struct norvanepi_host_request* request,
                                         struct norvanepi_host_reply* reply);
@@ -196,8 +205,9 @@ struct norvanepi_write_request {
     /**
      * An XML document. OWNERSHIP: the host's. An accepted text must remain valid and unchanged until the
      * module releases it with a request of NORVANEPI_CLASS_RELEASE. The module does this exactly once for
-     * each accepted text, at the latest inside Close; if the main loop's thread calls Close, at the end of
-     * the loop. The module does not keep a refused text. THREAD: only the main loop's thread reads the text.
+     * each accepted text, at the latest inside Close; if the callback calls Close on the main loop's thread,
+     * before NORVANEPI_RUN_MAIN_LOOP returns. The module does not keep a refused text. THREAD: only the main
+     * loop's thread reads the text.
      */
     const char* text;
     uint32_t identifier; /* of the sender */
@@ -268,9 +278,11 @@ typedef int32_t norvanepi_unload(const void* unused, struct norvanepi_close_resu
  */
 typedef int32_t norvanepi_open(const void* unused, struct norvanepi_open_result* result);
 /**
- * Ends the main loop, releases all texts and writes the state file. Waits until the main loop has completed
- * its current message; a call on the main loop's own thread returns at once, and the loop does the rest at
- * its end. Call Load before the next Open, because the main loop cannot run again. THREAD: any.
+ * Ends the main loop, waits until it has completed its current message, then releases the texts that are
+ * still queued and writes the state file. A call from the callback on the main loop's thread returns at once,
+ * and the loop does the rest after its current message. Call Load before the next Open, because the main loop
+ * cannot run again. Before dlclose, join the thread that ran the main loop: it may still be returning from
+ * IOCTL. THREAD: any; of two calls at the same time, one may return before the other has done all of this.
  */
 typedef int32_t norvanepi_close(const void* unused, struct norvanepi_close_result* result);
 /** Reads nothing. THREAD: any. */
@@ -343,10 +355,10 @@ typedef int32_t norvanepi_ioctl(const struct norvanepi_ioctl_request* request,
 
 /** Values. */
 #define NORVANEPI_MODULE_NAME "norvanepi"
-#define NORVANEPI_ASK_STORAGE_INFO "1"  /* Command attribute of a device's Storage element */
-#define NORVANEPI_ASK_RECORDINGS "2"    /* the same attribute */
-#define NORVANEPI_RELEASE_RESERVATION 3 /* Command attribute of Reservation */
-#define NORVANEPI_RESERVE 4             /* the same attribute */
+#define NORVANEPI_ASK_STORAGE_INFO "1"    /* Command attribute of a device's Storage element */
+#define NORVANEPI_ASK_RECORDINGS "2"      /* the same attribute */
+#define NORVANEPI_RELEASE_RESERVATION "3" /* Command attribute of a Reservation element */
+#define NORVANEPI_RESERVE "4"             /* the same attribute */
 #define NORVANEPI_RETRIEVAL_DONE 3 /* RetrievalStatus attribute; with a FileName, the clip is downloaded */
 #define NORVANEPI_RETRIEVAL_FAILED 4
 #define NORVANEPI_STATUS_STARTED 2  /* Status attribute of the report: operations have started */

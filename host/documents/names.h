@@ -64,8 +64,8 @@ inline constexpr std::int32_t kModuleId = NORVANEPI_MODULE_ID;
 inline constexpr std::int32_t kStorageId = NORVANEPI_STORAGE_ID;
 inline constexpr const char* kAskStorageInfo = NORVANEPI_ASK_STORAGE_INFO;  // Storage Command
 inline constexpr const char* kAskRecordings = NORVANEPI_ASK_RECORDINGS;
-inline constexpr std::int32_t kReleaseReservation = NORVANEPI_RELEASE_RESERVATION;  // Reservation Command
-inline constexpr std::int32_t kReserve = NORVANEPI_RESERVE;
+inline constexpr const char* kReleaseReservation = NORVANEPI_RELEASE_RESERVATION;  // Reservation Command
+inline constexpr const char* kReserve = NORVANEPI_RESERVE;
 inline constexpr std::int32_t kRetrievalDone = NORVANEPI_RETRIEVAL_DONE;  // RetrievalStatus
 inline constexpr std::int32_t kRetrievalFailed = NORVANEPI_RETRIEVAL_FAILED;
 

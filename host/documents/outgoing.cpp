@@ -49,7 +49,7 @@ XMLElement* fill_storage_command(XMLDocument& document, const DeviceStorageComma
     return storage;
 }
 
-XMLElement* fill_reservation(XMLDocument& document, const norvane::Guid& guid, std::int32_t command) {
+XMLElement* fill_reservation(XMLDocument& document, const norvane::Guid& guid, const char* command) {
     XMLElement* storage = add_child(start_document(document, names::kPavo), names::kStorage);
     storage->SetAttribute(names::kId, names::kStorageId);
     XMLElement* reservation = add_child(storage, names::kReservation);

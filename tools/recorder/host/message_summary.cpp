@@ -47,7 +47,7 @@ MessageSummary of_reservation(const XMLElement* storage) {
     const XMLElement* reservation = storage->FirstChildElement(names::kReservation);
     if (reservation == nullptr) return {"reservation", "?", cli::Colour::kYellow};
     const std::string guid = attribute(reservation, names::kGuid);
-    if (reservation->IntAttribute(names::kCommand) == names::kReserve) {
+    if (attribute(reservation, names::kCommand) == names::kReserve) {
         return {"reserve", fmt::format("{} GB for {}", attribute(reservation, names::kReserveGb), guid),
                 cli::Colour::kYellow};
     }
