@@ -3,9 +3,9 @@
 
 /*
  * The interface between a host and norvanepi: records, codes, and names in XML documents. Declarations only,
- * for C11 (with GCC and Clang also C99) and for C++11 and later. host-interface.md explains
- * their use, host-checklist.md what a host has to do; minimal_host.c and site_host.c are complete hosts. They
- * are installed in share/doc/norvanepi-dev.
+ * for C11 (with GCC and Clang also C99) and for C++11 and later. host-interface.md explains their use,
+ * host-checklist.md what a host has to do; examples/minimal_host.c and examples/site_host.c are complete hosts.
+ * They are installed in share/doc/norvanepi, or share/doc/norvanepi-dev on Debian.
  *
  * All records are little-endian and have exactly the sizes declared here. The module neither reads nor writes
  * bytes named "reserved". Fields named after their offset ("word12") have a fixed value without a meaning for
@@ -131,7 +131,10 @@ struct norvanepi_host_info {
 NORVANEPI_AT(norvanepi_host_info, callback, 16);
 NORVANEPI_SIZE(norvanepi_host_info, 24);
 
-/** Second argument of Load; the module writes it. OWNERSHIP: the host's; valid during the call. */
+/**
+ * Second argument of Load; the module writes it, unless it catches an error, which is logged. OWNERSHIP: the
+ * host's; valid during the call.
+ */
 struct norvanepi_module_info {
     uint8_t reserved0[8];
     uint32_t identifier; /* NORVANEPI_MODULE_ID */
