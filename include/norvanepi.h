@@ -4,8 +4,8 @@
 /*
  * The interface between a host and norvanepi: records, codes, and names in XML documents. Declarations only,
  * for C11 (with GCC and Clang also C99) and for C++11 and later. host-interface.md explains their use,
- * host-checklist.md what a host has to do; examples/minimal_host.c and examples/site_host.c are complete hosts.
- * They are installed in share/doc/norvanepi, or share/doc/norvanepi-dev on Debian.
+ * host-checklist.md what a host has to do; examples/minimal_host.c and examples/site_host.c are complete
+ * hosts. They are installed in share/doc/norvanepi, or share/doc/norvanepi-dev on Debian.
  *
  * All records are little-endian and have exactly the sizes declared here. The module neither reads nor writes
  * bytes named "reserved". Fields named after their offset ("word12") have a fixed value without a meaning for
@@ -29,8 +29,9 @@
 #define NORVANEPI_ASSERT(condition) static_assert(condition, #condition)
 extern "C" {
 #elif defined(__GNUC__)
-#define NORVANEPI_ASSERT(condition) __extension__ _Static_assert(condition, #condition) /* also before C11 \
-                                                                                         */
+#define NORVANEPI_ASSERT(condition)                                        \
+    __extension__ _Static_assert(condition, #condition) /* also before C11 \
+                                                         */
 #else
 #define NORVANEPI_ASSERT(condition) _Static_assert(condition, #condition)
 #endif
