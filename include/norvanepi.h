@@ -28,10 +28,8 @@
 #ifdef __cplusplus
 #define NORVANEPI_ASSERT(condition) static_assert(condition, #condition)
 extern "C" {
-#elif defined(__GNUC__)
-#define NORVANEPI_ASSERT(condition)                                        \
-    __extension__ _Static_assert(condition, #condition) /* also before C11 \
-                                                         */
+#elif defined(__GNUC__) /* which have it before C11, too */
+#define NORVANEPI_ASSERT(condition) __extension__ _Static_assert(condition, #condition)
 #else
 #define NORVANEPI_ASSERT(condition) _Static_assert(condition, #condition)
 #endif
