@@ -13,7 +13,7 @@ using cli::Json;
 
 constexpr std::size_t kMaxCurves = 20'000;  // a browser cannot open a page with more
 constexpr std::size_t kMaxGaps = 10;
-constexpr std::int64_t kSecond = 1000;  // ms
+constexpr std::int64_t kMsPerSecond = 1000;
 
 std::int64_t instant_of(const Json& time) {
     const auto instant = reader::parse_instant(time.get<std::string>());
@@ -29,7 +29,8 @@ Json instant_or_null(const Json& time) {
 Intervals round_to_seconds(const Intervals& intervals) {
     Intervals rounded;
     for (const Interval& one : intervals)
-        rounded.push_back({one.begin / kSecond * kSecond, (one.end / kSecond + 1) * kSecond});
+        rounded.push_back(
+            {one.begin / kMsPerSecond * kMsPerSecond, (one.end / kMsPerSecond + 1) * kMsPerSecond});
     return merge(std::move(rounded));
 }
 

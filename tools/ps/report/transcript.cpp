@@ -18,7 +18,6 @@ namespace {
 
 using tinyxml2::XMLElement;
 
-constexpr std::int64_t kSecond = 1000;  // ms
 constexpr const char* kNotFinished = "not finished";
 constexpr const char* kNeverRequested = "never requested";
 
@@ -37,7 +36,7 @@ std::string clip_id_of(const Device& device) {
 }
 
 std::int64_t instant(const XMLElement& element, const char* name) {
-    return element.Int64Attribute(name, -1) * kSecond;
+    return element.Int64Attribute(name, -1) * 1000;
 }
 
 std::string text(const XMLElement& element, const char* name) {
