@@ -206,6 +206,8 @@ TEST_F(PsProgramTest, ProbeReportsTheRuleAndMatchesConvert) {
     bad_length.samples[1] = std::string("\x7F\0\0\0 other", 10);
     ClipTrack large = track;
     large.samples[1] = nal(unit_of(4'194'304));
+    ClipTrack short_sound = track;
+    short_sound.boxes["stsd"] = box("stsd", zeros(4) + be32(1) + box("mp4a", std::string(28, '\0')));
     const std::string meta = box("meta", std::string(4, '\0') + box("hdlr", std::string(24, '\0')));
     const std::string whole = make_clip(track);
     const struct {
@@ -219,6 +221,7 @@ TEST_F(PsProgramTest, ProbeReportsTheRuleAndMatchesConvert) {
         {make_clip(long_offsets), "co64", "refused"},
         {make_clip(no_sizes), "no-tables", "refused"},
         {make_clip(Clip{.tracks = {track}, .in_front = meta}), "meta-ahead", "refused"},
+        {make_clip(short_sound), "overrun", "refused"},
         {box("ftyp", "isom") + box("free", "12"), "no-moov", "refused"},
         {whole.substr(0, 60), "truncated", "refused"},
         {whole.substr(0, whole.size() - 1), "truncated", "converted in part"},

@@ -39,6 +39,7 @@ class Diagnosis {
         check_fragments();
         if (dry_run_.tracks.empty()) {
             check_meta();
+            check_overrun();
             check_box_ends();
             check_tables();
         }
@@ -72,6 +73,21 @@ class Diagnosis {
         });
         if (meta == boxes_.end()) return;
         add("meta-ahead", *meta, "a 'meta' box precedes the tracks; nothing after its header is found");
+    }
+
+    /// The walk continues where the reader of a box stopped. Behind its end, the next header is not a header.
+    void check_overrun() {
+        for (std::size_t i = 0; i < boxes_.size(); ++i) {
+            const BoxInfo& box = boxes_[i];
+            if (box.type != kStsd || exceeds_clip(box)) continue;
+            const std::uint64_t end = box.payload_offset + box.payload_size;
+            const std::uint64_t next = i + 1 < boxes_.size() ? boxes_[i + 1].offset : in_.size();
+            if (next <= end) continue;
+            add("overrun", box,
+                fmt::format("the reader ran past its box by {} bytes; it misses the boxes there",
+                            next - end));
+            return;
+        }
     }
 
     void check_box_ends() {
