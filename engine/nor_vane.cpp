@@ -43,7 +43,7 @@ CNorVane::~CNorVane() {
     }
     try {
         save_state();
-    } catch (...) {  // out of memory; nothing is left to report it to
+    } catch (...) {  // out of memory, so that it cannot be reported either
     }
 }
 

@@ -108,11 +108,11 @@ NORVANEPI_SIZE(norvanepi_host_reply, 12);
  * The host's function that receives all documents and releases. It returns 0 for success; the module logs any
  * other value if it was a release, and ignores it otherwise.
  *
- * THREAD: one at a time, and only a thread that is inside Open, the main loop (NORVANEPI_RUN_MAIN_LOOP), or
- * Close, Unload or a second Load, which wait for the main loop first. One exception: Write and IOCTL log an
- * error that they catch, such as a lack of memory, on their own thread at any time; a host that must exclude
- * this takes a lock in the callback. The module holds no lock during the call, so the callback may call
- * Write, IOCTL and Close. It must not throw.
+ * THREAD: one at a time: the one inside Open, the one that runs the main loop (NORVANEPI_RUN_MAIN_LOOP), or,
+ * after the loop has ended, the one inside Close, Unload or Load. One exception: Write and IOCTL log an error
+ * that they catch, such as a lack of memory, on their own thread at any time; a host that must exclude this
+ * takes a lock in the callback. The module holds no lock during the call, so the callback may call Write,
+ * IOCTL and Close. It must not throw.
  */
 typedef int32_t norvanepi_host_callback(const struct norvanepi_host_request* request,
                                         struct norvanepi_host_reply* reply);
@@ -121,7 +121,7 @@ typedef int32_t norvanepi_host_callback(const struct norvanepi_host_request* req
 
 /**
  * First argument of Load. OWNERSHIP: the host's; valid during the call. The callback must remain callable
- * until Unload has returned.
+ * until Unload and the main loop have returned.
  */
 struct norvanepi_host_info {
     uint8_t reserved0[16];
@@ -207,9 +207,9 @@ struct norvanepi_write_request {
     /**
      * An XML document. OWNERSHIP: the host's. An accepted text must remain valid and unchanged until the
      * module releases it with a request of NORVANEPI_CLASS_RELEASE. The module does this exactly once for
-     * each accepted text, at the latest inside Close; if the callback calls Close on the main loop's thread,
-     * before NORVANEPI_RUN_MAIN_LOOP returns. The module does not keep a refused text. THREAD: only the main
-     * loop's thread reads the text.
+     * each accepted text, at the latest inside Close or Unload; if the callback calls them on the main loop's
+     * thread, before NORVANEPI_RUN_MAIN_LOOP returns. The module does not keep a refused text. THREAD: only
+     * the main loop's thread reads the text.
      */
     const char* text;
     uint32_t identifier; /* of the sender */
@@ -272,7 +272,7 @@ NORVANEPI_SIZE(norvanepi_ioctl_result, 20);
  * its main loop is running. THREAD: any, one at a time.
  */
 typedef int32_t norvanepi_load(const struct norvanepi_host_info* host, struct norvanepi_module_info* module);
-/** Closes the module context if it is open, and destroys it. THREAD: any, one at a time. */
+/** Does what Close does, if Close was not called, and destroys the context. THREAD: as for Close. */
 typedef int32_t norvanepi_unload(const void* unused, struct norvanepi_close_result* result);
 /**
  * Reads the state file and registers the module with the host. Write is accepted from the registration on.
@@ -281,10 +281,14 @@ typedef int32_t norvanepi_unload(const void* unused, struct norvanepi_close_resu
 typedef int32_t norvanepi_open(const void* unused, struct norvanepi_open_result* result);
 /**
  * Ends the main loop, waits until it has completed its current message, then releases the texts that are
- * still queued and writes the state file. A call from the callback on the main loop's thread returns at once,
- * and the loop does the rest after its current message. Call Load before the next Open, because the main loop
- * cannot run again. Before dlclose, join the thread that ran the main loop: it may still be returning from
- * IOCTL. THREAD: any; of two calls at the same time, one may return before the other has done all of this.
+ * still queued and writes the state file. Call Load before the next Open, because the main loop cannot run
+ * again. Before dlclose, join the thread that ran the main loop: it may still be returning from IOCTL.
+ *
+ * A call from the callback on the main loop's thread returns at once, and the loop does the rest after its
+ * current message. Join that thread before the next Load, which creates no context while the loop runs.
+ *
+ * THREAD: any, but not while another thread is inside Open. Of two calls at the same time, one may return
+ * before the other has done all of this.
  */
 typedef int32_t norvanepi_close(const void* unused, struct norvanepi_close_result* result);
 /** Reads nothing. THREAD: any. */
@@ -304,7 +308,7 @@ typedef int32_t norvanepi_seek(const void* unused, struct norvanepi_seek_result*
 typedef int32_t norvanepi_ioctl(const struct norvanepi_ioctl_request* request,
                                 struct norvanepi_ioctl_result* result);
 
-/* ---- Names and values in XML documents; docs/messages.md describes the documents ---- */
+/* ---- Names and values in XML documents; messages.md describes the documents ---- */
 
 /** Elements. Those of the feature message and of the status report differ only in case. */
 #define NORVANEPI_ELEMENT_PAVO "Pavo"
@@ -361,7 +365,7 @@ typedef int32_t norvanepi_ioctl(const struct norvanepi_ioctl_request* request,
 #define NORVANEPI_ASK_RECORDINGS "2"      /* the same attribute */
 #define NORVANEPI_RELEASE_RESERVATION "3" /* Command attribute of a Reservation element */
 #define NORVANEPI_RESERVE "4"             /* the same attribute */
-#define NORVANEPI_RETRIEVAL_DONE 3 /* RetrievalStatus attribute; with a FileName, the clip is downloaded */
+#define NORVANEPI_RETRIEVAL_DONE 3        /* RetrievalStatus attribute; inside Input/Context: of one clip */
 #define NORVANEPI_RETRIEVAL_FAILED 4
 #define NORVANEPI_STATUS_STARTED 2  /* Status attribute of the report: operations have started */
 #define NORVANEPI_STATUS_ALL_DONE 3 /* no operation is left */

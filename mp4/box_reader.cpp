@@ -62,8 +62,8 @@ std::size_t BoxReader::take_from_window(std::span<Byte> to) {
     return count;
 }
 
-/// Loads `count` bytes from the position on, or more ahead while reading is sequential. Keeps those that the
-/// window already has.
+/// Loads at least `count` bytes from the position on, and with `read_ahead` more while reading is sequential.
+/// Keeps those that the window already has.
 void BoxReader::refill(std::size_t count, std::size_t limit, bool read_ahead) {
     const std::size_t kept = in_window();
     const bool sequential = kept > 0 || (position_ >= valid_end_ && position_ - valid_end_ <= fill_size_);

@@ -32,8 +32,8 @@ class BoxReader {
     [[nodiscard]] std::span<platform::Byte> peek(std::size_t count, std::size_t limit);
     [[nodiscard]] std::span<platform::Byte> peek(std::size_t count) { return peek(count, count); }
 
-    /// Loads the next `count` bytes, and no more, if they are not all in the window. For a caller that knows
-    /// better than the reader where the bytes end that are peeked at together.
+    /// Loads the next `count` bytes, and no more, unless the window already has them. For a caller that knows
+    /// where the bytes end that it will peek at. `limit` as for peek().
     void load(std::size_t count, std::size_t limit);
 
     /// Moves past `count` peeked bytes. The caller may overwrite them from now on: seeking back reads them
@@ -79,5 +79,5 @@ class BoxReader {
     std::uint64_t window_offset_ = 0;  // file offset of the window's first byte
     std::uint64_t valid_begin_ = 0;    // file offsets between which the window
     std::uint64_t valid_end_ = 0;      // is identical to the file
-    std::size_t fill_size_ = 0;        // bytes that the last refill asked for
+    std::size_t fill_size_ = 0;        // bytes that the last refill was to read ahead
 };

@@ -96,8 +96,8 @@ class FileSystem {
     [[nodiscard]] virtual std::optional<std::string> read_whole(const std::string& path) = 0;
 
     /// Replaces the file's content atomically: a crash leaves either the complete old or the complete new
-    /// content. False if it kept the old content. file_replace_posix.cpp describes the steps and the
-    /// exceptions.
+    /// content. False on failure, which keeps the old content. file_replace_posix.cpp describes the steps and
+    /// the exceptions, in which the old file is overwritten in place.
     virtual bool replace_whole(const std::string& path, std::string_view content) = 0;
 };
 

@@ -1,13 +1,11 @@
 // Replaces a file atomically: writes the new content to a temporary file in the same directory, whose name
 // ends with ".new", flushes it to the disk, and renames it over the old file.
 //
-// - A link at the path is kept. The file that it leads to is replaced; the temporary file is in its
-// directory.
+// - A link at the path is kept. The file that it leads to is replaced, and the temporary file is next to it.
 // - A new file gets mode 0666 less the umask. An existing file keeps its mode.
 // - A file without write permission is kept, because replacing it would bypass its permissions.
-// - If the directory does not permit a new file (EACCES, EPERM, EROFS) or a rename over the old one (EACCES
-// and
-//   EPERM in a sticky directory, EBUSY for a mount point), the old file is overwritten in place.
+// - The old file is overwritten in place if the directory does not permit a new file (EACCES, EPERM, EROFS)
+//   or a rename over the old one (EACCES or EPERM in a sticky directory, EBUSY for a mount point).
 // - If the disk is full, content that is shorter than the old file overwrites it in place.
 // - Anything but a regular file, for example a device, is written in place: a rename would remove it.
 // - After any other failure the old file is kept and the temporary one is removed.

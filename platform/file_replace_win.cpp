@@ -63,9 +63,9 @@ bool replace_file(const std::string& path, std::string_view content) {
     if (written && rename_over(temporary, target)) return true;
     const DWORD error = ::GetLastError();
     const bool open_elsewhere = written && (error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION);
-    boost::system::error_code ignored;
-    const std::uintmax_t old_size = fs::file_size(target, ignored);  // the largest value on failure
-    const bool disk_full = !written && content.size() < old_size && !ignored;
+    boost::system::error_code no_size;
+    const std::uintmax_t old_size = fs::file_size(target, no_size);
+    const bool disk_full = !written && !no_size && content.size() < old_size;
     file.close();
     ::DeleteFileW(temporary.c_str());
     return (open_elsewhere || disk_full) && write_in_place(target, content);
