@@ -121,7 +121,7 @@ typedef int32_t norvanepi_host_callback(const struct norvanepi_host_request* req
 
 /**
  * First argument of Load. OWNERSHIP: the host's; valid during the call. The callback must remain callable
- * until Unload and the main loop have returned.
+ * until Unload and all calls that began before it have returned.
  */
 struct norvanepi_host_info {
     uint8_t reserved0[16];
