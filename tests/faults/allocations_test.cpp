@@ -19,12 +19,12 @@ bool inside() {
 
 /// Runs `work` once for each of its allocations, which fails: alone, then together with all later ones.
 /// Returns the number of runs.
-std::size_t fail_everywhere(bool (*counts)(), const std::function<void(allocations::Fault&)>& work) {
+std::size_t fail_everywhere(const std::function<void(allocations::Fault&)>& work) {
     std::size_t points = 0;
     for (const bool from_then_on : {false, true}) {
         for (std::uint64_t n = 1; !testing::Test::HasFailure(); ++n) {
             SCOPED_TRACE((from_then_on ? "all from allocation " : "allocation ") + std::to_string(n));
-            allocations::Fault fault(n, from_then_on, counts);
+            allocations::Fault fault(n, from_then_on, inside);
             work(fault);
             if (!fault.has_failed_one()) break;
             ++points;
@@ -54,8 +54,8 @@ auto state_of(norvane::OperationQueue& queue) {
 
 TEST(Allocations, FailureDuringRetrievalLeaksNothingAndKeepsTheWorkerRunning) {
     Retrieval().run();  // creates what is kept for the life of the process
-    const std::size_t points = fail_everywhere(inside, [](allocations::Fault& fault) {
-        const std::int64_t blocks = allocations::live_blocks();
+    const std::size_t points = fail_everywhere([](allocations::Fault& fault) {
+        const std::int64_t blocks = allocations::live_blocks;
         {
             Retrieval retrieval;
             if (retrieval.start()) {
@@ -67,7 +67,7 @@ TEST(Allocations, FailureDuringRetrievalLeaksNothingAndKeepsTheWorkerRunning) {
             }
             check_files(retrieval);
         }
-        EXPECT_EQ(allocations::live_blocks(), blocks);
+        EXPECT_EQ(allocations::live_blocks.load(), blocks);
     });
     std::cout << "failing allocations of a retrieval: " << points << "\n";
 }
@@ -120,7 +120,7 @@ TEST(Allocations, OperationQueueHasTheStrongExceptionGuarantee) {
 
 /// With the built module: an entry point that runs out of memory reports it and changes nothing.
 TEST(Allocations, EntryPointsReportFailureAndWorkAgain) {
-    const std::size_t points = fail_everywhere(inside, [](allocations::Fault& fault) {
+    const std::size_t points = fail_everywhere([](allocations::Fault& fault) {
         const WorkingDirectory directory;
         FakeHost host;
         LoadedModule module;

@@ -31,69 +31,55 @@ struct Cost {
     std::int32_t result = 0;
 };
 
-/// Discards what is written and counts it.
-class DiscardingFiles final : public MemoryFiles {
+/// A clip, or a file that discards what is written. Counts both.
+class CountingFile final : public platform::InputFile, public platform::DataFile, public platform::IndexFile {
   public:
-    DiscardingFiles(const HostileClip& clip, Cost& cost) : clip_(clip), cost_(cost) { put("", ""); }
+    CountingFile(const HostileClip& clip, Cost& cost) : clip_(clip), cost_(cost) {}
 
-    [[nodiscard]] std::unique_ptr<platform::InputFile> open_input(const std::string& /*path*/) override {
-        return std::make_unique<Input>(clip_, cost_);
+    [[nodiscard]] std::uint64_t size() const override { return clip_.head.size() + clip_.zeros; }
+    std::size_t read_at(std::uint64_t position, std::span<platform::Byte> to) override {
+        const std::size_t count = position < size() ? std::min<std::size_t>(to.size(), size() - position) : 0;
+        std::ranges::fill(to.first(count), platform::Byte{0});
+        const std::string_view head = clip_.head;
+        if (position < head.size())
+            std::ranges::copy(platform::bytes_of(head.substr(position, count)), to.begin());
+        cost_.read += count;
+        return count;
     }
-    [[nodiscard]] std::unique_ptr<platform::DataFile> create_data(const std::string& /*path*/) override {
-        return std::make_unique<Data>(cost_);
+    std::int64_t append(const Parts& parts) override {
+        const std::int64_t before = length_;
+        for (const auto part : parts) length_ += static_cast<std::int64_t>(part.size());
+        cost_.written += static_cast<std::uint64_t>(length_ - before);
+        return length_ - before;
     }
-    [[nodiscard]] std::unique_ptr<platform::IndexFile> create_index(const std::string& /*path*/) override {
-        return std::make_unique<Index>(cost_);
+    std::int64_t position() override { return length_; }
+    std::size_t write_at(std::uint64_t position, std::span<const platform::Byte> bytes) override {
+        cost_.written += bytes.size();
+        if (position == 0) cost_.spans = PsiHeader::Spans::get(bytes.first<PsiHeader::size>());
+        return bytes.size();
     }
 
   private:
-    class Input final : public platform::InputFile {
-      public:
-        Input(const HostileClip& clip, Cost& cost) : clip_(clip), cost_(cost) {}
-        [[nodiscard]] std::uint64_t size() const override { return clip_.head.size() + clip_.zeros; }
-        std::size_t read_at(std::uint64_t position, std::span<platform::Byte> to) override {
-            const std::size_t count =
-                position < size() ? std::min<std::size_t>(to.size(), size() - position) : 0;
-            std::ranges::fill(to.first(count), platform::Byte{0});
-            const std::string_view head = clip_.head;
-            if (position < head.size())
-                std::ranges::copy(platform::bytes_of(head.substr(position, count)), to.begin());
-            cost_.read += count;
-            return count;
-        }
+    const HostileClip& clip_;
+    Cost& cost_;
+    std::int64_t length_ = 0;
+};
 
-      private:
-        const HostileClip& clip_;
-        Cost& cost_;
-    };
-    class Data final : public platform::DataFile {
-      public:
-        explicit Data(Cost& cost) : cost_(cost) {}
-        std::int64_t append(const Parts& parts) override {
-            const std::int64_t before = length_;
-            for (const auto part : parts) length_ += static_cast<std::int64_t>(part.size());
-            cost_.written += static_cast<std::uint64_t>(length_ - before);
-            return length_ - before;
-        }
-        std::int64_t position() override { return length_; }
+class CountingFiles final : public MemoryFiles {
+  public:
+    CountingFiles(const HostileClip& clip, Cost& cost) : clip_(clip), cost_(cost) { put("", ""); }
 
-      private:
-        Cost& cost_;
-        std::int64_t length_ = 0;
-    };
-    class Index final : public platform::IndexFile {
-      public:
-        explicit Index(Cost& cost) : cost_(cost) {}
-        std::size_t write_at(std::uint64_t position, std::span<const platform::Byte> bytes) override {
-            cost_.written += bytes.size();
-            if (position == 0) cost_.spans = PsiHeader::Spans::get(bytes.first<PsiHeader::size>());
-            return bytes.size();
-        }
+    [[nodiscard]] std::unique_ptr<platform::InputFile> open_input(const std::string& /*path*/) override {
+        return std::make_unique<CountingFile>(clip_, cost_);
+    }
+    [[nodiscard]] std::unique_ptr<platform::DataFile> create_data(const std::string& /*path*/) override {
+        return std::make_unique<CountingFile>(clip_, cost_);
+    }
+    [[nodiscard]] std::unique_ptr<platform::IndexFile> create_index(const std::string& /*path*/) override {
+        return std::make_unique<CountingFile>(clip_, cost_);
+    }
 
-      private:
-        Cost& cost_;
-    };
-
+  private:
     const HostileClip& clip_;
     Cost& cost_;
 };
@@ -102,17 +88,17 @@ Cost cost_of(const HostileClip& clip) {
     Cost cost;
     StreamRecord request;
     request.startSeconds = 1'529'683'509;
-    const auto before = allocations::live_bytes();
-    allocations::reset_peak();
+    const std::int64_t before = allocations::live_bytes;
+    allocations::peak_bytes = before;
     {
-        DiscardingFiles files(clip, cost);
+        CountingFiles files(clip, cost);
         InstantSleeper sleeper;
         norvane::Mp4Parser parser(
             request, {files, sleeper, [&cost](std::int32_t, const std::string&) { ++cost.lines; }});
         cost.result = parser.parse_container();
     }
-    cost.memory = static_cast<std::uint64_t>(allocations::peak_bytes() - before);
-    EXPECT_EQ(allocations::live_bytes(), before);
+    cost.memory = static_cast<std::uint64_t>(allocations::peak_bytes - before);
+    EXPECT_EQ(allocations::live_bytes.load(), before);
     return cost;
 }
 
@@ -206,11 +192,11 @@ std::vector<Case> hostile_clips() {
 /// The peak memory that the worker needs for the text as one message.
 std::int64_t memory_of(SyncLayer& worker, FakeHost& host, const std::string& text) {
     const StreamRecord message = host.lend_message(text);
-    const auto before = allocations::live_bytes();
-    allocations::reset_peak();
+    const std::int64_t before = allocations::live_bytes;
+    allocations::peak_bytes = before;
     EXPECT_TRUE(worker.append(message));
     worker.run();
-    return allocations::peak_bytes() - before;
+    return allocations::peak_bytes - before;
 }
 
 }  // namespace

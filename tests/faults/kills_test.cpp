@@ -94,9 +94,8 @@ TEST(Kills, IndexListsEveryCompletePacket) {
 
 TEST(Kills, StateFileStaysCompleteAndCanBeSavedAgain) {
     const WorkingDirectory directory;
-    const std::string state = "norvanepi_state.xml";
-    const std::string old =
-        "<Pavo><Devices ID='9'><Device Number='1' DisconnectTime='500'/></Devices></Pavo>";
+    const std::string state = Retrieval::kState;
+    const std::string old = Retrieval::kOldState;
     FakeClock clock;
     std::vector<norvane::DisconnectRecord> records{
         {platform::ticks_of(700), {.device_number = 3, .devices_id = 7}}};

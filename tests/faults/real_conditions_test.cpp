@@ -92,6 +92,10 @@ class RealConditionsTest : public testing::Test {
         EXPECT_NE(errors.find(text), std::string::npos) << errors;
     }
 
+    [[nodiscard]] ParsedRecording first_recording() const {
+        return {read_file(first), read_file(first + "i")};
+    }
+
     const std::string first = Retrieval::kRecordings.at("first");
     Retrieval retrieval;
 };
@@ -108,7 +112,7 @@ TEST_F(RealConditionsTest, FullDiskEndsTheClipAndKeepsTheIndexOfWrittenPackets) 
             const FullDisk disk(limit);
             retrieval.convert_first();
         }
-        const ParsedRecording view(read_file(first), read_file(first + "i"));
+        const ParsedRecording view = first_recording();
         if (read_file(first + "i").size() < 1088) continue;
         EXPECT_EQ(view.fault(true), "") << limit;
         max_entries = std::max(max_entries, view.entries.size());
@@ -126,7 +130,7 @@ TEST_F(RealConditionsTest, ConversionSucceedsAgainOnceTheDiskHasSpace) {
     const std::string clip = make_clip({.samples = std::vector<std::string>(40, nal(unit_of(2'000)))});
     write_file("first.mp4", clip);
     expect_in(errors_of_first(), "Error occured while writing frame");
-    const ParsedRecording view(read_file(first), read_file(first + "i"));
+    const ParsedRecording view = first_recording();
     EXPECT_EQ(view.fault(true), "");
     EXPECT_GT(view.entries.size(), 5U);
     EXPECT_LT(view.entries.size(), 40U);
@@ -153,8 +157,7 @@ TEST_F(RealConditionsTest, RemovedDirectoryIsCreatedAgainForTheNextClip) {
     EXPECT_FALSE(boost::filesystem::exists("out"));
     write_file("first.mp4", make_clip({.samples = {nal("again")}}));
     EXPECT_EQ(errors_of_first(), "");
-    EXPECT_EQ(ParsedRecording(read_file(first), read_file(first + "i")).payloads(),
-              std::vector{in_frame("again")});
+    EXPECT_EQ(first_recording().payloads(), std::vector{in_frame("again")});
 }
 
 TEST_F(RealConditionsTest, ClipThatChangesDuringConversionGivesOnlyWholeFrames) {
@@ -183,8 +186,7 @@ TEST_F(RealConditionsTest, ClipThatChangesDuringConversionGivesOnlyWholeFrames) 
         const auto errors = retrieval.errors();
         EXPECT_EQ(errors.size() > before, row.error[0] != '\0') << row.at;
         if (errors.size() > before) expect_in(errors[before], row.error);
-        EXPECT_EQ(ParsedRecording(read_file(first), read_file(first + "i")).entries.size(), row.frames)
-            << row.error;
+        EXPECT_EQ(first_recording().entries.size(), row.frames) << row.error;
         EXPECT_FALSE(boost::filesystem::exists("first.mp4"));
     }
 }

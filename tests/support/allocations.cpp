@@ -2,26 +2,32 @@
 
 #include <malloc.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <new>
 
+namespace allocations {
+
+constinit std::atomic<std::int64_t> live_blocks{0};
+constinit std::atomic<std::int64_t> live_bytes{0};
+constinit std::atomic<std::int64_t> peak_bytes{0};
+
+}  // namespace allocations
+
 namespace {
 
-thread_local allocations::Fault* the_fault = nullptr;
+using allocations::live_blocks, allocations::live_bytes, allocations::peak_bytes;
 
-constinit std::atomic<std::int64_t> blocks{0};
-constinit std::atomic<std::int64_t> bytes{0};
-constinit std::atomic<std::int64_t> peak{0};
+thread_local allocations::Fault* the_fault = nullptr;
 
 void* allocate(std::size_t size) noexcept {
     if (the_fault != nullptr && the_fault->fails_next()) return nullptr;
     void* const block =
         std::malloc(size == 0 ? 1 : size);  // NOLINT(cppcoreguidelines-no-malloc): this is new itself
     if (block == nullptr) return nullptr;
-    ++blocks;
-    const std::int64_t now = bytes += static_cast<std::int64_t>(::malloc_usable_size(block));
-    for (std::int64_t most = peak; most < now && !peak.compare_exchange_weak(most, now);) continue;
+    ++live_blocks;
+    const std::int64_t now = live_bytes += static_cast<std::int64_t>(::malloc_usable_size(block));
+    for (std::int64_t most = peak_bytes; most < now && !peak_bytes.compare_exchange_weak(most, now);)
+        continue;
     return block;
 }
 
@@ -32,8 +38,8 @@ void* allocate_or_throw(std::size_t size) {
 
 void release(void* block) noexcept {
     if (block == nullptr) return;
-    --blocks;
-    bytes -= static_cast<std::int64_t>(::malloc_usable_size(block));
+    --live_blocks;
+    live_bytes -= static_cast<std::int64_t>(::malloc_usable_size(block));
     std::free(block);  // NOLINT(cppcoreguidelines-no-malloc)
 }
 
@@ -56,19 +62,6 @@ bool Fault::fails_next() {
     const bool now = made_ == at_ || (from_then_on_ && made_ > at_);
     failed_one_ = failed_one_ || now;
     return now;
-}
-
-std::int64_t live_blocks() {
-    return blocks;
-}
-std::int64_t live_bytes() {
-    return bytes;
-}
-std::int64_t peak_bytes() {
-    return peak;
-}
-void reset_peak() {
-    peak = bytes.load();
 }
 
 }  // namespace allocations

@@ -3,8 +3,8 @@
 // Replaces operator new in the whole program, including its libraries, so that allocations can fail and be
 // counted.
 
+#include <atomic>
 #include <cstdint>
-#include <functional>
 
 namespace allocations {
 
@@ -32,11 +32,9 @@ class Fault {
     bool failed_one_ = false;
 };
 
-/// Totals of the process.
-[[nodiscard]] std::int64_t live_blocks();
-[[nodiscard]] std::int64_t live_bytes();
-/// The highest number of live bytes since the last reset.
-[[nodiscard]] std::int64_t peak_bytes();
-void reset_peak();
+/// Totals of the process. The peak is the highest number of live bytes; a test may set it to the current one.
+extern std::atomic<std::int64_t> live_blocks;
+extern std::atomic<std::int64_t> live_bytes;
+extern std::atomic<std::int64_t> peak_bytes;
 
 }  // namespace allocations

@@ -7,12 +7,6 @@
 
 namespace hr = host_records;
 
-namespace {
-
-constexpr std::chrono::minutes kMaxWait{1};
-
-}  // namespace
-
 FakeHost::~FakeHost() {
     EXPECT_EQ(lent_.count(), 0U) << "buffers were never released";
     EXPECT_EQ(wrong_releases_, 0);
@@ -27,16 +21,7 @@ StreamRecord FakeHost::lend_message(const std::string& text) {
 
 bool FakeHost::wait_until(const std::function<bool()>& condition) {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, kMaxWait, condition);
-}
-
-bool FakeHost::wait_for_releases() {
-    return wait_until([this] { return lent_.count() == 0; });
-}
-
-std::vector<FakeHost::Message> FakeHost::messages() {
-    const std::lock_guard lock(mutex_);
-    return messages_;
+    return changed_.wait_for(lock, std::chrono::minutes(1), condition);
 }
 
 std::string FakeHost::lines() {
@@ -46,24 +31,9 @@ std::string FakeHost::lines() {
     return all;
 }
 
-std::vector<std::string> FakeHost::releases() {
-    const std::lock_guard lock(mutex_);
-    return releases_;
-}
-
 int FakeHost::wrong_releases() {
     const std::lock_guard lock(mutex_);
     return std::exchange(wrong_releases_, 0);
-}
-
-hr::HostRequest::Bytes FakeHost::last_request() {
-    const std::lock_guard lock(mutex_);
-    return last_request_;
-}
-
-hr::HostReply::Bytes FakeHost::last_reply() {
-    const std::lock_guard lock(mutex_);
-    return last_reply_;
 }
 
 std::int32_t FakeHost::receive(const host_kit::HostCall& call) {
@@ -104,10 +74,6 @@ LoadedModule::LoadedModule()
 LoadedModule::~LoadedModule() {
     if (main_loop_.joinable()) end();
     unload();
-}
-
-void LoadedModule::start_main_loop() {
-    main_loop_ = std::thread([this] { ioctl(hr::kRunMainLoop); });
 }
 
 LoadedModule::Sent LoadedModule::write(const char* buffer, std::uint32_t length, std::uint8_t refused,

@@ -35,17 +35,19 @@ class FakeHost final : public host_kit::CallbackReceiver {
     /// Waits until the condition holds; false after a minute. The condition runs under the host's lock.
     [[nodiscard]] bool wait_until(const std::function<bool()>& condition);
     /// Waits until the module holds no buffer.
-    [[nodiscard]] bool wait_for_releases();
+    [[nodiscard]] bool wait_for_releases() {
+        return wait_until([this] { return lent_.count() == 0; });
+    }
 
     /// The messages received so far; lines() shows them as "class text".
-    [[nodiscard]] std::vector<Message> messages();
+    [[nodiscard]] std::vector<Message> messages() { return copy_of(messages_); }
     [[nodiscard]] std::string lines();
-    [[nodiscard]] std::vector<std::string> releases();
+    [[nodiscard]] std::vector<std::string> releases() { return copy_of(releases_); }
     /// Returns and resets the number of releases of buffers that the module did not hold.
     [[nodiscard]] int wrong_releases();
     /// The raw request and reply of the last call.
-    [[nodiscard]] host_records::HostRequest::Bytes last_request();
-    [[nodiscard]] host_records::HostReply::Bytes last_reply();
+    [[nodiscard]] host_records::HostRequest::Bytes last_request() { return copy_of(last_request_); }
+    [[nodiscard]] host_records::HostReply::Bytes last_reply() { return copy_of(last_reply_); }
 
     /// Called inside the callback, without the lock. It may call the module or throw.
     std::function<void(std::uint32_t message_class, const std::string& text)> on_call;
@@ -56,6 +58,11 @@ class FakeHost final : public host_kit::CallbackReceiver {
   private:
     std::int32_t receive(const host_kit::HostCall& call) override;
     std::string record(const host_kit::HostCall& call);
+    template <typename T>
+    T copy_of(const T& member) {
+        const std::lock_guard lock(mutex_);
+        return member;
+    }
 
     std::mutex mutex_;
     std::condition_variable changed_;
@@ -82,7 +89,9 @@ class LoadedModule : host_kit::ModuleLibrary, public host_kit::Module {
     using host_kit::Module::entry_points;
 
     /// Runs the main loop on a thread of its own until the module is closed.
-    void start_main_loop();
+    void start_main_loop() {
+        main_loop_ = std::thread([this] { ioctl(host_records::kRunMainLoop); });
+    }
     void join_main_loop() { main_loop_.join(); }
     /// From Load to a running main loop.
     void begin() {

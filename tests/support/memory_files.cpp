@@ -8,34 +8,29 @@ using platform::Byte;
 
 namespace {
 
-/// What both kinds of output file share.
-class Output {
+/// A data file or an index file.
+class MemoryOutput final : public platform::DataFile, public platform::IndexFile {
   public:
-    Output(std::string name, std::shared_ptr<std::string> content, OutputFaults& faults)
+    MemoryOutput(std::string name, std::shared_ptr<std::string> content, OutputFaults& faults)
         : name_(std::move(name)), content_(std::move(content)), faults_(faults) {
         ++faults_.open_files;
     }
-    Output(const Output&) = delete;
-    Output& operator=(const Output&) = delete;
-    ~Output() { --faults_.open_files; }
+    MemoryOutput(const MemoryOutput&) = delete;
+    MemoryOutput& operator=(const MemoryOutput&) = delete;
+    ~MemoryOutput() override { --faults_.open_files; }
 
-    bool fails(const char* call) {
-        if (++faults_.calls != faults_.fail_at) return false;
-        faults_.failed = name_ + " " + call;
-        return true;
+    std::int64_t position() override {
+        return fails("position") ? -1 : static_cast<std::int64_t>(content_->size());
     }
 
-    /// The number of bytes that one write of this size stores.
-    std::size_t stored(std::size_t size) { return !fails("write") ? size : faults_.partly ? size / 2 : 0; }
-
-    std::size_t write(std::size_t position, std::span<const Byte> bytes) {
+    std::size_t write_at(std::uint64_t position, std::span<const Byte> bytes) override {
         const std::size_t count = stored(bytes.size());
         content_->resize(std::max(content_->size(), position + count));
         put(position, bytes.first(count));
         return count;
     }
 
-    std::int64_t append(const platform::DataFile::Parts& parts) {
+    std::int64_t append(const Parts& parts) override {
         const std::size_t size = parts[0].size() + parts[1].size() + parts[2].size();
         const std::size_t count = std::min<std::uint64_t>(stored(size), faults_.data_room);
         faults_.data_room -= count;
@@ -49,9 +44,16 @@ class Output {
         return count == 0 && size != 0 ? -1 : static_cast<std::int64_t>(count);
     }
 
-    [[nodiscard]] std::size_t size() const { return content_->size(); }
-
   private:
+    bool fails(const char* call) {
+        if (++faults_.calls != faults_.fail_at) return false;
+        faults_.failed = name_ + " " + call;
+        return true;
+    }
+
+    /// The number of bytes that one write of this size stores.
+    std::size_t stored(std::size_t size) { return !fails("write") ? size : faults_.partly ? size / 2 : 0; }
+
     void put(std::size_t position, std::span<const Byte> bytes) {
         std::ranges::copy(bytes, platform::bytes_of(*content_).subspan(position).begin());
     }
@@ -59,31 +61,6 @@ class Output {
     std::string name_;
     std::shared_ptr<std::string> content_;
     OutputFaults& faults_;
-};
-
-class MemoryData final : public platform::DataFile {
-  public:
-    MemoryData(std::shared_ptr<std::string> content, OutputFaults& faults)
-        : file_("data", std::move(content), faults) {}
-    std::int64_t append(const Parts& parts) override { return file_.append(parts); }
-    std::int64_t position() override {
-        return file_.fails("position") ? -1 : static_cast<std::int64_t>(file_.size());
-    }
-
-  private:
-    Output file_;
-};
-
-class MemoryIndex final : public platform::IndexFile {
-  public:
-    MemoryIndex(std::shared_ptr<std::string> content, OutputFaults& faults)
-        : file_("index", std::move(content), faults) {}
-    std::size_t write_at(std::uint64_t position, std::span<const Byte> bytes) override {
-        return file_.write(position, bytes);
-    }
-
-  private:
-    Output file_;
 };
 
 std::string parent_of(const std::string& path) {
@@ -98,8 +75,6 @@ std::size_t MemoryInput::read_at(std::uint64_t position, std::span<Byte> to) {
     const std::uint64_t end = std::min<std::uint64_t>(content_->size(), ends_at);
     const std::size_t count = position < end ? std::min<std::size_t>(to.size(), end - position) : 0;
     if (count > 0) std::copy_n(content_->data() + position, count, reinterpret_cast<char*>(to.data()));
-    ++reads;
-    bytes_read += count;
     return count;
 }
 
@@ -136,12 +111,12 @@ std::shared_ptr<std::string> MemoryFiles::create(const std::string& path) {
 
 std::unique_ptr<platform::DataFile> MemoryFiles::create_data(const std::string& path) {
     auto content = create(path);
-    return content == nullptr ? nullptr : std::make_unique<MemoryData>(std::move(content), output);
+    return content == nullptr ? nullptr : std::make_unique<MemoryOutput>("data", std::move(content), output);
 }
 
 std::unique_ptr<platform::IndexFile> MemoryFiles::create_index(const std::string& path) {
     auto content = create(path);
-    return content == nullptr ? nullptr : std::make_unique<MemoryIndex>(std::move(content), output);
+    return content == nullptr ? nullptr : std::make_unique<MemoryOutput>("index", std::move(content), output);
 }
 
 bool MemoryFiles::remove_file(const std::string& path) {

@@ -14,7 +14,7 @@
 
 inline constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
 
-/// A file in memory that counts reads.
+/// A file in memory.
 class MemoryInput final : public platform::InputFile {
   public:
     explicit MemoryInput(std::string content)
@@ -26,8 +26,6 @@ class MemoryInput final : public platform::InputFile {
 
     std::uint64_t ends_at = kNever;    // reads end here although size() is larger
     std::uint64_t throws_at = kNever;  // a read that reaches this byte throws std::bad_alloc
-    std::uint64_t reads = 0;
-    std::uint64_t bytes_read = 0;
 
   private:
     std::shared_ptr<const std::string> content_;

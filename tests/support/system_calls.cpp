@@ -47,16 +47,21 @@ Effect effect_of(Kind kind, const char* path, int descriptor = -1) {
     if (effect == Effect::kFail) errno = injection->error();
     return effect;
 }
-
-template <typename Call>
-auto call(Kind kind, const char* path, int descriptor, Call through) -> decltype(through()) {
-    return effect_of(kind, path, descriptor) == Effect::kFail ? -1 : through();
+Effect effect_of(Kind kind, int descriptor) {
+    return effect_of(kind, nullptr, descriptor);
 }
 
-/// A call that transfers `count` bytes, or half of them.
+/// Passes a call on whose first argument is a path or a descriptor.
+template <typename Result = int, typename Object, typename... More>
+Result call(Kind kind, const char* name, Object object, More... more) {
+    return effect_of(kind, object) == Effect::kFail ? -1
+                                                    : next<Result(Object, More...)>(name)(object, more...);
+}
+
+/// The same for a call that transfers `count` bytes, or half of them.
 template <typename Call>
 ::ssize_t transfer(Kind kind, int descriptor, std::size_t count, Call through) {
-    const Effect effect = effect_of(kind, nullptr, descriptor);
+    const Effect effect = effect_of(kind, descriptor);
     if (effect == Effect::kFail) return -1;
     const bool half = effect == Effect::kShort || effect == Effect::kKillAfterHalf;
     const ::ssize_t done = through(half ? (count + 1) / 2 : count);
@@ -107,13 +112,13 @@ REPLACED int open(const char* path, int flags, ...) {
     va_start(more, flags);
     const ::mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, ::mode_t) : 0;
     va_end(more);
-    return call(Kind::kOpen, path, -1,
-                [&] { return next<int(const char*, int, ...)>("open")(path, flags, mode); });
+    if (effect_of(Kind::kOpen, path) == Effect::kFail) return -1;
+    return next<int(const char*, int, ...)>("open")(path, flags, mode);
 }
 
 /// A failing close also frees the descriptor.
 REPLACED int close(int descriptor) {
-    const Effect effect = effect_of(Kind::kClose, nullptr, descriptor);
+    const Effect effect = effect_of(Kind::kClose, descriptor);
     const int error = errno;
     const int result = next<int(int)>("close")(descriptor);
     if (effect != Effect::kFail) return result;
@@ -122,20 +127,16 @@ REPLACED int close(int descriptor) {
 }
 
 REPLACED int stat(const char* path, struct ::stat* status) noexcept {
-    return call(Kind::kStatus, path, -1,
-                [&] { return next<int(const char*, struct ::stat*)>("stat")(path, status); });
+    return call(Kind::kStatus, "stat", path, status);
 }
 REPLACED int stat64(const char* path, struct ::stat64* status) noexcept {
-    return call(Kind::kStatus, path, -1,
-                [&] { return next<int(const char*, struct ::stat64*)>("stat64")(path, status); });
+    return call(Kind::kStatus, "stat64", path, status);
 }
 REPLACED int lstat64(const char* path, struct ::stat64* status) noexcept {
-    return call(Kind::kStatus, path, -1,
-                [&] { return next<int(const char*, struct ::stat64*)>("lstat64")(path, status); });
+    return call(Kind::kStatus, "lstat64", path, status);
 }
 REPLACED int fstat(int descriptor, struct ::stat* status) noexcept {
-    return call(Kind::kStatus, nullptr, descriptor,
-                [&] { return next<int(int, struct ::stat*)>("fstat")(descriptor, status); });
+    return call(Kind::kStatus, "fstat", descriptor, status);
 }
 
 REPLACED ::ssize_t pread(int descriptor, void* to, std::size_t count, ::off_t at) {
@@ -158,35 +159,30 @@ REPLACED ::ssize_t writev(int descriptor, const ::iovec* parts, int number) {
     });
 }
 REPLACED ::off_t lseek(int descriptor, ::off_t offset, int whence) noexcept {
-    return call(Kind::kSeek, nullptr, descriptor,
-                [&] { return next<::off_t(int, ::off_t, int)>("lseek")(descriptor, offset, whence); });
+    return call<::off_t>(Kind::kSeek, "lseek", descriptor, offset, whence);
 }
 
 REPLACED int mkdir(const char* path, ::mode_t mode) noexcept {
-    return call(Kind::kMakeDirectory, path, -1,
-                [&] { return next<int(const char*, ::mode_t)>("mkdir")(path, mode); });
+    return call(Kind::kMakeDirectory, "mkdir", path, mode);
 }
 REPLACED int unlink(const char* path) noexcept {
-    return call(Kind::kRemove, path, -1, [&] { return next<int(const char*)>("unlink")(path); });
+    return call(Kind::kRemove, "unlink", path);
 }
 REPLACED int rename(const char* from, const char* to) noexcept {
-    return call(Kind::kRename, to, -1,
-                [&] { return next<int(const char*, const char*)>("rename")(from, to); });
+    if (effect_of(Kind::kRename, to) == Effect::kFail) return -1;
+    return next<int(const char*, const char*)>("rename")(from, to);
 }
 REPLACED ::ssize_t readlink(const char* path, char* to, std::size_t size) noexcept {
-    return call(Kind::kReadLink, path, -1,
-                [&] { return next<::ssize_t(const char*, char*, std::size_t)>("readlink")(path, to, size); });
+    return call<::ssize_t>(Kind::kReadLink, "readlink", path, to, size);
 }
 REPLACED int fchmod(int descriptor, ::mode_t mode) noexcept {
-    return call(Kind::kSetMode, nullptr, descriptor,
-                [&] { return next<int(int, ::mode_t)>("fchmod")(descriptor, mode); });
+    return call(Kind::kSetMode, "fchmod", descriptor, mode);
 }
 REPLACED int fsync(int descriptor) {
-    const bool injecting = the_injection != nullptr;
-    return call(Kind::kFlush, nullptr, descriptor,
-                [&] { return injecting ? 0 : next<int(int)>("fsync")(descriptor); });
+    if (the_injection == nullptr) return next<int(int)>("fsync")(descriptor);
+    return effect_of(Kind::kFlush, descriptor) == Effect::kFail ? -1 : 0;
 }
 REPLACED ::ssize_t getrandom(void* to, std::size_t size, unsigned flags) {
-    return call(Kind::kRandom, "", -1,
-                [&] { return next<decltype(::getrandom)>("getrandom")(to, size, flags); });
+    if (effect_of(Kind::kRandom, "") == Effect::kFail) return -1;
+    return next<decltype(::getrandom)>("getrandom")(to, size, flags);
 }
