@@ -22,45 +22,23 @@ constexpr std::uint64_t kDiskSize = 65'536;  // limits the recording and so the 
 /// The options of a run are the minor version of the clip's "ftyp" box (ISO/IEC 14496-12, 4.3). The
 /// conversion ignores these four bytes, so every clip is a valid input.
 constexpr std::size_t kOptionsAt = 12;
-using Options = std::array<std::uint8_t, 4>;
-
-Options options_of(std::span<const std::uint8_t> clip) {
-    Options options{};
-    if (clip.size() >= kOptionsAt + options.size())
-        std::copy_n(&clip[kOptionsAt], options.size(), options.begin());
-    return options;
-}
-
-StreamRecord request_of(const Options& options) {
-    constexpr std::array<std::uint32_t, 8> kStarts = {0,           1'529'683'509, 951'868'799, 1'540'688'399,
-                                                      946'684'799, 1'767'225'599, 0x7FFFFFFF,  0xFFFFFFFF};
-    StreamRecord request;
-    request.sourceFile = kClip;
-    request.inputName = "Gate";
-    request.outputDirectory = "out/";
-    request.startSeconds = kStarts.at(options[0] & 7U);
-    request.flags2 = static_cast<std::uint8_t>(options[0] >> 3U);
-    request.flags = options[2];
-    return request;
-}
-
-/// Injects one kind of fault: none, the nth write fails entirely or in part, or the clip fails to be read and
-/// removed.
-void inject_faults(MemoryFiles& files, const Options& options) {
-    const unsigned kind = options[1] >> 6U;
-    const unsigned n = options[1] & 0x3FU;
-    files.output.data_room = options[3] == 0 ? kDiskSize : std::uint64_t{options[3]} << 5U;
-    if (kind == 1 || kind == 2) files.output.fail_at = n + 1;
-    files.output.partly = kind == 2;
-    if (kind != 3) return;
-    (n % 2 == 0 ? files.input_ends_at : files.input_throws_at) = n * 64;
-    files.failing_removals = static_cast<int>(n % 3);
-}
 
 class Run {
   public:
-    explicit Run(std::span<const std::uint8_t> clip) : request_(request_of(options_of(clip))) {
-        inject_faults(files_, options_of(clip));
+    explicit Run(std::span<const std::uint8_t> clip) {
+        std::array<std::uint8_t, 4> options{};
+        if (clip.size() >= kOptionsAt + options.size())
+            std::copy_n(&clip[kOptionsAt], options.size(), options.begin());
+        constexpr std::array<std::uint32_t, 8> kStarts = {
+            0, 1'529'683'509, 951'868'799, 1'540'688'399, 946'684'799, 1'767'225'599, 0x7FFFFFFF, 0xFFFFFFFF};
+        request_.sourceFile = kClip;
+        request_.inputName = "Gate";
+        request_.outputDirectory = "out/";
+        request_.startSeconds = kStarts.at(options[0] & 7U);
+        request_.flags2 = static_cast<std::uint8_t>(options[0] >> 3U);
+        request_.flags = options[2];
+        files_.output.data_room = options[3] == 0 ? kDiskSize : std::uint64_t{options[3]} << 5U;
+        inject_fault(options[1] >> 6U, options[1] & 0x3FU);
         files_.put(kClip, std::string(clip.begin(), clip.end()));
         files_.note = [this](const std::string& what) {
             if (data_path_.empty() && what.starts_with("create ")) data_path_ = what.substr(7);
@@ -71,7 +49,10 @@ class Run {
         const int failing_removals = files_.failing_removals;
         try {
             norvane::Mp4Parser parser(
-                request_, {files_, sleeper_, [this](auto level, const auto& text) { log(level, text); }});
+                request_, {files_, sleeper_, [this](auto level, const auto& text) {
+                               errors_ +=
+                                   level == kLogError && !text.starts_with("Error deleting file") ? 1 : 0;
+                           }});
             result_ = parser.parse_container();
         } catch (const std::bad_alloc&) {
             require(files_.input_throws_at != kNever, "only injected exceptions are thrown");
@@ -100,9 +81,14 @@ class Run {
     }
 
   private:
-    void log(std::int32_t level, const std::string& text) {
-        const bool error = level == kLogError;
-        if (error && !text.starts_with("Error deleting file")) ++errors_;
+    /// One kind of fault: none, the nth write fails entirely or in part, or the clip fails to be read and
+    /// removed.
+    void inject_fault(unsigned kind, unsigned n) {
+        if (kind == 1 || kind == 2) files_.output.fail_at = n + 1;
+        files_.output.partly = kind == 2;
+        if (kind != 3) return;
+        (n % 2 == 0 ? files_.input_ends_at : files_.input_throws_at) = n * 64;
+        files_.failing_removals = static_cast<int>(n % 3);
     }
 
     MemoryFiles files_;

@@ -39,18 +39,11 @@ class BoxedClip {
         const Box box = boxes_.at(below(boxes_.size()));
         const Box other = boxes_.at(below(boxes_.size()));
         const std::string copy = clip_.substr(other.at, other.size);
-        switch (below(6)) {
-            case 0:
-                return replace(box.parent, box.at, box.size, "");
-            case 1:
-                return copy.size() <= room ? replace(box.parent, box.at, 0, copy) : void();
-            case 2:
-                return copy.size() <= room ? replace(box.parent, box.at, box.size, copy) : void();
-            case 3:
-                return put_word(box);
-            default:
-                return mutate_payload(box, room);
-        }
+        const std::size_t what = below(6);
+        if (what == 0) return replace(box.parent, box.at, box.size, "");
+        if (what == 3) return put_word(box);
+        if (what > 3) return mutate_payload(box, room);
+        if (copy.size() <= room) replace(box.parent, box.at, what == 1 ? 0 : box.size, copy);
     }
 
     [[nodiscard]] const std::string& bytes() const { return clip_; }

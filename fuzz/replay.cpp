@@ -26,18 +26,14 @@ void run(const std::filesystem::path& file) {
 /// Returns 1 if there was no input: a missing corpus must not count as passed.
 int main(int argc, char** argv) {
     namespace fs = std::filesystem;
-    int count = 0;
+    std::vector<fs::path> files;
     for (const char* path : std::span(argv, static_cast<std::size_t>(argc)).subspan(1)) {
-        if (!fs::is_directory(path)) {
-            run(path);
-            ++count;
-            continue;
-        }
-        for (const fs::directory_entry& entry : fs::directory_iterator(path)) {
-            run(entry.path());
-            ++count;
-        }
+        if (!fs::is_directory(path))
+            files.emplace_back(path);
+        else
+            files.insert(files.end(), fs::directory_iterator(path), {});
     }
-    std::printf("%d inputs\n", count);
-    return count == 0 ? 1 : 0;
+    for (const fs::path& file : files) run(file);
+    std::printf("%zu inputs\n", files.size());
+    return files.empty() ? 1 : 0;
 }

@@ -25,26 +25,22 @@ struct State {
     bool operator==(const State&) const = default;
 };
 
-class StateFile {
-  public:
-    void put(const std::string& text) { files_.put(state::kFileName, text); }
-    [[nodiscard]] const std::string& text() { return files_.at(state::kFileName); }
+struct StateFile {
+    MemoryFiles files;
+    FakeClock clock;
+    CXmlStore store{files, clock};
 
+    [[nodiscard]] const std::string& text() const { return files.at(state::kFileName); }
+    void save(State state) { store.SaveState(state.records, state.operations); }
     State load() {
         State state;
         try {
-            store_.LoadState(state.records, state.operations);
+            store.LoadState(state.records, state.operations);
         } catch (const std::invalid_argument& fault) {
             state.fault = fault.what();
         }
         return state;
     }
-    void save(State state) { store_.SaveState(state.records, state.operations); }
-
-  private:
-    MemoryFiles files_;
-    FakeClock clock_;
-    CXmlStore store_{files_, clock_};
 };
 
 /// The error that loading the record causes; empty for a valid record.
@@ -80,7 +76,7 @@ State storable(State given) {
 
 void load_text(const std::string& text) {
     StateFile file;
-    file.put(text);
+    file.files.put(state::kFileName, text);
     State first = file.load();
     first.fault.clear();
     file.save(first);
