@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstring>
 #include <string_view>
 
 #include "plugin/interfaces/host_records.h"
@@ -13,6 +14,13 @@ class HostCall {
     template <typename Field>
     [[nodiscard]] auto get() const {
         return host_records::Input<host_records::HostRequest>(request_).get<Field>();
+    }
+
+    template <typename Bytes>
+    static Bytes copy_of(const void* record) {
+        Bytes bytes{};
+        std::memcpy(bytes.data(), record, bytes.size());
+        return bytes;
     }
 
   public:
@@ -31,8 +39,8 @@ class HostCall {
         return {data(), get<host_records::HostRequest::Length>()};
     }
 
-    [[nodiscard]] host_records::HostRequest::Bytes request() const;
-    [[nodiscard]] host_records::HostReply::Bytes reply() const;
+    [[nodiscard]] auto request() const { return copy_of<host_records::HostRequest::Bytes>(request_); }
+    [[nodiscard]] auto reply() const { return copy_of<host_records::HostReply::Bytes>(reply_); }
     void set_result(std::uint32_t result) const;
 
   private:

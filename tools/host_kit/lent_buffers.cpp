@@ -4,12 +4,6 @@
 #include <utility>
 
 namespace host_kit {
-namespace {
-
-/// Overwrites a returned text, so that a module that still reads it is noticed.
-constexpr char kStale = '\xDD';
-
-}  // namespace
 
 LentBuffer LentBuffers::lend(const std::string& text) {
     auto bytes = std::make_unique<char[]>(text.size());
@@ -32,7 +26,8 @@ LentBuffers::Return LentBuffers::take_back(const char* text) {
     Buffer buffer = std::move(found->second);
     lent_.erase(found);
     Return result{Outcome::kReturned, buffer.number, std::string(buffer.bytes.get(), buffer.length)};
-    std::fill_n(buffer.bytes.get(), buffer.length, kStale);
+    // Overwritten, so that a module that still reads it is noticed.
+    std::fill_n(buffer.bytes.get(), buffer.length, '\xDD');
     returned_.push_back(std::move(buffer));
     if (returned_.size() > kept_) returned_.pop_front();
     return result;

@@ -36,18 +36,8 @@ ModuleLibrary::ModuleLibrary(const std::filesystem::path& file) : library_(load_
 }
 
 EntryPoints ModuleLibrary::entry_points() const {
-    return {.load = entry_point("Load"),
-            .unload = entry_point("Unload"),
-            .open = entry_point("Open"),
-            .close = entry_point("Close"),
-            .read = entry_point("Read"),
-            .write = entry_point("Write"),
-            .seek = entry_point("Seek"),
-            .ioctl = entry_point("IOCTL")};
-}
-
-EntryPoint* ModuleLibrary::entry_point(const char* name) const {
-    return &library_.get<EntryPoint>(name);
+    return {entry_point("Load"), entry_point("Unload"), entry_point("Open"), entry_point("Close"),
+            entry_point("Read"), entry_point("Write"),  entry_point("Seek"), entry_point("IOCTL")};
 }
 
 bool is_in_memory(EntryPoint* entry_point) {

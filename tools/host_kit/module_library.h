@@ -5,7 +5,7 @@
 
 #include <boost/dll/shared_library.hpp>
 
-#include "tools/host_kit/entry_points.h"
+#include "tools/host_kit/module.h"
 
 namespace host_kit {
 
@@ -23,7 +23,7 @@ class ModuleLibrary {
     [[nodiscard]] EntryPoints entry_points() const;
 
   private:
-    [[nodiscard]] EntryPoint* entry_point(const char* name) const;
+    [[nodiscard]] EntryPoint* entry_point(const char* name) const { return &library_.get<EntryPoint>(name); }
 
     boost::dll::shared_library library_;
 };
