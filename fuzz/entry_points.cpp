@@ -21,14 +21,7 @@
 namespace hr = host_records;
 
 extern "C" {
-std::int32_t Load(const void* input, void* output);
-std::int32_t Unload(const void* input, void* output);
-std::int32_t Open(const void* input, void* output);
-std::int32_t Close(const void* input, void* output);
-std::int32_t Read(const void* input, void* output);
-std::int32_t Write(const void* input, void* output);
-std::int32_t Seek(const void* input, void* output);
-std::int32_t IOCTL(const void* input, void* output);
+host_kit::EntryPoint Load, Unload, Open, Close, Read, Write, Seek, IOCTL;
 }
 
 namespace {
@@ -46,7 +39,7 @@ class Host final : public platform::Sleeper, host_kit::CallbackReceiver {
     void run() {
         while (!in_.empty()) act();
         misbehaves_ = false;
-        unload();
+        close(true);
     }
 
     void sleep(std::chrono::milliseconds) override { resume(); }
@@ -88,21 +81,12 @@ class Host final : public platform::Sleeper, host_kit::CallbackReceiver {
     }
 
     std::int32_t misbehave(const host_kit::HostCall& call) {
-        switch (in_.below(16)) {
-            case 1:
-                call.set_result(5);
-                return -1;
-            case 2:
-                throw std::runtime_error("thrown by the host");
-            case 3:
-                throw 7;
-            case 4:
-            case 5:
-                act();
-                return 0;
-            default:
-                return 0;
-        }
+        const std::size_t how = in_.below(16);
+        if (how == 1) call.set_result(5);
+        if (how == 2) throw std::runtime_error("thrown by the host");
+        if (how == 3) throw 7;
+        if (how == 4 || how == 5) act();
+        return how == 1 ? -1 : 0;
     }
 
     /// What other threads do while the module sleeps. At the end of the input the host closes, which ends
@@ -135,21 +119,12 @@ class Host final : public platform::Sleeper, host_kit::CallbackReceiver {
     void open() { module_.open(); }
     void run_main_loop() { module_.ioctl(hr::kRunMainLoop); }
 
-    void close() {
-        if (in_.chance(128)) return unload();
-        const std::uint64_t before = last_number_;
-        module_.close();
-        require_returned(before);
-    }
-
-    void unload() {
-        const std::uint64_t before = last_number_;
-        module_.unload();
-        require_returned(before);
-    }
+    void close() { close(in_.chance(128)); }
 
     /// Later texts may still be lent: a host may open the module again from inside its callback.
-    void require_returned(std::uint64_t before) {
+    void close(bool unload) {
+        const std::uint64_t before = last_number_;
+        (void)(unload ? module_.unload() : module_.close());
         if (depth_ > 1 || !has_callback_) return;  // the loop may be inside a pass
         for (const std::uint64_t number : lent_.numbers())
             require(number <= excused_ || number > before, "a buffer was not returned");
@@ -177,39 +152,31 @@ class Host final : public platform::Sleeper, host_kit::CallbackReceiver {
     }
 
     void write() {
-        const auto lent = lent_.lend(host_message(in_, guids_));
+        const auto lent = lent_.lend(messages_.next());
         last_number_ = lent.number;
         const std::uint8_t how = in_.byte();
         const auto length = how == 1 ? 0x80000000U : lent.length;
-        const bool accepted = how < 224 ? send(lent.text, length, how) : queue(lent.text, length);
-        if (!accepted) require(returns(lent.text), "a refused buffer was released");
+        const bool accepted = send(lent.text, length, how);
+        require(accepted || returns(lent.text), "a refused buffer was released");
     }
 
     bool send(const char* text, std::uint32_t length, std::uint8_t how) {
+        if (how >= 224)
+            return hr::IoctlResult::Count::get(module_.ioctl(hr::kQueueMessage, text, length)) == 1;
         const auto result =
             module_.write(text, length, static_cast<std::uint8_t>(how == 2), how == 3 ? hr::kModuleId : 1);
         return hr::WriteResult::Count::get(result) == 1;
     }
 
-    bool queue(const char* text, std::uint32_t length) {
-        return hr::IoctlResult::Count::get(module_.ioctl(hr::kQueueMessage, text, length)) == 1;
-    }
-
     ByteSource in_;
-    host_kit::Module module_{{.load = Load,
-                              .unload = Unload,
-                              .open = Open,
-                              .close = Close,
-                              .read = Read,
-                              .write = Write,
-                              .seek = Seek,
-                              .ioctl = IOCTL},
+    host_kit::Module module_{{Load, Unload, Open, Close, Read, Write, Seek, IOCTL},
                              [](const char* fault) { fail(fault); }};
     host_kit::LentBuffers lent_;
     std::uint64_t last_number_ = 0;
     std::uint64_t excused_ =
         0;  // texts up to this number were lent when there was no callback to release them
     std::vector<norvane::Guid> guids_;
+    HostMessages messages_{in_, guids_};
     int depth_ = 0;
     bool has_callback_ = false;
     bool misbehaves_ = false;

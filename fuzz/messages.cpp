@@ -3,6 +3,8 @@
 
 #include <tinyxml2.h>
 
+#include <optional>
+#include <sstream>
 #include <stdexcept>
 
 #include "engine/nor_vane.h"
@@ -18,53 +20,40 @@
 
 namespace {
 
-using Records = std::vector<norvane::DisconnectRecord>;
-using Operations = std::vector<norvane::Operation>;
+/// Files that cannot always be saved.
+class StateFiles final : public MemoryFiles {
+  public:
+    bool replace_whole(const std::string& path, std::string_view content) override {
+        if (save_fails) throw std::invalid_argument("disk full");
+        return MemoryFiles::replace_whole(path, content);
+    }
 
-/// An engine with its own server and state file. Some saves fail.
+    bool save_fails = false;
+};
+
+/// An engine with its own server and state file.
 template <typename Engine>
-class EngineUnderTest final : public norvane::IPersistentStore {
-  public:
-    EngineUnderTest(const platform::Clock& clock, const std::string& state)
-        : clock_(clock), store_(files_, clock) {
-        files_.put(norvane::state::kFileName, state);
-    }
-
-    void restart(bool save_fails) {
-        save_fails_ = save_fails;
-        engine.reset();
-        engine = std::make_unique<Engine>(server, *this, clock_);
-    }
-    [[nodiscard]] const std::string& state_file() { return files_.at(norvane::state::kFileName); }
-
-    void SaveState(Records& records, const Operations& operations) override {
-        if (save_fails_) throw std::invalid_argument("disk full");
-        store_.SaveState(records, operations);
-    }
-    void LoadState(Records& records, Operations& operations) override {
-        store_.LoadState(records, operations);
-    }
-    norvane::Ticks CurrentTime() override { return store_.CurrentTime(); }
-
+struct Side {
+    StateFiles files;
     RequestLogServer server;
+    std::optional<norvane::CXmlStore> store;
+    std::optional<Engine> engine;  // last: its destructor uses the members above
 
-  private:
-    const platform::Clock& clock_;
-    MemoryFiles files_;
-    norvane::CXmlStore store_;
-    bool save_fails_ = false;
-
-  public:
-    std::unique_ptr<Engine> engine;  // last: its destructor uses the members above
+    void restart(bool save_fails, const platform::Clock& clock) {
+        files.save_fails = save_fails;
+        engine.reset();
+        store.emplace(files, clock);
+        engine.emplace(server, *store, clock);
+    }
 };
 
 class Conversation {
   public:
-    explicit Conversation(ByteSource& in)
-        : in_(in),
-          state_(in.chance(64) ? in.text() : "<Pavo/>"),
-          real_(clock_, state_),
-          reference_(clock_, state_) {}
+    explicit Conversation(std::span<const std::uint8_t> bytes) : in_(bytes) {
+        const std::string state = in_.chance(64) ? in_.text() : "<Pavo/>";
+        real_.files.put(norvane::state::kFileName, state);
+        reference_.files.put(norvane::state::kFileName, state);
+    }
 
     void run() {
         restart();
@@ -72,7 +61,7 @@ class Conversation {
             const std::uint8_t kind = in_.byte();
             if (kind == 0) restart();
             if (kind >= 240) clock_.set_seconds(2'000'000 + kind);
-            send(host_message(in_, guids_));
+            send(messages_.next());
         }
         restart();
     }
@@ -80,11 +69,12 @@ class Conversation {
   private:
     void restart() {
         const bool save_fails = in_.chance(16);
-        real_.restart(save_fails);
-        reference_.restart(save_fails);
+        real_.restart(save_fails, clock_);
+        reference_.restart(save_fails, clock_);
         working_ = false;
         compare();
-        require(real_.state_file() == reference_.state_file(), "both engines save the same state");
+        require(real_.files.at(norvane::state::kFileName) == reference_.files.at(norvane::state::kFileName),
+                "both engines save the same state");
     }
 
     void send(const std::string& text) {
@@ -107,27 +97,27 @@ class Conversation {
     }
 
     /// Start and end reports alternate. Restored operations continue without a start report.
-    void check_status(std::string_view sent) {
-        for (std::size_t end = 0; (end = sent.find('\n')) != sent.npos; sent.remove_prefix(end + 1)) {
-            const bool starts = sent.starts_with("started ");
-            if (starts) require(!working_, "a second start report follows the end report");
-            if (starts || sent.starts_with("status ")) working_ = starts;
+    void check_status(const std::string& sent) {
+        std::istringstream lines(sent);
+        for (std::string line; std::getline(lines, line);) {
+            const bool starts = line.starts_with("started ");
+            require(!starts || !working_, "a second start report follows the end report");
+            if (starts || line.starts_with("status ")) working_ = starts;
         }
     }
 
-    ByteSource& in_;
+    ByteSource in_;
     FakeClock clock_;
-    std::string state_;
-    EngineUnderTest<norvane::CNorVane> real_;
-    EngineUnderTest<model::ReferenceEngine> reference_;
+    Side<norvane::CNorVane> real_;
+    Side<model::ReferenceEngine> reference_;
     std::vector<norvane::Guid> guids_;
+    HostMessages messages_{in_, guids_};
     bool working_ = false;
 };
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    ByteSource in({data, size});
-    Conversation(in).run();
+    Conversation({data, size}).run();
     return 0;
 }

@@ -8,7 +8,7 @@
 namespace bench {
 namespace {
 
-using recorder::Device;
+using host_kit::Device;
 using Texts = std::vector<std::string>;
 
 constexpr double kMaxRatioToBare = 3;
@@ -16,20 +16,20 @@ constexpr double kMaxGrowth = 2.5;
 constexpr std::uint32_t kSmallSite = 100;
 constexpr std::uint32_t kLargeSite = 20'000;
 constexpr std::size_t kMessages = 100;  // of each kind, each about another device or operation
-constexpr recorder::Seconds kNow = 1'700'000'000;
+constexpr host_kit::Seconds kNow = 1'700'000'000;
 
 Device device(std::uint32_t number) {
-    return {.identifier = 7, .number = number};
+    return {.devices_id = 7, .number = number};
 }
 
 std::string announced(std::uint32_t number) {
-    return recorder::device_document(device(number), "10.0.0.1");
+    return host_kit::device_document(device(number), "10.0.0.1");
 }
 std::string disconnected(std::uint32_t number) {
-    return recorder::channel_document(device(number), false, kNow);
+    return host_kit::channel_document(device(number), false, kNow);
 }
 std::string connected(std::uint32_t number) {
-    return recorder::channel_document(device(number), true, kNow + 600);
+    return host_kit::channel_document(device(number), true, kNow + 600);
 }
 
 /// One text per number, from first on.
@@ -98,28 +98,28 @@ class Site {
             return texts(0, kMessages, [&](std::uint32_t i) { return text(device(1), operations_[i]); });
         };
         measure("storage information", of_operation([](const Device& d, const std::string& guid) {
-                    return recorder::storage_info_document(
+                    return host_kit::storage_info_document(
                         d, guid, {.recordings = 3, .megabytes = 700, .oldest = kNow, .newest = kNow + 600});
                 }),
                 2 * kMessages);
         measure("reservation", of_operation([](const Device&, const std::string& guid) {
-                    return recorder::reservation_document(guid, "tmp", "recordings/");
+                    return host_kit::reservation_document(guid, "tmp", "recordings/");
                 }),
                 2 * kMessages);
         measure("retrieval failed", of_operation([](const Device& d, const std::string& guid) {
-                    return recorder::failed_document(d, guid, 5, kNow);
+                    return host_kit::failed_document(d, guid, 5, kNow);
                 }),
                 4 * kMessages);
-        measure("retrieval done", of_operation(recorder::done_document), 4 * kMessages);
-        measure("done, unknown operation", of_operation(recorder::done_document), kMessages);
+        measure("retrieval done", of_operation(host_kit::done_document), 4 * kMessages);
+        measure("done, unknown operation", of_operation(host_kit::done_document), kMessages);
         measure("device removed",
                 texts(1 + size_, kMessages,
-                      [](std::uint32_t n) { return recorder::device_document(device(n), ""); }),
+                      [](std::uint32_t n) { return host_kit::device_document(device(n), ""); }),
                 0);
         host_.run(texts(1 + 2 * size_, size_ + kMessages, disconnected));
         settle();
         operations_ = added;
-        measure("retrieval done, none can start", of_operation(recorder::done_document), 2 * kMessages);
+        measure("retrieval done, none can start", of_operation(host_kit::done_document), 2 * kMessages);
     }
 
   private:

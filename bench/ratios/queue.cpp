@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "bench/ratios/host.h"
-#include "tools/recorder/host/host_documents.h"
+#include "tools/host_kit/host_documents.h"
 
 namespace bench {
 namespace {
@@ -14,7 +14,7 @@ constexpr std::size_t kFew = 100;
 
 /// Messages without an effect, so only the queue and the parser are measured.
 std::vector<std::string> texts(std::size_t count) {
-    return std::vector(count, recorder::device_document({.identifier = 7, .number = 3}, "10.0.0.1"));
+    return std::vector(count, host_kit::device_document({.devices_id = 7, .number = 3}, "10.0.0.1"));
 }
 
 double work_of_small_bursts(Host& host, std::size_t bursts) {

@@ -7,8 +7,8 @@
 namespace bench {
 namespace {
 
-constexpr recorder::Device kCamera{.identifier = 7, .number = 3};
-constexpr recorder::Seconds kStart = 1'700'000'000;
+constexpr host_kit::Device kCamera{.devices_id = 7, .number = 3};
+constexpr host_kit::Seconds kStart = 1'700'000'000;
 
 }  // namespace
 
@@ -22,20 +22,20 @@ std::optional<std::string> created_operation(const std::string& text) {
 
 Retrieval::Retrieval(Host& host, const std::string& output_directory)
     : host_(host), output_directory_(output_directory) {
-    host.run({recorder::device_document(kCamera, "a"), recorder::channel_document(kCamera, false, kStart),
-              recorder::channel_document(kCamera, true, kStart + 3'600)});
+    host.run({host_kit::device_document(kCamera, "a"), host_kit::channel_document(kCamera, false, kStart),
+              host_kit::channel_document(kCamera, true, kStart + 3'600)});
     for (const std::string& reply : host.take_replies()) guid_ = created_operation(reply).value_or(guid_);
     require(!guid_.empty(), "no operation was created");
-    host.run({recorder::reservation_document(guid_, output_directory + "tmp", output_directory)});
+    host.run({host_kit::reservation_document(guid_, output_directory + "tmp", output_directory)});
 }
 
 double Retrieval::convert(const std::filesystem::path& clip) {
     const std::filesystem::path link = "clip.mp4";
     std::filesystem::remove(link);
     std::filesystem::create_hard_link(clip, link);
-    const recorder::ClipNotice notice{
+    const host_kit::ClipNotice notice{
         .file = link.string(), .start = kStart, .stop = kStart + 60, .input_name = "Gate"};
-    const double seconds = host_.run({recorder::clip_document(kCamera, guid_, notice)}).work_seconds;
+    const double seconds = host_.run({host_kit::clip_document(kCamera, guid_, notice)}).work_seconds;
     require(!std::filesystem::exists(link), "the clip was not removed");
     return seconds;
 }

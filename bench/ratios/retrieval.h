@@ -1,7 +1,7 @@
 #pragma once
 
 #include "bench/ratios/host.h"
-#include "tools/recorder/host/host_documents.h"
+#include "tools/host_kit/host_documents.h"
 
 namespace bench {
 

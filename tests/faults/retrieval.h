@@ -90,14 +90,11 @@ class Retrieval {
     void reserve() {
         send(about_channel(false, 1'000'010));
         send(about_channel(true, 1'000'300));
-        send(about_device("<Storage GUID='" + guid() +
-                          "'><Input><Context Number='0' Recordings='2' TotalSize='9' "
-                          "OldestStart='1' NewestEnd='2'/></Input></Storage>"));
-        send("<Pavo><Storage><Reservation GUID='" + guid() + "' TmpDir='" + directory.path() +
-             "/tmp/a' OutDir='" + directory.path() + "/out/'/></Storage></Pavo>");
+        send(host_kit::storage_info_document(kCamera, guid(), {2, 9, 1, 2}));
+        send(host_kit::reservation_document(guid(), directory / "tmp/a", directory / "out/"));
     }
-    void convert_first() { send(clip("first.mp4", kFirstStart)); }
-    void convert_second() { send(clip("second.mp4", kFirstStart + 60)); }
+    void convert_first() { convert("first.mp4", kFirstStart); }
+    void convert_second() { convert("second.mp4", kFirstStart + 60); }
     void end() {
         const ModuleScope inside(true);
         worker.reset();
@@ -170,10 +167,9 @@ class Retrieval {
   private:
     static constexpr int kFirstStart = 1'529'683'509;  // 2018-06-22 16:05:09 UTC
 
-    std::string clip(const std::string& name, int start) {
-        return about_device("<Input><Context><Storage GUID='" + guid() + "' RetrievalStatus='3' FileName='" +
-                            (directory / name) + "' Start='" + std::to_string(start) +
-                            "'/></Context></Input>");
+    void convert(const std::string& name, int start) {
+        send(host_kit::clip_document(kCamera, guid(),
+                                     {.file = directory / name, .start = start, .stop = start}));
     }
     /// The GUID in the storage-info request; zeros if there was no request.
     std::string guid() {

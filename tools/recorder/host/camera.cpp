@@ -2,14 +2,14 @@
 
 #include <algorithm>
 #include <iterator>
-#include <numeric>
 
 namespace recorder {
 
 std::vector<StoredClip> Camera::clips_in(Seconds start, Seconds end) const {
     std::vector<StoredClip> found;
-    std::copy_if(storage.begin(), storage.end(), std::back_inserter(found),
-                 [&](const StoredClip& stored) { return stored.start < end && stored.stop() > start; });
+    std::ranges::copy_if(storage, std::back_inserter(found), [&](const StoredClip& stored) {
+        return stored.start < end && stored.stop() > start;
+    });
     return found;
 }
 
@@ -28,9 +28,8 @@ void Camera::keep_latest(std::size_t kept) {
 
 std::int32_t megabytes_of(const std::vector<StoredClip>& clips) {
     constexpr std::uint64_t kMegabyte = 1 << 20U;
-    const std::uint64_t bytes =
-        std::accumulate(clips.begin(), clips.end(), std::uint64_t{0},
-                        [](std::uint64_t sum, const StoredClip& stored) { return sum + stored.clip.bytes; });
+    std::uint64_t bytes = 0;
+    for (const StoredClip& stored : clips) bytes += stored.clip.bytes;
     return static_cast<std::int32_t>(std::min<std::uint64_t>((bytes + kMegabyte - 1) / kMegabyte, INT32_MAX));
 }
 

@@ -4,10 +4,16 @@
 #include <string>
 #include <vector>
 
+#include "tools/host_kit/host_documents.h"
 #include "tools/recorder/host/clip.h"
-#include "tools/recorder/host/host_documents.h"
 
 namespace recorder {
+
+using host_kit::Device, host_kit::Seconds, host_kit::StorageInfo, host_kit::ClipNotice;
+using host_kit::device_document, host_kit::channel_document, host_kit::storage_info_document,
+    host_kit::reservation_document, host_kit::clip_document, host_kit::done_document,
+    host_kit::failed_document;
+using host_kit::name_of, host_kit::quoted, host_kit::escaped, host_kit::about_device;
 
 /// A clip on a camera's storage.
 struct StoredClip {

@@ -84,7 +84,8 @@ void HostSimulator::check_state_file() {
 SimulatorState HostSimulator::state() const {
     SimulatorState state{model_.saved(), {}, recordings_, conversation_.counts()};
     for (const Operation& operation : state.model.operations) {
-        state.guids[operation.number] = bindings_.guid(operation.number);
+        const std::size_t number = number_of(operation.guid);
+        state.guids[number] = bindings_.guid(number);
     }
     return state;
 }
@@ -123,10 +124,6 @@ void HostSimulator::report(const Camera& camera, bool connected, Seconds time) {
          channel_document(camera.device, connected, time));
 }
 
-void HostSimulator::send_text(const std::string& kind, const std::string& text) {
-    send(kind, text, text);
-}
-
 void HostSimulator::report_done_for_unknown(const Camera& camera) {
     constexpr std::size_t kNoOperation = 0;  // numbers start at 1
     model_.on_done(kNoOperation);
@@ -138,11 +135,6 @@ std::string HostSimulator::guid(const Request& request) {
         return other.kind == request.kind && other.operation == request.operation;
     });
     return guid(request.operation);
-}
-
-std::string HostSimulator::guid(std::size_t operation) {
-    settle();
-    return bindings_.guid(operation);
 }
 
 void HostSimulator::offer(const Camera& camera, const Request& request,
@@ -180,62 +172,58 @@ void HostSimulator::grant(const Camera& camera, const Request& request) {
     }
 }
 
-fs::path HostSimulator::place_clip(const Camera& camera, const Request& request,
-                                   const std::string& file_name) {
+void HostSimulator::hand_over(const Camera& camera, const Request& request, const std::string& file_name,
+                              ClipNotice notice, const PlaceClip& place) {
+    settle();
     const fs::path directory = temporary_directory(camera, request);
     fs::create_directories(directory);
-    return directory / fmt::format("{} {}", ++clips_placed_, file_name);
-}
-
-void HostSimulator::notify_clip(const Camera& camera, const Request& request, const ClipNotice& notice) {
+    const fs::path file = directory / fmt::format("{} {}", ++clips_placed_, file_name);
+    const bool converted = place(file);
+    notice.file = file.string();
+    notice.input_name = camera.name;
     send("clip", fmt::format("{} from {}", notice.file, utc_text(notice.start)),
          clip_document(camera.device, bindings_.guid(request.operation), notice));
     settle();
     conversion_.reset();
+    // The module ignores a clip of an ended operation, so the host removes it.
+    if (fs::remove(file) && converted)
+        throw ModuleFault(fmt::format("the module did not remove the clip {}", file.string()));
 }
 
 void HostSimulator::deliver(const Camera& camera, const Request& request, const StoredClip& stored,
                             std::int32_t type) {
-    settle();
-    const fs::path file = place_clip(camera, request, stored.clip.file.filename().string());
-    fs::copy_file(stored.clip.file, file);
-    const std::string recording = directory_.recording_path(camera.device, stored.start);
-    const bool converted = operation(request).has_value();
-    model_.on_clip(request.operation, file.string(), recording);
-    if (converted) {
-        conversion_ = {fmt::format("converting {}", file.filename().string()), recording, stored.clip.bytes,
-                       0};
-        expect_recording({recording, stored.start, stored.clip.frames});
-    }
-    notify_clip(camera, request, {file.string(), stored.start, stored.stop(), camera.name, type});
-    remove_clip(file, converted);
+    const std::string name = stored.clip.file.filename().string();
+    hand_over(camera, request, name, {.start = stored.start, .stop = stored.stop(), .type = type},
+              [&](const fs::path& file) {
+                  fs::copy_file(stored.clip.file, file);
+                  const std::string recording = directory_.recording_path(camera.device, stored.start);
+                  model_.on_clip(request.operation, file.string(), recording);
+                  if (!operation(request)) return false;
+                  conversion_ = {fmt::format("converting {}", file.filename().string()), recording,
+                                 stored.clip.bytes, 0};
+                  expect_recording({recording, stored.start, stored.clip.frames});
+                  return true;
+              });
 }
 
 void HostSimulator::deliver_no_mp4(const Camera& camera, const Request& request, Seconds start) {
-    settle();
-    const fs::path file = place_clip(camera, request, "clip.avi");
-    std::ofstream(file) << "RIFF\x10\x20\x30\x40"
-                           "AVI LIST";
-    const bool refused = operation(request).has_value();
-    model_.on_refused_clip(request.operation, file.string());
-    notify_clip(camera, request, {file.string(), start, start + 1, camera.name, 1});
-    remove_clip(file, refused);
+    hand_over(camera, request, "clip.avi", {.start = start, .stop = start + 1}, [&](const fs::path& file) {
+        std::ofstream(file) << "RIFF\x10\x20\x30\x40"
+                               "AVI LIST";
+        model_.on_refused_clip(request.operation, file.string());
+        return operation(request).has_value();
+    });
 }
 
 void HostSimulator::deliver_unusual(const Camera& camera, const Request& request, const StoredClip& stored,
                                     const Prediction& predict) {
-    settle();
-    const fs::path file = place_clip(camera, request, stored.clip.file.filename().string());
-    if (fs::exists(stored.clip.file)) fs::copy(stored.clip.file, file);
-    predict(file.string(), directory_.recording_path(camera.device, stored.start));
-    notify_clip(camera, request, {file.string(), stored.start, stored.stop(), camera.name, 1});
-    remove_clip(file, fs::is_regular_file(stored.clip.file));
-}
-
-void HostSimulator::remove_clip(const fs::path& file, bool converted) const {
-    // The module ignores a clip of an ended operation, so the host removes it.
-    if (fs::remove(file) && converted)
-        throw ModuleFault(fmt::format("the module did not remove the clip {}", file.string()));
+    const std::string name = stored.clip.file.filename().string();
+    hand_over(camera, request, name, {.start = stored.start, .stop = stored.stop()},
+              [&](const fs::path& file) {
+                  if (fs::exists(stored.clip.file)) fs::copy(stored.clip.file, file);
+                  predict(file.string(), directory_.recording_path(camera.device, stored.start));
+                  return fs::is_regular_file(stored.clip.file);
+              });
 }
 
 void HostSimulator::expect_recording(const ExpectedRecording& recording) {
@@ -246,11 +234,6 @@ void HostSimulator::expect_recording(const ExpectedRecording& recording) {
     } else {
         recordings_[known->second] = recording;
     }
-}
-
-std::vector<ExpectedRecording> HostSimulator::take_recordings() {
-    recording_numbers_.clear();
-    return std::exchange(recordings_, {});
 }
 
 void HostSimulator::forget_ended_operations() {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/recorder/host/camera.h"
@@ -55,7 +56,7 @@ class HostSimulator {
     /// Events. These functions do not wait. The next settle() checks the module's messages.
     void announce(const Camera& camera);
     void report(const Camera& camera, bool connected, Seconds time);
-    void send_text(const std::string& kind, const std::string& text);
+    void send_text(const std::string& kind, const std::string& text) { send(kind, text, text); }
     /// An answer with the GUID of no operation.
     void report_done_for_unknown(const Camera& camera);
 
@@ -64,6 +65,13 @@ class HostSimulator {
     /// Empty if the operation has ended.
     [[nodiscard]] std::optional<Operation> operation(const Request& request) const {
         return model_.operation(request.operation);
+    }
+
+    /// The camera's clips of the operation's interval; none if the operation has ended.
+    [[nodiscard]] std::vector<StoredClip> clips_for(const Camera& camera, const Request& request) const {
+        const auto asked = operation(request);
+        return asked ? camera.clips_in(seconds(asked->start_time), seconds(asked->end_time))
+                     : std::vector<StoredClip>();
     }
 
     /// Answers. These functions wait for the expected messages, because they need the operation's GUID.
@@ -96,14 +104,20 @@ class HostSimulator {
 
     /// For a soak run: returns and forgets the recordings so far; forgets ended operations and removes their
     /// folders.
-    [[nodiscard]] std::vector<ExpectedRecording> take_recordings();
+    [[nodiscard]] std::vector<ExpectedRecording> take_recordings() {
+        recording_numbers_.clear();
+        return std::exchange(recordings_, {});
+    }
     void forget_ended_operations();
 
     [[nodiscard]] const EngineModel& model() const { return model_; }
     /// For events without a function here: the caller updates the model and sends a text.
     [[nodiscard]] EngineModel& model() { return model_; }
     /// Waits for the message that contains the GUID.
-    [[nodiscard]] std::string guid(std::size_t operation);
+    [[nodiscard]] std::string guid(std::size_t operation) {
+        settle();
+        return bindings_.guid(operation);
+    }
     [[nodiscard]] ModuleHost& host() { return *host_; }
     [[nodiscard]] const std::vector<ExpectedRecording>& recordings() const { return recordings_; }
     [[nodiscard]] const MessageCounts& counts() const { return conversation_.counts(); }
@@ -124,10 +138,11 @@ class HostSimulator {
     [[nodiscard]] std::string guid(const Request& request);
     [[nodiscard]] std::filesystem::path temporary_directory(const Camera& camera,
                                                             const Request& request) const;
-    std::filesystem::path place_clip(const Camera& camera, const Request& request,
-                                     const std::string& file_name);
-    void notify_clip(const Camera& camera, const Request& request, const ClipNotice& notice);
-    void remove_clip(const std::filesystem::path& file, bool converted) const;
+    /// Places a clip at the path and predicts what the module does with it. Returns whether the module
+    /// removes it.
+    using PlaceClip = std::function<bool(const std::filesystem::path& file)>;
+    void hand_over(const Camera& camera, const Request& request, const std::string& file_name,
+                   ClipNotice notice, const PlaceClip& place);
     void expect_recording(const ExpectedRecording& recording);
     bool watch_conversion();
     void check(const ReceivedMessage& message);

@@ -73,7 +73,7 @@ std::string WorkingDirectory::output_directory() const {
 std::string WorkingDirectory::recording_path(const Device& device, Seconds start) const {
     const auto local = platform::local_time(start);
     if (!local) throw cli::CannotRun(fmt::format("no calendar date for second {}", start));
-    const std::uint32_t clip_id = (device.identifier & 0x0FFF0000U) + (device.number & 0xFFU) * 256U + 0x80U;
+    const std::uint32_t clip_id = (device.devices_id & 0x0FFF0000U) + (device.number & 0xFFU) * 256U + 0x80U;
     return fmt::format("{}{}/{:02}/{:02}/{:02}/{:02}{:02}-{:08X}e.ps", output_directory(), local->year,
                        local->month, local->day, local->hour, local->minute, local->second, clip_id);
 }

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/recorder/host/host_documents.h"
+#include "tools/recorder/host/camera.h"
 
 namespace recorder {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "tools/model/reference_engine.h"
-#include "tools/recorder/host/host_documents.h"
+#include "tools/recorder/host/camera.h"
 #include "tools/recorder/model/pattern.h"
 
 namespace recorder {
@@ -31,25 +31,26 @@ struct Request {
     Device device;
 };
 
-/// One retrieval. The recorder numbers the operations from 1; Bindings maps the numbers to the module's
-/// GUIDs.
-struct Operation {
-    std::size_t number = 0;
-    Device device;
-    Seconds start = 0;
-    Seconds end = 0;
-    int attempts = 0;
-};
+using norvane::Operation;
 
-/// A lost channel. The time is empty for a loss at shutdown, until the state file shows the instant.
-struct Loss {
-    Device device;
-    std::optional<Seconds> time;
-};
+/// The recorder numbers the operations from 1. This is the model's GUID of an operation; Bindings maps the
+/// numbers to the module's GUIDs.
+[[nodiscard]] norvane::Guid guid_of(std::size_t operation);
+[[nodiscard]] std::size_t number_of(const norvane::Guid& guid);
+
+/// The model's time of a loss at shutdown, until the state file shows the instant.
+inline constexpr norvane::Ticks kPresent = INT64_MAX;
+
+[[nodiscard]] constexpr norvane::Ticks ticks(Seconds seconds) {
+    return seconds * platform::kTicksPerSecond;
+}
+[[nodiscard]] constexpr Seconds seconds(norvane::Ticks ticks) {
+    return ticks / platform::kTicksPerSecond;
+}
 
 /// Losses and operations are those in the state file, so they are empty while the module is open.
 struct SavedModel {
-    std::vector<Loss> losses;
+    std::vector<norvane::DisconnectRecord> losses;
     std::vector<Operation> operations;
     std::size_t operations_made = 0;
     std::size_t operations_done = 0;
@@ -74,10 +75,14 @@ class EngineModel final : public norvane::ITalServer,
     void on_removed(const Device& device);
     void on_channel(const Device& device, bool connected, Seconds time);
     void on_storage_info(std::size_t operation, std::int32_t megabytes);
-    void on_reservation(std::size_t operation, const std::string& temporary_directory);
+    void on_reservation(std::size_t operation, const std::string& temporary_directory) {
+        engine_->OnReservation(guid_of(operation), platform::path_of(temporary_directory), {});
+    }
     void on_done(std::size_t operation);
     void on_failed(std::size_t operation, std::int32_t error, Seconds failed_clip_start);
-    void on_clip(std::size_t operation, const std::string& clip, const std::string& recording);
+    void on_clip(std::size_t operation, const std::string& clip, const std::string& recording) {
+        engine_->OnClipRetrieved(guid_of(operation), platform::path_of(clip), 1, 0, 0, 0, recording);
+    }
     /// The clip is not an MP4 file.
     void on_refused_clip(std::size_t operation, const std::string& clip) { on_clip(operation, clip, ""); }
 
@@ -104,12 +109,17 @@ class EngineModel final : public norvane::ITalServer,
     using Ticks = norvane::Ticks;
     using Path = platform::Path;
 
+    using Losses = std::vector<norvane::DisconnectRecord>;
+    using Operations = std::vector<Operation>;
+
     void SetEventSink(norvane::IEventSink* /*sink*/) override {}
     void RequestStorageInfo(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Ticks start,
-                            Ticks stop) override;
+                            Ticks stop) override {
+        expect_request(Request::Kind::kStorageInfo, guid, {devices_id, device_number}, start, stop, "");
+    }
     void RequestDiskReservation(const Guid& guid, std::uint32_t gigabytes) override;
-    void ReleaseDiskReservation(const Guid& guid) override;
-    [[nodiscard]] Guid GenerateGuid() override;
+    void ReleaseDiskReservation(const Guid& guid) override { expect_reservation(guid, R"(Command="3")"); }
+    [[nodiscard]] Guid GenerateGuid() override { return guid_of(++saved_.operations_made); }
     void RequestRecordings(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Ticks start,
                            Ticks stop, const Path& temporary_directory, Path output_directory) override;
     void ConvertClip(Guid guid, std::uint32_t devices_id, std::uint32_t device_number, Path clip_file,
@@ -119,16 +129,15 @@ class EngineModel final : public norvane::ITalServer,
     void LogInfo(const char* text) override { expect_log(kLogInformation, text); }
     void LogError(const char* text) override { expect_log(kLogError, text); }
 
-    void SaveState(std::vector<norvane::DisconnectRecord>& records,
-                   const std::vector<norvane::Operation>& operations) override;
-    void LoadState(std::vector<norvane::DisconnectRecord>& records,
-                   std::vector<norvane::Operation>& operations) override;
+    void SaveState(Losses& losses, const Operations& operations) override;
+    void LoadState(Losses& losses, Operations& operations) override;
     // Only the module knows its present instant: every use of it becomes kPresentInstant.
-    [[nodiscard]] Ticks CurrentTime() override { return now(); }
-    [[nodiscard]] Ticks now() const override { return INT64_MAX; }
+    [[nodiscard]] Ticks CurrentTime() override { return kPresent; }
+    [[nodiscard]] Ticks now() const override { return kPresent; }
 
-    void expect_storage_command(const Request& request, const char* command, Ticks start, Ticks stop,
-                                const std::string& further);
+    void expect_request(Request::Kind kind, const Guid& guid, const Device& device, Ticks start, Ticks stop,
+                        const std::string& further);
+    void expect_reservation(const Guid& guid, const std::string& command);
 
     std::deque<Expected>& expected_;
     SavedModel saved_;

@@ -9,17 +9,13 @@
 namespace recorder {
 namespace {
 
-// XML documents cannot contain these characters.
-constexpr char kGuidBegin = '\x01';
-constexpr char kGuidEnd = '\x02';
 constexpr std::size_t kGuidLength = 36;
 
-/// Removes kGuidBegin to kGuidEnd from the pattern. Returns the number between them.
+/// Removes the pattern of a GUID. Returns the number of the operation.
 std::size_t take_operation(std::string_view& pattern) {
-    const std::size_t end = std::min(pattern.find(kGuidEnd), pattern.size() - 1);
     std::size_t operation = 0;
-    std::from_chars(pattern.data() + 1, pattern.data() + end, operation);
-    pattern.remove_prefix(end + 1);
+    std::from_chars(pattern.data() + kGuidBegin.size(), pattern.data() + kGuidLength, operation, 16);
+    pattern.remove_prefix(kGuidLength);
     return operation;
 }
 
@@ -50,9 +46,9 @@ bool take_instant(std::string_view& text, Bindings& bindings) {
     return true;
 }
 
-/// The text up to the next special character of the pattern.
+/// The text up to the next special part of the pattern.
 std::string_view literal_of(std::string_view pattern) {
-    return pattern.substr(0, pattern.find_first_of("\x01\x03\x04"));
+    return pattern.substr(0, std::min(pattern.find(kGuidBegin), pattern.find_first_of("\x03\x04")));
 }
 
 bool skip_any(std::string_view pattern, std::string_view& text) {
@@ -65,7 +61,7 @@ bool skip_any(std::string_view pattern, std::string_view& text) {
 
 /// Matches one part of the pattern and removes it from both.
 bool match_part(std::string_view& pattern, std::string_view& text, Bindings& bindings) {
-    if (pattern.front() == kGuidBegin) return take_guid(take_operation(pattern), text, bindings);
+    if (pattern.starts_with(kGuidBegin)) return take_guid(take_operation(pattern), text, bindings);
     if (pattern.starts_with(kPresentInstant)) {
         pattern.remove_prefix(kPresentInstant.size());
         return take_instant(text, bindings);
@@ -90,7 +86,7 @@ std::int64_t present() {
 }
 
 std::string guid_of_operation(std::size_t operation) {
-    return fmt::format("{}{}{}", kGuidBegin, operation, kGuidEnd);
+    return fmt::format("{}{:012x}", kGuidBegin, operation);
 }
 
 std::string Bindings::guid(std::size_t operation) const {
@@ -124,7 +120,7 @@ bool matches(std::string_view pattern, std::string_view text, Bindings& bindings
 std::string described(std::string_view pattern, const Bindings& bindings) {
     std::string text;
     while (!pattern.empty()) {
-        if (pattern.front() == kGuidBegin) {
+        if (pattern.starts_with(kGuidBegin)) {
             const std::size_t operation = take_operation(pattern);
             const std::string guid = bindings.guid(operation);
             text += guid.empty() ? fmt::format("(GUID of operation {})", operation) : guid;

@@ -13,12 +13,17 @@
 
 namespace recorder {
 
+/// What the pattern of a GUID begins with. It is a GUID too, but one that is not random.
+inline constexpr std::string_view kGuidBegin = "00000000-0000-0000-0000-";
+
 /// Matches the GUID of the operation with this number: any random GUID the first time, the same one from then
 /// on.
 [[nodiscard]] std::string guid_of_operation(std::size_t operation);
 
 /// Seconds since 1970, now.
 [[nodiscard]] std::int64_t present();
+
+// XML documents cannot contain the next two characters.
 
 /// Matches the seconds of an instant between the start of the conversation and now.
 inline constexpr std::string_view kPresentInstant = "\x03";

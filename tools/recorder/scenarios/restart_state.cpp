@@ -1,28 +1,34 @@
-#include "tools/recorder/scenarios/restart_state.h"
+#include "tools/recorder/scenarios/scenarios.h"
 
 #include <nlohmann/json.hpp>
 
 #include "tools/cli/exit_status.h"
 
+template <>
+struct nlohmann::adl_serializer<norvane::Guid> {
+    static void to_json(json& json, const norvane::Guid& guid) { json = recorder::number_of(guid); }
+    static void from_json(const json& json, norvane::Guid& guid) {
+        guid = recorder::guid_of(json.get<std::size_t>());
+    }
+};
+
+// The JSON library requires these names in the namespaces of the types.
+namespace norvane {
+
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(DeviceKey, devices_id, number)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ChannelKey, channel, device_number, devices_id)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(DisconnectRecord, time, channel)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Operation, device, guid, start_time, end_time, attempts)
+
+}  // namespace norvane
+
 namespace recorder {
 
-// The JSON library requires these names in the namespace of the types.
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Device, identifier, number)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Operation, number, device, start, end, attempts)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ExpectedRecording, path, start, frames)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(MessageCounts, sent, received, returned)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Clip, file, bytes, seconds, frames)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(StoredClip, clip, start)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Camera, device, name, address, storage)
-
-/// Every loss has a time by now: the state file contained those that were missing.
-static void to_json(nlohmann::json& json, const Loss& loss) {
-    json = {{"device", loss.device}, {"time", loss.time.value_or(0)}};
-}
-static void from_json(const nlohmann::json& json, Loss& loss) {
-    json.at("device").get_to(loss.device);
-    loss.time = json.at("time").get<Seconds>();
-}
 
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SavedModel, losses, operations, operations_made, operations_done,
                                    operations_dropped, state_file_exists)

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "tools/recorder/host/host_simulator.h"
-#include "tools/recorder/scenarios/restart_state.h"
 #include "tools/recorder/scenarios/soak.h"
 
 namespace recorder {
@@ -16,6 +15,17 @@ void play_gap(HostSimulator& simulator, const std::vector<Clip>& clips);
 
 /// A retrieval fails at its second clip, is repeated from there, fails again and is dropped.
 void play_retry(HostSimulator& simulator, const std::vector<Clip>& clips);
+
+/// What the second process of `restart` needs to continue the scenario.
+struct RestartState {
+    SimulatorState simulator;
+    std::vector<Camera> cameras;
+};
+
+[[nodiscard]] std::string restart_state_text(const RestartState& state);
+
+/// Throws cli::CannotRun if the text cannot be parsed.
+[[nodiscard]] RestartState restart_state_of(const std::string& text);
 
 /// Closes the module with an open gap, a current operation and a pending one. Another process runs the second
 /// half.

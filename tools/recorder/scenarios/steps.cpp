@@ -40,9 +40,7 @@ Camera regained_camera(HostSimulator& simulator, const std::string& name, const 
 }
 
 void answer(HostSimulator& simulator, const Camera& camera, Request request) {
-    const auto operation = simulator.operation(request);
-    const auto clips =
-        operation ? camera.clips_in(operation->start, operation->end) : std::vector<StoredClip>();
+    const std::vector<StoredClip> clips = simulator.clips_for(camera, request);
     switch (request.kind) {
         case Request::Kind::kStorageInfo:
             simulator.offer(camera, request, clips);
@@ -60,10 +58,7 @@ void answer(HostSimulator& simulator, const Camera& camera, Request request) {
 void answer_all(HostSimulator& simulator, const std::vector<Camera>& cameras) {
     while (!simulator.requests().empty()) {
         const Request request = simulator.requests().front();
-        const auto asked = std::find_if(cameras.begin(), cameras.end(), [&](const Camera& camera) {
-            return camera.device == request.device;
-        });
-        answer(simulator, *asked, request);
+        answer(simulator, *std::ranges::find(cameras, request.device, &Camera::device), request);
     }
     simulator.settle();
 }

@@ -62,7 +62,7 @@ void CaseFixture::end() {
 
 void CaseFixture::send_inside(const std::string& inside) {
     send(fmt::format(R"(<Pavo><Devices ID="{}"><Device Number="{}">{}</Device></Devices></Pavo>)",
-                     camera_.device.identifier, camera_.device.number, inside));
+                     camera_.device.devices_id, camera_.device.number, inside));
 }
 
 void require(bool condition, const std::string& finding) {

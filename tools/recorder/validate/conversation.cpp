@@ -85,7 +85,7 @@ constexpr Case kCases[] = {
          for (const char* supported : {"0", "true", "11", ""}) {
              fixture.send(fmt::format(
                  R"(<Pavo><Devices ID="{}"><Device Number="{}" NorVaneSupported="{}"/></Devices></Pavo>)",
-                 other.device.identifier, other.device.number, supported));
+                 other.device.devices_id, other.device.number, supported));
          }
          fixture.lose_and_regain(other, kLost, kFound);
      }},
@@ -148,7 +148,7 @@ constexpr Case kCases[] = {
          fixture.send(fmt::format(
              R"(<Pavo><Devices ID="{}"><Device Number="0"/><Other Number="{}"><Codec><Encoder Number="0">)"
              R"(<Channel Number="0" Connected="2" Time="{}"/></Encoder></Codec></Other></Devices></Pavo>)",
-             fixture.camera().device.identifier, fixture.camera().device.number, kLost));
+             fixture.camera().device.devices_id, fixture.camera().device.number, kLost));
          fixture.send_inside(
              R"(<Codec><Encoder Number="0"><Channel Number="5" Connected="1" Time="9"/></Encoder></Codec>)");
          fixture.simulator().report(fixture.camera(), true, kFound);

@@ -83,7 +83,8 @@ constexpr Case kCases[] = {
          const Operation operation = *fixture.simulator().operation(request);
          fixture.model().expect_log(
              25, fmt::format("NorVane - requesting recordings from {} gap start time{} gap end time {}",
-                             name_of(operation.device), utc_text(operation.start), utc_text(operation.end)));
+                             name_of(operation.device), utc_text(seconds(operation.start_time)),
+                             utc_text(seconds(operation.end_time))));
          fixture.model().expect_log(75, fmt::format("Error 'system:{}' trying to create directory '{}'",
                                                     error.value(), quoted(path)));
          fixture.send(reservation_document(guid, path, "/"));

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "tools/clip_maker/clip_maker.h"
-#include "tools/recorder/host/host_documents.h"
+#include "tools/recorder/host/camera.h"
 
 namespace recorder::validate {
 

@@ -20,14 +20,14 @@ void restore_operation(CaseFixture& fixture, int attempts) {
     SavedModel saved;
     saved.state_file_exists = true;
     saved.operations_made = 1;
-    saved.operations = {{1, fixture.camera().device, kLost, kFound, attempts}};
+    saved.operations = {{fixture.camera().device, guid_of(1), ticks(kLost), ticks(kFound), attempts}};
     fixture.simulator().restore({.model = saved, .guids = {{1, kGuid}}, .recordings = {}, .counts = {}});
 }
 
 std::string operation_line(const CaseFixture& fixture, const std::string& attempts) {
     const Device& device = fixture.camera().device;
     return fmt::format(R"(<Operation Devices="{}" Device="{}" GUID="{}" StartTime="{}" EndTime="{}"{}/>)",
-                       device.identifier, device.number, kGuid, kLost, kFound, attempts);
+                       device.devices_id, device.number, kGuid, kLost, kFound, attempts);
 }
 
 void bad_file(CaseFixture& fixture, const std::string& text, const std::string& reason) {
@@ -42,11 +42,11 @@ void read_up_to_fault(CaseFixture& fixture, const std::string& bad, const std::s
     const Device& device = fixture.camera().device;
     SavedModel saved;
     saved.state_file_exists = true;
-    saved.losses = {{device, kLost}};
+    saved.losses = {{ticks(kLost), {.device_number = device.number, .devices_id = device.devices_id}}};
     fixture.simulator().restore({.model = saved, .guids = {}, .recordings = {}, .counts = {}});
     bad_file(fixture,
              fmt::format(R"(<Pavo><Devices ID="{}"><Device Number="{}" DisconnectTime="{}"/>{}</Pavo>)",
-                         device.identifier, device.number, kLost, bad),
+                         device.devices_id, device.number, kLost, bad),
              reason);
 }
 
@@ -79,7 +79,7 @@ constexpr Case kCases[] = {
          fixture.simulator().report(other, false, kFound + 10);
          fixture.simulator().close();
 
-         const Seconds restart = fixture.model().saved().losses.front().time.value_or(0);
+         const Seconds restart = seconds(fixture.model().saved().losses.front().time);
          fixture.simulator().open();
          fixture.simulator().announce(fixture.camera());
          fixture.simulator().announce(other);
