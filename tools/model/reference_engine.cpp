@@ -18,8 +18,7 @@ constexpr Ticks kBeforeLoss = 10 * platform::kTicksPerSecond;
 constexpr std::int32_t kMaxAttempts = 2;
 
 std::string text(Ticks instant) {
-    const std::time_t seconds = instant / platform::kTicksPerSecond;
-    return seconds < 0 ? std::to_string(seconds) : format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(seconds));
+    return utc_text(instant / platform::kTicksPerSecond);
 }
 std::string text(const DeviceKey& device) {
     return format("{} {}", device.devices_id, device.number);
@@ -46,6 +45,11 @@ bool erase_first(std::vector<DeviceKey>& devices, const DeviceKey& device) {
 }
 
 }  // namespace
+
+std::string utc_text(std::int64_t seconds) {
+    if (seconds < 0) return std::to_string(seconds);
+    return format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(static_cast<std::time_t>(seconds)));
+}
 
 ReferenceEngine::ReferenceEngine(ITalServer& server, IPersistentStore& store, const platform::Clock& clock)
     : server_(server), store_(store), clock_(clock) {

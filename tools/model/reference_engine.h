@@ -14,6 +14,9 @@ namespace model {
 using norvane::ChannelKey, norvane::DeviceKey, norvane::DisconnectRecord, norvane::Guid, norvane::Operation,
     norvane::Ticks;
 
+/// The form of instants in log lines: "2018-06-01T10:00:00Z"; before 1970 the plain number.
+[[nodiscard]] std::string utc_text(std::int64_t seconds);
+
 /// The rules of the retrieval engine in their simplest form: vectors that are scanned from the front. It
 /// shares no code with engine/, so a fault in one of them shows as a difference. Its requests, status reports
 /// and log lines go to an ITalServer. The fuzz target compares them with the module's; the recorder turns

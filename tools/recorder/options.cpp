@@ -22,38 +22,41 @@ struct Typed {
 };
 
 constexpr std::uint32_t kCasePatience = 20;
+constexpr std::uint32_t kMaxPatience = 86'400;  // seconds
 
 constexpr const char* kDescription =
     "Simulates the host of the module norvanepi: cameras are lost and return, and the module retrieves the "
-    "missing "
-    "time from the cameras' own clips. Every message is printed and compared with the expected message; "
-    "every "
-    "recording is read back through its index and checked. Nothing outside the working directory is written, "
-    "except "
-    "the transcript.";
+    "missing time from the cameras' own clips. Every message is printed and compared with the expected "
+    "message; every recording is read back through its index and checked. Nothing outside the working "
+    "directory is written, except the transcript.";
+
+/// An option whose value is a file or another text.
+template <typename Text>
+CLI::Option& add_file(CLI::App& command, const char* name, Text& to, const char* text,
+                      const char* type = "FILE") {
+    return *command.add_option(name, to, text)->type_name(type);
+}
+
+void add_number(CLI::App& command, const char* name, std::uint32_t& to, std::uint32_t most,
+                const char* text) {
+    command.add_option(name, to, text)->capture_default_str()->check(CLI::Range(1U, most));
+}
 
 void add_common_options(CLI::App& command, Typed& typed, Options& options, bool clips_needed) {
-    auto* clips =
-        command.add_option("--clips", typed.clips,
-                           clips_needed ? "MP4 clips on the cameras' storage, in order"
-                                        : "MP4 clips on the cameras' storage (default: generated clips)");
-    clips->type_name("FILE")->required(clips_needed);
-    command.add_option("--out", typed.directory, "working directory (default: a new temporary one)")
-        ->type_name("DIR");
-    command
-        .add_option("--module", typed.module,
-                    "the module (default: the installed one, or the one in the directory of this program)")
-        ->type_name("FILE");
-    command
-        .add_option("--transcript", typed.transcript,
-                    "write every message to this file, one JSON object per line")
-        ->type_name("FILE");
+    add_file(command, "--clips", typed.clips,
+             clips_needed ? "MP4 clips on the cameras' storage, in order"
+                          : "MP4 clips on the cameras' storage (default: generated clips)")
+        .required(clips_needed);
+    add_file(command, "--out", typed.directory, "working directory (default: a new temporary one)", "DIR");
+    add_file(command, "--module", typed.module,
+             "the module (default: the installed one, or the one in the directory of this program)");
+    add_file(command, "--transcript", typed.transcript,
+             "write every message to this file, one JSON object per line");
     command.add_flag("--json", options.json,
                      "print the results as JSON on standard output and the rest on standard error");
     command.add_flag("--verbose", options.verbose, "show every document in full");
-    command.add_option("--patience", options.patience, "seconds to wait if the module makes no progress")
-        ->capture_default_str()
-        ->check(CLI::Range(1U, 86400U));
+    add_number(command, "--patience", options.patience, kMaxPatience,
+               "seconds to wait if the module makes no progress");
 }
 
 void add_scenario(CLI::App& app, Typed& typed, Options& options, Scenario scenario, const std::string& name,
@@ -66,12 +69,8 @@ void add_scenario(CLI::App& app, Typed& typed, Options& options, Scenario scenar
     command.callback([&options, scenario] { options.scenario = scenario; });
     if (scenario == Scenario::kRestartSecondHalf) command.group("");  // not shown
     if (scenario != Scenario::kMany) return;
-    command.add_option("--cameras", options.cameras, "number of cameras")
-        ->capture_default_str()
-        ->check(CLI::Range(1U, 2000U));
-    command.add_option("--gaps", options.gaps, "gaps per camera")
-        ->capture_default_str()
-        ->check(CLI::Range(1U, 1000U));
+    add_number(command, "--cameras", options.cameras, 2000, "number of cameras");
+    add_number(command, "--gaps", options.gaps, 1000, "gaps per camera");
     command
         .add_option("--seed", options.seed,
                     "seed of the random numbers; the same seed gives the same scenario")
@@ -87,13 +86,11 @@ void add_validate(CLI::App& app, Typed& typed, Options& options, Scenario scenar
                   const std::string& description) {
     CLI::App& command =
         cli::add_command(app, name, description, fmt::format("{} {} build/norvanepi.so", kProgram, name));
-    command.add_option("module", typed.module, "the build of the module to check")->type_name("MODULE");
-    command
-        .add_option("--filter", options.filters,
-                    "run only cases whose name contains this word; may be repeated")
-        ->type_name("WORD");
-    command.add_option("--out", typed.directory, "keep the output and files of each case in this directory")
-        ->type_name("DIR");
+    add_file(command, "module", typed.module, "the build of the module to check", "MODULE");
+    add_file(command, "--filter", options.filters,
+             "run only cases whose name contains this word; may be repeated", "WORD");
+    add_file(command, "--out", typed.directory, "keep the output and files of each case in this directory",
+             "DIR");
     command.add_flag("--list", options.list, "list the cases and what they check");
     command.add_flag("--json", options.json, "print the results as JSON on standard output");
     command.add_option("--jobs", options.jobs, "number of cases at a time")
@@ -101,7 +98,7 @@ void add_validate(CLI::App& app, Typed& typed, Options& options, Scenario scenar
         ->check(CLI::Range(1U, 64U));
     command.add_option("--patience", options.patience, "limit for a case, or a call in it, in seconds")
         ->default_val(kCasePatience)
-        ->check(CLI::Range(1U, 86400U));
+        ->check(CLI::Range(1U, kMaxPatience));
     command.callback([&options, scenario] { options.scenario = scenario; });
     if (scenario == Scenario::kOneCase) command.group("");  // not shown
 }
@@ -149,16 +146,6 @@ void require_loadable(const fs::path& module) {
     } catch (const host_kit::CannotLoad& error) {
         throw cli::CannotRun(error.what());
     }
-}
-
-std::vector<std::string> arguments_of_second_half(const Options& options, const fs::path& directory) {
-    std::vector<std::string> arguments = {kSecondHalf, "--out=" + directory.string(),
-                                          "--module=" + options.module.string(),
-                                          fmt::format("--patience={}", options.patience)};
-    if (options.transcript) arguments.push_back("--transcript=" + options.transcript->string());
-    if (options.json) arguments.emplace_back("--json");
-    if (options.verbose) arguments.emplace_back("--verbose");
-    return arguments;
 }
 
 }  // namespace recorder

@@ -44,8 +44,4 @@ void require_loadable(const std::filesystem::path& module);
 inline constexpr const char* kSecondHalf = "restart-second-half";
 inline constexpr const char* kOneCase = "validate-one-case";
 
-/// The arguments of the process that runs the second half of `restart`.
-[[nodiscard]] std::vector<std::string> arguments_of_second_half(const Options& options,
-                                                                const std::filesystem::path& directory);
-
 }  // namespace recorder

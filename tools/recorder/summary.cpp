@@ -1,7 +1,6 @@
 #include "tools/recorder/summary.h"
 
 #include <algorithm>
-#include <numeric>
 
 #include <fmt/format.h>
 
@@ -60,24 +59,20 @@ Json json_of(const Report& report) {
 Report read_back(const ExpectedRecording& expected) {
     Report report;
     report.path = expected.path;
+    const auto add_fault = [&](const std::string& text) { report.faults.add({expected.path, 0, text}); };
     try {
         reader::Recording recording(expected.path);
         report = reader::verify(recording);
     } catch (const reader::CannotOpen& error) {
-        report.faults.add({expected.path, 0, error.what()});
+        add_fault(error.what());
         return report;
     }
-    if (report.frames != expected.frames) {
-        report.faults.add(
-            {expected.path, 0,
-             fmt::format("{} frames; the clip has {} samples", report.frames, expected.frames)});
-    }
+    if (report.frames != expected.frames)
+        add_fault(fmt::format("{} frames; the clip has {} samples", report.frames, expected.frames));
     const reader::PacketTime start = packet_time_of(expected.start);
-    if (report.frames > 0 && report.first != start) {
-        report.faults.add({expected.path, 0,
-                           fmt::format("starts at {}; its clip starts at {}", reader::text_of(report.first),
-                                       reader::text_of(start))});
-    }
+    if (report.frames > 0 && report.first != start)
+        add_fault(fmt::format("starts at {}; its clip starts at {}", reader::text_of(report.first),
+                              reader::text_of(start)));
     return report;
 }
 
@@ -112,14 +107,12 @@ void print_json(const std::vector<Report>& reports) {
 std::string figures(const HostSimulator& simulator, std::uint32_t restarts,
                     const std::vector<Report>& reports) {
     const SavedModel& model = simulator.model().saved();
-    const std::uint64_t bytes = std::accumulate(
-        reports.begin(), reports.end(), std::uint64_t{0},
-        [](std::uint64_t sum, const Report& report) { return sum + report.data_size + report.index_size; });
+    std::uint64_t bytes = 0;
+    for (const Report& report : reports) bytes += report.data_size + report.index_size;
     const MessageCounts& counts = simulator.counts();
     return fmt::format(
         "operations: {} created, {} done, {} dropped; messages: {} sent to the module, {} of them returned, "
-        "{} "
-        "received; restarts: {}; recordings: {}, {} bytes",
+        "{} received; restarts: {}; recordings: {}, {} bytes",
         model.operations_made, model.operations_done, model.operations_dropped, counts.sent, counts.returned,
         counts.received, restarts, reports.size(), bytes);
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <fstream>
 #include <functional>
+#include <initializer_list>
 #include <span>
 #include <vector>
 
@@ -44,7 +45,7 @@ void for_each_box(Bytes bytes, std::string_view type, const std::function<void(B
 }
 
 /// The payload of the first box at the path of types; empty if there is none.
-Bytes box_at(Bytes bytes, std::span<const std::string_view> path) {
+Bytes box_at(Bytes bytes, std::initializer_list<std::string_view> path) {
     for (const std::string_view type : path) {
         Bytes inner;
         for_each_box(bytes, type, [&](Bytes payload) {
@@ -83,8 +84,7 @@ std::vector<platform::Byte> read_movie(const std::filesystem::path& file) {
 
 /// ISO/IEC 14496-12, 8.2.2: the duration in whole seconds, rounded up.
 std::int64_t length_of(Bytes movie) {
-    constexpr std::array<std::string_view, 1> kPath = {"mvhd"};
-    const Bytes header = box_at(movie, kPath);
+    const Bytes header = box_at(movie, {"mvhd"});
     const bool wide = !header.empty() && header[0] == 1;
     const std::uint64_t scale = integer_at<std::uint32_t>(header, wide ? 20 : 12);
     const std::uint64_t duration =
@@ -99,18 +99,16 @@ std::int64_t length_of(Bytes movie) {
 /// prescribed.
 std::uint32_t frames_of(Bytes movie, const std::filesystem::path& file) {
     constexpr std::uint32_t kVisualEntry = 86;
-    constexpr std::array<std::string_view, 4> kTables = {"mdia", "minf", "stbl", "stsz"};
-    constexpr std::array<std::string_view, 4> kDescriptions = {"mdia", "minf", "stbl", "stsd"};
     std::uint32_t frames = 0;
     for_each_box(movie, "trak", [&](Bytes track) {
-        const Bytes description = box_at(track, kDescriptions);
+        const Bytes description = box_at(track, {"mdia", "minf", "stbl", "stsd"});
         const std::string_view type = type_at(description, 12);
         if (type == "mp4a") return;
         if (integer_at<std::uint32_t>(description, 8) < kVisualEntry) {
             throw cli::CannotRun(fmt::format("{} has a track of type '{}'; only H.264 and AAC are supported",
                                              file.string(), type));
         }
-        frames += integer_at<std::uint32_t>(box_at(track, kTables), 8);
+        frames += integer_at<std::uint32_t>(box_at(track, {"mdia", "minf", "stbl", "stsz"}), 8);
     });
     return frames;
 }

@@ -7,7 +7,6 @@
 
 #include "host/documents/names.h"
 #include "tools/cli/exit_status.h"
-#include "tools/recorder/host/message_summary.h"
 #include "tools/recorder/host/transcript_line.h"
 
 namespace recorder {
@@ -32,14 +31,6 @@ std::string on_one_line(std::string text) {
 
 }  // namespace
 
-struct Conversation::Line {
-    std::chrono::system_clock::time_point at;
-    std::string_view arrow;
-    std::string kind;
-    std::string text;
-    cli::Colour colour = cli::Colour::kPlain;
-};
-
 Conversation::Conversation(const Options& options)
     : stream_(options.stream),
       verbose_(options.verbose),
@@ -51,10 +42,11 @@ Conversation::Conversation(const Options& options)
     if (!transcript_) throw cli::CannotRun(fmt::format("cannot write {}", options.transcript->string()));
 }
 
-void Conversation::print(const Line& line, const std::string& document) {
+void Conversation::print(std::chrono::system_clock::time_point at, std::string_view arrow,
+                         const MessageSummary& line, const std::string& document) {
     if (quiet_) return;
     bar_.clear();
-    fmt::print(stream_, "{}  {} {}{} {}\n", colours_(cli::Colour::kFaint, clock_text(line.at)), line.arrow,
+    fmt::print(stream_, "{}  {} {}{} {}\n", colours_(cli::Colour::kFaint, clock_text(at)), arrow,
                colours_(line.colour, line.kind),
                std::string(kKindWidth - std::min(kKindWidth, line.kind.size()), ' '), on_one_line(line.text));
     if (verbose_ && !document.empty()) {
@@ -72,7 +64,7 @@ void Conversation::sent(const SentMessage& message) {
     ++counts_.sent;
     const auto now = std::chrono::system_clock::now();
     if (transcript_.is_open()) write(transcript_line(message, now));
-    print({now, "->", message.kind, message.summary, cli::Colour::kBlue}, message.text);
+    print(now, "->", {message.kind, message.summary, cli::Colour::kBlue}, message.text);
 }
 
 void Conversation::received(const ReceivedMessage& message) {
@@ -83,12 +75,7 @@ void Conversation::received(const ReceivedMessage& message) {
                  : summarise(message.text);
     ++(returned ? counts_.returned : counts_.received);
     if (transcript_.is_open()) write(transcript_line(message, summary.kind));
-    if (!returned || verbose_)
-        print({message.at, "<-", summary.kind, summary.text, summary.colour}, message.text);
-}
-
-void Conversation::note(const std::string& text) {
-    print({std::chrono::system_clock::now(), "--", "", text, cli::Colour::kPlain}, "");
+    if (!returned || verbose_) print(message.at, "<-", summary, message.text);
 }
 
 }  // namespace recorder

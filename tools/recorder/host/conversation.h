@@ -11,6 +11,7 @@
 #include "tools/cli/progress_bar.h"
 #include "tools/cli/terminal_colours.h"
 #include "tools/recorder/host/message_queue.h"
+#include "tools/recorder/host/message_summary.h"
 
 namespace recorder {
 
@@ -45,7 +46,7 @@ class Conversation {
 
     void sent(const SentMessage& message);
     void received(const ReceivedMessage& message);
-    void note(const std::string& text);
+    void note(const std::string& text) { print(std::chrono::system_clock::now(), "--", {"", text}, ""); }
     void progress(const std::string& label, double fraction) { bar_.show(label, fraction); }
     void end_progress() { bar_.clear(); }
 
@@ -53,8 +54,8 @@ class Conversation {
     void set_counts(const MessageCounts& counts) { counts_ = counts; }
 
   private:
-    struct Line;
-    void print(const Line& line, const std::string& document);
+    void print(std::chrono::system_clock::time_point at, std::string_view arrow, const MessageSummary& line,
+               const std::string& document);
     void write(const std::string& line);
 
     std::FILE* stream_;

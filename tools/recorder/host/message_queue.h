@@ -7,6 +7,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace recorder {
 
@@ -22,10 +23,20 @@ struct ReceivedMessage {
 /// The module's calls, in order. THREAD: put() on the module's threads, take() on the recorder's.
 class MessageQueue {
   public:
-    void put(ReceivedMessage message);
+    void put(ReceivedMessage message) {
+        const std::lock_guard lock(mutex_);
+        messages_.push_back(std::move(message));
+        arrived_.notify_one();
+    }
 
     /// Nothing if no message arrives in time.
-    [[nodiscard]] std::optional<ReceivedMessage> take(std::chrono::milliseconds timeout);
+    [[nodiscard]] std::optional<ReceivedMessage> take(std::chrono::milliseconds timeout) {
+        std::unique_lock lock(mutex_);
+        if (!arrived_.wait_for(lock, timeout, [this] { return !messages_.empty(); })) return std::nullopt;
+        ReceivedMessage message = std::move(messages_.front());
+        messages_.pop_front();
+        return message;
+    }
 
   private:
     std::mutex mutex_;

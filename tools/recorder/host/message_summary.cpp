@@ -2,7 +2,6 @@
 
 #include <string_view>
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <tinyxml2.h>
 
@@ -61,11 +60,6 @@ MessageSummary of_status(const XMLElement* status) {
 }
 
 }  // namespace
-
-std::string utc_text(std::int64_t seconds) {
-    if (seconds < 0) return fmt::format("{}", seconds);
-    return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(static_cast<std::time_t>(seconds)));
-}
 
 MessageSummary summarise(const std::string& document) {
     tinyxml2::XMLDocument parsed;

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 #include "tools/cli/terminal_colours.h"
+#include "tools/model/reference_engine.h"
 
 namespace recorder {
 
@@ -17,7 +17,6 @@ struct MessageSummary {
 /// An unknown text is its own summary.
 [[nodiscard]] MessageSummary summarise(const std::string& document);
 
-/// "2018-06-01T10:00:00Z"; before 1970 the plain number, as in the log lines of the module.
-[[nodiscard]] std::string utc_text(std::int64_t seconds);
+using model::utc_text;
 
 }  // namespace recorder

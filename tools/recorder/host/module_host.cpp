@@ -7,7 +7,6 @@
 
 #include "host/documents/names.h"
 #include "tools/recorder/host/module_fault.h"
-#include "tools/recorder/host/record_check.h"
 
 namespace recorder {
 namespace {
@@ -18,20 +17,20 @@ using host_kit::with;
 
 constexpr std::size_t kReturnedTextsKept = 4096;
 
+template <typename... Fields>
+void put_zeros(ModuleInfo::Bytes& info) {
+    (Fields::put(info, 0), ...);
+}
+
 ModuleInfo::Bytes expected_info() {
     auto info = host_kit::unwritten<ModuleInfo>();
     ModuleInfo::Identifier::put(info, kModuleId);
     ModuleInfo::Word12::put(info, 0x08000310);
-    ModuleInfo::Word16::put(info, 0);
     ModuleInfo::Word20::put(info, 0x03000010);
-    ModuleInfo::Word24::put(info, 0);
-    ModuleInfo::Word28::put(info, 0);
     ModuleInfo::Word32::put(info, 0x08000310);
-    ModuleInfo::Word36::put(info, 0);
-    ModuleInfo::Word40::put(info, 0);
     ModuleInfo::Word52::put(info, 0x01010001);
-    ModuleInfo::Half56::put(info, 0);
-    ModuleInfo::Word60::put(info, 0);
+    put_zeros<ModuleInfo::Word16, ModuleInfo::Word24, ModuleInfo::Word28, ModuleInfo::Word36,
+              ModuleInfo::Word40, ModuleInfo::Half56, ModuleInfo::Word60>(info);
     return info;
 }
 
@@ -82,24 +81,24 @@ ModuleHost::ModuleHost(const std::filesystem::path& module, std::chrono::seconds
       module_(library_.entry_points(), throw_module_fault),
       watchdog_(patience),
       lent_(last_number, kReturnedTextsKept) {
-    load();
+    calling_thread_ = std::this_thread::get_id();
+    check("Load", expected_info(), [this] { return module_.load(callback()); });
+    loaded_ = true;
     try {
-        open();
+        check("Open", with<OpenResult, OpenResult::Status>(kAccepted), [this] { return module_.open(); });
+        calling_thread_ = std::thread::id();
         main_loop_ = std::thread([this] { run_main_loop(); });
-        check_unused_entry_points();
+        check("Read", with<ReadResult, ReadResult::Count>(0U), [this] { return module_.read(); });
+        check("Seek", with<SeekResult, SeekResult::Status>(kRefused), [this] { return module_.seek(); });
     } catch (...) {
         close();
-        unload();
         throw;
     }
 }
 
 ModuleHost::~ModuleHost() {
     try {
-        if (loaded_) {
-            close();
-            unload();
-        }
+        if (loaded_) close();
     } catch (const ModuleFault&) {  // the fault that ended the run was reported already
         loaded_ = false;
     }
@@ -108,7 +107,6 @@ ModuleHost::~ModuleHost() {
 
 void ModuleHost::stop() {
     close();
-    unload();
     if (!main_loop_fault_.empty()) throw ModuleFault(main_loop_fault_);
     if (lent_.count() > 0)
         throw ModuleFault(fmt::format("the module did not return {} message texts", lent_.count()));
@@ -117,17 +115,6 @@ void ModuleHost::stop() {
 template <typename Bytes, typename Call>
 void ModuleHost::check(const char* name, const Bytes& expected, Call call) {
     require_record(name, watchdog_.guard(name, call), expected);
-}
-
-void ModuleHost::load() {
-    calling_thread_ = std::this_thread::get_id();
-    loaded_ = true;
-    check("Load", expected_info(), [this] { return module_.load(callback()); });
-}
-
-void ModuleHost::open() {
-    check("Open", with<OpenResult, OpenResult::Status>(kAccepted), [this] { return module_.open(); });
-    calling_thread_ = std::thread::id();
 }
 
 void ModuleHost::run_main_loop() {
@@ -140,18 +127,10 @@ void ModuleHost::run_main_loop() {
     }
 }
 
-void ModuleHost::check_unused_entry_points() {
-    check("Read", with<ReadResult, ReadResult::Count>(0U), [this] { return module_.read(); });
-    check("Seek", with<SeekResult, SeekResult::Status>(kRefused), [this] { return module_.seek(); });
-}
-
 void ModuleHost::close() {
     calling_thread_ = std::this_thread::get_id();
     check("Close", with<CloseResult, CloseResult::Status>(kAccepted), [this] { return module_.close(); });
     if (main_loop_.joinable()) watchdog_.guard("the main loop", [this] { main_loop_.join(); });
-}
-
-void ModuleHost::unload() {
     loaded_ = false;
     check("Unload", with<CloseResult, CloseResult::Status>(kAccepted), [this] { return module_.unload(); });
 }

@@ -56,12 +56,9 @@ class ModuleHost final : host_kit::CallbackReceiver {
     std::int32_t receive(const host_kit::HostCall& call) override;
     [[nodiscard]] std::string fault_of(const host_kit::HostCall& call, ReceivedMessage& message);
 
-    void load();
-    void open();
     void run_main_loop();
-    void check_unused_entry_points();
+    /// Closes and unloads.
     void close();
-    void unload();
     template <typename Bytes, typename Call>
     void check(const char* name, const Bytes& expected, Call call);
 

@@ -3,7 +3,7 @@
 #include <thread>
 
 #include "tools/host_kit/module_library.h"
-#include "tools/recorder/host/record_check.h"
+#include "tools/recorder/host/module_fault.h"
 #include "tools/recorder/validate/cases.h"
 
 namespace recorder::validate {
