@@ -4,10 +4,11 @@
  * failures are reported and retried, a reservation is refused for lack of space, and a gap survives a
  * restart.
  *
- * The cameras and their losses are simulated: every download is a copy of CLIP.mp4. Everything else is
- * written below DIRECTORY: temporary directories, recordings, and the module's state file.
+ * The cameras and their losses are simulated: every download is a copy of CLIP.mp4. Everything is written
+ * below DIRECTORY: temporary directories, recordings, and the module's state file. Both paths must be
+ * absolute, because the host makes DIRECTORY its working directory.
  *
- *     site_host MODULE CLIP.mp4 DIRECTORY
+ *     site_host MODULE /PATH/CLIP.mp4 /PATH/DIRECTORY
  */
 #if !defined(_POSIX_C_SOURCE)
 #define _POSIX_C_SOURCE 200809L
@@ -32,8 +33,7 @@
 
 enum { GATE = 3, YARD = 4 }; /* device numbers of the cameras */
 
-/* What goes wrong during an attempt to fetch a gap. Each request for storage information begins an attempt.
- */
+/* What goes wrong in an attempt to fetch a gap. Each request for storage information begins an attempt. */
 enum fault { NOTHING, NO_ANSWER, NO_SPACE, SECOND_CLIP_FAILS };
 
 /* ---- What the threads share, guarded by the mutex ---- */
@@ -55,8 +55,7 @@ static void add_to_lent_texts(int count) {
     pthread_mutex_unlock(&mutex);
 }
 
-/* Called by one thread of the module at a time. Does as little as possible, because the module waits for it.
- */
+/* Called by one thread at a time. Does as little as possible, because the module waits for it. */
 static int32_t on_call(const struct norvanepi_host_request* request, struct norvanepi_host_reply* reply) {
     (void)reply;
     if (request->message_class == NORVANEPI_CLASS_RELEASE) {
@@ -65,7 +64,7 @@ static int32_t on_call(const struct norvanepi_host_request* request, struct norv
         return 0;
     }
     struct document* const copy = malloc(sizeof *copy + request->length);
-    if (copy == NULL) return 0; /* the timer reports a failure instead of an answer */
+    if (copy == NULL) abort(); /* a request without an answer would stop the module */
     copy->next = NULL;
     memcpy(copy->text, request->data, request->length);
     pthread_mutex_lock(&mutex);
@@ -187,7 +186,8 @@ static int stop_module(void) {
 /* ---- Answers. One thread gives them all, so no lock is needed. ---- */
 
 static const char *clip, *directory;
-static const enum fault* faults; /* of the attempts to come */
+static const enum fault faults[] = {SECOND_CLIP_FAILS, NOTHING, NO_SPACE, NOTHING, NO_ANSWER};
+static size_t attempts; /* those after the last fault succeed */
 static int all_done;
 
 /* The operation that the host works on. The module requests one at a time. */
@@ -197,10 +197,10 @@ static struct {
     long long start, stop; /* seconds since 1970 UTC */
     enum fault fault;
     int waits_for_camera;
+    struct timespec deadline; /* while it waits for the camera */
 } operation;
 
-/* The integer in `name="..."`. The module's documents have a fixed form; a host with an XML parser uses that.
- */
+/* The integer in `name="..."`. The module's documents have a fixed form; a real host uses an XML parser. */
 static long long number_in(const char* document, const char* name) {
     char pattern[64];
     snprintf(pattern, sizeof pattern, " %s=\"", name);
@@ -227,9 +227,13 @@ static void begin_attempt(const char* document, const char* guid) {
     operation.camera = (int)number_in(strstr(document, "<Device "), "Number");
     operation.start = number_in(document, "Start");
     operation.stop = number_in(document, "Stop");
-    operation.fault = *faults++;
+    operation.fault = attempts < sizeof faults / sizeof *faults ? faults[attempts++] : NOTHING;
     operation.waits_for_camera = operation.fault == NO_ANSWER;
-    if (operation.waits_for_camera) return;
+    if (operation.waits_for_camera) {
+        clock_gettime(CLOCK_MONOTONIC, &operation.deadline);
+        operation.deadline.tv_sec += TIMEOUT_S;
+        return;
+    }
     send_text(DEVICE
               "><Storage GUID=\"%s\"><Input><Context Number=\"0\" Recordings=\"1\" TotalSize=\"10\" "
               "OldestStart=\"%lld\" NewestEnd=\"%lld\"/></Input></Storage>" END,
@@ -286,8 +290,7 @@ static void download(const char* guid) {
     send_text(DEVICE "><Storage GUID=\"%s\" RetrievalStatus=\"3\"/>" END, operation.camera, guid);
 }
 
-/* The module has removed the clips that it was told of; the directory and anything else in it is the host's.
- */
+/* The module has removed the clips that it was told of. Anything else in the directory is the host's. */
 static void release(const char* guid) {
     char temporary[PATH_SIZE];
     path_of(temporary, guid, "");
@@ -310,16 +313,11 @@ static void answer(const char* document) {
 
 /* Answers the module until it has no operation left. */
 static void work(void) {
-    struct timespec deadline;
     for (all_done = 0; !all_done;) {
-        if (!operation.waits_for_camera) {
-            clock_gettime(CLOCK_MONOTONIC, &deadline);
-            deadline.tv_sec += TIMEOUT_S;
-        }
-        struct document* const document = next_document(operation.waits_for_camera ? &deadline : NULL);
-        if (document == NULL) {
-            report_failure(110,
-                           operation.start); /* the module has no timer: only this report lets it go on */
+        struct document* const document =
+            next_document(operation.waits_for_camera ? &operation.deadline : NULL);
+        if (document == NULL) { /* the module has no timer: only this report lets it go on */
+            report_failure(110, operation.start);
         } else {
             answer(document->text);
         }
@@ -335,11 +333,10 @@ static void lose(int camera, long long time) {
 }
 
 int main(int argc, char** argv) {
-    static const enum fault first_run[] = {SECOND_CLIP_FAILS, NOTHING, NO_SPACE, NOTHING, NO_ANSWER, NOTHING};
-    static const enum fault second_run[] = {NOTHING, NOTHING};
     char recordings[PATH_SIZE];
     pthread_condattr_t monotonic;
-    if (argc != 4) return fprintf(stderr, "site_host MODULE CLIP.mp4 DIRECTORY\n"), 2;
+    if (argc != 4 || argv[2][0] != '/' || argv[3][0] != '/')
+        return fprintf(stderr, "site_host MODULE /PATH/CLIP.mp4 /PATH/DIRECTORY\n"), 2;
     if (!load_library(argv[1])) return 2;
     clip = argv[2], directory = argv[3];
     path_of(recordings, "recordings", "");
@@ -350,7 +347,6 @@ int main(int argc, char** argv) {
     pthread_cond_init(&changed, &monotonic);
 
     const long long now = time(NULL);
-    faults = first_run;
     if (!start_module()) return 1;
     report_channel(YARD, 1, now);
     lose(GATE, now - 4000); /* a clip fails, and the rest of the gap is fetched again */
@@ -359,7 +355,6 @@ int main(int argc, char** argv) {
     report_channel(GATE, 0, now - 1000);
     if (!stop_module()) return 1;
 
-    faults = second_run;
     if (!start_module()) return 1;
     report_channel(GATE, 1, now); /* its gap began before the restart */
     work();
