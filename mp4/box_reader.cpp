@@ -8,7 +8,6 @@ using platform::Byte;
 namespace {
 
 constexpr std::size_t kMinFillSize = 4'096;
-constexpr std::size_t kMaxFillSize = 262'144;
 
 }  // namespace
 

@@ -15,6 +15,9 @@
 /// without copying.
 class BoxReader {
   public:
+    /// Bytes that are read at once, unless a caller needs more.
+    static constexpr std::size_t kMaxFillSize = 262'144;
+
     /// Does not own the file. A null file reads as an empty one.
     explicit BoxReader(platform::InputFile* file) : file_(file), size_(file == nullptr ? 0 : file->size()) {}
 

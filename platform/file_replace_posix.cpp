@@ -4,8 +4,9 @@
 // - A link at the path is kept. The file that it leads to is replaced, and the temporary file is next to it.
 // - A new file gets mode 0666 less the umask. An existing file keeps its mode.
 // - A file without write permission is kept, because replacing it would bypass its permissions.
-// - The old file is overwritten in place if the directory does not permit a new file (EACCES, EPERM, EROFS)
-//   or a rename over the old one (EACCES or EPERM in a sticky directory, EBUSY for a mount point).
+// - The old file is overwritten in place if the directory does not permit a new file (EACCES, EPERM, EROFS),
+// a
+//   rename over the old one (EACCES or EPERM in a sticky directory, EBUSY for a mount point), or its mode.
 // - If the disk is full, content that is shorter than the old file overwrites it in place.
 // - Anything but a regular file, for example a device, is written in place: a rename would remove it.
 // - After any other failure the old file is kept and the temporary one is removed.
@@ -46,17 +47,22 @@ struct Existing {
     ::off_t size = 0;
 };
 
+bool is_full(int error) {
+    return error == ENOSPC || error == EDQUOT || error == EFBIG;
+}
+
 /// Overwrites the old file. If the disk has no space for longer content, the file is left as it was.
 bool write_in_place(const std::string& path, const Existing& old, std::string_view content) {
     // Non-blocking, because opening a FIFO without a reader would block.
-    PosixFile file = PosixFile::open(path, O_WRONLY | O_NONBLOCK | O_NOCTTY);
+    PosixFile file =
+        PosixFile::open(path, O_WRONLY | O_NONBLOCK | O_NOCTTY | (old.found ? 0 : O_CREAT), kNewFileMode);
     if (!file) return false;
-    if (!old.regular) return write_all(file, content) && file.close();
+    if (old.found && !old.regular) return write_all(file, content) && file.close();
     const auto size = static_cast<::off_t>(content.size());
     const auto set_size = [&](::off_t to) {
         return uninterrupted([&] { return ::ftruncate(file.descriptor(), to); }) == 0;
     };
-    if (size > old.size && ::posix_fallocate(file.descriptor(), 0, size) != 0) {
+    if (size > old.size && is_full(::posix_fallocate(file.descriptor(), 0, size))) {
         (void)set_size(old.size);
         return false;
     }
@@ -104,12 +110,11 @@ int replace_by_rename(const std::string& temporary, const std::string& target, c
     const int error = errno;
     file.close();
     uninterrupted([&] { return ::unlink(temporary.c_str()); });
-    return error;
+    return error != 0 ? error : EIO;
 }
 
 bool may_write_in_place(int error, const Existing& old, std::string_view content) {
-    const bool full = error == ENOSPC || error == EDQUOT;
-    if (full) return content.size() < static_cast<std::size_t>(old.size);
+    if (is_full(error)) return content.size() < static_cast<std::size_t>(old.size);
     return error == EACCES || error == EPERM || error == EROFS || error == EBUSY;
 }
 

@@ -9,6 +9,7 @@
 #include <windows.h>
 
 #include <boost/filesystem/operations.hpp>
+#include <cerrno>
 #include <cstdlib>
 
 #include "platform/common_file_system.h"
@@ -60,15 +61,16 @@ bool replace_file(const std::string& path, std::string_view content) {
     WinFile file = WinFile::open(temporary, _O_WRONLY | _O_CREAT | _O_EXCL, kNewFileMode);
     if (!file) return _doserrno == ERROR_ACCESS_DENIED && write_in_place(target, content);
     const bool written = write_all(file, content) && file.flush_to_disk() && file.close();
+    const bool disk_full = !written && errno == ENOSPC;
     if (written && rename_over(temporary, target)) return true;
     const DWORD error = ::GetLastError();
     const bool open_elsewhere = written && (error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION);
     boost::system::error_code no_size;
     const std::uintmax_t old_size = fs::file_size(target, no_size);
-    const bool disk_full = !written && !no_size && content.size() < old_size;
+    const bool shorter = !no_size && content.size() < old_size;
     file.close();
     ::DeleteFileW(temporary.c_str());
-    return (open_elsewhere || disk_full) && write_in_place(target, content);
+    return (open_elsewhere || (disk_full && shorter)) && write_in_place(target, content);
 }
 
 }  // namespace platform

@@ -143,6 +143,37 @@ TEST_F(RealConditionsTest, ConversionSucceedsAgainOnceTheDiskHasSpace) {
     EXPECT_EQ(retrieval.recordings().at("second").payloads(), std::vector{in_frame("room")});
 }
 
+TEST_F(RealConditionsTest, StateFileIsEmptiedOnAFullDiskAndSurvivesALongerState) {
+    const SmallDisk disk("out");
+    if (!disk.mounted()) GTEST_SKIP() << "mounting is not permitted";
+    platform::FileSystem& files = platform::system_files();
+    const std::string old(20'000, 'o');
+    ASSERT_TRUE(files.replace_whole("out/state", old));
+    write_file("out/rest", std::string(20'000, 'r'));  // truncated: there is no space
+    EXPECT_FALSE(files.replace_whole("out/state", old + old));
+    EXPECT_EQ(read_file("out/state"), old);
+    EXPECT_TRUE(files.replace_whole("out/state", "empty"));
+    EXPECT_EQ(read_file("out/state"), "empty");
+    EXPECT_FALSE(boost::filesystem::exists("out/state.new"));
+}
+
+TEST_F(RealConditionsTest, StateFileThatIsAMountPointIsWrittenInPlace) {
+    const SmallDisk disk("out");
+    if (!disk.mounted()) GTEST_SKIP() << "mounting is not permitted";
+    write_file("out/file", "old");
+    write_file("state", "");
+    ASSERT_EQ(::mount("out/file", "state", nullptr, MS_BIND, nullptr), 0);
+    for (const char* content : {"longer", "new"}) {
+        EXPECT_TRUE(platform::system_files().replace_whole("state", content));
+        EXPECT_EQ(read_file("state"), content);
+    }
+    // Longer content that does not fit leaves the old one.
+    EXPECT_FALSE(platform::system_files().replace_whole("state", std::string(50'000, 'x')));
+    EXPECT_EQ(read_file("state"), "new");
+    EXPECT_EQ(::umount("state"), 0);
+    EXPECT_EQ(read_file("out/file"), "new");
+}
+
 TEST_F(RealConditionsTest, RemovedDirectoryIsCreatedAgainForTheNextClip) {
     reserve();
     EXPECT_EQ(errors_of_first(), "");

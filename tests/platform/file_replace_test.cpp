@@ -150,6 +150,16 @@ TEST_F(FileReplaceTest, FileInADirectoryWithoutWritePermissionIsWrittenInPlace) 
     EXPECT_EQ(read_file(state), "new again");
 }
 
+TEST_F(FileReplaceTest, FileOfAnotherUserInAStickyDirectoryIsWrittenInPlace) {
+    put("the old, longer content", 0666);
+    ::chmod(directory.path().c_str(), 01777);
+    for (const char* content : {"new", "newer, and longer than the old content"}) {
+        EXPECT_TRUE(holds_for_ordinary_user([&] { return replace(state, content); }));
+        EXPECT_EQ(read_file(state), content);
+        EXPECT_FALSE(exists(temporary));
+    }
+}
+
 TEST_F(FileReplaceTest, DevicesAndPipesAreWrittenInPlace) {
     ::symlink("/dev/null", state.c_str());
     EXPECT_TRUE(replace(state, "gone"));
