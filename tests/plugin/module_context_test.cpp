@@ -16,10 +16,12 @@ class ScriptedSleeper final : public platform::Sleeper {
         calls += "sleep " + std::to_string(duration.count()) + "\n";
         on_sleep();
     }
-    bool wait_for(std::condition_variable& /*condition*/, std::unique_lock<std::mutex>& /*lock*/,
+    bool wait_for(std::condition_variable& /*condition*/, std::unique_lock<std::mutex>& lock,
                   std::chrono::milliseconds /*duration*/, const std::function<bool()>& /*ready*/) override {
         calls += "pass\n";
+        lock.unlock();
         on_pass();
+        lock.lock();
         return true;
     }
 
