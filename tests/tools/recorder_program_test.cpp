@@ -160,17 +160,17 @@ TEST_F(RecorderProgramTest, ALongRunShowsThatNothingGrows) {
 
 TEST_F(RecorderProgramTest, AFaultyModuleIsNoticed) {
     const std::map<std::string, std::string> cases = {
-        {"module info word", "Load left byte 20 of its output record as EF, not 10"},
+        {"module info word", "Load left word20 (byte 20 of its output record) as EF, not 10"},
         {"length without NUL", "a document does not end with exactly one NUL"},
-        {"write count", "Write left byte 28 of its output record as FE, not 01"},
-        {"request without module id", "byte 26 of a request is 11, not 51"},
-        {"features in the other spelling", "<NorVane ID=\"5308416\"/></Pavo>; expected"},
+        {"write count", "Write left count (byte 28 of its output record) as FE, not 01"},
+        {"request without module id", "identifier (byte 26 of a request) is 11, not 51"},
+        {"features in the other spelling", "found Vane ID=\"5308416\"/></Pavo>; expected vane"},
         {"text returned twice", "the module returned message 1 twice"},
         {"log on a thread of its own", "the module called the host on a thread of its own"},
         {"text of a failure kept", "the module sent nothing for 1 s; expected the return of message "},
         {"text kept", "; expected the return of message 1"},
         {"does not return from Close", "the module did not return from Close within 1 s"},
-        {"request before its log line", "</log_msg> (class 64)"},
+        {"request before its log line", "; expected log_msg level="},
     };
     for (const auto& [fault, message] : cases) {
         const Outcome ended =

@@ -63,6 +63,7 @@ void HostSimulator::close() {
     host_->stop();
     last_close_duration_ = steady_clock::now() - begin;
     settle();
+    if (const auto further = host_->take(std::chrono::milliseconds(0))) check(*further);
     host_.reset();
     check_state_file();
     conversation_.note("the module is closed and unloaded");
@@ -74,8 +75,7 @@ void HostSimulator::check_state_file() {
     bindings_.instants().clear();
     const std::string expected = model_.state_file();
     if (!matches(expected, *text, bindings_)) {
-        throw ModuleFault(
-            fmt::format("the state file contains {}; expected {}", *text, described(expected, bindings_)));
+        throw ModuleFault("the state file: " + difference(expected, *text, bindings_));
     }
     model_.set_open_times(bindings_.instants());
     bindings_.instants().clear();
@@ -266,7 +266,11 @@ void HostSimulator::settle() {
     auto last_progress = steady_clock::now();
     while (!expected_.empty()) {
         const auto message = host_->take(kPollInterval);
-        if (message) check(*message);
+        if (message) {
+            check(*message);
+        } else {
+            host_->require_running();
+        }
         if (message || watch_conversion()) last_progress = steady_clock::now();
         if (steady_clock::now() - last_progress > settings_.patience) {
             throw ModuleFault(fmt::format("the module sent nothing for {} s; expected {}",
@@ -295,10 +299,7 @@ void HostSimulator::check(const ReceivedMessage& message) {
         expected_.pop_front();
     }
     if (expected_.empty() || !fits(message, expected_.front())) {
-        const std::string received = message.returned_number != 0
-                                         ? fmt::format("the return of message {}", message.returned_number)
-                                         : message.text;
-        throw ModuleFault(fmt::format("received {}; expected {}", received, description_of_next()));
+        throw ModuleFault(difference_from_next(message));
     }
     if (!expected_.front().any_number) expected_.pop_front();
 }
@@ -309,11 +310,28 @@ bool HostSimulator::fits(const ReceivedMessage& message, const Expected& expecte
            matches(expected.pattern, message.text, bindings_);
 }
 
+/// Two documents of a class are compared, and anything else is named.
+std::string HostSimulator::difference_from_next(const ReceivedMessage& message) const {
+    const bool is_return = message.returned_number != 0;
+    if (!is_return && !expected_.empty() && expected_.front().returned_number == 0) {
+        const Expected& next = expected_.front();
+        const std::string text = difference(next.pattern, message.text, bindings_);
+        if (text.empty())
+            return fmt::format("a document came with class {}, not {}: {}", message.message_class,
+                               next.message_class, shortened(message.text));
+        return fmt::format("a document differs from the expected one: {}", text);
+    }
+    return fmt::format("received {}; expected {}",
+                       is_return ? fmt::format("the return of message {}", message.returned_number)
+                                 : shortened(message.text),
+                       description_of_next());
+}
+
 std::string HostSimulator::description_of_next() const {
     if (expected_.empty()) return "nothing";
     const Expected& next = expected_.front();
     if (next.returned_number != 0) return fmt::format("the return of message {}", next.returned_number);
-    return fmt::format("{} (class {})", described(next.pattern, bindings_), next.message_class);
+    return fmt::format("{} (class {})", shortened(described(next.pattern, bindings_)), next.message_class);
 }
 
 }  // namespace recorder

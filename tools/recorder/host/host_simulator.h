@@ -148,6 +148,7 @@ class HostSimulator {
     void check(const ReceivedMessage& message);
     [[nodiscard]] bool fits(const ReceivedMessage& message, const Expected& expected);
     [[nodiscard]] std::string description_of_next() const;
+    [[nodiscard]] std::string difference_from_next(const ReceivedMessage& message) const;
     void check_state_file();
 
     Settings settings_;

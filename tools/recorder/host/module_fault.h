@@ -18,13 +18,18 @@ class ModuleFault : public std::runtime_error {
     throw ModuleFault(fault);
 }
 
-/// Throws ModuleFault for the first byte that differs.
+/// The name of the field at an offset in the output record of an entry point, or in the callback's "request"
+/// or "reply".
+[[nodiscard]] std::string field_at(const std::string& record, std::size_t offset);
+
+/// Throws ModuleFault with the name of the first field that differs.
 template <typename Bytes>
 void require_record(const std::string& entry_point, const Bytes& found, const Bytes& expected) {
     const auto [is, should] = std::mismatch(found.begin(), found.end(), expected.begin());
     if (is == found.end()) return;
-    throw ModuleFault(fmt::format("{} left byte {} of its output record as {:02X}, not {:02X}", entry_point,
-                                  is - found.begin(), *is, *should));
+    const auto offset = static_cast<std::size_t>(is - found.begin());
+    throw ModuleFault(fmt::format("{} left {} (byte {} of its output record) as {:02X}, not {:02X}",
+                                  entry_point, field_at(entry_point, offset), offset, *is, *should));
 }
 
 }  // namespace recorder

@@ -16,22 +16,11 @@ using host_kit::LentBuffers;
 using host_kit::with;
 
 constexpr std::size_t kReturnedTextsKept = 4096;
+constexpr std::chrono::seconds kMinCallLimit{2};
 
 template <typename... Fields>
 void put_zeros(ModuleInfo::Bytes& info) {
     (Fields::put(info, 0), ...);
-}
-
-ModuleInfo::Bytes expected_info() {
-    auto info = host_kit::unwritten<ModuleInfo>();
-    ModuleInfo::Identifier::put(info, kModuleId);
-    ModuleInfo::Word12::put(info, 0x08000310);
-    ModuleInfo::Word20::put(info, 0x03000010);
-    ModuleInfo::Word32::put(info, 0x08000310);
-    ModuleInfo::Word52::put(info, 0x01010001);
-    put_zeros<ModuleInfo::Word16, ModuleInfo::Word24, ModuleInfo::Word28, ModuleInfo::Word36,
-              ModuleInfo::Word40, ModuleInfo::Half56, ModuleInfo::Word60>(info);
-    return info;
 }
 
 /// The request that the received data, class and, for a document, length imply.
@@ -53,18 +42,40 @@ std::string fault_of_records(const host_kit::HostCall& call) {
     const auto expected = expected_request(call);
     const auto [is, should] = std::mismatch(request.begin(), request.end(), expected.begin());
     if (is != request.end()) {
-        return fmt::format("byte {} of a request is {:02X}, not {:02X}", is - request.begin(), *is, *should);
+        const auto offset = static_cast<std::size_t>(is - request.begin());
+        return fmt::format("{} (byte {} of a request) is {:02X}, not {:02X}", field_at("request", offset),
+                           offset, *is, *should);
     }
     HostReply::Bytes empty{};
     HostReply::RecordSize::put(empty, HostReply::size);
     HostReply::Word4::put(empty, 1);
-    return call.reply() == empty ? "" : "a request came with a wrong reply record";
+    const auto reply = call.reply();
+    const auto wrong = std::ranges::mismatch(reply, empty).in1;
+    if (wrong == reply.end()) return "";
+    return fmt::format("a request came with a wrong {} in its reply record",
+                       field_at("reply", static_cast<std::size_t>(wrong - reply.begin())));
+}
+
+}  // namespace
+
+ModuleInfo::Bytes expected_module_info() {
+    auto info = host_kit::unwritten<ModuleInfo>();
+    ModuleInfo::Identifier::put(info, kModuleId);
+    ModuleInfo::Word12::put(info, 0x08000310);
+    ModuleInfo::Word20::put(info, 0x03000010);
+    ModuleInfo::Word32::put(info, 0x08000310);
+    ModuleInfo::Word52::put(info, 0x01010001);
+    put_zeros<ModuleInfo::Word16, ModuleInfo::Word24, ModuleInfo::Word28, ModuleInfo::Word36,
+              ModuleInfo::Word40, ModuleInfo::Half56, ModuleInfo::Word60>(info);
+    return info;
 }
 
 std::string fault_of_return(const LentBuffers::Return& text) {
     switch (text.outcome) {
         case LentBuffers::Outcome::kReturned:
             return "";
+        case LentBuffers::Outcome::kChanged:
+            return fmt::format("the module wrote to message {} or beside it", text.number);
         case LentBuffers::Outcome::kReturnedBefore:
             return fmt::format("the module returned message {} twice", text.number);
         case LentBuffers::Outcome::kNeverLent:
@@ -73,16 +84,14 @@ std::string fault_of_return(const LentBuffers::Return& text) {
     return "the module returned a text that was never lent";
 }
 
-}  // namespace
-
 ModuleHost::ModuleHost(const std::filesystem::path& module, std::chrono::seconds patience,
                        std::uint64_t last_number)
-    : library_(module),
-      module_(library_.entry_points(), throw_module_fault),
+    : library_(module, std::max<std::chrono::nanoseconds>(kMinCallLimit, patience / 10)),
+      module_(CheckedLibrary::entry_points(), throw_module_fault),
       watchdog_(patience),
       lent_(last_number, kReturnedTextsKept) {
     calling_thread_ = std::this_thread::get_id();
-    check("Load", expected_info(), [this] { return module_.load(callback()); });
+    check("Load", expected_module_info(), [this] { return module_.load(callback()); });
     loaded_ = true;
     try {
         check("Open", with<OpenResult, OpenResult::Status>(kAccepted), [this] { return module_.open(); });
@@ -110,6 +119,14 @@ void ModuleHost::stop() {
     if (!main_loop_fault_.empty()) throw ModuleFault(main_loop_fault_);
     if (lent_.count() > 0)
         throw ModuleFault(fmt::format("the module did not return {} message texts", lent_.count()));
+    if (const auto number = lent_.changed_after_return(); number != 0)
+        throw ModuleFault(fmt::format("the module wrote to message {} after returning it", number));
+    CheckedLibrary::require_records_left_alone();
+}
+
+void ModuleHost::require_running() {
+    if (!main_loop_ended_ || closing_) return;
+    throw ModuleFault(main_loop_fault_.empty() ? "IOCTL code 1 returned before Close" : main_loop_fault_);
 }
 
 template <typename Bytes, typename Call>
@@ -120,16 +137,20 @@ void ModuleHost::check(const char* name, const Bytes& expected, Call call) {
 void ModuleHost::run_main_loop() {
     loop_thread_ = std::this_thread::get_id();
     try {
-        const auto result = module_.ioctl(kRunMainLoop);
-        if (IoctlResult::Status::get(result) != kAccepted) main_loop_fault_ = "the main loop failed";
+        require_record("IOCTL code 1", module_.ioctl(kRunMainLoop),
+                       with<IoctlResult, IoctlResult::Status>(kAccepted));
+        if (!closing_) main_loop_fault_ = "IOCTL code 1 returned before Close";
     } catch (const ModuleFault& fault) {
         main_loop_fault_ = fault.what();
     }
+    main_loop_ended_ = true;
 }
 
 void ModuleHost::close() {
     calling_thread_ = std::this_thread::get_id();
+    closing_ = true;
     check("Close", with<CloseResult, CloseResult::Status>(kAccepted), [this] { return module_.close(); });
+    closed_ = true;
     if (main_loop_.joinable()) watchdog_.guard("the main loop", [this] { main_loop_.join(); });
     loaded_ = false;
     check("Unload", with<CloseResult, CloseResult::Status>(kAccepted), [this] { return module_.unload(); });
@@ -151,10 +172,14 @@ std::int32_t ModuleHost::receive(const host_kit::HostCall& call) {
     ReceivedMessage message;
     message.at = std::chrono::system_clock::now();
     message.message_class = call.message_class();
+    const bool alone = ++callbacks_ == 1;
     message.fault = fault_of(call, message);
+    if (!alone) message.fault = "two threads were inside the callback at the same time";
+    if (closed_) message.fault = "the module called the host after Close had returned";
     const Answer answer = message.returned_number != 0 ? answer_.load() : Answer{};
     received_.put(std::move(message));
     if (answer.result != 0) call.set_result(answer.result);
+    --callbacks_;
     return answer.returned;
 }
 

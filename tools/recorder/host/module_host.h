@@ -10,7 +10,7 @@
 #include "tools/host_kit/callback.h"
 #include "tools/host_kit/lent_buffers.h"
 #include "tools/host_kit/module.h"
-#include "tools/host_kit/module_library.h"
+#include "tools/recorder/host/checked_calls.h"
 #include "tools/recorder/host/message_queue.h"
 #include "tools/recorder/host/watchdog.h"
 
@@ -32,6 +32,9 @@ class ModuleHost final : host_kit::CallbackReceiver {
     /// Closes and unloads the module, which must have returned every text by then. Its last messages can
     /// still be taken.
     void stop();
+
+    /// Throws ModuleFault if the main loop returned although the module is not closed.
+    void require_running();
 
     /// A text is lent before it is sent, because its number is needed first.
     [[nodiscard]] host_kit::LentBuffer lend(const std::string& text) { return lent_.lend(text); }
@@ -62,7 +65,7 @@ class ModuleHost final : host_kit::CallbackReceiver {
     template <typename Bytes, typename Call>
     void check(const char* name, const Bytes& expected, Call call);
 
-    host_kit::ModuleLibrary library_;
+    CheckedLibrary library_;
     host_kit::Module module_;
     Watchdog watchdog_;
     host_kit::LentBuffers lent_;
@@ -71,8 +74,18 @@ class ModuleHost final : host_kit::CallbackReceiver {
     std::atomic<std::thread::id> loop_thread_;
     std::atomic<Answer> answer_{};
     std::thread main_loop_;
-    std::string main_loop_fault_;  // read after joining
+    std::atomic<bool> closing_ = false;
+    std::atomic<bool> closed_ = false;
+    std::atomic<int> callbacks_ = 0;  // running now
+    std::atomic<bool> main_loop_ended_ = false;
+    std::string main_loop_fault_;  // read after the main loop ended
     bool loaded_ = false;
 };
+
+/// What Load must write.
+[[nodiscard]] host_records::ModuleInfo::Bytes expected_module_info();
+
+/// What is wrong with the return of a text; empty if nothing is.
+[[nodiscard]] std::string fault_of_return(const host_kit::LentBuffers::Return& text);
 
 }  // namespace recorder

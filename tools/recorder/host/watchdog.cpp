@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "tools/cli/exit_status.h"
+#include "tools/recorder/host/checked_calls.h"
 #include "tools/recorder/options.h"
 
 namespace recorder {
@@ -34,8 +35,9 @@ void Watchdog::watch() {
             changed_.wait(lock);
         } else if (changed_.wait_until(lock, deadline_) == std::cv_status::timeout && !guarded_.empty() &&
                    std::chrono::steady_clock::now() >= deadline_) {
-            cli::print_error(kProgram, fmt::format("the module did not return from {} within {} s", guarded_,
-                                                   patience_.count()));
+            const std::string calls = InCall::in_progress();
+            cli::print_error(kProgram, fmt::format("the module did not return from {} within {} s",
+                                                   calls.empty() ? guarded_ : calls, patience_.count()));
             (void)std::fflush(nullptr);
             std::_Exit(cli::kFailure);  // exit() would run destructors that wait for the same call
         }

@@ -29,9 +29,10 @@ class WorkingDirectory {
     /// The path that the module must choose for the recording of a clip with this start.
     [[nodiscard]] std::string recording_path(const Device& device, Seconds start) const;
 
-  private:
     /// Marks a directory whose state file and temporary clips the recorder may remove.
     [[nodiscard]] std::filesystem::path marker() const { return path_ / ".norvanepi-recorder"; }
+
+  private:
     void claim();
 
     std::filesystem::path path_;

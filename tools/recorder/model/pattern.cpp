@@ -10,6 +10,7 @@ namespace recorder {
 namespace {
 
 constexpr std::size_t kGuidLength = 36;
+constexpr std::size_t kContext = 40;  // characters of a text in a message
 
 /// Removes the pattern of a GUID. Returns the number of the operation.
 std::size_t take_operation(std::string_view& pattern) {
@@ -115,6 +116,32 @@ bool matches(std::string_view pattern, std::string_view text, Bindings& bindings
         if (!match_part(pattern, text, bindings)) return false;
     }
     return text.empty();
+}
+
+std::string difference(std::string_view pattern, std::string_view text, Bindings bindings) {
+    const std::string_view whole = text;
+    while (!pattern.empty()) {
+        std::string_view rest = pattern;
+        if (!match_part(rest, text, bindings)) break;
+        pattern = rest;
+    }
+    if (pattern.empty() && text.empty()) return {};
+    const std::string should = described(pattern, bindings);
+    const auto [is, expected] = std::ranges::mismatch(text, should);
+    const auto offset = static_cast<std::size_t>(is - whole.begin());
+    const std::size_t context = std::min(offset, kContext);
+    const auto excerpt = [](std::string_view from) {
+        return from.empty() ? "the end" : from.substr(0, kContext);
+    };
+    return fmt::format(
+        "at byte {}, after \"{}\": found {}; expected {}", offset, whole.substr(offset - context, context),
+        excerpt(std::string_view(is, text.end())),
+        excerpt(std::string_view(should).substr(static_cast<std::size_t>(expected - should.begin()))));
+}
+
+std::string shortened(std::string_view text) {
+    if (text.size() <= 4 * kContext) return std::string(text);
+    return fmt::format("{} ... {}", text.substr(0, 2 * kContext), text.substr(text.size() - 2 * kContext));
 }
 
 std::string described(std::string_view pattern, const Bindings& bindings) {

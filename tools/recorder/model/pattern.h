@@ -58,6 +58,12 @@ class Bindings {
 /// beginning remain there.
 [[nodiscard]] bool matches(std::string_view pattern, std::string_view text, Bindings& bindings);
 
+/// Where the text differs from the pattern, with a few characters around the place; empty if it matches.
+[[nodiscard]] std::string difference(std::string_view pattern, std::string_view text, Bindings bindings);
+
+/// The text, or its beginning and its end if it is long.
+[[nodiscard]] std::string shortened(std::string_view text);
+
 /// The pattern for people: known values are filled in, unknown ones are described.
 [[nodiscard]] std::string described(std::string_view pattern, const Bindings& bindings);
 

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <utility>
 
 #include <fmt/format.h>
@@ -41,29 +39,6 @@ nanoseconds median(std::vector<nanoseconds> times) {
 
 nanoseconds longest(const std::vector<nanoseconds>& times) {
     return times.empty() ? nanoseconds() : *std::max_element(times.begin(), times.end());
-}
-
-std::uint64_t entries_of(const fs::path& directory) {
-    std::error_code not_there;
-    const auto entries = fs::directory_iterator(directory, not_there);
-    return static_cast<std::uint64_t>(std::distance(fs::begin(entries), fs::end(entries)));
-}
-
-std::uint64_t resident_kilobytes() {
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;) {
-        std::uint64_t kilobytes = 0;
-        if (word == "VmRSS:" && status >> kilobytes) return kilobytes;
-    }
-    return 0;
-}
-
-ProcessFigures process_figures() {
-    const std::uint64_t descriptors = entries_of("/proc/self/fd");
-    return {
-        .resident_kilobytes = resident_kilobytes(),
-        .descriptors = descriptors == 0 ? 0 : descriptors - 1,  // without the one that reads the directory
-        .threads = entries_of("/proc/self/task")};
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/recorder/host/host_simulator.h"
+#include "tools/recorder/host/process_figures.h"
 
 namespace recorder {
 
@@ -15,13 +16,6 @@ struct SoakSettings {
     std::uint32_t minutes = 0;
 
     [[nodiscard]] bool wanted() const { return operations > 0 || minutes > 0; }
-};
-
-/// Resources of this process, which includes the module. Zeros on systems that do not provide them.
-struct ProcessFigures {
-    std::uint64_t resident_kilobytes = 0;
-    std::uint64_t descriptors = 0;
-    std::uint64_t threads = 0;
 };
 
 /// Watches a long run. After every thousand operations it measures the resources of the process and the
