@@ -19,6 +19,7 @@ struct Typed {
     std::string directory;
     std::string module;
     std::string transcript;
+    std::string junit;
 };
 
 constexpr std::uint32_t kCasePatience = 20;
@@ -93,6 +94,8 @@ void add_validate(CLI::App& app, Typed& typed, Options& options, Scenario scenar
              "DIR");
     command.add_flag("--list", options.list, "list the cases and what they check");
     command.add_flag("--json", options.json, "print the results as JSON on standard output");
+    command.add_option("--junit", typed.junit, "also write the results to this file as JUnit XML")
+        ->type_name("FILE");
     command.add_option("--jobs", options.jobs, "number of cases at a time")
         ->default_val(cli::default_jobs())
         ->check(CLI::Range(1U, 64U));
@@ -136,6 +139,7 @@ std::optional<Options> read_command_line(int argc, const char* const* argv) {
     }
     options.directory = absolute_or_nothing(typed.directory);
     options.transcript = absolute_or_nothing(typed.transcript);
+    options.junit = absolute_or_nothing(typed.junit);
     options.module = typed.module.empty() ? host_kit::default_module() : fs::absolute(typed.module);
     return options;
 }

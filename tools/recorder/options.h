@@ -31,6 +31,7 @@ struct Options {
     bool quiet = false;
     std::vector<std::string> filters;  // words in the names of the cases to run
     bool list = false;
+    std::optional<std::filesystem::path> junit;
     unsigned jobs = 1;
 };
 

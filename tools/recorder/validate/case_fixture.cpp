@@ -5,13 +5,26 @@
 
 #include <fmt/format.h>
 
+#include "tools/cli/exit_status.h"
 #include "tools/recorder/host/module_fault.h"
 
 namespace recorder::validate {
 namespace {
 
-Conversation::Options conversation_options(const std::filesystem::path& directory) {
-    return {.stream = stdout, .verbose = true, .transcript = directory / "transcript.jsonl"};
+/// Not standard output: the module must not write there.
+std::FILE* open_output(const std::filesystem::path& file) {
+    std::FILE* const stream = std::fopen(file.string().c_str(), "wb");
+    if (stream == nullptr) throw cli::CannotRun(file.string() + ": cannot write");
+    return stream;
+}
+
+bool is_known(const std::filesystem::path& file, const WorkingDirectory& directory) {
+    const auto relative = file.lexically_relative(directory.path());
+    const std::string first = relative.begin()->string();
+    if (first == "recordings") return file.extension() == ".ps" || file.extension() == ".psi";
+    const auto known = {kConversationFile, kTranscriptFile, kPrintedFile, kFindingFile, kResultFile, "tmp"};
+    return file == directory.state_file() || file == directory.marker() ||
+           std::ranges::find(known, first) != known.end();
 }
 
 }  // namespace
@@ -19,8 +32,10 @@ Conversation::Options conversation_options(const std::filesystem::path& director
 CaseFixture::CaseFixture(std::filesystem::path module, std::chrono::seconds patience,
                          const std::filesystem::path& directory)
     : module_(std::move(module)),
+      patience_(patience),
       directory_(directory),
-      conversation_(conversation_options(directory)),
+      output_(open_output(directory / kConversationFile), std::fclose),
+      conversation_({.stream = output_.get(), .verbose = true, .transcript = directory / kTranscriptFile}),
       simulator_({module_, patience / 2}, directory_, conversation_),
       camera_(make_camera(0, "Gate <1> & \"yard\"")) {
     directory_.clear();
@@ -58,6 +73,13 @@ void CaseFixture::end() {
     const auto requested = std::ranges::find(requests, Request::Kind::kRecordings, &Request::kind);
     if (requested != requests.end()) simulator_.finish(camera_, Request(*requested));
     simulator_.close();
+}
+
+void CaseFixture::require_only_known_files() const {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory_.path())) {
+        require(entry.is_directory() || is_known(entry.path(), directory_),
+                fmt::format("the module left the file {}", entry.path().string()));
+    }
 }
 
 void CaseFixture::send_inside(const std::string& inside) {

@@ -3,7 +3,9 @@
 // What a case needs: a working directory, the module, a simulated host and one camera.
 
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <string>
 
 #include "tools/recorder/host/host_simulator.h"
@@ -21,6 +23,7 @@ class CaseFixture {
                 const std::filesystem::path& directory);
 
     [[nodiscard]] const std::filesystem::path& module() const { return module_; }
+    [[nodiscard]] std::chrono::seconds patience() const { return patience_; }
     [[nodiscard]] WorkingDirectory& directory() { return directory_; }
     [[nodiscard]] HostSimulator& simulator() { return simulator_; }
     [[nodiscard]] EngineModel& model() { return simulator_.model(); }
@@ -37,6 +40,8 @@ class CaseFixture {
     [[nodiscard]] Request answer_until_clips_requested();
     /// Ends every case: finishes an operation whose clips were requested, and closes the module.
     void end();
+    /// Throws ModuleFault for a file in the case's folder that the module should not have written.
+    void require_only_known_files() const;
 
     /// A document for which HostSimulator has no function. The caller updates the model first.
     void send(const std::string& text) { simulator_.send_text("odd", text); }
@@ -45,11 +50,23 @@ class CaseFixture {
 
   private:
     std::filesystem::path module_;
+    std::chrono::seconds patience_;
     WorkingDirectory directory_;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> output_;
     Conversation conversation_;
     HostSimulator simulator_;
     Camera camera_;
 };
+
+// The files of a case in its folder, besides those of the module.
+inline constexpr const char* kConversationFile = "conversation.txt";
+inline constexpr const char* kTranscriptFile = "transcript.jsonl";
+inline constexpr const char* kPrintedFile =
+    "printed.txt";  // standard output, on which the module writes nothing
+inline constexpr const char* kFindingFile = "finding.txt";  // standard error
+inline constexpr const char* kResultFile = "result.json";   // missing if the process ended before its case
+inline constexpr const char* kEndedByModule = "the module ended the process";  // begins such a finding
+inline constexpr const char* kHomeFolder = "home";                             // for HOME and temporary files
 
 /// Ends the case with a finding if the condition is false.
 void require(bool condition, const std::string& finding);
