@@ -61,6 +61,31 @@ TEST(LentBuffersTest, ATextIsReturnedOnceAndOverwritten) {
     EXPECT_EQ(lent.text[0], '\xDD');
 }
 
+TEST(LentBuffersTest, AChangedTextAndBytesBesideItAreNoticed) {
+    using host_kit::LentBuffers;
+    for (const std::ptrdiff_t offset : {-1, 0, 6, 7}) {
+        LentBuffers buffers(0, 1);
+        const host_kit::LentBuffer lent = buffers.lend("<Pavo/>");
+        const_cast<char*>(lent.text)[offset] = 'x';
+        const auto returned = buffers.take_back(lent.text);
+        EXPECT_EQ(returned.outcome, LentBuffers::Outcome::kChanged) << offset;
+        EXPECT_EQ(returned.text, "<Pavo/>");
+        EXPECT_EQ(buffers.changed_after_return(), 0U);
+        const_cast<char*>(lent.text)[offset] = 'x';
+        EXPECT_EQ(buffers.changed_after_return(), 1U) << offset;
+    }
+}
+
+TEST(PatternTest, ADifferenceIsShownWithItsPlace) {
+    const std::string pattern =
+        "<a b=\"" + guid_of_operation(1) + "\" c=\"" + std::string(kPresentInstant) + "\"/>";
+    const std::string lead = "<a b=\"3f2b8c1e-5d4a-4e0b-9a7c-21d0c6e4f8a5\" c=\"5";
+    EXPECT_EQ(difference(pattern, lead + "\"/>", Bindings(0)), "");
+    EXPECT_EQ(difference(pattern, lead + "\">", Bindings(0)),
+              "at byte 49, after \"" + lead.substr(9) + "\"\": found >; expected />");
+    EXPECT_EQ(difference("<a/>", "<a", Bindings(0)), "at byte 2, after \"<a\": found the end; expected />");
+}
+
 TEST(HostDocumentsTest, NamesAreEscaped) {
     EXPECT_EQ(quoted(R"(/a "b" & c)"), R"("/a &"b&" && c")");
     EXPECT_EQ(

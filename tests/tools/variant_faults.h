@@ -32,6 +32,38 @@ enum class Kind {
     kKeepState,          // does not change the state file in Open
     kCrash,              // crashes at messages with this text
     kHang,               // does not return from an entry point
+    kReturn,             // returns a number from an entry point
+    kThrow,              // throws an exception from an entry point
+    kSlow,               // needs three seconds for an entry point
+    kExit,               // ends the process in an entry point
+    kPrint,              // prints a text in Open; offset: the stream, 1 or 2
+    kWriteInput,         // flips a byte of an entry point's input record
+    kWriteLate,          // writes to an output record after the call
+    kReadLate,           // reads the input record of Write after the call
+    kReadUnused,         // reads the first record of Open
+    kWriteText,          // flips a byte of a lent text; -1: before it; a large offset: after it
+    kWriteReturned,      // writes to a text after its return
+    kReadText,           // reads a refused text, a text of any length, or a byte too many
+    kFlipReply,          // flips a byte of the reply record
+    kFlipRelease,        // flips a byte of the request that returns a text
+    kAtLibrary,          // crashes or ends the process at the start or end of the library, or prints
+    kSetting,            // changes a setting of the process in Open
+    kLeak,               // keeps a thread, a descriptor or memory at an entry point
+    kBusy,               // a thread that does not sleep, or sleeps a millisecond at a time
+    kEarlyEnd,           // returns from the main loop, or from Close, while the other part goes on
+    kSendIn,             // sends a document at the end of an entry point
+    kSendBefore,         // sends a document at the start of an entry point
+    kFirstCallback,      // keeps the callback of the first Load
+    kLock,               // locks a mutex in the callback and in Write
+    kOneThread,          // refuses Write on other threads than that of Open
+    kSecondLoop,         // a second main loop does not return
+    kLogFailure,         // logs what the callback returns for a document
+    kStateInPlace,       // writes into the existing state file
+    kStateUnflushed,     // replaces the state file without flushing it
+    kMode,               // changes the mode of a file
+    kLeaveFile,          // leaves a file in the current directory
+    kMove,               // stores a recording under another path
+    kCutLong,            // cuts an index off after a number of frames
 };
 
 struct Fault {
@@ -143,6 +175,118 @@ inline constexpr std::array kFaults = {
           "conversion.unknown-box"},
     Fault{"crashes at a malformed text", Kind::kCrash, "no document", "", 0, "buffers.not-well-formed"},
     Fault{"does not return from Close", Kind::kHang, "Close", "", 0, "documents.start-and-end"},
+    // Records.
+    Fault{"module info byte before its record", Kind::kFlipOutput, "Load", "", -1, "records.usual-calls"},
+    Fault{"half word as word", Kind::kFlipOutput, "Load", "", 58, "records.usual-calls"},
+    Fault{"last word of module info", Kind::kFlipOutput, "Load", "", 63, "records.usual-calls"},
+    Fault{"module info past its record", Kind::kFlipOutput, "Load", "", 64, "records.usual-calls"},
+    Fault{"open result before its status", Kind::kFlipOutput, "Open", "", 7, "records.usual-calls"},
+    Fault{"read past its record", Kind::kFlipOutput, "Read", "", 28, "records.usual-calls"},
+    Fault{"write status", Kind::kFlipOutput, "Write", "", 24, "records.usual-calls"},
+    Fault{"own message answered", Kind::kFlipOutput, "Write", "", 0, "records.write-of-its-own"},
+    Fault{"ioctl count", Kind::kFlipOutput, "IOCTL", "", 16, "records.ioctl-codes"},
+    Fault{"ioctl past its record", Kind::kFlipOutput, "IOCTL", "", 20, "records.ioctl-codes"},
+    Fault{"input of Load written", Kind::kWriteInput, "Load", "", 0, "records.usual-calls"},
+    Fault{"input of Write written", Kind::kWriteInput, "Write", "", 13, "records.usual-calls"},
+    Fault{"input of IOCTL written", Kind::kWriteInput, "IOCTL", "", 28, "records.usual-calls"},
+    Fault{"output of Load written later", Kind::kWriteLate, "Load", "", 12, "records.usual-calls"},
+    Fault{"output of Write written later", Kind::kWriteLate, "Write", "", 28, "records.usual-calls"},
+    Fault{"input of Write read later", Kind::kReadLate, "Write", "", 0, "records.usual-calls"},
+    Fault{"unused record read", Kind::kReadUnused, "Open", "", 0, "records.unused"},
+    Fault{"Load returns 1", Kind::kReturn, "Load", "", 1, "records.usual-calls"},
+    Fault{"Open returns 1", Kind::kReturn, "Open", "", 1, "records.usual-calls"},
+    Fault{"Close returns -1", Kind::kReturn, "Close", "", -1, "records.usual-calls"},
+    Fault{"Unload returns 1", Kind::kReturn, "Unload", "", 1, "records.usual-calls"},
+    Fault{"Read returns 1", Kind::kReturn, "Read", "", 1, "records.usual-calls"},
+    Fault{"Seek returns -1", Kind::kReturn, "Seek", "", -1, "records.usual-calls"},
+    Fault{"Write returns 1", Kind::kReturn, "Write", "", 1, "records.usual-calls"},
+    Fault{"IOCTL returns 1", Kind::kReturn, "IOCTL", "", 1, "records.ioctl-codes"},
+    Fault{"request word 4", Kind::kFlipRequest, "", "", 4, "records.usual-calls"},
+    Fault{"request word 12", Kind::kFlipRequest, "", "", 12, "records.usual-calls"},
+    Fault{"request word 28", Kind::kFlipRequest, "", "", 28, "records.usual-calls"},
+    Fault{"release with a length", Kind::kFlipRelease, "", "", 8, "records.usual-calls"},
+    Fault{"release with the word of documents", Kind::kFlipRelease, "", "", 36, "records.usual-calls"},
+    Fault{"reply size", Kind::kFlipReply, "", "", 0, "records.usual-calls"},
+    Fault{"reply word", Kind::kFlipReply, "", "", 4, "records.usual-calls"},
+    Fault{"reply result not 0", Kind::kFlipReply, "", "", 8, "records.usual-calls"},
+    // Texts.
+    Fault{"lent text changed", Kind::kWriteText, "", "", 2, "buffers.in-order"},
+    Fault{"byte before a lent text", Kind::kWriteText, "", "", -1, "buffers.in-order"},
+    Fault{"NUL after a lent text", Kind::kWriteText, "", "", 1000, "buffers.in-order"},
+    Fault{"returned text written", Kind::kWriteReturned, "", "", 0, "buffers.in-order"},
+    Fault{"refused text read", Kind::kReadText, "refused", "", 0, "records.write-refused"},
+    Fault{"long text read", Kind::kReadText, "long", "", 0, "buffers.length"},
+    Fault{"text read past its end", Kind::kReadText, "past", "", 0, "buffers.without-nul"},
+    Fault{"text kept by Unload", Kind::kKeepMessage, "<Plain/>", "", 0, "order.unload-open"},
+    // Calls and threads.
+    Fault{"main loop returns at once", Kind::kEarlyEnd, "IOCTL", "", 0, "records.usual-calls"},
+    Fault{"Close does not wait", Kind::kEarlyEnd, "Close", "", 0, "callback.one-thread"},
+    Fault{"Close on a thread beside the main loop", Kind::kSendBefore, "Close", "", 0, "callback.one-thread"},
+    Fault{"document after Close", Kind::kSendIn, "Unload", "", 0, "documents.start-and-end"},
+    Fault{"a document too many at the end", Kind::kSendIn, "Close", "", 0, "documents.start-and-end"},
+    Fault{"second Open registers", Kind::kSendIn, "Open", "", 0, "order.open-twice"},
+    Fault{"second Load without effect", Kind::kFirstCallback, "", "", 0, "order.load-again"},
+    Fault{"callback kept while running", Kind::kFirstCallback, "", "", 0, "order.load-while-running"},
+    Fault{"Write waits for the callback", Kind::kLock, "other", "", 0, "threads.write-at-once"},
+    Fault{"Write waits for itself", Kind::kLock, "same", "", 0, "callback.calls-inside"},
+    Fault{"Write on one thread only", Kind::kOneThread, "", "", 0, "threads.writers"},
+    Fault{"second main loop waits", Kind::kSecondLoop, "", "", 0, "order.second-main-loop"},
+    Fault{"failure of a document logged", Kind::kLogFailure, "", "", 0, "callback.result"},
+    Fault{"Unload does not return", Kind::kHang, "Unload", "", 0, "documents.start-and-end"},
+    Fault{"Write does not return", Kind::kHang, "Write", "", 0, "records.usual-calls"},
+    Fault{"slow Unload", Kind::kSlow, "Unload", "", 0, "documents.start-and-end"},
+    Fault{"exception from Close", Kind::kThrow, "Close", "", 0, "documents.start-and-end"},
+    Fault{"exception from the main loop", Kind::kThrow, "IOCTL", "", 0, "records.ioctl-codes"},
+    Fault{"process ended in Close", Kind::kExit, "Close", "", 0, "documents.start-and-end"},
+    // The library and its process.
+    Fault{"crash at the start of the library", Kind::kAtLibrary, "start", "crash", 0, "module.load"},
+    Fault{"crash at the end of the library", Kind::kAtLibrary, "end", "crash", 0, "module.load"},
+    Fault{"end of the process at the start", Kind::kAtLibrary, "start", "exit", 0, "module.load"},
+    Fault{"end of the process at the end", Kind::kAtLibrary, "end", "exit", 0, "module.load"},
+    Fault{"printed at the end", Kind::kAtLibrary, "end", "print", 0, "module.load"},
+    Fault{"printed", Kind::kPrint, "", "norvanepi is open", 1, "documents.start-and-end"},
+    Fault{"printed as error", Kind::kPrint, "", "norvanepi is open", 2, "documents.start-and-end"},
+    Fault{"current directory", Kind::kSetting, "directory", "", 0, "documents.start-and-end"},
+    Fault{"rounding mode", Kind::kSetting, "rounding", "", 0, "documents.start-and-end"},
+    Fault{"file left", Kind::kLeaveFile, "norvanepi.log", "", 0, "documents.start-and-end"},
+    // Content.
+    Fault{"information logged as error", Kind::kReplaceInDocument,
+          R"(level="25">NorVane - operation starting)", R"(level="75">NorVane - operation starting)", 0,
+          "documents.one-retrieval"},
+    Fault{"gigabytes cut to 10 bits", Kind::kReplaceInDocument, R"(ReserveGB="1172")", R"(ReserveGB="148")",
+          0, "documents.gigabytes"},
+    Fault{"name outside ASCII mangled", Kind::kReplaceInDocument,
+          "h\xC3\xB6"
+          "fe",
+          "h??fe", 0, "documents.paths"},
+    Fault{"long document ignored", Kind::kReplaceInMessage, R"(NorVaneSupported="1"/></Devices>)",
+          R"(/></Devices>)", 0, "documents.large"},
+    Fault{"index cut after 3,000 frames", Kind::kCutLong, "", "", 3000, "conversion.many-frames"},
+#ifndef _WIN32
+    Fault{"an hour off after the clock change", Kind::kMove, "/03/11/03/", "/03/11/02/", 0,
+          "conversion.clock-change"},
+    Fault{"path in UTC", Kind::kMove, "/06/30/20/", "/07/01/00/", 0, "conversion.clock-change"},
+    Fault{"locale", Kind::kSetting, "locale", "", 0, "documents.start-and-end"},
+    Fault{"umask", Kind::kSetting, "umask", "", 0, "documents.start-and-end"},
+    Fault{"signal ignored", Kind::kSetting, "signal", "", 0, "documents.start-and-end"},
+    Fault{"signal blocked", Kind::kSetting, "mask", "", 0, "documents.start-and-end"},
+    Fault{"environment", Kind::kSetting, "environment", "", 0, "documents.start-and-end"},
+    Fault{"time zone", Kind::kSetting, "TZ", "", 0, "documents.start-and-end"},
+    Fault{"limit of descriptors", Kind::kSetting, "limit", "", 0, "documents.start-and-end"},
+    Fault{"thread left", Kind::kLeak, "Load", "thread", 0, "documents.start-and-end"},
+    Fault{"descriptor left by Open", Kind::kLeak, "Open", "descriptor", 0, "documents.start-and-end"},
+    Fault{"descriptor left by Write", Kind::kLeak, "Write", "descriptor", 0, "process.messages"},
+    Fault{"memory left by Write", Kind::kLeak, "Write", "memory", 2, "process.messages"},
+    Fault{"memory left by Open", Kind::kLeak, "Open", "memory", 100, "process.restarts"},
+    Fault{"memory left by Load", Kind::kLeak, "Load", "memory", 100, "process.restarts"},
+    Fault{"busy while idle", Kind::kBusy, "", "", 0, "process.idle"},
+    Fault{"polls while idle", Kind::kBusy, "", "", 1, "process.idle"},
+    Fault{"state written in place", Kind::kStateInPlace, "", "", 0, "files.state-replaced"},
+    Fault{"state not flushed", Kind::kStateUnflushed, "", "", 0, "files.state-flushed"},
+    Fault{"state readable by its owner only", Kind::kMode, "state", "", 0600, "files.permissions"},
+    Fault{"recording writable by all", Kind::kMode, "data", "", 0666, "files.permissions"},
+    Fault{"index executable", Kind::kMode, "index", "", 0755, "files.permissions"},
+#endif
 };
 
 }  // namespace variants
