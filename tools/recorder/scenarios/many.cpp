@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "tools/recorder/host/module_fault.h"
+#include "tools/recorder/host/process_figures.h"
 #include "tools/recorder/scenarios/scenarios.h"
 #include "tools/recorder/scenarios/steps.h"
 
@@ -14,6 +15,12 @@ namespace {
 /// 2035-01-01. The date is fixed so that the same seed gives the same messages. It is in the future so that
 /// the present time, which the module saves at a restart, is before all later gaps.
 constexpr Seconds kStart = 2'051'222'400;
+
+/// Of the memory of recorder and module together, in kilobytes. A soak run is measured from the step on at
+/// which the recorder's own lists have reached their size.
+constexpr std::int64_t kMaxGrowth = 32L * 1024;
+constexpr std::int64_t kPerRecording = 2;  // the recorder's own notes on it and its messages
+constexpr std::uint64_t kWarmUpSteps = 5000;
 
 /// Per camera, in a soak run.
 constexpr std::size_t kClipsKept = 6;
@@ -62,12 +69,17 @@ class ManyCameras {
         for (CameraState& state : cameras_) announce_connected(simulator_, state.camera, state.clock++);
         const std::uint64_t max_steps =
             1000 + 500 * static_cast<std::uint64_t>(cameras_.size()) * (std::uint64_t{1} + max_gaps_);
+        simulator_.settle();
+        ProcessFigures before = process_figures();
         for (std::uint64_t steps = 0; !finished(); ++steps) {
+            if (soak_ != nullptr && steps == kWarmUpSteps) before = process_figures();
             if (steps == max_steps) throw ModuleFault("the scenario does not end");
             step();
             if (soak_ != nullptr) watch();
         }
         simulator_.settle();
+        const auto recordings = static_cast<std::int64_t>(simulator_.recordings().size());
+        require_no_growth(before, process_figures(), kMaxGrowth + kPerRecording * recordings);
         simulator_.close();
         return restarts_;
     }
