@@ -19,8 +19,9 @@ std::string reason_of(const std::string& message) {
 boost::dll::shared_library load_library(const std::filesystem::path& file) {
     if (!std::filesystem::is_regular_file(file)) throw CannotLoad(file.string() + ": no such file");
     try {
+        // Boost appends "/norvanepi.dll", which has no drive, to the current directory.
         return boost::dll::shared_library(
-            boost::dll::fs::path(file.string()),
+            boost::dll::fs::path(std::filesystem::absolute(file).string()),
             boost::dll::load_mode::rtld_now | boost::dll::load_mode::rtld_local);
     } catch (const boost::system::system_error& error) {
         throw CannotLoad("cannot load the module: " + reason_of(error.what()));
@@ -43,7 +44,8 @@ EntryPoints ModuleLibrary::entry_points() const {
 bool is_in_memory(EntryPoint* entry_point) {
     boost::dll::fs::error_code not_found;
     const auto file = boost::dll::symbol_location_ptr(entry_point, not_found);
-    return !not_found && !file.empty();
+    // Windows reports the program for an address that is in no module.
+    return !not_found && !file.empty() && file != boost::dll::program_location();
 }
 
 std::filesystem::path own_program() {
