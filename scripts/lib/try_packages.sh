@@ -186,7 +186,7 @@ export_recordings() {
     as_user norvanepi-ps export "$here/out" --out "$here/gate.h264"
     as_user norvanepi-ps export "$here/out" --out "$here/gate.mp4" 2>/tmp/refusal || status=$?
     test "$status" = 2
-    grep 'libavformat.* is not installed' /tmp/refusal
+    grep 'libavformat.*: not installed' /tmp/refusal
     apt_get install "$(dpkg-query -W -f '${Suggests}' norvanepi-tools)"
     as_user norvanepi-ps export "$here/out" --out "$here/gate.mp4"
     as_user norvanepi-ps probe "$here/gate.mp4" | grep 'converted, 50 frames'
