@@ -56,7 +56,7 @@ extern "C" void describe_crash(int number) {
     write_error(crash_lead);
     write_error(crash_description());
     write_error("\n");
-    ::raise(number);  // delivered after the return, with the default action
+    (void)::raise(number);  // delivered after the return, with the default action
 }
 
 }  // namespace
@@ -88,6 +88,7 @@ Settings process_settings() {
     Settings settings;
     boost::system::error_code ignored;
     settings["current directory"] = boost::filesystem::current_path(ignored).string();
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): a query
     settings["locale"] = std::setlocale(LC_ALL, nullptr);
     settings["rounding mode"] = std::to_string(std::fegetround());
     settings["time zone"] = std::string(::tzname[0]) + "/" + ::tzname[1] + " " + std::to_string(::timezone);
@@ -110,6 +111,7 @@ Settings process_settings() {
 std::string description_of_end(int native_status) {
     if (!WIFSIGNALED(native_status)) return "exit status " + std::to_string(WEXITSTATUS(native_status));
     const int number = WTERMSIG(native_status);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the texts of known signals are constant
     return "signal " + std::to_string(number) + " (" + ::strsignal(number) + ")";
 }
 

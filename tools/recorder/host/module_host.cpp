@@ -89,8 +89,8 @@ ModuleHost::ModuleHost(const std::filesystem::path& module, std::chrono::seconds
     : library_(module, std::max<std::chrono::nanoseconds>(kMinCallLimit, patience / 10)),
       module_(CheckedLibrary::entry_points(), throw_module_fault),
       watchdog_(patience),
-      lent_(last_number, kReturnedTextsKept) {
-    calling_thread_ = std::this_thread::get_id();
+      lent_(last_number, kReturnedTextsKept),
+      calling_thread_(std::this_thread::get_id()) {
     check("Load", expected_module_info(), [this] { return module_.load(callback()); });
     loaded_ = true;
     try {
