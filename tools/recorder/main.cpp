@@ -11,10 +11,10 @@
 #include "tools/cli/exit_status.h"
 #include "tools/host_kit/module_library.h"
 #include "tools/recorder/host/module_fault.h"
-#include "tools/recorder/options.h"
+#include "tools/recorder/host/options.h"
 #include "tools/recorder/scenarios/scenarios.h"
 #include "tools/recorder/scenarios/soak.h"
-#include "tools/recorder/summary.h"
+#include "tools/recorder/scenarios/summary.h"
 #include "tools/recorder/validate/suite.h"
 
 namespace recorder {

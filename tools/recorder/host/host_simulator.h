@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/recorder/host/camera.h"
+#include "tools/recorder/model/camera.h"
 #include "tools/recorder/host/conversation.h"
 #include "tools/recorder/host/module_host.h"
 #include "tools/recorder/host/working_directory.h"

@@ -6,7 +6,7 @@
 
 #include "tools/cli/exit_status.h"
 #include "tools/recorder/host/checked_calls.h"
-#include "tools/recorder/options.h"
+#include "tools/recorder/host/options.h"
 
 namespace recorder {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/recorder/host/camera.h"
+#include "tools/recorder/model/camera.h"
 
 namespace recorder {
 

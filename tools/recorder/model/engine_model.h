@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "tools/model/reference_engine.h"
-#include "tools/recorder/host/camera.h"
+#include "tools/recorder/model/camera.h"
 #include "tools/recorder/model/pattern.h"
 
 namespace recorder {

@@ -8,7 +8,7 @@
 #include <fmt/format.h>
 
 #include "tools/recorder/host/module_fault.h"
-#include "tools/recorder/summary.h"
+#include "tools/recorder/scenarios/summary.h"
 
 namespace recorder {
 namespace {

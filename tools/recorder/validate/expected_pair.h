@@ -6,7 +6,7 @@
 #include <string>
 
 #include "tools/clip_maker/clip_maker.h"
-#include "tools/recorder/host/camera.h"
+#include "tools/recorder/model/camera.h"
 
 namespace recorder::validate {
 

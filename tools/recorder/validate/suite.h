@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/recorder/options.h"
+#include "tools/recorder/host/options.h"
 
 namespace recorder::validate {
 

@@ -8,7 +8,7 @@
 #include <fmt/format.h>
 
 #include "tools/cli/exit_status.h"
-#include "tools/recorder/options.h"
+#include "tools/recorder/host/options.h"
 
 namespace recorder::validate {
 namespace {

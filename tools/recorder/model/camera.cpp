@@ -1,4 +1,4 @@
-#include "tools/recorder/host/camera.h"
+#include "tools/recorder/model/camera.h"
 
 #include <algorithm>
 #include <iterator>

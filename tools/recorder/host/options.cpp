@@ -1,4 +1,4 @@
-#include "tools/recorder/options.h"
+#include "tools/recorder/host/options.h"
 
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>

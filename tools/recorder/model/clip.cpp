@@ -1,4 +1,4 @@
-#include "tools/recorder/host/clip.h"
+#include "tools/recorder/model/clip.h"
 
 #include <algorithm>
 #include <array>

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "tools/host_kit/host_documents.h"
-#include "tools/recorder/host/clip.h"
+#include "tools/recorder/model/clip.h"
 
 namespace recorder {
 

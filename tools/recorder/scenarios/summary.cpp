@@ -1,4 +1,4 @@
-#include "tools/recorder/summary.h"
+#include "tools/recorder/scenarios/summary.h"
 
 #include <algorithm>
 
