@@ -7,9 +7,9 @@
 #include "tools/cli/base64.h"
 #include "tools/cli/exit_status.h"
 #include "tools/host_kit/lent_buffers.h"
+#include "tools/recorder/host/transcript_line.h"
 #include "tools/recorder/model/camera.h"
 #include "tools/recorder/model/clip.h"
-#include "tools/recorder/host/transcript_line.h"
 #include "tools/recorder/model/pattern.h"
 
 namespace {

@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "tools/recorder/model/camera.h"
 #include "tools/recorder/host/conversation.h"
 #include "tools/recorder/host/module_host.h"
 #include "tools/recorder/host/working_directory.h"
+#include "tools/recorder/model/camera.h"
 #include "tools/recorder/model/engine_model.h"
 
 namespace recorder {

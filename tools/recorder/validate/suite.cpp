@@ -17,9 +17,9 @@
 #include "tools/cli/jobs.h"
 #include "tools/cli/table.h"
 #include "tools/host_kit/module_library.h"
+#include "tools/recorder/host/options.h"
 #include "tools/recorder/host/working_directory.h"
 #include "tools/recorder/model/pattern.h"
-#include "tools/recorder/host/options.h"
 #include "tools/recorder/validate/cases.h"
 #include "tools/recorder/validate/suite_report.h"
 
