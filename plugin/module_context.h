@@ -27,8 +27,9 @@ class ModuleContext {
     /// worker exists. Does nothing if it already exists. After an exception there is no worker.
     void open();
 
-    /// Ends the main loop, waits for it, and destroys the worker, which releases the queued messages and saves
-    /// the state. On the main loop's thread it does not wait: the worker is destroyed after its current pass.
+    /// Ends the main loop, waits for it, and destroys the worker, which releases the queued messages and
+    /// saves the state. On the main loop's thread it does not wait: the worker is destroyed after its current
+    /// pass.
     void close();
 
     /// Runs the main loop on the calling thread until close(). Returns at once after close(), and if the loop

@@ -24,6 +24,7 @@ void run_in_order(std::size_t count, unsigned jobs, const std::function<Result(s
                   const std::function<void(std::size_t, Result)>& deliver) {
     std::vector<std::promise<Result>> promises(count);
     std::vector<std::future<Result>> results;
+    results.reserve(count);
     for (auto& promise : promises) results.push_back(promise.get_future());
     std::atomic<std::size_t> next = 0;
     std::vector<std::jthread> threads;

@@ -75,7 +75,8 @@ class Diagnosis {
         add("meta-ahead", *meta, "a 'meta' box precedes the tracks; nothing after its header is found");
     }
 
-    /// The walk continues where the reader of a box stopped. Behind its end, the next header is not a header.
+    /// The walk continues where the reader of a box stopped. After the end of the box, the bytes there are
+    /// not a header.
     void check_overrun() {
         for (std::size_t i = 0; i < boxes_.size(); ++i) {
             const BoxInfo& box = boxes_[i];

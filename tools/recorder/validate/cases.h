@@ -24,9 +24,9 @@ class Skipped : public std::runtime_error {
 /// One requirement for every build of the module. The body throws ModuleFault with its finding. It has its
 /// own process and working directory.
 struct Case {
-    const char* name;    // subject.case
-    const char* checks;  // one line for --list
-    void (*body)(CaseFixture& fixture);
+    const char* name = nullptr;    // subject.case
+    const char* checks = nullptr;  // one line for --list
+    void (*body)(CaseFixture& fixture) = nullptr;
     const char* zone = kZoneWithClockChange;
 };
 using Cases = std::span<const Case>;

@@ -143,146 +143,145 @@ void deliver_file(CaseFixture& fixture, const std::string& text, const LogLines&
                                         });
 }
 
+constexpr Case kConversionCases[] = {
+    {"conversion.varied", "padding, wrapped lengths, chunks: both files byte for byte",
+     [](CaseFixture& fixture) { convert(fixture, varied_clip()); }},
+    {"conversion.midnight", "a clip across midnight: dates, times, two spans",
+     [](CaseFixture& fixture) {
+         // Frames of half a second before and after midnight: two spans.
+         constexpr Seconds kDay = 86'400;
+         const clip_maker::Clip clip = clip_of({.samples = std::vector(8, unit('\x65', 100)),
+                                                .width = 640,
+                                                .height = 360,
+                                                .sync = {{1, 2, 3, 4, 5, 6, 7, 8}}},
+                                               2, 8);
+         convert(fixture, clip, kLost / kDay * kDay + kDay - 2);
+     }},
+    {"conversion.slow", "frames more than a second apart: one span each",
+     [](CaseFixture& fixture) {
+         // More than a second between frames: each one is a span.
+         convert(fixture, clip_of({.samples = {unit('\x65', 40), unit('\x41', 50), unit('\x41', 61)},
+                                   .width = 640,
+                                   .height = 360,
+                                   .sync = {{1}}},
+                                  1, 6));
+     }},
+    {"conversion.without-boxes", "no movie header, no sync table, sound after the video",
+     [](CaseFixture& fixture) {
+         // Without a movie header a frame takes 65 ms. Without a sync table every frame is a key frame.
+         // Sound is skipped.
+         clip_maker::Clip clip = varied_clip();
+         clip.duration.reset();
+         clip_maker::ClipTrack& track = clip.tracks.front();
+         track.sync.reset();
+         track.samples.resize(4);
+         track.chunks = {4};
+         clip.tracks.push_back(audio_track());
+         convert(fixture, clip);
+     }},
+    {"conversion.type-3", "kind value for clips of type 3",
+     [](CaseFixture& fixture) { convert(fixture, varied_clip(), kLost, 3, kOfTypeThree); }},
+    {"conversion.other-type", "kind value for clips of any other type",
+     [](CaseFixture& fixture) { convert(fixture, varied_clip(), kLost, 2, 0); }},
+    {"conversion.path", "clip id and path for large camera numbers",
+     [](CaseFixture& fixture) {
+         // A file name contains twelve bits of the identifier and eight of the number.
+         Camera camera = fixture.camera();
+         camera.device = {0x0ABC1234, 0x1FF};
+         const std::string path = convert_of(fixture, camera);
+         require(path.ends_with("-0ABCFF80e.ps"), "wrong clip id in " + path);
+     }},
+    {"conversion.many-frames", "a clip of five thousand frames",
+     [](CaseFixture& fixture) {
+         clip_maker::ClipTrack track{.samples = {}, .width = 640, .height = 360, .sync = {{}}};
+         for (std::uint32_t i = 0; i < 5'000; ++i) {
+             const bool key = i % 250 == 0;
+             track.samples.push_back(unit(key ? '\x65' : '\x41', 20 + i % 50));
+             if (key) track.sync->push_back(i + 1);
+         }
+         convert(fixture, clip_of(track, 25, 5'000));
+     }},
+    {"conversion.names", "an input name with characters outside ASCII, longer than its field",
+     [](CaseFixture& fixture) {
+         Camera camera = fixture.camera();
+         camera.name = "T\xC3\xBCr <\xE5\x8C\x97> & \xD0\x94\xD0\xB2\xD0\xBE\xD1\x80, cut after 32 bytes";
+         (void)convert_of(fixture, camera);
+     }},
+    {"conversion.clock-change", "paths contain the local time before and after each change of the clock",
+     [](CaseFixture& fixture) {
+         require_zone();
+         for (const auto& [start, path] : std::initializer_list<std::pair<Seconds, std::string>>{
+                  {2'057'209'199, "2035/03/11/01/5959"},     // 06:59:59 UTC
+                  {2'057'209'200, "2035/03/11/03/0000"},     // 07:00:00 UTC
+                  {2'066'860'800, "2035/06/30/20/0000"},     // 2035-07-01 00:00:00 UTC
+                  {2'077'767'000, "2035/11/04/01/3000"},     // 05:30:00 UTC, before the clock is set back
+                  {2'077'772'400, "2035/11/04/02/0000"}}) {  // 07:00:00 UTC
+             convert_to(fixture, start, path);
+         }
+     }},
+    {"conversion.utc", "the same in UTC",
+     [](CaseFixture& fixture) {
+         require_zone();
+         convert_to(fixture, 2'066'860'800, "2035/07/01/00/0000");
+         convert_to(fixture, 2'051'222'399, "2034/12/31/23/5959");
+     },
+     kUtc},
+    {"conversion.replaced", "a clip with the same start replaces the recording",
+     [](CaseFixture& fixture) {
+         convert(fixture, varied_clip());
+         convert(fixture, one_frame(9));
+     }},
+    {"conversion.no-mp4", "a file that is not MP4 is refused and removed; a missing file is refused",
+     [](CaseFixture& fixture) {
+         fixture.simulator().deliver_no_mp4(fixture.camera(), fixture.answer_until_clips_requested(), kLost);
+         LogLines lines = without_tables();
+         lines.emplace_back(75, "Error deleting file - {}. Attempting to delete again.\n");
+         deliver_file(fixture, "", lines);
+     }},
+    {"conversion.without-tables", "no movie box, or one of five tables missing",
+     [](CaseFixture& fixture) {
+         deliver_file(fixture, make_clip(varied_clip()).substr(0, kMediaAt - 8) + box("mdat", "no movie"),
+                      without_tables());
+         for (const char* table : {"stsd", "stts", "stsc", "stsz", "stco"}) {
+             clip_maker::Clip clip = varied_clip();
+             clip.tracks.front().boxes[table] = "";
+             deliver_file(fixture, make_clip(clip), without_tables());
+         }
+     }},
+    {"conversion.bad-unit", "a unit longer than its sample",
+     [](CaseFixture& fixture) {
+         std::string text = make_clip(one_frame(30));
+         text[kMediaAt] = '\x7F';
+         deliver_file(fixture, text, started({{75, "Bad frame size. Aborting parsing of mp4 container.\n"}}));
+     }},
+    {"conversion.too-long", "the longest frame that fits, and one that is a byte longer",
+     [](CaseFixture& fixture) {
+         convert(fixture, one_frame(4'194'236));  // a packet length cannot exceed 4 MiB
+         deliver_file(fixture, make_clip(one_frame(4'194'237)),
+                      started({{75, "Error occured while writing frame to ps file - {1}.\n"}}));
+     }},
+    {"conversion.not-opened", "a recording that cannot be opened",
+     [](CaseFixture& fixture) {
+         std::filesystem::create_directories(
+             fixture.directory().recording_path(fixture.camera().device, kLost));
+         deliver_file(
+             fixture, make_clip(varied_clip()),
+             {{25, "Parsing mp4 container - {}.\n"}, {75, "Error opening ps file - {1} for write\n."}});
+     }},
+    {"conversion.unknown-box", "unknown boxes are logged",
+     [](CaseFixture& fixture) {
+         clip_maker::Clip clip = varied_clip();
+         clip.at_end = box("abcd", "whatever");
+         LogLines lines = started({});
+         lines.insert(lines.begin() + 1, {25, "Unknown box type : abcd\n"});
+         deliver_file(fixture, make_clip(clip), lines);
+     }},
+};
+
 }  // namespace
 
 Cases conversion_cases() {
-    static constexpr Case kCases[] = {
-        {"conversion.varied", "padding, wrapped lengths, chunks: both files byte for byte",
-         [](CaseFixture& fixture) { convert(fixture, varied_clip()); }},
-        {"conversion.midnight", "a clip across midnight: dates, times, two spans",
-         [](CaseFixture& fixture) {
-             // Frames of half a second before and after midnight: two spans.
-             constexpr Seconds kDay = 86'400;
-             const clip_maker::Clip clip = clip_of({.samples = std::vector(8, unit('\x65', 100)),
-                                                    .width = 640,
-                                                    .height = 360,
-                                                    .sync = {{1, 2, 3, 4, 5, 6, 7, 8}}},
-                                                   2, 8);
-             convert(fixture, clip, kLost / kDay * kDay + kDay - 2);
-         }},
-        {"conversion.slow", "frames more than a second apart: one span each",
-         [](CaseFixture& fixture) {
-             // More than a second between frames: each one is a span.
-             convert(fixture, clip_of({.samples = {unit('\x65', 40), unit('\x41', 50), unit('\x41', 61)},
-                                       .width = 640,
-                                       .height = 360,
-                                       .sync = {{1}}},
-                                      1, 6));
-         }},
-        {"conversion.without-boxes", "no movie header, no sync table, sound after the video",
-         [](CaseFixture& fixture) {
-             // Without a movie header a frame takes 65 ms. Without a sync table every frame is a key frame.
-             // Sound is skipped.
-             clip_maker::Clip clip = varied_clip();
-             clip.duration.reset();
-             clip_maker::ClipTrack& track = clip.tracks.front();
-             track.sync.reset();
-             track.samples.resize(4);
-             track.chunks = {4};
-             clip.tracks.push_back(audio_track());
-             convert(fixture, clip);
-         }},
-        {"conversion.type-3", "kind value for clips of type 3",
-         [](CaseFixture& fixture) { convert(fixture, varied_clip(), kLost, 3, kOfTypeThree); }},
-        {"conversion.other-type", "kind value for clips of any other type",
-         [](CaseFixture& fixture) { convert(fixture, varied_clip(), kLost, 2, 0); }},
-        {"conversion.path", "clip id and path for large camera numbers",
-         [](CaseFixture& fixture) {
-             // A file name contains twelve bits of the identifier and eight of the number.
-             Camera camera = fixture.camera();
-             camera.device = {0x0ABC1234, 0x1FF};
-             const std::string path = convert_of(fixture, camera);
-             require(path.ends_with("-0ABCFF80e.ps"), "wrong clip id in " + path);
-         }},
-        {"conversion.many-frames", "a clip of five thousand frames",
-         [](CaseFixture& fixture) {
-             clip_maker::ClipTrack track{.samples = {}, .width = 640, .height = 360, .sync = {{}}};
-             for (std::uint32_t i = 0; i < 5'000; ++i) {
-                 const bool key = i % 250 == 0;
-                 track.samples.push_back(unit(key ? '\x65' : '\x41', 20 + i % 50));
-                 if (key) track.sync->push_back(i + 1);
-             }
-             convert(fixture, clip_of(track, 25, 5'000));
-         }},
-        {"conversion.names", "an input name with characters outside ASCII, longer than its field",
-         [](CaseFixture& fixture) {
-             Camera camera = fixture.camera();
-             camera.name = "T\xC3\xBCr <\xE5\x8C\x97> & \xD0\x94\xD0\xB2\xD0\xBE\xD1\x80, cut after 32 bytes";
-             (void)convert_of(fixture, camera);
-         }},
-        {"conversion.clock-change", "paths contain the local time before and after each change of the clock",
-         [](CaseFixture& fixture) {
-             require_zone();
-             for (const auto& [start, path] : std::initializer_list<std::pair<Seconds, std::string>>{
-                      {2'057'209'199, "2035/03/11/01/5959"},     // 06:59:59 UTC
-                      {2'057'209'200, "2035/03/11/03/0000"},     // 07:00:00 UTC
-                      {2'066'860'800, "2035/06/30/20/0000"},     // 2035-07-01 00:00:00 UTC
-                      {2'077'767'000, "2035/11/04/01/3000"},     // 05:30:00 UTC, before the clock is set back
-                      {2'077'772'400, "2035/11/04/02/0000"}}) {  // 07:00:00 UTC
-                 convert_to(fixture, start, path);
-             }
-         }},
-        {"conversion.utc", "the same in UTC",
-         [](CaseFixture& fixture) {
-             require_zone();
-             convert_to(fixture, 2'066'860'800, "2035/07/01/00/0000");
-             convert_to(fixture, 2'051'222'399, "2034/12/31/23/5959");
-         },
-         kUtc},
-        {"conversion.replaced", "a clip with the same start replaces the recording",
-         [](CaseFixture& fixture) {
-             convert(fixture, varied_clip());
-             convert(fixture, one_frame(9));
-         }},
-        {"conversion.no-mp4", "a file that is not MP4 is refused and removed; a missing file is refused",
-         [](CaseFixture& fixture) {
-             fixture.simulator().deliver_no_mp4(fixture.camera(), fixture.answer_until_clips_requested(),
-                                                kLost);
-             LogLines lines = without_tables();
-             lines.emplace_back(75, "Error deleting file - {}. Attempting to delete again.\n");
-             deliver_file(fixture, "", lines);
-         }},
-        {"conversion.without-tables", "no movie box, or one of five tables missing",
-         [](CaseFixture& fixture) {
-             deliver_file(fixture, make_clip(varied_clip()).substr(0, kMediaAt - 8) + box("mdat", "no movie"),
-                          without_tables());
-             for (const char* table : {"stsd", "stts", "stsc", "stsz", "stco"}) {
-                 clip_maker::Clip clip = varied_clip();
-                 clip.tracks.front().boxes[table] = "";
-                 deliver_file(fixture, make_clip(clip), without_tables());
-             }
-         }},
-        {"conversion.bad-unit", "a unit longer than its sample",
-         [](CaseFixture& fixture) {
-             std::string text = make_clip(one_frame(30));
-             text[kMediaAt] = '\x7F';
-             deliver_file(fixture, text,
-                          started({{75, "Bad frame size. Aborting parsing of mp4 container.\n"}}));
-         }},
-        {"conversion.too-long", "the longest frame that fits, and one that is a byte longer",
-         [](CaseFixture& fixture) {
-             convert(fixture, one_frame(4'194'236));  // a packet length cannot exceed 4 MiB
-             deliver_file(fixture, make_clip(one_frame(4'194'237)),
-                          started({{75, "Error occured while writing frame to ps file - {1}.\n"}}));
-         }},
-        {"conversion.not-opened", "a recording that cannot be opened",
-         [](CaseFixture& fixture) {
-             std::filesystem::create_directories(
-                 fixture.directory().recording_path(fixture.camera().device, kLost));
-             deliver_file(
-                 fixture, make_clip(varied_clip()),
-                 {{25, "Parsing mp4 container - {}.\n"}, {75, "Error opening ps file - {1} for write\n."}});
-         }},
-        {"conversion.unknown-box", "unknown boxes are logged",
-         [](CaseFixture& fixture) {
-             clip_maker::Clip clip = varied_clip();
-             clip.at_end = box("abcd", "whatever");
-             LogLines lines = started({});
-             lines.insert(lines.begin() + 1, {25, "Unknown box type : abcd\n"});
-             deliver_file(fixture, make_clip(clip), lines);
-         }},
-    };
-    return kCases;
+    return kConversionCases;
 }
 
 }  // namespace recorder::validate

@@ -71,7 +71,7 @@ std::string first_error(const std::string& text) {
 std::string finding_in(const fs::path& folder, int status, int native_status) {
     const std::string errors = text_of_file(folder / kFindingFile).value_or("");
     const std::string printed = text_of_file(folder / kPrintedFile).value_or("");
-    const std::string error = error_in(errors);
+    std::string error = error_in(errors);
     const bool complete = fs::exists(folder / kResultFile);
     if (error.starts_with("crashed"))
         return fmt::format("{}: {}", error, platform::description_of_end(native_status));
