@@ -31,6 +31,8 @@ class WorkingDirectory : public TempDirectory {
     WorkingDirectory() : before_(boost::filesystem::current_path()) {
         boost::filesystem::current_path(path());
     }
+    WorkingDirectory(const WorkingDirectory&) = delete;
+    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
     ~WorkingDirectory() { boost::filesystem::current_path(before_); }
 
   private:
