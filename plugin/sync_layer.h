@@ -9,6 +9,7 @@
 #include "platform/system.h"
 #include "plugin/interfaces/command.h"
 #include "plugin/interfaces/event_sink.h"
+#include "plugin/interfaces/options.h"
 #include "plugin/interfaces/persistent_store.h"
 #include "plugin/interfaces/stream_record.h"
 
@@ -25,8 +26,8 @@ class CTalServerImpl;
 /// call to the host, so the host may append messages.
 class SyncLayer final : public ICommand {
   public:
-    /// Creates the store, the server and the engine, which reads its saved state. The objects that `system`
-    /// refers to must outlive this one.
+    /// Reads the configuration, then creates the store, the server and the engine, which reads its saved
+    /// state. The objects that `system` refers to must outlive this one.
     explicit SyncLayer(const platform::System& system);
     SyncLayer(const SyncLayer&) = delete;
     SyncLayer& operator=(const SyncLayer&) = delete;
@@ -56,6 +57,7 @@ class SyncLayer final : public ICommand {
     // is exhausted. append() allocates the entry before it locks the mutex.
     std::list<StreamRecord> queue_;
     platform::System system_;
+    norvane::Options options_;
     std::unique_ptr<norvane::IPersistentStore> store_;
     std::unique_ptr<norvane::CTalServerImpl> server_;
     std::unique_ptr<norvane::IEventSink> engine_;
