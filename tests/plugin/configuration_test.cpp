@@ -37,7 +37,7 @@ std::string start_up_lines() {
 
 }  // namespace
 
-TEST(ConfigurationTest, KeysOverrideTheProfileWhereverItStands) {
+TEST(ConfigurationTest, KeysOverrideTheProfileInAnyOrder) {
     EXPECT_EQ(options_of(""), Options{});
     EXPECT_EQ(options_of("profile = default\n"), Options{});
     EXPECT_EQ(options_of("; comment\n\nprofile=safe\r\n"), norvane::safe_options());
