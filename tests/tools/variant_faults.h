@@ -276,7 +276,7 @@ inline constexpr std::array kFaults = {
     Fault{"thread left", Kind::kLeak, "Load", "thread", 0, "documents.start-and-end"},
     Fault{"descriptor left by Open", Kind::kLeak, "Open", "descriptor", 0, "documents.start-and-end"},
     Fault{"descriptor left by Write", Kind::kLeak, "Write", "descriptor", 0, "process.messages"},
-    // Kilobytes a call. So many because with a sanitizer, which keeps freed memory, the limit is higher.
+    // Kilobytes a call. A large number, because the limit is higher with a sanitizer, which keeps freed memory.
     Fault{"memory left by Write", Kind::kLeak, "Write", "memory", 80, "process.messages"},
     Fault{"memory left by Open", Kind::kLeak, "Open", "memory", 5'000, "process.restarts"},
     Fault{"memory left by Load", Kind::kLeak, "Load", "memory", 5'000, "process.restarts"},
