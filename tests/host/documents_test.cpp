@@ -2,6 +2,7 @@
 
 #include "host/documents/names.h"
 #include "host/documents/outgoing.h"
+#include "host/documents/printable.h"
 #include "host/documents/quoted_path.h"
 #include "plugin/interfaces/records.h"
 
@@ -88,4 +89,21 @@ TEST(Documents, UnquotedReversesQuotedAndReadsUnquotedWords) {
         {"   ", ""},
     };
     for (const auto& [text, path] : texts) EXPECT_EQ(documents::unquoted(text), path);
+}
+
+TEST(PrintableTest, EscapesWhatIsNoXmlCharacterOrNoUtf8) {
+    const std::string kept =
+        "a\t\r\n<&\"\\ \x7F \xC3\xB6 \xE4\xBA\xAC \xEF\xBF\xBD \xF0\x9F\x8E\xA5 \xF4\x8F\xBF\xBF";
+    EXPECT_EQ(documents::printable(kept), kept);
+    const std::pair<std::string, std::string> cases[] = {
+        {std::string("\0\x01\x1F", 3), "\\x00\\x01\\x1F"},
+        {"\xA9nam", "\\xA9nam"},                                         // a byte of no character
+        {"\xE4\xBA", "\\xE4\\xBA"},                                      // cut off
+        {"\xC3\xC3\xB6", "\\xC3\xC3\xB6"},                               // the next character is kept
+        {"\xC0\xAF", "\\xC0\\xAF"},                                      // longer than necessary
+        {"\xED\xA0\x80", "\\xED\\xA0\\x80"},                             // a surrogate
+        {"\xEF\xBF\xBE\xEF\xBF\xBF", "\\xEF\\xBF\\xBE\\xEF\\xBF\\xBF"},  // U+FFFE, U+FFFF
+        {"\xF4\x90\x80\x80", "\\xF4\\x90\\x80\\x80"},                    // above U+10FFFF
+    };
+    for (const auto& [text, expected] : cases) EXPECT_EQ(documents::printable(text), expected);
 }
