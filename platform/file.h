@@ -63,6 +63,19 @@ class IndexFile {
     virtual std::size_t write_at(std::uint64_t position, std::span<const Byte> bytes) = 0;
 };
 
+/// A file that grows at its end. The destructor closes it.
+class LogFile {
+  public:
+    LogFile() = default;
+    LogFile(const LogFile&) = delete;
+    LogFile& operator=(const LogFile&) = delete;
+    virtual ~LogFile() = default;
+
+    /// Appends the text and flushes it to the disk. After a failure, the file may end with a part of the
+    /// text.
+    [[nodiscard]] virtual bool append(std::string_view text) = 0;
+};
+
 /// Operations on paths. Paths are narrow text (text.h).
 class FileSystem {
   public:
@@ -80,6 +93,9 @@ class FileSystem {
     /// umask.
     [[nodiscard]] virtual std::unique_ptr<DataFile> create_data(const std::string& path) = 0;
     [[nodiscard]] virtual std::unique_ptr<IndexFile> create_index(const std::string& path) = 0;
+
+    /// Opens a regular file for appending, or creates it with mode 0666 less the umask; null on failure.
+    [[nodiscard]] virtual std::unique_ptr<LogFile> open_log(const std::string& path) = 0;
 
     /// Removes a regular file, or a link to one. False on failure and for anything else.
     virtual bool remove_file(const std::string& path) = 0;

@@ -75,6 +75,18 @@ class PosixIndex final : public IndexFile {
     PosixFile file_;
 };
 
+class PosixLog final : public LogFile {
+  public:
+    explicit PosixLog(PosixFile file) : file_(std::move(file)) {}
+
+    [[nodiscard]] bool append(std::string_view text) override {
+        return file_.write_all(text) && uninterrupted([&] { return ::fdatasync(file_.descriptor()); }) == 0;
+    }
+
+  private:
+    PosixFile file_;
+};
+
 bool is_regular(const std::string& path) {
     struct ::stat status {};
     return uninterrupted([&] { return ::stat(path.c_str(), &status); }) == 0 && S_ISREG(status.st_mode);
@@ -101,6 +113,11 @@ class PosixFileSystem final : public CommonFileSystem {
     [[nodiscard]] std::unique_ptr<IndexFile> create_index(const std::string& path) override {
         PosixFile file = PosixFile::open(path, O_RDWR | O_CREAT | O_TRUNC, 0666);
         return file ? std::make_unique<PosixIndex>(std::move(file)) : nullptr;
+    }
+
+    [[nodiscard]] std::unique_ptr<LogFile> open_log(const std::string& path) override {
+        PosixFile file = PosixFile::open(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY, 0666);
+        return file && is_regular(path) ? std::make_unique<PosixLog>(std::move(file)) : nullptr;
     }
 
     bool remove_file(const std::string& path) override {

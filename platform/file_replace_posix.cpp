@@ -4,9 +4,9 @@
 // - A link at the path is kept. The file that it leads to is replaced, and the temporary file is next to it.
 // - A new file gets mode 0666 less the umask. An existing file keeps its mode.
 // - A file without write permission is kept, because replacing it would bypass its permissions.
-// - The old file is overwritten in place if the directory does not permit a new file (EACCES, EPERM, EROFS),
-// a
-//   rename over the old one (EACCES or EPERM in a sticky directory, EBUSY for a mount point), or its mode.
+// - The old file is overwritten in place if the directory does not permit a new file (EACCES, EPERM, EROFS)
+//   or a rename over the old one (EACCES or EPERM in a sticky directory, EBUSY for a mount point), or if the
+//   new file cannot get the old one's mode.
 // - If the disk is full, content that is shorter than the old file overwrites it in place.
 // - Anything but a regular file, for example a device, is written in place: a rename would remove it.
 // - After any other failure the old file is kept and the temporary one is removed.
@@ -29,15 +29,6 @@ namespace {
 
 constexpr ::mode_t kNewFileMode = 0666;
 
-bool write_all(const PosixFile& file, std::string_view content) {
-    while (!content.empty()) {
-        const auto put = file.write_once(bytes_of(content));
-        if (put <= 0) return false;
-        content.remove_prefix(static_cast<std::size_t>(put));
-    }
-    return true;
-}
-
 /// What exists at the path before the replacement. `found` is false if nothing exists.
 struct Existing {
     bool found = false;
@@ -57,7 +48,7 @@ bool write_in_place(const std::string& path, const Existing& old, std::string_vi
     PosixFile file =
         PosixFile::open(path, O_WRONLY | O_NONBLOCK | O_NOCTTY | (old.found ? 0 : O_CREAT), kNewFileMode);
     if (!file) return false;
-    if (old.found && !old.regular) return write_all(file, content) && file.close();
+    if (old.found && !old.regular) return file.write_all(content) && file.close();
     const auto size = static_cast<::off_t>(content.size());
     const auto set_size = [&](::off_t to) {
         return uninterrupted([&] { return ::ftruncate(file.descriptor(), to); }) == 0;
@@ -67,7 +58,7 @@ bool write_in_place(const std::string& path, const Existing& old, std::string_vi
         return false;
     }
     const auto flush = [&] { return ::fsync(file.descriptor()); };
-    return write_all(file, content) && set_size(size) && uninterrupted(flush) == 0 && file.close();
+    return file.write_all(content) && set_size(size) && uninterrupted(flush) == 0 && file.close();
 }
 
 /// Empty if the path cannot be examined, for example in a loop of links or a directory without search
@@ -97,7 +88,7 @@ bool fill(PosixFile& file, const Existing& old, std::string_view content) {
     const auto keep_mode = [&] { return ::fchmod(file.descriptor(), old.mode); };
     if (old.found && uninterrupted(keep_mode) != 0) return false;
     const auto flush = [&] { return ::fsync(file.descriptor()); };
-    return write_all(file, content) && uninterrupted(flush) == 0 && file.close();
+    return file.write_all(content) && uninterrupted(flush) == 0 && file.close();
 }
 
 /// Returns 0, or the error that prevented the replacement and left the old file as it was.

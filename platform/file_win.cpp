@@ -70,6 +70,18 @@ class WinIndex final : public IndexFile {
     WinFile file_;
 };
 
+class WinLog final : public LogFile {
+  public:
+    explicit WinLog(WinFile file) : file_(std::move(file)) {}
+
+    [[nodiscard]] bool append(std::string_view text) override {
+        return file_.write_all(text) && file_.flush_to_disk();
+    }
+
+  private:
+    WinFile file_;
+};
+
 class WinFileSystem final : public CommonFileSystem {
   public:
     [[nodiscard]] std::unique_ptr<InputFile> open_input(const std::string& path) override {
@@ -88,6 +100,11 @@ class WinFileSystem final : public CommonFileSystem {
     [[nodiscard]] std::unique_ptr<IndexFile> create_index(const std::string& path) override {
         WinFile file = create(path);
         return file ? std::make_unique<WinIndex>(std::move(file)) : nullptr;
+    }
+
+    [[nodiscard]] std::unique_ptr<LogFile> open_log(const std::string& path) override {
+        WinFile file = WinFile::open(path_of(path), _O_WRONLY | _O_APPEND | _O_CREAT, _S_IREAD | _S_IWRITE);
+        return file && file.is_disk_file() ? std::make_unique<WinLog>(std::move(file)) : nullptr;
     }
 
     bool remove_file(const std::string& path) override {

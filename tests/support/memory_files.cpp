@@ -63,6 +63,21 @@ class MemoryOutput final : public platform::DataFile, public platform::IndexFile
     OutputFaults& faults_;
 };
 
+/// Counts as data for the faults.
+class MemoryLog final : public platform::LogFile {
+  public:
+    MemoryLog(std::shared_ptr<std::string> content, OutputFaults& faults)
+        : output_("data", std::move(content), faults) {}
+    [[nodiscard]] bool append(std::string_view text) override {
+        const auto bytes = platform::bytes_of(text);
+        return static_cast<platform::DataFile&>(output_).append({bytes, {}, {}}) ==
+               static_cast<std::int64_t>(bytes.size());
+    }
+
+  private:
+    MemoryOutput output_;
+};
+
 std::string parent_of(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     return slash == std::string::npos ? "" : path.substr(0, slash);
@@ -117,6 +132,12 @@ std::unique_ptr<platform::DataFile> MemoryFiles::create_data(const std::string& 
 std::unique_ptr<platform::IndexFile> MemoryFiles::create_index(const std::string& path) {
     auto content = create(path);
     return content == nullptr ? nullptr : std::make_unique<MemoryOutput>("index", std::move(content), output);
+}
+
+std::unique_ptr<platform::LogFile> MemoryFiles::open_log(const std::string& path) {
+    if (unopenable.contains(path)) return nullptr;
+    if (!has(path)) put(path, "");
+    return std::make_unique<MemoryLog>(files_[path], output);
 }
 
 bool MemoryFiles::remove_file(const std::string& path) {
