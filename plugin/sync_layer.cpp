@@ -25,11 +25,11 @@ void report(const char* what) noexcept {
 
 }  // namespace
 
-SyncLayer::SyncLayer(const platform::System& system)
+SyncLayer::SyncLayer(const platform::System& system, const norvane::Options& options)
     : system_(system),
-      store_(std::make_unique<norvane::CXmlStore>(system_.files, system_.clock)),
+      store_(std::make_unique<norvane::CXmlStore>(system_.files, system_.clock, options)),
       server_(std::make_unique<norvane::CTalServerImpl>(SendToHost, system_.files, system_.sleeper)),
-      engine_(std::make_unique<norvane::CNorVane>(*server_, *store_, system_.clock)) {
+      engine_(std::make_unique<norvane::CNorVane>(*server_, *store_, system_.clock, options)) {
     server_->SetEventSink(engine_.get());
 }
 

@@ -9,6 +9,7 @@
 #include "platform/system.h"
 #include "plugin/interfaces/command.h"
 #include "plugin/interfaces/event_sink.h"
+#include "plugin/interfaces/options.h"
 #include "plugin/interfaces/persistent_store.h"
 #include "plugin/interfaces/stream_record.h"
 
@@ -27,7 +28,7 @@ class SyncLayer final : public ICommand {
   public:
     /// Creates the store, the server and the engine, which reads its saved state. The objects that `system`
     /// refers to must outlive this one.
-    explicit SyncLayer(const platform::System& system);
+    explicit SyncLayer(const platform::System& system, const norvane::Options& options = {});
     SyncLayer(const SyncLayer&) = delete;
     SyncLayer& operator=(const SyncLayer&) = delete;
     /// Stops, releases the queued messages in order, then destroys the engine, which saves its state, the
