@@ -17,15 +17,17 @@ DeviceKey device_key(std::int32_t devices_id, std::int32_t device_number) {
     return {static_cast<std::uint32_t>(devices_id), static_cast<std::uint32_t>(device_number)};
 }
 
-/// At shutdown and when a device is removed the channel is unknown. Channel 0 is used instead.
+/// Without the option `channels`, the channel is unknown at shutdown and when a device is removed. Channel 0
+/// is used instead.
 ChannelKey channel_zero(const DeviceKey& device) {
     return {.device_number = device.number, .devices_id = device.devices_id};
 }
 
 }  // namespace
 
-CNorVane::CNorVane(ITalServer& server, IPersistentStore& store, const platform::Clock& clock)
-    : server_(server), store_(store), clock_(clock) {
+CNorVane::CNorVane(ITalServer& server, IPersistentStore& store, const platform::Clock& clock,
+                   const Options& options)
+    : server_(server), store_(store), clock_(clock), options_(options) {
     server_.LogInfo(log_lines::kLoading);
     try {
         load_state();
@@ -52,7 +54,7 @@ void CNorVane::load_state() {
     std::vector<DisconnectRecord> records;
     std::vector<Operation> operations;
     const auto adopt = [&] {
-        for (const DisconnectRecord& record : records) disconnects_.push_back(record);
+        for (const DisconnectRecord& record : records) adopt_gap(record);
         for (const Operation& operation : operations) queue_.append(operation);
     };
     try {
@@ -66,16 +68,49 @@ void CNorVane::load_state() {
     store_.SaveState(no_records, {});
 }
 
-/// Each connected device is saved as disconnected from now on.
+/// With the option `channels`, one gap per channel: the earliest one covers the others.
+void CNorVane::adopt_gap(const DisconnectRecord& gap) {
+    const auto known = options_.channels ? find_first<1>(disconnects_, gap.channel) : std::nullopt;
+    if (!known) {
+        disconnects_.push_back(gap);
+    } else if (gap.time < (*known)->time) {
+        disconnects_.modify(*known, [&](DisconnectRecord& record) { record.time = gap.time; });
+    }
+}
+
+/// Each connected channel is saved as disconnected from now on.
 void CNorVane::save_state() {
     const Ticks now = store_.CurrentTime();
     std::vector<DisconnectRecord> records(disconnects_.begin(), disconnects_.end());
-    for (const DeviceKey& device : queue_.connected_devices()) records.push_back({now, channel_zero(device)});
+    for (const ChannelKey& channel : connected_channels()) records.push_back({now, channel});
     try {
         store_.SaveState(records, queue_.operations());
     } catch (const std::exception& error) {
         log_error(log_lines::save_failed(error.what()));
     }
+}
+
+std::vector<ChannelKey> CNorVane::connected_channels() const {
+    if (options_.channels) return {connected_.begin(), connected_.end()};
+    std::vector<ChannelKey> channels;
+    for (const DeviceKey& device : queue_.connected_devices()) channels.push_back(channel_zero(device));
+    return channels;
+}
+
+/// Each connected channel keeps its device connected. With the option `channels`, repeated reports count
+/// once. Changes nothing if memory is short.
+void CNorVane::connect(const ChannelKey& channel) {
+    if (options_.channels && !connected_.insert(channel).second) return;
+    try {
+        queue_.connect(channel.device());
+    } catch (...) {
+        connected_.erase(channel);
+        throw;
+    }
+}
+
+void CNorVane::disconnect(const ChannelKey& channel) {
+    if (!options_.channels || connected_.erase(channel) != 0) queue_.disconnect(channel.device());
 }
 
 void CNorVane::OnDeviceSupported(std::int32_t devices_id, std::int32_t device_number) {
@@ -91,7 +126,7 @@ void CNorVane::OnChannelState(const ChannelKey* channel, std::int32_t state, con
     } else if (state == kDisconnected) {
         disconnect_channel(*channel, time);
     } else if (state == kConnected) {
-        queue_.connect(channel->device());
+        connect(*channel);
     }
 }
 
@@ -105,16 +140,16 @@ void CNorVane::connect_channel(Disconnects::iterator gap, Ticks time) {
                               .start_time = gap->time,
                               .end_time = time};
     log_info(log_lines::creating(operation));
-    append_connected(operation);
+    append_connected(operation, gap->channel);
     disconnects_.erase(gap);
     if (idle_) StartNextOperation();
 }
 
-/// Appends the operation and connects its device. Does neither if memory is short.
-void CNorVane::append_connected(const Operation& operation) {
+/// Appends the operation and connects its channel. Does neither if memory is short.
+void CNorVane::append_connected(const Operation& operation, const ChannelKey& channel) {
     const Position position = queue_.append(operation);
     try {
-        queue_.connect(operation.device);
+        connect(channel);
     } catch (...) {
         queue_.remove(position);
         throw;
@@ -131,15 +166,30 @@ void CNorVane::disconnect_channel(const ChannelKey& channel, Ticks time) {
         log_info(log_lines::disconnect_during(operation, is_current));
     }
     disconnects_.push_back({time - kGapMargin, channel});  // before disconnect, because only this can fail
-    queue_.disconnect(channel.device());
+    disconnect(channel);
     if (is_current) StartNextOperation();
 }
 
 void CNorVane::OnDeviceRemoved(std::int32_t devices_id, std::int32_t device_number) {
     const DeviceKey device = device_key(devices_id, device_number);
     supported_.erase(device);
-    if (queue_.disconnect(device)) return;
-    if (const auto gap = find_first<1>(disconnects_, channel_zero(device))) disconnects_.erase(*gap);
+    if (options_.channels) {
+        forget_channels(device);
+    } else if (!queue_.disconnect(device)) {
+        if (const auto gap = find_first<1>(disconnects_, channel_zero(device))) disconnects_.erase(*gap);
+    }
+}
+
+/// Removes all gaps and connections of the device.
+void CNorVane::forget_channels(const DeviceKey& device) {
+    const ChannelKey first = channel_zero(device);
+    auto& gaps = disconnects_.get<1>();
+    for (auto gap = gaps.lower_bound(first); gap != gaps.end() && gap->channel.device() == device;)
+        gap = gaps.erase(gap);
+    for (auto channel = connected_.lower_bound(first);
+         channel != connected_.end() && channel->device() == device; channel = connected_.erase(channel)) {
+        queue_.disconnect(device);
+    }
 }
 
 }  // namespace norvane

@@ -3,11 +3,13 @@
 #include <boost/multi_index/member.hpp>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "engine/indexed_list.h"
 #include "engine/operation_queue.h"
 #include "platform/clock.h"
 #include "plugin/interfaces/event_sink.h"
+#include "plugin/interfaces/options.h"
 #include "plugin/interfaces/persistent_store.h"
 #include "plugin/interfaces/tal_server.h"
 
@@ -22,8 +24,9 @@ namespace norvane {
 /// operation.
 class CNorVane final : public IEventSink {
   public:
-    /// Loads the saved state. The arguments are not owned and must outlive the engine.
-    CNorVane(ITalServer& server, IPersistentStore& store, const platform::Clock& clock);
+    /// Loads the saved state. The server, the store and the clock are not owned and must outlive the engine.
+    CNorVane(ITalServer& server, IPersistentStore& store, const platform::Clock& clock,
+             const Options& options = {});
     CNorVane(const CNorVane&) = delete;
     CNorVane& operator=(const CNorVane&) = delete;
     /// Saves the state.
@@ -49,9 +52,14 @@ class CNorVane final : public IEventSink {
 
     void load_state();
     void save_state();
+    void adopt_gap(const DisconnectRecord& gap);
+    [[nodiscard]] std::vector<ChannelKey> connected_channels() const;
+    void connect(const ChannelKey& channel);
+    void disconnect(const ChannelKey& channel);
+    void forget_channels(const DeviceKey& device);
     void connect_channel(Disconnects::iterator gap, Ticks time);
     void disconnect_channel(const ChannelKey& channel, Ticks time);
-    void append_connected(const Operation& operation);
+    void append_connected(const Operation& operation, const ChannelKey& channel);
 
     void StartNextOperation();
     void ReserveDiskSpace(const Operation& operation, std::uint32_t gigabytes);
@@ -63,7 +71,9 @@ class CNorVane final : public IEventSink {
     ITalServer& server_;
     IPersistentStore& store_;
     const platform::Clock& clock_;
+    const Options options_;
     std::set<DeviceKey> supported_;
+    std::set<ChannelKey> connected_;  // only with the option `channels`
     Disconnects disconnects_;
     OperationQueue queue_;
     // If true, the next operation that a reconnected channel creates starts retrieval immediately.

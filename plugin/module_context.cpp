@@ -7,6 +7,8 @@
 
 #include "host/documents/names.h"
 #include "host/documents/outgoing.h"
+#include "plugin/configuration.h"
+#include "plugin/interfaces/records.h"
 #include "plugin/send_to_host.h"
 #include "plugin/sync_layer.h"
 
@@ -39,6 +41,14 @@ void send_start_up_messages() {
     SendToHost(features, names::kDeviceClass);
 }
 
+/// Reports what the configuration says, before the engine starts.
+norvane::Options configured_options(platform::FileSystem& files) {
+    const Configuration configuration = read_configuration(files);
+    for (const std::string& fault : configuration.faults) LogToHost(kLogError, fault.c_str());
+    if (!configuration.summary.empty()) LogToHost(kLogInformation, configuration.summary.c_str());
+    return configuration.options;
+}
+
 /// Stores the next context, which may be null. Returns the previous one.
 std::shared_ptr<ModuleContext> replace_current(std::shared_ptr<ModuleContext> next) {
     const std::lock_guard lock(current_mutex);
@@ -55,7 +65,7 @@ void ModuleContext::open() {
     }
     std::shared_ptr<SyncLayer> worker;
     try {
-        worker = std::make_shared<SyncLayer>(system_);
+        worker = std::make_shared<SyncLayer>(system_, configured_options(system_.files));
     } catch (...) {
         const std::lock_guard lock(mutex_);
         opening_ = false;

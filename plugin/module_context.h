@@ -23,8 +23,9 @@ class ModuleContext {
     /// Call close() first. The destructor does not wait for the main loop.
     ~ModuleContext() = default;
 
-    /// Creates the worker, then sends the registration and the features. Messages are accepted once the
-    /// worker exists. Does nothing if it already exists. After an exception there is no worker.
+    /// Reads the configuration and creates the worker, then sends the registration and the features. Messages
+    /// are accepted once the worker exists. Does nothing if it already exists. After an exception there is no
+    /// worker.
     void open();
 
     /// Ends the main loop, waits for it, and destroys the worker, which releases the queued messages and

@@ -10,7 +10,6 @@
 #include "engine/nor_vane.h"
 #include "host/dispatch.h"
 #include "host/tal_server_impl.h"
-#include "plugin/configuration.h"
 #include "plugin/host_buffer.h"
 #include "plugin/send_to_host.h"
 #include "store/xml_store.h"
@@ -24,22 +23,13 @@ void report(const char* what) noexcept {
     try_log_error({"NorVane - Error '", what, "' while handling a host message."});
 }
 
-/// Reports what the configuration says, before the engine starts.
-norvane::Options configured_options(platform::FileSystem& files) {
-    const Configuration configuration = read_configuration(files);
-    for (const std::string& fault : configuration.faults) LogToHost(kLogError, fault.c_str());
-    if (!configuration.summary.empty()) LogToHost(kLogInformation, configuration.summary.c_str());
-    return configuration.options;
-}
-
 }  // namespace
 
-SyncLayer::SyncLayer(const platform::System& system)
+SyncLayer::SyncLayer(const platform::System& system, const norvane::Options& options)
     : system_(system),
-      options_(configured_options(system_.files)),
-      store_(std::make_unique<norvane::CXmlStore>(system_.files, system_.clock)),
+      store_(std::make_unique<norvane::CXmlStore>(system_.files, system_.clock, options)),
       server_(std::make_unique<norvane::CTalServerImpl>(SendToHost, system_.files, system_.sleeper)),
-      engine_(std::make_unique<norvane::CNorVane>(*server_, *store_, system_.clock)) {
+      engine_(std::make_unique<norvane::CNorVane>(*server_, *store_, system_.clock, options)) {
     server_->SetEventSink(engine_.get());
 }
 

@@ -26,9 +26,9 @@ class CTalServerImpl;
 /// call to the host, so the host may append messages.
 class SyncLayer final : public ICommand {
   public:
-    /// Reads the configuration, then creates the store, the server and the engine, which reads its saved
-    /// state. The objects that `system` refers to must outlive this one.
-    explicit SyncLayer(const platform::System& system);
+    /// Creates the store, the server and the engine, which reads its saved state. The objects that `system`
+    /// refers to must outlive this one.
+    explicit SyncLayer(const platform::System& system, const norvane::Options& options = {});
     SyncLayer(const SyncLayer&) = delete;
     SyncLayer& operator=(const SyncLayer&) = delete;
     /// Stops, releases the queued messages in order, then destroys the engine, which saves its state, the
@@ -57,7 +57,6 @@ class SyncLayer final : public ICommand {
     // is exhausted. append() allocates the entry before it locks the mutex.
     std::list<StreamRecord> queue_;
     platform::System system_;
-    norvane::Options options_;
     std::unique_ptr<norvane::IPersistentStore> store_;
     std::unique_ptr<norvane::CTalServerImpl> server_;
     std::unique_ptr<norvane::IEventSink> engine_;

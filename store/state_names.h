@@ -18,6 +18,7 @@ inline constexpr const char* kOperation = "Operation";
 inline constexpr const char* kId = "ID";
 inline constexpr const char* kNumber = "Number";
 inline constexpr const char* kDisconnectTime = "DisconnectTime";
+inline constexpr const char* kChannel = "Channel";  // only with the option `channels`
 inline constexpr const char* kGuid = "GUID";
 inline constexpr const char* kStartTime = "StartTime";
 inline constexpr const char* kEndTime = "EndTime";

@@ -24,15 +24,16 @@ constexpr std::size_t kGuidLength = 36;
 // Saving. Uses the printer directly: the text is the same as that of a document, which would need more
 // memory.
 
-void print_record(XMLPrinter& out, const DisconnectRecord& record) {
+void print_record(XMLPrinter& out, const DisconnectRecord& record, bool with_channel) {
     out.OpenElement(state::kDevice);
     out.PushAttribute(state::kNumber, static_cast<std::int32_t>(record.channel.device_number));
     out.PushAttribute(state::kDisconnectTime, platform::seconds_of(record.time));
+    if (with_channel) out.PushAttribute(state::kChannel, static_cast<std::int32_t>(record.channel.channel));
     out.CloseElement();
 }
 
 /// Expects the records sorted by devices identifier. Each identifier becomes one Devices element.
-void print_records(XMLPrinter& out, const std::vector<DisconnectRecord>& records) {
+void print_records(XMLPrinter& out, const std::vector<DisconnectRecord>& records, bool with_channels) {
     std::optional<std::uint32_t> open;
     for (const DisconnectRecord& record : records) {
         if (open != record.channel.devices_id) {
@@ -41,7 +42,7 @@ void print_records(XMLPrinter& out, const std::vector<DisconnectRecord>& records
             out.OpenElement(state::kDevices);
             out.PushAttribute(state::kId, static_cast<std::int32_t>(record.channel.devices_id));
         }
-        print_record(out, record);
+        print_record(out, record, with_channels);
     }
     if (open) out.CloseElement();
 }
@@ -73,21 +74,29 @@ std::int32_t positive(const XMLElement& element, const char* name, const char* f
     return *value;
 }
 
-void load_device(const XMLElement& device, std::uint32_t devices_id, std::vector<DisconnectRecord>& records) {
+/// A record of an older build has no channel number, and belongs to channel 0.
+std::uint32_t channel_number(const XMLElement& device) {
+    return static_cast<std::uint32_t>(xml::integer_attribute(device, state::kChannel).value_or(0));
+}
+
+void load_device(const XMLElement& device, std::uint32_t devices_id, bool with_channel,
+                 std::vector<DisconnectRecord>& records) {
     const auto number = positive(device, state::kNumber, state::kBadDeviceNumber);
     const auto seconds = positive(device, state::kDisconnectTime, state::kBadDisconnectTime);
-    const ChannelKey channel{.device_number = static_cast<std::uint32_t>(number), .devices_id = devices_id};
+    const ChannelKey channel{.channel = with_channel ? channel_number(device) : 0,
+                             .device_number = static_cast<std::uint32_t>(number),
+                             .devices_id = devices_id};
     records.push_back({platform::ticks_of(seconds), channel});
 }
 
-void load_records(const XMLElement& pavo, std::vector<DisconnectRecord>& records) {
+void load_records(const XMLElement& pavo, bool with_channels, std::vector<DisconnectRecord>& records) {
     for (const XMLElement* devices = pavo.FirstChildElement(state::kDevices); devices != nullptr;
          devices = devices->NextSiblingElement(state::kDevices)) {
         const auto id = static_cast<std::uint32_t>(positive(*devices, state::kId, state::kBadPlugInId));
         // Every element after the first Device is read as a device, whatever its name.
         for (const XMLElement* device = devices->FirstChildElement(state::kDevice); device != nullptr;
              device = device->NextSiblingElement()) {
-            load_device(*device, id, records);
+            load_device(*device, id, with_channels, records);
         }
     }
 }
@@ -133,7 +142,7 @@ void CXmlStore::SaveState(std::vector<DisconnectRecord>& records, const std::vec
     XMLPrinter out;
     out.PushDeclaration(state::kDeclaration);
     out.OpenElement(state::kPavo);
-    print_records(out, records);
+    print_records(out, records, channels_);
     print_operations(out, operations);
     out.CloseElement();
     // The result is ignored: a state that cannot be saved must not stop the host's shutdown.
@@ -146,7 +155,7 @@ void CXmlStore::LoadState(std::vector<DisconnectRecord>& records, std::vector<Op
     if (!text || !xml::parse(document, *text)) throw std::invalid_argument(state::kUnreadable);
     const XMLElement* pavo = document.FirstChildElement(state::kPavo);
     if (pavo == nullptr) return;
-    load_records(*pavo, records);
+    load_records(*pavo, channels_, records);
     load_operations(*pavo, operations);
 }
 

@@ -5,6 +5,7 @@
 #include <boost/uuid/uuid.hpp>
 #include <compare>
 #include <cstdint>
+#include <tuple>
 
 #include "norvanepi.h"
 #include "platform/clock.h"
@@ -34,7 +35,12 @@ struct ChannelKey {
     std::uint32_t devices_id = 0;
 
     [[nodiscard]] DeviceKey device() const noexcept { return {devices_id, device_number}; }
-    friend auto operator<=>(const ChannelKey&, const ChannelKey&) = default;
+    friend bool operator==(const ChannelKey&, const ChannelKey&) = default;
+    /// Sorts the channels of one device next to each other.
+    friend auto operator<=>(const ChannelKey& one, const ChannelKey& other) noexcept {
+        return std::tie(one.devices_id, one.device_number, one.channel, one.reserved) <=>
+               std::tie(other.devices_id, other.device_number, other.channel, other.reserved);
+    }
 };
 
 /// A channel that is disconnected.

@@ -5,6 +5,7 @@
 // The first line of a file is its title. Blocks follow, separated by empty lines: commands, a line "----",
 // and every request, log line and saved record that they cause. "# " starts a comment among the commands.
 // Times are seconds since 1970. A device is DEVICES/NUMBER, a channel DEVICES/NUMBER/CHANNEL. Commands:
+//     options KEY=NUMBER...                sets options, before the start
 //     now TIME                             sets the clock
 //     stored-disconnect CHANNEL TIME       adds to the saved state
 //     stored-operation #N DEVICE START..END attempts N
@@ -110,6 +111,13 @@ void read(std::istream& in, ChannelKey& key) {
 /// One engine, its server and its saved state. Each command is a function of the same name.
 class Conversation {
   public:
+    void set_option(const Text& key, std::int32_t value) {
+        using norvane::Options;
+        static const std::map<Text, std::function<void(Options&, std::int32_t)>> keys = {
+            {"channels", [](Options& to, std::int32_t on) { to.channels = on != 0; }},
+        };
+        keys.at(key)(options_, value);
+    }
     void now(Ticks time) { clock_.set_seconds(platform::seconds_of(time)); }
     void stored_disconnect(ChannelKey channel, Ticks time) { store_.records.push_back({time, channel}); }
     void stored_operation(Guid guid, DeviceKey device, Ticks start, Ticks end, std::int32_t attempts) {
@@ -117,7 +125,7 @@ class Conversation {
     }
     void load_fault(Text text) { store_.load_fault = std::move(text); }
     void save_fault(Text text) { store_.save_fault = std::move(text); }
-    void start() { engine_ = std::make_unique<norvane::CNorVane>(server_, store_, clock_); }
+    void start() { engine_ = std::make_unique<norvane::CNorVane>(server_, store_, clock_, options_); }
     void stop() { engine_.reset(); }
     void supported(std::int32_t devices_id, std::int32_t number) {
         engine().OnDeviceSupported(devices_id, number);
@@ -156,6 +164,7 @@ class Conversation {
         return *engine_;
     }
 
+    norvane::Options options_;
     FakeClock clock_;
     RequestLogServer server_;
     FaultyStore store_{server_, clock_};
@@ -175,9 +184,18 @@ Command command(void (Conversation::*act)(Values...)) {
     };
 }
 
+/// Reads pairs of the form KEY=NUMBER.
+void set_options(Conversation& conversation, std::istream& in) {
+    Text key;
+    for (std::int32_t value = 0; std::getline(in >> std::ws, key, '=') && in >> value;)
+        conversation.set_option(key, value);
+    if (!in.eof()) throw std::invalid_argument("wrong options");
+}
+
 void run(Conversation& conversation, const Text& line) {
     using C = Conversation;
     static const std::map<Text, Command> commands = {
+        {"options", set_options},
         {"now", command(&C::now)},
         {"stored-disconnect", command(&C::stored_disconnect)},
         {"stored-operation", command(&C::stored_operation)},

@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "plugin/module_context.h"
 #include "plugin/send_to_host.h"
-#include "plugin/sync_layer.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/fake_time.h"
 #include "tests/support/temp_directory.h"
@@ -29,7 +29,9 @@ std::string start_up_lines() {
     set_host_callback(FakeHost::callback());
     InstantSleeper sleeper;
     FakeClock clock;
-    { const SyncLayer worker(platform::System{platform::system_files(), sleeper, clock}); }
+    ModuleContext context(platform::System{platform::system_files(), sleeper, clock});
+    context.open();
+    context.close();
     set_host_callback(nullptr);
     const std::string lines = host.lines();
     return lines.substr(0, lines.rfind("64 ", lines.find("reading saved state")));

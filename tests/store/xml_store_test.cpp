@@ -173,3 +173,25 @@ TEST_F(XmlStoreTest, CurrentTimeComesFromTheClock) {
     clock.set_seconds(42);
     EXPECT_EQ(store.CurrentTime(), platform::ticks_of(42));
 }
+
+TEST_F(XmlStoreTest, ChannelNumbersAreKeptOnlyWithTheOption) {
+    const std::string in_file = "<Device Number=\"3\" DisconnectTime=\"50\" Channel=\"4\"/>";
+    norvane::CXmlStore with_channels(files, clock, {.channels = true});
+    std::vector<DisconnectRecord> records = {record(7, 3, 50, 4), record(7, 3, 60, 0xFFFFFFFF),
+                                             record(7, 3, 70)};
+    with_channels.SaveState(records, {});
+    EXPECT_NE(files.at(kFile).find(in_file), std::string::npos) << files.at(kFile);
+    // Without the option the number is ignored, as by older builds.
+    EXPECT_EQ(load(), "7/3/0@50 7/3/0@60 7/3/0@70 ");
+    std::vector<DisconnectRecord> loaded;
+    std::vector<Operation> operations;
+    with_channels.LoadState(loaded, operations);
+    EXPECT_EQ(loaded, records);
+    // Records of older builds, and unreadable numbers, belong to channel 0.
+    files.put(kFile,
+              "<Pavo><Devices ID='7'><Device Number='3' DisconnectTime='50'/>"
+              "<Device Number='3' DisconnectTime='60' Channel='x'/></Devices></Pavo>");
+    loaded.clear();
+    with_channels.LoadState(loaded, operations);
+    EXPECT_EQ(loaded, (std::vector{record(7, 3, 50), record(7, 3, 60)}));
+}
