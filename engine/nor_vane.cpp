@@ -9,10 +9,6 @@
 namespace norvane {
 namespace {
 
-/// A gap starts this long before the reported disconnect, because the last seconds are rarely recorded
-/// completely.
-constexpr Ticks kGapMargin = 10 * platform::kTicksPerSecond;
-
 DeviceKey device_key(std::int32_t devices_id, std::int32_t device_number) {
     return {static_cast<std::uint32_t>(devices_id), static_cast<std::uint32_t>(device_number)};
 }
@@ -81,13 +77,19 @@ void CNorVane::adopt_gap(const DisconnectRecord& gap) {
 /// Each connected channel is saved as disconnected from now on.
 void CNorVane::save_state() {
     const Ticks now = store_.CurrentTime();
-    std::vector<DisconnectRecord> records(disconnects_.begin(), disconnects_.end());
-    for (const ChannelKey& channel : connected_channels()) records.push_back({now, channel});
+    EngineState last = state();
+    for (const ChannelKey& channel : last.connected) last.gaps.push_back({now, channel});
     try {
-        store_.SaveState(records, queue_.operations());
+        store_.SaveState(last.gaps, last.operations);
     } catch (const std::exception& error) {
         log_error(log_lines::save_failed(error.what()));
     }
+}
+
+EngineState CNorVane::state() const {
+    return {.gaps = {disconnects_.begin(), disconnects_.end()},
+            .operations = queue_.operations(),
+            .connected = connected_channels()};
 }
 
 std::vector<ChannelKey> CNorVane::connected_channels() const {

@@ -32,6 +32,8 @@ class CNorVane final : public IEventSink {
     /// Saves the state.
     ~CNorVane() override;
 
+    [[nodiscard]] EngineState state() const;
+
     void OnDeviceSupported(std::int32_t devices_id, std::int32_t device_number) override;
     void OnStorageInfo(const Guid& guid, std::uint32_t gigabytes) override;
     void OnChannelState(const ChannelKey* channel, std::int32_t state, const void* unused,

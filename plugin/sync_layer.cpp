@@ -12,7 +12,7 @@
 #include "host/tal_server_impl.h"
 #include "plugin/host_buffer.h"
 #include "plugin/send_to_host.h"
-#include "store/xml_store.h"
+#include "store/journaled_store.h"
 #include "xml/parse.h"
 
 namespace {
@@ -23,11 +23,20 @@ void report(const char* what) noexcept {
     try_log_error({"NorVane - Error '", what, "' while handling a host message."});
 }
 
+std::unique_ptr<norvane::IPersistentStore> make_store(const platform::System& system,
+                                                      const norvane::Options& options) {
+    if (!options.journal) return std::make_unique<norvane::CXmlStore>(system.files, system.clock, options);
+    return std::make_unique<norvane::JournaledStore>(
+        system.files, system.clock, options,
+        [](std::int32_t level, const std::string& text) { LogToHost(level, text.c_str()); });
+}
+
 }  // namespace
 
 SyncLayer::SyncLayer(const platform::System& system, const norvane::Options& options)
     : system_(system),
-      store_(std::make_unique<norvane::CXmlStore>(system_.files, system_.clock, options)),
+      store_(make_store(system_, options)),
+      journaled_store_(options.journal ? static_cast<norvane::JournaledStore*>(store_.get()) : nullptr),
       server_(std::make_unique<norvane::CTalServerImpl>(SendToHost, system_.files, system_.sleeper)),
       engine_(std::make_unique<norvane::CNorVane>(*server_, *store_, system_.clock, options)) {
     server_->SetEventSink(engine_.get());
@@ -62,8 +71,10 @@ std::int32_t SyncLayer::run() {
             ReleaseHostBuffer(batch.front().text);
         } else {
             handle(batch.front());
+            keep_journal(true);
         }
     }
+    keep_journal(false);
     return 0;
 }
 
@@ -85,6 +96,15 @@ void SyncLayer::handle(const StreamRecord& record) noexcept {
         report(error.what());
     } catch (...) {
         report("unknown");
+    }
+}
+
+void SyncLayer::keep_journal(bool changed) noexcept {
+    if (journaled_store_ == nullptr) return;
+    try {
+        journaled_store_->keep(changed, [this] { return engine_->state(); });
+    } catch (const std::exception& error) {
+        try_log_error({"NorVane - Error '", error.what(), "' while writing the journal."});
     }
 }
 

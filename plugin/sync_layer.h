@@ -14,8 +14,10 @@
 #include "plugin/interfaces/stream_record.h"
 
 namespace norvane {
+class CNorVane;
 class CTalServerImpl;
-}
+class JournaledStore;
+}  // namespace norvane
 
 /// The worker: a queue between the host's threads and the main loop. Any thread appends messages. The main
 /// loop's thread dispatches them in order and releases each buffer. Owns the store, the server and the
@@ -38,8 +40,8 @@ class SyncLayer final : public ICommand {
     /// Queues a message. False after stop(); the caller then keeps the buffer. Any thread.
     [[nodiscard]] bool append(const StreamRecord& record);
 
-    /// One pass: waits up to 100 ms for messages, then processes all that are queued. Main loop's thread
-    /// only.
+    /// One pass: waits up to 100 ms for messages, processes all that are queued, and keeps the journal up to
+    /// date. Main loop's thread only.
     std::int32_t run() override;
 
     /// Ends queueing and processing. Does not call the host. Any thread.
@@ -48,6 +50,7 @@ class SyncLayer final : public ICommand {
   private:
     void handle(const StreamRecord& record) noexcept;
     void dispatch(const StreamRecord& record);
+    void keep_journal(bool changed) noexcept;
 
     // Destruction is in reverse order: the engine's destructor needs the server to log and the store to save.
     std::condition_variable queue_condition_;
@@ -58,6 +61,7 @@ class SyncLayer final : public ICommand {
     std::list<StreamRecord> queue_;
     platform::System system_;
     std::unique_ptr<norvane::IPersistentStore> store_;
+    norvane::JournaledStore* journaled_store_;  // the store, if it has a journal; otherwise null
     std::unique_ptr<norvane::CTalServerImpl> server_;
-    std::unique_ptr<norvane::IEventSink> engine_;
+    std::unique_ptr<norvane::CNorVane> engine_;
 };

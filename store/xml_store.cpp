@@ -3,160 +3,40 @@
 #include <tinyxml2.h>
 
 #include <algorithm>
-#include <boost/uuid/uuid_io.hpp>
-#include <optional>
 #include <stdexcept>
-#include <string_view>
 #include <tuple>
 
+#include "store/state_elements.h"
 #include "store/state_names.h"
-#include "xml/attributes.h"
 #include "xml/parse.h"
 
 namespace norvane {
-namespace {
-
-using tinyxml2::XMLElement;
-using tinyxml2::XMLPrinter;
-
-constexpr std::size_t kGuidLength = 36;
-
-// Saving. Uses the printer directly: the text is the same as that of a document, which would need more
-// memory.
-
-void print_record(XMLPrinter& out, const DisconnectRecord& record, bool with_channel) {
-    out.OpenElement(state::kDevice);
-    out.PushAttribute(state::kNumber, static_cast<std::int32_t>(record.channel.device_number));
-    out.PushAttribute(state::kDisconnectTime, platform::seconds_of(record.time));
-    if (with_channel) out.PushAttribute(state::kChannel, static_cast<std::int32_t>(record.channel.channel));
-    out.CloseElement();
-}
-
-/// Expects the records sorted by devices identifier. Each identifier becomes one Devices element.
-void print_records(XMLPrinter& out, const std::vector<DisconnectRecord>& records, bool with_channels) {
-    std::optional<std::uint32_t> open;
-    for (const DisconnectRecord& record : records) {
-        if (open != record.channel.devices_id) {
-            if (open) out.CloseElement();
-            open = record.channel.devices_id;
-            out.OpenElement(state::kDevices);
-            out.PushAttribute(state::kId, static_cast<std::int32_t>(record.channel.devices_id));
-        }
-        print_record(out, record, with_channels);
-    }
-    if (open) out.CloseElement();
-}
-
-void print_operation(XMLPrinter& out, const Operation& operation) {
-    out.OpenElement(state::kOperation);
-    out.PushAttribute(state::kDevices, operation.device.devices_id);
-    out.PushAttribute(state::kDevice, operation.device.number);
-    out.PushAttribute(state::kGuid, boost::uuids::to_string(operation.guid).c_str());
-    out.PushAttribute(state::kStartTime, platform::seconds_of(operation.start_time));
-    out.PushAttribute(state::kEndTime, platform::seconds_of(operation.end_time));
-    out.PushAttribute(state::kAttempts, operation.attempts);
-    out.CloseElement();
-}
-
-void print_operations(XMLPrinter& out, const std::vector<Operation>& operations) {
-    if (operations.empty()) return;
-    out.OpenElement(state::kOperations);
-    for (const Operation& operation : operations) print_operation(out, operation);
-    out.CloseElement();
-}
-
-// Loading.
-
-/// An integer of at least 1. Throws with the text `fault` for anything else.
-std::int32_t positive(const XMLElement& element, const char* name, const char* fault) {
-    const auto value = xml::integer_attribute(element, name);
-    if (!value || *value < 1) throw std::invalid_argument(fault);
-    return *value;
-}
-
-/// A record of an older build has no channel number, and belongs to channel 0.
-std::uint32_t channel_number(const XMLElement& device) {
-    return static_cast<std::uint32_t>(xml::integer_attribute(device, state::kChannel).value_or(0));
-}
-
-void load_device(const XMLElement& device, std::uint32_t devices_id, bool with_channel,
-                 std::vector<DisconnectRecord>& records) {
-    const auto number = positive(device, state::kNumber, state::kBadDeviceNumber);
-    const auto seconds = positive(device, state::kDisconnectTime, state::kBadDisconnectTime);
-    const ChannelKey channel{.channel = with_channel ? channel_number(device) : 0,
-                             .device_number = static_cast<std::uint32_t>(number),
-                             .devices_id = devices_id};
-    records.push_back({platform::ticks_of(seconds), channel});
-}
-
-void load_records(const XMLElement& pavo, bool with_channels, std::vector<DisconnectRecord>& records) {
-    for (const XMLElement* devices = pavo.FirstChildElement(state::kDevices); devices != nullptr;
-         devices = devices->NextSiblingElement(state::kDevices)) {
-        const auto id = static_cast<std::uint32_t>(positive(*devices, state::kId, state::kBadPlugInId));
-        // Every element after the first Device is read as a device, whatever its name.
-        for (const XMLElement* device = devices->FirstChildElement(state::kDevice); device != nullptr;
-             device = device->NextSiblingElement()) {
-            load_device(*device, id, with_channels, records);
-        }
-    }
-}
-
-/// Accepts only the 36-character form, the one that this module writes.
-std::optional<Guid> guid_attribute(const XMLElement& element) {
-    const char* text = element.Attribute(state::kGuid);
-    if (text == nullptr || std::string_view(text).size() != kGuidLength) return std::nullopt;
-    return xml::parse_guid(text);
-}
-
-void load_operation(const XMLElement& element, std::vector<Operation>& operations) {
-    const auto devices_id = xml::integer_attribute(element, state::kDevices);
-    const auto device_number = xml::integer_attribute(element, state::kDevice);
-    const auto guid = guid_attribute(element);
-    const auto start = xml::integer_attribute(element, state::kStartTime);
-    const auto end = xml::integer_attribute(element, state::kEndTime);
-    const auto attempts = xml::integer_attribute(element, state::kAttempts);
-    if (!devices_id || !device_number || !start || !end || !attempts || !guid) return;
-    operations.push_back(
-        {.device = {static_cast<std::uint32_t>(*devices_id), static_cast<std::uint32_t>(*device_number)},
-         .guid = *guid,
-         .start_time = platform::ticks_of(*start),
-         .end_time = platform::ticks_of(*end),
-         .attempts = *attempts});
-}
-
-void load_operations(const XMLElement& pavo, std::vector<Operation>& operations) {
-    const XMLElement* list = pavo.FirstChildElement(state::kOperations);
-    if (list == nullptr) return;
-    for (const XMLElement* operation = list->FirstChildElement(state::kOperation); operation != nullptr;
-         operation = operation->NextSiblingElement(state::kOperation)) {
-        load_operation(*operation, operations);
-    }
-}
-
-}  // namespace
-
+/// The result is ignored: a state that cannot be saved must not stop the host's shutdown.
 void CXmlStore::SaveState(std::vector<DisconnectRecord>& records, const std::vector<Operation>& operations) {
+    (void)save(records, operations);
+}
+
+bool CXmlStore::save(std::vector<DisconnectRecord>& records, const std::vector<Operation>& operations) {
     std::ranges::stable_sort(records, {}, [](const DisconnectRecord& record) {
         return std::tuple(record.channel.devices_id, record.channel.device_number);
     });
-    XMLPrinter out;
+    tinyxml2::XMLPrinter out;
     out.PushDeclaration(state::kDeclaration);
     out.OpenElement(state::kPavo);
-    print_records(out, records, channels_);
-    print_operations(out, operations);
+    state::print_records(out, records, channels_);
+    state::print_operations(out, operations);
     out.CloseElement();
-    // The result is ignored: a state that cannot be saved must not stop the host's shutdown.
-    files_.replace_whole(state::kFileName, out.CStr());
+    return files_.replace_whole(state::kFileName, out.CStr());
 }
 
 void CXmlStore::LoadState(std::vector<DisconnectRecord>& records, std::vector<Operation>& operations) {
     const auto text = files_.read_whole(state::kFileName);
     tinyxml2::XMLDocument document;
     if (!text || !xml::parse(document, *text)) throw std::invalid_argument(state::kUnreadable);
-    const XMLElement* pavo = document.FirstChildElement(state::kPavo);
+    const tinyxml2::XMLElement* pavo = document.FirstChildElement(state::kPavo);
     if (pavo == nullptr) return;
-    load_records(*pavo, channels_, records);
-    load_operations(*pavo, operations);
+    state::load_records(*pavo, channels_, records);
+    state::load_operations(*pavo, operations);
 }
 
 }  // namespace norvane

@@ -15,6 +15,8 @@ class CXmlStore final : public IPersistentStore {
 
     void SaveState(std::vector<DisconnectRecord>& records, const std::vector<Operation>& operations) override;
     void LoadState(std::vector<DisconnectRecord>& records, std::vector<Operation>& operations) override;
+    /// SaveState, and whether the file could be written.
+    [[nodiscard]] bool save(std::vector<DisconnectRecord>& records, const std::vector<Operation>& operations);
     [[nodiscard]] Ticks CurrentTime() override { return clock_.now(); }
 
   private:

@@ -6,6 +6,15 @@
 
 namespace norvane {
 
+/// Everything that the engine would forget with its process.
+struct EngineState {
+    std::vector<DisconnectRecord> gaps;
+    std::vector<Operation> operations;  // in the order of the queue
+    std::vector<ChannelKey> connected;
+
+    friend bool operator==(const EngineState&, const EngineState&) = default;
+};
+
 /// Keeps the engine's lists across restarts. Failures are std::invalid_argument with a fixed text.
 class IPersistentStore {
   public:

@@ -43,6 +43,9 @@ struct ChannelKey {
     }
 };
 
+/// A gap starts this long before a channel was lost, because the last seconds are rarely recorded completely.
+inline constexpr Ticks kGapMargin = 10 * platform::kTicksPerSecond;
+
 /// A channel that is disconnected.
 struct DisconnectRecord {
     Ticks time = 0;  // start of the gap

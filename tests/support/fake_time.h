@@ -6,7 +6,8 @@
 class FakeClock final : public platform::Clock {
   public:
     [[nodiscard]] platform::Ticks now() const override { return now_; }
-    void set_seconds(std::int32_t seconds) { now_ = platform::ticks_of(seconds); }
+    void set(platform::Ticks now) { now_ = now; }
+    void set_seconds(std::int32_t seconds) { set(platform::ticks_of(seconds)); }
 
   private:
     platform::Ticks now_ = 0;

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <functional>
+
+#include "store/journal.h"
+#include "store/xml_store.h"
+
+namespace norvane {
+
+/// The state file, and a journal beside it from the load until the state is saved at the end. If the journal
+/// exists at a load, the last process did not end in order: the journal then replaces the state file, and
+/// every channel that was connected counts as lost from the time at which that process was last alive.
+class JournaledStore final : public IPersistentStore {
+  public:
+    /// The files and the clock are not owned and must outlive the store.
+    JournaledStore(platform::FileSystem& files, const platform::Clock& clock, const Options& options,
+                   Journal::Log log)
+        : state_file_(files, clock, options), journal_(files, std::move(log)), clock_(clock) {}
+
+    /// The save that follows a load empties the state file; the journal then contains what was loaded.
+    void SaveState(std::vector<DisconnectRecord>& records, const std::vector<Operation>& operations) override;
+    void LoadState(std::vector<DisconnectRecord>& records, std::vector<Operation>& operations) override;
+    [[nodiscard]] Ticks CurrentTime() override { return clock_.now(); }
+
+    /// Updates the journal with the state if it may have changed, at most about once a second, and otherwise
+    /// every 10 s. Call it after each message and in each pass of the main loop.
+    void keep(bool changed, const std::function<EngineState()>& state);
+
+  private:
+    void update(EngineState state);
+
+    CXmlStore state_file_;
+    Journal journal_;
+    const platform::Clock& clock_;
+    EngineState loaded_;
+    bool emptying_ = false;  // the next save follows a load
+    bool changed_ = false;   // since the last update
+    Ticks updated_ = 0;
+};
+
+}  // namespace norvane

@@ -1,0 +1,129 @@
+#include "store/state_elements.h"
+
+#include <boost/uuid/uuid_io.hpp>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+
+#include "store/state_names.h"
+#include "xml/attributes.h"
+
+namespace norvane::state {
+namespace {
+
+using tinyxml2::XMLElement;
+using tinyxml2::XMLPrinter;
+
+constexpr std::size_t kGuidLength = 36;
+
+void print_record(XMLPrinter& out, const DisconnectRecord& record, bool with_channel) {
+    out.OpenElement(kDevice);
+    out.PushAttribute(kNumber, static_cast<std::int32_t>(record.channel.device_number));
+    out.PushAttribute(kDisconnectTime, platform::seconds_of(record.time));
+    if (with_channel) out.PushAttribute(kChannel, static_cast<std::int32_t>(record.channel.channel));
+    out.CloseElement();
+}
+
+void print_operation(XMLPrinter& out, const Operation& operation) {
+    out.OpenElement(kOperation);
+    out.PushAttribute(kDevices, operation.device.devices_id);
+    out.PushAttribute(kDevice, operation.device.number);
+    out.PushAttribute(kGuid, boost::uuids::to_string(operation.guid).c_str());
+    out.PushAttribute(kStartTime, platform::seconds_of(operation.start_time));
+    out.PushAttribute(kEndTime, platform::seconds_of(operation.end_time));
+    out.PushAttribute(kAttempts, operation.attempts);
+    out.CloseElement();
+}
+
+/// An integer of at least 1. Throws with the text `fault` for anything else.
+std::int32_t positive(const XMLElement& element, const char* name, const char* fault) {
+    const auto value = xml::integer_attribute(element, name);
+    if (!value || *value < 1) throw std::invalid_argument(fault);
+    return *value;
+}
+
+/// A record of an older build has no channel number, and belongs to channel 0.
+std::uint32_t channel_number(const XMLElement& device) {
+    return static_cast<std::uint32_t>(xml::integer_attribute(device, kChannel).value_or(0));
+}
+
+void load_device(const XMLElement& device, std::uint32_t devices_id, bool with_channel,
+                 std::vector<DisconnectRecord>& records) {
+    const auto number = positive(device, kNumber, kBadDeviceNumber);
+    const auto seconds = positive(device, kDisconnectTime, kBadDisconnectTime);
+    const ChannelKey channel{.channel = with_channel ? channel_number(device) : 0,
+                             .device_number = static_cast<std::uint32_t>(number),
+                             .devices_id = devices_id};
+    records.push_back({platform::ticks_of(seconds), channel});
+}
+
+/// Accepts only the 36-character form, the one that this module writes.
+std::optional<Guid> guid_attribute(const XMLElement& element) {
+    const char* text = element.Attribute(kGuid);
+    if (text == nullptr || std::string_view(text).size() != kGuidLength) return std::nullopt;
+    return xml::parse_guid(text);
+}
+
+void load_operation(const XMLElement& element, std::vector<Operation>& operations) {
+    const auto devices_id = xml::integer_attribute(element, kDevices);
+    const auto device_number = xml::integer_attribute(element, kDevice);
+    const auto guid = guid_attribute(element);
+    const auto start = xml::integer_attribute(element, kStartTime);
+    const auto end = xml::integer_attribute(element, kEndTime);
+    const auto attempts = xml::integer_attribute(element, kAttempts);
+    if (!devices_id || !device_number || !start || !end || !attempts || !guid) return;
+    operations.push_back(
+        {.device = {static_cast<std::uint32_t>(*devices_id), static_cast<std::uint32_t>(*device_number)},
+         .guid = *guid,
+         .start_time = platform::ticks_of(*start),
+         .end_time = platform::ticks_of(*end),
+         .attempts = *attempts});
+}
+
+}  // namespace
+
+// The printer is used directly: the text is the same as that of a document, which would need more memory.
+
+void print_records(XMLPrinter& out, const std::vector<DisconnectRecord>& records, bool with_channels) {
+    std::optional<std::uint32_t> open;
+    for (const DisconnectRecord& record : records) {
+        if (open != record.channel.devices_id) {
+            if (open) out.CloseElement();
+            open = record.channel.devices_id;
+            out.OpenElement(kDevices);
+            out.PushAttribute(kId, static_cast<std::int32_t>(record.channel.devices_id));
+        }
+        print_record(out, record, with_channels);
+    }
+    if (open) out.CloseElement();
+}
+
+void print_operations(XMLPrinter& out, const std::vector<Operation>& operations) {
+    if (operations.empty()) return;
+    out.OpenElement(kOperations);
+    for (const Operation& operation : operations) print_operation(out, operation);
+    out.CloseElement();
+}
+
+void load_records(const XMLElement& parent, bool with_channels, std::vector<DisconnectRecord>& records) {
+    for (const XMLElement* devices = parent.FirstChildElement(kDevices); devices != nullptr;
+         devices = devices->NextSiblingElement(kDevices)) {
+        const auto id = static_cast<std::uint32_t>(positive(*devices, kId, kBadPlugInId));
+        // Every element after the first Device is read as a device, whatever its name.
+        for (const XMLElement* device = devices->FirstChildElement(kDevice); device != nullptr;
+             device = device->NextSiblingElement()) {
+            load_device(*device, id, with_channels, records);
+        }
+    }
+}
+
+void load_operations(const XMLElement& parent, std::vector<Operation>& operations) {
+    const XMLElement* list = parent.FirstChildElement(kOperations);
+    if (list == nullptr) return;
+    for (const XMLElement* operation = list->FirstChildElement(kOperation); operation != nullptr;
+         operation = operation->NextSiblingElement(kOperation)) {
+        load_operation(*operation, operations);
+    }
+}
+
+}  // namespace norvane::state
