@@ -9,6 +9,14 @@
 
 namespace platform {
 
+/// What this process, with the libraries in it, uses. Zeros on Windows.
+struct Resources {
+    std::uint64_t resident_kilobytes = 0;
+    std::uint64_t descriptors = 0;
+    std::uint64_t threads = 0;
+};
+[[nodiscard]] Resources resources();
+
 /// Processor time of all threads.
 [[nodiscard]] std::chrono::nanoseconds processor_time();
 
@@ -23,7 +31,7 @@ namespace platform {
 [[nodiscard]] std::string description_of_end(int native_status);
 
 /// From here on a crash first writes `lead`, the words that `describe` returns for the crashing thread, and a
-/// line end to standard error. On Windows it writes nothing.
+/// line end to standard error. On Windows it writes nothing, and no dialog or debugger appears.
 void describe_crashes(const char* lead, const char* (*describe)());
 
 }  // namespace platform

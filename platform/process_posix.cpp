@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "platform/process.h"
@@ -45,6 +47,21 @@ void add_limits(Settings& settings) {
     }
 }
 
+std::uint64_t entries_of(const char* directory) {
+    boost::system::error_code not_there;
+    const boost::filesystem::directory_iterator entries(directory, not_there);
+    return static_cast<std::uint64_t>(std::distance(begin(entries), end(entries)));
+}
+
+std::uint64_t resident_kilobytes() {
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        std::uint64_t kilobytes = 0;
+        if (word == "VmRSS:" && status >> kilobytes) return kilobytes;
+    }
+    return 0;
+}
+
 const char* crash_lead = "";
 const char* (*crash_description)() = nullptr;
 
@@ -69,6 +86,14 @@ void describe_crashes(const char* lead, const char* (*describe)()) {
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     for (const int number : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP})
         ::sigaction(number, &action, nullptr);
+}
+
+Resources resources() {
+    const std::uint64_t descriptors = entries_of("/proc/self/fd");
+    return {
+        .resident_kilobytes = resident_kilobytes(),
+        .descriptors = descriptors == 0 ? 0 : descriptors - 1,  // without the one that reads the directory
+        .threads = entries_of("/proc/self/task")};
 }
 
 std::chrono::nanoseconds processor_time() {

@@ -9,6 +9,11 @@
 
 namespace platform {
 
+/// The system's own handles and threads, which GetProcessHandleCount includes, come and go.
+Resources resources() {
+    return {};
+}
+
 std::chrono::nanoseconds processor_time() {
     ::FILETIME created{};
     ::FILETIME ended{};
@@ -39,7 +44,9 @@ std::map<std::string, std::string> process_settings() {
     return settings;
 }
 
-void describe_crashes(const char* /*lead*/, const char* (* /*describe*/)()) {}
+void describe_crashes(const char* /*lead*/, const char* (* /*describe*/)()) {
+    ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+}
 
 std::string description_of_end(int native_status) {
     return "exit status " + std::to_string(native_status);

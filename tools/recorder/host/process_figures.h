@@ -2,16 +2,15 @@
 
 #include <cstdint>
 
+#include "platform/process.h"
+
 namespace recorder {
 
-/// Resources of this process, which includes the module. Zeros on systems that do not provide them.
-struct ProcessFigures {
-    std::uint64_t resident_kilobytes = 0;
-    std::uint64_t descriptors = 0;
-    std::uint64_t threads = 0;
-};
+using ProcessFigures = platform::Resources;
 
-[[nodiscard]] ProcessFigures process_figures();
+[[nodiscard]] inline ProcessFigures process_figures() {
+    return platform::resources();
+}
 
 /// In kilobytes.
 [[nodiscard]] std::int64_t memory_growth(const ProcessFigures& before, const ProcessFigures& after);

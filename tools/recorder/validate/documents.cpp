@@ -1,5 +1,6 @@
 // The exact text of the module's documents.
 
+#include <boost/filesystem/operations.hpp>
 #include <fstream>
 #include <string>
 
@@ -12,6 +13,7 @@
 
 namespace recorder::validate {
 namespace {
+
 constexpr Case kDocumentCases[] = {
     {"documents.start-and-end", "registration, features, and the log lines of start and end",
      [](CaseFixture& fixture) { fixture.simulator().open(); }},
@@ -62,13 +64,13 @@ constexpr Case kDocumentCases[] = {
                                         "h\xC3\xB6"
                                         "fe",
                                         "\xE4\xBA\xAC\xE9\x83\xBD"}) {
-             const std::string path =
-                 (fixture.directory().temporary_directory() / platform::file_name_of(name) / "deeper")
-                     .string();
+             const std::string path = fixture.directory().temporary_directory().string() + "/" +
+                                      platform::file_name_of(name) + "/deeper";
              fixture.model().on_reservation(request.operation, path);
              fixture.send(reservation_document(guid, path, fixture.directory().output_directory()));
              fixture.simulator().settle();
-             require(std::filesystem::is_directory(path), "the module did not create the directory " + path);
+             require(boost::filesystem::is_directory(platform::path_of(path)),
+                     "the module did not create the directory " + path);
          }
      }},
     {"documents.large", "a document of more than 100 KB has its effect, up to the last device",

@@ -160,13 +160,15 @@ int run_suite(const Options& options) {
     const auto deliver = [&](std::size_t i, const Result& result) {
         if (result.could_not_run) throw cli::CannotRun(fmt::format("{}: {}", cases[i].name, result.finding));
         report.add(cases[i], result);
-        if (result.finding.empty() && !options.directory) fs::remove_all(result.folder);
+        std::error_code in_use;  // on Windows, for a moment after the process has ended
+        if (result.finding.empty() && !options.directory) fs::remove_all(result.folder, in_use);
     };
     cli::run_in_order<Result>(cases.size(), options.jobs, work, deliver);
     const int status = report.finish();
     if (status == cli::kSuccess && !options.directory) {
         fs::current_path(start);
-        fs::remove_all(directory.path());
+        std::error_code in_use;
+        fs::remove_all(directory.path(), in_use);
     }
     return status;
 }
