@@ -8,6 +8,17 @@ namespace platform {
 /// Follows symbolic links in the last component of the path. The target need not exist.
 [[nodiscard]] Path resolve_links(Path path);
 
+/// Writes to a PosixFile or WinFile until everything is written or a call fails.
+template <typename File>
+[[nodiscard]] bool write_all(const File& file, std::string_view text) {
+    while (!text.empty()) {
+        const std::int64_t put = file.write(bytes_of(text));
+        if (put <= 0) return false;
+        text.remove_prefix(static_cast<std::size_t>(put));
+    }
+    return true;
+}
+
 /// The operations that are the same on all systems. Only the _posix and _win files include this header.
 class CommonFileSystem : public FileSystem {
   public:

@@ -80,7 +80,7 @@ class PosixLog final : public LogFile {
     explicit PosixLog(PosixFile file) : file_(std::move(file)) {}
 
     [[nodiscard]] bool append(std::string_view text) override {
-        return file_.write_all(text) && uninterrupted([&] { return ::fdatasync(file_.descriptor()); }) == 0;
+        return write_all(file_, text) && uninterrupted([&] { return ::fdatasync(file_.descriptor()); }) == 0;
     }
 
   private:

@@ -48,7 +48,7 @@ bool write_in_place(const std::string& path, const Existing& old, std::string_vi
     PosixFile file =
         PosixFile::open(path, O_WRONLY | O_NONBLOCK | O_NOCTTY | (old.found ? 0 : O_CREAT), kNewFileMode);
     if (!file) return false;
-    if (old.found && !old.regular) return file.write_all(content) && file.close();
+    if (old.found && !old.regular) return write_all(file, content) && file.close();
     const auto size = static_cast<::off_t>(content.size());
     const auto set_size = [&](::off_t to) {
         return uninterrupted([&] { return ::ftruncate(file.descriptor(), to); }) == 0;
@@ -58,7 +58,7 @@ bool write_in_place(const std::string& path, const Existing& old, std::string_vi
         return false;
     }
     const auto flush = [&] { return ::fsync(file.descriptor()); };
-    return file.write_all(content) && set_size(size) && uninterrupted(flush) == 0 && file.close();
+    return write_all(file, content) && set_size(size) && uninterrupted(flush) == 0 && file.close();
 }
 
 /// Empty if the path cannot be examined, for example in a loop of links or a directory without search
@@ -88,7 +88,7 @@ bool fill(PosixFile& file, const Existing& old, std::string_view content) {
     const auto keep_mode = [&] { return ::fchmod(file.descriptor(), old.mode); };
     if (old.found && uninterrupted(keep_mode) != 0) return false;
     const auto flush = [&] { return ::fsync(file.descriptor()); };
-    return file.write_all(content) && uninterrupted(flush) == 0 && file.close();
+    return write_all(file, content) && uninterrupted(flush) == 0 && file.close();
 }
 
 /// Returns 0, or the error that prevented the replacement and left the old file as it was.

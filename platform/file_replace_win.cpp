@@ -24,7 +24,7 @@ constexpr int kNewFileMode = _S_IREAD | _S_IWRITE;
 
 bool write_in_place(const Path& path, std::string_view content) {
     WinFile file = WinFile::open(path, _O_WRONLY | _O_CREAT | _O_TRUNC, kNewFileMode);
-    return file && file.write_all(content) && file.close();
+    return file && write_all(file, content) && file.close();
 }
 
 /// False for a file without write permission, and for anything but a regular file.
@@ -51,7 +51,7 @@ bool replace_file(const std::string& path, std::string_view content) {
     ::DeleteFileW(temporary.c_str());  // left by an interrupted save
     WinFile file = WinFile::open(temporary, _O_WRONLY | _O_CREAT | _O_EXCL, kNewFileMode);
     if (!file) return _doserrno == ERROR_ACCESS_DENIED && write_in_place(target, content);
-    const bool written = file.write_all(content) && file.flush_to_disk() && file.close();
+    const bool written = write_all(file, content) && file.flush_to_disk() && file.close();
     const bool disk_full = !written && errno == ENOSPC;
     if (written && rename_over(temporary, target)) return true;
     const DWORD error = ::GetLastError();

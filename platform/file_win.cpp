@@ -75,7 +75,7 @@ class WinLog final : public LogFile {
     explicit WinLog(WinFile file) : file_(std::move(file)) {}
 
     [[nodiscard]] bool append(std::string_view text) override {
-        return file_.write_all(text) && file_.flush_to_disk();
+        return write_all(file_, text) && file_.flush_to_disk();
     }
 
   private:

@@ -12,17 +12,8 @@ PosixFile PosixFile::open(const std::string& path, int flags, ::mode_t mode) {
     return PosixFile(uninterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC, mode); }));
 }
 
-std::int64_t PosixFile::write_once(std::span<const Byte> bytes) const noexcept {
+std::int64_t PosixFile::write(std::span<const Byte> bytes) const noexcept {
     return uninterrupted([&] { return ::write(descriptor_, bytes.data(), bytes.size()); });
-}
-
-bool PosixFile::write_all(std::string_view text) const noexcept {
-    while (!text.empty()) {
-        const std::int64_t put = write_once(bytes_of(text));
-        if (put <= 0) return false;
-        text.remove_prefix(static_cast<std::size_t>(put));
-    }
-    return true;
 }
 
 bool PosixFile::close() noexcept {

@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <span>
 #include <string>
-#include <string_view>
 
 #include "platform/bytes.h"
 
@@ -41,10 +40,7 @@ class PosixFile {
 
     /// Calls write once, or again if a signal interrupted it before the first byte. Returns the number of
     /// bytes written, or -1.
-    std::int64_t write_once(std::span<const Byte> bytes) const noexcept;
-
-    /// Writes until everything is written or a call fails.
-    [[nodiscard]] bool write_all(std::string_view text) const noexcept;
+    std::int64_t write(std::span<const Byte> bytes) const noexcept;
 
     /// False if the system reports that earlier written bytes were lost.
     bool close() noexcept;

@@ -42,15 +42,6 @@ std::int64_t WinFile::write(std::span<const Byte> bytes) const noexcept {
     return ::_write(descriptor_, bytes.data(), count_of(bytes));
 }
 
-bool WinFile::write_all(std::string_view text) const noexcept {
-    while (!text.empty()) {
-        const std::int64_t put = write(bytes_of(text));
-        if (put <= 0) return false;
-        text.remove_prefix(static_cast<std::size_t>(put));
-    }
-    return true;
-}
-
 std::int64_t WinFile::seek(std::int64_t offset, int origin) const noexcept {
     return ::_lseeki64(descriptor_, offset, origin);
 }

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <span>
-#include <string_view>
 
 #include "platform/bytes.h"
 #include "platform/text.h"
@@ -32,8 +31,6 @@ class WinFile {
     /// Calls read or write once. Returns the number of bytes transferred, or -1.
     std::int64_t read(std::span<Byte> to) const noexcept;
     std::int64_t write(std::span<const Byte> bytes) const noexcept;
-    /// Writes until everything is written or a call fails.
-    [[nodiscard]] bool write_all(std::string_view text) const noexcept;
 
     /// Moves to an offset from SEEK_SET, SEEK_CUR or SEEK_END. Returns the new position, or -1.
     std::int64_t seek(std::int64_t offset, int origin) const noexcept;

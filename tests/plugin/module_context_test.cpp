@@ -30,31 +30,31 @@ class ScriptedSleeper final : public platform::Sleeper {
     std::string calls;
 };
 
+/// A context with a fake host and no real time.
+class ModuleContextTest : public ::testing::Test {
+  protected:
+    ModuleContextTest() { set_host_callback(FakeHost::callback()); }
+    ~ModuleContextTest() override { set_host_callback(nullptr); }
+
+    WorkingDirectory directory;
+    FakeHost host;
+    FakeClock clock;
+    ScriptedSleeper sleeper;
+    ModuleContext context{{platform::system_files(), sleeper, clock}};
+};
+
 }  // namespace
 
-TEST(ModuleContextTest, MainLoopIdlesDuringTheStartUpMessages) {
-    const WorkingDirectory directory;
-    FakeHost host;
-    set_host_callback(FakeHost::callback());
-    const FakeClock clock;
-    ScriptedSleeper sleeper;
-    ModuleContext context({platform::system_files(), sleeper, clock});
-    sleeper.on_sleep = sleeper.on_pass = [&context] { context.close(); };
-    host.on_call = [&context](std::uint32_t message_class, const std::string&) {
+TEST_F(ModuleContextTest, MainLoopIdlesDuringTheStartUpMessages) {
+    sleeper.on_sleep = sleeper.on_pass = [this] { context.close(); };
+    host.on_call = [this](std::uint32_t message_class, const std::string&) {
         if (message_class == 256) context.run_main_loop();
     };
     context.open();
     EXPECT_EQ(sleeper.calls, "sleep 1000\n");
-    set_host_callback(nullptr);
 }
 
-TEST(ModuleContextTest, MainLoopIdlesUntilOpenAndContinuesAfterAFailedPass) {
-    const WorkingDirectory directory;
-    FakeHost host;
-    set_host_callback(FakeHost::callback());
-    const FakeClock clock;
-    ScriptedSleeper sleeper;
-    ModuleContext context({platform::system_files(), sleeper, clock});
+TEST_F(ModuleContextTest, MainLoopIdlesUntilOpenAndContinuesAfterAFailedPass) {
     // One action per sleep, from the last to the first.
     std::vector<std::function<void()>> actions = {[&] { context.close(); }, [&] { context.open(); }, [] {}};
     sleeper.on_sleep = [&] {
@@ -69,5 +69,4 @@ TEST(ModuleContextTest, MainLoopIdlesUntilOpenAndContinuesAfterAFailedPass) {
     context.run_main_loop();
     EXPECT_EQ(sleeper.calls, "sleep 1000\nsleep 1000\npass\npass\nsleep 100\n");
     EXPECT_NE(host.lines().find("saving state"), std::string::npos);
-    set_host_callback(nullptr);
 }
