@@ -77,6 +77,25 @@ TEST_F(FilesTest, OnlyRegularFilesAreOpenedAndRemoved) {
     ::close(watch);
 }
 
+TEST_F(FilesTest, LogFileKeepsItsContentAndAppends) {
+    const std::string path = directory / "log";
+    for (const char* text : {"one\n", "two\n"}) {
+        const auto log = files.open_log(path);
+        ASSERT_NE(log, nullptr);
+        EXPECT_TRUE(log->append(text));
+        fs::resize_file(path, fs::file_size(path) - 1);  // appending follows the end, not a position
+        EXPECT_TRUE(log->append(std::string(100'000, 'x')));
+    }
+    const std::string x(100'000, 'x');
+    EXPECT_EQ(read_file(path), "one" + x + "two" + x);
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms(0666));
+    ::mkfifo((directory / "fifo").c_str(), 0666);
+    ::symlink("/dev/full", (directory / "full").c_str());
+    for (const char* name : {"fifo", "full", ".", "no folder/log"}) {
+        EXPECT_EQ(files.open_log(directory / name), nullptr) << name;
+    }
+}
+
 TEST_F(FilesTest, DataFileIsTruncatedAndAppends) {
     write_file(directory / "a.ps", "something longer than what follows");
     const auto file = files.create_data(directory / "a.ps");

@@ -75,6 +75,18 @@ TEST_F(FilesTest, OnlyRegularFilesAreOpenedAndRemoved) {
     EXPECT_TRUE(fs::is_directory(directory / "a/b/c"));
 }
 
+TEST_F(FilesTest, LogFileKeepsItsContentAndAppends) {
+    const std::string path = directory / "log";
+    for (const char* text : {"one\n", "two\n"}) {
+        const auto log = files.open_log(path);
+        ASSERT_NE(log, nullptr);
+        EXPECT_TRUE(log->append(text));
+    }
+    EXPECT_EQ(read_file(path), "one\ntwo\n");
+    EXPECT_EQ(files.open_log("NUL"), nullptr);
+    EXPECT_EQ(files.open_log(directory / "no folder/log"), nullptr);
+}
+
 TEST_F(FilesTest, FilesAreReadableDuringWritingAndNotRemovedWhileOpenElsewhere) {
     const std::string path = directory / "clip";
     const auto data = files.create_data(path);
