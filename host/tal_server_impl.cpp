@@ -7,6 +7,7 @@
 #include "convert/container_command.h"
 #include "convert/mp4_parser.h"
 #include "host/documents/names.h"
+#include "host/documents/printable.h"
 #include "host/documents/quoted_path.h"
 
 namespace norvane {
@@ -21,6 +22,13 @@ std::uint8_t recording_flags(std::int32_t clip_type) {
         default:
             return 0;
     }
+}
+
+std::string with_separator(std::string directory) {
+    constexpr auto kPreferred = static_cast<char>(platform::Path::preferred_separator);
+    if (!directory.empty() && directory.back() != '/' && directory.back() != kPreferred)
+        directory += kPreferred;
+    return directory;
 }
 
 }  // namespace
@@ -78,6 +86,7 @@ void CTalServerImpl::ConvertClip(Guid /*guid*/, std::uint32_t devices_id, std::u
     request.inputName = std::move(input_name);
     request.sourceFile = platform::narrow_text(clip_file);
     request.outputDirectory = platform::narrow_text(output_directory_);
+    if (options_.directory_separator) request.outputDirectory = with_separator(request.outputDirectory);
     request.flags = recording_flags(clip_type);
     convert(request);
 }
@@ -117,7 +126,8 @@ void CTalServerImpl::LogError(const char* text) {
 
 void CTalServerImpl::log(std::int32_t level, const char* text) {
     tinyxml2::XMLDocument document;
-    documents::fill_log_message(document, level, text);
+    documents::fill_log_message(document, level,
+                                options_.well_formed_log ? documents::printable(text).c_str() : text);
     send_(document, names::kLogClass);
 }
 

@@ -37,7 +37,7 @@ SyncLayer::SyncLayer(const platform::System& system, const norvane::Options& opt
     : system_(system),
       store_(make_store(system_, options)),
       journaled_store_(options.journal ? static_cast<norvane::JournaledStore*>(store_.get()) : nullptr),
-      server_(std::make_unique<norvane::CTalServerImpl>(SendToHost, system_.files, system_.sleeper)),
+      server_(std::make_unique<norvane::CTalServerImpl>(SendToHost, system_.files, system_.sleeper, options)),
       engine_(std::make_unique<norvane::CNorVane>(*server_, *store_, system_.clock, options)) {
     server_->SetEventSink(engine_.get());
 }

@@ -1,5 +1,6 @@
 #include "host/tal_server_impl.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -15,6 +16,8 @@
 #include "tests/support/time_zone.h"
 
 namespace {
+
+using ::testing::HasSubstr;
 
 /// The system's error for a directory below a file and with a quote in its name.
 #if defined(_WIN32)
@@ -125,6 +128,31 @@ TEST_F(TalServerTest, TheTypeOfAClipIsInItsRecording) {
         const ParsedRecording recording(files.at(created), files.at(created + "i"));
         EXPECT_EQ(recording.spans.at(0).kind & 0xC0U, mark);
     }
+}
+
+TEST_F(TalServerTest, OptionsAddASeparatorAndEscapeLogLines) {
+    const auto lines_of = [this](const norvane::Options& options, const std::string& output) {
+        norvane::CTalServerImpl with_options{
+            [this](const tinyxml2::XMLDocument& document, std::uint32_t message_class) {
+                send(document, message_class);
+            },
+            files, sleeper, options};
+        with_options.RequestRecordings({}, 7, 3, 0, 9, "t", output);
+        files.put("clip\xA9\x01", make_clip(ClipTrack{.samples = {nal("picture")}}));
+        (void)sent();
+        convert(with_options, "clip\xA9\x01");
+        return sent();
+    };
+    const TimeZone utc("UTC0");
+    norvane::Options options;
+    EXPECT_THAT(lines_of(options, "out"), HasSubstr("PSI) out1970/"));
+    EXPECT_THAT(lines_of(options, "out"), HasSubstr("container - clip\xA9\x01."));
+    options.directory_separator = true;
+    EXPECT_THAT(lines_of(options, "out"), HasSubstr("PSI) out/1970/"));
+    EXPECT_THAT(lines_of(options, "out/"), HasSubstr("PSI) out/1970/"));
+    EXPECT_THAT(lines_of(options, ""), HasSubstr("PSI) 1970/"));
+    options.well_formed_log = true;
+    EXPECT_THAT(lines_of(options, "out"), HasSubstr("container - clip\\xA9\\x01."));
 }
 
 TEST_F(TalServerTest, GuidsAreRandomAndOfVersion4) {

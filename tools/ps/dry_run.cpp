@@ -28,6 +28,7 @@ class DryRunFiles final : public platform::FileSystem {
     std::unique_ptr<platform::IndexFile> create_index(const std::string& /*path*/) override {
         return std::make_unique<DiscardingIndexFile>();
     }
+    std::unique_ptr<platform::LogFile> open_log(const std::string& /*path*/) override { return nullptr; }
     bool remove_file(const std::string& /*path*/) override { return false; }
     boost::system::error_code make_directory(const std::string& /*path*/, Existing /*enough*/) override {
         return {};
