@@ -7,6 +7,7 @@
 
 #include "engine/indexed_list.h"
 #include "engine/operation_queue.h"
+#include "engine/retry_policy.h"
 #include "platform/clock.h"
 #include "plugin/interfaces/event_sink.h"
 #include "plugin/interfaces/options.h"
@@ -72,6 +73,7 @@ class CNorVane final : public IEventSink {
     IPersistentStore& store_;
     const platform::Clock& clock_;
     const Options options_;
+    const RetryPolicy policy_{options_};
     std::set<DeviceKey> supported_;
     std::set<ChannelKey> connected_;  // only with the option `channels`
     Disconnects disconnects_;

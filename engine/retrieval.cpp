@@ -10,10 +10,6 @@
 namespace norvane {
 namespace {
 
-/// A failed operation is retried while its attempts do not exceed this limit. Each storage-info request and
-/// each failure counts as one attempt, so an operation that always fails is tried twice.
-constexpr std::int32_t kMaxAttempts = 2;
-
 /// The state file may contain any number, so the count stops at the largest one.
 void count_attempt(Operation& operation) {
     if (operation.attempts < std::numeric_limits<std::int32_t>::max()) ++operation.attempts;
@@ -32,7 +28,7 @@ void CNorVane::StartNextOperation() {
     log_info(log_lines::requesting_storage_info(operation));
     server_.RequestStorageInfo(operation.guid, operation.device.devices_id, operation.device.number,
                                operation.start_time, operation.end_time);
-    queue_.update(*next, count_attempt);
+    if (policy_.counts_requests()) queue_.update(*next, count_attempt);
     idle_ = false;
 }
 
@@ -91,9 +87,9 @@ void CNorVane::OnRetrievalFailed(Guid guid, std::int32_t error_code, Ticks faile
     const Operation& operation = queue_.at(*position);
     log_error(log_lines::failed(operation, error_code));
     queue_.update(*position, count_attempt);
-    if (operation.attempts <= kMaxAttempts) {
-        // The clips before the failed one are already converted. The retry starts at the failed clip.
-        queue_.update(*position, [&](Operation& retried) { retried.start_time = failed_clip_start; });
+    if (!policy_.is_exhausted(operation.attempts)) {
+        const Ticks start = policy_.retry_start(operation, failed_clip_start);
+        queue_.update(*position, [start](Operation& retried) { retried.start_time = start; });
         server_.ReleaseDiskReservation(operation.guid);
         StartNextOperation();
     } else {

@@ -115,6 +115,7 @@ class Conversation {
         using norvane::Options;
         static const std::map<Text, std::function<void(Options&, std::int32_t)>> keys = {
             {"channels", [](Options& to, std::int32_t on) { to.channels = on != 0; }},
+            {"attempts", [](Options& to, std::int32_t on) { to.attempts = on != 0; }},
         };
         keys.at(key)(options_, value);
     }
