@@ -158,16 +158,26 @@ void CNorVane::append_connected(const Operation& operation, const ChannelKey& ch
 
 /// An interrupted operation keeps its place in the queue, before the one that the reconnect will create.
 void CNorVane::disconnect_channel(const ChannelKey& channel, Ticks time) {
-    const auto interrupted = queue_.find(channel.device());
-    bool is_current = false;
-    if (interrupted) {
-        const Operation& operation = queue_.at(*interrupted);
-        is_current = operation.guid == queue_.current().guid;
-        log_info(log_lines::disconnect_during(operation, is_current));
-    }
+    const auto interrupted = operation_of(channel.device());
+    const bool current = interrupted && is_current(*interrupted);
+    if (interrupted) log_info(log_lines::disconnect_during(queue_.at(*interrupted), current));
     disconnects_.push_back({time - kGapMargin, channel});  // before disconnect, because only this can fail
     disconnect(channel);
-    if (is_current) StartNextOperation();
+    if (!current) return;
+    request_.reset();
+    StartNextOperation();
+}
+
+/// The operation that a loss of the device interrupts, or nothing.
+std::optional<CNorVane::Position> CNorVane::operation_of(const DeviceKey& device) const {
+    if (request_ && queue_.at(request_->operation).device == device) return request_->operation;
+    return queue_.find(device);
+}
+
+/// By default the oldest operation counts as current, even if another one waits for an answer.
+bool CNorVane::is_current(Position position) const {
+    if (policy_.follows_requests()) return request_ && request_->operation == position;
+    return queue_.at(position).guid == queue_.current().guid;
 }
 
 void CNorVane::OnDeviceRemoved(std::int32_t devices_id, std::int32_t device_number) {
@@ -178,6 +188,9 @@ void CNorVane::OnDeviceRemoved(std::int32_t devices_id, std::int32_t device_numb
     } else if (!queue_.disconnect(device)) {
         if (const auto gap = find_first<1>(disconnects_, channel_zero(device))) disconnects_.erase(*gap);
     }
+    if (!request_ || queue_.at(request_->operation).device != device) return;
+    log_error(log_lines::removed_during(queue_.at(request_->operation)));
+    CompleteOperation(request_->operation);
 }
 
 /// Removes all gaps and connections of the device.

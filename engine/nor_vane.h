@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/multi_index/member.hpp>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -18,8 +19,9 @@ namespace norvane {
 
 /// The retrieval engine. It tracks the devices that keep their own recordings and the channels that are
 /// disconnected, and retrieves the recordings of each gap. It is deterministic: the same events at the same
-/// times give the same requests. It stores no state per operation besides the record itself and acts on every
-/// reply that names a known GUID. docs/architecture.md shows the life of an operation.
+/// times give the same requests. It acts on every reply that names a known GUID. By default it stores no
+/// state per operation besides the record itself; what options add is in retry_policy.h. docs/architecture.md
+/// shows the life of an operation.
 ///
 /// nor_vane.cpp handles devices, channels, start and shutdown; retrieval.cpp handles the dialog about one
 /// operation.
@@ -44,6 +46,8 @@ class CNorVane final : public IEventSink {
     void OnReservation(Guid guid, const platform::Path& temporary_directory,
                        const platform::Path& output_directory) override;
     void OnDeviceRemoved(std::int32_t devices_id, std::int32_t device_number) override;
+    bool OnUnusableAnswer(const std::optional<Guid>& guid, const std::string& reason) override;
+    void OnTick(Ticks now) override;
 
   private:
     using Disconnects =
@@ -62,9 +66,15 @@ class CNorVane final : public IEventSink {
     void disconnect_channel(const ChannelKey& channel, Ticks time);
     void append_connected(const Operation& operation, const ChannelKey& channel);
 
+    [[nodiscard]] std::optional<Position> operation_of(const DeviceKey& device) const;
+    [[nodiscard]] bool is_current(Position position) const;
+
     void StartNextOperation();
     void ReserveDiskSpace(const Operation& operation, std::uint32_t gigabytes);
     void CompleteOperation(Position position);
+    void fail(Position position, Ticks retry_start, bool others_first);
+    void end_request(Position position);
+    void renew_deadline(Position position);
 
     void log_info(const std::string& line) { server_.LogInfo(line.c_str()); }
     void log_error(const std::string& line) { server_.LogError(line.c_str()); }
@@ -78,6 +88,12 @@ class CNorVane final : public IEventSink {
     std::set<ChannelKey> connected_;  // only with the option `channels`
     Disconnects disconnects_;
     OperationQueue queue_;
+    // The operation that waits for an answer of the host. Only if RetryPolicy::follows_requests().
+    struct Request {
+        Position operation;
+        Ticks deadline;  // of Clock::steady()
+    };
+    std::optional<Request> request_;
     // If true, the next operation that a reconnected channel creates starts retrieval immediately.
     bool idle_ = true;
 };

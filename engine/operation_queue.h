@@ -5,6 +5,7 @@
 #include <boost/multi_index/member.hpp>
 #include <cstdint>
 #include <optional>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -14,25 +15,37 @@
 namespace norvane {
 
 /// The pending operations in the order of their creation, and the connected devices. Both are kept here
-/// because an operation can start only while its device is connected.
+/// because an operation can start only while its device is connected. An operation on hold does not start
+/// either; the device's next one starts instead.
 ///
 /// append and connect throw std::bad_alloc if memory is short, and then change nothing. No other change
 /// allocates.
 class OperationQueue {
     struct Entry : Operation {
-        Entry(const Operation& operation, std::uint64_t sequence_number, bool can_start)
+        Entry(const Operation& operation, std::int64_t sequence_number, bool can_start)
             : Operation(operation), number(sequence_number), startable(can_start) {}
 
-        std::uint64_t number;  // grows with each append
-        bool startable;        // the first operation of a connected device
+        std::int64_t number;  // grows with each append
+        bool startable;       // the first operation of a connected device that is not on hold
+        bool on_hold = false;
+        Ticks hold_end = 0;
 
-        /// Sorts the startable operations to the front, each group by age.
-        [[nodiscard]] std::pair<bool, std::uint64_t> rank() const noexcept { return {!startable, number}; }
+        using DeviceOrder = std::tuple<DeviceKey, bool, std::int64_t>;
+        /// Sorts the operations of a device by age, those on hold after the others.
+        [[nodiscard]] DeviceOrder device_order() const noexcept { return {device, on_hold, number}; }
+
+        enum class Group : std::uint8_t { kStartable, kOnHold, kOther };
+        using Rank = std::pair<Group, std::int64_t>;
+        /// Sorts the startable operations to the front, each group by age; those on hold by its end.
+        [[nodiscard]] Rank rank() const noexcept {
+            if (on_hold) return {Group::kOnHold, hold_end};
+            return {startable ? Group::kStartable : Group::kOther, number};
+        }
     };
     using Operations =
         IndexedList<Entry, boost::multi_index::member<Operation, Guid, &Operation::guid>,
-                    boost::multi_index::member<Operation, DeviceKey, &Operation::device>,
-                    boost::multi_index::const_mem_fun<Entry, std::pair<bool, std::uint64_t>, &Entry::rank>>;
+                    boost::multi_index::const_mem_fun<Entry, Entry::DeviceOrder, &Entry::device_order>,
+                    boost::multi_index::const_mem_fun<Entry, Entry::Rank, &Entry::rank>>;
     static constexpr std::size_t kByGuid = 1;
     static constexpr std::size_t kByDevice = 2;
     static constexpr std::size_t kByRank = 3;
@@ -65,12 +78,15 @@ class OperationQueue {
     [[nodiscard]] std::optional<Position> find(const Guid& guid) const {
         return find_first<kByGuid>(operations_, guid);
     }
-    /// The device's oldest operation, or nothing.
-    [[nodiscard]] std::optional<Position> find(const DeviceKey& device) const {
-        return find_first<kByDevice>(operations_, device);
-    }
-    /// The oldest operation whose device is connected, or nothing.
+    /// The device's oldest operation that is not on hold, or nothing.
+    [[nodiscard]] std::optional<Position> find(const DeviceKey& device) const;
+    /// The oldest operation whose device is connected and that is not on hold, or nothing.
     [[nodiscard]] std::optional<Position> first_startable() const;
+
+    /// Puts an operation on hold until end_holds(end) or later. The unit of instants is the caller's.
+    void hold(Position position, Ticks end);
+    void end_holds(Ticks now);
+    [[nodiscard]] bool is_on_hold(Position position) const { return position->on_hold; }
 
     [[nodiscard]] std::vector<Operation> operations() const {
         return {operations_.begin(), operations_.end()};
@@ -81,9 +97,10 @@ class OperationQueue {
         return find_first<1>(connected_, device).has_value();
     }
     void set_startable(std::optional<Position> position, bool startable);
+    void end_hold(Position position);
 
     Operations operations_;
-    std::uint64_t next_number_ = 0;
+    std::int64_t next_number_ = 0;
     IndexedList<DeviceKey, boost::multi_index::identity<DeviceKey>> connected_;
 };
 

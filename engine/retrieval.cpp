@@ -1,5 +1,5 @@
 // The dialog with the host about one operation: storage information, reservation, recordings, clips, then the
-// end or a retry. Each event is answered immediately. There are no timeouts.
+// end or a retry. Each event is answered immediately. There are no timeouts by default.
 
 #include <limits>
 #include <utility>
@@ -17,10 +17,10 @@ void count_attempt(Operation& operation) {
 
 }  // namespace
 
-/// Requests the storage information of the oldest operation whose device is connected, even if an earlier
-/// request for it is still unanswered.
+/// Requests the storage information of the oldest operation whose device is connected. By default even if an
+/// earlier request is still unanswered.
 void CNorVane::StartNextOperation() {
-    if (queue_.empty()) return;
+    if (queue_.empty() || request_) return;
     idle_ = true;  // stays true if the request throws; otherwise no later operation would start
     const auto next = queue_.first_startable();
     if (!next) return;
@@ -29,12 +29,14 @@ void CNorVane::StartNextOperation() {
     server_.RequestStorageInfo(operation.guid, operation.device.devices_id, operation.device.number,
                                operation.start_time, operation.end_time);
     if (policy_.counts_requests()) queue_.update(*next, count_attempt);
+    if (policy_.follows_requests()) request_ = {*next, policy_.deadline(clock_.steady())};
     idle_ = false;
 }
 
 void CNorVane::OnStorageInfo(const Guid& guid, std::uint32_t gigabytes) {
     if (const auto position = queue_.find(guid)) {
         ReserveDiskSpace(queue_.at(*position), gigabytes);
+        renew_deadline(*position);
     } else {
         log_error(log_lines::not_found(guid));
     }
@@ -57,6 +59,7 @@ void CNorVane::OnReservation(Guid guid, const platform::Path& temporary_director
     server_.RequestRecordings(operation.guid, operation.device.devices_id, operation.device.number,
                               operation.start_time, operation.end_time, temporary_directory,
                               output_directory);
+    renew_deadline(*position);
 }
 
 void CNorVane::OnClipRetrieved(Guid guid, platform::Path clip_file, std::int32_t clip_type, Ticks start,
@@ -66,6 +69,7 @@ void CNorVane::OnClipRetrieved(Guid guid, platform::Path clip_file, std::int32_t
     const Operation& operation = queue_.at(*position);
     server_.ConvertClip(operation.guid, operation.device.devices_id, operation.device.number,
                         std::move(clip_file), std::move(input_name), start, stop, clip_type);
+    renew_deadline(*position);  // the conversion may have taken longer than the timeout
 }
 
 void CNorVane::OnRetrievalDone(Guid guid) {
@@ -86,20 +90,60 @@ void CNorVane::OnRetrievalFailed(Guid guid, std::int32_t error_code, Ticks faile
     }
     const Operation& operation = queue_.at(*position);
     log_error(log_lines::failed(operation, error_code));
-    queue_.update(*position, count_attempt);
-    if (!policy_.is_exhausted(operation.attempts)) {
-        const Ticks start = policy_.retry_start(operation, failed_clip_start);
-        queue_.update(*position, [start](Operation& retried) { retried.start_time = start; });
-        server_.ReleaseDiskReservation(operation.guid);
-        StartNextOperation();
-    } else {
-        log_error(log_lines::retry_limit(operation));
-        CompleteOperation(*position);
+    if (queue_.is_on_hold(*position)) return;  // a late report about a request that has failed already
+    fail(*position, policy_.retry_start(operation, failed_clip_start), false);
+}
+
+bool CNorVane::OnUnusableAnswer(const std::optional<Guid>& guid, const std::string& reason) {
+    if (!policy_.follows_requests()) return false;
+    const auto position = guid ? queue_.find(*guid) : std::nullopt;
+    log_error(position ? log_lines::unusable_answer(queue_.at(*position), reason)
+                       : log_lines::unusable_answer(reason));
+    if (position && is_current(*position)) fail(*position, queue_.at(*position).start_time, true);
+    return true;
+}
+
+void CNorVane::OnTick(Ticks now) {
+    queue_.end_holds(now);
+    if (request_ && request_->deadline <= now) {
+        const Position unanswered = request_->operation;
+        const Operation& operation = queue_.at(unanswered);
+        log_error(log_lines::no_answer(operation, options_.request_timeout));
+        fail(unanswered, operation.start_time, true);
     }
+    StartNextOperation();
+}
+
+/// Counts a failure. The operation is retried, at once or after the turn of the others, or dropped.
+void CNorVane::fail(Position position, Ticks retry_start, bool others_first) {
+    const Operation& operation = queue_.at(position);
+    queue_.update(position, [retry_start](Operation& failed) {
+        failed.start_time = retry_start;
+        count_attempt(failed);
+    });
+    if (policy_.is_exhausted(operation.attempts)) {
+        log_error(log_lines::retry_limit(operation));
+        CompleteOperation(position);
+        return;
+    }
+    end_request(position);
+    if (others_first) queue_.hold(position, clock_.steady());
+    server_.ReleaseDiskReservation(operation.guid);
+    StartNextOperation();
+}
+
+void CNorVane::end_request(Position position) {
+    if (request_ && request_->operation == position) request_.reset();
+}
+
+/// After each answer the host has the whole time again.
+void CNorVane::renew_deadline(Position position) {
+    if (request_ && request_->operation == position) request_->deadline = policy_.deadline(clock_.steady());
 }
 
 /// Sends the release for every operation that ends, even if nothing was reserved.
 void CNorVane::CompleteOperation(Position position) {
+    end_request(position);
     server_.ReleaseDiskReservation(queue_.at(position).guid);
     queue_.remove(position);
     if (!queue_.empty()) {

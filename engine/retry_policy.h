@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 
 #include "plugin/interfaces/options.h"
 #include "plugin/interfaces/records.h"
@@ -12,6 +13,15 @@ namespace norvane {
 class RetryPolicy {
   public:
     explicit RetryPolicy(const Options& options) : options_(options) {}
+
+    /// True if the engine knows which request is unanswered, and time matters.
+    [[nodiscard]] bool follows_requests() const { return options_.request_timeout > 0; }
+
+    /// The instant at which a request of this instant counts as failed.
+    [[nodiscard]] Ticks deadline(Ticks request) const {
+        return options_.request_timeout > 0 ? request + platform::ticks_of(options_.request_timeout)
+                                            : std::numeric_limits<Ticks>::max();
+    }
 
     /// True if a request for storage information counts as an attempt, like a failure.
     [[nodiscard]] bool counts_requests() const { return !options_.attempts; }

@@ -23,10 +23,15 @@ void report(const char* what) noexcept {
     try_log_error({"NorVane - Error '", what, "' while handling a host message."});
 }
 
+void report_tick(const char* what) noexcept {
+    try_log_error({"NorVane - Error '", what, "' while looking for unanswered requests."});
+}
+
 }  // namespace
 
 SyncLayer::SyncLayer(const platform::System& system, const norvane::Options& options)
     : system_(system),
+      ticks_(norvane::RetryPolicy(options).follows_requests()),
       store_(std::make_unique<norvane::CXmlStore>(system_.files, system_.clock, options)),
       server_(std::make_unique<norvane::CTalServerImpl>(SendToHost, system_.files, system_.sleeper)),
       engine_(std::make_unique<norvane::CNorVane>(*server_, *store_, system_.clock, options)) {
@@ -57,6 +62,8 @@ std::int32_t SyncLayer::run() {
                                  [this] { return stop_requested_ || !queue_.empty(); });
         batch.swap(queue_);
     }
+    // Taken before the batch is processed: what the host sends in the meantime is not late.
+    const platform::Ticks now = ticks_ ? system_.clock.steady() : 0;
     for (; !batch.empty(); batch.pop_front()) {
         if (stop_requested_) {
             ReleaseHostBuffer(batch.front().text);
@@ -64,6 +71,7 @@ std::int32_t SyncLayer::run() {
             handle(batch.front());
         }
     }
+    if (ticks_ && !stop_requested_) tick(now);
     return 0;
 }
 
@@ -85,6 +93,17 @@ void SyncLayer::handle(const StreamRecord& record) noexcept {
         report(error.what());
     } catch (...) {
         report("unknown");
+    }
+}
+
+/// After an exception, the next pass tries again.
+void SyncLayer::tick(platform::Ticks now) noexcept {
+    try {
+        engine_->OnTick(now);
+    } catch (const std::exception& error) {
+        report_tick(error.what());
+    } catch (...) {
+        report_tick("unknown");
     }
 }
 

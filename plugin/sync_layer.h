@@ -47,6 +47,7 @@ class SyncLayer final : public ICommand {
 
   private:
     void handle(const StreamRecord& record) noexcept;
+    void tick(platform::Ticks now) noexcept;
     void dispatch(const StreamRecord& record);
 
     // Destruction is in reverse order: the engine's destructor needs the server to log and the store to save.
@@ -57,6 +58,7 @@ class SyncLayer final : public ICommand {
     // is exhausted. append() allocates the entry before it locks the mutex.
     std::list<StreamRecord> queue_;
     platform::System system_;
+    bool ticks_;  // the engine needs to know that time passes
     std::unique_ptr<norvane::IPersistentStore> store_;
     std::unique_ptr<norvane::CTalServerImpl> server_;
     std::unique_ptr<norvane::IEventSink> engine_;

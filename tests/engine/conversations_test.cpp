@@ -6,7 +6,7 @@
 // and every request, log line and saved record that they cause. "# " starts a comment among the commands.
 // Times are seconds since 1970. A device is DEVICES/NUMBER, a channel DEVICES/NUMBER/CHANNEL. Commands:
 //     options KEY=NUMBER...                sets options, before the start
-//     now TIME                             sets the clock
+//     now TIME, tick TIME                  sets the clock; tick also tells the engine
 //     stored-disconnect CHANNEL TIME       adds to the saved state
 //     stored-operation #N DEVICE START..END attempts N
 //     load-fault WORD                      loading fails with this text after the disconnects are read
@@ -16,7 +16,7 @@
 //     connected CHANNEL at TIME, disconnected CHANNEL at TIME, state N CHANNEL at TIME
 //     gap CHANNEL FROM..TO                 supported, disconnected and connected
 //     storage-info #N GIGABYTES, reservation #N TEMPORARY OUTPUT, clip #N FILE NAME START..END type N,
-//     failed #N at TIME error N, done #N   replies about operation N
+//     failed #N at TIME error N, done #N, unusable #N REASON   replies about operation N
 // An event before the first start creates the engine; the output of its start is not shown.
 
 #include <gtest/gtest.h>
@@ -116,10 +116,15 @@ class Conversation {
         static const std::map<Text, std::function<void(Options&, std::int32_t)>> keys = {
             {"channels", [](Options& to, std::int32_t on) { to.channels = on != 0; }},
             {"attempts", [](Options& to, std::int32_t on) { to.attempts = on != 0; }},
+            {"request-timeout", [](Options& to, std::int32_t seconds) { to.request_timeout = seconds; }},
         };
         keys.at(key)(options_, value);
     }
     void now(Ticks time) { clock_.set_seconds(platform::seconds_of(time)); }
+    void tick(Ticks time) {
+        now(time);
+        engine().OnTick(time);
+    }
     void stored_disconnect(ChannelKey channel, Ticks time) { store_.records.push_back({time, channel}); }
     void stored_operation(Guid guid, DeviceKey device, Ticks start, Ticks end, std::int32_t attempts) {
         store_.operations.push_back({device, guid, start, end, attempts});
@@ -156,6 +161,7 @@ class Conversation {
         engine().OnRetrievalFailed(guid, error, clip_start);
     }
     void done(Guid guid) { engine().OnRetrievalDone(guid); }
+    void unusable(Guid guid, Text reason) { engine().OnUnusableAnswer(guid, reason); }
 
     Text take() { return server_.take(); }
 
@@ -198,6 +204,7 @@ void run(Conversation& conversation, const Text& line) {
     static const std::map<Text, Command> commands = {
         {"options", set_options},
         {"now", command(&C::now)},
+        {"tick", command(&C::tick)},
         {"stored-disconnect", command(&C::stored_disconnect)},
         {"stored-operation", command(&C::stored_operation)},
         {"load-fault", command(&C::load_fault)},
@@ -215,6 +222,7 @@ void run(Conversation& conversation, const Text& line) {
         {"clip", command(&C::clip)},
         {"failed", command(&C::failed)},
         {"done", command(&C::done)},
+        {"unusable", command(&C::unusable)},
     };
     std::istringstream in(line);
     Text name;

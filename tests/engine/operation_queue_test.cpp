@@ -69,3 +69,57 @@ TEST(OperationQueueTest, EveryLookupFindsTheFirstMatch) {
     EXPECT_EQ(queue.operations(), operations);
     EXPECT_EQ(queue.connected_devices(), connected);
 }
+
+/// The same with operations on hold, whose ends are equal, in any order, and passed by several at once.
+TEST(OperationQueueTest, OperationsOnHoldAreSkippedUntilTheirEnd) {
+    std::mt19937 random(20'261);
+    const auto below = [&random](int limit) { return static_cast<int>(random() % unsigned(limit)); };
+    OperationQueue queue;
+    struct Held {
+        Operation operation;
+        std::optional<norvane::Ticks> end;
+    };
+    std::vector<Held> entries;
+    std::vector<DeviceKey> connected;
+    for (int step = 0; step < 20'000 && !HasFailure(); ++step) {
+        SCOPED_TRACE(step);
+        const DeviceKey device{7, static_cast<std::uint32_t>(below(4))};
+        const auto entry = entries.empty() ? entries.end() : entries.begin() + below(int(entries.size()));
+        const int change = below(6);
+        if (change == 0 && entries.size() < 20) {
+            int unused = 0;
+            while (queue.find(RequestLogServer::guid(unused))) ++unused;
+            entries.push_back({{.device = device, .guid = RequestLogServer::guid(unused)}, {}});
+            queue.append(entries.back().operation);
+        } else if (change == 1 && entry != entries.end()) {
+            queue.remove(*queue.find(entry->operation.guid));
+            entries.erase(entry);
+        } else if (change == 2) {
+            queue.connect(device);
+            connected.push_back(device);
+        } else if (change == 3) {
+            queue.disconnect(device);
+            if (const auto found = std::ranges::find(connected, device); found != connected.end())
+                connected.erase(found);
+        } else if (change == 4 && entry != entries.end()) {
+            entry->end = step + below(50);
+            queue.hold(*queue.find(entry->operation.guid), *entry->end);
+        } else {
+            queue.end_holds(step);
+            for (Held& held : entries) held.end = held.end > step ? held.end : std::nullopt;
+        }
+        Operations ready;
+        for (const Held& held : entries) {
+            const auto position = queue.find(held.operation.guid);
+            ASSERT_TRUE(position);
+            EXPECT_EQ(queue.is_on_hold(*position), held.end.has_value());
+            if (!held.end) ready.push_back(held.operation);
+        }
+        const auto can_start = [&](const Operation& o) {
+            return std::ranges::count(connected, o.device) > 0;
+        };
+        EXPECT_EQ(at(queue, queue.first_startable()), scan(ready, can_start));
+        EXPECT_EQ(at(queue, queue.find(device)),
+                  scan(ready, [&](const Operation& o) { return o.device == device; }));
+    }
+}
