@@ -100,6 +100,11 @@ std::string unusable_answer(const std::string& reason) {
     return "NorVane - unusable answer about an unknown operation: " + reason + ".";
 }
 
+std::string forgotten(const Operation& operation, std::int32_t days) {
+    return "NorVane - operation " + text(operation.guid) + " for device " + text(operation.device) +
+           " is dropped: its retries were used up " + std::to_string(days) + " days ago.";
+}
+
 std::string removed_during(const Operation& operation) {
     return "NorVane - operation " + text(operation.guid) + " ends, because device " + text(operation.device) +
            " was removed.";

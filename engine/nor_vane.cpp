@@ -51,21 +51,20 @@ CNorVane::~CNorVane() {
 
 /// Empties the file after reading it. The file contains the lists only between a shutdown and the next start.
 void CNorVane::load_state() {
-    std::vector<DisconnectRecord> records;
-    std::vector<Operation> operations;
+    EngineState saved;
     const auto adopt = [&] {
-        for (const DisconnectRecord& record : records) adopt_gap(record);
-        for (const Operation& operation : operations) queue_.append(operation);
+        for (const DisconnectRecord& gap : saved.gaps) adopt_gap(gap);
+        for (const OperationState& operation : saved.operations) adopt_operation(operation);
     };
     try {
-        store_.LoadState(records, operations);
+        store_.LoadEngineState(saved);
     } catch (const std::exception&) {
         adopt();  // entries before the fault are valid
         throw;
     }
     adopt();
-    std::vector<DisconnectRecord> no_records;
-    store_.SaveState(no_records, {});
+    EngineState nothing;
+    store_.SaveEngineState(nothing);
 }
 
 /// With the option `channels`, one gap per channel: the earliest one covers the others.
@@ -78,13 +77,31 @@ void CNorVane::adopt_gap(const DisconnectRecord& gap) {
     }
 }
 
+/// An operation that had failed gets all its retries again, after the operations that had not.
+void CNorVane::adopt_operation(OperationState operation) {
+    if (operation.failure.since == 0) {
+        queue_.append(operation);
+    } else if (policy_.is_forgotten(operation.failure, clock_.now())) {
+        log_error(log_lines::forgotten(operation, options_.failed_for));
+    } else {
+        operation.attempts = 0;
+        queue_.hold(queue_.append(operation), clock_.steady());
+    }
+}
+
+EngineState CNorVane::state() const {
+    return {.gaps = {disconnects_.begin(), disconnects_.end()},
+            .operations = queue_.operations<OperationState>(),
+            .connected = connected_channels()};
+}
+
 /// Each connected channel is saved as disconnected from now on.
 void CNorVane::save_state() {
     const Ticks now = store_.CurrentTime();
-    std::vector<DisconnectRecord> records(disconnects_.begin(), disconnects_.end());
-    for (const ChannelKey& channel : connected_channels()) records.push_back({now, channel});
+    EngineState saved = state();
+    for (const ChannelKey& channel : saved.connected) saved.gaps.push_back({now, channel});
     try {
-        store_.SaveState(records, queue_.operations());
+        store_.SaveEngineState(saved);
     } catch (const std::exception& error) {
         log_error(log_lines::save_failed(error.what()));
     }
@@ -164,7 +181,7 @@ void CNorVane::disconnect_channel(const ChannelKey& channel, Ticks time) {
     disconnects_.push_back({time - kGapMargin, channel});  // before disconnect, because only this can fail
     disconnect(channel);
     if (!current) return;
-    request_.reset();
+    end_request(*interrupted);
     StartNextOperation();
 }
 

@@ -49,6 +49,8 @@ class CNorVane final : public IEventSink {
     bool OnUnusableAnswer(const std::optional<Guid>& guid, const std::string& reason) override;
     void OnTick(Ticks now) override;
 
+    [[nodiscard]] EngineState state() const;
+
   private:
     using Disconnects =
         IndexedList<DisconnectRecord,
@@ -58,6 +60,7 @@ class CNorVane final : public IEventSink {
     void load_state();
     void save_state();
     void adopt_gap(const DisconnectRecord& gap);
+    void adopt_operation(OperationState operation);
     [[nodiscard]] std::vector<ChannelKey> connected_channels() const;
     void connect(const ChannelKey& channel);
     void disconnect(const ChannelKey& channel);
@@ -72,9 +75,12 @@ class CNorVane final : public IEventSink {
     void StartNextOperation();
     void ReserveDiskSpace(const Operation& operation, std::uint32_t gigabytes);
     void CompleteOperation(Position position);
-    void fail(Position position, Ticks retry_start, bool others_first);
+    void CompleteRemaining();
+    void fail(Position position, const Failure& failure, Ticks retry_start);
+    void keep_failed(Position position);
+    void forget_failed();
     void end_request(Position position);
-    void renew_deadline(Position position);
+    void await(Position position, Stage answer);
 
     void log_info(const std::string& line) { server_.LogInfo(line.c_str()); }
     void log_error(const std::string& line) { server_.LogError(line.c_str()); }

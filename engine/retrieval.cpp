@@ -29,14 +29,15 @@ void CNorVane::StartNextOperation() {
     server_.RequestStorageInfo(operation.guid, operation.device.devices_id, operation.device.number,
                                operation.start_time, operation.end_time);
     if (policy_.counts_requests()) queue_.update(*next, count_attempt);
-    if (policy_.follows_requests()) request_ = {*next, policy_.deadline(clock_.steady())};
+    if (policy_.follows_requests()) request_ = {*next, 0};
+    await(*next, Stage::kStorageInfo);
     idle_ = false;
 }
 
 void CNorVane::OnStorageInfo(const Guid& guid, std::uint32_t gigabytes) {
     if (const auto position = queue_.find(guid)) {
         ReserveDiskSpace(queue_.at(*position), gigabytes);
-        renew_deadline(*position);
+        await(*position, Stage::kReservation);
     } else {
         log_error(log_lines::not_found(guid));
     }
@@ -59,7 +60,7 @@ void CNorVane::OnReservation(Guid guid, const platform::Path& temporary_director
     server_.RequestRecordings(operation.guid, operation.device.devices_id, operation.device.number,
                               operation.start_time, operation.end_time, temporary_directory,
                               output_directory);
-    renew_deadline(*position);
+    await(*position, Stage::kRecordings);
 }
 
 void CNorVane::OnClipRetrieved(Guid guid, platform::Path clip_file, std::int32_t clip_type, Ticks start,
@@ -69,7 +70,7 @@ void CNorVane::OnClipRetrieved(Guid guid, platform::Path clip_file, std::int32_t
     const Operation& operation = queue_.at(*position);
     server_.ConvertClip(operation.guid, operation.device.devices_id, operation.device.number,
                         std::move(clip_file), std::move(input_name), start, stop, clip_type);
-    renew_deadline(*position);  // the conversion may have taken longer than the timeout
+    await(*position, Stage::kRecordings);  // the conversion may have taken longer than the timeout
 }
 
 void CNorVane::OnRetrievalDone(Guid guid) {
@@ -91,61 +92,95 @@ void CNorVane::OnRetrievalFailed(Guid guid, std::int32_t error_code, Ticks faile
     const Operation& operation = queue_.at(*position);
     log_error(log_lines::failed(operation, error_code));
     if (queue_.is_on_hold(*position)) return;  // a late report about a request that has failed already
-    fail(*position, policy_.retry_start(operation, failed_clip_start), false);
+    fail(*position, {.reason = FailureReason::kReported, .error_code = error_code},
+         policy_.retry_start(operation, failed_clip_start));
 }
 
 bool CNorVane::OnUnusableAnswer(const std::optional<Guid>& guid, const std::string& reason) {
-    if (!policy_.follows_requests()) return false;
+    if (options_.request_timeout <= 0) return false;
     const auto position = guid ? queue_.find(*guid) : std::nullopt;
     log_error(position ? log_lines::unusable_answer(queue_.at(*position), reason)
                        : log_lines::unusable_answer(reason));
-    if (position && is_current(*position)) fail(*position, queue_.at(*position).start_time, true);
+    if (position && is_current(*position))
+        fail(*position, {.reason = FailureReason::kUnusableAnswer}, queue_.at(*position).start_time);
     return true;
 }
 
 void CNorVane::OnTick(Ticks now) {
+    if (!policy_.follows_requests()) return;
+    forget_failed();
     queue_.end_holds(now);
     if (request_ && request_->deadline <= now) {
         const Position unanswered = request_->operation;
         const Operation& operation = queue_.at(unanswered);
         log_error(log_lines::no_answer(operation, options_.request_timeout));
-        fail(unanswered, operation.start_time, true);
+        fail(unanswered, {.reason = FailureReason::kNoAnswer}, operation.start_time);
     }
     StartNextOperation();
 }
 
-/// Counts a failure. The operation is retried, at once or after the turn of the others, or dropped.
-void CNorVane::fail(Position position, Ticks retry_start, bool others_first) {
-    const Operation& operation = queue_.at(position);
-    queue_.update(position, [retry_start](Operation& failed) {
+/// Counts a failure. The operation is retried, at once or later, or has used its retries.
+void CNorVane::fail(Position position, const Failure& failure, Ticks retry_start) {
+    end_request(position);
+    const OperationState& operation = queue_.at(position);
+    queue_.update(position, [&](OperationState& failed) {
         failed.start_time = retry_start;
+        failed.failure = {failure.reason, failure.error_code, failed.failure.since};
         count_attempt(failed);
     });
     if (policy_.is_exhausted(operation.attempts)) {
         log_error(log_lines::retry_limit(operation));
-        CompleteOperation(position);
+        policy_.keeps_failed() ? keep_failed(position) : CompleteOperation(position);
         return;
     }
-    end_request(position);
-    if (others_first) queue_.hold(position, clock_.steady());
+    // An operation whose request the host did not understand or answer lets others go first.
+    const bool others_first = failure.reason != FailureReason::kReported;
+    if (const auto delay = policy_.delay(operation.attempts, others_first))
+        queue_.hold(position, clock_.steady() + *delay);
     server_.ReleaseDiskReservation(operation.guid);
     StartNextOperation();
 }
 
-void CNorVane::end_request(Position position) {
-    if (request_ && request_->operation == position) request_.reset();
+/// The operation counts as failed until the next start. What the host still reports about it takes effect.
+void CNorVane::keep_failed(Position position) {
+    const OperationState& operation = queue_.at(position);
+    queue_.set_failed(position, operation.failure.since != 0 ? operation.failure.since : clock_.now());
+    server_.ReleaseDiskReservation(operation.guid);
+    CompleteRemaining();
 }
 
-/// After each answer the host has the whole time again.
-void CNorVane::renew_deadline(Position position) {
-    if (request_ && request_->operation == position) request_->deadline = policy_.deadline(clock_.steady());
+void CNorVane::forget_failed() {
+    while (const auto failed = queue_.first_failed()) {
+        const OperationState& operation = queue_.at(*failed);
+        if (!policy_.is_forgotten(operation.failure, clock_.now())) return;
+        log_error(log_lines::forgotten(operation, options_.failed_for));
+        queue_.remove(*failed);
+    }
+}
+
+/// The next answer that the operation waits for. After each answer the host has the whole time again.
+void CNorVane::await(Position position, Stage answer) {
+    if (!request_ || request_->operation != position) return;
+    request_->deadline = policy_.deadline(clock_.steady());
+    queue_.update(position, [answer](OperationState& operation) { operation.stage = answer; });
+}
+
+void CNorVane::end_request(Position position) {
+    if (!request_ || request_->operation != position) return;
+    request_.reset();
+    queue_.update(position, [](OperationState& operation) { operation.stage = Stage::kTurn; });
 }
 
 /// Sends the release for every operation that ends, even if nothing was reserved.
 void CNorVane::CompleteOperation(Position position) {
     end_request(position);
     server_.ReleaseDiskReservation(queue_.at(position).guid);
+    const bool was_pending = queue_.at(position).stage != Stage::kNextStart;
     queue_.remove(position);
+    if (was_pending) CompleteRemaining();
+}
+
+void CNorVane::CompleteRemaining() {
     if (!queue_.empty()) {
         StartNextOperation();
         return;

@@ -47,7 +47,19 @@ void print_records(XMLPrinter& out, const std::vector<DisconnectRecord>& records
     if (open) out.CloseElement();
 }
 
-void print_operation(XMLPrinter& out, const Operation& operation) {
+void print_failure(XMLPrinter& /*out*/, const Operation& /*operation*/) {}
+
+void print_failure(XMLPrinter& out, const OperationState& operation) {
+    const auto& [reason, error_code, since] = operation.failure;
+    if (since == 0) return;
+    out.PushAttribute(state::kFailedTime, platform::seconds_of(since));
+    out.PushAttribute(state::kReason, state::kReasons.at(static_cast<std::size_t>(reason)));
+    if (reason == FailureReason::kReported) out.PushAttribute(state::kErrorCode, error_code);
+}
+
+/// Record is Operation or OperationState.
+template <typename Record>
+void print_operation(XMLPrinter& out, const Record& operation) {
     out.OpenElement(state::kOperation);
     out.PushAttribute(state::kDevices, operation.device.devices_id);
     out.PushAttribute(state::kDevice, operation.device.number);
@@ -55,13 +67,15 @@ void print_operation(XMLPrinter& out, const Operation& operation) {
     out.PushAttribute(state::kStartTime, platform::seconds_of(operation.start_time));
     out.PushAttribute(state::kEndTime, platform::seconds_of(operation.end_time));
     out.PushAttribute(state::kAttempts, operation.attempts);
+    print_failure(out, operation);
     out.CloseElement();
 }
 
-void print_operations(XMLPrinter& out, const std::vector<Operation>& operations) {
+template <typename Record>
+void print_operations(XMLPrinter& out, const std::vector<Record>& operations) {
     if (operations.empty()) return;
     out.OpenElement(state::kOperations);
-    for (const Operation& operation : operations) print_operation(out, operation);
+    for (const Record& operation : operations) print_operation(out, operation);
     out.CloseElement();
 }
 
@@ -108,34 +122,54 @@ std::optional<Guid> guid_attribute(const XMLElement& element) {
     return xml::parse_guid(text);
 }
 
-void load_operation(const XMLElement& element, std::vector<Operation>& operations) {
+std::optional<Operation> operation_of(const XMLElement& element) {
     const auto devices_id = xml::integer_attribute(element, state::kDevices);
     const auto device_number = xml::integer_attribute(element, state::kDevice);
     const auto guid = guid_attribute(element);
     const auto start = xml::integer_attribute(element, state::kStartTime);
     const auto end = xml::integer_attribute(element, state::kEndTime);
     const auto attempts = xml::integer_attribute(element, state::kAttempts);
-    if (!devices_id || !device_number || !start || !end || !attempts || !guid) return;
-    operations.push_back(
-        {.device = {static_cast<std::uint32_t>(*devices_id), static_cast<std::uint32_t>(*device_number)},
-         .guid = *guid,
-         .start_time = platform::ticks_of(*start),
-         .end_time = platform::ticks_of(*end),
-         .attempts = *attempts});
+    if (!devices_id || !device_number || !start || !end || !attempts || !guid) return std::nullopt;
+    return Operation{
+        .device = {static_cast<std::uint32_t>(*devices_id), static_cast<std::uint32_t>(*device_number)},
+        .guid = *guid,
+        .start_time = platform::ticks_of(*start),
+        .end_time = platform::ticks_of(*end),
+        .attempts = *attempts};
 }
 
-void load_operations(const XMLElement& pavo, std::vector<Operation>& operations) {
+void load_failure(const XMLElement& /*element*/, Operation& /*operation*/) {}
+
+/// A reason that this build does not know is loaded as unknown.
+void load_failure(const XMLElement& element, OperationState& operation) {
+    const auto since = xml::integer_attribute(element, state::kFailedTime);
+    if (!since) return;
+    const char* text = element.Attribute(state::kReason);
+    const auto found = std::ranges::find(state::kReasons, std::string_view(text == nullptr ? "" : text));
+    const auto index = found == state::kReasons.end() ? 0 : found - state::kReasons.begin();
+    operation.failure = {.reason = static_cast<FailureReason>(index),
+                         .error_code = xml::integer_attribute(element, state::kErrorCode).value_or(0),
+                         .since = platform::ticks_of(*since)};
+}
+
+/// Record is Operation or OperationState.
+template <typename Record>
+void load_operations(const XMLElement& pavo, bool with_failures, std::vector<Record>& operations) {
     const XMLElement* list = pavo.FirstChildElement(state::kOperations);
     if (list == nullptr) return;
-    for (const XMLElement* operation = list->FirstChildElement(state::kOperation); operation != nullptr;
-         operation = operation->NextSiblingElement(state::kOperation)) {
-        load_operation(*operation, operations);
+    for (const XMLElement* element = list->FirstChildElement(state::kOperation); element != nullptr;
+         element = element->NextSiblingElement(state::kOperation)) {
+        const auto operation = operation_of(*element);
+        if (!operation) continue;
+        operations.push_back({*operation});
+        if (with_failures) load_failure(*element, operations.back());
     }
 }
 
 }  // namespace
 
-void CXmlStore::SaveState(std::vector<DisconnectRecord>& records, const std::vector<Operation>& operations) {
+template <typename Record>
+void CXmlStore::save(std::vector<DisconnectRecord>& records, const std::vector<Record>& operations) {
     std::ranges::stable_sort(records, {}, [](const DisconnectRecord& record) {
         return std::tuple(record.channel.devices_id, record.channel.device_number);
     });
@@ -149,14 +183,31 @@ void CXmlStore::SaveState(std::vector<DisconnectRecord>& records, const std::vec
     files_.replace_whole(state::kFileName, out.CStr());
 }
 
-void CXmlStore::LoadState(std::vector<DisconnectRecord>& records, std::vector<Operation>& operations) {
+template <typename Record>
+void CXmlStore::load(std::vector<DisconnectRecord>& records, std::vector<Record>& operations) {
     const auto text = files_.read_whole(state::kFileName);
     tinyxml2::XMLDocument document;
     if (!text || !xml::parse(document, *text)) throw std::invalid_argument(state::kUnreadable);
     const XMLElement* pavo = document.FirstChildElement(state::kPavo);
     if (pavo == nullptr) return;
     load_records(*pavo, channels_, records);
-    load_operations(*pavo, operations);
+    load_operations(*pavo, failures_, operations);
+}
+
+void CXmlStore::SaveState(std::vector<DisconnectRecord>& records, const std::vector<Operation>& operations) {
+    save(records, operations);
+}
+
+void CXmlStore::LoadState(std::vector<DisconnectRecord>& records, std::vector<Operation>& operations) {
+    load(records, operations);
+}
+
+void CXmlStore::SaveEngineState(EngineState& state) {
+    save(state.gaps, state.operations);
+}
+
+void CXmlStore::LoadEngineState(EngineState& state) {
+    load(state.gaps, state.operations);
 }
 
 }  // namespace norvane

@@ -12,6 +12,7 @@
 //     load-fault WORD                      loading fails with this text after the disconnects are read
 //     save-fault WORD                      saving fails with this text
 //     start, stop                          creates and destroys the engine
+//     show                                 writes what the engine knows
 //     supported DEVICE, removed DEVICE
 //     connected CHANNEL at TIME, disconnected CHANNEL at TIME, state N CHANNEL at TIME
 //     gap CHANNEL FROM..TO                 supported, disconnected and connected
@@ -71,8 +72,29 @@ class FaultyStore final : public MemoryStore {
     }
     Ticks CurrentTime() override { return clock_.now(); }
 
+    void SaveEngineState(norvane::EngineState& state) override {
+        norvane::IPersistentStore::SaveEngineState(state);
+        failures.clear();
+        std::ostringstream saved;
+        for (const norvane::OperationState& operation : state.operations) {
+            const auto& [reason, error, since] = operation.failure;
+            if (since == 0) continue;
+            failures[operation.guid] = operation.failure;
+            saved << "saved failure " << RequestLogServer::number_of(operation.guid) << " reason "
+                  << static_cast<int>(reason) << " error " << error << " since "
+                  << platform::seconds_of(since) << '\n';
+        }
+        log_.add(saved.str());
+    }
+    void LoadEngineState(norvane::EngineState& state) override {
+        norvane::IPersistentStore::LoadEngineState(state);
+        for (norvane::OperationState& operation : state.operations)
+            operation.failure = failures[operation.guid];
+    }
+
     Text load_fault;
     Text save_fault;
+    std::map<Guid, norvane::Failure> failures;
 
   private:
     RequestLogServer& log_;
@@ -117,6 +139,9 @@ class Conversation {
             {"channels", [](Options& to, std::int32_t on) { to.channels = on != 0; }},
             {"attempts", [](Options& to, std::int32_t on) { to.attempts = on != 0; }},
             {"request-timeout", [](Options& to, std::int32_t seconds) { to.request_timeout = seconds; }},
+            {"retries", [](Options& to, std::int32_t number) { to.retries = number; }},
+            {"retry-delay", [](Options& to, std::int32_t seconds) { to.retry_delay = seconds; }},
+            {"failed-for", [](Options& to, std::int32_t days) { to.failed_for = days; }},
         };
         keys.at(key)(options_, value);
     }
@@ -133,6 +158,18 @@ class Conversation {
     void save_fault(Text text) { store_.save_fault = std::move(text); }
     void start() { engine_ = std::make_unique<norvane::CNorVane>(server_, store_, clock_, options_); }
     void stop() { engine_.reset(); }
+    void show() {
+        const norvane::EngineState state = engine().state();
+        std::ostringstream text;
+        for (const auto& [time, key] : state.gaps) text << "gap " << shown(key) << '\n';
+        for (const ChannelKey& key : state.connected) text << "connected " << shown(key) << '\n';
+        for (const norvane::OperationState& operation : state.operations) {
+            text << "operation " << RequestLogServer::number_of(operation.guid) << " stage "
+                 << static_cast<int>(operation.stage) << " attempts " << operation.attempts << " reason "
+                 << static_cast<int>(operation.failure.reason) << '\n';
+        }
+        server_.add(text.str());
+    }
     void supported(std::int32_t devices_id, std::int32_t number) {
         engine().OnDeviceSupported(devices_id, number);
     }
@@ -166,6 +203,11 @@ class Conversation {
     Text take() { return server_.take(); }
 
   private:
+    static Text shown(const ChannelKey& key) {
+        std::ostringstream text;
+        text << key.devices_id << '/' << key.device_number << '/' << key.channel;
+        return text.str();
+    }
     norvane::CNorVane& engine() {
         if (!engine_) start(), (void)take();
         return *engine_;
@@ -211,6 +253,7 @@ void run(Conversation& conversation, const Text& line) {
         {"save-fault", command(&C::save_fault)},
         {"start", command(&C::start)},
         {"stop", command(&C::stop)},
+        {"show", command(&C::show)},
         {"supported", command(&C::supported)},
         {"removed", command(&C::removed)},
         {"state", command(&C::state)},

@@ -70,16 +70,17 @@ TEST(OperationQueueTest, EveryLookupFindsTheFirstMatch) {
     EXPECT_EQ(queue.connected_devices(), connected);
 }
 
-/// The same with operations on hold, whose ends are equal, in any order, and passed by several at once.
-TEST(OperationQueueTest, OperationsOnHoldAreSkippedUntilTheirEnd) {
+/// The same with operations on hold, of which several end at once. Afterwards they are sorted by that time.
+TEST(OperationQueueTest, OperationsOnHoldAreSkippedAndThenFollowNewOnes) {
     std::mt19937 random(20'261);
     const auto below = [&random](int limit) { return static_cast<int>(random() % unsigned(limit)); };
     OperationQueue queue;
-    struct Held {
+    struct Entry {
         Operation operation;
-        std::optional<norvane::Ticks> end;
+        bool on_hold = false;
+        norvane::Ticks hold_end = -1;
     };
-    std::vector<Held> entries;
+    std::vector<Entry> entries;
     std::vector<DeviceKey> connected;
     for (int step = 0; step < 20'000 && !HasFailure(); ++step) {
         SCOPED_TRACE(step);
@@ -89,7 +90,7 @@ TEST(OperationQueueTest, OperationsOnHoldAreSkippedUntilTheirEnd) {
         if (change == 0 && entries.size() < 20) {
             int unused = 0;
             while (queue.find(RequestLogServer::guid(unused))) ++unused;
-            entries.push_back({{.device = device, .guid = RequestLogServer::guid(unused)}, {}});
+            entries.push_back({{.device = device, .guid = RequestLogServer::guid(unused)}});
             queue.append(entries.back().operation);
         } else if (change == 1 && entry != entries.end()) {
             queue.remove(*queue.find(entry->operation.guid));
@@ -102,18 +103,21 @@ TEST(OperationQueueTest, OperationsOnHoldAreSkippedUntilTheirEnd) {
             if (const auto found = std::ranges::find(connected, device); found != connected.end())
                 connected.erase(found);
         } else if (change == 4 && entry != entries.end()) {
-            entry->end = step + below(50);
-            queue.hold(*queue.find(entry->operation.guid), *entry->end);
+            entry->on_hold = true;
+            entry->hold_end = (step + below(50)) * 100'000 + step;  // all different
+            queue.hold(*queue.find(entry->operation.guid), entry->hold_end);
         } else {
-            queue.end_holds(step);
-            for (Held& held : entries) held.end = held.end > step ? held.end : std::nullopt;
+            queue.end_holds(step * 100'000);
+            for (Entry& held : entries) held.on_hold = held.on_hold && held.hold_end > step * 100'000;
         }
+        auto sorted = entries;
+        std::ranges::stable_sort(sorted, {}, &Entry::hold_end);
         Operations ready;
-        for (const Held& held : entries) {
-            const auto position = queue.find(held.operation.guid);
+        for (const Entry& one : sorted) {
+            const auto position = queue.find(one.operation.guid);
             ASSERT_TRUE(position);
-            EXPECT_EQ(queue.is_on_hold(*position), held.end.has_value());
-            if (!held.end) ready.push_back(held.operation);
+            EXPECT_EQ(queue.is_on_hold(*position), one.on_hold);
+            if (!one.on_hold) ready.push_back(one.operation);
         }
         const auto can_start = [&](const Operation& o) {
             return std::ranges::count(connected, o.device) > 0;
