@@ -86,6 +86,30 @@ std::string retry_limit(const Operation& operation) {
            " exceeded the retry limit.";
 }
 
+std::string no_answer(const Operation& operation, std::int32_t seconds) {
+    return "NorVane - no answer about operation " + text(operation.guid) + " for device " +
+           text(operation.device) + " within " + std::to_string(seconds) + " s.";
+}
+
+std::string unusable_answer(const Operation& operation, const std::string& reason) {
+    return "NorVane - unusable answer about operation " + text(operation.guid) + " for device " +
+           text(operation.device) + ": " + reason + ".";
+}
+
+std::string unusable_answer(const std::string& reason) {
+    return "NorVane - unusable answer about an unknown operation: " + reason + ".";
+}
+
+std::string forgotten(const Operation& operation, std::int32_t days) {
+    return "NorVane - operation " + text(operation.guid) + " for device " + text(operation.device) +
+           " is dropped: its retries were used up " + std::to_string(days) + " days ago.";
+}
+
+std::string removed_during(const Operation& operation) {
+    return "NorVane - operation " + text(operation.guid) + " ends, because device " + text(operation.device) +
+           " was removed.";
+}
+
 std::string not_found(const Guid& guid) {
     return "NorVane - operation " + text(guid) + " not found.";
 }

@@ -30,6 +30,11 @@ inline constexpr const char* kUnknownFailed = "NorVane - operation failed receiv
 [[nodiscard]] std::string completed(const Operation& operation);
 [[nodiscard]] std::string failed(const Operation& operation, std::int32_t error_code);
 [[nodiscard]] std::string retry_limit(const Operation& operation);
+[[nodiscard]] std::string no_answer(const Operation& operation, std::int32_t seconds);
+[[nodiscard]] std::string unusable_answer(const Operation& operation, const std::string& reason);
+[[nodiscard]] std::string unusable_answer(const std::string& reason);
+[[nodiscard]] std::string forgotten(const Operation& operation, std::int32_t days);
+[[nodiscard]] std::string removed_during(const Operation& operation);
 [[nodiscard]] std::string not_found(const Guid& guid);
 [[nodiscard]] std::string not_found_for_reservation(const Guid& guid);
 

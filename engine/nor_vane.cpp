@@ -47,21 +47,20 @@ CNorVane::~CNorVane() {
 
 /// Empties the file after reading it. The file contains the lists only between a shutdown and the next start.
 void CNorVane::load_state() {
-    std::vector<DisconnectRecord> records;
-    std::vector<Operation> operations;
+    EngineState saved;
     const auto adopt = [&] {
-        for (const DisconnectRecord& record : records) adopt_gap(record);
-        for (const Operation& operation : operations) queue_.append(operation);
+        for (const DisconnectRecord& gap : saved.gaps) adopt_gap(gap);
+        for (const OperationState& operation : saved.operations) adopt_operation(operation);
     };
     try {
-        store_.LoadState(records, operations);
+        store_.LoadEngineState(saved);
     } catch (const std::exception&) {
         adopt();  // entries before the fault are valid
         throw;
     }
     adopt();
-    std::vector<DisconnectRecord> no_records;
-    store_.SaveState(no_records, {});
+    EngineState nothing;
+    store_.SaveEngineState(nothing);
 }
 
 /// With the option `channels`, one gap per channel: the earliest one covers the others.
@@ -74,22 +73,34 @@ void CNorVane::adopt_gap(const DisconnectRecord& gap) {
     }
 }
 
-/// Each connected channel is saved as disconnected from now on.
-void CNorVane::save_state() {
-    const Ticks now = store_.CurrentTime();
-    EngineState last = state();
-    for (const ChannelKey& channel : last.connected) last.gaps.push_back({now, channel});
-    try {
-        store_.SaveState(last.gaps, last.operations);
-    } catch (const std::exception& error) {
-        log_error(log_lines::save_failed(error.what()));
+/// An operation that had failed gets all its retries again, after the operations that had not.
+void CNorVane::adopt_operation(OperationState operation) {
+    if (operation.failure.since == 0) {
+        queue_.append(operation);
+    } else if (policy_.is_forgotten(operation.failure, clock_.now())) {
+        log_error(log_lines::forgotten(operation, options_.failed_for));
+    } else {
+        operation.attempts = 0;
+        queue_.hold(queue_.append(operation), clock_.steady());
     }
 }
 
 EngineState CNorVane::state() const {
     return {.gaps = {disconnects_.begin(), disconnects_.end()},
-            .operations = queue_.operations(),
+            .operations = queue_.operations<OperationState>(),
             .connected = connected_channels()};
+}
+
+/// Each connected channel is saved as disconnected from now on.
+void CNorVane::save_state() {
+    const Ticks now = store_.CurrentTime();
+    EngineState saved = state();
+    for (const ChannelKey& channel : saved.connected) saved.gaps.push_back({now, channel});
+    try {
+        store_.SaveEngineState(saved);
+    } catch (const std::exception& error) {
+        log_error(log_lines::save_failed(error.what()));
+    }
 }
 
 std::vector<ChannelKey> CNorVane::connected_channels() const {
@@ -160,16 +171,26 @@ void CNorVane::append_connected(const Operation& operation, const ChannelKey& ch
 
 /// An interrupted operation keeps its place in the queue, before the one that the reconnect will create.
 void CNorVane::disconnect_channel(const ChannelKey& channel, Ticks time) {
-    const auto interrupted = queue_.find(channel.device());
-    bool is_current = false;
-    if (interrupted) {
-        const Operation& operation = queue_.at(*interrupted);
-        is_current = operation.guid == queue_.current().guid;
-        log_info(log_lines::disconnect_during(operation, is_current));
-    }
+    const auto interrupted = operation_of(channel.device());
+    const bool current = interrupted && is_current(*interrupted);
+    if (interrupted) log_info(log_lines::disconnect_during(queue_.at(*interrupted), current));
     disconnects_.push_back({time - kGapMargin, channel});  // before disconnect, because only this can fail
     disconnect(channel);
-    if (is_current) StartNextOperation();
+    if (!current) return;
+    end_request(*interrupted);
+    StartNextOperation();
+}
+
+/// The operation that a loss of the device interrupts, or nothing.
+std::optional<CNorVane::Position> CNorVane::operation_of(const DeviceKey& device) const {
+    if (request_ && queue_.at(request_->operation).device == device) return request_->operation;
+    return queue_.find(device);
+}
+
+/// By default the oldest operation counts as current, even if another one waits for an answer.
+bool CNorVane::is_current(Position position) const {
+    if (policy_.follows_requests()) return request_ && request_->operation == position;
+    return queue_.at(position).guid == queue_.current().guid;
 }
 
 void CNorVane::OnDeviceRemoved(std::int32_t devices_id, std::int32_t device_number) {
@@ -180,6 +201,9 @@ void CNorVane::OnDeviceRemoved(std::int32_t devices_id, std::int32_t device_numb
     } else if (!queue_.disconnect(device)) {
         if (const auto gap = find_first<1>(disconnects_, channel_zero(device))) disconnects_.erase(*gap);
     }
+    if (!request_ || queue_.at(request_->operation).device != device) return;
+    log_error(log_lines::removed_during(queue_.at(request_->operation)));
+    CompleteOperation(request_->operation);
 }
 
 /// Removes all gaps and connections of the device.

@@ -14,25 +14,49 @@
 namespace norvane {
 
 /// The pending operations in the order of their creation, and the connected devices. Both are kept here
-/// because an operation can start only while its device is connected.
+/// because an operation can start only while its device is connected. An operation on hold, which waits for
+/// its retry or has failed, does not start either; the device's next one starts instead.
 ///
 /// append and connect throw std::bad_alloc if memory is short, and then change nothing. No other change
 /// allocates.
 class OperationQueue {
-    struct Entry : Operation {
-        Entry(const Operation& operation, std::uint64_t sequence_number, bool can_start)
-            : Operation(operation), number(sequence_number), startable(can_start) {}
+    struct Entry : OperationState {
+        Entry(const OperationState& operation, std::int64_t sequence_number, bool can_start)
+            : OperationState(operation), number(sequence_number), startable(can_start) {}
 
-        std::uint64_t number;  // grows with each append
-        bool startable;        // the first operation of a connected device
+        std::int64_t number;  // grows with each append
+        bool startable;       // the first operation of a connected device that is not on hold
+        bool is_retry = false;
+        Ticks hold_end = 0;  // of the last delay
 
-        /// Sorts the startable operations to the front, each group by age.
-        [[nodiscard]] std::pair<bool, std::uint64_t> rank() const noexcept { return {!startable, number}; }
+        [[nodiscard]] bool on_hold() const noexcept {
+            return stage == Stage::kRetry || stage == Stage::kNextStart;
+        }
+
+        /// Groups of operations in the order of their turn. New ones are sorted by age, retries by the end of
+        /// their delay, those that failed by the time of the failure.
+        enum class Group : std::uint8_t { kNew, kRetry, kDelayed, kOther, kFailed };
+        using Rank = std::pair<Group, std::int64_t>;
+        [[nodiscard]] Rank rank() const noexcept {
+            if (stage == Stage::kRetry) return {Group::kDelayed, hold_end};
+            if (stage == Stage::kNextStart) return {Group::kFailed, failure.since};
+            return startable ? turn() : Rank(Group::kOther, number);
+        }
+        /// A silent device must not delay the new operations of others, so retries follow them.
+        [[nodiscard]] Rank turn() const noexcept {
+            return is_retry ? Rank(Group::kRetry, hold_end) : Rank(Group::kNew, number);
+        }
+
+        using DeviceOrder = std::pair<DeviceKey, Rank>;
+        /// Sorts the operations of a device by their turn, those on hold after the others.
+        [[nodiscard]] DeviceOrder device_order() const noexcept {
+            return {device, on_hold() ? Rank(Group::kOther, number) : turn()};
+        }
     };
     using Operations =
         IndexedList<Entry, boost::multi_index::member<Operation, Guid, &Operation::guid>,
-                    boost::multi_index::member<Operation, DeviceKey, &Operation::device>,
-                    boost::multi_index::const_mem_fun<Entry, std::pair<bool, std::uint64_t>, &Entry::rank>>;
+                    boost::multi_index::const_mem_fun<Entry, Entry::DeviceOrder, &Entry::device_order>,
+                    boost::multi_index::const_mem_fun<Entry, Entry::Rank, &Entry::rank>>;
     static constexpr std::size_t kByGuid = 1;
     static constexpr std::size_t kByDevice = 2;
     static constexpr std::size_t kByRank = 3;
@@ -48,14 +72,18 @@ class OperationQueue {
     /// All entries in the order of the reports, including repeated ones.
     [[nodiscard]] std::vector<DeviceKey> connected_devices() const;
 
-    [[nodiscard]] bool empty() const noexcept { return operations_.empty(); }
+    /// True if there is no operation except failed ones.
+    [[nodiscard]] bool empty() const noexcept;
     /// The oldest operation, even if a later one is being retrieved. The queue must not be empty.
     [[nodiscard]] const Operation& current() const { return operations_.front(); }
 
-    Position append(const Operation& operation);
+    /// The operation must not be on hold.
+    Position append(const OperationState& operation);
+    Position append(const Operation& operation) { return append(OperationState{operation}); }
     void remove(Position position);
-    [[nodiscard]] const Operation& at(Position position) const { return *position; }
-    /// Calls change(Operation&), which must leave the device as it is and must not throw.
+    [[nodiscard]] const OperationState& at(Position position) const { return *position; }
+    /// Calls change(OperationState&), which must leave the device as it is, must not put the operation on
+    /// hold, and must not throw.
     template <typename Change>
     void update(Position position, Change change) {
         operations_.modify(position, change);
@@ -65,14 +93,23 @@ class OperationQueue {
     [[nodiscard]] std::optional<Position> find(const Guid& guid) const {
         return find_first<kByGuid>(operations_, guid);
     }
-    /// The device's oldest operation, or nothing.
-    [[nodiscard]] std::optional<Position> find(const DeviceKey& device) const {
-        return find_first<kByDevice>(operations_, device);
-    }
-    /// The oldest operation whose device is connected, or nothing.
+    /// The device's next operation, or nothing: the oldest one, without those on hold.
+    [[nodiscard]] std::optional<Position> find(const DeviceKey& device) const;
+    /// The next operation of all connected devices, or nothing.
     [[nodiscard]] std::optional<Position> first_startable() const;
 
-    [[nodiscard]] std::vector<Operation> operations() const {
+    /// Puts an operation on hold until end_holds(end) or later. The caller chooses the clock.
+    void hold(Position position, Ticks end);
+    void end_holds(Ticks now);
+    /// Puts an operation on hold for good.
+    void set_failed(Position position, Ticks since);
+    [[nodiscard]] bool is_on_hold(Position position) const { return position->on_hold(); }
+    /// The operation that failed first, or nothing.
+    [[nodiscard]] std::optional<Position> first_failed() const;
+
+    /// Record is Operation or OperationState.
+    template <typename Record = Operation>
+    [[nodiscard]] std::vector<Record> operations() const {
         return {operations_.begin(), operations_.end()};
     }
 
@@ -81,9 +118,12 @@ class OperationQueue {
         return find_first<1>(connected_, device).has_value();
     }
     void set_startable(std::optional<Position> position, bool startable);
+    template <typename Change>
+    void put_on_hold(Position position, Change change);
+    void end_hold(Position position);
 
     Operations operations_;
-    std::uint64_t next_number_ = 0;
+    std::int64_t next_number_ = 0;
     IndexedList<DeviceKey, boost::multi_index::identity<DeviceKey>> connected_;
 };
 

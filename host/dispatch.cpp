@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <string>
 
 #include "host/documents/names.h"
 #include "host/documents/quoted_path.h"
@@ -49,17 +50,26 @@ std::uint32_t gigabytes_for(std::int32_t megabytes) {
     return doubled <= 1024 ? 1 : doubled / 1024;
 }
 
-void storage_information(const XMLElement& context, const Guid& guid, IEventSink& sink) {
-    if (integer_attribute(context, names::kNumber) != 0) return;
-    if (integer_attribute(context, names::kRecordings).value_or(0) <= 0) {
+std::string no_integer(const char* name) {
+    return std::string(name) + " is missing or not an integer";
+}
+
+/// False if the context is about something else.
+bool storage_information(const XMLElement& context, const Guid& guid, IEventSink& sink) {
+    if (integer_attribute(context, names::kNumber) != 0) return false;
+    const auto recordings = integer_attribute(context, names::kRecordings);
+    if (!recordings && sink.OnUnusableAnswer(guid, no_integer(names::kRecordings))) return true;
+    if (recordings.value_or(0) <= 0) {
         sink.OnRetrievalDone(guid);  // nothing to fetch
-        return;
+        return true;
     }
-    const auto total_size = integer_attribute(context, names::kTotalSize);
-    if (!total_size || !integer_attribute(context, names::kOldestStart) ||
-        !integer_attribute(context, names::kNewestEnd))
-        return;
-    sink.OnStorageInfo(guid, gigabytes_for(*total_size));
+    for (const char* name : {names::kTotalSize, names::kOldestStart, names::kNewestEnd}) {
+        if (integer_attribute(context, name)) continue;
+        sink.OnUnusableAnswer(guid, no_integer(name));
+        return true;
+    }
+    sink.OnStorageInfo(guid, gigabytes_for(*integer_attribute(context, names::kTotalSize)));
+    return true;
 }
 
 void retrieval_status(const XMLElement& storage, IEventSink& sink) {
@@ -72,12 +82,18 @@ void retrieval_status(const XMLElement& storage, IEventSink& sink) {
         sink.OnRetrievalFailed(guid, integer_attribute(storage, names::kErrorCode).value_or(-1),
                                ticks(storage, names::kFailedClipStartTime));
     }
+    // A report of another status needs no context, and a request is not an answer.
+    bool understood = status || storage.Attribute(names::kCommand) != nullptr;
     for (const XMLElement* input = storage.FirstChildElement(names::kInput); input != nullptr;
          input = input->NextSiblingElement(names::kInput)) {
         for (const XMLElement* context = input->FirstChildElement(names::kContext); context != nullptr;
              context = context->NextSiblingElement(names::kContext)) {
-            storage_information(*context, guid, sink);
+            understood = storage_information(*context, guid, sink) || understood;
         }
+    }
+    if (!understood) {
+        sink.OnUnusableAnswer(guid, std::string("no ") + names::kRetrievalStatus + ", and no " +
+                                        names::kContext + " with " + names::kNumber + " 0");
     }
 }
 
@@ -93,7 +109,10 @@ void clip_notification(const XMLElement& storage, IEventSink& sink, const platfo
     const Guid guid = guid_of(guid_text);
     if (integer_attribute(storage, names::kRetrievalStatus) != names::kRetrievalDone) return;
     const char* file_name = storage.Attribute(names::kFileName);
-    if (file_name == nullptr) return;
+    if (file_name == nullptr) {
+        sink.OnUnusableAnswer(guid, std::string(names::kFileName) + " is missing");
+        return;
+    }
     const platform::Ticks now = clock.now();
     const char* input_name = storage.Attribute(names::kInputName);
     sink.OnClipRetrieved(
@@ -109,8 +128,14 @@ void reservation_reply(const XMLElement& storage, IEventSink& sink) {
     const char* guid_text = reservation->Attribute(names::kGuid);
     const char* temporary = reservation->Attribute(names::kTmpDir);
     const char* output = reservation->Attribute(names::kOutDir);
-    if (guid_text == nullptr || temporary == nullptr || output == nullptr) return;
-    sink.OnReservation(guid_of(guid_text), platform::path_of(temporary), platform::path_of(output));
+    if (guid_text == nullptr) return;
+    const Guid guid = guid_of(guid_text);
+    if (temporary == nullptr || output == nullptr) {
+        sink.OnUnusableAnswer(
+            guid, std::string(temporary == nullptr ? names::kTmpDir : names::kOutDir) + " is missing");
+        return;
+    }
+    sink.OnReservation(guid, platform::path_of(temporary), platform::path_of(output));
 }
 
 /// False if the device was removed, which ends the whole document.
@@ -157,6 +182,7 @@ void DispatchHostMessage(const tinyxml2::XMLDocument& document, norvane::IEventS
     if (pavo == nullptr) return;
     try {
         dispatch(*pavo, sink, clock);
-    } catch (const UnreadableGuid&) {  // the rest of the document is ignored, without a log line
+    } catch (const UnreadableGuid&) {  // the rest of the document is ignored
+        sink.OnUnusableAnswer(std::nullopt, std::string(names::kGuid) + " is malformed");
     }
 }

@@ -6,7 +6,7 @@
 #include "plugin/interfaces/event_sink.h"
 
 /// Reports one received document to the engine as events, in the order of its elements. A bad attribute gets
-/// its default or disables its element. At a malformed GUID the rest of the document is ignored, without a
-/// log line; events before it have taken effect.
+/// its default or disables its element. At a malformed GUID the rest of the document is ignored; events
+/// before it have taken effect. The engine is told about answers that cannot be used.
 void DispatchHostMessage(const tinyxml2::XMLDocument& document, norvane::IEventSink& sink,
                          const platform::Clock& clock);

@@ -31,6 +31,9 @@ class Clock {
     Clock& operator=(const Clock&) = delete;
     virtual ~Clock() = default;
     [[nodiscard]] virtual Ticks now() const = 0;
+    /// For measuring durations: the time since an arbitrary instant. Never goes back, and does not change
+    /// when the system's clock is set.
+    [[nodiscard]] virtual Ticks steady() const { return now(); }
 };
 
 /// The system's clock. Valid while the module is loaded.

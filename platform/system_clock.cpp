@@ -7,10 +7,14 @@ namespace {
 
 class SystemClock final : public Clock {
   public:
-    [[nodiscard]] Ticks now() const override {
+    [[nodiscard]] Ticks now() const override { return ticks_since_epoch<std::chrono::system_clock>(); }
+    [[nodiscard]] Ticks steady() const override { return ticks_since_epoch<std::chrono::steady_clock>(); }
+
+  private:
+    template <typename Source>
+    static Ticks ticks_since_epoch() {
         using TickDuration = std::chrono::duration<Ticks, std::ratio<1, kTicksPerSecond>>;
-        const auto since_epoch = std::chrono::system_clock::now().time_since_epoch();
-        return std::chrono::duration_cast<TickDuration>(since_epoch).count();
+        return std::chrono::duration_cast<TickDuration>(Source::now().time_since_epoch()).count();
     }
 };
 

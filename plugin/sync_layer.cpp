@@ -31,10 +31,15 @@ std::unique_ptr<norvane::IPersistentStore> make_store(const platform::System& sy
         [](std::int32_t level, const std::string& text) { LogToHost(level, text.c_str()); });
 }
 
+void report_tick(const char* what) noexcept {
+    try_log_error({"NorVane - Error '", what, "' while looking for unanswered requests."});
+}
+
 }  // namespace
 
 SyncLayer::SyncLayer(const platform::System& system, const norvane::Options& options)
     : system_(system),
+      ticks_(norvane::RetryPolicy(options).follows_requests()),
       store_(make_store(system_, options)),
       journaled_store_(options.journal ? static_cast<norvane::JournaledStore*>(store_.get()) : nullptr),
       server_(std::make_unique<norvane::CTalServerImpl>(SendToHost, system_.files, system_.sleeper, options)),
@@ -66,6 +71,8 @@ std::int32_t SyncLayer::run() {
                                  [this] { return stop_requested_ || !queue_.empty(); });
         batch.swap(queue_);
     }
+    // Taken before the batch is processed: what the host sends in the meantime is not late.
+    const platform::Ticks now = ticks_ ? system_.clock.steady() : 0;
     for (; !batch.empty(); batch.pop_front()) {
         if (stop_requested_) {
             ReleaseHostBuffer(batch.front().text);
@@ -74,6 +81,7 @@ std::int32_t SyncLayer::run() {
             keep_journal(true);
         }
     }
+    if (ticks_ && !stop_requested_) tick(now);
     keep_journal(false);
     return 0;
 }
@@ -105,6 +113,17 @@ void SyncLayer::keep_journal(bool changed) noexcept {
         journaled_store_->keep(changed, [this] { return engine_->state(); });
     } catch (const std::exception& error) {
         try_log_error({"NorVane - Error '", error.what(), "' while writing the journal."});
+    }
+}
+
+/// After an exception, the next pass tries again.
+void SyncLayer::tick(platform::Ticks now) noexcept {
+    try {
+        engine_->OnTick(now);
+    } catch (const std::exception& error) {
+        report_tick(error.what());
+    } catch (...) {
+        report_tick("unknown");
     }
 }
 

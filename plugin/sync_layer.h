@@ -49,6 +49,7 @@ class SyncLayer final : public ICommand {
 
   private:
     void handle(const StreamRecord& record) noexcept;
+    void tick(platform::Ticks now) noexcept;
     void dispatch(const StreamRecord& record);
     void keep_journal(bool changed) noexcept;
 
@@ -60,6 +61,7 @@ class SyncLayer final : public ICommand {
     // is exhausted. append() allocates the entry before it locks the mutex.
     std::list<StreamRecord> queue_;
     platform::System system_;
+    bool ticks_;  // the engine needs to know that time passes
     std::unique_ptr<norvane::IPersistentStore> store_;
     norvane::JournaledStore* journaled_store_;  // the store, if it has a journal; otherwise null
     std::unique_ptr<norvane::CTalServerImpl> server_;

@@ -126,19 +126,19 @@ std::vector<T> without(const std::vector<T>& all, const std::vector<T>& others, 
 }
 
 /// The operations of `all` that `others` does not contain in the same form.
-std::vector<Operation> without(const std::vector<Operation>& all,
-                               const std::map<Guid, const Operation*>& others) {
-    std::vector<Operation> rest;
-    std::ranges::copy_if(all, std::back_inserter(rest), [&](const Operation& operation) {
+std::vector<OperationState> without(const std::vector<OperationState>& all,
+                                    const std::map<Guid, const OperationState*>& others) {
+    std::vector<OperationState> rest;
+    std::ranges::copy_if(all, std::back_inserter(rest), [&](const OperationState& operation) {
         const auto other = others.find(operation.guid);
         return other == others.end() || *other->second != operation;
     });
     return rest;
 }
 
-std::map<Guid, const Operation*> by_guid(const std::vector<Operation>& operations) {
-    std::map<Guid, const Operation*> found;
-    for (const Operation& operation : operations) found.emplace(operation.guid, &operation);
+std::map<Guid, const OperationState*> by_guid(const std::vector<OperationState>& operations) {
+    std::map<Guid, const OperationState*> found;
+    for (const OperationState& operation : operations) found.emplace(operation.guid, &operation);
     return found;
 }
 
@@ -151,7 +151,7 @@ std::string changes(const EngineState& before, const EngineState& after) {
     EngineState removed{.gaps = without(before.gaps, after.gaps, by_channel),
                         .operations = {},
                         .connected = without(before.connected, after.connected)};
-    for (const Operation& operation : before.operations) {
+    for (const OperationState& operation : before.operations) {
         if (!operations.contains(operation.guid)) removed.operations.push_back(operation);
     }
     return lines_of(kRemoved, removed) + lines_of(kAdded, added);
@@ -187,7 +187,7 @@ EngineState entries_of(const XMLElement& root) {
     for_each_channel(root, kGap, [&](const ChannelKey& channel, const XMLElement& element) {
         entries.gaps.push_back({time_attribute(element), channel});
     });
-    state::load_operations(root, entries.operations);
+    state::load_operations(root, true, entries.operations);
     for_each_channel(root, kConnected, [&](const ChannelKey& channel, const XMLElement& /*element*/) {
         entries.connected.push_back(channel);
     });
@@ -217,7 +217,7 @@ class Replay {
         Journal::Recovered recovered{.state = {}, .alive = *alive_};
         recovered.state.gaps.assign(gaps_.begin(), gaps_.end());
         recovered.state.connected.assign(connected_.begin(), connected_.end());
-        std::map<std::uint64_t, const Operation*> in_order;
+        std::map<std::uint64_t, const OperationState*> in_order;
         for (const auto& [guid, entry] : operations_) in_order.emplace(entry.first, &entry.second);
         for (const auto& [number, operation] : in_order) recovered.state.operations.push_back(*operation);
         return recovered;
@@ -247,7 +247,7 @@ class Replay {
             connected_.erase(channel);
             if (!removes) connected_.insert(channel);
         }
-        for (const Operation& operation : entries.operations) {
+        for (const OperationState& operation : entries.operations) {
             if (removes) {
                 operations_.erase(operation.guid);
             } else {  // a changed operation keeps its place
@@ -260,7 +260,8 @@ class Replay {
     std::vector<std::pair<bool, EngineState>> group_;  // true: removed
     std::set<DisconnectRecord, decltype(&by_channel)> gaps_{&by_channel};
     std::set<ChannelKey> connected_;
-    std::map<Guid, std::pair<std::uint64_t, Operation>> operations_;  // with the number of their creation
+    std::map<Guid, std::pair<std::uint64_t, OperationState>>
+        operations_;  // with the number of their creation
     std::uint64_t next_number_ = 0;
     std::optional<Ticks> alive_;
 };

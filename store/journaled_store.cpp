@@ -12,44 +12,40 @@ constexpr Ticks kAliveInterval = platform::kTicksPerSecond * 98 / 10;
 
 }  // namespace
 
-void JournaledStore::LoadState(std::vector<DisconnectRecord>& records, std::vector<Operation>& operations) {
-    if (const auto recovered = journal_.read()) {
-        const EngineState& state = recovered->state;
-        records.insert(records.end(), state.gaps.begin(), state.gaps.end());
-        for (const ChannelKey& channel : state.connected) {
-            records.push_back({recovered->alive - kGapMargin, channel});
+void JournaledStore::LoadEngineState(EngineState& state) {
+    if (auto recovered = journal_.read()) {
+        state = std::move(recovered->state);
+        for (const ChannelKey& channel : std::exchange(state.connected, {})) {
+            state.gaps.push_back({recovered->alive - kGapMargin, channel});
         }
-        operations.insert(operations.end(), state.operations.begin(), state.operations.end());
     } else {
-        state_file_.LoadState(records, operations);
+        state_file_.LoadEngineState(state);
     }
-    loaded_ = {.gaps = records, .operations = operations, .connected = {}};
+    loaded_ = state;
     emptying_ = true;
 }
 
-void JournaledStore::SaveState(std::vector<DisconnectRecord>& records,
-                               const std::vector<Operation>& operations) {
+void JournaledStore::SaveEngineState(EngineState& state) {
     if (std::exchange(emptying_, false)) {
         update(std::exchange(loaded_, {}));
-        state_file_.SaveState(records, operations);
-    } else if (state_file_.save(records, operations)) {
+        state_file_.SaveEngineState(state);
+    } else if (state_file_.save(state)) {
         journal_.remove();
     }
 }
 
 void JournaledStore::keep(bool changed, const std::function<EngineState()>& state) {
     changed_ = changed_ || changed;
-    const Ticks now = clock_.now();
-    const Ticks age = now - updated_;  // negative after the clock was set back
-    if (age >= 0 && age < (changed_ ? kChangeInterval : kAliveInterval)) return;
+    const Ticks now = clock_.steady();
+    if (updated_ && now - *updated_ < (changed_ ? kChangeInterval : kAliveInterval)) return;
     updated_ = now;  // also if there is no memory for the state: not to be tried in each pass
     update(state());
 }
 
 void JournaledStore::update(EngineState state) {
-    updated_ = clock_.now();
+    updated_ = clock_.steady();
     changed_ = false;
-    journal_.update(std::move(state), updated_);
+    journal_.update(std::move(state), clock_.now());
 }
 
 }  // namespace norvane

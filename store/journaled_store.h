@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 
 #include "store/journal.h"
 #include "store/xml_store.h"
@@ -10,7 +11,7 @@ namespace norvane {
 /// The state file, and a journal beside it from the load until the state is saved at the end. If the journal
 /// exists at a load, the last process did not end in order: the journal then replaces the state file, and
 /// every channel that was connected counts as lost from the time at which that process was last alive.
-class JournaledStore final : public IPersistentStore {
+class JournaledStore final : public WholeStateStore {
   public:
     /// The files and the clock are not owned and must outlive the store.
     JournaledStore(platform::FileSystem& files, const platform::Clock& clock, const Options& options,
@@ -18,8 +19,8 @@ class JournaledStore final : public IPersistentStore {
         : state_file_(files, clock, options), journal_(files, std::move(log)), clock_(clock) {}
 
     /// The save that follows a load empties the state file; the journal then contains what was loaded.
-    void SaveState(std::vector<DisconnectRecord>& records, const std::vector<Operation>& operations) override;
-    void LoadState(std::vector<DisconnectRecord>& records, std::vector<Operation>& operations) override;
+    void SaveEngineState(EngineState& state) override;
+    void LoadEngineState(EngineState& state) override;
     [[nodiscard]] Ticks CurrentTime() override { return clock_.now(); }
 
     /// Updates the journal with the state if it may have changed, at most about once a second, and otherwise
@@ -33,9 +34,9 @@ class JournaledStore final : public IPersistentStore {
     Journal journal_;
     const platform::Clock& clock_;
     EngineState loaded_;
-    bool emptying_ = false;  // the next save follows a load
-    bool changed_ = false;   // since the last update
-    Ticks updated_ = 0;
+    bool emptying_ = false;         // the next save follows a load
+    bool changed_ = false;          // since the last update
+    std::optional<Ticks> updated_;  // of Clock::steady
 };
 
 }  // namespace norvane

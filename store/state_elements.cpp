@@ -1,5 +1,6 @@
 #include "store/state_elements.h"
 
+#include <algorithm>
 #include <boost/uuid/uuid_io.hpp>
 #include <optional>
 #include <stdexcept>
@@ -24,7 +25,15 @@ void print_record(XMLPrinter& out, const DisconnectRecord& record, bool with_cha
     out.CloseElement();
 }
 
-void print_operation(XMLPrinter& out, const Operation& operation) {
+void print_failure(XMLPrinter& out, const OperationState& operation) {
+    const auto& [reason, error_code, since] = operation.failure;
+    if (since == 0) return;
+    out.PushAttribute(kFailedTime, platform::seconds_of(since));
+    out.PushAttribute(kReason, kReasons.at(static_cast<std::size_t>(reason)));
+    if (reason == FailureReason::kReported) out.PushAttribute(kErrorCode, error_code);
+}
+
+void print_operation(XMLPrinter& out, const OperationState& operation) {
     out.OpenElement(kOperation);
     out.PushAttribute(kDevices, operation.device.devices_id);
     out.PushAttribute(kDevice, operation.device.number);
@@ -32,6 +41,7 @@ void print_operation(XMLPrinter& out, const Operation& operation) {
     out.PushAttribute(kStartTime, platform::seconds_of(operation.start_time));
     out.PushAttribute(kEndTime, platform::seconds_of(operation.end_time));
     out.PushAttribute(kAttempts, operation.attempts);
+    print_failure(out, operation);
     out.CloseElement();
 }
 
@@ -64,20 +74,32 @@ std::optional<Guid> guid_attribute(const XMLElement& element) {
     return xml::parse_guid(text);
 }
 
-void load_operation(const XMLElement& element, std::vector<Operation>& operations) {
+std::optional<Operation> operation_of(const XMLElement& element) {
     const auto devices_id = xml::integer_attribute(element, kDevices);
     const auto device_number = xml::integer_attribute(element, kDevice);
     const auto guid = guid_attribute(element);
     const auto start = xml::integer_attribute(element, kStartTime);
     const auto end = xml::integer_attribute(element, kEndTime);
     const auto attempts = xml::integer_attribute(element, kAttempts);
-    if (!devices_id || !device_number || !start || !end || !attempts || !guid) return;
-    operations.push_back(
-        {.device = {static_cast<std::uint32_t>(*devices_id), static_cast<std::uint32_t>(*device_number)},
-         .guid = *guid,
-         .start_time = platform::ticks_of(*start),
-         .end_time = platform::ticks_of(*end),
-         .attempts = *attempts});
+    if (!devices_id || !device_number || !start || !end || !attempts || !guid) return std::nullopt;
+    return Operation{
+        .device = {static_cast<std::uint32_t>(*devices_id), static_cast<std::uint32_t>(*device_number)},
+        .guid = *guid,
+        .start_time = platform::ticks_of(*start),
+        .end_time = platform::ticks_of(*end),
+        .attempts = *attempts};
+}
+
+/// A reason that this build does not know is loaded as unknown.
+void load_failure(const XMLElement& element, OperationState& operation) {
+    const auto since = xml::integer_attribute(element, kFailedTime);
+    if (!since) return;
+    const char* text = element.Attribute(kReason);
+    const auto found = std::ranges::find(kReasons, std::string_view(text == nullptr ? "" : text));
+    const auto index = found == kReasons.end() ? 0 : found - kReasons.begin();
+    operation.failure = {.reason = static_cast<FailureReason>(index),
+                         .error_code = xml::integer_attribute(element, kErrorCode).value_or(0),
+                         .since = platform::ticks_of(*since)};
 }
 
 }  // namespace
@@ -98,10 +120,10 @@ void print_records(XMLPrinter& out, const std::vector<DisconnectRecord>& records
     if (open) out.CloseElement();
 }
 
-void print_operations(XMLPrinter& out, const std::vector<Operation>& operations) {
+void print_operations(XMLPrinter& out, const std::vector<OperationState>& operations) {
     if (operations.empty()) return;
     out.OpenElement(kOperations);
-    for (const Operation& operation : operations) print_operation(out, operation);
+    for (const OperationState& operation : operations) print_operation(out, operation);
     out.CloseElement();
 }
 
@@ -117,12 +139,15 @@ void load_records(const XMLElement& parent, bool with_channels, std::vector<Disc
     }
 }
 
-void load_operations(const XMLElement& parent, std::vector<Operation>& operations) {
+void load_operations(const XMLElement& parent, bool with_failures, std::vector<OperationState>& operations) {
     const XMLElement* list = parent.FirstChildElement(kOperations);
     if (list == nullptr) return;
-    for (const XMLElement* operation = list->FirstChildElement(kOperation); operation != nullptr;
-         operation = operation->NextSiblingElement(kOperation)) {
-        load_operation(*operation, operations);
+    for (const XMLElement* element = list->FirstChildElement(kOperation); element != nullptr;
+         element = element->NextSiblingElement(kOperation)) {
+        const auto operation = operation_of(*element);
+        if (!operation) continue;
+        operations.push_back({*operation});
+        if (with_failures) load_failure(*element, operations.back());
     }
 }
 

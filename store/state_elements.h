@@ -14,13 +14,14 @@ namespace norvane::state {
 void print_records(tinyxml2::XMLPrinter& out, const std::vector<DisconnectRecord>& records,
                    bool with_channels);
 /// Prints the element Operations, unless there are none.
-void print_operations(tinyxml2::XMLPrinter& out, const std::vector<Operation>& operations);
+void print_operations(tinyxml2::XMLPrinter& out, const std::vector<OperationState>& operations);
 
 /// Appends the records of the parent's Devices elements. Throws std::invalid_argument with a fixed text after
 /// a bad record; the records before it are kept. Without channels, each record has channel 0.
 void load_records(const tinyxml2::XMLElement& parent, bool with_channels,
                   std::vector<DisconnectRecord>& records);
 /// Appends the readable operations of the parent's element Operations.
-void load_operations(const tinyxml2::XMLElement& parent, std::vector<Operation>& operations);
+void load_operations(const tinyxml2::XMLElement& parent, bool with_failures,
+                     std::vector<OperationState>& operations);
 
 }  // namespace norvane::state

@@ -2,6 +2,8 @@
 
 // The vocabulary of the state file and its error texts. docs/state-file.md describes the file.
 
+#include <array>
+
 namespace norvane::state {
 
 inline constexpr const char* kFileName = "norvanepi_state.xml";
@@ -23,6 +25,13 @@ inline constexpr const char* kGuid = "GUID";
 inline constexpr const char* kStartTime = "StartTime";
 inline constexpr const char* kEndTime = "EndTime";
 inline constexpr const char* kAttempts = "Attempts";
+inline constexpr const char* kFailedTime =
+    "FailedTime";  // this and the next two only with the option `retries`
+inline constexpr const char* kReason = "Reason";
+inline constexpr const char* kErrorCode = "ErrorCode";
+
+// Values of Reason, in the order of FailureReason.
+inline constexpr std::array kReasons = {"unknown", "reported", "no answer", "unusable answer"};
 
 // Error texts.
 inline constexpr const char* kUnreadable = "error opening or parsing norvanepi.xml";

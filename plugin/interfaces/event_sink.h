@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "platform/text.h"
@@ -32,6 +33,14 @@ class IEventSink {
     virtual void OnReservation(Guid guid, const platform::Path& temporary_directory,
                                const platform::Path& output_directory) = 0;
     virtual void OnDeviceRemoved(std::int32_t devices_id, std::int32_t device_number) = 0;
+    /// An answer that is no event, because parts of it are missing or malformed. Without a GUID its operation
+    /// is unknown. False if such answers are ignored, as by default.
+    virtual bool OnUnusableAnswer(const std::optional<Guid>& /*guid*/, const std::string& /*reason*/) {
+        return false;
+    }
+    /// Time has passed. Everything that the host sent before `now`, an instant of Clock::steady(), has been
+    /// reported.
+    virtual void OnTick(Ticks /*now*/) {}
     virtual ~IEventSink() = default;
 };
 

@@ -6,15 +6,6 @@
 
 namespace norvane {
 
-/// Everything that the engine would forget with its process.
-struct EngineState {
-    std::vector<DisconnectRecord> gaps;
-    std::vector<Operation> operations;  // in the order of the queue
-    std::vector<ChannelKey> connected;
-
-    friend bool operator==(const EngineState&, const EngineState&) = default;
-};
-
 /// Keeps the engine's lists across restarts. Failures are std::invalid_argument with a fixed text.
 class IPersistentStore {
   public:
@@ -28,6 +19,25 @@ class IPersistentStore {
     /// Appends the saved entries to both lists. After a failure, the lists keep what was already appended.
     virtual void LoadState(std::vector<DisconnectRecord>& records, std::vector<Operation>& operations) = 0;
     [[nodiscard]] virtual Ticks CurrentTime() = 0;
+
+    /// As SaveState and LoadState, with the failures of operations if the store keeps them. The connected
+    /// channels and the stages are not saved.
+    virtual void SaveEngineState(EngineState& state) {
+        SaveState(state.gaps, {state.operations.begin(), state.operations.end()});
+    }
+    virtual void LoadEngineState(EngineState& state) {
+        std::vector<Operation> operations;
+        const auto append = [&] {
+            for (const Operation& operation : operations) state.operations.push_back({operation});
+        };
+        try {
+            LoadState(state.gaps, operations);
+        } catch (...) {
+            append();
+            throw;
+        }
+        append();
+    }
     virtual ~IPersistentStore() = default;
 };
 

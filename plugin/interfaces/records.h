@@ -6,6 +6,7 @@
 #include <compare>
 #include <cstdint>
 #include <tuple>
+#include <vector>
 
 #include "norvanepi.h"
 #include "platform/clock.h"
@@ -63,6 +64,46 @@ struct Operation {
     std::int32_t attempts = 0;
 
     friend bool operator==(const Operation&, const Operation&) = default;
+};
+
+/// What an operation waits for.
+enum class Stage : std::uint8_t {
+    kTurn,         // its turn, and the connection of its device
+    kStorageInfo,  // the host's answer to this request
+    kReservation,
+    kRecordings,
+    kRetry,      // the end of a delay
+    kNextStart,  // its retries are used up, so it counts as failed until the next start of the host
+};
+
+/// Why a request failed.
+enum class FailureReason : std::uint8_t { kNone, kReported, kNoAnswer, kUnusableAnswer };
+
+/// The last failure of an operation.
+struct Failure {
+    FailureReason reason = FailureReason::kNone;
+    std::int32_t error_code = 0;  // of kReported, as the host gave it
+    Ticks since = 0;              // when the retries were used up for the first time; 0: never
+
+    friend bool operator==(const Failure&, const Failure&) = default;
+};
+
+/// An operation, and what the engine knows about it beyond the record. Without options all of this keeps its
+/// default value.
+struct OperationState : Operation {
+    Stage stage = Stage::kTurn;
+    Failure failure = {};
+
+    friend bool operator==(const OperationState&, const OperationState&) = default;
+};
+
+/// Everything that the engine must not forget.
+struct EngineState {
+    std::vector<DisconnectRecord> gaps = {};
+    std::vector<OperationState> operations = {};
+    std::vector<ChannelKey> connected = {};  // without the option `channels`, channel 0 for each report
+
+    friend bool operator==(const EngineState&, const EngineState&) = default;
 };
 
 }  // namespace norvane

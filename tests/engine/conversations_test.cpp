@@ -6,17 +6,18 @@
 // and every request, log line and saved record that they cause. "# " starts a comment among the commands.
 // Times are seconds since 1970. A device is DEVICES/NUMBER, a channel DEVICES/NUMBER/CHANNEL. Commands:
 //     options KEY=NUMBER...                sets options, before the start
-//     now TIME                             sets the clock
+//     now TIME, tick TIME                  sets the clock; tick also tells the engine
 //     stored-disconnect CHANNEL TIME       adds to the saved state
 //     stored-operation #N DEVICE START..END attempts N
 //     load-fault WORD                      loading fails with this text after the disconnects are read
 //     save-fault WORD                      saving fails with this text
 //     start, stop                          creates and destroys the engine
+//     show                                 writes what the engine knows
 //     supported DEVICE, removed DEVICE
 //     connected CHANNEL at TIME, disconnected CHANNEL at TIME, state N CHANNEL at TIME
 //     gap CHANNEL FROM..TO                 supported, disconnected and connected
 //     storage-info #N GIGABYTES, reservation #N TEMPORARY OUTPUT, clip #N FILE NAME START..END type N,
-//     failed #N at TIME error N, done #N   replies about operation N
+//     failed #N at TIME error N, done #N, unusable #N REASON   replies about operation N
 // An event before the first start creates the engine; the output of its start is not shown.
 
 #include <gtest/gtest.h>
@@ -71,8 +72,29 @@ class FaultyStore final : public MemoryStore {
     }
     Ticks CurrentTime() override { return clock_.now(); }
 
+    void SaveEngineState(norvane::EngineState& state) override {
+        norvane::IPersistentStore::SaveEngineState(state);
+        failures.clear();
+        std::ostringstream saved;
+        for (const norvane::OperationState& operation : state.operations) {
+            const auto& [reason, error, since] = operation.failure;
+            if (since == 0) continue;
+            failures[operation.guid] = operation.failure;
+            saved << "saved failure " << RequestLogServer::number_of(operation.guid) << " reason "
+                  << static_cast<int>(reason) << " error " << error << " since "
+                  << platform::seconds_of(since) << '\n';
+        }
+        log_.add(saved.str());
+    }
+    void LoadEngineState(norvane::EngineState& state) override {
+        norvane::IPersistentStore::LoadEngineState(state);
+        for (norvane::OperationState& operation : state.operations)
+            operation.failure = failures[operation.guid];
+    }
+
     Text load_fault;
     Text save_fault;
+    std::map<Guid, norvane::Failure> failures;
 
   private:
     RequestLogServer& log_;
@@ -115,10 +137,19 @@ class Conversation {
         using norvane::Options;
         static const std::map<Text, std::function<void(Options&, std::int32_t)>> keys = {
             {"channels", [](Options& to, std::int32_t on) { to.channels = on != 0; }},
+            {"attempts", [](Options& to, std::int32_t on) { to.attempts = on != 0; }},
+            {"request-timeout", [](Options& to, std::int32_t seconds) { to.request_timeout = seconds; }},
+            {"retries", [](Options& to, std::int32_t number) { to.retries = number; }},
+            {"retry-delay", [](Options& to, std::int32_t seconds) { to.retry_delay = seconds; }},
+            {"failed-for", [](Options& to, std::int32_t days) { to.failed_for = days; }},
         };
         keys.at(key)(options_, value);
     }
     void now(Ticks time) { clock_.set_seconds(platform::seconds_of(time)); }
+    void tick(Ticks time) {
+        now(time);
+        engine().OnTick(time);
+    }
     void stored_disconnect(ChannelKey channel, Ticks time) { store_.records.push_back({time, channel}); }
     void stored_operation(Guid guid, DeviceKey device, Ticks start, Ticks end, std::int32_t attempts) {
         store_.operations.push_back({device, guid, start, end, attempts});
@@ -127,6 +158,18 @@ class Conversation {
     void save_fault(Text text) { store_.save_fault = std::move(text); }
     void start() { engine_ = std::make_unique<norvane::CNorVane>(server_, store_, clock_, options_); }
     void stop() { engine_.reset(); }
+    void show() {
+        const norvane::EngineState state = engine().state();
+        std::ostringstream text;
+        for (const auto& [time, key] : state.gaps) text << "gap " << shown(key) << '\n';
+        for (const ChannelKey& key : state.connected) text << "connected " << shown(key) << '\n';
+        for (const norvane::OperationState& operation : state.operations) {
+            text << "operation " << RequestLogServer::number_of(operation.guid) << " stage "
+                 << static_cast<int>(operation.stage) << " attempts " << operation.attempts << " reason "
+                 << static_cast<int>(operation.failure.reason) << '\n';
+        }
+        server_.add(text.str());
+    }
     void supported(std::int32_t devices_id, std::int32_t number) {
         engine().OnDeviceSupported(devices_id, number);
     }
@@ -155,10 +198,16 @@ class Conversation {
         engine().OnRetrievalFailed(guid, error, clip_start);
     }
     void done(Guid guid) { engine().OnRetrievalDone(guid); }
+    void unusable(Guid guid, Text reason) { engine().OnUnusableAnswer(guid, reason); }
 
     Text take() { return server_.take(); }
 
   private:
+    static Text shown(const ChannelKey& key) {
+        std::ostringstream text;
+        text << key.devices_id << '/' << key.device_number << '/' << key.channel;
+        return text.str();
+    }
     norvane::CNorVane& engine() {
         if (!engine_) start(), (void)take();
         return *engine_;
@@ -197,12 +246,14 @@ void run(Conversation& conversation, const Text& line) {
     static const std::map<Text, Command> commands = {
         {"options", set_options},
         {"now", command(&C::now)},
+        {"tick", command(&C::tick)},
         {"stored-disconnect", command(&C::stored_disconnect)},
         {"stored-operation", command(&C::stored_operation)},
         {"load-fault", command(&C::load_fault)},
         {"save-fault", command(&C::save_fault)},
         {"start", command(&C::start)},
         {"stop", command(&C::stop)},
+        {"show", command(&C::show)},
         {"supported", command(&C::supported)},
         {"removed", command(&C::removed)},
         {"state", command(&C::state)},
@@ -214,6 +265,7 @@ void run(Conversation& conversation, const Text& line) {
         {"clip", command(&C::clip)},
         {"failed", command(&C::failed)},
         {"done", command(&C::done)},
+        {"unusable", command(&C::unusable)},
     };
     std::istringstream in(line);
     Text name;

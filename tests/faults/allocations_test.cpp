@@ -6,9 +6,11 @@
 
 #include <iostream>
 
+#include "engine/nor_vane.h"
 #include "engine/operation_queue.h"
 #include "store/xml_store.h"
 #include "tests/faults/retrieval.h"
+#include "tests/support/memory_store.h"
 #include "tests/support/request_log_server.h"
 
 namespace {
@@ -50,14 +52,13 @@ auto state_of(norvane::OperationQueue& queue) {
     return std::tuple(positions, queue.operations(), queue.connected_devices());
 }
 
-}  // namespace
-
-TEST(Allocations, FailureDuringRetrievalLeaksNothingAndKeepsTheWorkerRunning) {
-    Retrieval().run();  // creates what is kept for the life of the process
-    const std::size_t points = fail_everywhere([](allocations::Fault& fault) {
+/// A retrieval with these options.
+void fail_during_retrieval(const norvane::Options& options) {
+    Retrieval(options).run();  // creates what is kept for the life of the process
+    const std::size_t points = fail_everywhere([&options](allocations::Fault& fault) {
         const std::int64_t blocks = allocations::live_blocks;
         {
-            Retrieval retrieval;
+            Retrieval retrieval(options);
             if (retrieval.start()) {
                 retrieval.send_all();
                 EXPECT_TRUE(!fault.is_over() || retrieval.responds());
@@ -70,6 +71,64 @@ TEST(Allocations, FailureDuringRetrievalLeaksNothingAndKeepsTheWorkerRunning) {
         EXPECT_EQ(allocations::live_blocks.load(), blocks);
     });
     std::cout << "failing allocations of a retrieval: " << points << "\n";
+}
+
+}  // namespace
+
+TEST(Allocations, FailureDuringRetrievalLeaksNothingAndKeepsTheWorkerRunning) {
+    fail_during_retrieval({});
+}
+
+TEST(Allocations, FailureDuringRetrievalWithOptionsLeaksNothingAndKeepsTheWorkerRunning) {
+    fail_during_retrieval(norvane::safe_options());
+}
+
+/// A request that is reported as failed, then one without an answer, then one with an unusable answer. The
+/// operation must be kept as failed, whichever event or pass fails.
+TEST(Allocations, FailureDuringRetriesLosesNoOperation) {
+    const norvane::Options options{
+        .channels = true, .request_timeout = 10, .attempts = true, .retries = 2, .retry_delay = 1};
+    const std::size_t points = fail_everywhere([&options](allocations::Fault& fault) {
+        const std::int64_t blocks = allocations::live_blocks;
+        {
+            FakeClock clock;
+            RequestLogServer server;
+            MemoryStore store;
+            const norvane::ChannelKey channel{.device_number = 3, .devices_id = 7};
+            const norvane::Guid guid = RequestLogServer::guid(0);
+            norvane::CNorVane engine(server, store, clock, options);
+            const auto attempt = [&fault](const auto& step) {
+                const ModuleScope here(true);
+                try {
+                    step();
+                } catch (const std::bad_alloc&) {
+                    const ModuleScope outside(false);
+                    EXPECT_TRUE(fault.has_failed_one());
+                }
+            };
+            const auto pass = [&](const auto& event) {
+                attempt(event);
+                attempt([&] { engine.OnTick(clock.now()); });
+            };
+            pass([&] { engine.OnDeviceSupported(7, 3); });
+            pass([&] { engine.OnChannelState(&channel, norvane::kDisconnected, nullptr, 100); });
+            pass([&] { engine.OnChannelState(&channel, norvane::kConnected, nullptr, 200); });
+            pass([&] { engine.OnRetrievalFailed(guid, 17, 150); });
+            for (int second = 1; second < 100; ++second) {
+                clock.set_seconds(second);
+                pass([&] {
+                    if (second == 30) engine.OnUnusableAnswer(guid, "reason");
+                });
+            }
+            const auto operations = engine.state().operations;
+            EXPECT_LE(operations.size(), 1U);
+            EXPECT_TRUE(!fault.is_over() || operations.empty() ||
+                        operations[0].stage == norvane::Stage::kNextStart);
+            EXPECT_TRUE(fault.has_failed_one() || !operations.empty());
+        }
+        EXPECT_EQ(allocations::live_blocks.load(), blocks);
+    });
+    std::cout << "failing allocations of retries: " << points << "\n";
 }
 
 TEST(Allocations, OperationQueueHasTheStrongExceptionGuarantee) {

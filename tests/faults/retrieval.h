@@ -50,8 +50,11 @@ inline std::int32_t callback_outside(const void* request, void* reply) {
 class Retrieval {
   public:
     Retrieval() : Retrieval({platform::system_files(), instant_sleeper(), fixed_clock()}) {}
+    explicit Retrieval(const norvane::Options& options)
+        : Retrieval({platform::system_files(), instant_sleeper(), fixed_clock()}, options) {}
     /// With other files, another sleeper or another clock.
-    explicit Retrieval(const platform::System& system) : system_(system) {
+    explicit Retrieval(const platform::System& system, const norvane::Options& options = {})
+        : system_(system), options_(options) {
         write_file(kState, kOldState);
         for (const std::string clip : {"first", "second"}) {
             write_file(clip + ".mp4",
@@ -74,7 +77,7 @@ class Retrieval {
     bool start() {
         const ModuleScope inside(true);
         try {
-            worker = std::make_unique<SyncLayer>(system_);
+            worker = std::make_unique<SyncLayer>(system_, options_);
         } catch (const std::bad_alloc&) {
             return false;
         }
@@ -102,6 +105,10 @@ class Retrieval {
 
     /// True if the worker answers.
     [[nodiscard]] bool responds() {
+        {
+            const ModuleScope inside(true);
+            worker->run();  // sends what a failed pass could not
+        }
         const std::size_t before = host.messages().size();
         send(retrieval_done(kUnknownGuid));
         return host.messages().size() == before + 1 &&
@@ -189,5 +196,6 @@ class Retrieval {
     }
 
     platform::System system_;
+    norvane::Options options_;
     TimeZone zone_{"UTC0"};
 };

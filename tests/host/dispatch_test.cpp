@@ -41,7 +41,13 @@ class RecordingSink final : public norvane::IEventSink {
         note("removed ", devices_id, "/", number);
     }
 
+    bool OnUnusableAnswer(const std::optional<Guid>& guid, const std::string& reason) override {
+        if (counts_unusable) note("unusable ", guid ? to_string(*guid).substr(32) : "", " ", reason);
+        return counts_unusable;
+    }
+
     std::ostringstream lines;
+    bool counts_unusable = false;
 
   private:
     template <typename... Parts>
@@ -69,11 +75,12 @@ class SteppingClock final : public platform::Clock {
     mutable std::int32_t seconds_ = 777;
 };
 
-std::string dispatch(const std::string& xml) {
+std::string dispatch(const std::string& xml, bool counts_unusable = false) {
     tinyxml2::XMLDocument document;
     EXPECT_EQ(document.Parse(xml.data(), xml.size()), tinyxml2::XML_SUCCESS) << xml;
     const SteppingClock clock;
     RecordingSink sink;
+    sink.counts_unusable = counts_unusable;
     DispatchHostMessage(document, sink, clock);
     return sink.lines.str();
 }
@@ -239,4 +246,46 @@ TEST(Dispatch, AfterAMalformedGuidTheDocumentIsIgnored) {
     EXPECT_EQ(clip("GUID='' RetrievalStatus='9'"), "");
     EXPECT_EQ(storage("GUID='{0000000000000000000000000000000A}' RetrievalStatus='3'"), "done 000a\n");
     EXPECT_EQ(storage("GUID='00000000-0000-0000-0000-00000000000a ' RetrievalStatus='3'"), "");
+}
+
+TEST(Dispatch, AnswersThatCannotBeUsedAreReportedWithTheirReason) {
+    const auto answer = [](const std::string& attributes, const std::string& inside) {
+        return "<Devices ID='7'><Device Number='3'><Storage " + attributes + ">" + inside +
+               "</Storage></Device></Devices>";
+    };
+    const auto about = [&](const std::string& context) {
+        return answer(kGuid, "<Input><Context " + context + "/></Input>");
+    };
+    const auto notice = [](const std::string& attributes) {
+        return "<Devices ID='7'><Device Number='3'><Input><Context><Storage " + kGuid +
+               " RetrievalStatus='3' " + attributes + "/></Context></Input></Device></Devices>";
+    };
+    const std::string no_context = "unusable 000a no RetrievalStatus, and no Context with Number 0\n";
+    const std::string complete = "Number='0' Recordings='1' TotalSize='1' OldestStart='1' NewestEnd='2'";
+    const std::pair<std::string, std::string> rows[] = {
+        {answer(kGuid, ""), no_context},
+        {answer(kGuid + " RetrievalStatus='x'", "<Input/>"), no_context},
+        {about("Number='1' Recordings='0'"), no_context},
+        {about("Number='0'"), "unusable 000a Recordings is missing or not an integer\n"},
+        {about("Number='0' Recordings='1' OldestStart='1' NewestEnd='2'"),
+         "unusable 000a TotalSize is missing or not an integer\n"},
+        {about("Number='0' Recordings='1' TotalSize='1' OldestStart='x' NewestEnd='2'"),
+         "unusable 000a OldestStart is missing or not an integer\n"},
+        {about("Number='0' Recordings='1' TotalSize='1' OldestStart='1'"),
+         "unusable 000a NewestEnd is missing or not an integer\n"},
+        {notice("Start='1'"), "unusable 000a FileName is missing\n"},
+        {"<Storage><Reservation " + kGuid + " OutDir='o'/></Storage>", "unusable 000a TmpDir is missing\n"},
+        {"<Storage><Reservation " + kGuid + " TmpDir='t'/></Storage>", "unusable 000a OutDir is missing\n"},
+        {answer("GUID='x'", ""), "unusable  GUID is malformed\n"},
+        // Usable, or not an answer.
+        {about(complete), "storage 000a 1 GB\n"},
+        {about("Number='0' Recordings='0'"), "done 000a\n"},
+        {about("Number='1'/><Context Number='0' Recordings='0'"), "done 000a\n"},
+        {answer(kGuid + " RetrievalStatus='2'", ""), ""},
+        {answer(kGuid + " Command='1'", ""), ""},
+        {answer("", ""), ""},
+        {"<Storage><Reservation TmpDir='t'/></Storage>", ""},
+    };
+    for (const auto& [inside, expected] : rows)
+        EXPECT_EQ(dispatch("<Pavo>" + inside + "</Pavo>", true), expected) << inside;
 }

@@ -153,3 +153,28 @@ TEST_F(SyncLayerTest, DestructorSavesTheStateAndReleasesQueuedMessages) {
     EXPECT_NE(read_file("norvanepi_state.xml").find("<Device Number=\"3\" DisconnectTime=\"1000\"/>"),
               std::string::npos);
 }
+
+/// What arrived before the pass is processed before the time is looked at.
+TEST_F(SyncLayerTest, PassesFindUnansweredRequestsOnlyWithTheOption) {
+    const auto lose_and_return = [this] {
+        ASSERT_TRUE(append(about_channel(false, 1'010)));
+        ASSERT_TRUE(append(about_channel(true, 1'300)));
+        worker->run();
+        clock.set_seconds(platform::seconds_of(clock.now()) + 600);
+        worker->run();
+    };
+    lose_and_return();
+    EXPECT_EQ(lines().find("no answer"), std::string::npos);
+    worker.reset();
+    remove("norvanepi_state.xml");
+    worker = std::make_unique<SyncLayer>(platform::System{platform::system_files(), sleeper, clock},
+                                         norvane::Options{.request_timeout = 600});
+    lose_and_return();
+    EXPECT_NE(lines().find(" within 600 s.</log_msg>"), std::string::npos) << lines();
+    host.on_call = [](std::uint32_t message_class, const std::string&) {
+        if (message_class == 256) throw std::runtime_error("host trouble");
+    };
+    worker->run();
+    EXPECT_NE(lines().find("NorVane - Error 'host trouble' while looking for unanswered requests."),
+              std::string::npos);
+}

@@ -195,3 +195,46 @@ TEST_F(XmlStoreTest, ChannelNumbersAreKeptOnlyWithTheOption) {
     with_channels.LoadState(loaded, operations);
     EXPECT_EQ(loaded, (std::vector{record(7, 3, 50), record(7, 3, 60)}));
 }
+
+TEST_F(XmlStoreTest, FailuresAreKeptOnlyWithTheOption) {
+    using norvane::FailureReason;
+    norvane::CXmlStore with_failures(files, clock, {.retries = 1});
+    const auto operation = [](int number, norvane::Failure failure) {
+        return norvane::OperationState{
+            {{7, 3}, RequestLogServer::guid(number), platform::ticks_of(1), platform::ticks_of(2), 3},
+            {},
+            failure};
+    };
+    norvane::EngineState state{
+        .operations = {operation(1, {FailureReason::kReported, -17, platform::ticks_of(50)}),
+                       operation(2, {FailureReason::kNoAnswer, 0, platform::ticks_of(60)}), operation(3, {}),
+                       operation(4, {FailureReason::kUnusableAnswer, 0, platform::ticks_of(70)})}};
+    with_failures.SaveEngineState(state);
+    const std::string saved = files.at(kFile);
+    for (const char* part : {"Attempts=\"3\" FailedTime=\"50\" Reason=\"reported\" ErrorCode=\"-17\"/>",
+                             "Attempts=\"3\" FailedTime=\"60\" Reason=\"no answer\"/>", "Attempts=\"3\"/>",
+                             "Attempts=\"3\" FailedTime=\"70\" Reason=\"unusable answer\"/>"})
+        EXPECT_NE(saved.find(part), std::string::npos) << saved;
+    norvane::EngineState loaded;
+    with_failures.LoadEngineState(loaded);
+    EXPECT_EQ(loaded.operations, state.operations);
+    // Without the option they are ignored, as by older builds.
+    EXPECT_EQ(load(), "op 7/3 #1 1..2 x3 op 7/3 #2 1..2 x3 op 7/3 #3 1..2 x3 op 7/3 #4 1..2 x3 ");
+    loaded = {};
+    store.LoadEngineState(loaded);
+    for (const auto& one : loaded.operations) EXPECT_EQ(one.failure, norvane::Failure{});
+    // A newer reason, and a missing or unreadable attribute.
+    const auto replace = [&](const std::string& from, const std::string& to) {
+        std::string changed = saved;
+        files.put(kFile, changed.replace(changed.find(from), from.size(), to));
+        loaded = {};
+        with_failures.LoadEngineState(loaded);
+    };
+    replace("Reason=\"no answer\"", "Reason=\"other\"");
+    EXPECT_EQ(loaded.operations[1].failure.reason, FailureReason::kNone);
+    EXPECT_EQ(loaded.operations[1].failure.since, platform::ticks_of(60));
+    replace("ErrorCode=\"-17\"", "");
+    EXPECT_EQ(loaded.operations[0].failure.error_code, 0);
+    replace("FailedTime=\"50\"", "FailedTime=\"x\"");
+    EXPECT_EQ(loaded.operations[0].failure, norvane::Failure{});
+}
