@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "convert/clip_path.h"
+#include "convert/existing_recording.h"
 #include "mp4/box_walk.h"
 #include "plugin/interfaces/records.h"
 
@@ -49,8 +50,16 @@ Mp4Parser::~Mp4Parser() {
 
 std::int32_t Mp4Parser::parse_container() {
     const std::int32_t result = convert_clip();
-    if (context_.policy.remove_clip) delete_source_file();
+    if (may_remove_clip(result)) delete_source_file();
     return result;
+}
+
+bool Mp4Parser::may_remove_clip(std::int32_t result) {
+    if (!context_.policy.remove_clip) return false;
+    if (!other_time_ && (result == kConverted || !context_.policy.keep_failed_clip)) return true;
+    log_message(kLogError, "NorVane - keeping clip '" + request_.sourceFile + "' after " +
+                               std::to_string(frames_) + " frames: " + std::string(last_error_));
+    return false;
 }
 
 /// Closes the clip before it returns, so that the clip can then be removed.
@@ -150,6 +159,14 @@ PsStreamDescs Mp4Parser::stream_descriptions() const {
 }
 
 bool Mp4Parser::may_create_files() {
+    if (context_.policy.keep_other_times) {
+        const auto existing = context_.files.open_input(ps_path_);
+        other_time_ = existing && holds_another_time(*existing, time_base_);
+        if (other_time_) {
+            log_message(kLogError, "NorVane - '" + ps_path_ + "' is a recording of another time.");
+            return false;
+        }
+    }
     if (context_.policy.replace_recording) return true;
     return !context_.files.open_input(ps_path_) && !context_.files.open_input(ps_path_ + "i");
 }
@@ -182,10 +199,13 @@ bool Mp4Parser::write_frame(bool key_frame, std::uint16_t /*group_counter*/, std
     frame.picture_type = key_frame ? kKeyFrame : kOtherFrame;
     frame.recording_kind = request_.flags;
     frame.payload = buffer.first(static_cast<std::uint32_t>(length));
-    return calendar_.set_time(frame, time) && ps_write_frame(*writer_, frame) == kPsOk;
+    const bool written = calendar_.set_time(frame, time) && ps_write_frame(*writer_, frame) == kPsOk;
+    if (written) ++frames_;
+    return written;
 }
 
 void Mp4Parser::log_message(std::int32_t level, const std::string& text) {
+    if (level == kLogError) last_error_ = text;
     context_.log(level, text);
 }
 

@@ -33,6 +33,8 @@ struct ChannelRecord {
 struct ConversionPolicy {
     bool remove_clip = true;        // after the conversion, whether it succeeded or not
     bool replace_recording = true;  // overwrite an existing recording
+    bool keep_failed_clip = false;  // do not remove a clip that was not converted completely
+    bool keep_other_times = false;  // do not overwrite a recording of another time
 };
 
 /// The environment of a conversion. Files and sleeper are not owned and must outlive the parser.
@@ -93,6 +95,7 @@ class Mp4Parser {
     [[nodiscard]] PsStreamDescs stream_descriptions() const;
     [[nodiscard]] bool open_files();
     [[nodiscard]] bool may_create_files();
+    [[nodiscard]] bool may_remove_clip(std::int32_t result);
 
     std::vector<SampleTables> tracks_;
     std::unique_ptr<PsWriter> writer_;
@@ -104,6 +107,9 @@ class Mp4Parser {
     std::int64_t time_base_;
     std::array<ChannelRecord, kSlots> channels_;
     std::uint32_t clip_id_;
+    std::string last_error_;  // the last error line
+    std::uint64_t frames_ = 0;
+    bool other_time_ = false;  // a recording of another time has the clip's path
 };
 
 }  // namespace norvane

@@ -1,9 +1,13 @@
+#include <gmock/gmock.h>
+
 #include <boost/system/error_code.hpp>
 
 #include "convert/container_command.h"
 #include "tests/convert/convert_test.h"
 
 namespace {
+
+using ::testing::HasSubstr;
 
 const std::string kStarted = "25 Parsing mp4 container - clip.mp4.\n";
 const std::string kDirectoryMade = "directory out/2018/06/22/16\n";
@@ -83,6 +87,44 @@ TEST_F(ConvertTest, BadNalLengthEndsTheConversionAfterTheValidFrames) {
            kConverted + "75 Bad frame size. Aborting parsing of mp4 container.\n" + kRemoved);
     EXPECT_EQ(recording().fault(), "");
     EXPECT_EQ(recording().entries.size(), 2U);
+}
+
+TEST_F(ConvertTest, FailedClipIsKeptWithTheOption) {
+    policy.keep_failed_clip = true;
+    ClipTrack track = three_frames();
+    track.samples[2] = from_hex("7FFFFFFF") + "third";
+    const std::string bad_frame = "Bad frame size. Aborting parsing of mp4 container.\n";
+    expect(
+        make_clip(track), 3,
+        kConverted + "75 " + bad_frame + "75 NorVane - keeping clip 'clip.mp4' after 2 frames: " + bad_frame);
+    EXPECT_TRUE(files.has("clip.mp4"));
+    expect("no clip", 1,
+           "75 Unsupported file format - clip.mp4.\n"
+           "75 NorVane - keeping clip 'clip.mp4' after 0 frames: Unsupported file format - clip.mp4.\n");
+    expect(make_clip(three_frames()), 0, kConverted + kRemoved);
+}
+
+TEST_F(ConvertTest, RecordingOfTheRepeatedHourIsKeptWithTheOption) {
+    const TimeZone zone(kCentralEurope);
+    request.startSeconds = 1'792'888'200;  // 2026-10-25 00:30 UTC, 02:30 summer time
+    const std::string path = "out/2026/10/25/02/3000-00A10380e.ps";
+    const auto start_of_recording = [&] {
+        return ParsedRecording(files.at(path), files.at(path + "i")).time(0);
+    };
+    policy.keep_other_times = true;
+    EXPECT_EQ(convert(make_clip(three_frames())), 0);
+    request.startSeconds += 3'600;  // 02:30 standard time
+    EXPECT_EQ(convert(make_clip(three_frames())), 1);
+    EXPECT_THAT(events, HasSubstr("75 NorVane - '" + path + "' is a recording of another time.\n"));
+    EXPECT_THAT(events, HasSubstr("75 NorVane - keeping clip 'clip.mp4' after 0 frames: "));
+    EXPECT_EQ(start_of_recording(), "2026-10-25 00:30:00.000");
+    request.startSeconds -= 3'600;
+    EXPECT_EQ(convert(make_clip(three_frames())), 0);  // the same clip once more
+
+    policy.keep_other_times = false;
+    request.startSeconds += 3'600;
+    EXPECT_EQ(convert(make_clip(three_frames())), 0);
+    EXPECT_EQ(start_of_recording(), "2026-10-25 01:30:00.000");
 }
 
 TEST_F(ConvertTest, FrameOutsideTheCalendarRangeCannotBeWritten) {
