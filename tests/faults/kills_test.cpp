@@ -6,6 +6,7 @@
 #include <csignal>
 #include <iostream>
 
+#include "store/journal.h"
 #include "store/xml_store.h"
 #include "tests/faults/retrieval.h"
 #include "tests/support/system_calls.h"
@@ -111,4 +112,38 @@ TEST(Kills, StateFileStaysCompleteAndCanBeSavedAgain) {
     save();
     EXPECT_EQ(read_file(state), fresh);
     std::cout << "kills during a save: " << kills << "\n";
+}
+
+TEST(Kills, JournalIsTheStateBeforeOrAfterAnUpdate) {
+    const WorkingDirectory directory;
+    std::vector<std::string> lines;
+    const auto log = [&lines](std::int32_t /*level*/, const std::string& text) { lines.push_back(text); };
+    norvane::EngineState state;
+    const auto grow = [&state](std::uint32_t number) {
+        state.gaps.push_back(
+            {platform::ticks_of(7), {.channel = number, .device_number = 3, .devices_id = 7}});
+        state.connected = {{.channel = number, .device_number = 4, .devices_id = 7}};
+        return state;
+    };
+    const std::vector<norvane::EngineState> states = {grow(1), grow(2), grow(3)};
+    std::set<std::size_t> seen;
+    const std::size_t kills = kill_everywhere(
+        [&] {
+            boost::filesystem::remove(norvane::Journal::kFileName);
+            norvane::Journal(platform::system_files(), log).update(states[0], 0);
+        },
+        [&] {  // replaces the file, then appends
+            norvane::Journal journal(platform::system_files(), log);
+            for (const auto& each : {states[1], states[2]}) journal.update(each, 0);
+        },
+        [&] {
+            const auto recovered = norvane::Journal(platform::system_files(), log).read();
+            ASSERT_TRUE(recovered);
+            const auto found = std::ranges::find(states, recovered->state);
+            ASSERT_NE(found, states.end());
+            seen.insert(static_cast<std::size_t>(found - states.begin()));
+        });
+    EXPECT_EQ(seen, (std::set<std::size_t>{0, 1, 2}));
+    EXPECT_TRUE(lines.empty());
+    std::cout << "kills during updates of the journal: " << kills << "\n";
 }

@@ -182,6 +182,9 @@ REPLACED int fsync(int descriptor) {
     if (the_injection == nullptr) return next<int(int)>("fsync")(descriptor);
     return effect_of(Kind::kFlush, descriptor) == Effect::kFail ? -1 : 0;
 }
+REPLACED int fdatasync(int descriptor) {
+    return ::fsync(descriptor);
+}
 REPLACED ::ssize_t getrandom(void* to, std::size_t size, unsigned flags) {
     if (effect_of(Kind::kRandom, "") == Effect::kFail) return -1;
     return next<decltype(::getrandom)>("getrandom")(to, size, flags);
