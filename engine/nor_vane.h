@@ -49,6 +49,7 @@ class CNorVane final : public IEventSink {
     bool OnUnusableAnswer(const std::optional<Guid>& guid, const std::string& reason) override;
     void OnTick(Ticks now) override;
 
+    /// What a restart must not lose. May be called between any two events.
     [[nodiscard]] EngineState state() const;
 
   private:

@@ -1,7 +1,5 @@
 #include "engine/operation_queue.h"
 
-#include <limits>
-
 namespace norvane {
 
 void OperationQueue::connect(const DeviceKey& device) {
@@ -77,7 +75,7 @@ void OperationQueue::hold(Position position, Ticks end) {
 
 void OperationQueue::end_holds(Ticks now) {
     const auto& ranked = operations_.get<kByRank>();
-    const Entry::Rank first{Entry::Group::kDelayed, std::numeric_limits<Ticks>::min()};
+    const auto first = Entry::first_of(Entry::Group::kDelayed);
     for (auto next = ranked.lower_bound(first);
          next != ranked.end() && next->stage == Stage::kRetry && next->hold_end <= now;
          next = ranked.lower_bound(first)) {
@@ -94,8 +92,7 @@ void OperationQueue::set_failed(Position position, Ticks since) {
 
 std::optional<OperationQueue::Position> OperationQueue::first_failed() const {
     const auto& ranked = operations_.get<kByRank>();
-    const auto first =
-        ranked.lower_bound(Entry::Rank(Entry::Group::kFailed, std::numeric_limits<Ticks>::min()));
+    const auto first = ranked.lower_bound(Entry::first_of(Entry::Group::kFailed));
     if (first == ranked.end()) return std::nullopt;
     return operations_.project<0>(first);
 }

@@ -4,7 +4,9 @@
 #include <boost/multi_index/mem_fun.hpp>
 #include <boost/multi_index/member.hpp>
 #include <cstdint>
+#include <limits>
 #include <optional>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -34,23 +36,26 @@ class OperationQueue {
         }
 
         /// Groups of operations in the order of their turn. New ones are sorted by age, retries by the end of
-        /// their delay, those that failed by the time of the failure.
+        /// their delay, those that failed by the time of the failure; equal ones by age.
         enum class Group : std::uint8_t { kNew, kRetry, kDelayed, kOther, kFailed };
-        using Rank = std::pair<Group, std::int64_t>;
+        using Rank = std::tuple<Group, std::int64_t, std::int64_t>;
+        [[nodiscard]] static Rank first_of(Group group) {
+            return {group, std::numeric_limits<std::int64_t>::min(), 0};
+        }
         [[nodiscard]] Rank rank() const noexcept {
-            if (stage == Stage::kRetry) return {Group::kDelayed, hold_end};
-            if (stage == Stage::kNextStart) return {Group::kFailed, failure.since};
-            return startable ? turn() : Rank(Group::kOther, number);
+            if (stage == Stage::kRetry) return {Group::kDelayed, hold_end, number};
+            if (stage == Stage::kNextStart) return {Group::kFailed, failure.since, number};
+            return startable ? turn() : Rank(Group::kOther, 0, number);
         }
         /// A silent device must not delay the new operations of others, so retries follow them.
         [[nodiscard]] Rank turn() const noexcept {
-            return is_retry ? Rank(Group::kRetry, hold_end) : Rank(Group::kNew, number);
+            return is_retry ? Rank(Group::kRetry, hold_end, number) : Rank(Group::kNew, 0, number);
         }
 
         using DeviceOrder = std::pair<DeviceKey, Rank>;
         /// Sorts the operations of a device by their turn, those on hold after the others.
         [[nodiscard]] DeviceOrder device_order() const noexcept {
-            return {device, on_hold() ? Rank(Group::kOther, number) : turn()};
+            return {device, on_hold() ? Rank(Group::kOther, 0, number) : turn()};
         }
     };
     using Operations =

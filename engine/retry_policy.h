@@ -39,7 +39,8 @@ class RetryPolicy {
     [[nodiscard]] std::optional<Ticks> delay(std::int32_t attempts, bool others_first) const {
         if (options_.retries <= 0) return others_first ? std::optional<Ticks>(0) : std::nullopt;
         std::int64_t seconds = std::max(options_.retry_delay, 0);
-        for (auto tries = attempts / attempts_per_try(); tries > 1 && seconds < kMaxDelay; --tries)
+        for (auto tries = attempts / attempts_per_try(); tries > 1 && seconds > 0 && seconds < kMaxDelay;
+             --tries)
             seconds *= 2;
         return std::min(seconds, kMaxDelay) * platform::kTicksPerSecond;
     }

@@ -39,17 +39,18 @@ struct Side {
     std::optional<norvane::CXmlStore> store;
     std::optional<Engine> engine;  // last: its destructor uses the members above
 
-    void restart(bool save_fails, const platform::Clock& clock) {
+    void restart(bool save_fails, const platform::Clock& clock, const norvane::Options& options) {
         files.save_fails = save_fails;
         engine.reset();
-        store.emplace(files, clock);
-        engine.emplace(server, *store, clock);
+        store.emplace(files, clock, options);
+        engine.emplace(server, *store, clock, options);
     }
 };
 
 class Conversation {
   public:
-    explicit Conversation(std::span<const std::uint8_t> bytes) : in_(bytes) {
+    Conversation(std::span<const std::uint8_t> bytes, bool with_options) : in_(bytes) {
+        if (with_options) choose_options();
         const std::string state = in_.chance(64) ? in_.text() : "<Pavo/>";
         real_.files.put(norvane::state::kFileName, state);
         reference_.files.put(norvane::state::kFileName, state);
@@ -62,15 +63,36 @@ class Conversation {
             if (kind == 0) restart();
             if (kind >= 240) clock_.set_seconds(2'000'000 + kind);
             send(messages_.next());
+            if (options_ != norvane::Options{}) pass_time();
         }
         restart();
     }
 
   private:
+    void choose_options() {
+        const std::uint8_t choice = in_.byte();
+        options_ = {.channels = (choice & 1U) != 0,
+                    .request_timeout = (choice & 2U) != 0 ? 1 + in_.byte() : 0,
+                    .attempts = (choice & 4U) != 0,
+                    .retries = (choice & 8U) != 0 ? 1 + in_.byte() % 8 : 0,
+                    .retry_delay = (choice & 16U) != 0 ? in_.byte() : 0,
+                    .failed_for = (choice & 32U) != 0 ? 1 : 0};
+    }
+
+    /// Up to a quarter of an hour; sometimes days, also back.
+    void pass_time() {
+        const std::uint8_t step = in_.byte();
+        const std::int32_t seconds = step < 250 ? step * step / 64 : (step - 252) * 50'000;
+        clock_.set_seconds(platform::seconds_of(clock_.now()) + seconds);
+        real_.engine->OnTick(clock_.now());
+        reference_.engine->OnTick(clock_.now());
+        compare();
+    }
+
     void restart() {
         const bool save_fails = in_.chance(16);
-        real_.restart(save_fails, clock_);
-        reference_.restart(save_fails, clock_);
+        real_.restart(save_fails, clock_, options_);
+        reference_.restart(save_fails, clock_, options_);
         working_ = false;
         compare();
         require(real_.files.at(norvane::state::kFileName) == reference_.files.at(norvane::state::kFileName),
@@ -107,6 +129,7 @@ class Conversation {
     }
 
     ByteSource in_;
+    norvane::Options options_;
     FakeClock clock_;
     Side<norvane::CNorVane> real_;
     Side<model::ReferenceEngine> reference_;
@@ -117,7 +140,10 @@ class Conversation {
 
 }  // namespace
 
+/// An input that begins with "?" chooses options.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Conversation({data, size}).run();
+    const bool with_options = size > 0 && data[0] == '?';
+    const std::size_t skipped = with_options ? 1 : 0;
+    Conversation({data + skipped, size - skipped}, with_options).run();
     return 0;
 }

@@ -25,8 +25,8 @@ inline constexpr const char* kGuid = "GUID";
 inline constexpr const char* kStartTime = "StartTime";
 inline constexpr const char* kEndTime = "EndTime";
 inline constexpr const char* kAttempts = "Attempts";
-inline constexpr const char* kFailedTime =
-    "FailedTime";  // this and the next two only with the option `retries`
+// Only with the option `retries`.
+inline constexpr const char* kFailedTime = "FailedTime";
 inline constexpr const char* kReason = "Reason";
 inline constexpr const char* kErrorCode = "ErrorCode";
 

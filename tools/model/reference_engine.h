@@ -1,11 +1,13 @@
 #pragma once
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/clock.h"
 #include "plugin/interfaces/event_sink.h"
+#include "plugin/interfaces/options.h"
 #include "plugin/interfaces/persistent_store.h"
 #include "plugin/interfaces/tal_server.h"
 
@@ -13,6 +15,13 @@ namespace model {
 
 using norvane::ChannelKey, norvane::DeviceKey, norvane::DisconnectRecord, norvane::Guid, norvane::Operation,
     norvane::Ticks;
+
+/// An operation, and what only options use.
+struct TrackedOperation : norvane::OperationState {
+    std::int64_t number = 0;  // counts the operations of this run
+    bool is_retry = false;    // after its delay
+    Ticks delay_end = 0;
+};
 
 /// The form of instants in log lines: "2018-06-01T10:00:00Z"; before 1970 the plain number.
 [[nodiscard]] std::string utc_text(std::int64_t seconds);
@@ -51,11 +60,27 @@ using norvane::ChannelKey, norvane::DeviceKey, norvane::DisconnectRecord, norvan
 ///   channel 0 at that instant.
 /// - They are read at the next start, and the saved state is then emptied. If reading fails, whatever was
 ///   read before the fault counts, and the saved state remains.
+///
+/// Options
+/// - channels: a device is connected through its channels, each of which counts once and is saved as itself.
+///   The removal of a device forgets its channels and their losses. Saved losses of one channel become the
+///   earliest.
+/// - attempts: a start is no attempt, and a new operation may fail once. A failed clip outside the interval
+///   does not move its start.
+/// - request-timeout, retries: one operation waits for an answer, until it ends, fails or its device is lost
+///   or removed. No other one starts, and it counts as the current operation. Each tick starts the next one.
+/// - request-timeout: an operation that waits for too long fails, and so does one with an unusable answer.
+/// Its
+///   retry follows the operations that have not failed.
+/// - retries: an operation may fail as often as given. The first retry is delayed as given, each further one
+///   twice as long, up to an hour. Then the operation has failed. It is saved, but counts no longer for
+///   status reports. After the next start it is retried like a new one that was delayed, unless it failed too
+///   long ago.
 class ReferenceEngine final : public norvane::IEventSink {
   public:
     /// Starts. All three must outlive the engine.
     ReferenceEngine(norvane::ITalServer& server, norvane::IPersistentStore& store,
-                    const platform::Clock& clock);
+                    const platform::Clock& clock, const norvane::Options& options = {});
     ReferenceEngine(const ReferenceEngine&) = delete;
     ReferenceEngine& operator=(const ReferenceEngine&) = delete;
     /// Saves and stops.
@@ -71,30 +96,49 @@ class ReferenceEngine final : public norvane::IEventSink {
                          std::int32_t input_number, std::string input_name) override;
     void OnRetrievalDone(Guid guid) override;
     void OnRetrievalFailed(Guid guid, std::int32_t error_code, Ticks failed_clip_start) override;
+    bool OnUnusableAnswer(const std::optional<Guid>& guid, const std::string& reason) override;
+    void OnTick(Ticks now) override;
 
     [[nodiscard]] bool is_idle() const { return idle_; }
-    [[nodiscard]] const std::vector<Operation>& operations() const { return operations_; }
+    [[nodiscard]] const std::vector<TrackedOperation>& operations() const { return operations_; }
 
   private:
-    using Position = std::vector<Operation>::iterator;
+    using Position = std::vector<TrackedOperation>::iterator;
 
     [[nodiscard]] Position find(const Guid& guid) {
         return std::ranges::find(operations_, guid, &Operation::guid);
     }
+    template <typename Predicate>
+    [[nodiscard]] Position first(Predicate predicate);
+    [[nodiscard]] Position waiting();
+    [[nodiscard]] bool waits() const { return options_.request_timeout > 0 || options_.retries > 0; }
+    [[nodiscard]] bool has_pending() const;
+    void adopt(const norvane::EngineState& saved);
+    void connect(const ChannelKey& channel);
+    void forget_channels(const DeviceKey& device);
     void channel_lost(const ChannelKey& channel, Ticks time);
     void channel_returned(std::vector<DisconnectRecord>::iterator loss, Ticks time);
     void start_next();
+    void fail(Position operation, norvane::FailureReason reason, std::int32_t error_code, Ticks start);
+    void answered(const TrackedOperation& operation);
+    void forget(const Operation& operation);
+    [[nodiscard]] bool failed_too_long_ago(const norvane::Failure& failure) const;
     void end(Position operation);
+    void end_or_start_next();
     void info(const std::string& line) { server_.LogInfo(("NorVane - " + line).c_str()); }
     void error(const std::string& line) { server_.LogError(("NorVane - " + line).c_str()); }
 
     norvane::ITalServer& server_;
     norvane::IPersistentStore& store_;
     const platform::Clock& clock_;
+    const norvane::Options options_;
     std::vector<DeviceKey> supported_;
-    std::vector<DeviceKey> connected_;
+    std::vector<ChannelKey> connected_;  // channel 0 for each report, unless channels are told apart
     std::vector<DisconnectRecord> losses_;
-    std::vector<Operation> operations_;
+    std::vector<TrackedOperation> operations_;
+    std::int64_t next_number_ = 0;
+    std::optional<std::int64_t> waiting_;  // the number of the operation that waits for an answer
+    Ticks deadline_ = 0;
     bool idle_ = true;
 };
 
