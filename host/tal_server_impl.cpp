@@ -26,8 +26,7 @@ std::uint8_t recording_flags(std::int32_t clip_type) {
 
 std::string with_separator(std::string directory) {
     constexpr auto kPreferred = static_cast<char>(platform::Path::preferred_separator);
-    if (!directory.empty() && directory.back() != '/' && directory.back() != kPreferred)
-        directory += kPreferred;
+    if (!directory.empty() && directory.back() != '/' && directory.back() != kPreferred) directory += '/';
     return directory;
 }
 
