@@ -75,6 +75,7 @@ void CNorVane::adopt_gap(const DisconnectRecord& gap) {
 
 /// An operation that had failed gets all its retries again, after the operations that had not.
 void CNorVane::adopt_operation(OperationState operation) {
+    operation.stage = Stage::kTurn;  // requests of the last process have no answer
     if (operation.failure.since == 0) {
         queue_.append(operation);
     } else if (policy_.is_forgotten(operation.failure, clock_.now())) {

@@ -96,7 +96,7 @@ std::string lines_of(const char* root, const EngineState& entries) {
         XMLPrinter out(nullptr, true);
         out.OpenElement(root, true);
         print_gaps(out, part_of(entries.gaps, from));
-        state::print_operations(out, part_of(entries.operations, from));
+        state::print_operations(out, part_of(entries.operations, from), true);
         print_connected(out, part_of(entries.connected, from));
         out.CloseElement(true);
         lines += line_of(out.CStr());
@@ -268,24 +268,29 @@ class Replay {
 
 }  // namespace
 
-std::optional<Journal::Recovered> Journal::read() {
-    const auto content = files_.read_whole(kFileName);
-    if (!content) return std::nullopt;
+Journal::Content Journal::parse(std::string_view text) {
     Replay replay;
-    bool damaged = false;
-    std::string_view rest = *content;
+    Content content;
     // A last line without its end was being written when the process ended.
-    for (std::size_t end = rest.find('\n'); end != std::string_view::npos; end = rest.find('\n')) {
-        if (!replay.take(rest.substr(0, end))) damaged = true;
-        rest.remove_prefix(end + 1);
+    for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
+        if (!replay.take(text.substr(0, end))) content.damaged = true;
+        text.remove_prefix(end + 1);
     }
-    if (damaged) {
+    content.recovered = replay.result();
+    return content;
+}
+
+std::optional<Journal::Recovered> Journal::read() {
+    const auto text = files_.read_whole(kFileName);
+    if (!text) return std::nullopt;
+    Content content = parse(*text);
+    if (content.damaged) {
         const std::string copy = std::string(kFileName) + ".damaged";
-        const bool copied = files_.replace_whole(copy, *content);
+        const bool copied = files_.replace_whole(copy, *text);
         log_(kLogError, std::string("NorVane - '") + kFileName + "' is damaged; its intact lines are used" +
                             (copied ? ", and it is kept as '" + copy + "'." : "."));
     }
-    return replay.result();
+    return std::move(content.recovered);
 }
 
 void Journal::update(EngineState state, Ticks now) {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/file.h"
@@ -28,6 +29,12 @@ class Journal {
         EngineState state;
         Ticks alive = 0;  // of the last complete group
     };
+    struct Content {
+        std::optional<Recovered> recovered;  // nothing if there is no complete group
+        bool damaged = false;                // a line besides the last, unfinished one is not readable
+    };
+    [[nodiscard]] static Content parse(std::string_view text);
+
     /// What the last process left; nothing if it removed its journal or wrote no complete group. A damaged
     /// file is copied to norvanepi_journal.damaged and reported, and its intact lines are used.
     [[nodiscard]] std::optional<Recovered> read();

@@ -1,6 +1,7 @@
 #include "store/state_elements.h"
 
 #include <algorithm>
+#include <array>
 #include <boost/uuid/uuid_io.hpp>
 #include <optional>
 #include <stdexcept>
@@ -33,7 +34,7 @@ void print_failure(XMLPrinter& out, const OperationState& operation) {
     if (reason == FailureReason::kReported) out.PushAttribute(kErrorCode, error_code);
 }
 
-void print_operation(XMLPrinter& out, const OperationState& operation) {
+void print_operation(XMLPrinter& out, const OperationState& operation, bool with_stage) {
     out.OpenElement(kOperation);
     out.PushAttribute(kDevices, operation.device.devices_id);
     out.PushAttribute(kDevice, operation.device.number);
@@ -41,6 +42,7 @@ void print_operation(XMLPrinter& out, const OperationState& operation) {
     out.PushAttribute(kStartTime, platform::seconds_of(operation.start_time));
     out.PushAttribute(kEndTime, platform::seconds_of(operation.end_time));
     out.PushAttribute(kAttempts, operation.attempts);
+    if (with_stage) out.PushAttribute(kStage, kStages.at(static_cast<std::size_t>(operation.stage)));
     print_failure(out, operation);
     out.CloseElement();
 }
@@ -90,14 +92,20 @@ std::optional<Operation> operation_of(const XMLElement& element) {
         .attempts = *attempts};
 }
 
+/// The index of the attribute's value among the names, or 0.
+template <std::size_t Count>
+std::size_t named(const XMLElement& element, const char* attribute,
+                  const std::array<const char*, Count>& names) {
+    const char* text = element.Attribute(attribute);
+    const auto found = std::ranges::find(names, std::string_view(text == nullptr ? "" : text));
+    return found == names.end() ? 0 : static_cast<std::size_t>(found - names.begin());
+}
+
 /// A reason that this build does not know is loaded as unknown.
 void load_failure(const XMLElement& element, OperationState& operation) {
     const auto since = xml::integer_attribute(element, kFailedTime);
     if (!since) return;
-    const char* text = element.Attribute(kReason);
-    const auto found = std::ranges::find(kReasons, std::string_view(text == nullptr ? "" : text));
-    const auto index = found == kReasons.end() ? 0 : found - kReasons.begin();
-    operation.failure = {.reason = static_cast<FailureReason>(index),
+    operation.failure = {.reason = static_cast<FailureReason>(named(element, kReason, kReasons)),
                          .error_code = xml::integer_attribute(element, kErrorCode).value_or(0),
                          .since = platform::ticks_of(*since)};
 }
@@ -120,10 +128,10 @@ void print_records(XMLPrinter& out, const std::vector<DisconnectRecord>& records
     if (open) out.CloseElement();
 }
 
-void print_operations(XMLPrinter& out, const std::vector<OperationState>& operations) {
+void print_operations(XMLPrinter& out, const std::vector<OperationState>& operations, bool with_stages) {
     if (operations.empty()) return;
     out.OpenElement(kOperations);
-    for (const OperationState& operation : operations) print_operation(out, operation);
+    for (const OperationState& operation : operations) print_operation(out, operation, with_stages);
     out.CloseElement();
 }
 
@@ -147,7 +155,9 @@ void load_operations(const XMLElement& parent, bool with_failures, std::vector<O
         const auto operation = operation_of(*element);
         if (!operation) continue;
         operations.push_back({*operation});
-        if (with_failures) load_failure(*element, operations.back());
+        if (!with_failures) continue;
+        operations.back().stage = static_cast<Stage>(named(*element, kStage, kStages));
+        load_failure(*element, operations.back());
     }
 }
 

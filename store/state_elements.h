@@ -14,7 +14,8 @@ namespace norvane::state {
 void print_records(tinyxml2::XMLPrinter& out, const std::vector<DisconnectRecord>& records,
                    bool with_channels);
 /// Prints the element Operations, unless there are none.
-void print_operations(tinyxml2::XMLPrinter& out, const std::vector<OperationState>& operations);
+void print_operations(tinyxml2::XMLPrinter& out, const std::vector<OperationState>& operations,
+                      bool with_stages);
 
 /// Appends the records of the parent's Devices elements. Throws std::invalid_argument with a fixed text after
 /// a bad record; the records before it are kept. Without channels, each record has channel 0.

@@ -33,6 +33,13 @@ inline constexpr const char* kErrorCode = "ErrorCode";
 // Values of Reason, in the order of FailureReason.
 inline constexpr std::array kReasons = {"unknown", "reported", "no answer", "unusable answer"};
 
+// Only in the journal.
+inline constexpr const char* kStage = "Stage";
+
+// Values of Stage, in the order of Stage.
+inline constexpr std::array kStages = {"waiting", "storage information", "reservation", "recordings",
+                                       "retry",   "next start"};
+
 // Error texts.
 inline constexpr const char* kUnreadable = "error opening or parsing norvanepi.xml";
 inline constexpr const char* kBadPlugInId = "invalid or missing plug-in id";

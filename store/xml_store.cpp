@@ -20,7 +20,7 @@ bool CXmlStore::save(EngineState& state) {
     out.PushDeclaration(state::kDeclaration);
     out.OpenElement(state::kPavo);
     state::print_records(out, state.gaps, channels_);
-    state::print_operations(out, state.operations);
+    state::print_operations(out, state.operations, false);
     out.CloseElement();
     return files_.replace_whole(state::kFileName, out.CStr());
 }

@@ -255,6 +255,33 @@ TEST_F(PsProgramTest, ConvertReplacesARecordingOnlyWithForce) {
     EXPECT_THAT(ps("verify recordings").err, HasSubstr("2 recordings, 0 with faults"));
 }
 
+TEST_F(PsProgramTest, GapsListsStateFilesAndJournals) {
+    write_file(
+        directory_ / "state.xml",
+        R"(<Pavo><Devices ID="7"><Device Number="3" DisconnectTime="1527847190" Channel="2"/></Devices>)"
+        R"(<Operations><Operation Devices="7" Device="12" GUID="3f2b8c1e-5d4a-4e0b-9a7c-21d0c6e4f8a5" )"
+        R"(StartTime="1527840000" EndTime="1527843600" Attempts="5" FailedTime="1527850000" )"
+        R"(Reason="reported" ErrorCode="-4"/></Operations></Pavo>)");
+    write_file(directory_ / "journal",
+               "b5bc7ab8 <Added><Gap Devices=\"7\" Device=\"3\" Channel=\"1\" Time=\"1527847190\"/></Added>\n"
+               "0a3c8de2 <Alive Time=\"1527847200\"/>\n");
+    const json files = json_of("gaps state.xml journal", 1).at("state_files");
+    EXPECT_EQ(files[0].at("gaps")[0].at("channel"), 2);
+    EXPECT_EQ(files[0].at("gaps")[0].at("since"), "2018-06-01T09:59:50.000Z");
+    EXPECT_EQ(files[0].at("operations")[0].at("stage"), "failed");
+    EXPECT_EQ(files[0].at("operations")[0].at("failed").at("error_code"), -4);
+    EXPECT_EQ(files[0].at("fault"), nullptr);
+    EXPECT_EQ(files[1].at("kind"), "journal");
+    EXPECT_EQ(files[1].at("gaps"), json::array());  // the checksums are wrong
+    EXPECT_NE(files[1].at("fault"), nullptr);
+
+    const Outcome shown = ps("gaps missing state.xml");
+    EXPECT_EQ(shown.status, 2);
+    EXPECT_THAT(shown.err, HasSubstr("missing: cannot be read"));
+    EXPECT_THAT(shown.out, HasSubstr("state.xml: state file, 1 open gap, 1 operation\n"));
+    EXPECT_THAT(shown.out, HasSubstr("failed  5         reported -4 since 2018-06-01 10:46:40"));
+}
+
 TEST_F(PsProgramTest, ManualAndCompletionContainTheSubcommands) {
     for (const char* word : {"verify", "repair"}) {
         EXPECT_THAT(ps("--print-man").out, HasSubstr(std::string(".SS \"") + word)) << word;

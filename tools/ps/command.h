@@ -46,6 +46,7 @@ int run_repair(const Options& options);
 int run_probe(const Options& options);
 int run_convert(const Options& options);
 int run_export(const Options& options);
+int run_gaps(const Options& options);
 int run_report(const Options& options);
 
 /// Runs the subcommand of the command line and returns the exit status.

@@ -131,6 +131,14 @@ void add_commands(CLI::App& app, Options& options, Action& chosen) {
         "MP4 clip of the same camera, for recordings without parameter sets");
     exporter.add_flag("--force", options.force, "replace an existing file");
 
+    CLI::App& gaps = add_command(
+        "gaps",
+        "Lists what the module has still to fetch: open gaps, operations, and those that failed. Reads "
+        "its state file or, while a host runs, its journal",
+        "norvanepi-ps gaps /var/lib/recorder/norvanepi_journal", run_gaps);
+    add(gaps, "FILE", "FILE", options.paths, "norvanepi_state.xml or norvanepi_journal")->required();
+    add_json(gaps, options);
+
     CLI::App& report =
         add_command("report",
                     "Writes an HTML page about recordings: a time line of each camera, coverage, gaps, "

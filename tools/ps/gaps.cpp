@@ -1,0 +1,189 @@
+// norvanepi-ps gaps: lists what the module has still to fetch, from its state file or its journal.
+
+#include <tinyxml2.h>
+
+#include <fmt/format.h>
+#include <boost/uuid/uuid_io.hpp>
+
+#include <optional>
+#include <stdexcept>
+
+#include "platform/clock.h"
+#include "platform/file.h"
+#include "store/journal.h"
+#include "store/state_elements.h"
+#include "store/state_names.h"
+#include "tools/cli/exit_status.h"
+#include "tools/cli/json_list.h"
+#include "tools/cli/plural.h"
+#include "tools/cli/table.h"
+#include "tools/ps/command.h"
+#include "tools/reader/packet_time.h"
+#include "xml/parse.h"
+
+namespace ps_tool {
+namespace {
+
+using cli::Json;
+using norvane::OperationState;
+using platform::Ticks;
+
+struct Contents {
+    norvane::EngineState state;
+    std::optional<Ticks> alive;  // of a journal: its last sign of life
+    bool journal = false;
+    std::string fault;  // what is wrong with the file
+};
+
+Contents journal_contents(const std::string& text) {
+    norvane::Journal::Content content = norvane::Journal::parse(text);
+    Contents contents;
+    contents.journal = true;
+    if (content.damaged) contents.fault = "a line is damaged; the intact lines are shown";
+    if (content.recovered) {
+        contents.state = std::move(content.recovered->state);
+        contents.alive = content.recovered->alive;
+    }
+    return contents;
+}
+
+Contents state_file_contents(const std::string& text) {
+    Contents contents;
+    tinyxml2::XMLDocument document;
+    if (!xml::parse(document, text)) {
+        contents.fault = "neither a state file nor a journal";
+        return contents;
+    }
+    const auto* pavo = document.FirstChildElement(norvane::state::kPavo);
+    if (pavo == nullptr) return contents;
+    try {
+        norvane::state::load_records(*pavo, true, contents.state.gaps);
+        norvane::state::load_operations(*pavo, true, contents.state.operations);
+    } catch (const std::invalid_argument& error) {
+        contents.fault = fmt::format("{}; the module ignores what follows", error.what());
+    }
+    return contents;
+}
+
+/// Nothing if the file cannot be read.
+std::optional<Contents> contents_of(const std::string& path) {
+    const auto text = platform::system_files().read_whole(path);
+    if (!text) return std::nullopt;
+    return text->starts_with('<') ? state_file_contents(*text) : journal_contents(*text);
+}
+
+std::string time_text(Ticks instant) {
+    const auto time = reader::packet_time_of(instant / (platform::kTicksPerSecond / 1000));
+    return time ? reader::text_of(*time).substr(0, 19)
+                : fmt::format("{} s", instant / platform::kTicksPerSecond);
+}
+
+Json time_json(Ticks instant) {
+    const auto time = reader::packet_time_of(instant / (platform::kTicksPerSecond / 1000));
+    return time ? Json(reader::rfc3339(*time)) : Json();
+}
+
+std::string age_text(Ticks since) {
+    const std::int64_t minutes =
+        std::max<Ticks>(0, platform::system_clock().now() - since) / platform::kTicksPerSecond / 60;
+    return fmt::format("{} d {:02}:{:02}", minutes / 1440, minutes / 60 % 24, minutes % 60);
+}
+
+std::string_view reason_of(const OperationState& operation) {
+    return norvane::state::kReasons.at(static_cast<std::size_t>(operation.failure.reason));
+}
+
+std::string_view stage_of(const OperationState& operation) {
+    if (operation.failure.since != 0) return "failed";
+    return norvane::state::kStages.at(static_cast<std::size_t>(operation.stage));
+}
+
+std::string failure_text(const OperationState& operation) {
+    if (operation.failure.since == 0) return "";
+    const bool reported = operation.failure.reason == norvane::FailureReason::kReported;
+    return fmt::format("{}{} since {}", reason_of(operation),
+                       reported ? fmt::format(" {}", operation.failure.error_code) : "",
+                       time_text(operation.failure.since));
+}
+
+void print_text(const std::string& path, const Contents& contents) {
+    const auto& [state, alive, journal, fault] = contents;
+    fmt::print("{}: {}{}, {}, {}\n", path, journal ? "journal" : "state file",
+               alive ? fmt::format(" until {}", time_text(*alive)) : "",
+               cli::plural(state.gaps.size(), "open gap"), cli::plural(state.operations.size(), "operation"));
+    if (!fault.empty()) fmt::print("  {}\n", fault);
+    if (!state.gaps.empty()) {
+        cli::Table table({{"devices"}, {"device"}, {"channel"}, {"open since (UTC)"}, {"age"}});
+        for (const auto& [time, key] : state.gaps) {
+            table.add_row({std::to_string(key.devices_id), std::to_string(key.device_number),
+                           std::to_string(key.channel), time_text(time), age_text(time)});
+        }
+        fmt::print("{}", table.text());
+    }
+    if (state.operations.empty()) return;
+    cli::Table table(
+        {{"devices"}, {"device"}, {"from (UTC)"}, {"to"}, {"age"}, {"stage"}, {"attempts"}, {"failure"}});
+    for (const OperationState& operation : state.operations) {
+        table.add_row({std::to_string(operation.device.devices_id), std::to_string(operation.device.number),
+                       time_text(operation.start_time), time_text(operation.end_time),
+                       age_text(operation.end_time), std::string(stage_of(operation)),
+                       std::to_string(operation.attempts), failure_text(operation)});
+    }
+    fmt::print("{}", table.text());
+}
+
+Json json_of(const std::string& path, const Contents& contents) {
+    Json gaps = Json::array();
+    for (const auto& [time, key] : contents.state.gaps) {
+        gaps.push_back({{"devices_id", key.devices_id},
+                        {"device", key.device_number},
+                        {"channel", key.channel},
+                        {"since", time_json(time)}});
+    }
+    Json operations = Json::array();
+    for (const OperationState& operation : contents.state.operations) {
+        const norvane::Failure& failure = operation.failure;
+        Json failed;
+        if (failure.since != 0) {
+            failed = {{"since", time_json(failure.since)},
+                      {"reason", reason_of(operation)},
+                      {"error_code", failure.error_code}};
+        }
+        operations.push_back({{"devices_id", operation.device.devices_id},
+                              {"device", operation.device.number},
+                              {"guid", boost::uuids::to_string(operation.guid)},
+                              {"from", time_json(operation.start_time)},
+                              {"to", time_json(operation.end_time)},
+                              {"stage", stage_of(operation)},
+                              {"attempts", operation.attempts},
+                              {"failed", failed}});
+    }
+    return {{"path", path},
+            {"kind", contents.journal ? "journal" : "state file"},
+            {"alive", contents.alive ? time_json(*contents.alive) : Json()},
+            {"fault", contents.fault.empty() ? Json() : Json(contents.fault)},
+            {"gaps", gaps},
+            {"operations", operations}};
+}
+
+}  // namespace
+
+int run_gaps(const Options& options) {
+    std::optional<cli::JsonList> json;
+    if (options.json) json.emplace(stdout, "state_files");
+    int status = cli::kSuccess;
+    for (const std::string& path : options.paths) {
+        const auto contents = contents_of(path);
+        if (!contents) {
+            cli::print_error(kProgram, path + ": cannot be read");
+            status = cli::kCannotRun;
+            continue;
+        }
+        json ? json->add(json_of(path, *contents)) : print_text(path, *contents);
+        if (!contents->fault.empty()) status = std::max(status, cli::kFailure);
+    }
+    if (json) json->finish();
+    return status;
+}
+
+}  // namespace ps_tool
