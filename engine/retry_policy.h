@@ -64,8 +64,8 @@ class RetryPolicy {
     }
 
   private:
-    static constexpr std::int64_t kMaxDelay = 60 * 60;  // seconds
-    static constexpr Ticks kTicksPerDay = 24 * 60 * 60 * platform::kTicksPerSecond;
+    static constexpr std::int64_t kMaxDelay = 3'600;  // seconds
+    static constexpr Ticks kTicksPerDay = 86'400 * platform::kTicksPerSecond;
 
     [[nodiscard]] std::int64_t attempts_per_try() const { return counts_requests() ? 2 : 1; }
 

@@ -17,7 +17,7 @@ namespace model {
 namespace {
 
 constexpr Ticks kBeforeLoss = 10 * platform::kTicksPerSecond;
-constexpr Ticks kDay = 24 * 3600 * platform::kTicksPerSecond;
+constexpr Ticks kDay = 86'400 * platform::kTicksPerSecond;
 
 std::string text(Ticks instant) {
     return utc_text(instant / platform::kTicksPerSecond);
