@@ -24,11 +24,10 @@ std::string narrow_text(const Path& path) {
     return narrow;
 }
 
-/// Also replaces what is outside ASCII: the tools' library and the module read it in different code pages.
 std::string file_name_of(std::string text) {
     const auto forbidden = [](char c) {
         constexpr std::string_view kForbidden = R"(<>:"/\|?*)";
-        return c < ' ' || c > '~' || kForbidden.find(c) != std::string_view::npos;
+        return static_cast<unsigned char>(c) < ' ' || kForbidden.find(c) != std::string_view::npos;
     };
     std::ranges::replace_if(text, forbidden, '_');
     return text;

@@ -105,6 +105,7 @@ TEST_F(ConvertTest, FailedClipIsKeptWithTheOption) {
 }
 
 TEST_F(ConvertTest, RecordingOfTheRepeatedHourIsKeptWithTheOption) {
+    if (!kZonesCanBeSet) GTEST_SKIP() << "this system has one time zone";
     const TimeZone zone(kCentralEurope);
     request.startSeconds = 1'792'888'200;  // 2026-10-25 00:30 UTC, 02:30 summer time
     const std::string path = "out/2026/10/25/02/3000-00A10380e.ps";

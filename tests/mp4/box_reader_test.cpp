@@ -45,6 +45,17 @@ TEST(BoxReaderTest, ReadSeekAndSkipReachTheRightByte) {
     EXPECT_TRUE(in.ok());
 }
 
+TEST(BoxReaderTest, BytesLeftInTheWindowAreKept) {
+    for (std::size_t at = 1; at < 5'000; ++at) {  // the first window ends in between
+        MemoryInput file(kContent);
+        BoxReader in(&file);
+        (void)in.u8();
+        in.seek(at);
+        const auto bytes = in.peek(6'000, 6'000);
+        ASSERT_EQ(std::string(bytes.begin(), bytes.end()), kContent.substr(at, 6'000)) << at;
+    }
+}
+
 TEST(BoxReaderTest, ValuesPastTheEndAreZeroAndTheFailurePersists) {
     MemoryInput file(from_hex("AA BB CC DD EE"));
     BoxReader in(&file);

@@ -73,6 +73,11 @@ TEST(ConfigurationTest, SummaryListsWhatDiffersFromTheDefault) {
     EXPECT_EQ(parse_configuration("f", "").summary, "NorVane - options of 'f': all defaults.");
     EXPECT_EQ(parse_configuration("f", "journal=on\nrequest-timeout=5\nretries=0").summary,
               "NorVane - options of 'f': journal on, request-timeout 5.");
+    EXPECT_EQ(
+        parse_configuration("f", "profile=safe").summary,
+        "NorVane - options of 'f': journal on, channels on, request-timeout 600, attempts on, retries 5, "
+        "parameter-sets on, sample-times on, all-clips on, keep-failed-clips on, keep-recordings on, "
+        "well-formed-log on, directory-separator on.");
 }
 
 TEST(ConfigurationTest, HostIsToldAtTheStartAndOnlyIfThereIsAFile) {

@@ -35,7 +35,8 @@ TEST_F(ValidateTest, TheBuiltModuleConforms) {
 #endif
     const json results = json::parse(ended.out, nullptr, false);
     EXPECT_EQ(results.at("found"), 0);
-    EXPECT_EQ(results.at("passed"), results.at("cases").size());
+    EXPECT_EQ(results.at("passed").get<std::size_t>() + results.at("skipped").get<std::size_t>(),
+              results.at("cases").size());
     EXPECT_GE(results.at("cases").size(), 50U);
 }
 
