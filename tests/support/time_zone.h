@@ -18,6 +18,8 @@ class TimeZone {
 
 #else
 
+// NOLINTBEGIN(concurrency-mt-unsafe): tests set a zone while no other thread reads the environment
+
 inline constexpr bool kZonesCanBeSet = true;
 
 inline void set_zone(const std::string& rule) {
@@ -35,6 +37,8 @@ class TimeZone {
   private:
     const std::string before_ = std::getenv("TZ") == nullptr ? "" : std::getenv("TZ");
 };
+
+// NOLINTEND(concurrency-mt-unsafe)
 
 #endif
 

@@ -60,9 +60,7 @@ constexpr Case kDocumentCases[] = {
          fixture.simulator().offer(fixture.camera(), fixture.request(), {{{{}, 1, 1, 0}, kLost}});
          const Request request = fixture.request();
          const std::string guid = fixture.simulator().guid(request.operation);
-         for (const std::string name : {"plain", "with blank", "a\"b", "a&b", "a<b>", "it's",
-                                        "h\xC3\xB6"
-                                        "fe",
+         for (const std::string name : {"plain", "with blank", "a\"b", "a&b", "a<b>", "it's", "h\xC3\xB6hlen",
                                         "\xE4\xBA\xAC\xE9\x83\xBD"}) {
              const std::string path = fixture.directory().temporary_directory().string() + "/" +
                                       platform::file_name_of(name) + "/deeper";
