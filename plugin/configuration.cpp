@@ -39,7 +39,7 @@ constexpr Key kKeys[] = {
     {"well-formed-log", &Options::well_formed_log},
     {"directory-separator", &Options::directory_separator},
 };
-constexpr std::size_t kMaxSize = 64 * 1024;  // bytes of the file, so that a wrong file causes few log lines
+constexpr std::size_t kMaxSize = 65'536;  // bytes of the file, so that a wrong file causes few log lines
 constexpr std::int32_t kMaxNumber = 1'000'000;  // 11 days as seconds; avoids overflow wherever it is used
 
 const Key* find_key(const std::string& name) {

@@ -34,9 +34,9 @@ constexpr const char* kConnected = "Connected";
 
 constexpr const char* kTime = "Time";  // of Alive and Gap: seconds since 1970
 
-constexpr std::size_t kChecksumLength = 8;    // hexadecimal digits
-constexpr std::size_t kMaxEntries = 100;      // of a kind in one line, so that a damaged one costs little
-constexpr std::size_t kMinLimit = 64 * 1024;  // bytes; smaller files only grow
+constexpr std::size_t kChecksumLength = 8;  // hexadecimal digits
+constexpr std::size_t kMaxEntries = 100;    // of a kind in one line, so that a damaged one costs little
+constexpr std::size_t kMinLimit = 65'536;   // bytes; smaller files only grow
 
 // Writing.
 
@@ -296,8 +296,7 @@ std::optional<Journal::Recovered> Journal::read() {
 void Journal::update(EngineState state, Ticks now) {
     std::ranges::sort(state.gaps, by_channel);
     std::ranges::sort(state.connected);
-    const auto [repeated, end] = std::ranges::unique(state.connected);
-    state.connected.erase(repeated, end);
+    state.connected.erase(std::unique(state.connected.begin(), state.connected.end()), state.connected.end());
     const bool written = write(state, alive_line(now));
     if (written) {
         written_ = std::move(state);

@@ -78,7 +78,7 @@ std::string time_text(Ticks instant) {
                 : fmt::format("{} s", instant / platform::kTicksPerSecond);
 }
 
-Json time_json(Ticks instant) {
+Json json_time(Ticks instant) {
     const auto time = reader::packet_time_of(instant / (platform::kTicksPerSecond / 1000));
     return time ? Json(reader::rfc3339(*time)) : Json();
 }
@@ -106,7 +106,7 @@ std::string failure_text(const OperationState& operation) {
                        time_text(operation.failure.since));
 }
 
-void print_text(const std::string& path, const Contents& contents) {
+void print_contents(const std::string& path, const Contents& contents) {
     const auto& [state, alive, journal, fault] = contents;
     fmt::print("{}: {}{}, {}, {}\n", path, journal ? "journal" : "state file",
                alive ? fmt::format(" until {}", time_text(*alive)) : "",
@@ -132,35 +132,35 @@ void print_text(const std::string& path, const Contents& contents) {
     fmt::print("{}", table.text());
 }
 
-Json json_of(const std::string& path, const Contents& contents) {
+Json gaps_json(const std::string& path, const Contents& contents) {
     Json gaps = Json::array();
     for (const auto& [time, key] : contents.state.gaps) {
         gaps.push_back({{"devices_id", key.devices_id},
                         {"device", key.device_number},
                         {"channel", key.channel},
-                        {"since", time_json(time)}});
+                        {"since", json_time(time)}});
     }
     Json operations = Json::array();
     for (const OperationState& operation : contents.state.operations) {
         const norvane::Failure& failure = operation.failure;
         Json failed;
         if (failure.since != 0) {
-            failed = {{"since", time_json(failure.since)},
+            failed = {{"since", json_time(failure.since)},
                       {"reason", reason_of(operation)},
                       {"error_code", failure.error_code}};
         }
         operations.push_back({{"devices_id", operation.device.devices_id},
                               {"device", operation.device.number},
                               {"guid", boost::uuids::to_string(operation.guid)},
-                              {"from", time_json(operation.start_time)},
-                              {"to", time_json(operation.end_time)},
+                              {"from", json_time(operation.start_time)},
+                              {"to", json_time(operation.end_time)},
                               {"stage", stage_of(operation)},
                               {"attempts", operation.attempts},
                               {"failed", failed}});
     }
     return {{"path", path},
             {"kind", contents.journal ? "journal" : "state file"},
-            {"alive", contents.alive ? time_json(*contents.alive) : Json()},
+            {"alive", contents.alive ? json_time(*contents.alive) : Json()},
             {"fault", contents.fault.empty() ? Json() : Json(contents.fault)},
             {"gaps", gaps},
             {"operations", operations}};
@@ -179,7 +179,7 @@ int run_gaps(const Options& options) {
             status = cli::kCannotRun;
             continue;
         }
-        json ? json->add(json_of(path, *contents)) : print_text(path, *contents);
+        json ? json->add(gaps_json(path, *contents)) : print_contents(path, *contents);
         if (!contents->fault.empty()) status = std::max(status, cli::kFailure);
     }
     if (json) json->finish();
