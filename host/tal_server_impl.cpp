@@ -91,8 +91,8 @@ void CTalServerImpl::convert(const StreamRecord& request) {
         const auto log_line = [this](std::int32_t level, const std::string& text) {
             log(level, text.c_str());
         };
-        VideoContainerConverterCommand<Mp4Parser> command(
-            std::make_unique<Mp4Parser>(request, ConversionContext{files_, sleeper_, log_line}));
+        VideoContainerConverterCommand<Mp4Parser> command(std::make_unique<Mp4Parser>(
+            request, ConversionContext{files_, sleeper_, log_line, {}, options_}));
         (void)command.run();  // the command has logged its result
     } catch (const std::exception& error) {
         log_error(error.what());

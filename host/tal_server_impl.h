@@ -5,6 +5,7 @@
 #include "host/documents/outgoing.h"
 #include "platform/clock.h"
 #include "platform/file.h"
+#include "plugin/interfaces/options.h"
 #include "plugin/interfaces/stream_record.h"
 #include "plugin/interfaces/tal_server.h"
 
@@ -15,8 +16,9 @@ namespace norvane {
 class CTalServerImpl final : public ITalServer {
   public:
     /// Files and sleeper are not owned and must outlive the adapter.
-    CTalServerImpl(documents::Send send, platform::FileSystem& files, platform::Sleeper& sleeper)
-        : send_(std::move(send)), files_(files), sleeper_(sleeper) {}
+    CTalServerImpl(documents::Send send, platform::FileSystem& files, platform::Sleeper& sleeper,
+                   const Options& options = {})
+        : send_(std::move(send)), files_(files), sleeper_(sleeper), options_(options) {}
 
     void SetEventSink(IEventSink* sink) override { event_sink_ = sink; }
     /// The receiver of the host's messages, null until SetEventSink.
@@ -47,6 +49,7 @@ class CTalServerImpl final : public ITalServer {
     documents::Send send_;
     platform::FileSystem& files_;
     platform::Sleeper& sleeper_;
+    Options options_;
     boost::uuids::random_generator guids_{};
     IEventSink* event_sink_ = nullptr;
     platform::Path output_directory_;  // of the last recordings request; clips are converted into it
