@@ -5,13 +5,17 @@
 
 #include "convert/clip_path.h"
 #include "convert/existing_recording.h"
+#include "convert/frame_improver.h"
 #include "mp4/box_walk.h"
+#include "mp4/movie_frames.h"
 #include "plugin/interfaces/records.h"
 
 namespace norvane {
 namespace {
 
 constexpr std::chrono::milliseconds kRemovalWait{2000};
+
+constexpr const char* kNoTables = "No sample tables found in mp4 container.\n";
 
 constexpr std::int32_t kPixelsPerUnit = kMapPixels;
 
@@ -56,7 +60,7 @@ std::int32_t Mp4Parser::parse_container() {
 
 bool Mp4Parser::may_remove_clip(std::int32_t result) {
     if (!context_.policy.remove_clip) return false;
-    if (!other_time_ && (result == kConverted || !context_.policy.keep_failed_clip)) return true;
+    if (!other_time_ && (result == kConverted || !context_.options.keep_failed_clips)) return true;
     log_message(kLogError, "NorVane - keeping clip '" + request_.sourceFile + "' after " +
                                std::to_string(frames_) + " frames: " + std::string(last_error_));
     return false;
@@ -71,15 +75,48 @@ std::int32_t Mp4Parser::convert_clip() {
     }
     log_message(kLogInformation, "Parsing mp4 container - " + request_.sourceFile + ".\n");
     BoxReader in(clip.get());
+    const bool found = context_.options.all_clips ? find_h264_track(in) : find_tracks(in);
+    return found ? process_stream(in) : kNotConverted;
+}
+
+bool Mp4Parser::find_tracks(BoxReader& in) {
     tracks_ = gather_tracks(in, [this](const std::string& type) {
         log_message(kLogInformation, "Unknown box type : " + type + "\n");
     });
     in.clear();
     if (tracks_.empty()) {
-        log_message(kLogError, "No sample tables found in mp4 container.\n");
-        return kNotConverted;
+        log_message(kLogError, kNoTables);
+        return false;
     }
-    return process_stream(in);
+    if (context_.options.parameter_sets || context_.options.sample_times) movie_ = read_movie(in);
+    in.clear();
+    return true;
+}
+
+/// Describes the track in tracks_ as far as default times and the stream map need it.
+bool Mp4Parser::find_h264_track(BoxReader& in) {
+    movie_ = read_movie(in);
+    in.clear();
+    const MovieTrack* const track = movie_.h264_track();
+    if (track == nullptr) {
+        const std::string codings = movie_.codings();
+        log_message(kLogError, codings.empty() ? kNoTables
+                                               : "No H.264 video in mp4 container - " + request_.sourceFile +
+                                                     " contains " + codings + ".\n");
+        return false;
+    }
+    if (!StoredSamples(*track, in.file()).next()) {
+        log_message(kLogError, kNoTables);
+        return false;
+    }
+    const SampleDescription& description = track->descriptions.front();
+    SampleTables tables;
+    tables.time_to_sample = track->time_to_sample;
+    tables.movie_headers = movie_.headers;
+    tables.sample_descriptions = {
+        {.format = description.coding, .width = description.width, .height = description.height}};
+    tracks_ = {std::move(tables)};
+    return true;
 }
 
 bool Mp4Parser::check_file_format(platform::InputFile* clip) {
@@ -99,12 +136,9 @@ std::int32_t Mp4Parser::process_stream(BoxReader& in) {
 }
 
 std::int32_t Mp4Parser::convert_tracks(BoxReader& in) {
-    const double duration = frame_duration(tracks_.front());
+    current_duration_ = frame_duration(tracks_.front());
     log_message(kLogInformation, "Processing mp4 container stream - " + request_.sourceFile + ".\n");
-    const FrameSink sink = [this](const Frame& frame) {
-        return write_frame(frame.key_frame, frame.group_counter,
-                           static_cast<std::int64_t>(frame.bytes.size()), frame.time, frame.bytes);
-    };
+    if (context_.options.all_clips) return report(convert_h264_track(in));
     for (const SampleTables& track : tracks_) {
         if (!track.complete()) {
             log_message(kLogError,
@@ -112,18 +146,63 @@ std::int32_t Mp4Parser::convert_tracks(BoxReader& in) {
             return kBadTables;
         }
         if (track.sample_descriptions.front().format == kMp4a) continue;
-        switch (convert_track(track, in, static_cast<double>(time_base_), duration, sink)) {
-            case TrackResult::kDone:
-                break;
-            case TrackResult::kBadFrame:
-                log_message(kLogError, "Bad frame size. Aborting parsing of mp4 container.\n");
-                return kBadTables;
-            case TrackResult::kSinkFailed:
-                log_message(kLogError, "Error occured while writing frame to ps file - " + ps_path_ + ".\n");
-                return kNotConverted;
-        }
+        const std::int32_t result = report(convert_as_stored(track, in));
+        if (result != kConverted) return result;
     }
     return kConverted;
+}
+
+/// Logs a failure.
+std::int32_t Mp4Parser::report(TrackResult result) {
+    switch (result) {
+        case TrackResult::kDone:
+            return kConverted;
+        case TrackResult::kBadFrame:
+            log_message(kLogError, "Bad frame size. Aborting parsing of mp4 container.\n");
+            return kBadTables;
+        case TrackResult::kSinkFailed:
+            log_message(kLogError, "Error occured while writing frame to ps file - " + ps_path_ + ".\n");
+            return kNotConverted;
+    }
+    return kNotConverted;
+}
+
+bool Mp4Parser::write(const Frame& frame) {
+    return write_frame(frame.key_frame, frame.group_counter, static_cast<std::int64_t>(frame.bytes.size()),
+                       frame.time, frame.bytes);
+}
+
+/// Converts a track of the walk. If the movie has the same track, its frames are improved.
+TrackResult Mp4Parser::convert_as_stored(const SampleTables& track, BoxReader& in) {
+    const double duration = frame_duration(tracks_.front());
+    const auto time_base = static_cast<double>(time_base_);
+    const MovieTrack* const same = movie_.track_at(track.chunk_offsets.front());
+    if (same == nullptr)
+        return convert_track(track, in, time_base, duration,
+                             [this](const Frame& frame) { return write(frame); });
+    FrameImprover improver(*same, context_.options, time_base, in.size());
+    MovieSamples samples(movie_, *same, in.file());
+    return convert_track(track, in, time_base, duration, [&](Frame frame) {
+        if (const auto sample = samples.next()) {
+            improver.improve(frame, *sample);
+            current_duration_ = improver.duration_of(*sample).value_or(duration);
+        }
+        return write(frame);
+    });
+}
+
+TrackResult Mp4Parser::convert_h264_track(BoxReader& in) {
+    const MovieTrack& track = *movie_.h264_track();
+    const double duration = frame_duration(tracks_.front());
+    FrameImprover improver(track, context_.options, static_cast<double>(time_base_), in.size());
+    double offset = 0;
+    return convert_movie_track(movie_, track, in, [&](Frame frame, const MovieSample& sample) {
+        frame.time = static_cast<double>(time_base_) + offset;
+        offset += duration;
+        improver.improve(frame, sample);
+        current_duration_ = improver.duration_of(sample).value_or(duration);
+        return write(frame);
+    });
 }
 
 void Mp4Parser::init_channel_sample_tables(const std::string& input_name) {
@@ -159,7 +238,7 @@ PsStreamDescs Mp4Parser::stream_descriptions() const {
 }
 
 bool Mp4Parser::may_create_files() {
-    if (context_.policy.keep_other_times) {
+    if (context_.options.keep_recordings) {
         const auto existing = context_.files.open_input(ps_path_);
         other_time_ = existing && holds_another_time(*existing, time_base_);
         if (other_time_) {

@@ -10,9 +10,11 @@
 #include "convert/frame_calendar.h"
 #include "mp4/box_reader.h"
 #include "mp4/frame_loop.h"
+#include "mp4/movie.h"
 #include "mp4/sample_tables.h"
 #include "platform/clock.h"
 #include "platform/file.h"
+#include "plugin/interfaces/options.h"
 #include "plugin/interfaces/stream_record.h"
 #include "ps/ps_writer.h"
 
@@ -33,8 +35,6 @@ struct ChannelRecord {
 struct ConversionPolicy {
     bool remove_clip = true;        // after the conversion, whether it succeeded or not
     bool replace_recording = true;  // overwrite an existing recording
-    bool keep_failed_clip = false;  // do not remove a clip that was not converted completely
-    bool keep_other_times = false;  // do not overwrite a recording of another time
 };
 
 /// The environment of a conversion. Files and sleeper are not owned and must outlive the parser.
@@ -43,6 +43,7 @@ struct ConversionContext {
     platform::Sleeper& sleeper;
     std::function<void(std::int32_t level, const std::string& text)> log;
     ConversionPolicy policy = {};
+    Options options = {};  // parameter_sets, sample_times and all_clips
 };
 
 /// Results of a conversion.
@@ -80,7 +81,8 @@ class Mp4Parser {
     /// find no tables.
     [[nodiscard]] static bool check_file_format(platform::InputFile* clip);
 
-    /// Opens the recording and converts all tracks except audio, in file order.
+    /// Opens the recording and converts all tracks except audio, in file order. With all_clips, converts the
+    /// movie's H.264 track only.
     std::int32_t process_stream(BoxReader& in);
 
     /// Fills the 32 channel records from the first track's first sample description.
@@ -88,16 +90,26 @@ class Mp4Parser {
 
     [[nodiscard]] std::vector<SampleTables>& tracks() noexcept { return tracks_; }
     [[nodiscard]] const std::array<ChannelRecord, kSlots>& channels() const noexcept { return channels_; }
+    /// Seconds from the frame that is being written to the next one. Valid in write_frame and after it.
+    [[nodiscard]] double current_duration() const noexcept { return current_duration_; }
 
   private:
     std::int32_t convert_tracks(BoxReader& in);
     std::int32_t convert_clip();
+    [[nodiscard]] bool find_tracks(BoxReader& in);
+    [[nodiscard]] bool find_h264_track(BoxReader& in);
+    [[nodiscard]] TrackResult convert_as_stored(const SampleTables& track, BoxReader& in);
+    [[nodiscard]] TrackResult convert_h264_track(BoxReader& in);
+    [[nodiscard]] bool write(const Frame& frame);
+    std::int32_t report(TrackResult result);
     [[nodiscard]] PsStreamDescs stream_descriptions() const;
     [[nodiscard]] bool open_files();
     [[nodiscard]] bool may_create_files();
     [[nodiscard]] bool may_remove_clip(std::int32_t result);
 
     std::vector<SampleTables> tracks_;
+    Movie movie_;  // empty unless an option needs it
+    double current_duration_ = 0;
     std::unique_ptr<PsWriter> writer_;
     FrameCalendar calendar_;
     std::string ps_path_;

@@ -95,14 +95,12 @@ void CTalServerImpl::convert(const StreamRecord& request) {
         LogError(("NorVane - Error '" + std::string(what) + "' while converting " + request.sourceFile + ".")
                      .c_str());
     };
-    const ConversionPolicy policy{.keep_failed_clip = options_.keep_failed_clips,
-                                  .keep_other_times = options_.keep_recordings};
     try {
         const auto log_line = [this](std::int32_t level, const std::string& text) {
             log(level, text.c_str());
         };
-        VideoContainerConverterCommand<Mp4Parser> command(
-            std::make_unique<Mp4Parser>(request, ConversionContext{files_, sleeper_, log_line, policy}));
+        VideoContainerConverterCommand<Mp4Parser> command(std::make_unique<Mp4Parser>(
+            request, ConversionContext{files_, sleeper_, log_line, {}, options_}));
         (void)command.run();  // the command has logged its result
     } catch (const std::exception& error) {
         log_error(error.what());

@@ -55,6 +55,7 @@ class BoxReader {
 
     [[nodiscard]] std::uint64_t position() const noexcept { return position_; }
     [[nodiscard]] std::uint64_t size() const noexcept { return size_; }
+    [[nodiscard]] platform::InputFile* file() const noexcept { return file_; }
     /// Bytes from the position to the end of the window, 0 outside it.
     [[nodiscard]] std::size_t in_window() const noexcept;
     /// Bytes from the position to the end of the clip.

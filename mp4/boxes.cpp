@@ -79,6 +79,14 @@ std::uint64_t SttsBox::parse(BoxReader& in, std::uint64_t payload) {
     return read_table(in, payload, table);
 }
 
+std::uint64_t CttsBox::parse(BoxReader& in, std::uint64_t payload) {
+    return read_table(in, payload, table);
+}
+
+std::uint64_t Co64Box::parse(BoxReader& in, std::uint64_t payload) {
+    return read_table(in, payload, table);
+}
+
 std::uint64_t StscBox::parse(BoxReader& in, std::uint64_t payload) {
     return read_table(in, payload, table);
 }

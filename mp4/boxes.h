@@ -35,6 +35,20 @@ class SttsBox final : public Box {
     std::vector<SttsEntry> table;
 };
 
+/// Composition offsets, ISO/IEC 14496-12, 8.6.1.3.
+class CttsBox final : public Box {
+  public:
+    std::uint64_t parse(BoxReader& in, std::uint64_t payload) override;
+    std::vector<CttsEntry> table;
+};
+
+/// 64-bit chunk offsets, ISO/IEC 14496-12, 8.7.5.
+class Co64Box final : public Box {
+  public:
+    std::uint64_t parse(BoxReader& in, std::uint64_t payload) override;
+    std::vector<Co64Entry> table;
+};
+
 /// Sample to chunk, ISO/IEC 14496-12, 8.7.4.
 class StscBox final : public Box {
   public:

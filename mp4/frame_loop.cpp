@@ -2,21 +2,13 @@
 
 #include <algorithm>
 
+#include "mp4/load_samples.h"
 #include "mp4/nal_units.h"
 #include "mp4/sample_cursor.h"
 
 namespace {
 
 constexpr double kDefaultDuration = 0.065;  // seconds
-constexpr std::uint64_t kMinRun = BoxReader::kMaxFillSize / 16;
-
-/// Loads whole samples, so that the window seldom ends inside a large one, whose beginning would have to be
-/// moved. Loads chunks that are smaller than kMinRun with the reader's read-ahead, several at once.
-void load_samples(const SampleCursor& cursor, std::uint32_t size, std::size_t limit, BoxReader& in) {
-    if (size > limit || in.in_window() >= size) return;
-    const std::uint64_t run = cursor.run_length(BoxReader::kMaxFillSize);
-    if (run >= kMinRun) in.load(static_cast<std::size_t>(std::min<std::uint64_t>(run, in.left())), limit);
-}
 
 }  // namespace
 

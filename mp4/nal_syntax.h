@@ -18,6 +18,7 @@ inline constexpr std::uint8_t kSliceDataPartitionA = 2;
 inline constexpr std::uint8_t kSliceOfIdrPicture = 5;
 inline constexpr std::uint8_t kSequenceParameterSet = 7;
 inline constexpr std::uint8_t kPictureParameterSet = 8;
+inline constexpr std::uint8_t kAccessUnitDelimiter = 9;
 
 [[nodiscard]] constexpr std::uint8_t nal_type(platform::Byte header) {
     return header & 0x1FU;

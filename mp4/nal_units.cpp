@@ -39,3 +39,22 @@ std::optional<std::span<const Byte>> insert_nal_tags(std::uint32_t size, std::ui
     in.consume(converted);
     return sample->first(converted);
 }
+
+std::optional<std::span<const Byte>> with_start_codes(std::uint32_t size, std::uint8_t length_size,
+                                                      BoxReader& in, std::vector<Byte>& buffer) {
+    if (length_size == kTagSize) return insert_nal_tags(size, size, size, in);
+    std::span<const Byte> left = in.peek(size);
+    if (left.size() < size) return std::nullopt;
+    buffer.clear();
+    while (!left.empty()) {
+        if (left.size() < length_size) return std::nullopt;
+        std::size_t length = 0;
+        for (const Byte byte : left.first(length_size)) length = length << 8 | byte;
+        left = left.subspan(length_size);
+        if (left.size() < length) return std::nullopt;
+        buffer.insert(buffer.end(), h264::kStartCode.begin(), h264::kStartCode.end());
+        buffer.insert(buffer.end(), left.begin(), left.begin() + static_cast<std::ptrdiff_t>(length));
+        left = left.subspan(length);
+    }
+    return buffer;
+}

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <vector>
 
 #include "mp4/box_reader.h"
 
@@ -13,3 +14,8 @@
 /// past the end of the clip.
 [[nodiscard]] std::optional<std::span<const platform::Byte>> insert_nal_tags(
     std::uint32_t size, std::uint32_t largest_sample_size, std::size_t limit, BoxReader& in);
+
+/// The same for lengths of 1 to 4 bytes. The units must end where the sample ends, or nothing is returned.
+/// `buffer` is used for shorter lengths, whose sample grows.
+[[nodiscard]] std::optional<std::span<const platform::Byte>> with_start_codes(
+    std::uint32_t size, std::uint8_t length_size, BoxReader& in, std::vector<platform::Byte>& buffer);

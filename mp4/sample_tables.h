@@ -1,7 +1,7 @@
 #pragma once
 
-// The tables of one track, as stored in its boxes. ISO/IEC 14496-12, 8.2.2, 8.5.2, 8.6.1.2, 8.6.2, 8.7.3
-// to 8.7.5.
+// The tables of one track, as stored in its boxes. ISO/IEC 14496-12, 8.2.2, 8.5.2, 8.6.1, 8.6.2, 8.7.3 to
+// 8.7.5.
 
 #include <algorithm>
 #include <array>
@@ -25,6 +25,20 @@ struct SttsEntry {
     std::uint32_t sample_delta = 0;
 };
 static_assert(sizeof(SttsEntry) == 2 * sizeof(std::uint32_t));  // the same words as in the file
+
+/// Composition offsets, 8.6.1.3. Signed in both versions: some writers of version 0 store negative ones.
+struct CttsEntry {
+    std::uint32_t sample_count = 0;
+    std::uint32_t sample_offset = 0;
+};
+static_assert(sizeof(CttsEntry) == 2 * sizeof(std::uint32_t));
+
+/// 64-bit chunk offset, 8.7.5.
+struct Co64Entry {
+    std::uint32_t high = 0;
+    std::uint32_t low = 0;
+};
+static_assert(sizeof(Co64Entry) == 2 * sizeof(std::uint32_t));
 
 struct StscEntry {
     std::uint32_t first_chunk = 0;

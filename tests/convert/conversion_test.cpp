@@ -90,7 +90,7 @@ TEST_F(ConvertTest, BadNalLengthEndsTheConversionAfterTheValidFrames) {
 }
 
 TEST_F(ConvertTest, FailedClipIsKeptWithTheOption) {
-    policy.keep_failed_clip = true;
+    options.keep_failed_clips = true;
     ClipTrack track = three_frames();
     track.samples[2] = from_hex("7FFFFFFF") + "third";
     const std::string bad_frame = "Bad frame size. Aborting parsing of mp4 container.\n";
@@ -112,7 +112,7 @@ TEST_F(ConvertTest, RecordingOfTheRepeatedHourIsKeptWithTheOption) {
     const auto start_of_recording = [&] {
         return ParsedRecording(files.at(path), files.at(path + "i")).time(0);
     };
-    policy.keep_other_times = true;
+    options.keep_recordings = true;
     EXPECT_EQ(convert(make_clip(three_frames())), 0);
     request.startSeconds += 3'600;  // 02:30 standard time
     EXPECT_EQ(convert(make_clip(three_frames())), 1);
@@ -122,7 +122,7 @@ TEST_F(ConvertTest, RecordingOfTheRepeatedHourIsKeptWithTheOption) {
     request.startSeconds -= 3'600;
     EXPECT_EQ(convert(make_clip(three_frames())), 0);  // the same clip once more
 
-    policy.keep_other_times = false;
+    options.keep_recordings = false;
     request.startSeconds += 3'600;
     EXPECT_EQ(convert(make_clip(three_frames())), 0);
     EXPECT_EQ(start_of_recording(), "2026-10-25 01:30:00.000");

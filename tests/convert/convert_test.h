@@ -43,11 +43,13 @@ class ConvertTest : public testing::Test {
     ParsedRecording recording() const { return {files.at(kRecording), files.at(kRecording + "i")}; }
 
     norvane::ConversionContext context() {
-        return {files, sleeper,
+        return {files,
+                sleeper,
                 [this](std::int32_t level, const std::string& text) {
                     add_event(std::to_string(level) + " " + text);
                 },
-                policy};
+                {},
+                options};
     }
 
     const std::string kRecording = "out/2018/06/22/16/0509-00A10380e.ps";
@@ -55,7 +57,7 @@ class ConvertTest : public testing::Test {
     std::string events;
     MemoryFiles files;
     StreamRecord request;
-    norvane::ConversionPolicy policy;
+    norvane::Options options;
     InstantSleeper sleeper;
 
   private:

@@ -22,7 +22,7 @@ class TimedParser final : public norvane::Mp4Parser {
 
     bool write_frame(bool key_frame, std::uint16_t group_counter, std::int64_t length, double time,
                      std::span<const platform::Byte> buffer) override {
-        end_ = time + frame_duration(tracks().front());
+        end_ = time + current_duration();
         return Mp4Parser::write_frame(key_frame, group_counter, length, time, buffer);
     }
     [[nodiscard]] double end() const { return end_; }

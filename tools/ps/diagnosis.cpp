@@ -13,11 +13,7 @@
 namespace ps_tool {
 namespace {
 
-constexpr BoxType kMoov = box_type("moov");
-constexpr BoxType kMoof = box_type("moof");
 constexpr BoxType kMeta = box_type("meta");
-constexpr BoxType kStbl = box_type("stbl");
-constexpr BoxType kCo64 = box_type("co64");
 constexpr std::array kMandatory = {kStsd, kStts, kStsc, kStsz, kStco};
 constexpr std::array kAvcFormats = {kAvc1, box_type("avc2"), box_type("avc3"), box_type("avc4")};
 constexpr std::size_t kMaxBoxes = 100'000;  // limits memory use for a clip that consists of boxes

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "mp4/parameter_sets.h"
 #include "tools/ps/diagnosis.h"
 #include "tools/reader/discarding_data_file.h"
-#include "tools/reader/nal_scan.h"
 
 namespace ps_tool {
 namespace {
@@ -45,7 +45,7 @@ class DryRunParser final : public norvane::Mp4Parser {
     bool write_frame(bool key_frame, std::uint16_t group_counter, std::int64_t length, double time,
                      std::span<const platform::Byte> buffer) override {
         if (!Mp4Parser::write_frame(key_frame, group_counter, length, time, buffer)) return false;
-        if (dry_run_.frames++ == 0) dry_run_.parameter_sets_in_samples = reader::has_parameter_sets(buffer);
+        if (dry_run_.frames++ == 0) dry_run_.parameter_sets_in_samples = h264::has_parameter_sets(buffer);
         if (key_frame) ++dry_run_.key_frames;
         return true;
     }

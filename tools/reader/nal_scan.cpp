@@ -18,15 +18,4 @@ std::vector<NalUnit> nal_units(std::span<const platform::Byte> bytes) {
     }
 }
 
-bool has_parameter_sets(std::span<const platform::Byte> frame) {
-    bool sequence = false;
-    bool picture = false;
-    for (const NalUnit& unit : nal_units(frame)) {
-        if (unit.is_slice()) break;
-        sequence |= unit.type == h264::kSequenceParameterSet;
-        picture |= unit.type == h264::kPictureParameterSet;
-    }
-    return sequence && picture;
-}
-
 }  // namespace reader

@@ -20,7 +20,4 @@ struct NalUnit {
 /// Finds the NAL units in the bytes by their start codes.
 [[nodiscard]] std::vector<NalUnit> nal_units(std::span<const platform::Byte> bytes);
 
-/// True if a sequence and a picture parameter set precede the frame's first slice.
-[[nodiscard]] bool has_parameter_sets(std::span<const platform::Byte> frame);
-
 }  // namespace reader

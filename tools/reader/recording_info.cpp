@@ -8,8 +8,6 @@
 #include <span>
 #include <utility>
 
-#include "tools/reader/nal_scan.h"
-
 namespace reader {
 namespace {
 
@@ -66,7 +64,7 @@ class RecordingInfoBuilder {
         constexpr std::size_t kHeadSize = std::size_t{64} * 1024;  // they are at the start of a frame
         if (packet.size < PesHeader::size + packet.padding) return false;
         std::vector<platform::Byte> head(std::min<std::size_t>(packet.payload(), kHeadSize));
-        return recording_.read_data(packet.offset + PesHeader::size, head) && has_parameter_sets(head);
+        return recording_.read_data(packet.offset + PesHeader::size, head) && h264::has_parameter_sets(head);
     }
 
     void add_obstacle(std::string obstacle) {

@@ -9,7 +9,6 @@
 namespace ps_tool {
 namespace {
 
-constexpr BoxType kAvcC = box_type("avcC");
 constexpr std::uint64_t kBeforeEntries = 8;  // version, flags and entry count of the sample description box
 constexpr std::uint64_t kVisualEntry = 86;   // size of a visual sample entry without its boxes
 constexpr std::uint64_t kBoxHeader = 8;
