@@ -34,6 +34,7 @@ struct Options {
     std::uint32_t device = 0;
     std::string name;
     std::uint32_t type = 1;
+    std::string profile = "default";     // of `convert`
     std::string parameter_sets;          // path of a clip, or empty
     std::vector<std::string> documents;  // output of verify --json
     std::string transcript;

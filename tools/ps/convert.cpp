@@ -49,7 +49,8 @@ norvane::ConversionContext context_of(const Options& options) {
             [](std::int32_t level, const std::string& text) {
                 if (level == kLogError) cli::print_error(kProgram, text);
             },
-            {.remove_clip = false, .replace_recording = options.force}};
+            {.remove_clip = false, .replace_recording = options.force},
+            options.profile == "safe" ? norvane::safe_options() : norvane::Options{}};
 }
 
 /// Converts one clip. Returns its end, which is the start of the next clip, or nullopt if it was not fully

@@ -113,6 +113,8 @@ void add_commands(CLI::App& app, Options& options, Action& chosen) {
     add(convert, "--name", "S", options.name, "name of the camera input");
     add(convert, "--type", "N", options.type, "clip type, 1 or 3, which sets the recording kind")
         ->check(CLI::IsMember(std::vector<std::uint32_t>{1, 3}));
+    add(convert, "--profile", "NAME", options.profile, "the module's profile: default or safe")
+        ->check(CLI::IsMember(std::vector<std::string>{"default", "safe"}));
     convert.add_flag("--force", options.force, "replace an existing recording");
 
     CLI::App& exporter =
