@@ -43,9 +43,13 @@ class ConvertTest : public testing::Test {
     ParsedRecording recording() const { return {files.at(kRecording), files.at(kRecording + "i")}; }
 
     norvane::ConversionContext context() {
-        return {files, sleeper, [this](std::int32_t level, const std::string& text) {
+        return {files,
+                sleeper,
+                [this](std::int32_t level, const std::string& text) {
                     add_event(std::to_string(level) + " " + text);
-                }};
+                },
+                {},
+                options};
     }
 
     const std::string kRecording = "out/2018/06/22/16/0509-00A10380e.ps";
@@ -53,6 +57,7 @@ class ConvertTest : public testing::Test {
     std::string events;
     MemoryFiles files;
     StreamRecord request;
+    norvane::Options options;
     InstantSleeper sleeper;
 
   private:

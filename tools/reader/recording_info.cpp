@@ -8,6 +8,8 @@
 #include <span>
 #include <utility>
 
+#include "mp4/parameter_sets.h"
+
 namespace reader {
 namespace {
 
