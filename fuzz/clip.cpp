@@ -37,6 +37,9 @@ class Run {
         request_.startSeconds = kStarts.at(options[0] & 7U);
         request_.flags2 = static_cast<std::uint8_t>(options[0] >> 3U);
         request_.flags = options[2];
+        options_ = {.parameter_sets = (options[2] & 1U) != 0,
+                    .sample_times = (options[2] & 4U) != 0,
+                    .all_clips = (options[2] & 8U) != 0};
         files_.output.data_room = options[3] == 0 ? kDiskSize : std::uint64_t{options[3]} << 5U;
         inject_fault(options[1] >> 6U, options[1] & 0x3FU);
         files_.put(kClip, std::string(clip.begin(), clip.end()));
@@ -49,10 +52,14 @@ class Run {
         const int failing_removals = files_.failing_removals;
         try {
             norvane::Mp4Parser parser(
-                request_, {files_, sleeper_, [this](auto level, const auto& text) {
+                request_, {files_,
+                           sleeper_,
+                           [this](auto level, const auto& text) {
                                errors_ +=
                                    level == kLogError && !text.starts_with("Error deleting file") ? 1 : 0;
-                           }});
+                           },
+                           {},
+                           options_});
             result_ = parser.parse_container();
         } catch (const std::bad_alloc&) {
             require(files_.input_throws_at != kNever, "only injected exceptions are thrown");
@@ -94,6 +101,7 @@ class Run {
     MemoryFiles files_;
     InstantSleeper sleeper_;
     StreamRecord request_;
+    norvane::Options options_;
     std::string data_path_;
     std::optional<std::int32_t> result_;
     int errors_ = 0;

@@ -42,9 +42,45 @@ class RealClipsTest : public testing::Test {
 
     std::int32_t convert() {
         const auto keep = [this](std::int32_t, const std::string& text) { log += text; };
-        norvane::Mp4Parser parser(request, {platform::system_files(), sleeper, keep});
+        norvane::Mp4Parser parser(request, {platform::system_files(), sleeper, keep, {}, module_options});
         return parser.parse_container();
     }
+
+    /// Presentation times of the clip's packets in ms, sorted.
+    std::vector<double> times_of_clip() {
+        const std::string command =
+            "ffprobe -v error -select_streams v -show_entries packet=pts_time -of csv=p=0 " +
+            request.sourceFile + " >" + (directory / "times");
+        EXPECT_EQ(std::system(command.c_str()), 0) << command;
+        std::ifstream lines(directory / "times");
+        std::vector<double> times;
+        for (std::string line; std::getline(lines, line);) times.push_back(std::stod(line) * 1000);
+        std::ranges::sort(times);
+        return times;
+    }
+
+    /// Encodes a clip of 30 pictures and converts it with all options. The recording must decode by itself to
+    /// the clip's pictures, with ffprobe's times.
+    void expect_same_pictures_and_times(const std::string& clip_options, const std::string& encoder_options) {
+        SCOPED_TRACE(clip_options + encoder_options);
+        make_clip(clip_options, encoder_options);
+        const auto expected = pictures(" -i " + request.sourceFile);
+        const auto times = times_of_clip();
+        ASSERT_EQ(expected.size(), times.size());
+        ASSERT_GE(expected.size(), 20U);
+        log.clear();
+        ASSERT_EQ(convert(), norvane::kConverted) << log;
+        const ParsedRecording result = view();
+        EXPECT_EQ(result.fault(), "");
+        std::string stream;
+        for (const std::string& frame : result.payloads()) stream += frame;
+        write_file(directory / "stream.h264", stream);
+        EXPECT_EQ(pictures(" -f h264 -i " + (directory / "stream.h264")), expected);
+        ASSERT_EQ(result.entries.size(), times.size());
+        for (std::size_t i = 0; i < times.size(); ++i)
+            EXPECT_NEAR(result.entries[i].time_of_day, kStartOfDay + times[i], 0.51) << i;
+    }
+    static constexpr double kStartOfDay = 57'909'000;  // request.startSeconds in ms since midnight
 
     ParsedRecording view() const { return {read_file(recording), read_file(recording + "i")}; }
 
@@ -68,6 +104,7 @@ class RealClipsTest : public testing::Test {
     TempDirectory directory;
     InstantSleeper sleeper;
     StreamRecord request;
+    norvane::Options module_options;
     std::string recording;
     std::string log;
     TimeZone zone_{"UTC0"};
@@ -89,6 +126,23 @@ TEST_F(RealClipsTest, FragmentedClipIsRefused) {
                        ".\nNo sample tables found in mp4 container.\n");
     EXPECT_FALSE(boost::filesystem::exists(request.sourceFile));
     EXPECT_FALSE(boost::filesystem::exists(request.outputDirectory));
+}
+
+TEST_F(RealClipsTest, WithAllOptionsRecordingHasTheClipsPicturesAndTimes) {
+    module_options = {.parameter_sets = true, .sample_times = true, .all_clips = true};
+    const std::string sets = " --sets-in-header";
+    const std::string variable =
+        " -vf select='gt(mod(n\\,7)\\,1)' -fps_mode vfr -video_track_timescale 90000";
+    expect_same_pictures_and_times(sets, "");
+    expect_same_pictures_and_times(sets + " --audio-first", " -movflags +faststart");
+    expect_same_pictures_and_times(sets, variable);
+    expect_same_pictures_and_times(sets, variable + " -movflags frag_keyframe+empty_moov");
+    expect_same_pictures_and_times(sets + " --audio-first", " -movflags frag_keyframe -frag_duration 300000");
+    expect_same_pictures_and_times(sets, " -movflags frag_every_frame+empty_moov+default_base_moof");
+    expect_same_pictures_and_times(sets, " -movflags frag_keyframe+empty_moov+omit_tfhd_offset");
+    expect_same_pictures_and_times(sets, " -output_ts_offset 0.34");
+    expect_same_pictures_and_times("", " -tag:v avc3");
+    expect_same_pictures_and_times(sets, " -x264-params open-gop=1:keyint=12:aud=1");
 }
 
 TEST_F(RealClipsTest, PathsMayBeLongAndContainInvalidUtf8) {

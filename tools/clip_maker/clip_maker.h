@@ -26,6 +26,29 @@ namespace clip_maker {
 /// `size` bytes that repeat only after 64 KiB.
 [[nodiscard]] std::string unit_of(std::size_t size);
 
+/// The times of a track, in its time scale. With them, its header boxes are complete.
+struct TrackTimes {
+    std::uint32_t time_scale = 1000;
+    std::vector<std::uint32_t> durations = {};    // of each sample
+    std::vector<std::int32_t> compositions = {};  // offsets of each sample; empty: no "ctts"
+    struct Edit {
+        std::uint32_t duration = 0;    // in the movie's time scale
+        std::int32_t media_time = -1;  // -1: an empty edit
+    };
+    std::vector<Edit> edits = {};
+    bool long_edits = false;  // 64-bit entries
+    bool enabled = true;
+    std::string handler = "vide";
+};
+
+/// What the configuration box of a sample entry says (ISO/IEC 14496-15, 5.3.3.1).
+struct AvcSets {
+    std::vector<std::string> sequence = {};
+    std::vector<std::string> picture = {};
+    std::uint8_t length_size = 4;
+    std::string boxes_ahead = {};  // between the fixed part of the entry and the configuration
+};
+
 /// A track. Only the samples are required.
 struct ClipTrack {
     std::vector<std::string> samples;  // as stored in the file, with the length of each unit
@@ -39,6 +62,18 @@ struct ClipTrack {
     std::vector<std::string> order = {"stsd", "stts", "stss", "stsc", "stsz", "stco"};
     /// Boxes to store as given, by the name in `order`; an empty string leaves the box out.
     std::map<std::string, std::string> boxes = {};
+    std::optional<TrackTimes> times = {};
+    std::optional<AvcSets> sets = {};  // without them, "avc1" has one of each kind
+};
+
+/// Where the samples of a fragmented clip are (ISO/IEC 14496-12, 8.8). The tracks need times.
+struct Fragments {
+    std::size_t samples = 2;  // of each track in each fragment
+    /// What the offset of a run counts from: its fragment, an offset in the file, or the end of the data of
+    /// the previous track.
+    enum class Base { kFragment, kFile, kPrevious } base = Base::kFragment;
+    std::optional<std::uint64_t> first_time = 0;  // without it, no "tfdt"
+    bool defaults = false;  // size and duration of the first sample for all, in "trex" or, if odd, in "tfhd"
 };
 
 /// A file: "ftyp", `in_front`, "moov" and "mdat" in either order, `at_end`.
@@ -52,6 +87,7 @@ struct Clip {
     bool long_media = false;      // "mdat" with a 64-bit size
     std::string in_front = {};
     std::string at_end = {};
+    std::optional<Fragments> fragments = {};
 };
 [[nodiscard]] std::string make_clip(const Clip& clip);
 [[nodiscard]] std::string make_clip(const ClipTrack& track);
