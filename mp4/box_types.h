@@ -16,6 +16,10 @@ using BoxType = std::uint32_t;
     return type;
 }
 
+/// Sizes in a box header that are not sizes, ISO/IEC 14496-12, 4.2.
+inline constexpr std::uint32_t kSizeToEnd = 0;  // up to the end of the file
+inline constexpr std::uint32_t kLargeSize = 1;  // the size is in the 64 bits after the type
+
 inline constexpr BoxType kFtyp = box_type("ftyp");
 inline constexpr BoxType kMvhd = box_type("mvhd");
 inline constexpr BoxType kStts = box_type("stts");

@@ -14,8 +14,6 @@ struct BoxHeader {
     std::uint64_t payload = 0;  // bytes after the header, according to the header
 };
 
-constexpr std::uint32_t kLargeSize = 1;  // the size is in the 64 bits after the type
-
 /// A size smaller than its own header wraps around, so that such a box extends to the end of the file.
 std::optional<BoxHeader> read_header(BoxReader& in) {
     const std::uint32_t size = in.u32();

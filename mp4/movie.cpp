@@ -14,9 +14,6 @@ namespace {
 /// A track takes more memory than the smallest track box.
 constexpr std::size_t kMaxTracks = 256;
 
-constexpr std::uint32_t kToEnd = 0;      // size of a box that extends to the end of its parent, 4.2
-constexpr std::uint32_t kLargeSize = 1;  // the size is in the 64 bits after the type
-
 /// A box and where its payload is in the file.
 struct BoxRange {
     BoxType type = 0;
@@ -43,7 +40,7 @@ std::optional<BoxRange> box_at(BoxReader& in, std::uint64_t offset, std::uint64_
     const BoxType type = in.u32();
     const std::uint64_t header = size == kLargeSize ? kLargeHeader : kHeader;
     if (size == kLargeSize) size = in.u64();
-    if (size == kToEnd) size = end - offset;
+    if (size == kSizeToEnd) size = end - offset;
     if (!in.ok() || size < header || end - offset < header) return std::nullopt;
     return BoxRange{type, offset, offset + header, offset + std::min(size, end - offset),
                     size > end - offset};
@@ -179,11 +176,6 @@ std::vector<std::uint64_t> joined(const std::vector<Co64Entry>& entries) {
     return offsets;
 }
 
-std::vector<std::uint32_t> sorted(std::vector<std::uint32_t> numbers) {
-    std::ranges::sort(numbers);
-    return numbers;
-}
-
 void read_sample_table(BoxReader& in, const BoxRange& box, MovieTrack& track) {
     switch (box.type) {
         case kStsd:
@@ -207,7 +199,8 @@ void read_sample_table(BoxReader& in, const BoxRange& box, MovieTrack& track) {
             track.chunk_offsets = joined(table_of<Co64Box>(in, box));
             return;
         case kStss:
-            track.sync_samples = sorted(table_of<StssBox>(in, box));
+            track.sync_samples = table_of<StssBox>(in, box);
+            std::ranges::sort(track.sync_samples);
             return;
         default:
             return;
@@ -361,7 +354,7 @@ class FragmentReader {
     std::optional<std::uint64_t> decode_time_;
 };
 
-std::string text_of(BoxType type) {
+std::string printable(BoxType type) {
     std::string text;
     for (int shift = 24; shift >= 0; shift -= 8) {
         const auto c = static_cast<char>(type >> shift & 0xFF);
@@ -422,7 +415,7 @@ std::string Movie::codings() const {
         const BoxType coding = track.descriptions.front().coding;
         if (std::ranges::find(types, coding) != types.end()) continue;
         types.push_back(coding);
-        text += (text.empty() ? "" : ", ") + text_of(coding);
+        text += (text.empty() ? "" : ", ") + printable(coding);
     }
     return text;
 }
