@@ -226,8 +226,9 @@ void read_track_box(BoxReader& in, const BoxRange& box, MovieTrack& track) {
             if (!headers.empty()) track.time_scale = headers.front().timescale;
             return;
         }
-        case kHdlr:
-            track.handler = HandlerRecord::Type::get(first_record<HandlerRecord>(in, box));
+        case kHdlr:  // QuickTime files have another one in minf, after that of the media
+            if (track.handler == 0)
+                track.handler = HandlerRecord::Type::get(first_record<HandlerRecord>(in, box));
             return;
         case kStbl:
             return enter(read_sample_table);

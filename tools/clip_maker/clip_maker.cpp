@@ -134,7 +134,8 @@ std::string track_box(const Clip& clip, const ClipTrack& track, std::size_t id, 
     const TrackTimes& times = *track.times;
     const std::string header = box("tkhd", be32(times.enabled ? 1 : 0) + zeros(8) + be32(id) + zeros(68));
     const std::string media = box("mdhd", zeros(12) + be32(times.time_scale) + zeros(8)) +
-                              box("hdlr", zeros(8) + times.handler + zeros(13)) + box("minf", information);
+                              box("hdlr", zeros(8) + times.handler + zeros(13)) +
+                              box("minf", box("hdlr", zeros(8) + "alis" + zeros(13)) + information);
     return box("trak", header + (times.edits.empty() ? "" : edit_list(times)) + box("mdia", media));
 }
 
