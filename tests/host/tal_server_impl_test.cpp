@@ -127,6 +127,16 @@ TEST_F(TalServerTest, TheTypeOfAClipIsInItsRecording) {
     }
 }
 
+TEST_F(TalServerTest, OptionsReachTheConversion) {
+    norvane::CTalServerImpl all_clips{std::bind_front(&TalServerTest::send, this), files, sleeper,
+                                      norvane::Options{.all_clips = true}};
+    for (norvane::CTalServerImpl* on : {&in_memory, &all_clips}) {
+        files.put("clip", make_clip(ClipTrack{.samples = {nal("picture")}, .format = "hvc1"}));
+        convert(*on, "clip");
+        EXPECT_EQ(sent().find("contains hvc1") != std::string::npos, on == &all_clips);
+    }
+}
+
 TEST_F(TalServerTest, GuidsAreRandomAndOfVersion4) {
     std::set<norvane::Guid> guids;
     std::array<std::uint8_t, 16> ones{};  // bits that were set at least once
