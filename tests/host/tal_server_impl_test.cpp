@@ -52,13 +52,14 @@ class TalServerTest : public ::testing::Test {
         sent_ += "\n";
     }
 
+    [[nodiscard]] documents::Send sender() { return std::bind_front(&TalServerTest::send, this); }
+
     TempDirectory directory;
     MemoryFiles files;
     InstantSleeper sleeper;
     std::string sent_;
-    norvane::CTalServerImpl server{std::bind_front(&TalServerTest::send, this), platform::system_files(),
-                                   sleeper};
-    norvane::CTalServerImpl in_memory{std::bind_front(&TalServerTest::send, this), files, sleeper};
+    norvane::CTalServerImpl server{sender(), platform::system_files(), sleeper};
+    norvane::CTalServerImpl in_memory{sender(), files, sleeper};
 };
 
 }  // namespace
@@ -132,11 +133,7 @@ TEST_F(TalServerTest, TheTypeOfAClipIsInItsRecording) {
 
 TEST_F(TalServerTest, OptionsAddASeparatorAndEscapeLogLines) {
     const auto lines_of = [this](const norvane::Options& options, const std::string& output) {
-        norvane::CTalServerImpl with_options{
-            [this](const tinyxml2::XMLDocument& document, std::uint32_t message_class) {
-                send(document, message_class);
-            },
-            files, sleeper, options};
+        norvane::CTalServerImpl with_options{sender(), files, sleeper, options};
         with_options.RequestRecordings({}, 7, 3, 0, 9, "t", output);
         files.put("clip\xA9\x01", make_clip(ClipTrack{.samples = {nal("picture")}}));
         (void)sent();
@@ -153,6 +150,15 @@ TEST_F(TalServerTest, OptionsAddASeparatorAndEscapeLogLines) {
     EXPECT_THAT(lines_of(options, ""), HasSubstr("PSI) 1970/"));
     options.well_formed_log = true;
     EXPECT_THAT(lines_of(options, "out"), HasSubstr("container - clip\\xA9\\x01."));
+}
+
+TEST_F(TalServerTest, OptionsReachTheConversion) {
+    norvane::CTalServerImpl all_clips{sender(), files, sleeper, norvane::Options{.all_clips = true}};
+    for (norvane::CTalServerImpl* on : {&in_memory, &all_clips}) {
+        files.put("clip", make_clip(ClipTrack{.samples = {nal("picture")}, .format = "hvc1"}));
+        convert(*on, "clip");
+        EXPECT_EQ(sent().find("contains hvc1") != std::string::npos, on == &all_clips);
+    }
 }
 
 TEST_F(TalServerTest, GuidsAreRandomAndOfVersion4) {

@@ -227,6 +227,18 @@ TEST(MovieTest, IncompleteClipsEndWithABadFrameAfterTheirFrames) {
     EXPECT_EQ(half.frames.size(), 2U);
 }
 
+TEST(MovieTest, LargeSamplesAreReadFromAnyChunks) {
+    ClipTrack track = video();
+    for (std::size_t i = 0; i < 5; ++i) track.samples[i] = nal(unit_of(60'000 * (i + 1)));
+    for (const std::vector<std::size_t>& chunks : {std::vector<std::size_t>{5}, {1, 1, 1, 1, 1}, {2, 3}}) {
+        track.chunks = chunks;
+        const auto frames = frames_of(make_clip(track));
+        ASSERT_EQ(frames.size(), 5U);
+        for (std::size_t i = 0; i < 5; ++i)
+            EXPECT_TRUE(frames[i].ends_with(" " + unit_of(60'000 * (i + 1)))) << i;
+    }
+}
+
 TEST(MovieTest, CountsThatExceedTheClipEndInTimeProportionalToIt) {
     ClipTrack track = video();
     track.boxes["stsc"] = table_box("stsc", 1, {1, 0xFFFFFFFF, 1});
