@@ -23,6 +23,11 @@ constexpr std::uint64_t kDiskSize = 65'536;  // limits the recording and so the 
 /// conversion ignores these four bytes, so every clip is a valid input.
 constexpr std::size_t kOptionsAt = 12;
 
+/// The options of the module are the last byte of the box's major brand, if that begins with 'K'. The
+/// conversion ignores the brand, too.
+constexpr std::size_t kSwitchesMarkAt = 8;
+constexpr std::size_t kSwitchesAt = 11;
+
 class Run {
   public:
     explicit Run(std::span<const std::uint8_t> clip) {
@@ -37,9 +42,12 @@ class Run {
         request_.startSeconds = kStarts.at(options[0] & 7U);
         request_.flags2 = static_cast<std::uint8_t>(options[0] >> 3U);
         request_.flags = options[2];
-        options_ = {.parameter_sets = (options[2] & 1U) != 0,
-                    .sample_times = (options[2] & 4U) != 0,
-                    .all_clips = (options[2] & 8U) != 0};
+        if (clip.size() > kSwitchesAt && clip[kSwitchesMarkAt] == 'K') {
+            const std::uint8_t switches = clip[kSwitchesAt];
+            options_ = {.parameter_sets = (switches & 1U) != 0,
+                        .sample_times = (switches & 2U) != 0,
+                        .all_clips = (switches & 4U) != 0};
+        }
         files_.output.data_room = options[3] == 0 ? kDiskSize : std::uint64_t{options[3]} << 5U;
         inject_fault(options[1] >> 6U, options[1] & 0x3FU);
         files_.put(kClip, std::string(clip.begin(), clip.end()));
