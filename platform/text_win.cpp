@@ -24,10 +24,11 @@ std::string narrow_text(const Path& path) {
     return narrow;
 }
 
+/// Also replaces what is outside ASCII: std::filesystem and the module read it in different code pages.
 std::string file_name_of(std::string text) {
     const auto forbidden = [](char c) {
         constexpr std::string_view kForbidden = R"(<>:"/\|?*)";
-        return static_cast<unsigned char>(c) < ' ' || kForbidden.find(c) != std::string_view::npos;
+        return c < ' ' || c > '~' || kForbidden.find(c) != std::string_view::npos;
     };
     std::ranges::replace_if(text, forbidden, '_');
     return text;

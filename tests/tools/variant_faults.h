@@ -255,8 +255,10 @@ inline constexpr std::array kFaults = {
           "documents.one-retrieval"},
     Fault{"gigabytes cut to 10 bits", Kind::kReplaceInDocument, R"(ReserveGB="1172")", R"(ReserveGB="148")",
           0, "documents.gigabytes"},
-    Fault{"name outside ASCII mangled", Kind::kReplaceInDocument, "h\xC3\xB6hlen", "h??hlen", 0,
-          "documents.paths"},
+    Fault{"name outside ASCII mangled", Kind::kReplaceInDocument,
+          "h\xC3\xB6"
+          "fe",
+          "h??fe", 0, "documents.paths"},
     Fault{"long document ignored", Kind::kReplaceInMessage, R"(NorVaneSupported="1"/></Devices>)",
           R"(/></Devices>)", 0, "documents.large"},
     Fault{"index cut after 3,000 frames", Kind::kCutLong, "", "", 3000, "conversion.many-frames"},

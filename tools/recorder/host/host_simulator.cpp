@@ -153,13 +153,9 @@ void HostSimulator::offer(const Camera& camera, const Request& request,
          storage_info_document(camera.device, guid, info));
 }
 
-/// The name of the directory is ASCII: on Windows, the module and std::filesystem read other names
-/// differently.
 fs::path HostSimulator::temporary_directory(const Camera& camera, const Request& request) const {
-    std::string name = fmt::format("{} {}", camera.name, request.operation);
-    std::ranges::replace_if(
-        name, [](unsigned char c) { return c > 0x7F; }, '_');
-    return directory_.temporary_directory() / platform::file_name_of(name);
+    return directory_.temporary_directory() /
+           platform::file_name_of(fmt::format("{} {}", camera.name, request.operation));
 }
 
 void HostSimulator::grant(const Camera& camera, const Request& request) {
