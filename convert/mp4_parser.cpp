@@ -62,7 +62,7 @@ bool Mp4Parser::may_remove_clip(std::int32_t result) {
     if (!context_.policy.remove_clip) return false;
     if (!other_time_ && (result == kConverted || !context_.options.keep_failed_clips)) return true;
     log_message(kLogError, "NorVane - keeping clip '" + request_.sourceFile + "' after " +
-                               std::to_string(frames_) + " frames: " + std::string(last_error_));
+                               std::to_string(frames_) + " frames: " + last_error_);
     return false;
 }
 

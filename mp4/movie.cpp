@@ -11,7 +11,7 @@ using platform::Byte;
 
 namespace {
 
-/// A track takes more memory than the smallest track box.
+/// Limits memory: a track takes more of it than the smallest track box takes of the clip.
 constexpr std::size_t kMaxTracks = 256;
 
 /// A box and where its payload is in the file.

@@ -19,8 +19,19 @@ namespace {
 
 constexpr std::chrono::milliseconds kMaxWait{100};
 
-void report(const char* what) noexcept {
-    try_log_error({"NorVane - Error '", what, "' while handling a host message."});
+/// Runs the action. An exception of any kind ends only the action, and is reported with the words for it.
+template <typename Action>
+void contain(const char* doing, Action action) noexcept {
+    const auto report = [doing](const char* what) {
+        try_log_error({"NorVane - Error '", what, "' while ", doing, "."});
+    };
+    try {
+        action();
+    } catch (const std::exception& error) {
+        report(error.what());
+    } catch (...) {
+        report("unknown");
+    }
 }
 
 std::unique_ptr<norvane::IPersistentStore> make_store(const platform::System& system,
@@ -29,10 +40,6 @@ std::unique_ptr<norvane::IPersistentStore> make_store(const platform::System& sy
     return std::make_unique<norvane::JournaledStore>(
         system.files, system.clock, options,
         [](std::int32_t level, const std::string& text) { LogToHost(level, text.c_str()); });
-}
-
-void report_tick(const char* what) noexcept {
-    try_log_error({"NorVane - Error '", what, "' while looking for unanswered requests."});
 }
 
 }  // namespace
@@ -98,33 +105,18 @@ std::int32_t SyncLayer::stop() {
 /// The second barrier: an exception drops this message only. Its buffer is released in either case.
 void SyncLayer::handle(const StreamRecord& record) noexcept {
     const HostBuffer buffer(record.text);
-    try {
-        dispatch(record);
-    } catch (const std::exception& error) {
-        report(error.what());
-    } catch (...) {
-        report("unknown");
-    }
+    contain("handling a host message", [&] { dispatch(record); });
 }
 
 void SyncLayer::keep_journal(bool changed) noexcept {
     if (journaled_store_ == nullptr) return;
-    try {
-        journaled_store_->keep(changed, [this] { return engine_->state(); });
-    } catch (const std::exception& error) {
-        try_log_error({"NorVane - Error '", error.what(), "' while writing the journal."});
-    }
+    contain("writing the journal",
+            [&] { journaled_store_->keep(changed, [this] { return engine_->state(); }); });
 }
 
 /// After an exception, the next pass tries again.
 void SyncLayer::tick(platform::Ticks now) noexcept {
-    try {
-        engine_->OnTick(now);
-    } catch (const std::exception& error) {
-        report_tick(error.what());
-    } catch (...) {
-        report_tick("unknown");
-    }
+    contain("looking for unanswered requests", [&] { engine_->OnTick(now); });
 }
 
 void SyncLayer::dispatch(const StreamRecord& record) {

@@ -72,10 +72,7 @@ class RealClipsTest : public testing::Test {
         ASSERT_EQ(convert(), norvane::kConverted) << log;
         const ParsedRecording result = view();
         EXPECT_EQ(result.fault(), "");
-        std::string stream;
-        for (const std::string& frame : result.payloads()) stream += frame;
-        write_file(directory / "stream.h264", stream);
-        EXPECT_EQ(pictures(" -f h264 -i " + (directory / "stream.h264")), expected);
+        EXPECT_EQ(pictures_of(result), expected);
         ASSERT_EQ(result.entries.size(), times.size());
         for (std::size_t i = 0; i < times.size(); ++i)
             EXPECT_NEAR(result.entries[i].time_of_day, kStartOfDay + times[i], 0.51) << i;
@@ -83,6 +80,14 @@ class RealClipsTest : public testing::Test {
     static constexpr double kStartOfDay = 57'909'000;  // request.startSeconds in ms since midnight
 
     ParsedRecording view() const { return {read_file(recording), read_file(recording + "i")}; }
+
+    /// The recording's frames, decoded as one H.264 stream.
+    [[nodiscard]] std::vector<std::string> pictures_of(const ParsedRecording& recorded) {
+        std::string stream;
+        for (const std::string& frame : recorded.payloads()) stream += frame;
+        write_file(directory / "stream.h264", stream);
+        return pictures(" -f h264 -i " + (directory / "stream.h264"));
+    }
 
     /// Encodes a clip, converts it, and compares the decoded pictures.
     void expect_same_pictures(const std::string& options, const std::string& encoder_options = "") {
@@ -93,10 +98,7 @@ class RealClipsTest : public testing::Test {
         ASSERT_EQ(convert(), norvane::kConverted) << log;
         const ParsedRecording result = view();
         EXPECT_EQ(result.fault(), "");
-        std::string stream;
-        for (const std::string& frame : result.payloads()) stream += frame;
-        write_file(directory / "stream.h264", stream);
-        EXPECT_EQ(pictures(" -f h264 -i " + (directory / "stream.h264")), expected);
+        EXPECT_EQ(pictures_of(result), expected);
         ASSERT_EQ(result.entries.size(), 30U);
         for (std::size_t i = 0; i < 30; ++i) EXPECT_EQ(result.entries[i].key_distance, i % 10) << i;
     }

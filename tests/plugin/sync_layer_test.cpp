@@ -178,3 +178,18 @@ TEST_F(SyncLayerTest, PassesFindUnansweredRequestsOnlyWithTheOption) {
     EXPECT_NE(lines().find("NorVane - Error 'host trouble' while looking for unanswered requests."),
               std::string::npos);
 }
+
+TEST_F(SyncLayerTest, AJournalThatCannotBeWrittenAndAHostThatThrowsEndNothing) {
+    boost::filesystem::create_directory("norvanepi_journal");
+    worker = std::make_unique<SyncLayer>(platform::System{platform::system_files(), sleeper, clock},
+                                         norvane::Options{.journal = true});
+    int calls = 0;
+    host.on_call = [&calls](std::uint32_t message_class, const std::string&) {
+        if (message_class == 64 && ++calls == 1) throw 17;
+    };
+    worker->run();
+    EXPECT_GE(calls, 1);
+    ASSERT_TRUE(append(done("1")));
+    worker->run();
+    EXPECT_NE(lines().find(kUnknownDone), std::string::npos);
+}
