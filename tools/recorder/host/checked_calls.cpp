@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstdlib>
 #include <deque>
 #include <exception>
 #include <map>
@@ -100,6 +101,13 @@ Shared& shared() {
 host_kit::EntryPoints wrapped;
 std::atomic<std::chrono::nanoseconds::rep> time_limit;
 thread_local const char* current_name = nullptr;
+void (*exit_handler)() = nullptr;
+
+/// The handler that is registered last runs first.
+void register_exit_handler() {
+    if (exit_handler != nullptr && std::atexit(exit_handler) != 0)
+        throw ModuleFault("cannot register an exit handler");
+}
 
 void require_left_alone(const EndedRecord& ended) {
     if (ended.record.is_left_alone()) return;
@@ -147,6 +155,7 @@ void require_no_write(const char* name, const char* kind, const GuardedRecord& r
 std::int32_t call_checked(const EntryPointInfo& info, const void* input, void* output) {
     const char* const name = name_of(info, input);
     const InCall in_call(name);
+    if (wrapped.*info.entry_point == wrapped.close) register_exit_handler();
     GuardedRecord guarded_input(input, input == nullptr ? 0 : info.input_size);
     GuardedRecord guarded_output(output, output == nullptr ? 0 : info.output_size);
     const bool copied = input != nullptr && info.input_size > 0;
@@ -248,6 +257,7 @@ CheckedLibrary::CheckedLibrary(const std::filesystem::path& file, std::chrono::n
     time_limit = limit.count();
     library_.emplace(file);
     wrapped = library_->entry_points();
+    register_exit_handler();
 }
 
 CheckedLibrary::~CheckedLibrary() {
@@ -264,6 +274,10 @@ host_kit::EntryPoints CheckedLibrary::entry_points() {
             .write = checked<5>,
             .seek = checked<6>,
             .ioctl = checked<7>};
+}
+
+void CheckedLibrary::set_exit_handler(void (*handler)()) {
+    exit_handler = handler;
 }
 
 void CheckedLibrary::require_records_left_alone() {

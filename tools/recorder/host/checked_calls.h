@@ -40,6 +40,9 @@ class CheckedLibrary {
     ~CheckedLibrary();
 
     [[nodiscard]] static host_kit::EntryPoints entry_points();
+    /// For a module that ends the process. Runs ahead of the destructors of what the module and the program
+    /// made before the call: its other threads still use that.
+    static void set_exit_handler(void (*handler)());
     /// Throws ModuleFault if the module wrote to a record of an earlier call.
     static void require_records_left_alone();
 

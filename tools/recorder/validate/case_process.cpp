@@ -49,7 +49,7 @@ std::string place() {
 }
 
 void on_exit() {
-    if (!completed) cli::print_error(kProgram, fmt::format("{} {}", kEndedByModule, place()));
+    if (!completed) end_with(fmt::format("{} {}", kEndedByModule, place()));
 }
 
 /// The reason if the case was skipped.
@@ -82,7 +82,7 @@ int run_case(const Options& options) {
     Watchdog watchdog(patience);
     try {
         const ProcessCheck process;
-        if (std::atexit(on_exit) != 0) throw cli::CannotRun("cannot register an exit handler");
+        CheckedLibrary::set_exit_handler(on_exit);
         const std::string skipped = watchdog.guard(chosen.name, [&] { return play(chosen, fixture); });
         process.require_unchanged();
         fixture.require_only_known_files();
