@@ -73,6 +73,29 @@ TEST_F(RecorderProgramTest, WrongUsageOrEnvironmentGivesOneLineAndStatus2) {
     EXPECT_EQ(recorder("--help").status, 0);
 }
 
+/// The default forgets the time in which the host is dead. By chance, a later gap may include it.
+TEST_F(RecorderProgramTest, OnlyTheSafeProfileRecoversWhatKillsCost) {
+    const Outcome ended = recorder("crash --kills 15 --seed 3 --json --out work");
+    EXPECT_EQ(ended.status, 0) << ended.out << ended.err;
+#ifdef CHECK_JSON
+    write_file(directory_ / "printed.json", ended.out);
+    EXPECT_EQ(run(CHECK_JSON " " SCHEMA " printed.json").err, "") << ended.out;
+#endif
+    std::map<std::string, json> profiles;
+    const json printed = json::parse(ended.out, nullptr, false);
+    for (const json& each : printed.at("profiles")) profiles[each.at("profile")] = each;
+    EXPECT_GT(profiles["default"].at("not_recovered_ms"), 0);
+    EXPECT_GT(profiles["safe"].at("lost_ms"), 0);
+    EXPECT_EQ(profiles["safe"].at("recovered_ms"), profiles["safe"].at("lost_ms"));
+    EXPECT_EQ(profiles["safe"].at("faulty_recordings"), 0);
+}
+
+TEST_F(RecorderProgramTest, ScenariosPlayWithTheSafeProfile) {
+    EXPECT_EQ(recordings_of("retry --profile safe").size(), 3U);  // the third try succeeds
+    EXPECT_EQ(recordings_of("restart --profile safe").size(), 9U);
+    EXPECT_GT(recordings_of("many --cameras 4 --gaps 2 --seed 1 --profile safe").size(), 0U);
+}
+
 #ifndef _WIN32
 TEST_F(RecorderProgramTest, ADirectoryWithoutPermissionGivesOneLineAndStatus2) {
     // Root may write everywhere. So the program runs as the user nobody, from a copy that this user can read.

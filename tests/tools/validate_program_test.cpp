@@ -40,6 +40,14 @@ TEST_F(ValidateTest, TheBuiltModuleConforms) {
     EXPECT_GE(results.at("cases").size(), 50U);
 }
 
+TEST_F(ValidateTest, ConformsWithTheSafeProfile) {
+    // The cases about clips and answers that only the default accepts are skipped.
+    const Outcome ended = validate(kModule + " --profile safe --json");
+    EXPECT_EQ(ended.status, 0) << ended.out << ended.err;
+    const json results = json::parse(ended.out, nullptr, false);
+    EXPECT_GE(results.at("passed"), 60U);
+}
+
 TEST_F(ValidateTest, AVariantWithoutAFaultConforms) {
     const Outcome ended = validate(kVariants);
     EXPECT_EQ(ended.status, 0) << ended.out << ended.err;

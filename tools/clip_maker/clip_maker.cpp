@@ -45,10 +45,10 @@ std::string sample_entry(const ClipTrack& track) {
                         be32(0x00480000) + be32(0x00480000) + zeros(4) + be16(1) + zeros(32) + be16(24) +
                         be16(0xFFFF);
     if (track.sets) return box(track.format, fixed + track.sets->boxes_ahead + configuration(*track.sets));
-    if (track.format != "avc1") fixed.resize(track.entry_bytes - 8);
-    if (track.format == "avc1") {
-        fixed += box(
-            "avcC", big(0x0142001EFFE1, 6) + be16(4) + be32(0x6742001E) + big(1, 1) + be16(2) + be16(0x68CE));
+    if (track.format != "avc1") {
+        fixed.resize(track.entry_bytes - 8);
+    } else {
+        fixed += configuration({{std::string(kSequenceSet)}, {std::string(kPictureSet)}});
     }
     return box(track.format, fixed);
 }

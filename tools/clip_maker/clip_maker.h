@@ -49,6 +49,10 @@ struct AvcSets {
     std::string boxes_ahead = {};  // between the fixed part of the entry and the configuration
 };
 
+/// The only sets of an "avc1" entry without AvcSets.
+inline constexpr std::string_view kSequenceSet{"\x67\x42\x00\x1E", 4};
+inline constexpr std::string_view kPictureSet{"\x68\xCE", 2};
+
 /// A track. Only the samples are required.
 struct ClipTrack {
     std::vector<std::string> samples;  // as stored in the file, with the length of each unit

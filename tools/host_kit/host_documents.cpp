@@ -43,8 +43,8 @@ std::string device_document(const Device& device, const std::string& address) {
 }
 
 /// Always channel 0: the module restores a loss under that number after a restart.
-std::string channel_document(const Device& device, bool connected, Seconds time) {
-    return about_device(device, filled(contents::kChannel, {0, 0, connected, time}));
+std::string channel_document(const Device& device, bool connected, Seconds time, std::uint32_t channel) {
+    return about_device(device, filled(contents::kChannel, {0, channel, connected, time}));
 }
 
 std::string storage_info_document(const Device& device, const std::string& guid, const StorageInfo& info) {

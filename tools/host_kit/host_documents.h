@@ -76,7 +76,8 @@ inline constexpr const char* kFailed =
 [[nodiscard]] std::string escaped(std::string text, bool attribute = true);
 
 [[nodiscard]] std::string device_document(const Device& device, const std::string& address);
-[[nodiscard]] std::string channel_document(const Device& device, bool connected, Seconds time);
+[[nodiscard]] std::string channel_document(const Device& device, bool connected, Seconds time,
+                                           std::uint32_t channel = 0);
 
 /// The recordings that the camera has for an operation; 0 if there is nothing to retrieve.
 struct StorageInfo {

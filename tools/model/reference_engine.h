@@ -99,6 +99,8 @@ class ReferenceEngine final : public norvane::IEventSink {
     bool OnUnusableAnswer(const std::optional<Guid>& guid, const std::string& reason) override;
     void OnTick(Ticks now) override;
 
+    /// True if an operation has neither ended nor used up its retries.
+    [[nodiscard]] bool has_pending() const;
     [[nodiscard]] bool is_idle() const { return idle_; }
     [[nodiscard]] const std::vector<TrackedOperation>& operations() const { return operations_; }
 
@@ -112,7 +114,7 @@ class ReferenceEngine final : public norvane::IEventSink {
     [[nodiscard]] Position first(Predicate predicate);
     [[nodiscard]] Position waiting();
     [[nodiscard]] bool waits() const { return options_.request_timeout > 0 || options_.retries > 0; }
-    [[nodiscard]] bool has_pending() const;
+
     void adopt(const norvane::EngineState& saved);
     void connect(const ChannelKey& channel);
     void forget_channels(const DeviceKey& device);

@@ -6,10 +6,12 @@
 #include <fmt/format.h>
 #include <boost/process/args.hpp>
 #include <boost/process/child.hpp>
+#include <boost/process/environment.hpp>
 #include <boost/process/exe.hpp>
 
 #include "tools/cli/exit_status.h"
 #include "tools/host_kit/module_library.h"
+#include "tools/recorder/crash/crash.h"
 #include "tools/recorder/host/module_fault.h"
 #include "tools/recorder/host/options.h"
 #include "tools/recorder/scenarios/scenarios.h"
@@ -79,6 +81,8 @@ std::uint32_t play(const Options& options, const std::vector<Clip>& clips, const
                                restart_state_of(text_of_file(restart_state_file(directory)).value_or("")));
             fs::remove(restart_state_file(directory));
             return 1;
+        case Scenario::kCrash:
+        case Scenario::kCrashHost:
         case Scenario::kValidate:
         case Scenario::kOneCase:
             break;  // not scenarios
@@ -115,6 +119,7 @@ int run_second_half(const Options& options, const WorkingDirectory& directory) {
     std::vector<std::string> arguments = {kSecondHalf, "--out=" + directory.path().string(),
                                           "--module=" + options.module.string(),
                                           fmt::format("--patience={}", options.patience)};
+    if (options.profile) arguments.push_back(fmt::format("--profile={}", name_of(*options.profile)));
     if (options.transcript) arguments.push_back("--transcript=" + options.transcript->string());
     if (options.json) arguments.emplace_back("--json");
     if (options.verbose) arguments.emplace_back("--verbose");
@@ -124,16 +129,24 @@ int run_second_half(const Options& options, const WorkingDirectory& directory) {
     return child.exit_code();
 }
 
+int run_crash(const Options& options) {
+    require_loadable(options.module);
+    return crash::run(options);
+}
+
 /// Returns the exit status of the program. Throws cli::CannotRun.
 int run(const Options& options) {
     if (options.scenario == Scenario::kValidate) return validate::run_suite(options);
     if (options.scenario == Scenario::kOneCase) return validate::run_case(options);
+    if (options.scenario == Scenario::kCrash) return run_crash(options);
+    if (options.scenario == Scenario::kCrashHost) return crash::run_host(options);
     // Find errors in the command line before anything is written.
     std::vector<Clip> clips;
     std::ranges::transform(options.clips, std::back_inserter(clips), inspect_clip);
     require_loadable(options.module);
     check_paths(options);
     WorkingDirectory directory(options.directory);
+    const Profile profile = options.profile.value_or(Profile::kDefault);
     const bool second_half = options.scenario == Scenario::kRestartSecondHalf;
     std::FILE* const stream = options.json ? stderr : stdout;
     Conversation conversation({.stream = stream,
@@ -142,8 +155,9 @@ int run(const Options& options) {
                                .transcript = options.transcript,
                                .continued = second_half});
     if (!second_half) directory.clear();
+    directory.set_profile(profile);
     if (clips.empty()) clips = generated_clips(directory);
-    HostSimulator simulator({options.module, std::chrono::seconds(options.patience)}, directory,
+    HostSimulator simulator({options.module, std::chrono::seconds(options.patience), profile}, directory,
                             conversation);
     conversation.note("working in " + directory.path().string());
     std::optional<Soak> soak;
@@ -167,6 +181,7 @@ int run(const Options& options) {
 }  // namespace recorder
 
 int main(int argc, char** argv) {
+    boost::this_process::environment().erase("NORVANEPI_CONF");  // the options come from --profile
     return cli::run_tool(recorder::kProgram, [&] {
         const auto options = recorder::read_command_line(argc, argv);
         return options ? recorder::run(*options) : cli::kSuccess;

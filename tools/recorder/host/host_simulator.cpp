@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <thread>
 #include <utility>
 
 #include <fmt/format.h>
@@ -18,6 +19,7 @@ namespace fs = std::filesystem;
 using std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kPollInterval{20};
+constexpr std::chrono::milliseconds kPasses{250};  // two passes of an idle main loop
 /// A valid GUID that the module never generates.
 constexpr const char* kUnknownGuid = "00000000-0000-4000-8000-000000000000";
 
@@ -27,12 +29,27 @@ HostSimulator::HostSimulator(Settings settings, WorkingDirectory& directory, Con
     : settings_(std::move(settings)),
       directory_(directory),
       conversation_(conversation),
+      model_(expected_, module_options(settings_.profile)),
       bindings_(present()) {}
 
 void HostSimulator::load(const std::string& load_error) {
     model_.on_open(load_error);
     host_ = std::make_unique<ModuleHost>(settings_.module, settings_.patience, conversation_.counts().sent);
     settle();
+    wait_for_passes();
+}
+
+void HostSimulator::settle_passes() {
+    if (settings_.profile != Profile::kSafe) return;
+    settle();
+    model_.on_pass();
+    settle();
+}
+
+void HostSimulator::wait_for_passes() {
+    if (settings_.profile != Profile::kSafe) return;
+    std::this_thread::sleep_for(kPasses);
+    settle_passes();
 }
 
 void HostSimulator::open_with_bad_state(const std::string& load_error) {
@@ -110,6 +127,7 @@ void HostSimulator::send(const std::string& kind, const std::string& summary, co
     host_->send(lent, by_ioctl ? ModuleHost::Route::kIoctl : ModuleHost::Route::kWrite);
     expected_.push_back(
         {.message_class = names::kReleaseClass, .pattern = "", .returned_number = lent.number});
+    settle_passes();
 }
 
 void HostSimulator::announce(const Camera& camera) {
@@ -211,7 +229,7 @@ void HostSimulator::deliver_no_mp4(const Camera& camera, const Request& request,
         std::ofstream(file) << "RIFF\x10\x20\x30\x40"
                                "AVI LIST";
         model_.on_refused_clip(request.operation, file.string());
-        return operation(request).has_value();
+        return operation(request).has_value() && !module_options(settings_.profile).keep_failed_clips;
     });
 }
 
@@ -221,8 +239,9 @@ void HostSimulator::deliver_unusual(const Camera& camera, const Request& request
     hand_over(camera, request, name, {.start = stored.start, .stop = stored.stop()},
               [&](const fs::path& file) {
                   if (fs::exists(stored.clip.file)) fs::copy(stored.clip.file, file);
-                  predict(file.string(), directory_.recording_path(camera.device, stored.start));
-                  return fs::is_regular_file(stored.clip.file);
+                  const bool is_removed =
+                      predict(file.string(), directory_.recording_path(camera.device, stored.start));
+                  return is_removed && fs::is_regular_file(stored.clip.file);
               });
 }
 
@@ -260,6 +279,7 @@ void HostSimulator::fail(const Camera& camera, const Request& request, std::int3
     send("failed",
          fmt::format("{} with error {} at the clip of {}", guid, error, utc_text(failed_clip_start)),
          failed_document(camera.device, guid, error, failed_clip_start));
+    wait_for_passes();
 }
 
 void HostSimulator::settle() {

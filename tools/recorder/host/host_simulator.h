@@ -13,6 +13,7 @@
 
 #include "tools/recorder/host/conversation.h"
 #include "tools/recorder/host/module_host.h"
+#include "tools/recorder/host/options.h"
 #include "tools/recorder/host/working_directory.h"
 #include "tools/recorder/model/camera.h"
 #include "tools/recorder/model/engine_model.h"
@@ -41,8 +42,11 @@ class HostSimulator {
     struct Settings {
         std::filesystem::path module;
         std::chrono::seconds patience{};  // limit without progress of the module
+        Profile profile = Profile::kDefault;
     };
     HostSimulator(Settings settings, WorkingDirectory& directory, Conversation& conversation);
+
+    [[nodiscard]] Profile profile() const { return settings_.profile; }
 
     /// Loads and opens the module, which must empty the state file.
     void open();
@@ -79,8 +83,8 @@ class HostSimulator {
     void grant(const Camera& camera, const Request& request);
     void deliver(const Camera& camera, const Request& request, const StoredClip& stored, std::int32_t type);
     /// Delivers a file that the module cannot convert completely. The caller predicts its log lines from the
-    /// paths of the clip and the recording.
-    using Prediction = std::function<void(const std::string& clip, const std::string& recording)>;
+    /// paths of the clip and the recording, and returns whether it removes the clip.
+    using Prediction = std::function<bool(const std::string& clip, const std::string& recording)>;
     void deliver_unusual(const Camera& camera, const Request& request, const StoredClip& stored,
                          const Prediction& predict);
     void deliver_no_mp4(const Camera& camera, const Request& request, Seconds start);
@@ -134,6 +138,9 @@ class HostSimulator {
     };
 
     void load(const std::string& load_error);
+    /// With the safe profile, passes of the main loop have effects, and order them before the next event.
+    void settle_passes();
+    void wait_for_passes();
     void send(const std::string& kind, const std::string& summary, const std::string& text);
     [[nodiscard]] std::string guid(const Request& request);
     [[nodiscard]] std::filesystem::path temporary_directory(const Camera& camera,
@@ -155,7 +162,7 @@ class HostSimulator {
     WorkingDirectory& directory_;
     Conversation& conversation_;
     std::deque<Expected> expected_;
-    EngineModel model_{expected_};
+    EngineModel model_;
     Bindings bindings_;
     std::vector<ExpectedRecording> recordings_;
     std::map<std::string, std::size_t> recording_numbers_;  // by path

@@ -20,6 +20,7 @@ struct Typed {
     std::string module;
     std::string transcript;
     std::string junit;
+    std::string profile;
 };
 
 constexpr std::uint32_t kCasePatience = 20;
@@ -60,6 +61,19 @@ void add_common_options(CLI::App& command, Typed& typed, Options& options, bool 
                "seconds to wait if the module makes no progress");
 }
 
+void add_profile(CLI::App& command, Typed& typed, const char* text) {
+    command.add_option("--profile", typed.profile, text)
+        ->type_name("PROFILE")
+        ->check(CLI::IsMember({name_of(Profile::kDefault), name_of(Profile::kSafe)}));
+}
+
+void add_seed(CLI::App& command, Options& options) {
+    command
+        .add_option("--seed", options.seed,
+                    "seed of the random numbers; the same seed gives the same scenario")
+        ->capture_default_str();
+}
+
 void add_scenario(CLI::App& app, Typed& typed, Options& options, Scenario scenario, const std::string& name,
                   const std::string& description) {
     const bool clips_needed = scenario == Scenario::kGap;
@@ -67,20 +81,45 @@ void add_scenario(CLI::App& app, Typed& typed, Options& options, Scenario scenar
         cli::add_command(app, name, description,
                          fmt::format("{} {}{}", kProgram, name, clips_needed ? " --clips front.mp4" : ""));
     add_common_options(command, typed, options, clips_needed);
+    add_profile(command, typed, "options of the module: default or safe");
     command.callback([&options, scenario] { options.scenario = scenario; });
     if (scenario == Scenario::kRestartSecondHalf) command.group("");  // not shown
     if (scenario != Scenario::kMany) return;
     add_number(command, "--cameras", options.cameras, 2000, "number of cameras");
     add_number(command, "--gaps", options.gaps, 1000, "gaps per camera");
-    command
-        .add_option("--seed", options.seed,
-                    "seed of the random numbers; the same seed gives the same scenario")
-        ->capture_default_str();
+    add_seed(command, options);
     command.add_option("--operations", options.operations,
                        "stop after this number of operations, and show the resources used");
     command.add_option("--minutes", options.minutes,
                        "stop after this number of minutes, and show the resources used");
     command.add_flag("--quiet", options.quiet, "show only the results");
+}
+
+void add_crash(CLI::App& app, Typed& typed, Options& options) {
+    CLI::App& command = cli::add_command(
+        app, "crash",
+        "Kill the host again and again, in real time, while cameras keep recording; print what was lost and "
+        "what was recovered. Fails if the profile safe does not recover everything",
+        fmt::format("{} crash --kills 100", kProgram));
+    add_number(command, "--kills", options.kills, 1'000'000, "number of kills");
+    add_seed(command, options);
+    add_profile(command, typed, "only this profile: default or safe (default: both, side by side)");
+    add_file(command, "--out", typed.directory, "working directory (default: a new temporary one)", "DIR");
+    add_file(command, "--module", typed.module,
+             "the module (default: the installed one, or the one in the directory of this program)");
+    command.add_flag("--json", options.json, "print the results as JSON on standard output");
+    command.callback([&options] { options.scenario = Scenario::kCrash; });
+}
+
+void add_crash_host(CLI::App& app, Typed& typed, Options& options) {
+    CLI::App& command = cli::add_command(app, kCrashHost, "", kProgram);
+    command.add_option("--out", typed.directory)->required();
+    command.add_option("--module", typed.module)->required();
+    command.add_option("--patience", options.patience);
+    command.add_option("--seed", options.seed);
+    command.add_flag("--calm", options.calm);
+    command.group("");  // not shown
+    command.callback([&options] { options.scenario = Scenario::kCrashHost; });
 }
 
 void add_validate(CLI::App& app, Typed& typed, Options& options, Scenario scenario, const std::string& name,
@@ -99,6 +138,7 @@ void add_validate(CLI::App& app, Typed& typed, Options& options, Scenario scenar
     command.add_option("--jobs", options.jobs, "number of cases at a time")
         ->default_val(cli::default_jobs())
         ->check(CLI::Range(1U, 64U));
+    add_profile(command, typed, "options of the module: default or safe");
     command.add_option("--patience", options.patience, "limit for a case, or a call in it, in seconds")
         ->default_val(kCasePatience)
         ->check(CLI::Range(1U, kMaxPatience));
@@ -129,6 +169,8 @@ std::optional<Options> read_command_line(int argc, const char* const* argv) {
     add_scenario(app, typed, options, Scenario::kMany, "many",
                  "Many cameras with random losses, returns, failures and restarts");
     add_scenario(app, typed, options, Scenario::kRestartSecondHalf, kSecondHalf, "");
+    add_crash(app, typed, options);
+    add_crash_host(app, typed, options);
     add_validate(app, typed, options, Scenario::kValidate, "validate",
                  "Check that a build of the module behaves as hosts expect, each case in its own process");
     add_validate(app, typed, options, Scenario::kOneCase, kOneCase, "");
@@ -137,10 +179,19 @@ std::optional<Options> read_command_line(int argc, const char* const* argv) {
         if (clip.empty()) throw cli::CannotRun("--clips: empty file name");
         options.clips.push_back(fs::absolute(clip));
     }
+    if (!typed.profile.empty())
+        options.profile = typed.profile == name_of(Profile::kSafe) ? Profile::kSafe : Profile::kDefault;
     options.directory = absolute_or_nothing(typed.directory);
     options.transcript = absolute_or_nothing(typed.transcript);
     options.junit = absolute_or_nothing(typed.junit);
     options.module = typed.module.empty() ? host_kit::default_module() : fs::absolute(typed.module);
+    return options;
+}
+
+norvane::Options module_options(Profile profile) {
+    if (profile == Profile::kDefault) return {};
+    norvane::Options options = norvane::safe_options();
+    options.retry_delay = 0;
     return options;
 }
 

@@ -7,11 +7,34 @@
 #include <string>
 #include <vector>
 
+#include "plugin/interfaces/options.h"
+
 namespace recorder {
 
 inline constexpr const char* kProgram = "norvanepi-recorder";
 
-enum class Scenario { kGap, kRetry, kRestart, kRestartSecondHalf, kMany, kValidate, kOneCase };
+enum class Scenario {
+    kGap,
+    kRetry,
+    kRestart,
+    kRestartSecondHalf,
+    kMany,
+    kCrash,
+    kCrashHost,
+    kValidate,
+    kOneCase
+};
+
+/// What the module does beyond its defaults (docs/profiles.md).
+enum class Profile { kDefault, kSafe };
+
+/// The options of the module in a run with the profile.
+[[nodiscard]] norvane::Options module_options(Profile profile);
+
+/// As in norvanepi.conf.
+[[nodiscard]] inline const char* name_of(Profile profile) {
+    return profile == Profile::kSafe ? "safe" : "default";
+}
 
 /// The command line. All paths are absolute, because the working directory changes later.
 struct Options {
@@ -26,6 +49,9 @@ struct Options {
     std::uint32_t cameras = 8;
     std::uint32_t gaps = 3;
     std::uint64_t seed = 1;
+    std::uint32_t kills = 20;
+    bool calm = false;  // a host of `crash` without random events, until nothing is pending
+    std::optional<Profile> profile;
     std::uint64_t operations = 0;  // limits of a soak run; 0: none
     std::uint32_t minutes = 0;
     bool quiet = false;
@@ -43,6 +69,7 @@ void require_loadable(const std::filesystem::path& module);
 
 /// Subcommands that the program passes to its own child processes.
 inline constexpr const char* kSecondHalf = "restart-second-half";
+inline constexpr const char* kCrashHost = "crash-host";
 inline constexpr const char* kOneCase = "validate-one-case";
 
 }  // namespace recorder

@@ -61,9 +61,17 @@ void WorkingDirectory::claim() {
 }
 
 void WorkingDirectory::clear() {
-    fs::remove(state_file());
+    for (const fs::path& file : {state_file(), path_ / "norvanepi_journal", options_file()}) fs::remove(file);
     fs::remove_all(temporary_directory());
     fs::create_directories(temporary_directory());
+}
+
+void WorkingDirectory::set_profile(Profile profile) const {
+    fs::remove(options_file());
+    if (profile == Profile::kDefault) return;
+    std::ofstream out(options_file());
+    out << "profile = safe\nretry-delay = " << module_options(profile).retry_delay << "\n";
+    if (!out.flush()) throw cli::CannotRun(fmt::format("cannot write {}", (options_file()).string()));
 }
 
 std::string WorkingDirectory::output_directory() const {
@@ -73,9 +81,9 @@ std::string WorkingDirectory::output_directory() const {
 std::string WorkingDirectory::recording_path(const Device& device, Seconds start) const {
     const auto local = platform::local_time(start);
     if (!local) throw cli::CannotRun(fmt::format("no calendar date for second {}", start));
-    const std::uint32_t clip_id = (device.devices_id & 0x0FFF0000U) + (device.number & 0xFFU) * 256U + 0x80U;
     return fmt::format("{}{}/{:02}/{:02}/{:02}/{:02}{:02}-{:08X}e.ps", output_directory(), local->year,
-                       local->month, local->day, local->hour, local->minute, local->second, clip_id);
+                       local->month, local->day, local->hour, local->minute, local->second,
+                       clip_id_of(device));
 }
 
 std::optional<std::string> text_of_file(const fs::path& file) {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "tools/recorder/host/options.h"
 #include "tools/recorder/model/camera.h"
 
 namespace recorder {
@@ -16,11 +17,16 @@ class WorkingDirectory {
     /// used, or if it contains a state file or temporary clips but no marker file of a recorder.
     explicit WorkingDirectory(const std::optional<std::filesystem::path>& wanted);
 
-    /// Removes the state file and the temporary clips of an earlier run.
+    /// Removes the module's options and memory and the temporary clips of an earlier run.
     void clear();
+
+    /// Writes the module's configuration file, with module_options(profile). The default profile has none.
+    void set_profile(Profile profile) const;
 
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
     [[nodiscard]] std::filesystem::path state_file() const { return path_ / "norvanepi_state.xml"; }
+
+    [[nodiscard]] std::filesystem::path options_file() const { return path_ / "norvanepi.conf"; }
 
     /// Ends with a separator, because the module appends file names directly.
     [[nodiscard]] std::string output_directory() const;

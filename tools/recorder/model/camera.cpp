@@ -26,6 +26,10 @@ void Camera::keep_latest(std::size_t kept) {
         storage.erase(storage.begin(), storage.end() - static_cast<std::ptrdiff_t>(kept));
 }
 
+std::uint32_t clip_id_of(const Device& device) {
+    return (device.devices_id & 0x0FFF0000U) + (device.number & 0xFFU) * 256U + 0x80U;
+}
+
 std::int32_t megabytes_of(const std::vector<StoredClip>& clips) {
     constexpr std::uint64_t kMegabyte = 1 << 20U;
     std::uint64_t bytes = 0;

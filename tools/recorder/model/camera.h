@@ -40,6 +40,9 @@ struct Camera {
     Seconds record(const std::vector<Clip>& clips, Seconds start);
 };
 
+/// In the file names of the device's recordings: twelve bits of the identifier and eight of the number.
+[[nodiscard]] std::uint32_t clip_id_of(const Device& device);
+
 /// Sizes are reported in megabytes, rounded up.
 [[nodiscard]] std::int32_t megabytes_of(const std::vector<StoredClip>& clips);
 

@@ -113,8 +113,6 @@ std::uint32_t frames_of(Bytes movie, const std::filesystem::path& file) {
     return frames;
 }
 
-constexpr std::uint32_t kFramesPerSecond = 25;
-
 /// A sample of one unit whose bytes differ from those of its neighbours.
 std::string sample(std::uint32_t number, bool key) {
     const std::uint32_t length = (key ? 400 : 60) + number % 37;

@@ -22,6 +22,9 @@ struct Clip {
 /// Writes the clip and inspects it.
 [[nodiscard]] Clip write_clip(const std::filesystem::path& file, const clip_maker::Clip& clip);
 
+/// Of the small clips.
+inline constexpr std::uint32_t kFramesPerSecond = 25;
+
 /// Writes a clip of a few kilobytes at 25 frames a second, for scenarios about messages. Its H.264 samples
 /// are well-formed but contain no picture.
 [[nodiscard]] Clip write_small_clip(const std::filesystem::path& file, std::int64_t seconds);

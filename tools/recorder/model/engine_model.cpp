@@ -20,6 +20,17 @@ std::uint32_t gigabytes_for(std::int32_t megabytes) {
     return sum <= 1024 ? 1 : sum / 1024;
 }
 
+std::string instant(norvane::Ticks time) {
+    return time == kPresent ? std::string(kPresentInstant) : std::to_string(seconds(time));
+}
+
+/// Of an operation whose retries are used up. The recorder's cameras fail only by a report.
+std::string attributes(const norvane::Failure& failure) {
+    if (failure.since == 0) return {};
+    return fmt::format(R"( FailedTime="{}" Reason="reported" ErrorCode="{}")", instant(failure.since),
+                       failure.error_code);
+}
+
 /// Messages contain identifiers as signed numbers.
 std::int32_t as_signed(std::uint32_t identifier) {
     return static_cast<std::int32_t>(identifier);
@@ -37,11 +48,17 @@ norvane::Guid guid_of(std::size_t operation) {
 
 void EngineModel::on_open(const std::string& load_error) {
     load_error_ = load_error;
-    engine_.emplace(*this, *this, *this);
+    if (options_ != norvane::Options{})
+        expect_log(kLogInformation, fmt::format("NorVane - options of 'norvanepi.conf': {}", kAnyText));
+    engine_.emplace(*this, *this, *this, options_);
     const char* registration =
         R"(<Pavo Delta="0"><Modules><Module Name="norvanepi" ID="5308416" Version="{}"/></Modules></Pavo>)";
     expect(names::kDeviceClass, fmt::format(fmt::runtime(registration), kAnyText));
     expect(names::kDeviceClass, R"(<Pavo Delta="0"><Norvane ID="5308416"/></Pavo>)");
+}
+
+void EngineModel::on_pass() {
+    if (engine_) engine_->OnTick(++steady_);
 }
 
 void EngineModel::on_device(const Device& device) {
@@ -69,6 +86,7 @@ void EngineModel::on_done(std::size_t operation) {
 
 void EngineModel::on_failed(std::size_t operation, std::int32_t error, Seconds failed_clip_start) {
     const bool was_known = this->operation(operation).has_value();
+    ++steady_;
     engine_->OnRetrievalFailed(guid_of(operation), error, ticks(failed_clip_start));
     if (was_known && !this->operation(operation)) ++saved_.operations_dropped;
 }
@@ -114,12 +132,23 @@ void EngineModel::expect_reservation(const Guid& guid, const std::string& comman
                        to_string(guid), command));
 }
 
+void EngineModel::expect_refusal(const std::string& clip) {
+    const std::string reason = fmt::format("Unsupported file format - {}.\n", clip);
+    expect_log(kLogError, reason);
+    if (options_.keep_failed_clips) expect_kept_clip(clip, reason);
+}
+
+void EngineModel::expect_kept_clip(const std::string& clip, const std::string& reason) {
+    expect_log(kLogError,
+               fmt::format("NorVane - keeping clip '{}' after {} frames: {}", clip, kAnyText, reason));
+}
+
 /// The recording's path replaces the input's name. It is empty for a clip that is refused.
 void EngineModel::ConvertClip(Guid /*guid*/, std::uint32_t /*devices_id*/, std::uint32_t /*device_number*/,
                               Path clip_file, std::string recording, Ticks /*start*/, Ticks /*stop*/,
                               std::int32_t /*clip_type*/) {
     const std::string clip = platform::narrow_text(clip_file);
-    if (recording.empty()) return expect_log(kLogError, fmt::format("Unsupported file format - {}.\n", clip));
+    if (recording.empty()) return expect_refusal(clip);
     expect_log(kLogInformation, fmt::format("Parsing mp4 container - {}.\n", clip));
     // A camera may add any other boxes to a clip.
     expect_log(kLogInformation, fmt::format("Unknown box type : {}\n", kAnyText));
@@ -135,16 +164,16 @@ void EngineModel::ReportStatus(std::int32_t status, Ticks /*now*/) {
 }
 
 /// The file lists the losses by device.
-void EngineModel::SaveState(Losses& losses, const Operations& operations) {
-    std::ranges::stable_sort(losses, {}, [](const auto& loss) { return loss.channel.device(); });
-    saved_.losses = losses;
-    saved_.operations = operations;
+void EngineModel::SaveEngineState(norvane::EngineState& state) {
+    std::ranges::stable_sort(state.gaps, {}, [](const auto& loss) { return loss.channel.device(); });
+    saved_.losses = state.gaps;
+    saved_.operations = state.operations;
     saved_.state_file_exists = true;
 }
 
-void EngineModel::LoadState(Losses& losses, Operations& operations) {
-    losses = saved_.losses;
-    operations = saved_.operations;
+void EngineModel::LoadEngineState(norvane::EngineState& state) {
+    state.gaps = saved_.losses;
+    state.operations = saved_.operations;
     if (!load_error_.empty()) throw std::invalid_argument(load_error_);
 }
 
@@ -164,18 +193,20 @@ std::string EngineModel::state_file() const {
         if (open != channel.devices_id)
             text += fmt::format("    <Devices ID=\"{}\">\n", as_signed(channel.devices_id));
         open = channel.devices_id;
-        text += fmt::format("        <Device Number=\"{}\" DisconnectTime=\"{}\"/>\n",
-                            as_signed(channel.device_number),
-                            time == kPresent ? std::string(kPresentInstant) : std::to_string(seconds(time)));
+        text +=
+            fmt::format("        <Device Number=\"{}\" DisconnectTime=\"{}\"{}/>\n",
+                        as_signed(channel.device_number), instant(time),
+                        options_.channels ? fmt::format(" Channel=\"{}\"", as_signed(channel.channel)) : "");
     }
     if (open) text += "    </Devices>\n";
     if (!saved_.operations.empty()) text += "    <Operations>\n";
-    for (const Operation& operation : saved_.operations) {
+    for (const norvane::OperationState& operation : saved_.operations) {
         text += fmt::format(
-            R"(        <Operation Devices="{}" Device="{}" GUID="{}" StartTime="{}" EndTime="{}" Attempts="{}"/>)"
+            R"(        <Operation Devices="{}" Device="{}" GUID="{}" StartTime="{}" EndTime="{}" Attempts="{}"{}/>)"
             "\n",
             operation.device.devices_id, operation.device.number, to_string(operation.guid),
-            seconds(operation.start_time), seconds(operation.end_time), operation.attempts);
+            seconds(operation.start_time), seconds(operation.end_time), operation.attempts,
+            attributes(operation.failure));
     }
     if (!saved_.operations.empty()) text += "    </Operations>\n";
     return text + "</Pavo>\n";

@@ -51,7 +51,7 @@ inline constexpr norvane::Ticks kPresent = INT64_MAX;
 /// Losses and operations are those in the state file, so they are empty while the module is open.
 struct SavedModel {
     std::vector<norvane::DisconnectRecord> losses;
-    std::vector<Operation> operations;
+    std::vector<norvane::OperationState> operations;
     std::size_t operations_made = 0;
     std::size_t operations_done = 0;
     std::size_t operations_dropped = 0;
@@ -62,8 +62,9 @@ class EngineModel final : public norvane::ITalServer,
                           public norvane::IPersistentStore,
                           public platform::Clock {
   public:
-    /// Predictions are appended to `expected`.
-    explicit EngineModel(std::deque<Expected>& expected) : expected_(expected) {}
+    /// Predictions are appended to `expected`. A retry may have no delay other than 0.
+    EngineModel(std::deque<Expected>& expected, const norvane::Options& options)
+        : expected_(expected), options_(options) {}
 
     /// Why the module could not read its state file; empty if it could.
     void on_open(const std::string& load_error);
@@ -71,6 +72,8 @@ class EngineModel final : public norvane::ITalServer,
         engine_.reset();
         requests_.clear();
     }
+    /// A pass of the module's main loop after the previous event.
+    void on_pass();
     void on_device(const Device& device);
     void on_removed(const Device& device);
     void on_channel(const Device& device, bool connected, Seconds time);
@@ -89,6 +92,8 @@ class EngineModel final : public norvane::ITalServer,
     /// Adds a message that no event above causes.
     void expect(std::uint32_t message_class, const std::string& content);
     void expect_log(int level, const std::string& text);
+    /// After a conversion that failed for this reason, with the option keep-failed-clips.
+    void expect_kept_clip(const std::string& clip, const std::string& reason);
 
     /// The pattern of the state file after on_close(). Its present instants are, in order, those of the
     /// losses without a time.
@@ -99,7 +104,7 @@ class EngineModel final : public norvane::ITalServer,
     /// Empty for an operation that has ended.
     [[nodiscard]] std::optional<Operation> operation(std::size_t number) const;
     [[nodiscard]] bool all_done() const {
-        return engine_ ? engine_->operations().empty() : saved_.operations.empty();
+        return engine_ ? !engine_->has_pending() : saved_.operations.empty();
     }
     [[nodiscard]] const SavedModel& saved() const { return saved_; }
     void restore(SavedModel saved) { saved_ = std::move(saved); }
@@ -129,17 +134,24 @@ class EngineModel final : public norvane::ITalServer,
     void LogInfo(const char* text) override { expect_log(kLogInformation, text); }
     void LogError(const char* text) override { expect_log(kLogError, text); }
 
-    void SaveState(Losses& losses, const Operations& operations) override;
-    void LoadState(Losses& losses, Operations& operations) override;
+    void SaveEngineState(norvane::EngineState& state) override;
+    void LoadEngineState(norvane::EngineState& state) override;
+    // The engine uses only the two above.
+    void SaveState(Losses& /*losses*/, const Operations& /*operations*/) override {}
+    void LoadState(Losses& /*losses*/, Operations& /*operations*/) override {}
     // Only the module knows its present instant: every use of it becomes kPresentInstant.
     [[nodiscard]] Ticks CurrentTime() override { return kPresent; }
     [[nodiscard]] Ticks now() const override { return kPresent; }
+    [[nodiscard]] Ticks steady() const override { return steady_; }
 
     void expect_request(Request::Kind kind, const Guid& guid, const Device& device, Ticks start, Ticks stop,
                         const std::string& further);
+    void expect_refusal(const std::string& clip);
     void expect_reservation(const Guid& guid, const std::string& command);
 
     std::deque<Expected>& expected_;
+    norvane::Options options_;
+    Ticks steady_ = 0;  // counts the events that must be in order
     SavedModel saved_;
     std::string load_error_;
     std::vector<Request> requests_;

@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <limits>
-#include <random>
 
 #include <fmt/format.h>
 
 #include "tools/recorder/host/module_fault.h"
 #include "tools/recorder/host/process_figures.h"
+#include "tools/recorder/model/random.h"
 #include "tools/recorder/scenarios/scenarios.h"
 #include "tools/recorder/scenarios/steps.h"
 
@@ -24,22 +24,6 @@ constexpr std::uint64_t kWarmUpSteps = 5000;
 
 /// Per camera, in a soak run.
 constexpr std::size_t kClipsKept = 6;
-
-/// The same seed gives the same numbers on every system. The distributions of the standard library do not
-/// guarantee that.
-class Random {
-  public:
-    explicit Random(std::uint64_t seed) : engine_(seed) {}
-    std::size_t below(std::size_t limit) { return static_cast<std::size_t>(engine_() % limit); }
-    bool percent(std::size_t chance) { return below(100) < chance; }
-    template <typename T>
-    T& pick(std::vector<T>& from) {
-        return from[below(from.size())];
-    }
-
-  private:
-    std::mt19937_64 engine_;
-};
 
 struct CameraState {
     Camera camera;

@@ -18,7 +18,9 @@ namespace norvane {
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(DeviceKey, devices_id, number)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ChannelKey, channel, device_number, devices_id)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(DisconnectRecord, time, channel)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Operation, device, guid, start_time, end_time, attempts)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Failure, reason, error_code, since)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(OperationState, device, guid, start_time, end_time, attempts, stage,
+                                   failure)
 
 }  // namespace norvane
 

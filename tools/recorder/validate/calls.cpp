@@ -119,6 +119,7 @@ constexpr Case kCallCases[] = {
      }},
     {"buffers.bad-guid", "a document with an invalid GUID has no effect",
      [](CaseFixture& fixture) {
+         fixture.require_default();
          fixture.open();
          fixture.send_inside(R"(<Storage GUID="none" RetrievalStatus="3"/>)");
          fixture.send_inside(R"(<Storage RetrievalStatus="3"/>)");

@@ -23,22 +23,27 @@ bool is_known(const std::filesystem::path& file, const WorkingDirectory& directo
     const std::string first = relative.begin()->string();
     if (first == "recordings") return file.extension() == ".ps" || file.extension() == ".psi";
     const auto known = {kConversationFile, kTranscriptFile, kPrintedFile, kFindingFile, kResultFile, "tmp"};
-    return file == directory.state_file() || file == directory.marker() ||
+    return file == directory.state_file() || file == directory.options_file() || file == directory.marker() ||
            std::ranges::find(known, first) != known.end();
 }
 
 }  // namespace
 
 CaseFixture::CaseFixture(std::filesystem::path module, std::chrono::seconds patience,
-                         const std::filesystem::path& directory)
+                         const std::filesystem::path& directory, Profile profile)
     : module_(std::move(module)),
       patience_(patience),
       directory_(directory),
       output_(open_output(directory / kConversationFile), std::fclose),
       conversation_({.stream = output_.get(), .verbose = true, .transcript = directory / kTranscriptFile}),
-      simulator_({module_, patience / 2}, directory_, conversation_),
+      simulator_({module_, patience / 2, profile}, directory_, conversation_),
       camera_(make_camera(0, "Gate <1> & \"yard\"")) {
     directory_.clear();
+    directory_.set_profile(profile);
+}
+
+void CaseFixture::require_default() const {
+    if (simulator_.profile() != Profile::kDefault) throw Skipped("only about the default profile");
 }
 
 void CaseFixture::open() {

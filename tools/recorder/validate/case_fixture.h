@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "tools/recorder/host/host_simulator.h"
@@ -17,12 +18,21 @@ namespace recorder::validate {
 inline constexpr Seconds kLost = 2'051'222'400;
 inline constexpr Seconds kFound = kLost + 300;
 
+/// Ends a case that cannot be played here. The text is the reason.
+class Skipped : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
 class CaseFixture {
   public:
     CaseFixture(std::filesystem::path module, std::chrono::seconds patience,
-                const std::filesystem::path& directory);
+                const std::filesystem::path& directory, Profile profile);
 
     [[nodiscard]] const std::filesystem::path& module() const { return module_; }
+    [[nodiscard]] norvane::Options options() const { return module_options(simulator_.profile()); }
+    /// Ends a case about what only the default profile does.
+    void require_default() const;
     [[nodiscard]] std::chrono::seconds patience() const { return patience_; }
     [[nodiscard]] WorkingDirectory& directory() { return directory_; }
     [[nodiscard]] HostSimulator& simulator() { return simulator_; }

@@ -78,7 +78,8 @@ int run_case(const Options& options) {
     const std::string lead = fmt::format("{}: error: crashed in ", kProgram);
     platform::describe_crashes(lead.c_str(), InCall::current);
     std::set_terminate(on_terminate);
-    CaseFixture fixture(options.module, patience, options.directory.value());
+    CaseFixture fixture(options.module, patience, options.directory.value(),
+                        options.profile.value_or(Profile::kDefault));
     Watchdog watchdog(patience);
     try {
         const ProcessCheck process;

@@ -3,7 +3,6 @@
 // The cases of `validate`. Each file covers one subject and has a table of its cases.
 
 #include <span>
-#include <stdexcept>
 #include <vector>
 
 #include "tools/recorder/validate/case_fixture.h"
@@ -14,12 +13,6 @@ namespace recorder::validate {
 /// UTC for some hours of each day.
 inline constexpr const char* kZoneWithClockChange = "EST5EDT,M3.2.0,M11.1.0";
 inline constexpr const char* kUtc = "UTC0";
-
-/// Ends a case that this system cannot play. The text is the reason.
-class Skipped : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
 
 /// One requirement for every build of the module. The body throws ModuleFault with its finding. It has its
 /// own process and working directory.

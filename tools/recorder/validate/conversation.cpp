@@ -116,6 +116,7 @@ constexpr Case kConversationCases[] = {
      }},
     {"conversation.without-effect", "elements with wrong or missing attributes",
      [](CaseFixture& fixture) {
+         fixture.require_default();
          // An element with a wrong or missing attribute has no effect.
          fixture.open();
          fixture.lose_and_regain();
@@ -145,6 +146,7 @@ constexpr Case kConversationCases[] = {
      }},
     {"conversation.unusual-forms", "unusual forms of a loss, a return of another channel",
      [](CaseFixture& fixture) {
+         fixture.require_default();
          // Any value but 1 means lost; an element after Device is a device; a return matches a loss of
          // the same channel.
          fixture.open();

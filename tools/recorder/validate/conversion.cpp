@@ -68,7 +68,7 @@ void convert(CaseFixture& fixture, const clip_maker::Clip& clip, Seconds start =
     const Request request = fixture.answer_until_clips_requested();
     fixture.simulator().deliver(fixture.camera(), request, stored(fixture, clip, start), type);
     require_pair(fixture.directory().recording_path(fixture.camera().device, start),
-                 expected_pair(clip, start, kind, fixture.camera().name));
+                 expected_pair(clip, start, kind, fixture.camera().name, fixture.options().parameter_sets));
 }
 
 /// The same for another camera. Returns the path of the recording.
@@ -81,7 +81,7 @@ std::string convert_of(CaseFixture& fixture, Camera camera) {
     const Request request = recorder::answer_until_clips_requested(fixture.simulator(), camera);
     fixture.simulator().deliver(camera, request, stored(fixture, clip, kLost), 1);
     std::string path = fixture.directory().recording_path(camera.device, kLost);
-    require_pair(path, expected_pair(clip, kLost, kOrdinary, camera.name));
+    require_pair(path, expected_pair(clip, kLost, kOrdinary, camera.name, fixture.options().parameter_sets));
     return path;
 }
 
@@ -91,7 +91,7 @@ void convert_to(CaseFixture& fixture, Seconds start, const std::string& local_ti
     convert(fixture, clip, start);
     const std::string path =
         fmt::format("{}{}-00A10180e.ps", fixture.directory().output_directory(), local_time);
-    require_pair(path, expected_pair(clip, start, kOrdinary, fixture.camera().name));
+    require(std::filesystem::exists(path), "no recording at " + path);
 }
 
 /// Throws Skipped on systems that take the time zone from elsewhere than TZ.
@@ -131,15 +131,19 @@ LogLines started(const LogLines& further) {
 
 /// Delivers a file that the module cannot convert completely.
 void deliver_file(CaseFixture& fixture, const std::string& text, const LogLines& lines) {
+    const bool is_kept = fixture.options().keep_failed_clips && lines.back().first == kLogError;
     const Request request = fixture.answer_until_clips_requested();
     const auto file = fixture.directory().temporary_directory() / "odd.mp4";
     if (!text.empty()) std::ofstream(file, std::ios::binary) << text;
     fixture.simulator().deliver_unusual(fixture.camera(), request, {{file, text.size(), 1, 0}, kLost},
                                         [&](const std::string& clip, const std::string& recording) {
+                                            std::string last;
                                             for (const auto& [level, line] : lines) {
-                                                fixture.model().expect_log(
-                                                    level, fmt::format(fmt::runtime(line), clip, recording));
+                                                last = fmt::format(fmt::runtime(line), clip, recording);
+                                                fixture.model().expect_log(level, last);
                                             }
+                                            if (is_kept) fixture.model().expect_kept_clip(clip, last);
+                                            return !is_kept;
                                         });
 }
 
@@ -234,12 +238,14 @@ constexpr Case kConversionCases[] = {
     {"conversion.no-mp4", "a file that is not MP4 is refused and removed; a missing file is refused",
      [](CaseFixture& fixture) {
          fixture.simulator().deliver_no_mp4(fixture.camera(), fixture.answer_until_clips_requested(), kLost);
+         if (fixture.options().keep_failed_clips) return deliver_file(fixture, "", without_tables());
          LogLines lines = without_tables();
          lines.emplace_back(75, "Error deleting file - {}. Attempting to delete again.\n");
          deliver_file(fixture, "", lines);
      }},
     {"conversion.without-tables", "no movie box, or one of five tables missing",
      [](CaseFixture& fixture) {
+         fixture.require_default();
          deliver_file(fixture, make_clip(varied_clip()).substr(0, kMediaAt - 8) + box("mdat", "no movie"),
                       without_tables());
          for (const char* table : {"stsd", "stts", "stsc", "stsz", "stco"}) {
@@ -256,6 +262,7 @@ constexpr Case kConversionCases[] = {
      }},
     {"conversion.too-long", "the longest frame that fits, and one that is a byte longer",
      [](CaseFixture& fixture) {
+         fixture.require_default();
          convert(fixture, one_frame(4'194'236));  // a packet length cannot exceed 4 MiB
          deliver_file(fixture, make_clip(one_frame(4'194'237)),
                       started({{75, "Error occured while writing frame to ps file - {1}.\n"}}));
@@ -272,6 +279,7 @@ constexpr Case kConversionCases[] = {
      [](CaseFixture& fixture) {
          clip_maker::Clip clip = varied_clip();
          clip.at_end = box("abcd", "whatever");
+         fixture.require_default();
          LogLines lines = started({});
          lines.insert(lines.begin() + 1, {25, "Unknown box type : abcd\n"});
          deliver_file(fixture, make_clip(clip), lines);

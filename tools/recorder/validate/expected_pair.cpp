@@ -44,7 +44,7 @@ std::string with_start_codes(std::string sample) {
     return sample;
 }
 
-std::vector<FrameFields> frame_fields(const clip_maker::Clip& clip, Seconds start) {
+std::vector<FrameFields> frame_fields(const clip_maker::Clip& clip, Seconds start, bool parameter_sets) {
     namespace ch = std::chrono;
     const clip_maker::ClipTrack& track = clip.tracks.front();
     const double duration = !clip.duration ? 0.065
@@ -56,7 +56,10 @@ std::vector<FrameFields> frame_fields(const clip_maker::Clip& clip, Seconds star
         FrameFields frame;
         const auto number = static_cast<std::uint32_t>(frames.size() + 1);
         frame.key = !track.sync || std::ranges::find(*track.sync, number) != track.sync->end();
-        frame.payload = with_start_codes(sample);
+        if (frame.key && parameter_sets)
+            frame.payload =
+                clip_maker::nal(clip_maker::kSequenceSet) + clip_maker::nal(clip_maker::kPictureSet);
+        frame.payload = with_start_codes(frame.payload + sample);
         const double time = static_cast<double>(start) + offset;
         const auto seconds = static_cast<std::int64_t>(time);
         const auto day = ch::floor<ch::days>(ch::sys_seconds(ch::seconds(seconds)));
@@ -185,8 +188,8 @@ std::string index_of(const std::vector<FrameFields>& frames, std::uint8_t kind) 
 }  // namespace
 
 Pair expected_pair(const clip_maker::Clip& clip, Seconds start, std::uint8_t kind,
-                   const std::string& input_name) {
-    const std::vector<FrameFields> frames = frame_fields(clip, start);
+                   const std::string& input_name, bool parameter_sets) {
+    const std::vector<FrameFields> frames = frame_fields(clip, start, parameter_sets);
     return {data_of(clip, frames, kind, input_name), index_of(frames, kind)};
 }
 

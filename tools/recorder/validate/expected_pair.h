@@ -16,9 +16,10 @@ struct Pair {
     std::string index;
 };
 
-/// The pair for a clip with this start. kind is 0x80, 0x40 or 0.
+/// The pair for a clip with this start. kind is 0x80, 0x40 or 0. With parameter sets, those of an "avc1"
+/// entry precede each key frame.
 [[nodiscard]] Pair expected_pair(const clip_maker::Clip& clip, Seconds start, std::uint8_t kind,
-                                 const std::string& input_name);
+                                 const std::string& input_name, bool parameter_sets);
 
 /// "the same", or the position of the first difference.
 [[nodiscard]] std::string difference(const std::string& found, const std::string& expected);

@@ -20,7 +20,7 @@ void restore_operation(CaseFixture& fixture, int attempts) {
     SavedModel saved;
     saved.state_file_exists = true;
     saved.operations_made = 1;
-    saved.operations = {{fixture.camera().device, guid_of(1), ticks(kLost), ticks(kFound), attempts}};
+    saved.operations = {{{fixture.camera().device, guid_of(1), ticks(kLost), ticks(kFound), attempts}}};
     fixture.simulator().restore({.model = saved, .guids = {{1, kGuid}}, .recordings = {}, .counts = {}});
 }
 

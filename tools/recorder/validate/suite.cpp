@@ -100,13 +100,14 @@ Result run_in_process(const Options& options, const fs::path& directory, const C
     fs::create_directories(own / kHomeFolder);
     // The output streams do not truncate files of an earlier run.
     for (const char* file : {kPrintedFile, kFindingFile, kResultFile}) fs::remove(own / file);
-    const std::vector<std::string> arguments = {
+    std::vector<std::string> arguments = {
         kOneCase,
         options.module.string(),
         fmt::format("--filter={}", each.name),
         "--out=" + own.string(),
         fmt::format("--patience={}", options.patience),
     };
+    if (options.profile) arguments.push_back(fmt::format("--profile={}", name_of(*options.profile)));
     process::environment variables = boost::this_process::environment();
     // Not with operator[]: in Boost 1.74 it reads past the end of shorter variables.
     variables.set("TZ", each.zone);
