@@ -200,6 +200,8 @@ TEST_F(PsProgramTest, ProbeReportsTheRuleAndMatchesConvert) {
     long_offsets.order.back() = "co64";
     ClipTrack no_sizes = track;
     no_sizes.order = {"stsd", "stts", "stsc", "stco"};
+    ClipTrack compact_sizes = track;
+    compact_sizes.boxes["stsz"] = box("stz2", from_hex("00000000 00000008 00000003 24 0B 24"));
     ClipTrack other_coding = track;
     other_coding.format = "hvc1";
     ClipTrack bad_length = track;
@@ -221,6 +223,7 @@ TEST_F(PsProgramTest, ProbeReportsTheRuleAndMatchesConvert) {
         {box("ftyp", "isom") + box("moof", ""), "fragmented", "refused", "refused"},
         {make_clip(long_offsets), "co64", "refused", "converted"},
         {make_clip(no_sizes), "no-tables", "refused", "refused"},
+        {make_clip(compact_sizes), "no-tables", "refused", "converted"},
         {make_clip(Clip{.tracks = {track}, .in_front = meta}), "meta-ahead", "refused", "converted"},
         {make_clip(short_sound), "overrun", "refused", "refused"},
         {box("ftyp", "isom") + box("free", "12"), "no-moov", "refused", "refused"},
