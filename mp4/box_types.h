@@ -41,6 +41,7 @@ inline constexpr BoxType kHdlr = box_type("hdlr");
 inline constexpr BoxType kMinf = box_type("minf");
 inline constexpr BoxType kStbl = box_type("stbl");
 inline constexpr BoxType kCtts = box_type("ctts");
+inline constexpr BoxType kStz2 = box_type("stz2");
 inline constexpr BoxType kCo64 = box_type("co64");
 inline constexpr BoxType kAvcC = box_type("avcC");
 inline constexpr BoxType kMvex = box_type("mvex");

@@ -112,6 +112,22 @@ std::uint64_t StszBox::parse(BoxReader& in, std::uint64_t payload) {
     return in.position() - start;
 }
 
+std::uint64_t Stz2Box::parse(BoxReader& in, std::uint64_t payload) {
+    if (payload == 0) return 0;
+    const std::uint64_t start = in.position();
+    const std::uint64_t end = end_of_box(in, payload);
+    in.skip(4 + 3);  // version, flags, reserved
+    const std::uint8_t bits = in.u8();
+    const std::uint32_t claimed = in.u32();
+    if (bits != 4 && bits != 8 && bits != 16) return in.position() - start;
+    const std::uint64_t room = end > in.position() ? end - in.position() : 0;
+    const std::uint64_t count = std::min<std::uint64_t>(claimed, room * 8 / bits);
+    std::vector<platform::Byte> packed((count * bits + 7) / 8);
+    in.read(packed);
+    if (in.ok()) table = SampleSizes(std::move(packed), bits, static_cast<std::uint32_t>(count));
+    return in.position() - start;
+}
+
 namespace {
 
 /// The AVC configuration box after the fixed part of an "avc1" entry.

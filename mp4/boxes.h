@@ -63,6 +63,13 @@ class StszBox final : public Box {
     SampleSizes table;
 };
 
+/// Compact sample sizes, ISO/IEC 14496-12, 8.7.3.3. No table if the sizes do not have 4, 8 or 16 bits.
+class Stz2Box final : public Box {
+  public:
+    std::uint64_t parse(BoxReader& in, std::uint64_t payload) override;
+    SampleSizes table;
+};
+
 /// A table of 32-bit numbers: chunk offsets (ISO/IEC 14496-12, 8.7.5) and sync samples (8.6.2).
 class NumbersBox : public Box {
   public:

@@ -192,6 +192,9 @@ void read_sample_table(BoxReader& in, const BoxRange& box, MovieTrack& track) {
         case kStsz:
             track.sample_sizes = table_of<StszBox>(in, box);
             return;
+        case kStz2:  // a track has one of the two boxes
+            if (track.sample_sizes.empty()) track.sample_sizes = table_of<Stz2Box>(in, box);
+            return;
         case kStco:
             track.chunk_offsets = widened(table_of<StcoBox>(in, box));
             return;
@@ -403,7 +406,8 @@ const MovieTrack* Movie::h264_track() const {
 
 const MovieTrack* Movie::track_at(std::uint64_t first_chunk_offset) const {
     const auto track = std::ranges::find_if(tracks, [&](const MovieTrack& candidate) {
-        return !candidate.chunk_offsets.empty() && candidate.chunk_offsets.front() == first_chunk_offset;
+        return !candidate.chunk_offsets.empty() && candidate.chunk_offsets.front() == first_chunk_offset &&
+               !candidate.sample_sizes.compact();
     });
     return track == tracks.end() ? nullptr : &*track;
 }

@@ -92,7 +92,8 @@ struct Movie {
     /// The first enabled H.264 video track; null if there is none. If no video track is enabled, all count as
     /// enabled, because some writers do not set the flag.
     [[nodiscard]] const MovieTrack* h264_track() const;
-    /// The track whose first chunk is at the offset, or null.
+    /// The track whose first chunk is at the offset, or null. Not one with compact sample sizes, which the
+    /// other reader does not read.
     [[nodiscard]] const MovieTrack* track_at(std::uint64_t first_chunk_offset) const;
     /// The codings of all tracks, each once: "hvc1, mp4a".
     [[nodiscard]] std::string codings() const;

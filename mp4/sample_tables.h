@@ -76,29 +76,45 @@ struct StsdEntry {
     std::uint16_t picture_parameter_set_length = 0;
 };
 
-/// Sizes in bytes of a track's samples in decoding order: a table, or one size for all samples.
+/// Sizes in bytes of a track's samples in decoding order: a table, a compact table, or one size for all
+/// samples. A compact table remains as it is in the file: decoded, small sizes would take eight times the
+/// memory.
 class SampleSizes {
   public:
     SampleSizes() = default;
     explicit SampleSizes(std::vector<std::uint32_t> sizes) : sizes_(std::move(sizes)) {}
-    SampleSizes(std::uint32_t size_of_all, std::uint32_t count)
-        : size_of_all_(size_of_all), count_of_all_(count) {}
+    SampleSizes(std::uint32_t size_of_all, std::uint32_t count) : size_of_all_(size_of_all), count_(count) {}
+    /// Sizes of 4, 8 or 16 bits; the first of two sizes of 4 bits is in the upper half of their byte.
+    SampleSizes(std::vector<platform::Byte> packed, std::uint8_t bits, std::uint32_t count)
+        : packed_(std::move(packed)), bits_(bits), count_(count) {}
 
+    [[nodiscard]] bool compact() const noexcept { return !packed_.empty(); }
     [[nodiscard]] bool empty() const noexcept { return size() == 0; }
-    [[nodiscard]] std::uint64_t size() const noexcept {
-        return sizes_.empty() ? count_of_all_ : sizes_.size();
-    }
+    [[nodiscard]] std::uint64_t size() const noexcept { return sizes_.empty() ? count_ : sizes_.size(); }
     [[nodiscard]] std::uint32_t at(std::uint64_t index) const {
-        return sizes_.empty() ? size_of_all_ : sizes_[index];
+        if (!sizes_.empty()) return sizes_[index];
+        return packed_.empty() ? size_of_all_ : packed_at(index);
     }
+    /// Not for a compact table.
     [[nodiscard]] std::uint32_t largest() const {
         return sizes_.empty() ? size_of_all_ : *std::max_element(sizes_.begin(), sizes_.end());
     }
 
   private:
+    [[nodiscard]] std::uint32_t packed_at(std::uint64_t index) const {
+        if (bits_ == 16)
+            return platform::load<std::endian::big, std::uint16_t>(
+                std::span(packed_).subspan(2 * index).first<2>());
+        if (bits_ == 8) return packed_[index];
+        const platform::Byte pair = packed_[index / 2];
+        return index % 2 == 0 ? pair >> 4U : pair & 0x0FU;
+    }
+
     std::vector<std::uint32_t> sizes_;
+    std::vector<platform::Byte> packed_;
+    std::uint8_t bits_ = 0;  // of each size in packed_
     std::uint32_t size_of_all_ = 0;
-    std::uint32_t count_of_all_ = 0;
+    std::uint32_t count_ = 0;  // unless sizes_ has them
 };
 
 /// Complete if the first five tables are not empty. Sync samples and movie headers are optional.

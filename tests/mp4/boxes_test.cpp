@@ -88,6 +88,25 @@ TEST(BoxesTest, SizesAreATableOrOneSizeForAllSamples) {
     EXPECT_TRUE(table_of<StszBox>(from_hex("00000000 00000200 00000000")).empty());
 }
 
+TEST(BoxesTest, CompactSizesHave4Or8Or16Bits) {
+    const std::pair<const char*, Numbers> tables[] = {
+        {"00000000 000000 04 00000003 12 F0", {1, 2, 15}},
+        {"00000000 FFFFFF 08 00000002 FF 03", {255, 3}},
+        {"00000000 000000 10 00000002 FF00 0102", {0xFF00, 0x0102}},
+        {"00000000 000000 10 00000002 0102 03", {0x0102}},     // one byte of the second size
+        {"00000000 000000 04 FFFFFFFF 12 F0", {1, 2, 15, 0}},  // the count exceeds the box
+        {"00000000 000000 04 00000000", {}},
+        {"00000000 000000 00 00000001 01", {}},
+        {"00000000 000000 20 00000001 00000001", {}},
+    };
+    for (const auto& [bytes, expected] : tables) {
+        SCOPED_TRACE(bytes);
+        const SampleSizes table = table_of<Stz2Box>(from_hex(bytes));
+        ASSERT_EQ(table.size(), expected.size());
+        for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(table.at(i), expected[i]) << i;
+    }
+}
+
 TEST(BoxesTest, CountsAreLimitedToCompleteEntriesInsideBoxAndFile) {
     const std::string numbers = from_hex("00000000 FFFFFFFF  00000001 00000002 00000003 00");
     EXPECT_EQ(table_of<StssBox>(numbers).size(), 3U);             // one byte of a fourth
@@ -96,6 +115,7 @@ TEST(BoxesTest, CountsAreLimitedToCompleteEntriesInsideBoxAndFile) {
     EXPECT_EQ(table_of<SttsBox>(numbers).size(), 1U);
     EXPECT_EQ(table_of<StscBox>(numbers).size(), 1U);
     EXPECT_EQ(table_of<StszBox>(from_hex("00000000 00000000 7FFFFFFF 00000001 0000"), kNever).size(), 1U);
+    EXPECT_EQ(table_of<Stz2Box>(from_hex("00000000 00000008 FFFFFFFF 0102"), kNever).size(), 2U);
 
     MemoryInput shrunken(numbers);
     shrunken.ends_at = 8 + 4 + 2;
@@ -108,7 +128,8 @@ TEST(BoxesTest, CountsAreLimitedToCompleteEntriesInsideBoxAndFile) {
 TEST(BoxesTest, EmptyPayloadIsNotRead) {
     const std::string ones(200, '\1');
     EXPECT_TRUE(table_of<MvhdBox>(ones, 0).empty() && table_of<SttsBox>(ones, 0).empty());
-    EXPECT_TRUE(table_of<StszBox>(ones, 0).empty() && table_of<StsdBox>(ones, 0).empty());
+    EXPECT_TRUE(table_of<StszBox>(ones, 0).empty() && table_of<Stz2Box>(ones, 0).empty() &&
+                table_of<StsdBox>(ones, 0).empty());
 }
 
 TEST(BoxesTest, AvcEntryHasPictureSizeAndConfiguration) {

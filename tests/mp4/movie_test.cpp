@@ -116,6 +116,24 @@ TEST(MovieTest, ChunkOffsetsMayExceed4GiB) {
     EXPECT_EQ(convert(fitting).frames, std::vector<std::string>{"K0+20 away"});
 }
 
+TEST(MovieTest, SampleSizesMayBeCompact) {
+    ClipTrack track = video();
+    for (const char* const sizes : {"04 00000005 77 98 80", "08 00000005 07 07 09 08 08",
+                                    "10 00000005 0007 0007 0009 0008 0008", "04 FFFFFFFF 77 98 80"}) {
+        track.boxes["stsz"] = box("stz2", zeros(7) + from_hex(sizes));
+        EXPECT_EQ(frames_of(make_clip(track)), kFrames) << sizes;
+    }
+    const Movie movie = movie_of(make_clip(track));
+    EXPECT_EQ(movie.track_at(movie.tracks[0].chunk_offsets[0]), nullptr);  // not a track of the other reader
+    ClipTrack both = video();
+    both.boxes["stz2"] = box("stz2", zeros(7) + from_hex("04 00000005 11 11 10"));
+    for (const bool last : {false, true}) {
+        both.order = video().order;
+        both.order.insert(last ? both.order.end() : both.order.begin(), "stz2");
+        EXPECT_EQ(frames_of(make_clip(both)), kFrames) << last;
+    }
+}
+
 TEST(MovieTest, FirstEnabledH264TrackIsConverted) {
     ClipTrack disabled = video();
     disabled.times->enabled = false;

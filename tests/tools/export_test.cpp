@@ -10,10 +10,35 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/byte_text.h"
 #include "tests/support/temp_directory.h"
 #include "tools/h264/picture_order.h"
 
 namespace {
+
+std::uint32_t word_at(const std::string& bytes, std::size_t at) {
+    return platform::load<std::endian::big, std::uint32_t>(platform::bytes_of(bytes).subspan(at).first<4>());
+}
+
+/// The clip, whose "moov" is at its end, with 64-bit chunk offsets (ISO/IEC 14496-12, 8.7.5).
+std::string with_long_offsets(std::string clip) {
+    for (std::size_t at = clip.rfind("moov"); (at = clip.find("stco", at)) != std::string::npos;) {
+        const std::size_t count = word_at(clip, at + 8);
+        for (std::size_t i = 0; i < count; ++i) clip.insert(at + 12 + 8 * i, 4, '\0');
+        clip.replace(at, 4, "co64");
+        for (const char* const type : {"co64", "stbl", "minf", "mdia", "trak", "moov"}) {
+            const std::size_t size_at = clip.rfind(type, at) - 4;
+            clip.replace(size_at, 4, be32(word_at(clip, size_at) + 4 * count));
+        }
+    }
+    return clip;
+}
+
+/// The clip with the decode times of its fragments (ISO/IEC 14496-12, 8.8.12) renamed to free space.
+std::string without_decode_times(std::string clip) {
+    for (std::size_t at = 0; (at = clip.find("tfdt", at)) != std::string::npos;) clip.replace(at, 4, "free");
+    return clip;
+}
 
 class ExportTest : public testing::Test {
   protected:
@@ -32,8 +57,8 @@ class ExportTest : public testing::Test {
                                  " -- -preset medium " + encoder_options;
         ASSERT_EQ(run(line), 0) << line;
     }
-    void convert(const std::string& start, const std::string& clip = "clip.mp4") {
-        ASSERT_EQ(ps("convert " + clip + " --out recordings --force --start 2018-06-22T" + start), 0)
+    void convert(const std::string& start, const std::string& more = "") {
+        ASSERT_EQ(ps("convert clip.mp4 --out recordings --force --start 2018-06-22T" + start + more), 0)
             << error();
     }
 
@@ -48,7 +73,7 @@ class ExportTest : public testing::Test {
     /// A hash of every decoded picture, in display order.
     std::vector<std::string> pictures(const std::string& file) {
         return lines_of("ffmpeg -nostdin -v error -i " + file +
-                        " -fps_mode passthrough -f framemd5 - | grep -v '^#' | sed 's/.*,//'");
+                        " -map 0:v:0 -fps_mode passthrough -f framemd5 - | grep -v '^#' | sed 's/.*,//'");
     }
     struct DisplayedFrame {
         bool key = false;
@@ -56,21 +81,28 @@ class ExportTest : public testing::Test {
     };
     std::vector<DisplayedFrame> shown(const std::string& file) {
         std::vector<DisplayedFrame> all;
-        for (const std::string& line :
-             lines_of("ffprobe -v error -show_entries frame=key_frame,pts_time -of csv=p=0 " + file +
-                      " | grep -oE '^[01],[0-9.]+'"))
+        for (const std::string& line : lines_of(
+                 "ffprobe -v error -select_streams v:0 -show_entries frame=key_frame,pts_time -of csv=p=0 " +
+                 file + " | grep -oE '^[01],[0-9.]+'"))
             all.push_back({line[0] == '1', std::stod(line.substr(2))});
         return all;
     }
-    void expect_same_pictures_and_times(const std::string& file, const std::string& clip) {
+    /// The file may begin with a number of pictures that the clip's edit list hides. Time 0 of the file is
+    /// its first frame.
+    void expect_same_pictures_and_times(const std::string& file, const std::string& clip,
+                                        std::size_t hidden = 0) {
         SCOPED_TRACE(file);
-        EXPECT_EQ(pictures(file), pictures(clip));
+        auto exported = pictures(file);
+        exported.erase(exported.begin(), exported.begin() + static_cast<std::ptrdiff_t>(hidden));
+        EXPECT_EQ(exported, pictures(clip));
         const auto expected = shown(clip);
         const auto found = shown(file);
-        ASSERT_EQ(found.size(), expected.size());
-        for (std::size_t i = 0; i < found.size(); ++i) {
-            EXPECT_EQ(found[i].key, expected[i].key) << i;
-            EXPECT_NEAR(found[i].at, expected[i].at, 0.0011) << i;
+        ASSERT_EQ(found.size(), expected.size() + hidden);
+        ASSERT_EQ(found[0].at, 0);
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            EXPECT_EQ(found[i + hidden].key, expected[i].key) << i;
+            EXPECT_NEAR(found[i + hidden].at - found[hidden].at, expected[i].at - expected[0].at, 0.0011)
+                << i;
         }
     }
 
@@ -100,6 +132,41 @@ TEST_F(ExportTest, ExportHasTheClipsPicturesAndTimes) {
         ASSERT_EQ(ps("export recordings -o -" + sets), 0) << error();
         ASSERT_EQ(run("mv out o.h264"), 0);
         EXPECT_EQ(pictures("o.h264"), pictures("clip.mp4"));
+    }
+}
+
+TEST_F(ExportTest, SafeProfileExportNeedsOnlyTheRecording) {
+    const std::string in_header = "--sets-in-header --bframes 2 --key-every 10 ";
+    const std::string variable =
+        "-vf select='gt(mod(n\\,7)\\,1)' -fps_mode vfr -video_track_timescale 90000 ";
+    const std::string fragmented = variable + "-movflags frag_keyframe+empty_moov ";
+    const struct {
+        std::string clip, encoder, begins;
+        std::string (*change)(std::string) = nullptr;
+        std::size_t hidden = 0;
+    } rows[] = {
+        {in_header + "--audio-first", "-output_ts_offset 0.34", "59.340", with_long_offsets},
+        {in_header, fragmented, "59.080"},
+        {in_header + "--audio", "-map 0:v -s:v:1 64x32 " + fragmented, "59.080", without_decode_times},
+        {"--bframes 2 --key-every 10", "-tag:v avc3 -avoid_negative_ts disabled -output_ts_offset -0.1",
+         "58.880", nullptr, 3},
+    };
+    for (const auto& [clip, encoder, begins, change, hidden] : rows) {
+        SCOPED_TRACE(clip + encoder);
+        make_clip(clip, encoder);
+        if (change != nullptr) {
+            const std::string original = read_file(directory / "clip.mp4");
+            write_file(directory / "clip.mp4", change(original));
+            ASSERT_NE(read_file(directory / "clip.mp4"), original);
+        }
+        convert("23:59:59Z", " --profile safe");
+        for (const std::string out : {"o.mp4", "o.mkv"}) {
+            ASSERT_EQ(ps("export recordings --force -o " + out), 0) << error();
+            EXPECT_EQ(error(), "");
+            expect_same_pictures_and_times(out, "clip.mp4", hidden);
+        }
+        EXPECT_EQ(lines_of("ffprobe -v error -show_entries format_tags=creation_time -of csv=p=0 o.mkv"),
+                  std::vector<std::string>{"2018-06-22T23:59:" + begins + "000Z"});
     }
 }
 

@@ -200,6 +200,8 @@ TEST_F(PsProgramTest, ProbeReportsTheRuleAndMatchesConvert) {
     long_offsets.order.back() = "co64";
     ClipTrack no_sizes = track;
     no_sizes.order = {"stsd", "stts", "stsc", "stco"};
+    ClipTrack compact_sizes = track;
+    compact_sizes.boxes["stsz"] = box("stz2", from_hex("00000000 00000008 00000003 24 0B 24"));
     ClipTrack other_coding = track;
     other_coding.format = "hvc1";
     ClipTrack bad_length = track;
@@ -214,31 +216,67 @@ TEST_F(PsProgramTest, ProbeReportsTheRuleAndMatchesConvert) {
         std::string clip;
         const char* rule;
         const char* result;
+        const char* safe_result;
     } cases[] = {
-        {whole, "", "converted"},
-        {"not a clip", "no-ftyp", "refused"},
-        {box("ftyp", "isom") + box("moof", ""), "fragmented", "refused"},
-        {make_clip(long_offsets), "co64", "refused"},
-        {make_clip(no_sizes), "no-tables", "refused"},
-        {make_clip(Clip{.tracks = {track}, .in_front = meta}), "meta-ahead", "refused"},
-        {make_clip(short_sound), "overrun", "refused"},
-        {box("ftyp", "isom") + box("free", "12"), "no-moov", "refused"},
-        {whole.substr(0, 60), "truncated", "refused"},
-        {whole.substr(0, whole.size() - 1), "truncated", "converted in part"},
-        {make_clip(bad_length), "bad-nal-length", "converted in part"},
-        {make_clip(large), "large-sample", "converted in part"},
-        {make_clip(other_coding), "not-h264", "converted"},
+        {whole, "", "converted", "converted"},
+        {"not a clip", "no-ftyp", "refused", "refused"},
+        {box("ftyp", "isom") + box("moof", ""), "fragmented", "refused", "refused"},
+        {make_clip(long_offsets), "co64", "refused", "converted"},
+        {make_clip(no_sizes), "no-tables", "refused", "refused"},
+        {make_clip(compact_sizes), "no-tables", "refused", "converted"},
+        {make_clip(Clip{.tracks = {track}, .in_front = meta}), "meta-ahead", "refused", "converted"},
+        {make_clip(short_sound), "overrun", "refused", "refused"},
+        {box("ftyp", "isom") + box("free", "12"), "no-moov", "refused", "refused"},
+        {whole.substr(0, 60), "truncated", "refused", "refused"},
+        {whole.substr(0, whole.size() - 1), "truncated", "converted in part", "converted in part"},
+        {make_clip(bad_length), "bad-nal-length", "converted in part", "converted in part"},
+        {make_clip(large), "large-sample", "converted in part", "converted in part"},
+        {make_clip(other_coding), "not-h264", "converted", "refused"},
     };
+    const std::string line = "convert --force front.mp4 --start 2018-06-22T16:05:09Z --out recordings";
     for (const auto& c : cases) {
         SCOPED_TRACE(c.rule);
         write_file(directory_ / "front.mp4", c.clip);
         const json probe = json_of("probe front.mp4", *c.rule == '\0' ? 0 : 1).at("clips")[0];
         EXPECT_EQ(probe.at("result"), c.result) << probe;
         EXPECT_EQ(probe.at("findings").empty() ? "" : probe.at("findings")[0].at("rule"), c.rule) << probe;
-        const Outcome ended = ps("convert --force front.mp4 --start 2018-06-22T16:05:09Z --out recordings");
+        const Outcome ended = ps(line);
         EXPECT_EQ(ended.status == 0, probe.at("result") == "converted") << ended.err;
+        const json& safe = probe.at("safe");
+        EXPECT_EQ(safe.at("result"), c.safe_result) << probe;
+        const Outcome safely = ps(line + " --profile safe");
+        EXPECT_EQ(safely.status == 0, safe.at("reason") == nullptr) << safely.err;
+        std::string reason = safe.at("reason").is_null() ? "" : safe.at("reason").get<std::string>();
+        if (reason.ends_with('.')) reason.pop_back();  // the path of the recording may precede the period
+        EXPECT_EQ(reason.empty(), safely.status == 0);
+        EXPECT_THAT(safely.err, HasSubstr(reason));
         EXPECT_EQ(read_file(directory_ / "front.mp4"), c.clip);
     }
+}
+
+TEST_F(PsProgramTest, ProbeShowsWhatTheSafeProfileChanges) {
+    ClipTrack track = playable();
+    track.samples[2] = nal("\x65 key");
+    track.times = TrackTimes{.durations = {100, 300, 600}};  // three times 333 ms by default
+    track.sets = AvcSets{};
+    track.format = "avc3";
+    write_file(directory_ / "front.mp4", make_clip(track));
+    const std::string converted = "  safe profile: converted, 3 frames, 2 key frames, ";
+    EXPECT_THAT(ps("probe front.mp4").out,
+                HasSubstr(converted + "1 with parameter sets, times differ by up to 267 ms\n"));
+    track.sets = AvcSets{.sequence = {"\x67 sequence"}, .picture = {"\x68 picture"}};
+    track.times->durations = {333, 334, 333};
+    write_file(directory_ / "front.mp4", make_clip(track));
+    EXPECT_THAT(ps("probe front.mp4").out,
+                HasSubstr(converted + "all with parameter sets, times as by default\n"));
+    track.format = "mp4a";  // the exit status is that of the default profile, which writes no frames
+    write_file(directory_ / "front.mp4", make_clip(track));
+    const Outcome sound = ps("probe front.mp4");
+    EXPECT_EQ(sound.status, 0);
+    EXPECT_THAT(
+        sound.out,
+        HasSubstr("  safe profile: refused, 0 frames, 0 key frames: No H.264 video in mp4 container - "
+                  "front.mp4 contains mp4a.\n"));
 }
 
 TEST_F(PsProgramTest, ConvertReplacesARecordingOnlyWithForce) {

@@ -12,8 +12,11 @@ namespace ps_tool {
 /// The result of a conversion by the module's code without output.
 struct DryRun {
     std::int32_t result = norvane::kNotConverted;
+    std::string error;         // the last log line of level 75, without the path of the recording
     std::uint64_t frames = 0;  // written to the recording
     std::uint64_t key_frames = 0;
+    std::uint64_t key_frames_with_parameter_sets = 0;
+    std::vector<double> times;  // of the frames, in seconds from a common start; limited in number
     double frame_duration = 0;  // seconds
     bool parameter_sets_in_samples = false;
     bool parameter_sets_in_description = false;
@@ -23,7 +26,7 @@ struct DryRun {
 };
 
 /// Converts a clip without writing or removing anything.
-[[nodiscard]] DryRun run_without_output(const std::string& clip);
+[[nodiscard]] DryRun run_without_output(const std::string& clip, const norvane::Options& options);
 
 /// A reason why a clip is refused or its recording differs from the clip.
 struct Finding {

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cmath>
 #include <memory>
 #include <optional>
 
@@ -17,9 +19,11 @@ namespace {
 using cli::Json;
 
 struct Probe {
-    DryRun dry_run;
+    DryRun dry_run;  // with the default profile
+    DryRun safe;     // with the safe profile
     std::vector<Finding> findings;
 
+    /// The exit status is about the default profile only.
     [[nodiscard]] bool ok() const { return dry_run.converted() && findings.empty(); }
 };
 
@@ -33,6 +37,33 @@ std::string_view parameter_set_location(const DryRun& dry_run) {
         return dry_run.parameter_sets_in_description ? "samples and sample description" : "samples";
     }
     return dry_run.parameter_sets_in_description ? "sample description" : "none";
+}
+
+/// The largest difference in ms between frames with the same number, 0 if only the rounding of the safe
+/// profile to a millisecond differs. Nothing if a profile writes no frame.
+std::optional<double> time_difference(const Probe& probe) {
+    constexpr double kRounding = 0.51;  // ms
+    const std::size_t frames = std::min(probe.dry_run.times.size(), probe.safe.times.size());
+    if (frames == 0) return std::nullopt;
+    double largest = 0;  // seconds
+    for (std::size_t i = 0; i < frames; ++i)
+        largest = std::max(largest, std::abs(probe.safe.times[i] - probe.dry_run.times[i]));
+    return std::floor(largest * 1000 + (1 - kRounding));
+}
+
+std::string describe_safe(const Probe& probe) {
+    const DryRun& safe = probe.safe;
+    std::string text =
+        fmt::format("{}, {} frames, {} key frames", result_of(safe), safe.frames, safe.key_frames);
+    if (safe.key_frames > 0)
+        text += fmt::format(", {} with parameter sets",
+                            safe.key_frames_with_parameter_sets == safe.key_frames
+                                ? "all"
+                                : fmt::to_string(safe.key_frames_with_parameter_sets));
+    if (const auto difference = time_difference(probe))
+        text += *difference > 0 ? fmt::format(", times differ by up to {:.0f} ms", *difference)
+                                : ", times as by default";
+    return safe.converted() ? text : text + ": " + safe.error;
 }
 
 void print_track(std::size_t number, const SampleTables& track) {
@@ -61,6 +92,7 @@ void print_text(const std::string& clip, const Probe& probe) {
                    finding.box.empty() ? "" : fmt::format(", box '{}'", finding.box), finding.text,
                    finding.rule);
     }
+    fmt::print("  safe profile: {}\n", describe_safe(probe));
 }
 
 Json tracks_json(const DryRun& dry_run) {
@@ -74,6 +106,17 @@ Json tracks_json(const DryRun& dry_run) {
                           {"converted", entry.format != kMp4a}});
     }
     return tracks;
+}
+
+Json safe_json(const Probe& probe) {
+    const DryRun& safe = probe.safe;
+    const auto difference = time_difference(probe);
+    return {{"result", result_of(safe)},
+            {"reason", safe.converted() ? Json() : Json(safe.error)},
+            {"frames", safe.frames},
+            {"key_frames", safe.key_frames},
+            {"key_frames_with_parameter_sets", safe.key_frames_with_parameter_sets},
+            {"largest_time_difference_ms", difference ? Json(*difference) : Json()}};
 }
 
 Json json_of(const std::string& clip, const Probe& probe) {
@@ -91,7 +134,8 @@ Json json_of(const std::string& clip, const Probe& probe) {
             {"frame_duration_ms", probe.dry_run.frame_duration * 1000},
             {"parameter_sets", parameter_set_location(probe.dry_run)},
             {"tracks", tracks_json(probe.dry_run)},
-            {"findings", findings}};
+            {"findings", findings},
+            {"safe", safe_json(probe)}};
 }
 
 }  // namespace
@@ -102,8 +146,9 @@ int run_probe(const Options& options) {
     if (options.json) json.emplace(stdout, "clips");
     bool ok = true;
     const auto work = [&](std::size_t i) {
-        Probe probe{run_without_output(options.paths[i]), {}};
-        probe.findings = diagnose(options.paths[i], probe.dry_run);
+        const std::string& clip = options.paths[i];
+        Probe probe{run_without_output(clip, {}), run_without_output(clip, norvane::safe_options()), {}};
+        probe.findings = diagnose(clip, probe.dry_run);
         return probe;
     };
     const auto show = [&](std::size_t i, const Probe& probe) {

@@ -90,7 +90,9 @@ void add_commands(CLI::App& app, Options& options, Action& chosen) {
     add(repair, "--output", "FILE", options.out, "write the repaired recording there and keep the original");
 
     CLI::App& probe =
-        add_command("probe", "Shows how the module would convert an MP4 clip, or why it would refuse it",
+        add_command("probe",
+                    "Shows how the module would convert an MP4 clip with the default and with the safe "
+                    "profile, or why it would refuse it. The exit status is that of the default profile",
                     "norvanepi-ps probe front.mp4", run_probe);
     add(probe, "CLIP", "CLIP", options.paths, "MP4 clips")->required();
     add_jobs(probe, options);
