@@ -181,8 +181,8 @@ int run(const Options& options) {
 }  // namespace recorder
 
 int main(int argc, char** argv) {
-    boost::this_process::environment().erase("NORVANEPI_CONF");  // the options come from --profile
     return cli::run_tool(recorder::kProgram, [&] {
+        boost::this_process::environment().erase("NORVANEPI_CONF");  // the options come from --profile
         const auto options = recorder::read_command_line(argc, argv);
         return options ? recorder::run(*options) : cli::kSuccess;
     });

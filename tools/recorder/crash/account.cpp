@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::int64_t kFrame = 1000 / kFramesPerSecond;  // ms
 
-Times::interval_type milliseconds(Seconds from, Seconds to) {
+Times::interval_type interval(Seconds from, Seconds to) {
     return Times::interval_type::right_open(from * 1000, to * 1000);
 }
 
@@ -42,7 +42,7 @@ void Account::host_records(std::size_t camera, Seconds from) {
 
 void Account::host_misses(std::size_t camera, Seconds from) {
     CameraTimes& times = cameras_.at(camera);
-    if (times.since) times.recorded += milliseconds(*times.since, from);
+    if (times.since) times.recorded += interval(*times.since, from);
     times.since.reset();
 }
 
@@ -64,7 +64,7 @@ Sums Account::sums(const std::filesystem::path& recordings, Seconds end) const {
     for (std::size_t number = 0; number < cameras_.size(); ++number) {
         const CameraTimes& times = cameras_[number];
         if (!times.first) continue;
-        Times lost(milliseconds(*times.first, end));
+        Times lost(interval(*times.first, end));
         lost -= times.recorded;
         sums.lost += boost::icl::length(lost);
         lost &= recovered[fmt::format("{:08X}", clip_id_of(camera(number).device))];
