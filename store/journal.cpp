@@ -187,7 +187,7 @@ EngineState entries_of(const XMLElement& root) {
     for_each_channel(root, kGap, [&](const ChannelKey& channel, const XMLElement& element) {
         entries.gaps.push_back({time_attribute(element), channel});
     });
-    state::load_operations(root, true, entries.operations);
+    (void)state::load_operations(root, true, entries.operations);
     for_each_channel(root, kConnected, [&](const ChannelKey& channel, const XMLElement& /*element*/) {
         entries.connected.push_back(channel);
     });

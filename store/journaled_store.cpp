@@ -1,6 +1,9 @@
 #include "store/journaled_store.h"
 
+#include <string>
 #include <utility>
+
+#include "store/state_names.h"
 
 namespace norvane {
 namespace {
@@ -19,10 +22,18 @@ void JournaledStore::LoadEngineState(EngineState& state) {
             state.gaps.push_back({recovered->alive - kGapMargin, channel});
         }
     } else {
-        state_file_.LoadEngineState(state);
+        load_state_file(state);
     }
     loaded_ = state;
     emptying_ = true;
+}
+
+/// An error would lose everything that follows a bad record, and a loss without a time is such a record.
+void JournaledStore::load_state_file(EngineState& state) {
+    const std::size_t skipped = state_file_.load(state, state::BadRecord::kIsSkipped);
+    if (skipped == 0) return;
+    log_(kLogError, std::string("NorVane - '") + state::kFileName + "' has unreadable elements (" +
+                        std::to_string(skipped) + "); the others are used.");
 }
 
 void JournaledStore::SaveEngineState(EngineState& state) {

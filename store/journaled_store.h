@@ -16,7 +16,7 @@ class JournaledStore final : public WholeStateStore {
     /// The files and the clock are not owned and must outlive the store.
     JournaledStore(platform::FileSystem& files, const platform::Clock& clock, const Options& options,
                    Journal::Log log)
-        : state_file_(files, clock, options), journal_(files, std::move(log)), clock_(clock) {}
+        : state_file_(files, clock, options), journal_(files, log), log_(std::move(log)), clock_(clock) {}
 
     /// The save that follows a load empties the state file; the journal then contains what was loaded.
     void SaveEngineState(EngineState& state) override;
@@ -28,10 +28,12 @@ class JournaledStore final : public WholeStateStore {
     void keep(bool changed, const std::function<EngineState()>& state);
 
   private:
+    void load_state_file(EngineState& state);
     void update(EngineState state);
 
     CXmlStore state_file_;
     Journal journal_;
+    Journal::Log log_;
     const platform::Clock& clock_;
     EngineState loaded_;
     bool emptying_ = false;         // the next save follows a load

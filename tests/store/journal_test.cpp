@@ -224,6 +224,31 @@ TEST_F(JournaledStoreTest, StateFileDecidesAfterAnOrderlyEnd) {
     EXPECT_TRUE(files.has(kFile));
 }
 
+/// By default such a record ends the load (XmlStoreTest).
+TEST_F(JournaledStoreTest, BadRecordInTheStateFileCostsOnlyItself) {
+    auto before = store();
+    (void)load(before);
+    // A loss without a time, and a device with numbers that the file shows as negative.
+    EngineState end{.gaps = {{platform::ticks_of(-11), channel(1)}, {platform::ticks_of(70), channel(2)}},
+                    .operations = {operation(1, -11)}};
+    before.SaveEngineState(end);
+    auto after = store();
+    EXPECT_EQ(load(after), "gap 1@-11 gap 2@70 op 1@-11 x0 ");
+    EXPECT_THAT(lines, IsEmpty());
+    auto last = store();
+    files.remove_file(kFile);
+    files.put(kStateFile,
+              "<Pavo><Devices><Device Number='3' DisconnectTime='50'/></Devices><Devices ID='7'>"
+              "<Device Number='x' DisconnectTime='50'/><Device Number='3'/>"
+              "<Device Number='3' DisconnectTime='60'/></Devices><Operations><Operation/><Operation "
+              "GUID='00000000-0000-0000-0000-000000000002' Devices='1' Device='2' StartTime='3' EndTime='4' "
+              "Attempts='5'/></Operations></Pavo>");
+    EXPECT_EQ(load(last), "gap 0@60 op 2@3 x5 ");
+    EXPECT_THAT(
+        lines,
+        ElementsAre("75 NorVane - 'norvanepi_state.xml' has unreadable elements (4); the others are used."));
+}
+
 TEST_F(JournaledStoreTest, ChangesAreOnTheDiskWithinASecondAndSignsOfLifeWithinTen) {
     auto kept = store();
     (void)load(kept);
