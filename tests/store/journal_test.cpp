@@ -211,6 +211,29 @@ TEST_F(JournaledStoreTest, ConnectedChannelsAreLostFromTheLastSignOfLife) {
     EXPECT_EQ(load(again), "gap 0@990 gap 1@40 gap 2@990 op 1@10 x0 op 2@20 x0 ");
 }
 
+TEST_F(JournaledStoreTest, FilesThatCannotBeReadAreKept) {
+    files.put(kFile, "journal");
+    files.put(kStateFile, "state");
+    files.unopenable = {kFile};
+    auto started = store();
+    EXPECT_EQ(load(started), "no state");
+    EXPECT_EQ(files.at("norvanepi_journal.damaged"), "journal");
+    EXPECT_EQ(files.at("norvanepi_state.xml.damaged"), "state");
+    EXPECT_THAT(lines, ElementsAre(HasSubstr("'norvanepi_journal' cannot be read; it is kept as"),
+                                   HasSubstr("'norvanepi_state.xml' cannot be read; it is kept as")));
+}
+
+/// A kill would lose what is neither in the state file nor in the journal.
+TEST_F(JournaledStoreTest, StateFileIsEmptiedOnlyOnceTheJournalIsWritten) {
+    const std::string saved =
+        "<Pavo><Devices ID='7'><Device Number='3' DisconnectTime='50'/></Devices></Pavo>";
+    files.put(kStateFile, saved);
+    files.unopenable = {kFile};  // it is created, but cannot be opened for appending
+    auto started = store();
+    EXPECT_EQ(load(started), "gap 0@50 ");
+    EXPECT_EQ(files.at(kStateFile), saved);
+}
+
 TEST_F(JournaledStoreTest, StateFileDecidesAfterAnOrderlyEnd) {
     auto before = store();
     (void)load(before);
