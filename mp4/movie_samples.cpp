@@ -170,8 +170,8 @@ std::optional<MovieSample> MovieSamples::next() {
     if (ahead_.empty()) return std::nullopt;
     last_ = ahead_.front();
     ahead_.pop_front();
-    last_.time = times_.top();
-    times_.pop();
+    last_.time = times_.front();
+    times_.pop_front();
     return last_;
 }
 
@@ -180,8 +180,16 @@ void MovieSamples::look_ahead() {
         const auto sample = stored_.next();
         if (!sample) return;
         ahead_.push_back(*sample);
-        times_.push(static_cast<std::int64_t>(static_cast<std::uint64_t>(sample->time) - origin_));
+        add_time(static_cast<std::int64_t>(static_cast<std::uint64_t>(sample->time) - origin_));
     }
+}
+
+/// Searched from the end: samples are stored almost in the order of their times, so that this takes less time
+/// than a heap.
+void MovieSamples::add_time(std::int64_t time) {
+    auto place = times_.end();
+    while (place != times_.begin() && *(place - 1) > time) --place;
+    times_.insert(place, time);
 }
 
 std::uint64_t MovieSamples::run_length(std::uint64_t limit) const {

@@ -2,9 +2,7 @@
 
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <optional>
-#include <queue>
 #include <vector>
 
 #include "mp4/box_reader.h"
@@ -101,10 +99,11 @@ class MovieSamples {
 
   private:
     void look_ahead();
+    void add_time(std::int64_t time);
 
     StoredSamples stored_;
-    std::uint64_t origin_;           // media time of the start of the clip
-    std::deque<MovieSample> ahead_;  // samples after the last one
-    std::priority_queue<std::int64_t, std::vector<std::int64_t>, std::greater<>> times_;  // as many
+    std::uint64_t origin_;            // media time of the start of the clip
+    std::deque<MovieSample> ahead_;   // samples after the last one
+    std::deque<std::int64_t> times_;  // as many, in ascending order
     MovieSample last_;
 };

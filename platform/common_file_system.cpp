@@ -69,6 +69,18 @@ boost::system::error_code CommonFileSystem::make_directory(const std::string& pa
     return error;
 }
 
+bool CommonFileSystem::rename_file(const std::string& from, const std::string& to) {
+    boost::system::error_code error;
+    const auto try_rename = [&] {
+        if (!fs::is_regular_file(path_of(from), error)) return false;
+        fs::rename(path_of(from), path_of(to), error);
+        return !error;
+    };
+    bool renamed = try_rename();
+    while (error == boost::system::errc::interrupted) renamed = try_rename();
+    return renamed;
+}
+
 std::optional<std::string> CommonFileSystem::read_whole(const std::string& path) {
     const auto file = open_input(path);
     if (!file || file->size() > kMaxWholeSize) return std::nullopt;

@@ -24,6 +24,7 @@ class CommonFileSystem : public FileSystem {
   public:
     [[nodiscard]] boost::system::error_code make_directory(const std::string& path,
                                                            Existing accepted) override;
+    bool rename_file(const std::string& from, const std::string& to) override;
     [[nodiscard]] std::optional<std::string> read_whole(const std::string& path) override;
 };
 

@@ -97,6 +97,10 @@ class FileSystem {
     /// Opens a regular file for appending, or creates it with mode 0666 less the umask; null on failure.
     [[nodiscard]] virtual std::unique_ptr<LogFile> open_log(const std::string& path) = 0;
 
+    /// Gives a regular file, or a link to one, another name and replaces what has it. False on failure and
+    /// for anything else.
+    virtual bool rename_file(const std::string& from, const std::string& to) = 0;
+
     /// Removes a regular file, or a link to one. False on failure and for anything else.
     virtual bool remove_file(const std::string& path) = 0;
 

@@ -15,6 +15,7 @@
 
 #include "store/state_elements.h"
 #include "store/state_names.h"
+#include "store/unreadable_file.h"
 #include "xml/parse.h"
 
 namespace norvane {
@@ -187,7 +188,7 @@ EngineState entries_of(const XMLElement& root) {
     for_each_channel(root, kGap, [&](const ChannelKey& channel, const XMLElement& element) {
         entries.gaps.push_back({time_attribute(element), channel});
     });
-    state::load_operations(root, true, entries.operations);
+    (void)state::load_operations(root, true, entries.operations);
     for_each_channel(root, kConnected, [&](const ChannelKey& channel, const XMLElement& /*element*/) {
         entries.connected.push_back(channel);
     });
@@ -282,7 +283,10 @@ Journal::Content Journal::parse(std::string_view text) {
 
 std::optional<Journal::Recovered> Journal::read() {
     const auto text = files_.read_whole(kFileName);
-    if (!text) return std::nullopt;
+    if (!text) {
+        keep_unreadable(files_, kFileName, log_);
+        return std::nullopt;
+    }
     Content content = parse(*text);
     if (content.damaged) {
         const std::string copy = std::string(kFileName) + ".damaged";
@@ -293,7 +297,7 @@ std::optional<Journal::Recovered> Journal::read() {
     return std::move(content.recovered);
 }
 
-void Journal::update(EngineState state, Ticks now) {
+bool Journal::update(EngineState state, Ticks now) {
     std::ranges::sort(state.gaps, by_channel);
     std::ranges::sort(state.connected);
     state.connected.erase(std::unique(state.connected.begin(), state.connected.end()), state.connected.end());
@@ -304,6 +308,7 @@ void Journal::update(EngineState state, Ticks now) {
         log_(kLogError, std::string("NorVane - '") + kFileName + "' cannot be written.");
     }
     failed_ = !written;
+    return written;
 }
 
 bool Journal::write(const EngineState& state, const std::string& alive) {

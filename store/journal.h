@@ -36,12 +36,13 @@ class Journal {
     [[nodiscard]] static Content parse(std::string_view text);
 
     /// What the last process left; nothing if it removed its journal or wrote no complete group. A damaged
-    /// file is copied to norvanepi_journal.damaged and reported, and its intact lines are used.
+    /// file is copied to norvanepi_journal.damaged and reported, and its intact lines are used. A file that
+    /// cannot be read gets that name.
     [[nodiscard]] std::optional<Recovered> read();
 
     /// Appends what changed since the last update, and that the module is alive. On the disk when it returns.
     /// A failure is reported once, until an update succeeds; the next update then writes everything.
-    void update(EngineState state, Ticks now);
+    bool update(EngineState state, Ticks now);
 
     /// Removes the file, because the state is saved elsewhere.
     void remove();

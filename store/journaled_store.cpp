@@ -1,6 +1,11 @@
 #include "store/journaled_store.h"
 
+#include <stdexcept>
+#include <string>
 #include <utility>
+
+#include "store/state_names.h"
+#include "store/unreadable_file.h"
 
 namespace norvane {
 namespace {
@@ -19,16 +24,30 @@ void JournaledStore::LoadEngineState(EngineState& state) {
             state.gaps.push_back({recovered->alive - kGapMargin, channel});
         }
     } else {
-        state_file_.LoadEngineState(state);
+        load_state_file(state);
     }
     loaded_ = state;
     emptying_ = true;
 }
 
+/// An error would lose everything that follows a bad record, and a loss without a time is such a record.
+void JournaledStore::load_state_file(EngineState& state) {
+    std::size_t skipped = 0;
+    try {
+        skipped = state_file_.load(state, state::BadRecord::kIsSkipped);
+    } catch (const std::invalid_argument&) {  // missing, or unreadable as a whole
+        keep_unreadable(files_, state::kFileName, log_);
+        throw;
+    }
+    if (skipped == 0) return;
+    log_(kLogError, std::string("NorVane - '") + state::kFileName + "' has unreadable elements (" +
+                        std::to_string(skipped) + "); the others are used.");
+}
+
 void JournaledStore::SaveEngineState(EngineState& state) {
     if (std::exchange(emptying_, false)) {
-        update(std::exchange(loaded_, {}));
-        state_file_.SaveEngineState(state);
+        // Without a journal, the state file is all that a kill would leave.
+        if (update(std::exchange(loaded_, {}))) state_file_.SaveEngineState(state);
     } else if (state_file_.save(state)) {
         journal_.remove();
     }
@@ -39,13 +58,13 @@ void JournaledStore::keep(bool changed, const std::function<EngineState()>& stat
     const Ticks now = clock_.steady();
     if (updated_ && now - *updated_ < (changed_ ? kChangeInterval : kAliveInterval)) return;
     updated_ = now;  // also if there is no memory for the state: not to be tried in each pass
-    update(state());
+    (void)update(state());
 }
 
-void JournaledStore::update(EngineState state) {
+bool JournaledStore::update(EngineState state) {
     updated_ = clock_.steady();
     changed_ = false;
-    journal_.update(std::move(state), clock_.now());
+    return journal_.update(std::move(state), clock_.now());
 }
 
 }  // namespace norvane

@@ -16,9 +16,13 @@ class JournaledStore final : public WholeStateStore {
     /// The files and the clock are not owned and must outlive the store.
     JournaledStore(platform::FileSystem& files, const platform::Clock& clock, const Options& options,
                    Journal::Log log)
-        : state_file_(files, clock, options), journal_(files, std::move(log)), clock_(clock) {}
+        : files_(files),
+          state_file_(files, clock, options),
+          journal_(files, log),
+          log_(std::move(log)),
+          clock_(clock) {}
 
-    /// The save that follows a load empties the state file; the journal then contains what was loaded.
+    /// The save that follows a load empties the state file, once the journal contains what was loaded.
     void SaveEngineState(EngineState& state) override;
     void LoadEngineState(EngineState& state) override;
     [[nodiscard]] Ticks CurrentTime() override { return clock_.now(); }
@@ -28,10 +32,13 @@ class JournaledStore final : public WholeStateStore {
     void keep(bool changed, const std::function<EngineState()>& state);
 
   private:
-    void update(EngineState state);
+    void load_state_file(EngineState& state);
+    bool update(EngineState state);
 
+    platform::FileSystem& files_;
     CXmlStore state_file_;
     Journal journal_;
+    Journal::Log log_;
     const platform::Clock& clock_;
     EngineState loaded_;
     bool emptying_ = false;         // the next save follows a load

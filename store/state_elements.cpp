@@ -47,11 +47,10 @@ void print_operation(XMLPrinter& out, const OperationState& operation, bool with
     out.CloseElement();
 }
 
-/// An integer of at least 1. Throws with the text `fault` for anything else.
-std::int32_t positive(const XMLElement& element, const char* name, const char* fault) {
+/// An integer; of at least 1 where a bad record ends the load.
+std::optional<std::int32_t> number_attribute(const XMLElement& element, const char* name, BadRecord bad) {
     const auto value = xml::integer_attribute(element, name);
-    if (!value || *value < 1) throw std::invalid_argument(fault);
-    return *value;
+    return bad == BadRecord::kEndsLoad && value && *value < 1 ? std::nullopt : value;
 }
 
 /// A record of an older build has no channel number, and belongs to channel 0.
@@ -59,14 +58,18 @@ std::uint32_t channel_number(const XMLElement& device) {
     return static_cast<std::uint32_t>(xml::integer_attribute(device, kChannel).value_or(0));
 }
 
-void load_device(const XMLElement& device, std::uint32_t devices_id, bool with_channel,
-                 std::vector<DisconnectRecord>& records) {
-    const auto number = positive(device, kNumber, kBadDeviceNumber);
-    const auto seconds = positive(device, kDisconnectTime, kBadDisconnectTime);
+/// Returns null, or what is wrong with the device.
+const char* load_device(const XMLElement& device, std::uint32_t devices_id, bool with_channel, BadRecord bad,
+                        std::vector<DisconnectRecord>& records) {
+    const auto number = number_attribute(device, kNumber, bad);
+    if (!number) return kBadDeviceNumber;
+    const auto seconds = number_attribute(device, kDisconnectTime, bad);
+    if (!seconds) return kBadDisconnectTime;
     const ChannelKey channel{.channel = with_channel ? channel_number(device) : 0,
-                             .device_number = static_cast<std::uint32_t>(number),
+                             .device_number = static_cast<std::uint32_t>(*number),
                              .devices_id = devices_id};
-    records.push_back({platform::ticks_of(seconds), channel});
+    records.push_back({platform::ticks_of(*seconds), channel});
+    return nullptr;
 }
 
 /// Accepts only the 36-character form, the one that this module writes.
@@ -135,30 +138,49 @@ void print_operations(XMLPrinter& out, const std::vector<OperationState>& operat
     out.CloseElement();
 }
 
-void load_records(const XMLElement& parent, bool with_channels, std::vector<DisconnectRecord>& records) {
+std::size_t load_records(const XMLElement& parent, bool with_channels, BadRecord bad,
+                         std::vector<DisconnectRecord>& records) {
+    std::size_t skipped = 0;
+    const auto skip = [&](const char* fault) {
+        if (bad == BadRecord::kEndsLoad) throw std::invalid_argument(fault);
+        ++skipped;
+    };
     for (const XMLElement* devices = parent.FirstChildElement(kDevices); devices != nullptr;
          devices = devices->NextSiblingElement(kDevices)) {
-        const auto id = static_cast<std::uint32_t>(positive(*devices, kId, kBadPlugInId));
+        const auto id = number_attribute(*devices, kId, bad);
+        if (!id) {
+            skip(kBadPlugInId);
+            continue;
+        }
         // Every element after the first Device is read as a device, whatever its name.
         for (const XMLElement* device = devices->FirstChildElement(kDevice); device != nullptr;
              device = device->NextSiblingElement()) {
-            load_device(*device, id, with_channels, records);
+            const char* const fault =
+                load_device(*device, static_cast<std::uint32_t>(*id), with_channels, bad, records);
+            if (fault != nullptr) skip(fault);
         }
     }
+    return skipped;
 }
 
-void load_operations(const XMLElement& parent, bool with_failures, std::vector<OperationState>& operations) {
+std::size_t load_operations(const XMLElement& parent, bool with_failures,
+                            std::vector<OperationState>& operations) {
     const XMLElement* list = parent.FirstChildElement(kOperations);
-    if (list == nullptr) return;
+    if (list == nullptr) return 0;
+    std::size_t skipped = 0;
     for (const XMLElement* element = list->FirstChildElement(kOperation); element != nullptr;
          element = element->NextSiblingElement(kOperation)) {
         const auto operation = operation_of(*element);
-        if (!operation) continue;
+        if (!operation) {
+            ++skipped;
+            continue;
+        }
         operations.push_back({*operation});
         if (!with_failures) continue;
         operations.back().stage = static_cast<Stage>(named(*element, kStage, kStages));
         load_failure(*element, operations.back());
     }
+    return skipped;
 }
 
 }  // namespace norvane::state

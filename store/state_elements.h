@@ -4,6 +4,8 @@
 
 #include <tinyxml2.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "plugin/interfaces/records.h"
@@ -17,12 +19,18 @@ void print_records(tinyxml2::XMLPrinter& out, const std::vector<DisconnectRecord
 void print_operations(tinyxml2::XMLPrinter& out, const std::vector<OperationState>& operations,
                       bool with_stages);
 
-/// Appends the records of the parent's Devices elements. Throws std::invalid_argument with a fixed text after
-/// a bad record; the records before it are kept. Without channels, each record has channel 0.
-void load_records(const tinyxml2::XMLElement& parent, bool with_channels,
-                  std::vector<DisconnectRecord>& records);
-/// Appends the readable operations of the parent's element Operations.
-void load_operations(const tinyxml2::XMLElement& parent, bool with_failures,
-                     std::vector<OperationState>& operations);
+/// What a bad record causes.
+enum class BadRecord : std::uint8_t {
+    kEndsLoad,   // std::invalid_argument with a fixed text; also for a number or a time below 1
+    kIsSkipped,  // only that record is missing; everything that print_records writes is good
+};
+
+/// Appends the records of the parent's Devices elements. Those before an exception are kept. Without
+/// channels, each record has channel 0. Returns the number of skipped elements.
+std::size_t load_records(const tinyxml2::XMLElement& parent, bool with_channels, BadRecord bad,
+                         std::vector<DisconnectRecord>& records);
+/// Appends the readable operations of the parent's element Operations. Returns the number of the others.
+std::size_t load_operations(const tinyxml2::XMLElement& parent, bool with_failures,
+                            std::vector<OperationState>& operations);
 
 }  // namespace norvane::state

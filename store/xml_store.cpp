@@ -6,7 +6,6 @@
 #include <stdexcept>
 #include <tuple>
 
-#include "store/state_elements.h"
 #include "store/state_names.h"
 #include "xml/parse.h"
 
@@ -25,14 +24,14 @@ bool CXmlStore::save(EngineState& state) {
     return files_.replace_whole(state::kFileName, out.CStr());
 }
 
-void CXmlStore::LoadEngineState(EngineState& state) {
+std::size_t CXmlStore::load(EngineState& state, state::BadRecord bad) {
     const auto text = files_.read_whole(state::kFileName);
     tinyxml2::XMLDocument document;
     if (!text || !xml::parse(document, *text)) throw std::invalid_argument(state::kUnreadable);
     const tinyxml2::XMLElement* pavo = document.FirstChildElement(state::kPavo);
-    if (pavo == nullptr) return;
-    state::load_records(*pavo, channels_, state.gaps);
-    state::load_operations(*pavo, failures_, state.operations);
+    if (pavo == nullptr) return 0;
+    const std::size_t skipped = state::load_records(*pavo, channels_, bad, state.gaps);
+    return skipped + state::load_operations(*pavo, failures_, state.operations);
 }
 
 }  // namespace norvane

@@ -2,6 +2,7 @@
 
 #include "platform/file.h"
 #include "plugin/interfaces/options.h"
+#include "store/state_elements.h"
 #include "store/whole_state_store.h"
 
 namespace norvane {
@@ -15,9 +16,11 @@ class CXmlStore final : public WholeStateStore {
 
     /// Ignores a failure: a state that cannot be saved must not stop the host's shutdown.
     void SaveEngineState(EngineState& state) override { (void)save(state); }
-    void LoadEngineState(EngineState& state) override;
+    void LoadEngineState(EngineState& state) override { (void)load(state, state::BadRecord::kEndsLoad); }
     /// SaveEngineState, and whether the file could be written.
     [[nodiscard]] bool save(EngineState& state);
+    /// LoadEngineState with the given treatment of bad records. Returns the number of skipped elements.
+    [[nodiscard]] std::size_t load(EngineState& state, state::BadRecord bad);
     [[nodiscard]] Ticks CurrentTime() override { return clock_.now(); }
 
   private:

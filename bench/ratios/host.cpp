@@ -18,10 +18,13 @@ double allocated_bytes() {
 
 }  // namespace
 
-Host::Host(const std::filesystem::path& module)
+Host::Host(const std::filesystem::path& module, Profile profile)
     : library_(module), module_(library_.entry_points(), [](const char* fault) { require(false, fault); }) {
+    constexpr const char* kConfiguration = "norvanepi.conf";
+    if (profile == Profile::kSafe) std::ofstream(kConfiguration) << "profile = safe\n";
     module_.load(callback());
     open_seconds_ = time_of([&] { module_.open(); });
+    std::filesystem::remove(kConfiguration);
     std::promise<int> loop_id;
     main_loop_ = std::thread([&] {
         loop_id.set_value(::gettid());

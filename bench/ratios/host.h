@@ -13,11 +13,14 @@
 
 namespace bench {
 
+/// What the module's configuration file selects.
+enum class Profile { kNone, kSafe };
+
 /// Loads the built module and measures its processor time.
 class Host final : host_kit::CallbackReceiver {
   public:
     /// Loads and opens the module and starts the main loop.
-    explicit Host(const std::filesystem::path& module);
+    explicit Host(const std::filesystem::path& module, Profile profile = Profile::kNone);
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
     ~Host();

@@ -177,10 +177,15 @@ TEST(Allocations, OperationQueueHasTheStrongExceptionGuarantee) {
     }
 }
 
-/// With the built module: an entry point that runs out of memory reports it and changes nothing.
-TEST(Allocations, EntryPointsReportFailureAndWorkAgain) {
+/// With the built module, without and with the safe profile.
+class EntryPointAllocations : public testing::TestWithParam<bool> {};
+INSTANTIATE_TEST_SUITE_P(SafeProfile, EntryPointAllocations, testing::Bool());
+
+/// An entry point that runs out of memory reports it and changes nothing.
+TEST_P(EntryPointAllocations, FailureIsReportedAndTheNextCallWorks) {
     const std::size_t points = fail_everywhere([](allocations::Fault& fault) {
         const WorkingDirectory directory;
+        if (GetParam()) write_file("norvanepi.conf", "profile = safe");
         FakeHost host;
         LoadedModule module;
         const auto succeeds = [](std::size_t status_at, const auto& call) {

@@ -6,8 +6,7 @@
 #include <csignal>
 #include <iostream>
 
-#include "store/journal.h"
-#include "store/xml_store.h"
+#include "store/journaled_store.h"
 #include "tests/faults/retrieval.h"
 #include "tests/support/system_calls.h"
 #include "tools/reader/verify.h"
@@ -56,14 +55,19 @@ std::size_t kill_everywhere(const std::function<void()>& prepare, const std::fun
 
 }  // namespace
 
-TEST(Kills, IndexListsEveryCompletePacket) {
-    Retrieval retrieval;
+/// Without and with the safe profile.
+class ConversionKills : public testing::TestWithParam<bool> {};
+INSTANTIATE_TEST_SUITE_P(SafeProfile, ConversionKills, testing::Bool());
+
+TEST_P(ConversionKills, IndexListsEveryCompletePacket) {
+    Retrieval retrieval(GetParam() ? norvane::safe_options() : norvane::Options{});
     ASSERT_TRUE(retrieval.start());
     retrieval.reserve();
     const std::string path = Retrieval::kRecordings.at("first");
     const std::string frame = in_frame("some frame");
-    const std::string source =
-        make_clip({.samples = std::vector<std::string>(6, nal("some frame")), .sync = {{1, 4}}});
+    const std::string source = make_clip({.samples = std::vector<std::string>(6, nal("some frame")),
+                                          .sync = {{1, 4}},
+                                          .sets = GetParam() ? std::optional(AvcSets{}) : std::nullopt});
     std::uint32_t max_packets = 0;
     const std::size_t kills = kill_everywhere(
         [&] {
@@ -91,6 +95,49 @@ TEST(Kills, IndexListsEveryCompletePacket) {
         });
     EXPECT_EQ(max_packets, 6U);
     std::cout << "kills during a conversion: " << kills << "\n";
+}
+
+/// With the safe profile, a start after a kill finds the state after a message or before it, and no file that
+/// another start would have to ignore.
+TEST(Kills, SafeProfileLosesNothingDuringAWholeRetrieval) {
+    const auto found = [] {
+        FakeClock clock;
+        norvane::JournaledStore store(platform::system_files(), clock, norvane::safe_options(),
+                                      [](std::int32_t, const std::string& text) { ADD_FAILURE() << text; });
+        norvane::EngineState state;
+        store.LoadEngineState(state);
+        std::ostringstream text;
+        for (const auto& [time, channel] : state.gaps)
+            text << " gap " << channel.devices_id << "@" << platform::seconds_of(time);
+        for (const norvane::OperationState& operation : state.operations)
+            text << " operation " << operation.device.devices_id << " x" << operation.attempts;
+        return text.str();
+    };
+    std::set<std::string> steps;
+    {
+        Retrieval whole(norvane::safe_options());
+        whole.after_message = [&] { steps.insert(found()); };
+        steps.insert(found());
+        whole.run();
+    }
+    EXPECT_GT(steps.size(), 5U);
+
+    Retrieval retrieval(norvane::safe_options());
+    std::set<std::string> seen;
+    const std::size_t kills = kill_everywhere(
+        [&] {
+            boost::filesystem::remove_all("out");
+            boost::filesystem::remove(norvane::Journal::kFileName);
+            Retrieval::write_files();
+        },
+        [&] { retrieval.run(); },
+        [&] {
+            const std::string state = found();
+            EXPECT_TRUE(steps.contains(state)) << state;
+            seen.insert(state);
+        });
+    EXPECT_EQ(seen, steps);  // the last call removes the journal
+    std::cout << "kills during a retrieval with the safe profile: " << kills << "\n";
 }
 
 TEST(Kills, StateFileStaysCompleteAndCanBeSavedAgain) {

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -49,18 +50,25 @@ inline std::int32_t callback_outside(const void* request, void* reply) {
 /// contains the disconnect of another device.
 class Retrieval {
   public:
-    Retrieval() : Retrieval({platform::system_files(), instant_sleeper(), fixed_clock()}) {}
-    explicit Retrieval(const norvane::Options& options)
-        : Retrieval({platform::system_files(), instant_sleeper(), fixed_clock()}, options) {}
+    explicit Retrieval(const norvane::Options& options = {})
+        : Retrieval({platform::system_files(), instant_sleeper(), clock()}, options) {
+        clock().set_seconds(1'000'400);
+    }
     /// With other files, another sleeper or another clock.
     explicit Retrieval(const platform::System& system, const norvane::Options& options = {})
         : system_(system), options_(options) {
+        write_files();
+        set_host_callback(callback_outside);
+    }
+    /// The state file and the clips.
+    static void write_files() {
         write_file(kState, kOldState);
         for (const std::string clip : {"first", "second"}) {
             write_file(clip + ".mp4",
-                       make_clip({.samples = {nal(clip), nal("two"), nal("three")}, .sync = {{1}}}));
+                       make_clip({.samples = {nal(clip), nal("two"), nal("three")},
+                                  .sync = {{1}},
+                                  .sets = AvcSets{.sequence = {kSequenceSet}, .picture = {kPictureSet}}}));
         }
-        set_host_callback(callback_outside);
     }
     Retrieval(const Retrieval&) = delete;
     Retrieval& operator=(const Retrieval&) = delete;
@@ -111,10 +119,13 @@ class Retrieval {
         }
         const std::size_t before = host.messages().size();
         send(retrieval_done(kUnknownGuid));
-        return host.messages().size() == before + 1 &&
-               host.messages().back().text.find("unknown operation") != std::string::npos;
+        const auto messages = host.messages();
+        return messages.size() > before &&
+               messages[before].text.find("unknown operation") != std::string::npos;
     }
+    /// A second after the last message, so that the journal is written after each.
     void send(const std::string& text) {
+        clock().set(clock().now() + platform::kTicksPerSecond);
         const StreamRecord message = host.lend_message(text);
         bool accepted = false;
         try {
@@ -124,8 +135,11 @@ class Retrieval {
             accepted = false;  // the entry point reports it and the host keeps the buffer
         }
         if (!accepted) return host.take_back(message.text);
-        const ModuleScope inside(true);
-        worker->run();
+        {
+            const ModuleScope inside(true);
+            worker->run();
+        }
+        after_message();
     }
 
     /// The log lines with the level of errors.
@@ -164,6 +178,14 @@ class Retrieval {
     WorkingDirectory directory;
     FakeHost host;
     std::unique_ptr<SyncLayer> worker;
+    std::function<void()> after_message = [] {};
+
+    /// The content of a clip's frames.
+    [[nodiscard]] std::vector<std::string> frames_of(const std::string& clip) const {
+        const std::string sets =
+            options_.parameter_sets ? in_frame(kSequenceSet) + in_frame(kPictureSet) : "";
+        return {sets + in_frame(clip), in_frame("two"), in_frame("three")};
+    }
 
     static constexpr const char* kState = "norvanepi_state.xml";
     static constexpr const char* kOldState =
@@ -172,6 +194,8 @@ class Retrieval {
         {"first", "out/2018/06/22/16/0509-00070380e.ps"}, {"second", "out/2018/06/22/16/0609-00070380e.ps"}};
 
   private:
+    static constexpr const char* kSequenceSet = "gsps";
+    static constexpr const char* kPictureSet = "hpps";
     static constexpr int kFirstStart = 1'529'683'509;  // 2018-06-22 16:05:09 UTC
 
     void convert(const std::string& name, int start) {
@@ -189,9 +213,8 @@ class Retrieval {
         static InstantSleeper sleeper;
         return sleeper;
     }
-    static const platform::Clock& fixed_clock() {
+    static FakeClock& clock() {
         static FakeClock clock;
-        clock.set_seconds(1'000'400);
         return clock;
     }
 

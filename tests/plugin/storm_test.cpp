@@ -28,6 +28,7 @@ constexpr std::size_t kProducers = 8;
 constexpr std::size_t kLentByEach = 48;
 constexpr std::size_t kMaxTextLength = 16'384;
 constexpr std::uint64_t kLivesPerState = 5;
+constexpr std::uint64_t kLivesPerSafeProfile = 3;  // odd, so that it meets every way to end
 
 /// What the thread is doing. The module may call the host on threads in kCaller and kLoop, one at a time, but
 /// not in kSender.
@@ -251,6 +252,8 @@ TEST(StormTest, EachAcceptedTextIsReleasedOnce) {
         SCOPED_TRACE("life " + std::to_string(life));
         // Unfinished operations accumulate in the state file, so it is removed from time to time.
         if (life % kLivesPerState == 0) (void)std::remove("norvanepi_state.xml");
+        (void)std::remove("norvanepi.conf");
+        if (life % kLivesPerSafeProfile == 1) write_file("norvanepi.conf", "profile = safe");
         ModuleLife(seed + life, messages / lives).run();
     }
     EXPECT_GT(ModuleLife::total_documents, lives);

@@ -211,6 +211,29 @@ TEST_F(JournaledStoreTest, ConnectedChannelsAreLostFromTheLastSignOfLife) {
     EXPECT_EQ(load(again), "gap 0@990 gap 1@40 gap 2@990 op 1@10 x0 op 2@20 x0 ");
 }
 
+TEST_F(JournaledStoreTest, FilesThatCannotBeReadAreKept) {
+    files.put(kFile, "journal");
+    files.put(kStateFile, "state");
+    files.unopenable = {kFile};
+    auto started = store();
+    EXPECT_EQ(load(started), "no state");
+    EXPECT_EQ(files.at("norvanepi_journal.damaged"), "journal");
+    EXPECT_EQ(files.at("norvanepi_state.xml.damaged"), "state");
+    EXPECT_THAT(lines, ElementsAre(HasSubstr("'norvanepi_journal' cannot be read; it is kept as"),
+                                   HasSubstr("'norvanepi_state.xml' cannot be read; it is kept as")));
+}
+
+/// A kill would lose what is neither in the state file nor in the journal.
+TEST_F(JournaledStoreTest, StateFileIsEmptiedOnlyOnceTheJournalIsWritten) {
+    const std::string saved =
+        "<Pavo><Devices ID='7'><Device Number='3' DisconnectTime='50'/></Devices></Pavo>";
+    files.put(kStateFile, saved);
+    files.unopenable = {kFile};  // it is created, but cannot be opened for appending
+    auto started = store();
+    EXPECT_EQ(load(started), "gap 0@50 ");
+    EXPECT_EQ(files.at(kStateFile), saved);
+}
+
 TEST_F(JournaledStoreTest, StateFileDecidesAfterAnOrderlyEnd) {
     auto before = store();
     (void)load(before);
@@ -222,6 +245,31 @@ TEST_F(JournaledStoreTest, StateFileDecidesAfterAnOrderlyEnd) {
     auto after = store();
     EXPECT_EQ(load(after), "gap 1@70 ");
     EXPECT_TRUE(files.has(kFile));
+}
+
+/// By default such a record ends the load (XmlStoreTest).
+TEST_F(JournaledStoreTest, BadRecordInTheStateFileCostsOnlyItself) {
+    auto before = store();
+    (void)load(before);
+    // A loss without a time, and a device with numbers that the file shows as negative.
+    EngineState end{.gaps = {{platform::ticks_of(-11), channel(1)}, {platform::ticks_of(70), channel(2)}},
+                    .operations = {operation(1, -11)}};
+    before.SaveEngineState(end);
+    auto after = store();
+    EXPECT_EQ(load(after), "gap 1@-11 gap 2@70 op 1@-11 x0 ");
+    EXPECT_THAT(lines, IsEmpty());
+    auto last = store();
+    files.remove_file(kFile);
+    files.put(kStateFile,
+              "<Pavo><Devices><Device Number='3' DisconnectTime='50'/></Devices><Devices ID='7'>"
+              "<Device Number='x' DisconnectTime='50'/><Device Number='3'/>"
+              "<Device Number='3' DisconnectTime='60'/></Devices><Operations><Operation/><Operation "
+              "GUID='00000000-0000-0000-0000-000000000002' Devices='1' Device='2' StartTime='3' EndTime='4' "
+              "Attempts='5'/></Operations></Pavo>");
+    EXPECT_EQ(load(last), "gap 0@60 op 2@3 x5 ");
+    EXPECT_THAT(
+        lines,
+        ElementsAre("75 NorVane - 'norvanepi_state.xml' has unreadable elements (4); the others are used."));
 }
 
 TEST_F(JournaledStoreTest, ChangesAreOnTheDiskWithinASecondAndSignsOfLifeWithinTen) {

@@ -140,6 +140,12 @@ std::unique_ptr<platform::LogFile> MemoryFiles::open_log(const std::string& path
     return std::make_unique<MemoryLog>(files_[path], output);
 }
 
+bool MemoryFiles::rename_file(const std::string& from, const std::string& to) {
+    if (!has(from)) return false;
+    files_[to] = files_.extract(from).mapped();
+    return true;
+}
+
 bool MemoryFiles::remove_file(const std::string& path) {
     note("remove " + path);
     if (failing_removals == 0) return files_.erase(path) == 1;
@@ -155,7 +161,7 @@ boost::system::error_code MemoryFiles::make_directory(const std::string& path, E
 }
 
 std::optional<std::string> MemoryFiles::read_whole(const std::string& path) {
-    return has(path) ? std::optional(at(path)) : std::nullopt;
+    return has(path) && !unopenable.contains(path) ? std::optional(at(path)) : std::nullopt;
 }
 
 bool MemoryFiles::replace_whole(const std::string& path, std::string_view content) {

@@ -73,6 +73,7 @@ class MemoryFiles : public platform::FileSystem {
     [[nodiscard]] std::unique_ptr<platform::DataFile> create_data(const std::string& path) override;
     [[nodiscard]] std::unique_ptr<platform::IndexFile> create_index(const std::string& path) override;
     [[nodiscard]] std::unique_ptr<platform::LogFile> open_log(const std::string& path) override;
+    bool rename_file(const std::string& from, const std::string& to) override;
     bool remove_file(const std::string& path) override;
     [[nodiscard]] boost::system::error_code make_directory(const std::string& path, Existing enough) override;
     [[nodiscard]] std::optional<std::string> read_whole(const std::string& path) override;

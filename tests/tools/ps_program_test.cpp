@@ -303,7 +303,10 @@ TEST_F(PsProgramTest, GapsListsStateFilesAndJournals) {
     write_file(directory_ / "journal",
                "b5bc7ab8 <Added><Gap Devices=\"7\" Device=\"3\" Channel=\"1\" Time=\"1527847190\"/></Added>\n"
                "0a3c8de2 <Alive Time=\"1527847200\"/>\n");
-    const json files = json_of("gaps state.xml journal", 1).at("state_files");
+    write_file(directory_ / "bad.xml",
+               "<Pavo><Devices ID='7'><Device Number='3' DisconnectTime='-11'/>"
+               "<Device Number='4' DisconnectTime='5'/></Devices></Pavo>");
+    const json files = json_of("gaps state.xml journal bad.xml", 1).at("state_files");
     EXPECT_EQ(files[0].at("gaps")[0].at("channel"), 2);
     EXPECT_EQ(files[0].at("gaps")[0].at("since"), "2018-06-01T09:59:50.000Z");
     EXPECT_EQ(files[0].at("operations")[0].at("stage"), "failed");
@@ -312,6 +315,8 @@ TEST_F(PsProgramTest, GapsListsStateFilesAndJournals) {
     EXPECT_EQ(files[1].at("kind"), "journal");
     EXPECT_EQ(files[1].at("gaps"), json::array());  // the checksums are wrong
     EXPECT_NE(files[1].at("fault"), nullptr);
+    EXPECT_EQ(files[2].at("gaps").size(), 2U);
+    EXPECT_THAT(files[2].at("fault"), HasSubstr("without the option journal"));
 
     const Outcome shown = ps("gaps missing state.xml");
     EXPECT_EQ(shown.status, 2);

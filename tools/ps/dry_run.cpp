@@ -32,6 +32,7 @@ class DryRunFiles final : public platform::FileSystem {
         return std::make_unique<DiscardingIndexFile>();
     }
     std::unique_ptr<platform::LogFile> open_log(const std::string& /*path*/) override { return nullptr; }
+    bool rename_file(const std::string& /*from*/, const std::string& /*to*/) override { return false; }
     bool remove_file(const std::string& /*path*/) override { return false; }
     boost::system::error_code make_directory(const std::string& /*path*/, Existing /*enough*/) override {
         return {};

@@ -56,12 +56,16 @@ Contents state_file_contents(const std::string& text) {
     }
     const auto* pavo = document.FirstChildElement(norvane::state::kPavo);
     if (pavo == nullptr) return contents;
+    namespace state = norvane::state;
     try {
-        norvane::state::load_records(*pavo, true, contents.state.gaps);
-        norvane::state::load_operations(*pavo, true, contents.state.operations);
+        (void)state::load_records(*pavo, true, state::BadRecord::kEndsLoad, contents.state.gaps);
     } catch (const std::invalid_argument& error) {
-        contents.fault = fmt::format("{}; the module ignores what follows", error.what());
+        contents.fault =
+            fmt::format("{}; without the option journal, the module ignores what follows", error.what());
+        contents.state.gaps.clear();
+        (void)state::load_records(*pavo, true, state::BadRecord::kIsSkipped, contents.state.gaps);
     }
+    (void)state::load_operations(*pavo, true, contents.state.operations);
     return contents;
 }
 
