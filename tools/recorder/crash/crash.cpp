@@ -218,6 +218,7 @@ void print_list(const std::vector<std::unique_ptr<Site>>& sites) {
 void play(const std::vector<std::unique_ptr<Site>>& sites, std::uint32_t kills) {
     std::atomic<std::size_t> progress = 0;
     std::vector<std::future<void>> running;
+    running.reserve(sites.size());
     for (const auto& site : sites)
         running.push_back(std::async(std::launch::async, [&] { site->play(progress); }));
     cli::ProgressBar bar(stderr);
@@ -243,6 +244,7 @@ int run(const Options& options) {
     Options own = options;
     own.directory = directory.path();
     std::vector<std::unique_ptr<Site>> sites;
+    sites.reserve(profiles.size());
     for (const Profile profile : profiles) sites.push_back(std::make_unique<Site>(own, profile));
     try {
         play(sites, options.kills);
