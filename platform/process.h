@@ -30,6 +30,9 @@ struct Resources {
 /// How a process ended, from the status that the system reports: "signal 11 (Segmentation fault)".
 [[nodiscard]] std::string description_of_end(int native_status);
 
+/// Kills another process, which gets no chance to react. Its parent still has to wait for it.
+void kill_process(std::int64_t id);
+
 /// From here on a crash first writes `lead`, the words that `describe` returns for the crashing thread, and a
 /// line end to standard error. On Windows it writes nothing, and no dialog or debugger appears.
 void describe_crashes(const char* lead, const char* (*describe)());

@@ -140,4 +140,8 @@ std::string description_of_end(int native_status) {
     return "signal " + std::to_string(number) + " (" + ::strsignal(number) + ")";
 }
 
+void kill_process(std::int64_t id) {
+    (void)::kill(static_cast<::pid_t>(id), SIGKILL);
+}
+
 }  // namespace platform

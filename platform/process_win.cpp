@@ -52,4 +52,11 @@ std::string description_of_end(int native_status) {
     return "exit status " + std::to_string(native_status);
 }
 
+void kill_process(std::int64_t id) {
+    const ::HANDLE process = ::OpenProcess(PROCESS_TERMINATE, FALSE, static_cast<::DWORD>(id));
+    if (process == nullptr) return;
+    (void)::TerminateProcess(process, 1);
+    (void)::CloseHandle(process);
+}
+
 }  // namespace platform

@@ -12,10 +12,10 @@
 #include <boost/process/args.hpp>
 #include <boost/process/child.hpp>
 #include <boost/process/exe.hpp>
-#include <boost/process/group.hpp>
 #include <boost/process/io.hpp>
 #include <boost/process/pipe.hpp>
 
+#include "platform/process.h"
 #include "tools/cli/exit_status.h"
 #include "tools/cli/json_list.h"
 #include "tools/cli/progress_bar.h"
@@ -87,20 +87,19 @@ class Site {
     [[nodiscard]] const auto& kills() const { return kills_; }
 
   private:
-    process::child start(process::ipstream& events, process::group& group, bool calm) {
+    process::child start(process::ipstream& events, bool calm) {
         std::vector<std::string> arguments = {kCrashHost, "--out=" + directory_.path().string(),
                                               "--module=" + options_.module.string(),
                                               fmt::format("--patience={}", options_.patience),
                                               fmt::format("--seed={}", random_.below(1U << 31U))};
         if (calm) arguments.emplace_back("--calm");
         return process::child(process::exe = host_kit::own_program().string(), process::args = arguments,
-                              process::std_out > events, group);
+                              process::std_out > events);
     }
 
     void run_and_kill(const Kill& kill) {
         process::ipstream events;
-        process::group group;  // after child::terminate, child::wait would not wait
-        process::child host = start(events, group, false);
+        process::child host = start(events, false);
         Moment last = Moment::kIdle;
         std::size_t occurrences = 0;
         std::string line;
@@ -112,7 +111,7 @@ class Site {
         std::this_thread::sleep_for(kill.delay);
         const Seconds now = present();
         const bool was_running = host.running();
-        group.terminate();
+        platform::kill_process(host.id());  // after child::terminate, child::wait would not wait
         while (std::getline(events, line)) last = note(line).value_or(last);
         host.wait();
         if (!was_running) throw ModuleFault("the host ended before it was killed");
@@ -123,8 +122,7 @@ class Site {
 
     void run_to_the_end() {
         process::ipstream events;
-        process::group group;
-        process::child host = start(events, group, true);
+        process::child host = start(events, true);
         for (std::string line; std::getline(events, line);) (void)note(line);
         host.wait();
         if (host.exit_code() != cli::kSuccess) throw ModuleFault("the last host failed");
