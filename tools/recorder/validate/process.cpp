@@ -49,6 +49,7 @@ constexpr Case kProcessCases[] = {
     {"process.idle", "an idle module needs next to no processor time and wakes up rarely",
      [](CaseFixture& fixture) {
          constexpr std::chrono::milliseconds kTime{400};
+         constexpr std::chrono::milliseconds kMaxUsed{35};  // two steps of the coarsest clock, on Windows
          constexpr std::uint64_t kMaxWaits = 60;
          PlainModule module(fixture);
          module.start();
@@ -58,8 +59,8 @@ constexpr Case kProcessCases[] = {
          const std::uint64_t waits = platform::waits();
          std::this_thread::sleep_for(kTime);
          const std::chrono::duration<double, std::milli> used = platform::processor_time() - processor;
-         require(used < kTime / 40, fmt::format("an idle module used {:.0f} ms of processor time in {} ms",
-                                                used.count(), kTime.count()));
+         require(used < kMaxUsed, fmt::format("an idle module used {:.0f} ms of processor time in {} ms",
+                                              used.count(), kTime.count()));
          require(platform::waits() - waits < kMaxWaits,
                  fmt::format("an idle module woke up {} times in {} ms", platform::waits() - waits,
                              kTime.count()));
