@@ -70,8 +70,7 @@ struct TrackedOperation : norvane::OperationState {
 /// - request-timeout, retries: one operation waits for an answer, until it ends, fails or its device is lost
 ///   or removed. No other one starts, and it counts as the current operation. Each tick starts the next one.
 /// - request-timeout: an operation that waits for too long fails, and so does one with an unusable answer.
-/// Its
-///   retry follows the operations that have not failed.
+///   Its retry follows the operations that have not failed.
 /// - retries: an operation may fail as often as given. The first retry is delayed as given, each further one
 ///   twice as long, up to an hour. Then the operation has failed. It is saved, but counts no longer for
 ///   status reports. After the next start it is retried like a new one that was delayed, unless it failed too

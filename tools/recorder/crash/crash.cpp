@@ -32,7 +32,6 @@ namespace recorder::crash {
 namespace {
 
 namespace process = boost::process;
-namespace fs = std::filesystem;
 using std::chrono::microseconds, std::chrono::milliseconds;
 
 constexpr std::size_t kMaxEvents = 20'000;  // of a host, in which the wanted moment does not come

@@ -4,9 +4,6 @@
 
 #include <array>
 #include <cstdint>
-#include <filesystem>
-#include <string>
-#include <vector>
 
 #include "tools/recorder/host/options.h"
 #include "tools/recorder/model/camera.h"

@@ -113,7 +113,7 @@ class Host {
         return lent.number;
     }
 
-    /// Told first: a host records a camera before it reports that, and misses it before it reports that.
+    /// Prints the event before the report, because a host starts or stops recording before it reports that.
     void change(CameraState& state) {
         state.connected = !state.connected;
         const Seconds now = present();
