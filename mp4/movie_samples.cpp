@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 
 #include "mp4/movie_layout.h"
 
@@ -10,6 +11,9 @@ namespace {
 /// A decoder keeps at most 16 frames or 32 fields for later display (ITU-T H.264, A.3.1), so that the next
 /// time in display order is among those of this many samples.
 constexpr std::size_t kMaxReordered = 33;
+
+constexpr std::size_t kReadAhead = 512;
+static_assert(kReadAhead > kMaxReordered);
 
 /// Composition offsets are signed.
 std::uint64_t extended(std::uint32_t offset) {
@@ -166,36 +170,37 @@ MovieSamples::MovieSamples(const Movie& movie, const MovieTrack& track, platform
     : stored_(track, file), origin_(origin_of(movie, track, file)) {}
 
 std::optional<MovieSample> MovieSamples::next() {
-    look_ahead();
-    if (ahead_.empty()) return std::nullopt;
-    last_ = ahead_.front();
-    ahead_.pop_front();
-    last_.time = times_.front();
-    times_.pop_front();
-    return last_;
+    if (next_ == ready_) look_ahead();
+    if (next_ == ready_) return std::nullopt;
+    MovieSample sample = samples_[next_];
+    sample.time = times_[next_];
+    ++next_;
+    return sample;
 }
 
+/// Many samples at once, since each call sorts.
 void MovieSamples::look_ahead() {
-    while (ahead_.size() < kMaxReordered) {
+    samples_.erase(samples_.begin(), samples_.begin() + static_cast<std::ptrdiff_t>(next_));
+    times_.erase(times_.begin(), times_.begin() + static_cast<std::ptrdiff_t>(next_));
+    next_ = 0;
+    while (samples_.size() < kReadAhead) {
         const auto sample = stored_.next();
-        if (!sample) return;
-        ahead_.push_back(*sample);
-        add_time(static_cast<std::int64_t>(static_cast<std::uint64_t>(sample->time) - origin_));
+        if (!sample) break;
+        samples_.push_back(*sample);
+        times_.push_back(static_cast<std::int64_t>(static_cast<std::uint64_t>(sample->time) - origin_));
     }
-}
-
-/// Searched from the end: samples are stored almost in the order of their times, so that this takes less time
-/// than a heap.
-void MovieSamples::add_time(std::int64_t time) {
-    auto place = times_.end();
-    while (place != times_.begin() && *(place - 1) > time) --place;
-    times_.insert(place, time);
+    std::ranges::sort(times_);
+    const bool last = samples_.size() < kReadAhead;
+    ready_ = last ? samples_.size() : kReadAhead - kMaxReordered + 1;
 }
 
 std::uint64_t MovieSamples::run_length(std::uint64_t limit) const {
-    std::uint64_t bytes = last_.size;
-    for (const MovieSample& sample : ahead_) {
-        if (sample.offset != last_.offset + bytes || bytes + sample.size > limit) break;
+    const std::span<const MovieSample> ahead(samples_.begin() + static_cast<std::ptrdiff_t>(next_),
+                                             samples_.end());
+    const MovieSample& last = samples_[next_ - 1];
+    std::uint64_t bytes = last.size;
+    for (const MovieSample& sample : ahead) {
+        if (sample.offset != last.offset + bytes || bytes + sample.size > limit) break;
         bytes += sample.size;
     }
     return bytes;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <vector>
 
@@ -99,11 +98,11 @@ class MovieSamples {
 
   private:
     void look_ahead();
-    void add_time(std::int64_t time);
 
     StoredSamples stored_;
-    std::uint64_t origin_;            // media time of the start of the clip
-    std::deque<MovieSample> ahead_;   // samples after the last one
-    std::deque<std::int64_t> times_;  // as many, in ascending order
-    MovieSample last_;
+    std::uint64_t origin_;              // media time of the start of the clip
+    std::vector<MovieSample> samples_;  // read ahead
+    std::vector<std::int64_t> times_;   // as many, in ascending order
+    std::size_t next_ = 0;              // in both
+    std::size_t ready_ = 0;             // the times before it are final
 };
