@@ -1,6 +1,10 @@
 #include "platform/common_file_system.h"
 
 #include <boost/filesystem/operations.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <system_error>
 
 #include "platform/text.h"
 
@@ -50,6 +54,18 @@ boost::system::error_code try_make_directory(const Path& directory, FileSystem::
 }
 
 }  // namespace
+
+std::optional<std::string> open_problem(const std::string& path) {
+    boost::system::error_code error;
+    const fs::file_status status = fs::status(path_of(path), error);
+    if (status.type() == fs::file_not_found) return std::nullopt;
+    if (!fs::status_known(status)) return error.message();
+    if (fs::is_directory(status)) return "is a directory";
+    if (!fs::is_regular_file(status)) return "is not a regular file";
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
+    if (file) return std::nullopt;
+    return std::generic_category().message(errno);
+}
 
 Path resolve_links(Path path) {
     for (int links = 0; links < kMaxLinks; ++links) {

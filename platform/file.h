@@ -121,6 +121,10 @@ class FileSystem {
     virtual bool replace_whole(const std::string& path, std::string_view content) = 0;
 };
 
+/// Why the system's open_input returns null for the path: "Permission denied". Nothing if the file does not
+/// exist, or if it can be opened by now.
+[[nodiscard]] std::optional<std::string> open_problem(const std::string& path);
+
 /// The system's files. Valid while the module is loaded.
 [[nodiscard]] FileSystem& system_files();
 

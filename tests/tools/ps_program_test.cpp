@@ -1,6 +1,7 @@
 // Runs the norvanepi-ps program: each subcommand on valid, damaged and unrelated files.
 
 #include <gmock/gmock.h>
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <string>
@@ -74,9 +75,9 @@ TEST_F(PsProgramTest, HelpExamplesRun) {
 
 TEST_F(PsProgramTest, WrongUsageAndMissingFilesPrintOneLineAndReturn2) {
     for (const std::string line :
-         {"", "verify", "verify missing", "verify --jobs 0 .", "verify .", "frames missing.ps",
-          "frames --from yesterday front.mp4", "probe missing.mp4", "convert front.mp4 --out x",
-          "convert front.mp4 --start 2018 --out x",
+         {"", "verify", "verfy .", "help nothing", "verify missing", "verify --zone CET .",
+          "verify --jobs 0 .", "verify .", "frames missing.ps", "frames --from someday front.mp4",
+          "probe missing.mp4", "convert front.mp4 --out x", "convert front.mp4 --start 2018 --out x",
           "convert missing.mp4 --start 2018-06-22T16:05:09Z --out x"}) {
         const Outcome ended = ps(line);
         EXPECT_EQ(ended.status, 2) << line;
@@ -84,6 +85,48 @@ TEST_F(PsProgramTest, WrongUsageAndMissingFilesPrintOneLineAndReturn2) {
         EXPECT_EQ(ended.err.find('\n'), ended.err.size() - 1) << line;
         EXPECT_EQ(ended.out, "") << line;
     }
+}
+
+TEST_F(PsProgramTest, OneUnusableInputDoesNotHideTheOthers) {
+    convert();
+    boost::filesystem::create_directories(directory_ / "recordings/odd.psi");
+    boost::filesystem::create_directories(directory_ / "empty");
+    write_file(directory_ / "recordings/odd.ps", data());
+    for (const std::string command : {"info", "verify"}) {
+        const json document = json_of(command + " missing recordings empty", 2);
+        EXPECT_EQ(document.at("recordings").size(), 1U);
+        EXPECT_EQ(document.at("recordings")[0].at("path"), kFound);
+        EXPECT_EQ(document.at("unusable"),
+                  json::parse(R"([{"path": "missing", "reason": "No such file or directory"},
+                                  {"path": "empty", "reason": "contains no recording"},
+                                  {"path": "recordings/odd.psi", "reason": "is a directory"}])"));
+        const Outcome lines = ps(command + " --ndjson missing " + kPath + " " + kPath + "i recordings");
+        EXPECT_EQ(lines.status, 2);
+        EXPECT_EQ(json::parse(lines.out).at("path"), kFound);
+    }
+    const json probes = json_of("probe missing.mp4 front.mp4", 2);
+    EXPECT_EQ(probes.at("clips")[0].at("path"), "front.mp4");
+    EXPECT_EQ(probes.at("unusable").size(), 1U);
+    EXPECT_EQ(ps("report recordings missing -o page.html").status, 2);
+    EXPECT_THAT(read_file(directory_ / "page.html"), HasSubstr("Front gate"));
+}
+
+TEST_F(PsProgramTest, TimesHaveAZoneOrTakeThatOfTheOption) {
+    convert();
+    const std::string second_frame = "1,0,2018-06-22T16:05:09.333Z,";
+    for (const std::string range :
+         {"--from 2018-06-22T16:05:09.001 --to 2018-06-22T16:05:09.600Z",
+          "--from 2018-06-22T18:05:09.001+02:00 --to 2018-06-22T11:35:09.600-04:30",
+          "--zone +05:45 --from 2018-06-22T21:50:09.001 --to 2018-06-22T21:50:09.600"}) {
+        const Outcome listed = ps("frames --csv " + range + " " + kPath);
+        EXPECT_THAT(listed.out, HasSubstr(second_frame)) << range << listed.err;
+        EXPECT_EQ(std::ranges::count(listed.out, '\n'), 2) << range;
+    }
+    EXPECT_THAT(ps("verify --from 2018-06-22 --to 2018-06-23 recordings").out, HasSubstr("verified"));
+    EXPECT_EQ(ps("verify --zone +08:00 --to 2018-06-23T00:05:09 recordings").out, "");
+    EXPECT_EQ(ps("info --from yesterday recordings").out, "");
+    EXPECT_THAT(ps("info --to today recordings").out, HasSubstr("decodable"));
+    EXPECT_EQ(ps("verify --quiet recordings").out, "");
 }
 
 TEST_F(PsProgramTest, ReportIsEqualForRecordingsAndForVerifyOutput) {
@@ -146,6 +189,8 @@ TEST_F(PsProgramTest, InfoShowsUtcAndLocalTimeAndDecodability) {
     EXPECT_EQ(off.at("parameter_sets"), false);
     EXPECT_THAT(off.at("hindrances")[0], HasSubstr("no parameter sets"));
     EXPECT_THAT(ps("info 2018").out, HasSubstr("which matches no time zone"));
+    EXPECT_EQ(ps("info recordings").status, 0);  // export can take the parameter sets from a clip
+    EXPECT_EQ(ps("info --strict recordings").status, 1);
 }
 
 TEST_F(PsProgramTest, FramesListsEntriesInATimeRange) {
@@ -225,7 +270,7 @@ TEST_F(PsProgramTest, ProbeReportsTheRuleAndMatchesConvert) {
         {make_clip(no_sizes), "no-tables", "refused", "refused"},
         {make_clip(compact_sizes), "no-tables", "refused", "converted"},
         {make_clip(Clip{.tracks = {track}, .in_front = meta}), "meta-ahead", "refused", "converted"},
-        {make_clip(short_sound), "overrun", "refused", "refused"},
+        {make_clip(short_sound), "short-sample-entry", "refused", "refused"},
         {box("ftyp", "isom") + box("free", "12"), "no-moov", "refused", "refused"},
         {whole.substr(0, 60), "truncated", "refused", "refused"},
         {whole.substr(0, whole.size() - 1), "truncated", "converted in part", "converted in part"},
@@ -273,10 +318,8 @@ TEST_F(PsProgramTest, ProbeShowsWhatTheSafeProfileChanges) {
     write_file(directory_ / "front.mp4", make_clip(track));
     const Outcome sound = ps("probe front.mp4");
     EXPECT_EQ(sound.status, 0);
-    EXPECT_THAT(
-        sound.out,
-        HasSubstr("  safe profile: refused, 0 frames, 0 key frames: No H.264 video in mp4 container - "
-                  "front.mp4 contains mp4a.\n"));
+    EXPECT_THAT(sound.out, HasSubstr("  safe profile: refused: No H.264 video in mp4 container - "
+                                     "front.mp4 contains mp4a.\n"));
 }
 
 TEST_F(PsProgramTest, ConvertReplacesARecordingOnlyWithForce) {
@@ -320,7 +363,7 @@ TEST_F(PsProgramTest, GapsListsStateFilesAndJournals) {
 
     const Outcome shown = ps("gaps missing state.xml");
     EXPECT_EQ(shown.status, 2);
-    EXPECT_THAT(shown.err, HasSubstr("missing: cannot be read"));
+    EXPECT_THAT(shown.err, HasSubstr("missing: No such file or directory"));
     EXPECT_THAT(shown.out, HasSubstr("state.xml: state file, 1 open gap, 1 operation\n"));
     EXPECT_THAT(shown.out, HasSubstr("failed  5         reported -4 since 2018-06-01 10:46:40"));
 }
@@ -330,6 +373,10 @@ TEST_F(PsProgramTest, ManualAndCompletionContainTheSubcommands) {
         EXPECT_THAT(ps("--print-man").out, HasSubstr(std::string(".SS \"") + word)) << word;
         EXPECT_THAT(ps("--print-completion").out, HasSubstr(word));
     }
+    EXPECT_THAT(ps("--print-man").out, HasSubstr("\\fB\\-o, \\-\\-out\\fR FILE"));
+    EXPECT_THAT(ps("--version").out, testing::StartsWith("norvanepi-ps 1."));
+    EXPECT_EQ(ps("help verify").out, ps("verify --help").out);
+    EXPECT_THAT(ps("verfiy .").err, HasSubstr("did you mean 'verify'?"));
 }
 
 #ifndef _WIN32
@@ -339,6 +386,10 @@ TEST_F(PsProgramTest, CompletionWorksInBashAndFailedOutputIsAnError) {
                   "_norvanepi_ps; echo ${COMPREPLY[@]}\"")
                   .out,
               "--deep\n");
+    EXPECT_EQ(run("bash -c \". ./completion; COMP_WORDS=(norvanepi-ps convert --profile s) COMP_CWORD=3; "
+                  "_norvanepi_ps; echo ${COMPREPLY[@]}\"")
+                  .out,
+              "safe\n");
     EXPECT_EQ(run("sh -c \"" NORVANEPI_PS " probe front.mp4 >/dev/full\"").status, 2);
 }
 #endif

@@ -8,6 +8,7 @@
 #include <fmt/core.h>
 
 #include "platform/terminal.h"
+#include "tools/cli/printable.h"
 
 namespace cli {
 
@@ -15,7 +16,8 @@ void print_error(std::string_view tool, std::string_view text) {
     // Scripts rely on one line per error.
     std::string line(text);
     std::replace(line.begin(), line.end(), '\n', ' ');
-    fmt::print(stderr, "{}: error: {}\n", tool, line);
+    std::fflush(stdout);  // what was printed before must also be read before
+    fmt::print(stderr, "{}: error: {}\n", tool, printable(line, stderr));
 }
 
 int run_tool(std::string_view tool, const std::function<int()>& body, int unexpected) noexcept {

@@ -5,7 +5,7 @@
 
 #include <fmt/core.h>
 
-#include "platform/terminal.h"
+#include "tools/cli/terminal_colours.h"
 
 namespace cli {
 namespace {
@@ -14,7 +14,7 @@ constexpr double kWidth = 32;
 
 }  // namespace
 
-ProgressBar::ProgressBar(std::FILE* stream) : stream_(stream), on_(platform::is_terminal(stream)) {}
+ProgressBar::ProgressBar(std::FILE* stream) : stream_(stream), on_(is_capable_terminal(stream)) {}
 
 void ProgressBar::show(std::string_view label, double fraction) {
     if (!on_) return;

@@ -2,48 +2,82 @@
 
 #include <algorithm>
 #include <filesystem>
-
-#include "tools/cli/exit_status.h"
+#include <system_error>
 
 namespace cli {
 namespace {
 
 namespace fs = std::filesystem;
 
-fs::path data_path(fs::path path) {
-    return path.extension() == ".psi" ? path.replace_extension(".ps") : path;
-}
+class RecordingSearch {
+  public:
+    explicit RecordingSearch(UnusableInputs& unusable) : unusable_(unusable) {}
 
-void add_tree(const fs::path& root, std::vector<std::string>& found) {
-    const std::size_t before = found.size();
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root)) {
-        const fs::path extension = entry.path().extension();
-        if (extension != ".ps" && extension != ".psi") continue;
-        if (entry.is_regular_file()) found.push_back(data_path(entry.path()).string());
+    void add(const fs::path& path) {
+        std::error_code error;
+        const fs::file_status status = fs::status(path, error);
+        std::error_code ignored;
+        if (fs::is_directory(status)) {
+            add_whole_tree(path);
+        } else if (fs::exists(status) || fs::exists(path.string() + "i", ignored)) {
+            add_file(path);
+        } else {
+            unusable_.add(path.string(), error.message());
+        }
     }
-    if (found.size() == before) throw CannotRun(root.string() + ": contains no recording");
-}
+
+    /// Each recording once, in the order of the paths.
+    std::vector<std::string> found() {
+        std::sort(found_.begin(), found_.end());
+        found_.erase(std::unique(found_.begin(), found_.end()), found_.end());
+        return std::move(found_);
+    }
+
+  private:
+    void add_file(fs::path path) {
+        if (path.extension() == ".psi") path.replace_extension(".ps");
+        found_.push_back(path.string());
+    }
+
+    void add_whole_tree(const fs::path& root) {
+        const std::size_t before = found_.size();
+        complete_ = true;
+        add_tree(root);
+        if (complete_ && found_.size() == before) unusable_.add(root.string(), "contains no recording");
+    }
+
+    void add_tree(const fs::path& directory) {
+        std::error_code error;
+        for (auto entry = fs::directory_iterator(directory, error);
+             !error && entry != fs::directory_iterator(); entry.increment(error))
+            add_entry(*entry);
+        if (!error || error == std::errc::no_such_file_or_directory) return;  // removed since it was found
+        unusable_.add(directory.string(), error.message());
+        complete_ = false;
+    }
+
+    /// Links to directories are not followed.
+    void add_entry(const fs::directory_entry& entry) {
+        std::error_code ignored;
+        const fs::path extension = entry.path().extension();
+        if (entry.is_directory(ignored) && !entry.is_symlink(ignored)) {
+            add_tree(entry.path());
+        } else if ((extension == ".ps" || extension == ".psi") && entry.is_regular_file(ignored)) {
+            add_file(entry.path());
+        }
+    }
+
+    UnusableInputs& unusable_;
+    bool complete_ = true;  // the tree was read completely
+    std::vector<std::string> found_;
+};
 
 }  // namespace
 
-std::vector<std::string> recording_paths(const std::vector<std::string>& paths) {
-    std::vector<std::string> found;
-    try {
-        for (const fs::path path : paths) {
-            if (fs::is_directory(path)) {
-                add_tree(path, found);
-            } else if (fs::exists(path) || fs::exists(path.string() + "i")) {
-                found.push_back(data_path(path).string());
-            } else {
-                throw CannotRun(path.string() + ": no such file or directory");
-            }
-        }
-    } catch (const fs::filesystem_error& error) {
-        throw CannotRun(error.what());
-    }
-    std::sort(found.begin(), found.end());
-    found.erase(std::unique(found.begin(), found.end()), found.end());
-    return found;
+std::vector<std::string> recording_paths(const std::vector<std::string>& paths, UnusableInputs& unusable) {
+    RecordingSearch search(unusable);
+    for (const std::string& path : paths) search.add(path);
+    return search.found();
 }
 
 }  // namespace cli

@@ -17,8 +17,13 @@ bool colours_allowed() {
 
 }  // namespace
 
+bool is_capable_terminal(std::FILE* stream) {
+    const char* const term = std::getenv("TERM");  // NOLINT(concurrency-mt-unsafe)
+    return platform::is_terminal(stream) && (term == nullptr || std::string_view(term) != "dumb");
+}
+
 TerminalColours::TerminalColours(std::FILE* stream)
-    : enabled_(platform::is_terminal(stream) && colours_allowed()) {}
+    : enabled_(is_capable_terminal(stream) && colours_allowed()) {}
 
 std::string TerminalColours::operator()(Colour colour, std::string_view text) const {
     if (!enabled_ || colour == Colour::kPlain) return std::string(text);

@@ -1,6 +1,7 @@
 #include "tools/h264/syntax.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace h264 {
 namespace {
@@ -100,8 +101,8 @@ void skip_scaling_lists(BitReader& in, int lists) {
 }
 
 /// Returns chroma_format_idc.
-std::uint32_t read_chroma_format(BitReader& in, std::uint32_t profile, SequenceParameterSet& set) {
-    if (std::ranges::find(kHighProfiles, profile) == kHighProfiles.end()) return kChroma420;
+std::uint32_t read_chroma_format(BitReader& in, SequenceParameterSet& set) {
+    if (std::ranges::find(kHighProfiles, set.profile) == kHighProfiles.end()) return kChroma420;
     const std::uint32_t chroma_format = in.unsigned_exp_golomb(kChroma444);
     if (chroma_format == kChroma444) set.separate_colour_planes = in.flag();
     (void)in.unsigned_exp_golomb();  // luma depth
@@ -143,10 +144,11 @@ void read_size(BitReader& in, std::uint32_t chroma_format, SequenceParameterSet&
 
 std::optional<SequenceParameterSet> read_sequence(BitReader in) {
     SequenceParameterSet set;
-    const std::uint32_t profile = in.bits(8);
-    (void)in.bits(8 + 8);  // constraints, level
+    set.profile = static_cast<std::uint8_t>(in.bits(8));
+    set.constraints = static_cast<std::uint8_t>(in.bits(8));
+    set.level = static_cast<std::uint8_t>(in.bits(8));
     set.id = in.unsigned_exp_golomb(kMaxSequences);
-    const std::uint32_t chroma_format = read_chroma_format(in, profile, set);
+    const std::uint32_t chroma_format = read_chroma_format(in, set);
     set.frame_num_bits = 4 + in.unsigned_exp_golomb(kMaxBitsBeyondFour);
     read_order(in, set);
     (void)in.unsigned_exp_golomb();  // reference frames
@@ -181,6 +183,38 @@ void read_slice_order(BitReader& in, SliceHeader& slice) {
 }
 
 }  // namespace
+
+std::string profile_name(const SequenceParameterSet& set) {
+    constexpr std::uint8_t kConstrained = 0x40;  // constraint_set1_flag
+    static constexpr std::array<std::pair<std::uint8_t, const char*>, 10> kNames = {
+        {{66, "Baseline"},
+         {77, "Main"},
+         {88, "Extended"},
+         {100, "High"},
+         {110, "High 10"},
+         {122, "High 4:2:2"},
+         {244, "High 4:4:4 Predictive"},
+         {44, "CAVLC 4:4:4 Intra"},
+         {118, "Multiview High"},
+         {128, "Stereo High"}}};
+    const auto* const known =
+        std::ranges::find(kNames, set.profile, &std::pair<std::uint8_t, const char*>::first);
+    if (known == kNames.end()) return "profile " + std::to_string(set.profile);
+    const bool baseline = known == kNames.begin();
+    return (baseline && (set.constraints & kConstrained) != 0 ? "Constrained " : "") +
+           std::string(known->second);
+}
+
+std::string level_name(const SequenceParameterSet& set) {
+    constexpr std::uint8_t kLevel1b = 9;
+    constexpr std::uint8_t kLevel11 = 11;
+    constexpr std::uint8_t kConstraint3 = 0x10;  // constraint_set3_flag
+    constexpr std::uint8_t kHigh = 100;          // profiles from here on have a level_idc of its own for 1b
+    if (set.level == kLevel1b ||
+        (set.level == kLevel11 && set.profile < kHigh && (set.constraints & kConstraint3) != 0))
+        return "1b";
+    return std::to_string(set.level / 10) + (set.level % 10 == 0 ? "" : "." + std::to_string(set.level % 10));
+}
 
 std::optional<std::uint32_t> ParameterSets::add(Unit unit) {
     if (unit.empty()) return std::nullopt;

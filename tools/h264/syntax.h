@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "mp4/nal_syntax.h"
@@ -21,9 +22,12 @@ using Unit = std::span<const platform::Byte>;
     return unit.empty() ? std::uint8_t{0} : nal_type(unit.front());
 }
 
-/// The fields of a sequence parameter set (7.3.2.1.1) that determine picture order and picture size.
+/// The fields of a sequence parameter set (7.3.2.1.1) that determine decoder, picture order and picture size.
 struct SequenceParameterSet {
     std::uint32_t id = 0;
+    std::uint8_t profile = 0;      // profile_idc
+    std::uint8_t constraints = 0;  // constraint_set0_flag is the most significant bit
+    std::uint8_t level = 0;        // level_idc
     bool separate_colour_planes = false;
     unsigned frame_num_bits = 4;
     std::uint32_t order_type = 0;  // pic_order_cnt_type
@@ -36,6 +40,10 @@ struct SequenceParameterSet {
     std::uint32_t width = 0;  // pixels, after cropping
     std::uint32_t height = 0;
 };
+
+/// The names of A.2 and A.3: "High", "4.1". An unknown profile is named by its number.
+[[nodiscard]] std::string profile_name(const SequenceParameterSet& set);
+[[nodiscard]] std::string level_name(const SequenceParameterSet& set);
 
 /// The fields of a picture parameter set (7.3.2.2) that are needed to parse a slice header.
 struct PictureParameterSet {
@@ -57,6 +65,9 @@ class ParameterSets {
     };
     /// Nothing if either set is missing.
     [[nodiscard]] std::optional<Active> active(std::uint32_t picture_id) const;
+    [[nodiscard]] const std::map<std::uint32_t, SequenceParameterSet>& sequences() const {
+        return sequences_;
+    }
     [[nodiscard]] bool empty() const { return sequences_.empty() || pictures_.empty(); }
 
   private:

@@ -4,8 +4,11 @@
 
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "tools/cli/json_list.h"
 
 namespace ps_tool {
 
@@ -15,6 +18,11 @@ inline constexpr const char* kProgram = "norvanepi-ps";
 struct TimeRange {
     std::int64_t from = std::numeric_limits<std::int64_t>::min();
     std::int64_t to = std::numeric_limits<std::int64_t>::max();
+
+    [[nodiscard]] bool is_all() const {
+        return from == std::numeric_limits<std::int64_t>::min() &&
+               to == std::numeric_limits<std::int64_t>::max();
+    }
 };
 
 /// The command line. Each subcommand has some of these options.
@@ -23,9 +31,12 @@ struct Options {
     std::string recording;           // the only one of `frames`
     unsigned jobs = 1;
     bool json = false;
+    bool ndjson = false;  // JSON, one line per recording
     TimeRange range;
     bool csv = false;
     bool deep = false;
+    bool strict = false;
+    bool quiet = false;
     bool dry_run = false;
     bool force = false;
     std::string out;         // file, or directory of `convert`
@@ -50,10 +61,10 @@ int run_export(const Options& options);
 int run_gaps(const Options& options);
 int run_report(const Options& options);
 
+/// The list that --json or --ndjson prints; null without them.
+[[nodiscard]] std::unique_ptr<cli::JsonList> json_list(const Options& options, const std::string& name);
+
 /// Runs the subcommand of the command line and returns the exit status.
 [[nodiscard]] int run(int argc, const char* const* argv);
-
-/// Throws cli::CannotRun unless every clip can be opened.
-void require_readable(const std::vector<std::string>& clips);
 
 }  // namespace ps_tool

@@ -10,6 +10,7 @@
 #include "convert/mp4_parser.h"
 #include "plugin/interfaces/records.h"
 #include "tools/cli/exit_status.h"
+#include "tools/cli/unusable_inputs.h"
 #include "tools/ps/command.h"
 
 namespace ps_tool {
@@ -81,15 +82,11 @@ std::uint32_t seconds_of(std::int64_t milliseconds) {
 
 }  // namespace
 
-void require_readable(const std::vector<std::string>& clips) {
-    for (const std::string& clip : clips) {
-        if (!platform::system_files().open_input(clip)) throw cli::CannotRun(clip + ": cannot be opened");
-    }
-}
-
 int run_convert(const Options& options) {
     std::optional<std::uint32_t> start = seconds_of(options.start);
-    require_readable(options.paths);
+    for (const std::string& clip : options.paths)
+        if (!platform::system_files().open_input(clip))
+            throw cli::CannotRun(clip + ": " + cli::why_unreadable(clip));
     for (const std::string& clip : options.paths) {
         start = convert(options, clip, *start);
         if (!start) return cli::kFailure;  // the start of the next clip is unknown

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "mp4/box_walk.h"
 #include "mp4/sample_cursor.h"
@@ -24,7 +25,8 @@ constexpr std::uint32_t kMaxFrameSize = kPacketSizeBits - static_cast<std::uint3
 
 class Diagnosis {
   public:
-    Diagnosis(platform::InputFile& clip, const DryRun& dry_run) : in_(&clip), dry_run_(dry_run) {}
+    Diagnosis(platform::InputFile& clip, const DryRun& dry_run, const DryRun& safe)
+        : in_(&clip), dry_run_(dry_run), safe_(safe) {}
 
     std::vector<Finding> run() {
         if (!is_mp4(in_)) {
@@ -33,13 +35,14 @@ class Diagnosis {
         }
         collect_boxes();
         check_fragments();
+        if (dry_run_.tracks.empty()) check_meta();
+        if (!dry_run_.converted()) check_short_entry();
         if (dry_run_.tracks.empty()) {
-            check_meta();
-            check_overrun();
             check_box_ends();
             check_tables();
         }
         check_formats();
+        check_times();
         if (!dry_run_.converted() && !dry_run_.tracks.empty()) explain_failure();
         return findings_;
     }
@@ -71,18 +74,20 @@ class Diagnosis {
         add("meta-ahead", *meta, "a 'meta' box precedes the tracks; nothing after its header is found");
     }
 
-    /// The walk continues where the reader of a box stopped. After the end of the box, the bytes there are
-    /// not a header.
-    void check_overrun() {
+    /// Every sample entry is read like one of video, and the walk continues where its reader stopped. After
+    /// the end of the box, the bytes there are not a header. Sound often has a shorter entry.
+    void check_short_entry() {
         for (std::size_t i = 0; i < boxes_.size(); ++i) {
             const BoxInfo& box = boxes_[i];
             if (box.type != kStsd || exceeds_clip(box)) continue;
             const std::uint64_t end = box.payload_offset + box.payload_size;
             const std::uint64_t next = i + 1 < boxes_.size() ? boxes_[i + 1].offset : in_.size();
             if (next <= end) continue;
-            add("overrun", box,
-                fmt::format("the reader ran past its box by {} bytes; it misses the boxes there",
-                            next - end));
+            add("short-sample-entry", box,
+                fmt::format(
+                    "a sample entry is shorter than one of video; it is read past its end by {} bytes, "
+                    "and the boxes there are missed",
+                    next - end));
             return;
         }
     }
@@ -120,11 +125,16 @@ class Diagnosis {
 
     void check_formats() {
         const BoxInfo* const box = find(kStsd);
-        if (box == nullptr) return;
+        if (box == nullptr || dry_run_.tracks.empty()) return;
+        std::size_t recorded = 0;
         for (const SampleTables& track : dry_run_.tracks) {
             const StsdEntry& entry = track.sample_descriptions.front();
             if (entry.format == kMp4a) continue;
-            if (std::find(kAvcFormats.begin(), kAvcFormats.end(), entry.format) == kAvcFormats.end()) {
+            if (recorded++ > 0) {
+                add("extra-tracks", *box,
+                    fmt::format("another track, '{}', is recorded after the first one, as H.264 video",
+                                name_of(entry.format)));
+            } else if (std::find(kAvcFormats.begin(), kAvcFormats.end(), entry.format) == kAvcFormats.end()) {
                 add("not-h264", *box,
                     fmt::format("the samples are '{}', but would be recorded as H.264",
                                 name_of(entry.format)));
@@ -136,8 +146,29 @@ class Diagnosis {
         }
     }
 
+    /// Every frame has the duration that results from the movie's duration and the samples of the first
+    /// track.
+    void check_times() {
+        constexpr double kMaxDeviation = 0.01;
+        if (dry_run_.frames == 0) return;
+        const BoxInfo* const box = find(kStsd);
+        const bool sound_first = dry_run_.tracks.front().sample_descriptions.front().format == kMp4a;
+        if (sound_first && box != nullptr)
+            add("sound-ahead", *box,
+                "the first track is sound; picture size and frame duration are taken from it");
+        if (!safe_.converted() || safe_.frames != dry_run_.frames) return;
+        if (std::abs(dry_run_.end - safe_.end) <= kMaxDeviation * safe_.end) return;
+        findings_.push_back(
+            {"other-times", "", 0,
+             fmt::format("the clip lasts {:.3f} s, its recording {:.3f} s", safe_.end, dry_run_.end)});
+    }
+
     /// Explains the first sample that was not converted.
     void explain_failure() {
+        const auto is_enough = [](const Finding& finding) {
+            return finding.rule == "short-sample-entry" || finding.rule == "extra-tracks";
+        };
+        if (std::ranges::any_of(findings_, is_enough)) return;
         std::uint64_t number = 0;
         for (const SampleTables& track : dry_run_.tracks) {
             if (track.sample_descriptions.front().format == kMp4a) continue;
@@ -186,16 +217,17 @@ class Diagnosis {
 
     BoxReader in_;
     const DryRun& dry_run_;
+    const DryRun& safe_;
     std::vector<BoxInfo> boxes_;
     std::vector<Finding> findings_;
 };
 
 }  // namespace
 
-std::vector<Finding> diagnose(const std::string& clip, const DryRun& dry_run) {
+std::vector<Finding> diagnose(const std::string& clip, const DryRun& dry_run, const DryRun& safe) {
     const auto file = platform::system_files().open_input(clip);
     if (!file) return {{"unreadable", "", 0, "the clip cannot be opened"}};
-    return Diagnosis(*file, dry_run).run();
+    return Diagnosis(*file, dry_run, safe).run();
 }
 
 std::string name_of(BoxType type) {

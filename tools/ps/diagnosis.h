@@ -17,6 +17,7 @@ struct DryRun {
     std::uint64_t key_frames = 0;
     std::uint64_t key_frames_with_parameter_sets = 0;
     std::vector<double> times;  // of the frames, in seconds from a common start; limited in number
+    double end = 0;             // of the last frame, in seconds from the start of the clip
     double frame_duration = 0;  // seconds
     bool parameter_sets_in_samples = false;
     bool parameter_sets_in_description = false;
@@ -36,9 +37,10 @@ struct Finding {
     std::string text;
 };
 
-/// Looks for the reasons of the result in the clip's boxes and samples. Returns nothing for a clip that is
-/// converted completely and correctly.
-[[nodiscard]] std::vector<Finding> diagnose(const std::string& clip, const DryRun& dry_run);
+/// Looks for the reasons of the result with the default profile in the clip's boxes and samples, and compares
+/// it with that of the safe profile. Returns nothing for a clip that is converted completely and correctly.
+[[nodiscard]] std::vector<Finding> diagnose(const std::string& clip, const DryRun& dry_run,
+                                            const DryRun& safe);
 
 /// The four characters of a type, with a dot for each that is not printable.
 [[nodiscard]] std::string name_of(BoxType type);

@@ -61,6 +61,7 @@ class DryRunParser final : public norvane::Mp4Parser {
                      std::span<const platform::Byte> buffer) override {
         if (!Mp4Parser::write_frame(key_frame, group_counter, length, time, buffer)) return false;
         const bool first = dry_run_.frames++ == 0;
+        dry_run_.end = time + current_duration() - kStart;
         if (dry_run_.times.size() < kMaxTimes) dry_run_.times.push_back(time);
         if (!first && !key_frame) return true;
         const bool has_sets = h264::has_parameter_sets(buffer);

@@ -98,18 +98,20 @@ int run_export(const Options& options) {
     try {
         const ParameterSetUnits given =
             options.parameter_sets.empty() ? ParameterSetUnits() : parameter_sets_of(options.parameter_sets);
-        Selection selection = select_frames(cli::recording_paths(options.paths), options.range, given);
+        cli::UnusableInputs unusable(kProgram);
+        Selection selection =
+            select_frames(cli::recording_paths(options.paths, unusable), options.range, given);
         set_presentation_times(selection.frames);
         write_file(selection, options.out);
         for (const std::string& warning : selection.warnings)
             fmt::print(stderr, "{}: {}\n", kProgram, warning);
+        return unusable.status(cli::kSuccess);
     } catch (const reader::CannotOpen& error) {
         throw cli::CannotRun(error.what());
     } catch (const ExportRefused& refusal) {
         cli::print_error(kProgram, refusal.what());
         return cli::kFailure;
     }
-    return cli::kSuccess;
 }
 
 }  // namespace ps_tool

@@ -35,7 +35,9 @@ void print_frame(const reader::Entry& entry, bool csv) {
 }  // namespace
 
 int run_frames(const Options& options) {
-    const auto paths = cli::recording_paths({options.recording});
+    cli::UnusableInputs unusable(kProgram);
+    const auto paths = cli::recording_paths({options.recording}, unusable);
+    if (paths.empty()) return unusable.status(cli::kSuccess);
     if (paths.size() != 1) throw cli::CannotRun(options.recording + ": contains more than one recording");
     reader::Recording recording(paths.front());
     if (!recording.has_index())

@@ -16,7 +16,9 @@
 #include "tools/cli/exit_status.h"
 #include "tools/cli/json_list.h"
 #include "tools/cli/plural.h"
+#include "tools/cli/printable.h"
 #include "tools/cli/table.h"
+#include "tools/cli/unusable_inputs.h"
 #include "tools/ps/command.h"
 #include "tools/reader/packet_time.h"
 #include "xml/parse.h"
@@ -112,7 +114,7 @@ std::string failure_text(const OperationState& operation) {
 
 void print_contents(const std::string& path, const Contents& contents) {
     const auto& [state, alive, journal, fault] = contents;
-    fmt::print("{}: {}{}, {}, {}\n", path, journal ? "journal" : "state file",
+    fmt::print("{}: {}{}, {}, {}\n", cli::printable(path), journal ? "journal" : "state file",
                alive ? fmt::format(" until {}", time_text(*alive)) : "",
                cli::plural(state.gaps.size(), "open gap"), cli::plural(state.operations.size(), "operation"));
     if (!fault.empty()) fmt::print("  {}\n", fault);
@@ -173,21 +175,20 @@ Json gaps_json(const std::string& path, const Contents& contents) {
 }  // namespace
 
 int run_gaps(const Options& options) {
-    std::optional<cli::JsonList> json;
-    if (options.json) json.emplace(stdout, "state_files");
-    int status = cli::kSuccess;
+    const auto json = json_list(options, "state_files");
+    cli::UnusableInputs unusable(kProgram);
+    bool ok = true;
     for (const std::string& path : options.paths) {
         const auto contents = contents_of(path);
         if (!contents) {
-            cli::print_error(kProgram, path + ": cannot be read");
-            status = cli::kCannotRun;
+            unusable.add(path, cli::why_unreadable(path));
             continue;
         }
-        json ? json->add(gaps_json(path, *contents)) : print_contents(path, *contents);
-        if (!contents->fault.empty()) status = std::max(status, cli::kFailure);
+        json != nullptr ? json->add(gaps_json(path, *contents)) : print_contents(path, *contents);
+        ok = ok && contents->fault.empty();
     }
-    if (json) json->finish();
-    return status;
+    if (json != nullptr) json->finish({{"unusable", unusable.json()}});
+    return unusable.status(ok ? cli::kSuccess : cli::kFailure);
 }
 
 }  // namespace ps_tool

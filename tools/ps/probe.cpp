@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <memory>
 #include <optional>
@@ -10,6 +11,9 @@
 #include "tools/cli/exit_status.h"
 #include "tools/cli/jobs.h"
 #include "tools/cli/json_list.h"
+#include "tools/cli/plural.h"
+#include "tools/cli/printable.h"
+#include "tools/cli/unusable_inputs.h"
 #include "tools/ps/command.h"
 #include "tools/ps/diagnosis.h"
 
@@ -30,6 +34,12 @@ struct Probe {
 std::string_view result_of(const DryRun& dry_run) {
     if (dry_run.converted()) return "converted";
     return dry_run.frames > 0 ? "converted in part" : "refused";
+}
+
+std::string result_text(const DryRun& dry_run) {
+    if (dry_run.frames == 0) return std::string(result_of(dry_run));
+    return fmt::format("{}, {}, {}", result_of(dry_run), cli::plural(dry_run.frames, "frame"),
+                       cli::plural(dry_run.key_frames, "key frame"));
 }
 
 std::string_view parameter_set_location(const DryRun& dry_run) {
@@ -53,8 +63,7 @@ std::optional<double> time_difference(const Probe& probe) {
 
 std::string describe_safe(const Probe& probe) {
     const DryRun& safe = probe.safe;
-    std::string text =
-        fmt::format("{}, {} frames, {} key frames", result_of(safe), safe.frames, safe.key_frames);
+    std::string text = result_text(safe);
     if (safe.key_frames > 0)
         text += fmt::format(", {} with parameter sets",
                             safe.key_frames_with_parameter_sets == safe.key_frames
@@ -66,21 +75,44 @@ std::string describe_safe(const Probe& probe) {
     return safe.converted() ? text : text + ": " + safe.error;
 }
 
+/// Codings whose sample entry has a picture size.
+bool is_video(BoxType coding) {
+    constexpr std::array kVideo = {kAvc1,
+                                   box_type("avc2"),
+                                   box_type("avc3"),
+                                   box_type("avc4"),
+                                   box_type("hvc1"),
+                                   box_type("hev1"),
+                                   box_type("mp4v"),
+                                   box_type("vp09"),
+                                   box_type("av01"),
+                                   box_type("jpeg"),
+                                   box_type("mjpg")};
+    return std::ranges::find(kVideo, coding) != kVideo.end();
+}
+
+/// What a user can do about a result of the default profile that is not the best one; empty if it is.
+std::string_view advice_for(const Probe& probe) {
+    const bool without_sets = probe.dry_run.frames > 0 && !probe.dry_run.parameter_sets_in_samples;
+    if (probe.ok() && !without_sets) return "";
+    if (probe.ok() && probe.safe.converted()) return "with the safe profile, the recording contains parameter sets";
+    if (probe.safe.converted()) return "the safe profile converts this clip completely";
+    const auto is_truncated = [](const Finding& finding) { return finding.rule == "truncated"; };
+    if (std::ranges::any_of(probe.findings, is_truncated)) return "the clip is incomplete; fetch it again";
+    return probe.ok() ? "" : "no profile converts this clip completely; let the camera record H.264 in MP4";
+}
+
 void print_track(std::size_t number, const SampleTables& track) {
     const StsdEntry& entry = track.sample_descriptions.front();
-    if (entry.format == kMp4a) {
-        fmt::print("  track {}: '{}', {} samples, not converted\n", number, name_of(entry.format),
-                   track.sample_sizes.size());
-    } else {
-        fmt::print("  track {}: '{}', {}x{}, {} samples\n", number, name_of(entry.format), entry.width,
-                   entry.height, track.sample_sizes.size());
-    }
+    fmt::print("  track {}: '{}', {}{}{}\n", number, name_of(entry.format),
+               is_video(entry.format) ? fmt::format("{}x{}, ", entry.width, entry.height) : "",
+               cli::plural(track.sample_sizes.size(), "sample"),
+               entry.format == kMp4a ? ", not converted" : "");
 }
 
 void print_text(const std::string& clip, const Probe& probe) {
     const DryRun& dry_run = probe.dry_run;
-    fmt::print("{}: {}, {} frames, {} key frames\n", clip, result_of(dry_run), dry_run.frames,
-               dry_run.key_frames);
+    fmt::print("{}: {}\n", cli::printable(clip), result_text(dry_run));
     for (std::size_t i = 0; i < dry_run.tracks.size(); ++i) print_track(i + 1, dry_run.tracks[i]);
     if (dry_run.frames > 0) {
         fmt::print("  frame duration: {:.3f} ms\n  parameter sets: {}{}\n", dry_run.frame_duration * 1000,
@@ -88,11 +120,14 @@ void print_text(const std::string& clip, const Probe& probe) {
                    dry_run.parameter_sets_in_samples ? "" : "; the recording will not contain them");
     }
     for (const Finding& finding : probe.findings) {
-        fmt::print("  offset {}{}: {} ({})\n", finding.offset,
-                   finding.box.empty() ? "" : fmt::format(", box '{}'", finding.box), finding.text,
+        const std::string place = finding.box.empty() ? "" : fmt::format(", box '{}'", finding.box);
+        fmt::print("  {}{} ({})\n",
+                   finding.offset == 0 ? "" : fmt::format("offset {}{}: ", finding.offset, place), finding.text,
                    finding.rule);
     }
     fmt::print("  safe profile: {}\n", describe_safe(probe));
+    const std::string_view advice = advice_for(probe);
+    if (!advice.empty()) fmt::print("  advice: {}\n", advice);
 }
 
 Json tracks_json(const DryRun& dry_run) {
@@ -127,37 +162,44 @@ Json json_of(const std::string& clip, const Probe& probe) {
                             {"offset", finding.offset},
                             {"text", finding.text}});
     }
-    return {{"path", clip},
-            {"result", result_of(probe.dry_run)},
-            {"frames", probe.dry_run.frames},
-            {"key_frames", probe.dry_run.key_frames},
-            {"frame_duration_ms", probe.dry_run.frame_duration * 1000},
-            {"parameter_sets", parameter_set_location(probe.dry_run)},
-            {"tracks", tracks_json(probe.dry_run)},
-            {"findings", findings},
-            {"safe", safe_json(probe)}};
+    const std::string_view advice = advice_for(probe);
+    Json json;
+    cli::add_path(json, clip);
+    json.update({{"result", result_of(probe.dry_run)},
+                 {"frames", probe.dry_run.frames},
+                 {"key_frames", probe.dry_run.key_frames},
+                 {"frame_duration_ms", probe.dry_run.frame_duration * 1000},
+                 {"parameter_sets", parameter_set_location(probe.dry_run)},
+                 {"tracks", tracks_json(probe.dry_run)},
+                 {"findings", findings},
+                 {"advice", advice.empty() ? Json() : Json(advice)},
+                 {"safe", safe_json(probe)}});
+    return json;
 }
 
 }  // namespace
 
 int run_probe(const Options& options) {
-    require_readable(options.paths);
-    std::optional<cli::JsonList> json;
-    if (options.json) json.emplace(stdout, "clips");
+    const auto json = json_list(options, "clips");
+    cli::UnusableInputs unusable(kProgram);
     bool ok = true;
-    const auto work = [&](std::size_t i) {
+    const auto work = [&](std::size_t i) -> std::optional<Probe> {
         const std::string& clip = options.paths[i];
+        if (!platform::system_files().open_input(clip)) return std::nullopt;
         Probe probe{run_without_output(clip, {}), run_without_output(clip, norvane::safe_options()), {}};
-        probe.findings = diagnose(clip, probe.dry_run);
+        probe.findings = diagnose(clip, probe.dry_run, probe.safe);
         return probe;
     };
-    const auto show = [&](std::size_t i, const Probe& probe) {
-        json ? json->add(json_of(options.paths[i], probe)) : print_text(options.paths[i], probe);
+    const auto show = [&](std::size_t i, const std::optional<Probe>& result) {
+        const std::string& clip = options.paths[i];
+        if (!result) return unusable.add(clip, cli::why_unreadable(clip));
+        const Probe& probe = *result;
+        json != nullptr ? json->add(json_of(clip, probe)) : print_text(clip, probe);
         ok &= probe.ok();
     };
-    cli::run_in_order<Probe>(options.paths.size(), options.jobs, work, show);
-    if (json) json->finish();
-    return ok ? cli::kSuccess : cli::kFailure;
+    cli::run_in_order<std::optional<Probe>>(options.paths.size(), options.jobs, work, show);
+    if (json != nullptr) json->finish({{"unusable", unusable.json()}});
+    return unusable.status(ok ? cli::kSuccess : cli::kFailure);
 }
 
 }  // namespace ps_tool

@@ -3,11 +3,12 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
+#include "platform/clock.h"
 #include "tools/cli/command_line.h"
 #include "tools/cli/exit_status.h"
 #include "tools/cli/jobs.h"
 #include "tools/ps/command.h"
-#include "tools/reader/packet_time.h"
+#include "tools/ps/time_argument.h"
 
 namespace ps_tool {
 namespace {
@@ -21,14 +22,56 @@ CLI::Option* add(CLI::App& command, const std::string& names, const std::string&
     return command.add_option(names, value, description)->type_name(placeholder);
 }
 
-CLI::Option* add_time(CLI::App& command, const std::string& names, std::int64_t& instant,
+/// Declared before the times, and so read before them.
+void add_zone(CLI::App& command, Zone& zone) {
+    const auto read = [&zone](const std::string& text) {
+        const auto parsed = Zone::parse(text);
+        if (!parsed) throw CLI::ValidationError(text + " is not UTC, local or an offset like +02:00");
+        zone = *parsed;
+    };
+    command
+        .add_option_function<std::string>(
+            "--zone", read, "zone of times without one: UTC (default), local, or an offset like +02:00")
+        ->type_name("ZONE");
+}
+
+std::int64_t now_milliseconds() {
+    return platform::system_clock().now() / (platform::kTicksPerSecond / 1000);
+}
+
+CLI::Option* add_time(CLI::App& command, const std::string& names, std::int64_t& instant, const Zone& zone,
                       const std::string& description) {
-    const auto read = [&instant](const std::string& text) {
-        const auto parsed = reader::parse_instant(text);
-        if (!parsed) throw CLI::ValidationError(text + " is not a UTC time like 2018-06-22T16:05:09Z");
+    const auto read = [&instant, &zone](const std::string& text) {
+        const auto parsed = parse_time(text, zone, now_milliseconds());
+        if (!parsed)
+            throw CLI::ValidationError(text + " is not a time like 2018-06-22T16:05:09Z, yesterday or today");
         instant = *parsed;
     };
     return command.add_option_function<std::string>(names, read, description)->type_name("TIME");
+}
+
+/// For commands that look at recordings as a whole.
+void add_range(CLI::App& command, Options& options, Zone& zone) {
+    add_zone(command, zone);
+    add_time(command, "--from", options.range.from, zone, "only recordings with frames from this time on");
+    add_time(command, "--to", options.range.to, zone, "only recordings with frames before this time");
+}
+
+/// --documents was called --from once, and files are still accepted there.
+void add_from_or_documents(CLI::App& report, Options& options, const Zone& zone) {
+    const auto read = [&](const std::vector<std::string>& texts) {
+        for (const std::string& text : texts) {
+            if (const auto instant = parse_time(text, zone, now_milliseconds()))
+                options.range.from = *instant;
+            else
+                options.documents.push_back(text);
+        }
+    };
+    report
+        .add_option_function<std::vector<std::string>>(
+            "--from", read,
+            "only recordings with frames from this time on; a FILE here is one of --documents")
+        ->type_name("TIME");
 }
 
 void add_paths(CLI::App& command, Options& options) {
@@ -37,17 +80,18 @@ void add_paths(CLI::App& command, Options& options) {
 
 void add_jobs(CLI::App& command, Options& options) {
     options.jobs = cli::default_jobs();
-    add(command, "--jobs", "N", options.jobs,
+    add(command, "-j,--jobs", "N", options.jobs,
         "number of files to process at once (default: one per processor)")
         ->check(CLI::Range(1U, 1024U));
 }
 
 void add_json(CLI::App& command, Options& options) {
-    command.add_flag("--json", options.json, "print the result as JSON");
+    CLI::Option* const json = command.add_flag("--json", options.json, "print the result as a JSON document");
+    command.add_flag("--ndjson", options.ndjson, "print one line of JSON per result")->excludes(json);
 }
 
 /// Declares the subcommands in the order of the help.
-void add_commands(CLI::App& app, Options& options, Action& chosen) {
+void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
     const auto add_command = [&](const char* name, const char* description, const char* example,
                                  Action action) -> CLI::App& {
         CLI::App& command = cli::add_command(app, name, description, example);
@@ -61,14 +105,17 @@ void add_commands(CLI::App& app, Options& options, Action& chosen) {
     add_paths(info, options);
     add_jobs(info, options);
     add_json(info, options);
+    add_range(info, options, zone);
+    info.add_flag("--strict", options.strict, "exit status 1 also for recordings without parameter sets");
 
     CLI::App& frames =
         add_command("frames", "Lists the frames of a recording from its index",
                     "norvanepi-ps frames --csv recordings/2018/06/22/16/0509-00A10380e.ps", run_frames);
     add(frames, "FILE", "FILE", options.recording, "a recording")->required();
-    add_time(frames, "--from", options.range.from,
+    add_zone(frames, zone);
+    add_time(frames, "--from", options.range.from, zone,
              "first time to list, for example 2018-06-22T16:05:09.000Z");
-    add_time(frames, "--to", options.range.to, "list only frames before this time");
+    add_time(frames, "--to", options.range.to, zone, "list only frames before this time");
     frames.add_flag("--csv", options.csv, "print comma-separated values");
 
     CLI::App& verify = add_command("verify", "Checks that recordings follow the format",
@@ -76,6 +123,8 @@ void add_commands(CLI::App& app, Options& options, Action& chosen) {
     add_paths(verify, options);
     add_jobs(verify, options);
     add_json(verify, options);
+    add_range(verify, options, zone);
+    verify.add_flag("-q,--quiet", options.quiet, "print only recordings with faults");
     verify.add_flag("--deep", options.deep, "also check the start codes and NAL unit types of the frames");
 
     CLI::App& repair =
@@ -108,7 +157,8 @@ void add_commands(CLI::App& app, Options& options, Action& chosen) {
     add(convert, "CLIP", "CLIP", options.paths,
         "MP4 clips; each starts when the previous one ends, rounded to a second")
         ->required();
-    add_time(convert, "--start", options.start, "start of the first clip (UTC)")->required();
+    add_zone(convert, zone);
+    add_time(convert, "--start", options.start, zone, "start of the first clip (UTC)")->required();
     add(convert, "--out", "DIR", options.out, "root of the output tree")->required();
     add(convert, "--identifier", "N", options.identifier, "devices identifier, part of the clip id");
     add(convert, "--device", "N", options.device, "device number, part of the clip id");
@@ -129,8 +179,9 @@ void add_commands(CLI::App& app, Options& options, Action& chosen) {
     add(exporter, "-o,--out", "FILE", options.out,
         "output file, .mp4, .mkv or .h264; - writes the H.264 stream to standard output")
         ->required();
-    add_time(exporter, "--from", options.range.from, "start with the last key frame up to this time (UTC)");
-    add_time(exporter, "--to", options.range.to, "end before the first key frame from this time on (UTC)");
+    add_zone(exporter, zone);
+    add_time(exporter, "--from", options.range.from, zone, "start with the last key frame up to this time");
+    add_time(exporter, "--to", options.range.to, zone, "end before the first key frame from this time on");
     add(exporter, "--parameter-sets", "CLIP", options.parameter_sets,
         "MP4 clip of the same camera, for recordings without parameter sets");
     exporter.add_flag("--force", options.force, "replace an existing file");
@@ -149,7 +200,11 @@ void add_commands(CLI::App& app, Options& options, Action& chosen) {
                     "bitrate curves and the faults that verify finds",
                     "norvanepi-ps report recordings --out report.html", run_report);
     add(report, "PATH", "PATH", options.paths, "recordings, or directories with recordings");
-    add(report, "--from", "FILE", options.documents, "output of verify --json, from this recorder or others");
+    add_zone(report, zone);
+    add_from_or_documents(report, options, zone);
+    add_time(report, "--to", options.range.to, zone, "only recordings with frames before this time");
+    add(report, "--documents", "FILE", options.documents,
+        "output of verify --json, from this recorder or others");
     add(report, "--transcript", "FILE", options.transcript,
         "transcript of norvanepi-recorder; adds an account of lost time");
     add(report, "-o,--out", "FILE", options.out, "output file; - is standard output")->required();
@@ -157,6 +212,12 @@ void add_commands(CLI::App& app, Options& options, Action& chosen) {
 }
 
 }  // namespace
+
+std::unique_ptr<cli::JsonList> json_list(const Options& options, const std::string& name) {
+    if (!options.json && !options.ndjson) return nullptr;
+    return std::make_unique<cli::JsonList>(stdout, name,
+                                           options.ndjson ? cli::JsonForm::kLines : cli::JsonForm::kDocument);
+}
 
 int run(int argc, const char* const* argv) {
     CLI::App app("", kProgram);
@@ -166,8 +227,9 @@ int run(int argc, const char* const* argv) {
         "its index, NAME.psi, next to it; a directory names every recording below it.",
         "0 success; 1 a fault or a refused file was found; 2 wrong usage, or it could not run.");
     Options options;
+    Zone zone;
     Action chosen = nullptr;
-    add_commands(app, options, chosen);
+    add_commands(app, options, zone, chosen);
     return cli::parse(app, argc, argv) ? chosen(options) : cli::kSuccess;
 }
 

@@ -57,21 +57,23 @@ Json faults_of(const reader::Report& report) {
 Json json_of(const reader::Report& report) {
     const bool empty = report.frames == 0;
     const auto path = reader::parse_recording_path(report.path);
-    return {{"path", report.path},
-            {"clip_id", path ? Json(path->clip_id) : Json()},
-            {"local_start", path ? Json(reader::rfc3339(path->local_start).substr(0, 19)) : Json()},
-            {"first", empty ? Json() : time_of(report.first)},
-            {"last", empty ? Json() : time_of(report.last)},
-            {"frames", report.frames},
-            {"key_frames", report.key_frames},
-            {"bytes", report.data_size},
-            {"index_bytes", report.index_size},
-            {"streams", streams_of(report)},
-            {"spans", spans_of(report)},
-            {"verified", report.verified()},
-            {"mendable", report.repairable()},
-            {"fault_count", report.faults.count()},
-            {"faults", faults_of(report)}};
+    Json json;
+    cli::add_path(json, report.path);
+    json.update({{"clip_id", path ? Json(path->clip_id) : Json()},
+                 {"local_start", path ? Json(reader::rfc3339(path->local_start).substr(0, 19)) : Json()},
+                 {"first", empty ? Json() : time_of(report.first)},
+                 {"last", empty ? Json() : time_of(report.last)},
+                 {"frames", report.frames},
+                 {"key_frames", report.key_frames},
+                 {"bytes", report.data_size},
+                 {"index_bytes", report.index_size},
+                 {"streams", streams_of(report)},
+                 {"spans", spans_of(report)},
+                 {"verified", report.verified()},
+                 {"mendable", report.repairable()},
+                 {"fault_count", report.faults.count()},
+                 {"faults", faults_of(report)}});
+    return json;
 }
 
 Json json_of(const reader::Report& report, const reader::Curve& curve) {

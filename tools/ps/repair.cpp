@@ -133,17 +133,19 @@ Outcome repair_or_explain(const Options& options, reader::Recording& recording) 
 }  // namespace
 
 int run_repair(const Options& options) {
-    if (!options.out.empty() && cli::recording_paths(options.paths).size() != 1) {
+    cli::UnusableInputs unusable(kProgram);
+    if (!options.out.empty() && cli::recording_paths(options.paths, unusable).size() != 1) {
         throw cli::CannotRun("--output: can only be used with one recording");
     }
     bool ok = true;
     for_each_recording<Outcome>(
-        options, [&](reader::Recording& recording) { return repair_or_explain(options, recording); },
+        options, unusable,
+        [&](reader::Recording& recording) { return repair_or_explain(options, recording); },
         [&](const std::string& path, const Outcome& outcome) {
             fmt::print("{}: {}\n", path, outcome.text);
             ok &= outcome.ok;
         });
-    return ok ? cli::kSuccess : cli::kFailure;
+    return unusable.status(ok ? cli::kSuccess : cli::kFailure);
 }
 
 }  // namespace ps_tool

@@ -27,10 +27,10 @@ std::ifstream open_file(const std::string& path) {
     return in;
 }
 
-void add_recordings(const Options& options, PageData& data) {
+void add_recordings(const Options& options, cli::UnusableInputs& unusable, PageData& data) {
     if (options.paths.empty()) return;
     for_each_recording<Json>(
-        options,
+        options, unusable,
         [](reader::Recording& recording) {
             reader::Curve curve;
             const reader::Report report =
@@ -88,13 +88,14 @@ void write_page(const std::string& page, const std::string& out) {
 int run_report(const Options& options) {
     if (options.paths.empty() && options.documents.empty())
         throw cli::CannotRun("no input; give a PATH or --from");
+    cli::UnusableInputs unusable(kProgram);
     PageData data;
-    add_recordings(options, data);
+    add_recordings(options, unusable, data);
     for (const std::string& path : options.documents) add_document(path, data);
     if (!options.transcript.empty()) add_transcript(options.transcript, data);
     write_page(report_page(data.document()), options.out);
     fmt::print(stderr, "{}, {} with faults\n", cli::plural(data.files(), "recording"), data.faulty_files());
-    return data.faulty_files() == 0 ? cli::kSuccess : cli::kFailure;
+    return unusable.status(data.faulty_files() == 0 ? cli::kSuccess : cli::kFailure);
 }
 
 }  // namespace ps_tool

@@ -18,4 +18,13 @@ std::vector<NalUnit> nal_units(std::span<const platform::Byte> bytes) {
     }
 }
 
+std::span<const platform::Byte> unit_at(std::span<const platform::Byte> bytes,
+                                        const std::vector<NalUnit>& units, std::size_t i) {
+    const bool short_code = bytes[units[i].offset + 2] == h264::kShortStartCode.back();
+    const std::size_t begin =
+        units[i].offset + (short_code ? h264::kShortStartCode.size() : h264::kStartCode.size());
+    const std::size_t end = i + 1 < units.size() ? units[i + 1].offset : bytes.size();
+    return bytes.subspan(begin, end - begin);
+}
+
 }  // namespace reader

@@ -20,4 +20,8 @@ struct NalUnit {
 /// Finds the NAL units in the bytes by their start codes.
 [[nodiscard]] std::vector<NalUnit> nal_units(std::span<const platform::Byte> bytes);
 
+/// The bytes of units[i] without its start code.
+[[nodiscard]] std::span<const platform::Byte> unit_at(std::span<const platform::Byte> bytes,
+                                                      const std::vector<NalUnit>& units, std::size_t i);
+
 }  // namespace reader

@@ -1,6 +1,7 @@
 #include "tools/reader/recording.h"
 
 #include <algorithm>
+#include <system_error>
 
 #include "tools/reader/faults.h"
 
@@ -11,6 +12,13 @@ namespace {
 std::uint32_t room_for(std::uint64_t file_size, std::uint64_t offset, std::size_t record_size) {
     const std::uint64_t room = file_size < offset ? 0 : (file_size - offset) / record_size;
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(room, kNoEntry));
+}
+
+std::unique_ptr<platform::InputFile> open_or_missing(const std::string& path, platform::FileSystem& files) {
+    auto file = files.open_input(path);
+    if (file) return file;
+    if (auto problem = platform::open_problem(path)) throw CannotOpen(path, std::move(*problem));
+    return nullptr;
 }
 
 bool counts_nothing(const PsiHeader::Bytes& header) {
@@ -25,10 +33,11 @@ bool counts_nothing(const PsiHeader::Bytes& header) {
 Recording::Recording(const std::string& data_path, platform::FileSystem& files)
     : data_path_(data_path),
       index_path_(data_path + "i"),
-      data_(files.open_input(data_path_)),
-      index_(files.open_input(index_path_)),
+      data_(open_or_missing(data_path_, files)),
+      index_(open_or_missing(index_path_, files)),
       spans_file_(files.open_input(index_path_)) {
-    if (!has_data() && !has_index()) throw CannotOpen("cannot open " + data_path_);
+    if (!has_data() && !has_index())
+        throw CannotOpen(data_path_, std::make_error_code(std::errc::no_such_file_or_directory).message());
     if (const auto bytes = header()) count_records(*bytes);
 }
 

@@ -7,6 +7,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "platform/file.h"
 #include "ps/index_layout.h"
@@ -40,16 +41,24 @@ struct Span {
     PacketTime last;
 };
 
-/// Neither of the two files could be opened.
+/// A file of the recording exists and cannot be opened, or both are missing.
 class CannotOpen : public std::runtime_error {
   public:
-    using std::runtime_error::runtime_error;
+    CannotOpen(std::string path, std::string reason)
+        : std::runtime_error(path + ": " + reason), path_(std::move(path)), reason_(std::move(reason)) {}
+
+    [[nodiscard]] const std::string& path() const { return path_; }
+    [[nodiscard]] const std::string& reason() const { return reason_; }
+
+  private:
+    std::string path_;
+    std::string reason_;
 };
 
 class Recording {
   public:
     /// Opens the data file and its index file (the same path plus "i"). A missing file is treated as an empty
-    /// one. Throws CannotOpen if both are missing.
+    /// one. Throws CannotOpen if both are missing, or if one that exists cannot be opened.
     explicit Recording(const std::string& data_path, platform::FileSystem& files = platform::system_files());
 
     [[nodiscard]] bool has_data() const { return data_.is_open(); }

@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <regex>
 #include <span>
 #include <utility>
 
 #include "mp4/parameter_sets.h"
+#include "tools/reader/nal_scan.h"
 
 namespace reader {
 namespace {
@@ -59,14 +61,25 @@ class RecordingInfoBuilder {
             add_obstacle(fmt::format("frame {} begins a span but is not a key frame", packet.number));
         slot.parameter_sets = slot.parameter_sets || begins_with_parameter_sets(packet);
         if (!slot.parameter_sets && !slot.last)
-            add_obstacle(fmt::format("no parameter sets before the first frame of slot {}", packet.slot));
+            info_.missing_sets.push_back(
+                fmt::format("no parameter sets before the first frame of slot {}", packet.slot));
     }
 
     [[nodiscard]] bool begins_with_parameter_sets(const Packet& packet) {
         constexpr std::size_t kHeadSize = std::size_t{64} * 1024;  // they are at the start of a frame
         if (packet.size < PesHeader::size + packet.padding) return false;
         std::vector<platform::Byte> head(std::min<std::size_t>(packet.payload(), kHeadSize));
-        return recording_.read_data(packet.offset + PesHeader::size, head) && h264::has_parameter_sets(head);
+        if (!recording_.read_data(packet.offset + PesHeader::size, head)) return false;
+        if (!info_.sequence) info_.sequence = first_sequence(head);
+        return h264::has_parameter_sets(head);
+    }
+
+    static std::optional<h264::SequenceParameterSet> first_sequence(std::span<const platform::Byte> frame) {
+        const auto units = nal_units(frame);
+        h264::ParameterSets sets;
+        for (std::size_t i = 0; i < units.size(); ++i) (void)sets.add(unit_at(frame, units, i));
+        if (sets.sequences().empty()) return std::nullopt;
+        return sets.sequences().begin()->second;
     }
 
     void add_obstacle(std::string obstacle) {
@@ -107,6 +120,19 @@ std::optional<RecordingPath> parse_recording_path(const std::string& data_path) 
 std::optional<double> RecordingInfo::bitrate() const {
     if (covered == 0) return std::nullopt;
     return static_cast<double>(report.data_size) * 8 * 1000 / static_cast<double>(covered);
+}
+
+std::optional<double> RecordingInfo::frame_rate() const {
+    const std::size_t distances = report.frames - std::min<std::size_t>(report.frames, report.spans());
+    if (covered == 0 || distances == 0) return std::nullopt;
+    return static_cast<double>(distances) * 1000 / static_cast<double>(covered);
+}
+
+std::int64_t RecordingInfo::duration() const {
+    if (report.frames == 0) return 0;
+    const auto rate = frame_rate();
+    const std::int64_t last_frame = rate ? std::llround(1000 / *rate) : 0;
+    return std::max<std::int64_t>(0, instant_of(report.last) - instant_of(report.first)) + last_frame;
 }
 
 double RecordingInfo::padding_share() const {

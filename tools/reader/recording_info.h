@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/h264/syntax.h"
 #include "tools/reader/verify.h"
 
 namespace reader {
@@ -22,15 +23,21 @@ struct RecordingPath {
 struct RecordingInfo {
     Report report;
     std::optional<RecordingPath> path;
-    std::optional<int> zone;                    // minutes from the first frame's UTC to the time in the path
-    std::uint32_t gaps = 0;                     // between spans of the same slot
-    std::int64_t gap_time = 0;                  // ms, total
-    std::int64_t longest_gap = 0;               // ms
-    std::int64_t covered = 0;                   // ms, from the first to the last frame of every span
-    bool parameter_sets = false;                // before the first key frame of every slot that has video
-    std::vector<std::string> decode_obstacles;  // why a player could not decode everything
+    std::optional<int> zone;                // minutes from the first frame's UTC to the time in the path
+    std::uint32_t gaps = 0;                 // between spans of the same slot
+    std::int64_t gap_time = 0;              // ms, total
+    std::int64_t longest_gap = 0;           // ms
+    std::int64_t covered = 0;               // ms, from the first to the last frame of every span
+    bool parameter_sets = false;            // before the first key frame of every slot that has video
+    std::vector<std::string> missing_sets;  // what cannot be decoded without the parameter sets of the camera
+    std::vector<std::string> decode_obstacles;  // why a player could not decode everything even with them
+    std::optional<h264::SequenceParameterSet> sequence;  // the first one of the recording
 
-    [[nodiscard]] bool decodable() const { return decode_obstacles.empty(); }
+    [[nodiscard]] bool decodable() const { return missing_sets.empty() && decode_obstacles.empty(); }
+    /// Frames per second of the covered time. Nothing if that time is 0.
+    [[nodiscard]] std::optional<double> frame_rate() const;
+    /// From the first frame to the end of the last one, in ms.
+    [[nodiscard]] std::int64_t duration() const;
     /// True if no time zone has the difference between the first frame and the path.
     [[nodiscard]] bool contradicts_path() const { return report.frames > 0 && path && !zone; }
     /// Bits per second of covered time. Nothing if that time is 0.

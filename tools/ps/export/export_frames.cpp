@@ -22,13 +22,6 @@ constexpr std::size_t kFrontSize =
     65'536;  // contains the parameter sets and the first slice of most payloads
 
 /// Unit i without its start code.
-h264::Unit unit_at(std::span<const Byte> bytes, const std::vector<reader::NalUnit>& units, std::size_t i) {
-    const std::size_t code = bytes[units[i].offset + 2] == 1 ? 3 : 4;
-    const std::size_t begin = units[i].offset + code;
-    const std::size_t end = i + 1 < units.size() ? units[i + 1].offset : bytes.size();
-    return bytes.subspan(begin, end - begin);
-}
-
 /// The parameter sets in effect, parsed and as bytes.
 class ActiveParameterSets {
   public:
@@ -141,11 +134,11 @@ class Selector {
         for (std::size_t i = 0; i < units.size(); ++i) {
             if (units[i].is_slice()) {
                 front.has_slice = true;
-                front.slice = h264::read_slice_header(unit_at(bytes, units, i), sets_.parsed());
+                front.slice = h264::read_slice_header(reader::unit_at(bytes, units, i), sets_.parsed());
                 break;
             }
             front.has_sets |= units[i].type == h264::kSequenceParameterSet;
-            sets_.take(unit_at(bytes, units, i));
+            sets_.take(reader::unit_at(bytes, units, i));
         }
         return front;
     }
