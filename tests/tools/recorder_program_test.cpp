@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/clips.h"
 #include "tests/support/program.h"
 
 namespace {
@@ -54,12 +55,11 @@ TEST_F(RecorderProgramTest, WrongUsageOrEnvironmentGivesOneLineAndStatus2) {
         {"", "A subcommand is required"},
         {"gap", "--clips is required"},
         {"gap --clips missing.mp4", "no clip at " + (directory_ / "missing.mp4")},
-        {"gap --clips text", directory_ / "text is not an MP4 clip"},
         {"retry --module missing.so", (directory_ / "missing.so") + ": no such file"},
         {"retry --module text", "cannot load the module: "},
         {"retry --module " + full_path(INCOMPLETE_MODULE), ": no entry point Seek"},
         {"retry --out text/below", "cannot work in " + directory_.path()},
-        {"retry --out . --transcript missing/t", "cannot write " + directory_.path()},
+        {"retry --out new --transcript missing/t", "cannot write " + directory_.path()},
         {"many --gaps 0", "--gaps"},
         {"many --cameras few", "--cameras"},
         {"restart-second-half --out .", "cannot read the state of the first process"},
@@ -70,6 +70,7 @@ TEST_F(RecorderProgramTest, WrongUsageOrEnvironmentGivesOneLineAndStatus2) {
         EXPECT_THAT(ended.err, HasSubstr(message)) << arguments;
         EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 1) << ended.err;
     }
+    EXPECT_FALSE(boost::filesystem::exists(directory_ / "new"));
     EXPECT_EQ(recorder("--help").status, 0);
 }
 
@@ -122,6 +123,19 @@ TEST_F(RecorderProgramTest, AGapIsRetrievedFromClipsWithAndWithoutSound) {
     EXPECT_THAT(read_file(directory_ / "work/norvanepi_state.xml"), HasSubstr("DisconnectTime"));
 }
 #endif
+
+TEST_F(RecorderProgramTest, ClipsThatMustBeRefusedCanBePlayed) {
+    write_file(directory_ / "no.avi", "RIFF, and no box");
+    ClipTrack track{.samples = {nal("\x65 key"), nal("\x41 other")},
+                    .times = TrackTimes{.durations = {40, 40}}};
+    write_file(directory_ / "fragmented.mp4", make_clip(Clip{.tracks = {track}, .fragments = Fragments{}}));
+    track.format = "hvc1";
+    write_file(directory_ / "hevc.mp4", make_clip(track));
+    EXPECT_EQ(recordings_of("gap --clips no.avi fragmented.mp4").size(), 0U);
+    EXPECT_EQ(recordings_of("gap --clips no.avi hevc.mp4").size(), 1U);
+    EXPECT_EQ(recordings_of("gap --profile safe --clips hevc.mp4 no.avi").size(), 0U);
+    EXPECT_EQ(recordings_of("gap --profile safe --clips fragmented.mp4").at(0).at("frames"), 2);
+}
 
 TEST_F(RecorderProgramTest, RetryKeepsTheClipsBeforeTheFailures) {
     const json recordings = recordings_of("retry --transcript transcript");

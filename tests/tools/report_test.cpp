@@ -151,6 +151,8 @@ TEST(LostTime, UnfetchedTimeHasAReason) {
                      "'><Input><Context Number='0' Recordings='0'/></Input></Storage>");
     EXPECT_EQ(accounted(restarted), "lost 60 recovered 0 not on camera 60");
 
+    std::istringstream cut_off(R"({"direction": "to mod)");
+    EXPECT_TRUE(ps_tool::read_transcript(cut_off).empty());
     std::istringstream foreign("not a transcript\n");
     EXPECT_THROW(ps_tool::read_transcript(foreign), std::runtime_error);
 }

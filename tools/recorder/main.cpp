@@ -29,7 +29,8 @@ fs::path restart_state_file(const WorkingDirectory& directory) {
     return directory.path() / "restart-state.cbor";
 }
 
-/// Refuses clips that clearing the working directory would remove, and names that XML cannot contain.
+/// Refuses clips that clearing the working directory would remove, names that XML cannot contain, and a
+/// transcript in a missing directory.
 void check_paths(const Options& options) {
     std::vector<fs::path> paths = options.clips;
     if (options.directory) {
@@ -40,6 +41,12 @@ void check_paths(const Options& options) {
                     fmt::format("{}: inside tmp/ of the working directory, which is cleared", clip.string()));
         }
         paths.push_back(*options.directory);
+    }
+    if (options.transcript) {
+        const fs::path folder = options.transcript->parent_path();
+        if (!fs::is_directory(folder) && folder != options.directory)
+            throw cli::CannotRun(
+                fmt::format("cannot write {}: no such directory", options.transcript->string()));
     }
     for (const fs::path& path : paths) {
         const std::string name = path.string();

@@ -199,6 +199,7 @@ std::vector<LostTime> read_transcript(std::istream& lines) {
         try {
             reader.add_line(nlohmann::json::parse(line));
         } catch (const nlohmann::json::exception&) {
+            if (lines.eof()) break;  // the line has no end: the recorder was stopped while it wrote it
             throw std::runtime_error(fmt::format("line {} is not a transcript record", number));
         }
     }

@@ -214,12 +214,26 @@ void HostSimulator::deliver(const Camera& camera, const Request& request, const 
     hand_over(camera, request, name, {.start = stored.start, .stop = stored.stop(), .type = type},
               [&](const fs::path& file) {
                   fs::copy_file(stored.clip.file, file);
+                  const bool safe = settings_.profile == Profile::kSafe;
+                  const std::uint32_t frames = stored.clip.frames + (safe ? stored.clip.fragment_frames : 0);
+                  const bool no_h264 = safe && stored.clip.other_coding;
+                  if (frames == 0 || no_h264) {
+                      conversation_.note(fmt::format("the module must refuse {}", stored.clip.file.string()));
+                      if (!stored.clip.mp4)
+                          model_.on_refused_clip(request.operation, file.string());
+                      else if (no_h264)
+                          model_.on_clip_without_h264(request.operation, file.string());
+                      else
+                          model_.on_clip_without_samples(request.operation, file.string());
+                      return operation(request).has_value() &&
+                             !module_options(settings_.profile).keep_failed_clips;
+                  }
                   const std::string recording = directory_.recording_path(camera.device, stored.start);
                   model_.on_clip(request.operation, file.string(), recording);
                   if (!operation(request)) return false;
                   conversion_ = {fmt::format("converting {}", file.filename().string()), recording,
                                  stored.clip.bytes, 0};
-                  expect_recording({recording, stored.start, stored.clip.frames});
+                  expect_recording({recording, stored.start, frames, !safe});
                   return true;
               });
 }

@@ -25,6 +25,7 @@ struct ExpectedRecording {
     std::string path;
     Seconds start = 0;
     std::uint32_t frames = 0;
+    bool exact_start = true;  // false: the first picture may be shown up to a second later
 };
 
 /// What the simulator in the next process needs to continue.

@@ -5,7 +5,10 @@
 #include <fstream>
 #include <functional>
 #include <initializer_list>
+#include <set>
 #include <span>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -56,13 +59,18 @@ Bytes box_at(Bytes bytes, std::initializer_list<std::string_view> path) {
     return bytes;
 }
 
-/// The payload of the file's movie box; empty if there is none.
-std::vector<platform::Byte> read_movie(const std::filesystem::path& file) {
+/// Calls `visit` with the payload of each movie box and movie fragment box of the file. Returns false if the
+/// file does not begin with a file type box.
+bool for_each_movie_box(const std::filesystem::path& file,
+                        const std::function<void(std::string_view type, Bytes payload)>& visit) {
     std::ifstream in(file, std::ios::binary);
     if (!in) throw cli::CannotRun(fmt::format("cannot read clip {}", file.string()));
+    bool first = true;
     std::array<char, 2 * kHeaderSize> header{};
     const auto bytes = platform::bytes_of(std::string_view(header.data(), header.size()));
     while (in.read(header.data(), kHeaderSize)) {
+        const std::string type(type_at(bytes, 4));
+        if (std::exchange(first, false) && type != "ftyp") return false;
         std::uint64_t size = integer_at<std::uint32_t>(bytes, 0);
         std::uint64_t header_size = kHeaderSize;
         if (size == 1 && in.read(header.data() + kHeaderSize, kHeaderSize)) {
@@ -70,16 +78,16 @@ std::vector<platform::Byte> read_movie(const std::filesystem::path& file) {
             header_size = header.size();
         }
         if (size < header_size) break;
-        if (type_at(bytes, 4) != "moov") {
+        if (type != "moov" && type != "moof") {
             in.seekg(static_cast<std::streamoff>(size - header_size), std::ios::cur);
             continue;
         }
-        std::vector<platform::Byte> movie(std::min(size - header_size, kMaxMovieBytes));
-        in.read(reinterpret_cast<char*>(movie.data()), static_cast<std::streamsize>(movie.size()));
-        movie.resize(static_cast<std::size_t>(in.gcount()));
-        return movie;
+        std::vector<platform::Byte> payload(std::min(size - header_size, kMaxMovieBytes));
+        in.read(reinterpret_cast<char*>(payload.data()), static_cast<std::streamsize>(payload.size()));
+        payload.resize(static_cast<std::size_t>(in.gcount()));
+        visit(type, payload);
     }
-    return {};
+    return !first;
 }
 
 /// ISO/IEC 14496-12, 8.2.2: the duration in whole seconds, rounded up.
@@ -113,6 +121,36 @@ std::uint32_t frames_of(Bytes movie, const std::filesystem::path& file) {
     return frames;
 }
 
+/// The tracks of a movie box whose samples the module does not record.
+std::set<std::uint32_t> sound_tracks(Bytes movie) {
+    std::set<std::uint32_t> ids;
+    for_each_box(movie, "trak", [&](Bytes track) {
+        if (type_at(box_at(track, {"mdia", "minf", "stbl", "stsd"}), 12) != "mp4a") return;
+        const Bytes header = box_at(track, {"tkhd"});
+        ids.insert(integer_at<std::uint32_t>(header, !header.empty() && header[0] == 1 ? 20 : 12));
+    });
+    return ids;
+}
+
+bool has_h264(Bytes movie) {
+    bool found = false;
+    for_each_box(movie, "trak", [&](Bytes track) {
+        const std::string_view type = type_at(box_at(track, {"mdia", "minf", "stbl", "stsd"}), 12);
+        found = found || type == "avc1" || type == "avc3";
+    });
+    return found;
+}
+
+/// The number of samples in the runs of a movie fragment (8.8.8).
+std::uint32_t frames_of_fragment(Bytes fragment, const std::set<std::uint32_t>& sound) {
+    std::uint32_t frames = 0;
+    for_each_box(fragment, "traf", [&](Bytes track) {
+        if (sound.contains(integer_at<std::uint32_t>(box_at(track, {"tfhd"}), 4))) return;
+        for_each_box(track, "trun", [&](Bytes run) { frames += integer_at<std::uint32_t>(run, 4); });
+    });
+    return frames;
+}
+
 /// A sample of one unit whose bytes differ from those of its neighbours.
 std::string sample(std::uint32_t number, bool key) {
     const std::uint32_t length = (key ? 400 : 60) + number % 37;
@@ -125,11 +163,19 @@ std::string sample(std::uint32_t number, bool key) {
 Clip inspect_clip(const std::filesystem::path& file) {
     if (!std::filesystem::is_regular_file(file))
         throw cli::CannotRun(fmt::format("no clip at {}", file.string()));
-    const std::vector<platform::Byte> movie = read_movie(file);
-    const std::uint32_t frames = frames_of(movie, file);
-    if (frames == 0)
-        throw cli::CannotRun(fmt::format("{} is not an MP4 clip with sample tables", file.string()));
-    return {file, std::filesystem::file_size(file), length_of(movie), frames};
+    Clip clip{.file = file, .bytes = std::filesystem::file_size(file), .seconds = 1};
+    std::set<std::uint32_t> sound;
+    clip.mp4 = for_each_movie_box(file, [&](std::string_view type, Bytes payload) {
+        if (type == "moof") {
+            clip.fragment_frames += frames_of_fragment(payload, sound);
+            return;
+        }
+        clip.frames += frames_of(payload, file);
+        clip.seconds = length_of(payload);
+        clip.other_coding = !box_at(payload, {"trak"}).empty() && !has_h264(payload);
+        sound.merge(sound_tracks(payload));
+    });
+    return clip;
 }
 
 Clip write_clip(const std::filesystem::path& file, const clip_maker::Clip& clip) {

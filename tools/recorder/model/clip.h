@@ -13,10 +13,13 @@ struct Clip {
     std::uint64_t bytes = 0;
     std::int64_t seconds = 0;  // length, rounded up
     std::uint32_t frames = 0;  // samples of all tracks but AAC audio: what the recording must contain
+    std::uint32_t fragment_frames = 0;  // the same in movie fragments, which only the safe profile converts
+    bool other_coding = false;          // it has tracks, but none is H.264
+    bool mp4 = true;                    // false: the module must refuse it
 };
 
-/// Reads these facts from the movie box (ISO/IEC 14496-12, 8.2). Throws cli::CannotRun if the file cannot be
-/// read or is not an MP4 clip with sample tables.
+/// Reads these facts from the boxes (ISO/IEC 14496-12, 8.2 and 8.8). Throws cli::CannotRun if the file cannot
+/// be read or has tracks for which the result is not prescribed.
 [[nodiscard]] Clip inspect_clip(const std::filesystem::path& file);
 
 /// Writes the clip and inspects it.

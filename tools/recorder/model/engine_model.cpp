@@ -143,16 +143,30 @@ void EngineModel::expect_kept_clip(const std::string& clip, const std::string& r
                fmt::format("NorVane - keeping clip '{}' after {} frames: {}", clip, kAnyText, reason));
 }
 
-/// The recording's path replaces the input's name. It is empty for a clip that is refused.
+std::string EngineModel::no_h264_text(const std::string& clip) {
+    return fmt::format("No H.264 video in mp4 container - {} contains {}.\n", clip, kAnyText);
+}
+
+void EngineModel::expect_parsing(const std::string& clip) {
+    expect_log(kLogInformation, fmt::format("Parsing mp4 container - {}.\n", clip));
+    // A camera may add any other boxes to a clip.
+    expect_log(kLogInformation, fmt::format("Unknown box type : {}\n", kAnyText));
+    expected_.back().any_number = true;
+}
+
+/// The recording's path replaces the input's name. It is empty for a clip that is not MP4.
 void EngineModel::ConvertClip(Guid /*guid*/, std::uint32_t /*devices_id*/, std::uint32_t /*device_number*/,
                               Path clip_file, std::string recording, Ticks /*start*/, Ticks /*stop*/,
                               std::int32_t /*clip_type*/) {
     const std::string clip = platform::narrow_text(clip_file);
     if (recording.empty()) return expect_refusal(clip);
-    expect_log(kLogInformation, fmt::format("Parsing mp4 container - {}.\n", clip));
-    // A camera may add any other boxes to a clip.
-    expect_log(kLogInformation, fmt::format("Unknown box type : {}\n", kAnyText));
-    expected_.back().any_number = true;
+    expect_parsing(clip);
+    if (recording.starts_with(kNoRecording)) {
+        const std::string reason = recording.substr(1);
+        expect_log(kLogError, reason);
+        if (options_.keep_failed_clips) expect_kept_clip(clip, reason);
+        return;
+    }
     expect_log(kLogInformation, fmt::format("Opened (and PSI) {}.\n", recording));
     expect_log(kLogInformation, fmt::format("Processing mp4 container stream - {}.\n", clip));
 }

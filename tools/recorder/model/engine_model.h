@@ -88,6 +88,13 @@ class EngineModel final : public norvane::ITalServer,
     }
     /// The clip is not an MP4 file.
     void on_refused_clip(std::size_t operation, const std::string& clip) { on_clip(operation, clip, ""); }
+    /// The clip is an MP4 file without samples that the module reads, or without H.264 video.
+    void on_clip_without_samples(std::size_t operation, const std::string& clip) {
+        on_clip(operation, clip, std::string(kNoRecording) + kNoTables);
+    }
+    void on_clip_without_h264(std::size_t operation, const std::string& clip) {
+        on_clip(operation, clip, kNoRecording + no_h264_text(clip));
+    }
 
     /// Adds a message that no event above causes.
     void expect(std::uint32_t message_class, const std::string& content);
@@ -147,6 +154,13 @@ class EngineModel final : public norvane::ITalServer,
     void expect_request(Request::Kind kind, const Guid& guid, const Device& device, Ticks start, Ticks stop,
                         const std::string& further);
     void expect_refusal(const std::string& clip);
+    void expect_parsing(const std::string& clip);
+
+    [[nodiscard]] static std::string no_h264_text(const std::string& clip);
+
+    // In place of a recording's path: a character that no path begins with, and the expected error.
+    static constexpr const char* kNoRecording = "\n";
+    static constexpr const char* kNoTables = "No sample tables found in mp4 container.\n";
     void expect_reservation(const Guid& guid, const std::string& command);
 
     std::deque<Expected>& expected_;

@@ -26,9 +26,9 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(OperationState, device, guid, start_time, end
 
 namespace recorder {
 
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ExpectedRecording, path, start, frames)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ExpectedRecording, path, start, frames, exact_start)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(MessageCounts, sent, received, returned)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Clip, file, bytes, seconds, frames)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Clip, file, bytes, seconds, frames, fragment_frames, other_coding, mp4)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(StoredClip, clip, start)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Camera, device, name, address, storage)
 
