@@ -150,6 +150,33 @@ TEST_F(PsProgramTest, ReportIsEqualForRecordingsAndForVerifyOutput) {
     }
 }
 
+TEST_F(PsProgramTest, OutputsReplaceFilesOnlyOnRequestAndNeverRecordings) {
+    convert();
+    const std::string recorded = data();
+    const std::string indexed = index();
+    write_file(directory_ / "copy", recorded);
+    write_file(directory_ / "copy_of_index", indexed);
+    write_file(directory_ / "page.html", "old");
+    for (const std::string& taken : {kPath, kPath + "i", std::string("copy"), std::string("copy_of_index"),
+                                     std::string("new.ps"), std::string("recordings")}) {
+        const Outcome ended = ps("report recordings --force -o " + taken);
+        EXPECT_EQ(ended.status, 2) << taken;
+        EXPECT_THAT(ended.err, HasSubstr("norvanepi-ps: error: " + taken + ": is a ")) << taken;
+    }
+    EXPECT_EQ(data(), recorded);
+    EXPECT_EQ(index(), indexed);
+    EXPECT_EQ(read_file(directory_ / "copy"), recorded);
+    EXPECT_FALSE(boost::filesystem::exists(directory_ / "new.ps"));
+
+    EXPECT_EQ(ps("report recordings -o page.html").err,
+              "norvanepi-ps: error: page.html: already exists; use --force to replace it\n");
+    EXPECT_EQ(read_file(directory_ / "page.html"), "old");
+    EXPECT_EQ(ps("report recordings --force -o page.html").status, 0);
+    EXPECT_THAT(read_file(directory_ / "page.html"), HasSubstr("<!DOCTYPE html>"));
+    for (const auto& entry : boost::filesystem::directory_iterator(directory_.path()))
+        EXPECT_NE(entry.path().extension(), ".part") << entry.path();
+}
+
 TEST_F(PsProgramTest, VerifyReportsFaultsAndWhetherTheyAreRepairable) {
     convert();
     EXPECT_EQ(ps("verify recordings").out, kFound + ": verified, 3 frames in 1 span\n");

@@ -208,6 +208,7 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
     add(report, "--transcript", "FILE", options.transcript,
         "transcript of norvanepi-recorder; adds an account of lost time");
     add(report, "-o,--out", "FILE", options.out, "output file; - is standard output")->required();
+    report.add_flag("--force", options.force, "replace an existing file, but never a recording");
     add_jobs(report, options);
 }
 
