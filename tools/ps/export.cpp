@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -23,6 +24,9 @@ namespace ps_tool {
 namespace {
 
 using cli::Json;
+
+/// In ms. A sample of an MP4 file lasts until the next one, and libavformat stores 31 bits of its duration.
+constexpr std::int64_t kLongestMp4Gap = std::numeric_limits<std::int32_t>::max() - 1;
 
 /// The value of --format, or else the one of the file's extension.
 std::string format_name(const Options& options) {
@@ -97,8 +101,9 @@ Json json_of_export(const CameraExport& made) {
     json["frames"] = selection.frames.size();
     json["key_frames"] = std::ranges::count_if(selection.frames, &ExportFrame::key);
     json["spans"] = Json::array();
-    for (const Interval& span : selection.spans)
-        json["spans"].push_back({{"begin", time_or_null(span.begin)}, {"end", time_or_null(span.end)}});
+    for (const RecordedSpan& span : selection.spans)
+        json["spans"].push_back(
+            {{"begin", time_or_null(span.recorded.begin)}, {"end", time_or_null(span.recorded.end)}});
     json["recordings"] = Json::array();
     for (const std::size_t used : selection.used_recordings())
         json["recordings"].push_back(selection.camera.recordings.at(used).path);
@@ -122,9 +127,10 @@ class Exporter {
                 bar_.show("reading " + camera.label(), fraction);
             });
             set_times(*made.selection);
+            if (format_ == ExportFormat::kMp4) limit_gaps(*made.selection, kLongestMp4Gap);
             write_file(made);
         } catch (const ExportRefused& refusal) {
-            made.error = refusal.what();
+            made.error = (options_.output_dir.empty() ? "" : camera.label() + ": ") + refusal.what();
             made.status = cli::kFailure;
         } catch (const std::runtime_error& error) {
             made.error = error.what();
@@ -214,7 +220,7 @@ void print_result(const Options& options, const CameraExport& made) {
             fmt::print(stderr, "{}: {}\n", kProgram, warning);
     }
     if (!complete) {
-        cli::print_error(kProgram, options.output_dir.empty() ? made.error : made.path + ": " + made.error);
+        cli::print_error(kProgram, made.error);
     } else if (options.out != "-" && platform::is_terminal(stderr)) {
         fmt::print(stderr, "play with: mpv {0}\n       or: ffplay {0}\n", in_shell(made.path));
     }

@@ -9,7 +9,6 @@ extern "C" {
 #include <fmt/format.h>
 
 #include <array>
-#include <limits>
 #include <new>
 
 #include "tools/ps/export/av_library.h"
@@ -134,8 +133,21 @@ class ContainerSink final : public ExportSink {
             set(&context_->metadata, "creation_time", reader::rfc3339(*time));
         // The camera's name is the name of the track.
         set(&stream_->metadata, format_ == ExportFormat::kMp4 ? "handler_name" : "title", camera.name);
-        if (selection.spans.size() < 2) return;
-        for (const Interval& span : selection.spans) add_chapter(span, selection.begins);
+        add_chapters(selection.spans);
+    }
+
+    /// One for each span, and one for each gap, if there is a gap.
+    void add_chapters(const std::vector<RecordedSpan>& spans) {
+        for (std::size_t i = 0; i < spans.size() && spans.size() > 1; ++i) {
+            const Interval& recorded = spans[i].recorded;
+            const std::int64_t end = spans[i].position + recorded.length();
+            add_chapter({spans[i].position, end}, time_text(recorded.begin));
+            if (i + 1 == spans.size()) return;
+            const std::int64_t seconds = (spans[i + 1].recorded.begin - recorded.end) / 1000;
+            add_chapter({end, spans[i + 1].position},
+                        fmt::format("{}, no recording for {}:{:02}:{:02}", time_text(recorded.end),
+                                    seconds / 3600, seconds / 60 % 60, seconds % 60));
+        }
     }
 
     static std::string time_text(std::int64_t instant) {
@@ -143,7 +155,7 @@ class ContainerSink final : public ExportSink {
         return time ? reader::text_of(*time) + " UTC" : "";
     }
 
-    void add_chapter(const Interval& span, std::int64_t origin) {
+    void add_chapter(const Interval& shown, const std::string& title) {
         const auto count = static_cast<std::size_t>(context_->nb_chapters);
         auto* const longer =
             static_cast<AVChapter**>(av_.reallocate(context_->chapters, count + 1, sizeof(AVChapter*)));
@@ -154,9 +166,9 @@ class ContainerSink final : public ExportSink {
         context_->chapters[context_->nb_chapters++] = chapter;
         chapter->id = static_cast<std::int64_t>(count) + 1;
         chapter->time_base = kTick;
-        chapter->start = span.begin - origin;
-        chapter->end = span.end - origin;
-        set(&chapter->metadata, "title", time_text(span.begin));
+        chapter->start = shown.begin;
+        chapter->end = shown.end;
+        set(&chapter->metadata, "title", title);
     }
 
     void set(AVDictionary** dictionary, const char* name, const std::string& value) {

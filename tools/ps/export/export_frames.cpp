@@ -203,17 +203,40 @@ std::int64_t median_duration(const std::vector<ExportFrame>& frames) {
     return *middle;
 }
 
-/// The time in which frames were recorded. The frames' decoding times are `delay` before the recorded ones.
-Intervals recorded_spans(const Selection& selection, std::int64_t delay) {
-    Intervals spans;
+/// The frames' decoding times are `delay` before the recorded ones.
+std::vector<RecordedSpan> recorded_spans(const Selection& selection, std::int64_t delay) {
+    std::vector<RecordedSpan> spans;
     for (const ExportFrame& frame : selection.frames) {
-        const std::int64_t begin = selection.begins + delay + frame.decoded;
-        if (spans.empty() || begin - spans.back().end > kSpanGap) spans.push_back({begin, begin});
-        spans.back().end = begin;
+        const std::int64_t position = frame.decoded + delay;
+        const std::int64_t begin = selection.begins + position;
+        if (spans.empty() || begin - spans.back().recorded.end > kSpanGap)
+            spans.push_back({{begin, begin}, position});
+        spans.back().recorded.end = begin;
     }
-    for (Interval& span : spans) span.end += selection.frames.back().duration;
+    for (RecordedSpan& span : spans) span.recorded.end += selection.frames.back().duration;
     return spans;
 }
+
+/// A time after the first `longest` ms of a gap moves earlier by the rest of the gap.
+class ShorterGaps {
+  public:
+    ShorterGaps(const std::vector<ExportFrame>& frames, std::int64_t longest) {
+        for (std::size_t i = 1; i < frames.size(); ++i) {
+            const Interval removed{frames[i - 1].decoded + longest, frames[i].decoded};
+            if (removed.length() > 0) removed_.push_back(removed);
+        }
+    }
+    [[nodiscard]] std::int64_t moved(std::int64_t time) const {
+        std::int64_t earlier = 0;
+        for (const Interval& removed : removed_)
+            earlier += std::clamp<std::int64_t>(time - removed.begin, 0, removed.length());
+        return time - earlier;
+    }
+    [[nodiscard]] const Intervals& removed() const { return removed_; }
+
+  private:
+    Intervals removed_;
+};
 
 }  // namespace
 
@@ -265,8 +288,26 @@ void set_times(Selection& selection) {
         frames[i].decoded -= delay;
         if (i > 0) frames[i - 1].duration = frames[i].decoded - frames[i - 1].decoded;
     }
-    if (!frames.empty()) frames.back().duration = median_duration(frames);
+    const std::int64_t median = median_duration(frames);
+    for (ExportFrame& frame : frames) {
+        if (frame.duration > kSpanGap || &frame == &frames.back()) frame.duration = median;
+    }
     selection.spans = recorded_spans(selection, delay);
+}
+
+void limit_gaps(Selection& selection, std::int64_t longest) {
+    const ShorterGaps gaps(selection.frames, longest);
+    if (gaps.removed().empty()) return;
+    for (ExportFrame& frame : selection.frames) {
+        frame.decoded = gaps.moved(frame.decoded);
+        frame.shown = gaps.moved(frame.shown);
+    }
+    for (RecordedSpan& span : selection.spans) span.position = gaps.moved(span.position);
+    for (const Interval& removed : gaps.removed()) {
+        selection.warnings.push_back(fmt::format(
+            "a gap of {:.1f} days is shortened to {:.1f} days, the longest in this format; .mkv keeps it",
+            static_cast<double>(removed.length() + longest) / kDay, static_cast<double>(longest) / kDay));
+    }
 }
 
 }  // namespace ps_tool

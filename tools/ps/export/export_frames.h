@@ -23,7 +23,13 @@ struct ExportFrame {
     std::int64_t order = 0;        // picture order count in its sequence
     std::int64_t decoded = 0;
     std::int64_t shown = 0;     // set by set_times
-    std::int64_t duration = 0;  // set by set_times: up to the next frame in decoding order
+    std::int64_t duration = 0;  // set by set_times: up to the next frame of the span
+};
+
+/// Time without a gap.
+struct RecordedSpan {
+    Interval recorded;          // ms since 1970
+    std::int64_t position = 0;  // of its begin in the exported file
 };
 
 /// The frames of one camera in decoding order, and the parameters that a decoder needs.
@@ -35,7 +41,7 @@ struct Selection {
     bool parameter_sets_in_stream = false;  // the first frame contains them
     std::uint32_t width = 0;                // pixels
     std::uint32_t height = 0;
-    Intervals spans;                    // recorded time without gaps; set by set_times
+    std::vector<RecordedSpan> spans;    // set by set_times
     std::vector<std::string> warnings;  // what is missing from the result
 
     /// The indexes of the recordings that frames come from, in ascending order.
@@ -69,7 +75,10 @@ using ShowFraction = std::function<void(double)>;
 
 /// Presents each sequence's frames in the order of their counts, at the recorded times. Decoding times move
 /// earlier by the delay that keeps each frame's decoding before its presentation. The last frame of a span is
-/// as long as the median of all frames.
+/// as long as the median of the others.
 void set_times(Selection& selection);
+
+/// Shortens longer gaps to this duration, and adds a warning for each.
+void limit_gaps(Selection& selection, std::int64_t longest);
 
 }  // namespace ps_tool
