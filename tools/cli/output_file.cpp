@@ -6,7 +6,6 @@
 #include <array>
 #include <boost/filesystem/operations.hpp>
 #include <cerrno>
-#include <filesystem>
 #include <system_error>
 
 #include "platform/file.h"
@@ -18,7 +17,7 @@
 namespace cli {
 namespace {
 
-namespace fs = std::filesystem;
+namespace fs = boost::filesystem;
 
 /// The file that a link leads to. It need not exist.
 std::string without_links(const std::string& path) {
@@ -26,13 +25,13 @@ std::string without_links(const std::string& path) {
 }
 
 bool is_direct(const std::string& path) {
-    std::error_code error;
-    const fs::file_status status = fs::status(path, error);
+    boost::system::error_code error;
+    const fs::file_status status = fs::status(platform::path_of(path), error);
     return path == "-" || (fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status));
 }
 
-bool has_recording_name(const fs::path& path) {
-    std::string extension = path.extension().string();
+bool has_recording_name(const std::string& path) {
+    std::string extension = platform::narrow_text(platform::path_of(path).extension());
     std::ranges::transform(extension, extension.begin(), [](char c) {
         return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
     });
@@ -57,13 +56,14 @@ std::string reason() {
 
 void check_output(const std::string& path, Replace replace) {
     if (is_direct(path)) return;
-    std::error_code error;
-    const bool exists = fs::exists(fs::symlink_status(path, error));
-    if (fs::is_directory(path, error)) throw CannotRun(path + ": is a directory");
+    boost::system::error_code error;
+    const bool exists = fs::exists(fs::symlink_status(platform::path_of(path), error));
+    const fs::file_status target = fs::status(platform::path_of(path), error);
+    if (fs::is_directory(target)) throw CannotRun(path + ": is a directory");
     if (replace != Replace::kRecordings) {
         errno = 0;
         const auto file = platform::system_files().open_input(path);
-        if (!file && fs::exists(path, error)) throw CannotRun(path + ": cannot be replaced: " + reason());
+        if (!file && fs::exists(target)) throw CannotRun(path + ": cannot be replaced: " + reason());
         if (has_recording_name(path) || has_recording_name(without_links(path)) ||
             (file && has_recording_content(*file)))
             throw CannotRun(path + ": is a recording, or named like one; use another path");
@@ -94,8 +94,7 @@ OutputFile::OutputFile(std::string path, Replace replace)
 
 OutputFile::~OutputFile() {
     file_.reset();  // some systems cannot remove open files
-    std::error_code ignored;
-    if (incomplete_) fs::remove(temporary_, ignored);
+    if (incomplete_) (void)platform::system_files().remove_file(temporary_);
 }
 
 void OutputFile::write(std::span<const platform::Byte> bytes) {
@@ -113,10 +112,11 @@ void OutputFile::complete() {
     if (file_.get_deleter()(file_.release()) != 0) fail();
     if (!incomplete_) return;
     check_output(path_, replace_);  // another process may have created it meanwhile
-    std::error_code error;
-    const fs::file_status old = fs::status(target_, error);
-    if (fs::exists(old)) fs::permissions(temporary_, old.permissions(), error);
-    fs::rename(temporary_, target_, error);
+    boost::system::error_code error;
+    const platform::Path target = platform::path_of(target_);
+    const fs::file_status old = fs::status(target, error);
+    if (fs::exists(old)) fs::permissions(platform::path_of(temporary_), old.permissions(), error);
+    fs::rename(platform::path_of(temporary_), target, error);
     if (error) throw CannotRun(path_ + ": cannot be written: " + error.message());
     incomplete_ = false;
 }

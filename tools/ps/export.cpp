@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -33,7 +32,7 @@ std::string format_name(const Options& options) {
     if (!options.format.empty()) return options.format;
     if (!options.output_dir.empty()) return "mp4";
     if (options.out == "-") return "h264";
-    const std::string extension = std::filesystem::path(options.out).extension().string();
+    const std::string extension = platform::narrow_text(platform::path_of(options.out).extension());
     return extension.empty() ? "" : extension.substr(1);
 }
 
@@ -86,7 +85,7 @@ struct CameraExport {
     std::string error;  // empty if the file is complete
     int status = cli::kSuccess;
     std::string sha256;  // empty without --hash
-    std::uintmax_t bytes = 0;
+    std::uint64_t bytes = 0;
 };
 
 Json json_of_export(const CameraExport& made) {
@@ -145,9 +144,8 @@ class Exporter {
         if (options_.output_dir.empty()) return options_.out;
         const std::string name =
             camera.id + (camera.id.empty() || camera.name.empty() ? "" : "-") + camera.name;
-        return (std::filesystem::path(options_.output_dir) /
-                platform::file_name_of(name + "." + format_name(options_)))
-            .string();
+        const std::string file = platform::file_name_of(name + "." + format_name(options_));
+        return platform::narrow_text(platform::path_of(options_.output_dir) / file);
     }
 
     void write_file(CameraExport& made) {
@@ -166,8 +164,8 @@ class Exporter {
         } else {
             file.complete();
         }
-        std::error_code unknown;
-        if (made.path != "-") made.bytes = std::filesystem::file_size(made.path, unknown);
+        if (const auto complete = platform::system_files().open_input(made.path))
+            made.bytes = complete->size();
     }
 
     void write_frames(const Selection& selection, cli::OutputFile& file) {
@@ -198,7 +196,7 @@ class Exporter {
         for (const std::size_t used : selection.used_recordings()) {
             const std::string& data = selection.camera.recordings.at(used).path;
             manifest.add(data);
-            if (std::filesystem::exists(data + "i")) manifest.add(data + "i");
+            if (platform::system_files().open_input(data + "i")) manifest.add(data + "i");
         }
         if (!options_.parameter_sets.empty()) manifest.add(options_.parameter_sets);
     }

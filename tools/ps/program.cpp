@@ -167,6 +167,7 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
         ->check(CLI::IsMember(std::vector<std::uint32_t>{1, 3}));
     add(convert, "--profile", "NAME", options.profile, "the module's profile: default or safe")
         ->check(CLI::IsMember(std::vector<std::string>{"default", "safe"}));
+    add_json(convert, options);
     convert.add_flag("--force", options.force, "replace an existing recording");
 
     CLI::App& exporter =

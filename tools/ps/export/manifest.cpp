@@ -2,9 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <boost/algorithm/string/replace.hpp>
-#include <filesystem>
 
 #include "tools/cli/progress_bar.h"
 
@@ -15,12 +13,8 @@ std::string Manifest::add(const std::string& path) {
 }
 
 std::string Manifest::add(const std::string& path, const std::string& location) {
-    std::error_code unknown;
-    const auto size =
-        static_cast<double>(std::max<std::uintmax_t>(std::filesystem::file_size(location, unknown), 1));
-    const std::string digest = sha_.of_file(location, [&](std::uint64_t done) {
-        bar_.show("hashing " + path, static_cast<double>(done) / size);
-    });
+    const std::string digest =
+        sha_.of_file(location, [&](double fraction) { bar_.show("hashing " + path, fraction); });
     // GNU coreutils: a line begins with a backslash if its path is escaped.
     std::string escaped = boost::algorithm::replace_all_copy(path, "\\", "\\\\");
     boost::algorithm::replace_all(escaped, "\n", "\\n");

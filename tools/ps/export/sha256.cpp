@@ -28,7 +28,7 @@ struct Sha256::Library {
 Sha256::Sha256() : library_(std::make_unique<Library>()) {}
 Sha256::~Sha256() = default;
 
-std::string Sha256::of_file(const std::string& path, const std::function<void(std::uint64_t)>& progress) {
+std::string Sha256::of_file(const std::string& path, const std::function<void(double)>& show) {
     constexpr int kBits = 256;
     constexpr std::size_t kPiece = 1U << 20U;
     const auto file = platform::system_files().open_input(path);
@@ -41,7 +41,7 @@ std::string Sha256::of_file(const std::string& path, const std::function<void(st
         if (file->read_at(at, wanted) != wanted.size()) throw cli::CannotRun(path + ": cannot be read");
         library_->update(context.get(), wanted.data(), wanted.size());
         at += wanted.size();
-        progress(at);
+        show(static_cast<double>(at) / static_cast<double>(file->size()));
     }
     std::array<std::uint8_t, kBits / 8> digest{};
     library_->final_digest(context.get(), digest.data());

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -16,10 +15,9 @@ class Sha256 {
     Sha256& operator=(const Sha256&) = delete;
     ~Sha256();
 
-    /// The digest of a whole file as 64 hexadecimal digits. Calls `progress` with the number of bytes read so
-    /// far. Throws cli::CannotRun if the file cannot be read.
-    [[nodiscard]] std::string of_file(const std::string& path,
-                                      const std::function<void(std::uint64_t)>& progress);
+    /// The digest of a whole file as 64 hexadecimal digits. Calls `show` with the fraction that is done.
+    /// Throws cli::CannotRun if the file cannot be read.
+    [[nodiscard]] std::string of_file(const std::string& path, const std::function<void(double)>& show);
 
   private:
     struct Library;

@@ -11,8 +11,7 @@ Sha256::Sha256() {
 }
 Sha256::~Sha256() = default;
 
-std::string Sha256::of_file(const std::string& /*path*/,
-                            const std::function<void(std::uint64_t)>& /*progress*/) {
+std::string Sha256::of_file(const std::string& /*path*/, const std::function<void(double)>& /*show*/) {
     return {};
 }
 
