@@ -58,12 +58,11 @@ void check_output(const std::string& path, Replace replace) {
     if (is_direct(path)) return;
     boost::system::error_code error;
     const bool exists = fs::exists(fs::symlink_status(platform::path_of(path), error));
-    const fs::file_status target = fs::status(platform::path_of(path), error);
-    if (fs::is_directory(target)) throw CannotRun(path + ": is a directory");
+    if (fs::is_directory(platform::path_of(path), error)) throw CannotRun(path + ": is a directory");
     if (replace != Replace::kRecordings) {
-        errno = 0;
+        if (const auto problem = platform::open_problem(path))
+            throw CannotRun(fmt::format("{}: cannot be replaced: {}", path, *problem));
         const auto file = platform::system_files().open_input(path);
-        if (!file && fs::exists(target)) throw CannotRun(path + ": cannot be replaced: " + reason());
         if (has_recording_name(path) || has_recording_name(without_links(path)) ||
             (file && has_recording_content(*file)))
             throw CannotRun(path + ": is a recording, or named like one; use another path");
@@ -104,6 +103,11 @@ void OutputFile::write(std::span<const platform::Byte> bytes) {
 
 void OutputFile::write(std::string_view text) {
     write(platform::bytes_of(text));
+}
+
+void OutputFile::flush() {
+    errno = 0;
+    if (std::fflush(file_.get()) != 0) fail();
 }
 
 void OutputFile::complete() {

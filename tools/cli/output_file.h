@@ -44,6 +44,9 @@ class OutputFile {
     void write(std::span<const platform::Byte> bytes);
     void write(std::string_view text);
 
+    /// Everything that was written can be read at the temporary path.
+    void flush();
+
     /// Flushes the file to the disk and renames it. Nothing can be written afterwards.
     void complete();
 

@@ -132,7 +132,7 @@ const char* result_of(const Conversion& made) {
 }
 
 void print_conversion(const Options& options, const std::string& clip, const Conversion& made) {
-    if (!made.path.empty() && !options.json) {
+    if (!made.path.empty() && !options.json && !options.ndjson) {
         fmt::print("{}\n", made.path);
         (void)std::fflush(stdout);
     }
@@ -143,11 +143,14 @@ void print_conversion(const Options& options, const std::string& clip, const Con
 }
 
 Json json_of_conversion(const std::string& clip, const Conversion& made) {
-    return {{"clip", clip},
-            {"result", result_of(made)},
-            {"reason", made.reason.empty() ? Json() : Json(made.reason)},
-            {"path", made.path.empty() ? Json() : Json(made.path)},
-            {"frames", made.frames}};
+    Json json;
+    cli::add_path(json, clip);
+    json["result"] = result_of(made);
+    json["reason"] = made.reason.empty() ? Json() : Json(made.reason);
+    json["recording"] = Json();
+    if (!made.path.empty()) cli::add_path(json["recording"], made.path);
+    json["frames"] = made.frames;
+    return json;
 }
 
 /// The format stores a year as its number within 128 years.
@@ -173,7 +176,7 @@ int run_convert(const Options& options) {
         if (!platform::system_files().open_input(clip))
             throw cli::CannotRun(clip + ": " + cli::why_unreadable(clip));
     cli::ProgressBar bar(stderr);
-    Json recordings = Json::array();
+    const auto list = json_list(options, "conversions");
     int status = cli::kSuccess;
     for (const std::string& clip : options.paths) {
         Conversion made;
@@ -185,13 +188,9 @@ int run_convert(const Options& options) {
             made.reason = "its start is unknown, because the previous clip was not converted completely";
         }
         print_conversion(options, clip, made);
-        if (options.json) recordings.push_back(json_of_conversion(clip, made));
+        if (list) list->add(json_of_conversion(clip, made));
     }
-    if (options.json) {
-        cli::JsonList list(stdout, "conversions");
-        for (const Json& recording : recordings) list.add(recording);
-        list.finish();
-    }
+    if (list) list->finish();
     return status;
 }
 

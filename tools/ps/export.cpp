@@ -12,6 +12,7 @@
 #include "platform/text.h"
 #include "tools/cli/exit_status.h"
 #include "tools/cli/json_list.h"
+#include "tools/cli/printable.h"
 #include "tools/cli/progress_bar.h"
 #include "tools/cli/recording_paths.h"
 #include "tools/ps/command.h"
@@ -61,7 +62,7 @@ void check_options(const Options& options) {
     if (options.out != "-") return;
     if (format == ExportFormat::kMp4)
         throw cli::CannotRun("an .mp4 file cannot be written to standard output; use --format mkv");
-    if (options.json || options.hash)
+    if (options.json || options.ndjson || options.hash)
         throw cli::CannotRun("--json and --hash need a file; standard output is the export");
 }
 
@@ -89,14 +90,15 @@ struct CameraExport {
 };
 
 Json json_of_export(const CameraExport& made) {
-    Json json = {
-        {"path", made.path},
-        {"camera",
-         {{"id", made.camera.id.empty() ? Json() : Json(made.camera.id)}, {"name", made.camera.name}}},
-        {"error", made.error.empty() ? Json() : Json(made.error)},
-        {"bytes", made.bytes},
-        {"sha256", made.sha256.empty() ? Json() : Json(made.sha256)}};
-    const Selection selection = made.selection.value_or(Selection());
+    Json json;
+    cli::add_path(json, made.path);
+    json["camera"] = {{"id", made.camera.id.empty() ? Json() : Json(made.camera.id)},
+                      {"name", made.camera.name}};
+    json["error"] = made.error.empty() ? Json() : Json(made.error);
+    json["bytes"] = made.bytes;
+    json["sha256"] = made.sha256.empty() ? Json() : Json(made.sha256);
+    const Selection nothing;
+    const Selection& selection = made.selection ? *made.selection : nothing;
     json["frames"] = selection.frames.size();
     json["key_frames"] = std::ranges::count_if(selection.frames, &ExportFrame::key);
     json["spans"] = Json::array();
@@ -105,7 +107,7 @@ Json json_of_export(const CameraExport& made) {
             {{"begin", time_or_null(span.recorded.begin)}, {"end", time_or_null(span.recorded.end)}});
     json["recordings"] = Json::array();
     for (const std::size_t used : selection.used_recordings())
-        json["recordings"].push_back(selection.camera.recordings.at(used).path);
+        cli::add_path(json["recordings"].emplace_back(), selection.camera.recordings.at(used).path);
     json["warnings"] = selection.warnings;
     return json;
 }
@@ -155,6 +157,7 @@ class Exporter {
         cli::OutputFile file(made.path, replace);
         write_frames(*made.selection, file);
         if (manifest) {
+            file.flush();
             add_inputs(*made.selection, *manifest);
             made.sha256 = manifest->add(made.path, file.temporary_path());
             cli::OutputFile list(manifest_path(made.path), replace);
@@ -209,8 +212,8 @@ class Exporter {
 
 void print_result(const Options& options, const CameraExport& made) {
     const bool complete = made.error.empty();
-    if (complete && options.out != "-" && !options.json) {
-        fmt::print("{}\n", made.path);
+    if (complete && options.out != "-" && !options.json && !options.ndjson) {
+        fmt::print("{}\n", cli::printable(made.path));
         (void)std::fflush(stdout);
     }
     if (made.selection) {
@@ -219,7 +222,7 @@ void print_result(const Options& options, const CameraExport& made) {
     }
     if (!complete) {
         cli::print_error(kProgram, made.error);
-    } else if (options.out != "-" && platform::is_terminal(stderr)) {
+    } else if (options.out != "-" && !options.quiet && platform::is_terminal(stderr)) {
         fmt::print(stderr, "play with: mpv {0}\n       or: ffplay {0}\n", in_shell(made.path));
     }
 }
@@ -249,27 +252,22 @@ int run_export(const Options& options) {
         cli::print_error(kProgram, refusal.what());
         return cli::kFailure;
     }
-    const auto found = cameras_of(cli::recording_paths(options.paths, unusable), unusable);
-    if (found.empty()) return cli::kCannotRun;
-    const auto cameras = chosen_cameras(options, found);
+    std::vector<Camera> cameras = cameras_of(cli::recording_paths(options.paths, unusable), unusable);
+    if (!cameras.empty()) cameras = chosen_cameras(options, std::move(cameras));
     if (!options.output_dir.empty()) {
         if (const auto error = platform::system_files().make_directory(
                 options.output_dir, platform::FileSystem::Existing::kDirectory))
             throw cli::CannotRun(options.output_dir + ": cannot be created: " + error.message());
     }
     Exporter exporter(options, given.value_or(ParameterSetUnits()));
-    Json exports = Json::array();
+    const auto list = json_list(options, "exports");
     for (const Camera& camera : cameras) {
         const CameraExport made = exporter.write(camera);
         print_result(options, made);
         status = std::max(status, made.status);
-        if (options.json) exports.push_back(json_of_export(made));
+        if (list) list->add(json_of_export(made));
     }
-    if (options.json) {
-        cli::JsonList list(stdout, "exports");
-        for (const Json& made : exports) list.add(made);
-        list.finish({{"unusable", unusable.json()}});
-    }
+    if (list) list->finish({{"unusable", unusable.json()}});
     return unusable.status(status);
 }
 

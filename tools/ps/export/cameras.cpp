@@ -48,15 +48,16 @@ std::vector<Camera> cameras_of(const std::vector<std::string>& paths, cli::Unusa
             const std::string id = in_path ? in_path->clip_id : "";
             const auto map = recording.stream_map();
             const auto header = recording.packet_header(kPacketsAt);
-            if (!map || !header) {
+            if (!map || !header || recording.pack_header() != kPackHeader) {
                 nameless.push_back({id, {kNoFrames, path}});
                 continue;
             }
+            const reader::StreamMapInfo streams = reader::parse_stream_map(*map);
             const reader::Packet packet = reader::parse_packet(*header, 0, kPacketsAt);
-            const std::string name =
-                utf8_of(reader::parse_stream_map(*map).streams.at(packet.slot % kSlots).name);
+            const bool sound = reader::begins_packet(*header, streams) && packet.time.plausible();
+            const std::string name = utf8_of(streams.streams.at(sound ? packet.slot % kSlots : 0).name);
             Camera& camera = by_key.try_emplace({id, name}, Camera{id, name, {}}).first->second;
-            camera.recordings.push_back({reader::instant_of(packet.time), path});
+            camera.recordings.push_back({sound ? reader::instant_of(packet.time) : kNoFrames, path});
         } catch (const reader::CannotOpen& error) {
             unusable.add(error.path(), error.reason());
         }
