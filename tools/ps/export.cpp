@@ -188,6 +188,7 @@ class Exporter {
             if (!recording->read_data(frame.payload_at, payload))
                 throw cli::CannotRun(recording->data_path() + ": changed during the export");
             sink->write(frame, payload);
+            if (file.path() == "-") continue;  // a player at the other end draws on the terminal too
             bar_.show("writing " + file.path(),
                       static_cast<double>(++done) / static_cast<double>(selection.frames.size()));
         }
