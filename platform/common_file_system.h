@@ -5,9 +5,6 @@
 
 namespace platform {
 
-/// Follows symbolic links in the last component of the path. The target need not exist.
-[[nodiscard]] Path resolve_links(Path path);
-
 /// Writes to a PosixFile or WinFile until everything is written or a call fails.
 template <typename File>
 [[nodiscard]] bool write_all(const File& file, std::string_view text) {

@@ -14,6 +14,9 @@ using Path = boost::filesystem::path;
 [[nodiscard]] Path path_of(const std::string& narrow);
 [[nodiscard]] std::string narrow_text(const Path& path);
 
+/// Follows symbolic links in the last component of the path. The target need not exist.
+[[nodiscard]] Path resolve_links(Path path);
+
 /// Replaces each character that the file system forbids in file names by "_".
 [[nodiscard]] std::string file_name_of(std::string text);
 

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <map>
 #include <random>
 #include <sstream>
 #include <string>
@@ -192,6 +193,151 @@ TEST_F(ExportTest, RecordingsAreJoinedAndRangesEndAtKeyFrames) {
     ASSERT_EQ(part.size(), 30U + 20U);  // from 0.8 s, up to the key frame at 10.8 s
     EXPECT_TRUE(part[0].key);
     EXPECT_NEAR(part[30].at, 10 - 0.8, 0.002);
+}
+
+TEST_F(ExportTest, CamerasAreNotMixed) {
+    make_clip("--key-every 10");
+    convert("10:00:00Z", " --device 1 --name Yard");
+    convert("10:00:10Z", " --device 2 --name 'Front gate'");
+    convert("10:00:20Z", " --device 1 --name Yard");
+    EXPECT_EQ(ps("export recordings -o o.mp4"), 2);
+    EXPECT_NE(error().find(R"(2 cameras: 00000180 "Yard", 00000280 "Front gate"; choose)"), std::string::npos)
+        << error();
+    EXPECT_EQ(ps("export recordings -o o.mp4 --camera Gate"), 2);
+    EXPECT_FALSE(boost::filesystem::exists(directory / "o.mp4"));
+
+    ASSERT_EQ(ps("export recordings -o yard.mp4 --camera Yard"), 0) << error();
+    const auto yard = shown("yard.mp4");
+    ASSERT_EQ(yard.size(), 100U);
+    EXPECT_NEAR(yard[50].at, 20, 0.0005);  // the gap has none of the other camera's pictures
+    ASSERT_EQ(ps("export recordings -o gate.mp4 --camera 00000280"), 0) << error();
+    EXPECT_EQ(shown("gate.mp4").size(), 50U);
+
+    write_file(directory / "recordings/2018/06/22/10/0030-00000380e.ps", std::string(3'000, 'x'));
+    EXPECT_EQ(ps("export recordings --output-dir all"), 1);  // nothing to export of the third
+    EXPECT_NE(error().find("00000380 \"\": no key frames"), std::string::npos) << error();
+    EXPECT_EQ(pictures("'all/00000180-Yard.mp4'"), pictures("yard.mp4"));
+    EXPECT_EQ(pictures("'all/00000280-Front gate.mp4'"), pictures("gate.mp4"));
+
+    convert("10:00:40Z", " --device 1 --name Garden");
+    EXPECT_EQ(ps("export recordings/2018/06/22/10/00[024]0-00000180e.ps -o o.mkv"), 2);  // renamed
+    ASSERT_EQ(ps("export recordings -o o.mkv --camera 00000180"), 0) << error();
+    EXPECT_EQ(shown("o.mkv").size(), 150U);
+}
+
+TEST_F(ExportTest, GapsOfHoursAndMonthsHaveChapters) {
+    make_clip("--bframes 2 --key-every 10");
+    convert("10:00:00Z", " --name Gate");
+    convert("19:00:00Z", " --name Gate");
+    const std::vector<std::string> chapters = {
+        "0.000000,2.000000,2018-06-22 10:00:00.000 UTC",
+        "2.000000,32400.000000,\"2018-06-22 10:00:02.000 UTC, no recording for 8:59:58\"",
+        "32400.000000,32402.000000,2018-06-22 19:00:00.000 UTC"};
+    const std::string probe = "ffprobe -v error -of csv=p=0 ";
+    for (const std::string out : {"o.mp4", "o.mkv"}) {
+        SCOPED_TRACE(out);
+        ASSERT_EQ(ps("export recordings -o " + out), 0) << error();
+        const auto all = shown(out);
+        ASSERT_EQ(all.size(), 100U);
+        EXPECT_NEAR(all[49].at, 1.96, 0.0005);
+        EXPECT_NEAR(all[50].at, 9 * 3600, 0.0005);
+        EXPECT_EQ(lines_of(probe + "-show_entries chapter=start_time,end_time:chapter_tags=title " + out +
+                           " | grep UTC"),
+                  chapters);
+        EXPECT_EQ(lines_of(probe + "-show_entries format=duration " + out)[0], "32402.000000");
+        const std::string created = "2018-06-22T10:00:00.000000Z";
+        const std::string texts = R"("Gate, 2018-06-22 10:00:00.000 UTC","camera 00000080 ""Gate""")";
+        EXPECT_EQ(lines_of(probe + "-show_entries format_tags=title,comment,creation_time " + out)[0],
+                  out == "o.mp4" ? created + "," + texts : texts + "," + created);
+        EXPECT_EQ(
+            lines_of(probe + "-select_streams v -show_entries stream_tags=handler_name,title " + out)[0],
+            "Gate");
+    }
+    ASSERT_EQ(ps("convert clip.mp4 --out recordings --start 2018-08-22T19:00:00Z --name Gate"), 0);
+    ASSERT_EQ(ps("export recordings --force -o o.mp4"), 0);
+    EXPECT_NE(error().find("a gap of 61.0 days is shortened to 24.9 days"), std::string::npos) << error();
+    EXPECT_NEAR(shown("o.mp4").back().at, 32401.96 + 2147483.646 + 1.96, 0.0005);
+    ASSERT_EQ(ps("export recordings --force -o o.mkv"), 0);
+    EXPECT_EQ(error(), "");
+    EXPECT_NEAR(shown("o.mkv").back().at, 61 * 86'400 + 9 * 3'600 + 1.96, 0.0005);
+}
+
+TEST_F(ExportTest, OneFrameHasADurationAndMatroskaCanBePiped) {
+    make_clip("--key-every 10");
+    ASSERT_EQ(run("ffmpeg -v error -i clip.mp4 -c copy -frames:v 1 one.mp4"), 0);
+    ASSERT_EQ(ps("convert one.mp4 --out one --start 2018-06-22T10:00:00Z"), 0) << error();
+    for (const std::string out : {"o.mp4", "o.mkv"}) {
+        ASSERT_EQ(ps("export one -o " + out), 0) << error();
+        EXPECT_EQ(lines_of("ffprobe -v error -show_entries format=duration -of csv=p=0 " + out)[0],
+                  "0.040000");
+    }
+    convert("10:00:00Z");
+    ASSERT_EQ(run(NORVANEPI_PS " export recordings -o - --format mkv | cat >piped"), 0);
+    expect_same_pictures_and_times("piped", "clip.mp4");
+    EXPECT_EQ(ps("export recordings -o - --format mp4"), 2);
+    EXPECT_EQ(ps("export recordings -o - --json"), 2);
+    EXPECT_EQ(read_file(directory / "out"), "");
+}
+
+TEST_F(ExportTest, ManifestAndDocumentNameWhatWasExported) {
+    make_clip("--key-every 10");
+    convert("10:00:00Z", " --name Gate");
+    convert("11:00:00Z", " --name Gate");
+    const std::string range = " --to 2018-06-22T10:30:00Z";
+    ASSERT_EQ(ps("export recordings --hash --json -o 'a\\b.mp4'" + range), 0) << error();
+    EXPECT_EQ(run(CHECK_JSON " " SCHEMA " out"), 0);
+    const std::string document = read_file(directory / "out");
+    for (const char* const part : {R"("path":"a\\b.mp4")", R"("camera":{"id":"00000080","name":"Gate"})",
+                                   R"("begin":"2018-06-22T10:00:00.000Z","end":"2018-06-22T10:00:02.000Z")"})
+        EXPECT_NE(document.find(part), std::string::npos) << part << document;
+    EXPECT_EQ(lines_of("sha256sum --check --strict 'a\\b.mp4.sha256' | sort"),
+              (std::vector<std::string>{"a\\b.mp4: OK", "recordings/2018/06/22/10/0000-00000080e.ps: OK",
+                                        "recordings/2018/06/22/10/0000-00000080e.psi: OK"}));
+    EXPECT_EQ(ps("export recordings --hash -o 'a\\b.mp4'"), 2);  // both exist
+    ASSERT_EQ(ps("export recordings --hash -o o.h264 --parameter-sets clip.mp4" + range), 0) << error();
+    EXPECT_EQ(lines_of("sha256sum --check --strict o.h264.sha256").size(), 4U);
+    write_file(directory / "o.h264", "changed");
+    EXPECT_EQ(run("sha256sum --check --status o.h264.sha256"), 1);
+}
+
+TEST_F(ExportTest, FailedAndInterruptedExportsLeaveTheOldFile) {
+    make_clip("--key-every 10");
+    convert("10:00:00Z");
+    const auto files = [&] {
+        return lines_of("find . -type f -not -name lines -not -name out -not -name err | sort");
+    };
+    write_file(directory / "o.mp4", "old");
+    write_file(directory / "o.mkv", "old");
+    write_file(directory / "o.h264", "old");
+    const auto before = files();
+    for (const std::string out : {"o.mp4", "o.mkv", "o.h264", "new.mp4", "new.h264"}) {
+        EXPECT_EQ(
+            run("bash -c 'ulimit -f 4; " NORVANEPI_PS " export recordings --force -o " + out + " 2>err'"), 2);
+        EXPECT_EQ(error(), "norvanepi-ps: error: " + out + ": cannot be written: File too large\n");
+    }
+    EXPECT_EQ(run("bash -c 'ulimit -f 4; " NORVANEPI_PS
+                  " convert clip.mp4 --out recordings --start 2018-06-23T10:00:00Z >out 2>err'"),
+              2);
+    EXPECT_NE(error().find("clip.mp4: not converted: recordings/2018/06/23/10/0000-00000080e.ps: cannot be "
+                           "written: File too large"),
+              std::string::npos)
+        << error();
+    EXPECT_EQ(read_file(directory / "out"), "");
+    EXPECT_EQ(ps("export recordings --format h264 -o /dev/full"), 2);
+    EXPECT_NE(error().find("/dev/full: cannot be written: No space left on device"), std::string::npos);
+    // Hashing a large sparse clip takes long enough to be interrupted. A job of its own is not started with
+    // SIGINT ignored.
+    ASSERT_EQ(run("cp clip.mp4 large.mp4 && truncate -s 64G large.mp4"), 0);
+    write_file(directory / "interrupt",
+               "set -m\n" NORVANEPI_PS
+               " export recordings --force -o o.mkv --hash --parameter-sets large.mp4 &\n"
+               "until [ -e o.mkv.*.part ]; do sleep 0.01; done\n"
+               "kill -$1 $!\nwait $!\n");
+    for (const auto& [name, number] : std::map<std::string, int>{{"INT", 2}, {"TERM", 15}, {"HUP", 1}})
+        EXPECT_EQ(run("timeout 60 bash interrupt " + name), 128 + number) << name;
+    ASSERT_EQ(run("rm large.mp4 interrupt"), 0);
+    EXPECT_EQ(files(), before);
+    EXPECT_EQ(read_file(directory / "o.mp4") + read_file(directory / "o.mkv"), "oldold");
 }
 
 TEST_F(ExportTest, RefusesExportsThatCannotBePlayed) {

@@ -150,6 +150,33 @@ TEST_F(PsProgramTest, ReportIsEqualForRecordingsAndForVerifyOutput) {
     }
 }
 
+TEST_F(PsProgramTest, OutputsReplaceFilesOnlyOnRequestAndNeverRecordings) {
+    convert();
+    const std::string recorded = data();
+    const std::string indexed = index();
+    write_file(directory_ / "copy", recorded);
+    write_file(directory_ / "copy_of_index", indexed);
+    write_file(directory_ / "page.html", "old");
+    for (const std::string& taken : {kPath, kPath + "i", std::string("copy"), std::string("copy_of_index"),
+                                     std::string("new.ps"), std::string("recordings")}) {
+        const Outcome ended = ps("report recordings --force -o " + taken);
+        EXPECT_EQ(ended.status, 2) << taken;
+        EXPECT_THAT(ended.err, HasSubstr("norvanepi-ps: error: " + taken + ": is a ")) << taken;
+    }
+    EXPECT_EQ(data(), recorded);
+    EXPECT_EQ(index(), indexed);
+    EXPECT_EQ(read_file(directory_ / "copy"), recorded);
+    EXPECT_FALSE(boost::filesystem::exists(directory_ / "new.ps"));
+
+    EXPECT_EQ(ps("report recordings -o page.html").err,
+              "norvanepi-ps: error: page.html: already exists; use --force to replace it\n");
+    EXPECT_EQ(read_file(directory_ / "page.html"), "old");
+    EXPECT_EQ(ps("report recordings --force -o page.html").status, 0);
+    EXPECT_THAT(read_file(directory_ / "page.html"), HasSubstr("<!DOCTYPE html>"));
+    for (const auto& entry : boost::filesystem::directory_iterator(directory_.path()))
+        EXPECT_NE(entry.path().extension(), ".part") << entry.path();
+}
+
 TEST_F(PsProgramTest, VerifyReportsFaultsAndWhetherTheyAreRepairable) {
     convert();
     EXPECT_EQ(ps("verify recordings").out, kFound + ": verified, 3 frames in 1 span\n");
@@ -329,11 +356,43 @@ TEST_F(PsProgramTest, ConvertReplacesARecordingOnlyWithForce) {
         "convert front.mp4 --start 2018-06-22T16:05:09Z --out recordings --identifier "
         "10551296 --device 3 ";
     const Outcome refused = ps(line);
-    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.status, 2);
     EXPECT_THAT(refused.err, HasSubstr("already exists"));
     EXPECT_EQ(index(), "other content");
     EXPECT_EQ(ps(line + "--force front.mp4").status, 0);  // the second clip starts one second later
     EXPECT_THAT(ps("verify recordings").err, HasSubstr("2 recordings, 0 with faults"));
+}
+
+TEST_F(PsProgramTest, ConvertKeepsWhatIsCompleteAndNamesTheClipThatFailed) {
+    const std::string whole = read_file(directory_ / "front.mp4");
+    write_file(directory_ / "cut.mp4", whole.substr(0, whole.size() - 1));
+    write_file(directory_ / "text.mp4", "not a clip");
+    const std::string line = " --start 2018-06-22T16:05:09Z --identifier 10551296 --device 3 --out ";
+    const json shown = json_of("convert front.mp4 cut.mp4 front.mp4" + line + "recordings", 1);
+    const json& clips = shown.at("conversions");
+    EXPECT_EQ(clips.at(0).at("result"), "converted");
+    EXPECT_EQ(clips.at(0).at("recording").at("path"), kPath);
+    EXPECT_EQ(clips.at(0).at("frames"), 3);
+    EXPECT_EQ(clips.at(1).at("result"), "converted in part");
+    EXPECT_EQ(clips.at(1).at("frames"), 2);
+    EXPECT_THAT(ps("verify recordings").err, HasSubstr("2 recordings, 0 with faults"));
+    EXPECT_EQ(clips.at(2).at("recording"), nullptr);
+    EXPECT_THAT(clips.at(2).at("reason").get<std::string>(), HasSubstr("start is unknown"));
+
+    const Outcome failed = ps("convert text.mp4" + line + "other");
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_EQ(failed.out, "");
+    EXPECT_EQ(failed.err,
+              "norvanepi-ps: error: text.mp4: not converted: Unsupported file format - text.mp4.\n");
+    const Outcome blocked = ps("convert front.mp4" + line + "front.mp4");
+    EXPECT_EQ(blocked.status, 2);
+    EXPECT_THAT(blocked.err, HasSubstr("front.mp4: not converted: front.mp4/2018/06/22/16: cannot be "));
+    for (const std::string year : {"1999", "1970"}) {
+        const Outcome early = ps("convert front.mp4 --out other --start " + year + "-12-31T00:00:00Z");
+        EXPECT_EQ(early.status, 2);
+        EXPECT_THAT(early.err, HasSubstr("--start: a recording can only store the years 2000 to 2127"));
+    }
+    EXPECT_FALSE(boost::filesystem::exists(directory_ / "other"));
 }
 
 TEST_F(PsProgramTest, GapsListsStateFilesAndJournals) {

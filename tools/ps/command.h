@@ -49,6 +49,10 @@ struct Options {
     std::string parameter_sets;          // path of a clip, or empty
     std::vector<std::string> documents;  // output of verify --json
     std::string transcript;
+    std::string camera;      // id or name, or empty
+    std::string output_dir;  // of `export`, or empty
+    std::string format;      // of `export`; empty: by the extension
+    bool hash = false;
 };
 
 int run_info(const Options& options);

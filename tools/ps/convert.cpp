@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -10,26 +11,55 @@
 #include "convert/mp4_parser.h"
 #include "plugin/interfaces/records.h"
 #include "tools/cli/exit_status.h"
+#include "tools/cli/json_list.h"
+#include "tools/cli/plural.h"
+#include "tools/cli/progress_bar.h"
 #include "tools/cli/unusable_inputs.h"
 #include "tools/ps/command.h"
+#include "tools/ps/staged_files.h"
+#include "tools/reader/packet_time.h"
 
 namespace ps_tool {
 namespace {
 
-/// Reports when the last frame of the clip ends.
+using cli::Json;
+
+/// Counts the frames, and reports when the last one ends.
 class TimedParser final : public norvane::Mp4Parser {
   public:
-    using Mp4Parser::Mp4Parser;
+    TimedParser(const StreamRecord& request, norvane::ConversionContext context, cli::ProgressBar& bar)
+        : Mp4Parser(request, std::move(context)), bar_(bar), clip_(request.sourceFile) {
+        if (const auto file = platform::system_files().open_input(clip_)) clip_size_ = file->size();
+    }
 
     bool write_frame(bool key_frame, std::uint16_t group_counter, std::int64_t length, double time,
                      std::span<const platform::Byte> buffer) override {
+        if (!Mp4Parser::write_frame(key_frame, group_counter, length, time, buffer)) return false;
         end_ = time + current_duration();
-        return Mp4Parser::write_frame(key_frame, group_counter, length, time, buffer);
+        ++frames_;
+        done_ += static_cast<double>(length);
+        bar_.show(clip_, done_ / static_cast<double>(std::max<std::uint64_t>(clip_size_, 1)));
+        return true;
     }
     [[nodiscard]] double end() const { return end_; }
+    [[nodiscard]] std::uint64_t frames() const { return frames_; }
 
   private:
-    double end_ = 0;  // seconds since 1970
+    cli::ProgressBar& bar_;
+    std::string clip_;
+    std::uint64_t clip_size_ = 0;
+    std::uint64_t frames_ = 0;
+    double done_ = 0;  // bytes
+    double end_ = 0;   // seconds since 1970
+};
+
+/// What became of one clip.
+struct Conversion {
+    std::string path;    // of the recording; empty if there is none
+    std::string reason;  // empty if everything was converted
+    std::uint64_t frames = 0;
+    std::uint32_t end = 0;  // of the clip, and so the start of the next one; seconds since 1970
+    int status = cli::kFailure;
 };
 
 StreamRecord request_of(const Options& options, const std::string& clip, std::uint32_t start) {
@@ -44,32 +74,89 @@ StreamRecord request_of(const Options& options, const std::string& clip, std::ui
     return request;
 }
 
-norvane::ConversionContext context_of(const Options& options) {
-    return {platform::system_files(),
+norvane::ConversionContext context_of(const Options& options, StagedFiles& files, std::string& error) {
+    return {files,
             platform::system_sleeper(),
-            [](std::int32_t level, const std::string& text) {
-                if (level == kLogError) cli::print_error(kProgram, text);
+            [&error](std::int32_t level, const std::string& text) {
+                if (level == kLogError) error = text.substr(0, text.find_last_not_of('\n') + 1);
             },
             {.remove_clip = false, .replace_recording = options.force},
             options.profile == "safe" ? norvane::safe_options() : norvane::Options{}};
 }
 
-/// Converts one clip. Returns its end, which is the start of the next clip, or nullopt if it was not fully
-/// converted.
-std::optional<std::uint32_t> convert(const Options& options, const std::string& clip, std::uint32_t start) {
+/// The recording stays if it has a frame, also if the rest of the clip cannot be converted, but not if it
+/// cannot be written completely.
+Conversion convert(const Options& options, const std::string& clip, std::uint32_t start,
+                   cli::ProgressBar& bar) {
     const StreamRecord request = request_of(options, clip, start);
     const std::string path =
         norvane::clip_path(request.outputDirectory, norvane::time_base(request), norvane::clip_id(request))
             .full();
-    auto& files = platform::system_files();
+    Conversion made;
+    StagedFiles files;
     if (!options.force && (files.open_input(path) || files.open_input(path + "i"))) {
-        cli::print_error(kProgram, path + ": already exists; use --force to replace it");
-        return std::nullopt;
+        made.reason = path + ": already exists; use --force to replace it";
+        made.status = cli::kCannotRun;
+        return made;
     }
-    TimedParser parser(request, context_of(options));
-    if (parser.parse_container() != norvane::kConverted) return std::nullopt;
-    fmt::print("{}\n", path);
-    return static_cast<std::uint32_t>(std::llround(parser.end()));
+    std::int32_t result = norvane::kNotConverted;
+    {
+        TimedParser parser(request, context_of(options, files, made.reason), bar);
+        result = parser.parse_container();
+        made.frames = parser.frames();
+        made.end = static_cast<std::uint32_t>(std::llround(parser.end()));
+    }  // completes the index
+    bar.clear();
+    if (result == norvane::kConverted) made.reason.clear();
+    if (files.error().empty() && (result == norvane::kConverted || made.frames > 0)) {
+        try {
+            files.complete();
+            made.path = path;
+            if (result == norvane::kConverted) made.status = cli::kSuccess;
+            return made;
+        } catch (const cli::CannotRun& failure) {
+            made.reason = failure.what();
+            made.status = cli::kCannotRun;
+        }
+    } else if (!files.error().empty()) {
+        made.reason = files.error();
+        made.status = cli::kCannotRun;
+    }
+    made.frames = 0;
+    return made;
+}
+
+const char* result_of(const Conversion& made) {
+    if (made.status == cli::kSuccess) return "converted";
+    return made.path.empty() ? "not converted" : "converted in part";
+}
+
+void print_conversion(const Options& options, const std::string& clip, const Conversion& made) {
+    if (!made.path.empty() && !options.json && !options.ndjson) {
+        fmt::print("{}\n", made.path);
+        (void)std::fflush(stdout);
+    }
+    if (made.status == cli::kSuccess) return;
+    const std::string frames =
+        made.path.empty() ? "" : fmt::format(", {}", cli::plural(made.frames, "frame"));
+    cli::print_error(kProgram, fmt::format("{}: {}{}: {}", clip, result_of(made), frames, made.reason));
+}
+
+Json json_of_conversion(const std::string& clip, const Conversion& made) {
+    Json json;
+    cli::add_path(json, clip);
+    json["result"] = result_of(made);
+    json["reason"] = made.reason.empty() ? Json() : Json(made.reason);
+    json["recording"] = Json();
+    if (!made.path.empty()) cli::add_path(json["recording"], made.path);
+    json["frames"] = made.frames;
+    return json;
+}
+
+/// The format stores a year as its number within 128 years.
+void require_storable(std::int64_t start) {
+    if (!reader::packet_time_of(start))
+        throw cli::CannotRun("--start: a recording can only store the years 2000 to 2127");
 }
 
 std::uint32_t seconds_of(std::int64_t milliseconds) {
@@ -83,15 +170,28 @@ std::uint32_t seconds_of(std::int64_t milliseconds) {
 }  // namespace
 
 int run_convert(const Options& options) {
-    std::optional<std::uint32_t> start = seconds_of(options.start);
+    std::uint32_t start = seconds_of(options.start);
+    require_storable(options.start);
     for (const std::string& clip : options.paths)
         if (!platform::system_files().open_input(clip))
             throw cli::CannotRun(clip + ": " + cli::why_unreadable(clip));
+    cli::ProgressBar bar(stderr);
+    const auto list = json_list(options, "conversions");
+    int status = cli::kSuccess;
     for (const std::string& clip : options.paths) {
-        start = convert(options, clip, *start);
-        if (!start) return cli::kFailure;  // the start of the next clip is unknown
+        Conversion made;
+        if (status == cli::kSuccess) {
+            made = convert(options, clip, start, bar);
+            start = made.end;
+            status = made.status;
+        } else {
+            made.reason = "its start is unknown, because the previous clip was not converted completely";
+        }
+        print_conversion(options, clip, made);
+        if (list) list->add(json_of_conversion(clip, made));
     }
-    return cli::kSuccess;
+    if (list) list->finish();
+    return status;
 }
 
 }  // namespace ps_tool

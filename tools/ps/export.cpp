@@ -1,117 +1,275 @@
-// norvanepi-ps export: writes recordings to a file for common players.
+// norvanepi-ps export: writes recordings to files for common players.
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
-#include <filesystem>
+#include <limits>
 #include <memory>
-#include <stdexcept>
+#include <optional>
 
+#include "platform/terminal.h"
+#include "platform/text.h"
 #include "tools/cli/exit_status.h"
+#include "tools/cli/json_list.h"
+#include "tools/cli/printable.h"
+#include "tools/cli/progress_bar.h"
 #include "tools/cli/recording_paths.h"
 #include "tools/ps/command.h"
 #include "tools/ps/export/export_sink.h"
+#include "tools/ps/export/manifest.h"
 #include "tools/reader/recording.h"
 
 namespace ps_tool {
 namespace {
 
-/// Writes the byte stream format (ITU-T H.264, annex B). "-" is standard output.
-class ElementarySink final : public ExportSink {
-  public:
-    explicit ElementarySink(const std::string& path)
-        : path_(path == "-" ? "standard output" : path),
-          end_(path == "-" ? &std::fflush : &std::fclose),
-          file_(path == "-" ? stdout : std::fopen(path.c_str(), "wb"), end_) {
-        if (file_ == nullptr) throw std::runtime_error(path_ + ": cannot be written");
-    }
+using cli::Json;
 
-    void write(const ExportFrame& /*frame*/, std::span<platform::Byte> bytes) override { put(bytes); }
-    void put(std::span<const platform::Byte> bytes) {
-        check(std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) == bytes.size());
-    }
-    void finish() override { check(end_(file_.release()) == 0); }
+/// In ms. A sample of an MP4 file lasts until the next one, and libavformat stores 31 bits of its duration.
+constexpr std::int64_t kLongestMp4Gap = std::numeric_limits<std::int32_t>::max() - 1;
 
-  private:
-    using End = int(std::FILE*);
+/// The value of --format, or else the one of the file's extension.
+std::string format_name(const Options& options) {
+    if (!options.format.empty()) return options.format;
+    if (!options.output_dir.empty()) return "mp4";
+    if (options.out == "-") return "h264";
+    const std::string extension = platform::narrow_text(platform::path_of(options.out).extension());
+    return extension.empty() ? "" : extension.substr(1);
+}
 
-    void check(bool done) const {
-        if (!done) throw std::runtime_error(path_ + ": cannot be written completely");
-    }
+ExportFormat format_of(const Options& options) {
+    const std::string name = format_name(options);
+    if (name == "mp4") return ExportFormat::kMp4;
+    if (name == "mkv") return ExportFormat::kMkv;
+    if (name == "h264") return ExportFormat::kH264;
+    throw cli::CannotRun(options.out + ": unknown extension; use .h264, .mp4 or .mkv");
+}
 
-    std::string path_;
-    End* end_;
-    std::unique_ptr<std::FILE, End*> file_;
+std::string manifest_path(const std::string& export_path) {
+    return export_path + ".sha256";
+}
+
+void check_outputs(const Options& options, const std::string& out) {
+    cli::check_output(out, cli::replace_if(options.force));
+    if (options.hash) cli::check_output(manifest_path(out), cli::replace_if(options.force));
+}
+
+void check_options(const Options& options) {
+    if (options.out.empty() == options.output_dir.empty())
+        throw cli::CannotRun("give either --out or --output-dir");
+    const ExportFormat format = format_of(options);
+    if (!options.out.empty()) check_outputs(options, options.out);
+    if (options.out != "-") return;
+    if (format == ExportFormat::kMp4)
+        throw cli::CannotRun("an .mp4 file cannot be written to standard output; use --format mkv");
+    if (options.json || options.ndjson || options.hash)
+        throw cli::CannotRun("--json and --hash need a file; standard output is the export");
+}
+
+std::string in_shell(const std::string& path) {
+    const std::string file = path.starts_with('-') ? "./" + path : path;
+    std::string quoted = "'";
+    for (const char c : file) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+Json time_or_null(std::int64_t instant) {
+    const auto time = reader::packet_time_of(instant);
+    return time ? Json(reader::rfc3339(*time)) : Json();
+}
+
+/// What becomes of one camera.
+struct CameraExport {
+    Camera camera;
+    std::string path;
+    std::optional<Selection> selection;
+    std::string error;  // empty if the file is complete
+    int status = cli::kSuccess;
+    std::string sha256;  // empty without --hash
+    std::uint64_t bytes = 0;
 };
 
-std::unique_ptr<ExportSink> make_sink(const std::string& out, const Selection& selection) {
-    if (out != "-" && std::filesystem::path(out).extension() != ".h264")
-        return make_container_sink(out, selection);
-    auto sink = std::make_unique<ElementarySink>(out);
-    if (!selection.parameter_sets_in_stream) sink->put(selection.head);
-    return sink;
+Json json_of_export(const CameraExport& made) {
+    Json json;
+    cli::add_path(json, made.path);
+    json["camera"] = {{"id", made.camera.id.empty() ? Json() : Json(made.camera.id)},
+                      {"name", made.camera.name}};
+    json["error"] = made.error.empty() ? Json() : Json(made.error);
+    json["bytes"] = made.bytes;
+    json["sha256"] = made.sha256.empty() ? Json() : Json(made.sha256);
+    const Selection nothing;
+    const Selection& selection = made.selection ? *made.selection : nothing;
+    json["frames"] = selection.frames.size();
+    json["key_frames"] = std::ranges::count_if(selection.frames, &ExportFrame::key);
+    json["spans"] = Json::array();
+    for (const RecordedSpan& span : selection.spans)
+        json["spans"].push_back(
+            {{"begin", time_or_null(span.recorded.begin)}, {"end", time_or_null(span.recorded.end)}});
+    json["recordings"] = Json::array();
+    for (const std::size_t used : selection.used_recordings())
+        cli::add_path(json["recordings"].emplace_back(), selection.camera.recordings.at(used).path);
+    json["warnings"] = selection.warnings;
+    return json;
 }
 
-void check_output(const Options& options) {
-    const std::string extension = std::filesystem::path(options.out).extension().string();
-    if (options.out != "-" && extension != ".h264" && extension != ".mp4" && extension != ".mkv")
-        throw cli::CannotRun(options.out + ": unknown extension; use .h264, .mp4 or .mkv");
-    if (options.out != "-" && !options.force && std::filesystem::exists(options.out))
-        throw cli::CannotRun(options.out + ": already exists; use --force to replace it");
-}
+class Exporter {
+  public:
+    Exporter(const Options& options, ParameterSetUnits given)
+        : options_(options), given_(std::move(given)), format_(format_of(options)) {}
 
-void write_frames(const Selection& selection, ExportSink& sink) {
-    std::unique_ptr<reader::Recording> recording;
-    std::size_t opened = selection.recordings.size();
-    std::vector<platform::Byte> bytes;
-    for (const ExportFrame& frame : selection.frames) {
-        if (!recording || opened != frame.recording) {
-            opened = frame.recording;
-            recording = std::make_unique<reader::Recording>(selection.recordings.at(opened));
+    /// Reports failures in the result.
+    CameraExport write(const Camera& camera) {
+        CameraExport made;
+        made.camera = camera;
+        made.path = path_of(camera);
+        try {
+            check_outputs(options_, made.path);
+            made.selection = select_frames(camera, options_.range, given_, [&](double fraction) {
+                bar_.show("reading " + camera.label(), fraction);
+            });
+            set_times(*made.selection);
+            if (format_ == ExportFormat::kMp4) limit_gaps(*made.selection, kLongestMp4Gap);
+            write_file(made);
+        } catch (const ExportRefused& refusal) {
+            made.error = (options_.output_dir.empty() ? "" : camera.label() + ": ") + refusal.what();
+            made.status = cli::kFailure;
+        } catch (const std::runtime_error& error) {
+            made.error = error.what();
+            made.status = cli::kCannotRun;
         }
-        bytes.assign(frame.size + kReadPadding, 0);
-        const auto payload = std::span(bytes).first(frame.size);
-        if (!recording->read_data(frame.payload_at, payload))
-            throw std::runtime_error(recording->data_path() + ": changed during the export");
-        sink.write(frame, payload);
+        bar_.clear();
+        return made;
     }
-    sink.finish();
+
+  private:
+    [[nodiscard]] std::string path_of(const Camera& camera) const {
+        if (options_.output_dir.empty()) return options_.out;
+        const std::string name =
+            camera.id + (camera.id.empty() || camera.name.empty() ? "" : "-") + camera.name;
+        const std::string file = platform::file_name_of(name + "." + format_name(options_));
+        return platform::narrow_text(platform::path_of(options_.output_dir) / file);
+    }
+
+    void write_file(CameraExport& made) {
+        std::optional<Manifest> manifest;
+        if (options_.hash) manifest.emplace(bar_);
+        const cli::Replace replace = cli::replace_if(options_.force);
+        cli::OutputFile file(made.path, replace);
+        write_frames(*made.selection, file);
+        if (manifest) {
+            file.flush();
+            add_inputs(*made.selection, *manifest);
+            made.sha256 = manifest->add(made.path, file.temporary_path());
+            cli::OutputFile list(manifest_path(made.path), replace);
+            list.write(manifest->text());
+            file.complete();
+            list.complete();
+        } else {
+            file.complete();
+        }
+        if (const auto complete = platform::system_files().open_input(made.path))
+            made.bytes = complete->size();
+    }
+
+    void write_frames(const Selection& selection, cli::OutputFile& file) {
+        const auto sink = format_ == ExportFormat::kH264 ? make_elementary_sink(file, selection)
+                                                         : make_container_sink(file, format_, selection);
+        std::unique_ptr<reader::Recording> recording;
+        std::size_t opened = selection.camera.recordings.size();
+        std::vector<platform::Byte> bytes;
+        std::size_t done = 0;
+        for (const ExportFrame& frame : selection.frames) {
+            if (!recording || opened != frame.recording) {
+                opened = frame.recording;
+                recording = std::make_unique<reader::Recording>(selection.camera.recordings.at(opened).path);
+            }
+            bytes.assign(frame.size + kReadPadding, 0);
+            const auto payload = std::span(bytes).first(frame.size);
+            if (!recording->read_data(frame.payload_at, payload))
+                throw cli::CannotRun(recording->data_path() + ": changed during the export");
+            sink->write(frame, payload);
+            if (file.path() == "-") continue;  // a player at the other end draws on the terminal too
+            bar_.show("writing " + file.path(),
+                      static_cast<double>(++done) / static_cast<double>(selection.frames.size()));
+        }
+        sink->finish();
+    }
+
+    /// Everything that the export was made from.
+    void add_inputs(const Selection& selection, Manifest& manifest) const {
+        for (const std::size_t used : selection.used_recordings()) {
+            const std::string& data = selection.camera.recordings.at(used).path;
+            manifest.add(data);
+            if (platform::system_files().open_input(data + "i")) manifest.add(data + "i");
+        }
+        if (!options_.parameter_sets.empty()) manifest.add(options_.parameter_sets);
+    }
+
+    const Options& options_;
+    ParameterSetUnits given_;
+    ExportFormat format_;
+    cli::ProgressBar bar_{stderr};
+};
+
+void print_result(const Options& options, const CameraExport& made) {
+    const bool complete = made.error.empty();
+    if (complete && options.out != "-" && !options.json && !options.ndjson) {
+        fmt::print("{}\n", cli::printable(made.path));
+        (void)std::fflush(stdout);
+    }
+    if (made.selection) {
+        for (const std::string& warning : made.selection->warnings)
+            fmt::print(stderr, "{}: {}\n", kProgram, warning);
+    }
+    if (!complete) {
+        cli::print_error(kProgram, made.error);
+    } else if (options.out != "-" && !options.quiet && platform::is_terminal(stderr)) {
+        fmt::print(stderr, "play with: mpv {0}\n       or: ffplay {0}\n", in_shell(made.path));
+    }
 }
 
-/// Removes an incomplete file.
-void write_file(const Selection& selection, const std::string& out) {
-    const auto sink = make_sink(out, selection);
-    try {
-        write_frames(selection, *sink);
-    } catch (...) {
-        std::error_code ignored;
-        if (out != "-") std::filesystem::remove(out, ignored);
-        throw;
+/// The cameras to export. Throws cli::CannotRun if several would be mixed.
+std::vector<Camera> chosen_cameras(const Options& options, std::vector<Camera> cameras) {
+    if (!options.camera.empty()) return {choose_camera(cameras, options.camera)};
+    if (cameras.size() > 1 && options.output_dir.empty()) {
+        throw cli::CannotRun(
+            fmt::format("recordings of {} cameras: {}; choose one with --camera, or write one file each with "
+                        "--output-dir",
+                        cameras.size(), list_of(cameras)));
     }
-    if (out != "-") fmt::print("{}\n", out);
+    return cameras;
 }
 
 }  // namespace
 
 int run_export(const Options& options) {
-    check_output(options);
+    check_options(options);
+    int status = cli::kSuccess;
+    cli::UnusableInputs unusable(kProgram);
+    std::optional<ParameterSetUnits> given;
     try {
-        const ParameterSetUnits given =
-            options.parameter_sets.empty() ? ParameterSetUnits() : parameter_sets_of(options.parameter_sets);
-        cli::UnusableInputs unusable(kProgram);
-        Selection selection =
-            select_frames(cli::recording_paths(options.paths, unusable), options.range, given);
-        set_presentation_times(selection.frames);
-        write_file(selection, options.out);
-        for (const std::string& warning : selection.warnings)
-            fmt::print(stderr, "{}: {}\n", kProgram, warning);
-        return unusable.status(cli::kSuccess);
-    } catch (const reader::CannotOpen& error) {
-        throw cli::CannotRun(error.what());
+        if (!options.parameter_sets.empty()) given = parameter_sets_of(options.parameter_sets);
     } catch (const ExportRefused& refusal) {
         cli::print_error(kProgram, refusal.what());
         return cli::kFailure;
     }
+    std::vector<Camera> cameras = cameras_of(cli::recording_paths(options.paths, unusable), unusable);
+    if (!cameras.empty()) cameras = chosen_cameras(options, std::move(cameras));
+    if (!options.output_dir.empty()) {
+        if (const auto error = platform::system_files().make_directory(
+                options.output_dir, platform::FileSystem::Existing::kDirectory))
+            throw cli::CannotRun(options.output_dir + ": cannot be created: " + error.message());
+    }
+    Exporter exporter(options, given.value_or(ParameterSetUnits()));
+    const auto list = json_list(options, "exports");
+    for (const Camera& camera : cameras) {
+        const CameraExport made = exporter.write(camera);
+        print_result(options, made);
+        status = std::max(status, made.status);
+        if (list) list->add(json_of_export(made));
+    }
+    if (list) list->finish({{"unusable", unusable.json()}});
+    return unusable.status(status);
 }
 
 }  // namespace ps_tool

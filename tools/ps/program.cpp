@@ -167,24 +167,33 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
         ->check(CLI::IsMember(std::vector<std::uint32_t>{1, 3}));
     add(convert, "--profile", "NAME", options.profile, "the module's profile: default or safe")
         ->check(CLI::IsMember(std::vector<std::string>{"default", "safe"}));
+    add_json(convert, options);
     convert.add_flag("--force", options.force, "replace an existing recording");
 
     CLI::App& exporter =
         add_command("export",
-                    "Writes the recordings of one camera to one file for common players, without "
+                    "Writes the recordings of a camera to one file for common players, without "
                     "re-encoding. Keeps gaps and key frames. Prints the path of the file",
                     "norvanepi-ps export recordings --out gate.mp4", run_export);
-    add(exporter, "PATH", "PATH", options.paths, "recordings of one camera, or directories with recordings")
-        ->required();
+    add(exporter, "PATH", "PATH", options.paths, "recordings, or directories with recordings")->required();
     add(exporter, "-o,--out", "FILE", options.out,
-        "output file, .mp4, .mkv or .h264; - writes the H.264 stream to standard output")
-        ->required();
+        "output file, .mp4, .mkv or .h264; - is standard output, and an H.264 stream by default");
+    add(exporter, "--output-dir", "DIR", options.output_dir,
+        "write one file for each camera, ID-NAME.mp4, into this directory instead");
+    add(exporter, "--camera", "ID|NAME", options.camera, "export only this camera, by its clip id or name");
+    add(exporter, "--format", "NAME", options.format,
+        "mp4, mkv or h264 (default: by the extension; mp4 with --output-dir)")
+        ->check(CLI::IsMember(std::vector<std::string>{"mp4", "mkv", "h264"}));
     add_zone(exporter, zone);
     add_time(exporter, "--from", options.range.from, zone, "start with the last key frame up to this time");
     add_time(exporter, "--to", options.range.to, zone, "end before the first key frame from this time on");
     add(exporter, "--parameter-sets", "CLIP", options.parameter_sets,
         "MP4 clip of the same camera, for recordings without parameter sets");
-    exporter.add_flag("--force", options.force, "replace an existing file");
+    exporter.add_flag("--hash", options.hash,
+                      "also write FILE.sha256, a manifest for sha256sum --check with the SHA-256 of the file "
+                      "and of both files of each recording in it");
+    add_json(exporter, options);
+    exporter.add_flag("--force", options.force, "replace existing files, but never a recording");
 
     CLI::App& gaps = add_command(
         "gaps",
@@ -208,6 +217,7 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
     add(report, "--transcript", "FILE", options.transcript,
         "transcript of norvanepi-recorder; adds an account of lost time");
     add(report, "-o,--out", "FILE", options.out, "output file; - is standard output")->required();
+    report.add_flag("--force", options.force, "replace an existing file, but never a recording");
     add_jobs(report, options);
 }
 

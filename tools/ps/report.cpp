@@ -2,13 +2,13 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <optional>
 
 #include "tools/cli/exit_status.h"
+#include "tools/cli/output_file.h"
 #include "tools/cli/plural.h"
 #include "tools/ps/command.h"
 #include "tools/ps/for_each_recording.h"
@@ -71,16 +71,11 @@ void add_transcript(const std::string& path, PageData& data) {
     }
 }
 
-void write_page(const std::string& page, const std::string& out) {
-    if (out == "-") {
-        fmt::print("{}", page);
-        return;
-    }
-    std::ofstream file(out, std::ios::binary);
-    file << page;
-    file.close();
-    if (!file) throw cli::CannotRun(out + ": cannot be written");
-    fmt::print("{}\n", out);
+void write_page(const std::string& page, const Options& options) {
+    cli::OutputFile file(options.out, cli::replace_if(options.force));
+    file.write(page);
+    file.complete();
+    if (options.out != "-") fmt::print("{}\n", options.out);
 }
 
 }  // namespace
@@ -89,11 +84,12 @@ int run_report(const Options& options) {
     if (options.paths.empty() && options.documents.empty())
         throw cli::CannotRun("no input; give a PATH or --from");
     cli::UnusableInputs unusable(kProgram);
+    cli::check_output(options.out, cli::replace_if(options.force));
     PageData data;
     add_recordings(options, unusable, data);
     for (const std::string& path : options.documents) add_document(path, data);
     if (!options.transcript.empty()) add_transcript(options.transcript, data);
-    write_page(report_page(data.document()), options.out);
+    write_page(report_page(data.document()), options);
     fmt::print(stderr, "{}, {} with faults\n", cli::plural(data.files(), "recording"), data.faulty_files());
     return unusable.status(data.faulty_files() == 0 ? cli::kSuccess : cli::kFailure);
 }

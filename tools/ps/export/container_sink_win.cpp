@@ -3,8 +3,9 @@
 
 namespace ps_tool {
 
-std::unique_ptr<ExportSink> make_container_sink(const std::string& path, const Selection& /*selection*/) {
-    throw cli::CannotRun(path + ": this build only supports .h264");
+std::unique_ptr<ExportSink> make_container_sink(cli::OutputFile& file, ExportFormat /*format*/,
+                                                const Selection& /*selection*/) {
+    throw cli::CannotRun(file.path() + ": this build only supports .h264");
 }
 
 }  // namespace ps_tool

@@ -8,7 +8,9 @@
 #include <optional>
 #include <utility>
 
+#include "ps/index_layout.h"
 #include "tools/cli/exit_status.h"
+#include "tools/cli/plural.h"
 #include "tools/h264/picture_order.h"
 #include "tools/reader/nal_scan.h"
 #include "tools/reader/verify.h"
@@ -59,8 +61,9 @@ class Selector {
     void give(const ParameterSetUnits& sets) {
         for (const auto& unit : sets) sets_.take(unit);
     }
-    void begin_recording(reader::Recording& recording) {
+    void begin_recording(reader::Recording& recording, std::size_t number) {
         recording_ = &recording;
+        number_ = number;
         order_ = {};
         ++sequence_;
         needs_key_frame_ = true;
@@ -96,8 +99,8 @@ class Selector {
             warn(fmt::format("{}: damaged; only intact frames are exported", recording_->data_path()));
         if (skipped_ > 0 && !done_) {
             warn(fmt::format(
-                "{}: {} frames skipped: no preceding key frame, or timestamps overlap the previous recording",
-                recording_->data_path(), skipped_));
+                "{}: {} skipped: no preceding key frame, or timestamps overlap the previous recording",
+                recording_->data_path(), cli::plural(skipped_, "frame")));
         }
         if (out_of_order_ > 0) {
             warn(fmt::format(
@@ -156,9 +159,9 @@ class Selector {
     void append(const reader::Packet& packet, const Front& front, bool key, std::int64_t instant) {
         if (!front.slice || front.slice->idr) ++sequence_;
         if (last_ && instant < *last_) ++out_of_order_;
-        std::int64_t decoded = (instant - selection_.begins) * kTicksPerMillisecond;
+        std::int64_t decoded = instant - selection_.begins;
         if (!selection_.frames.empty()) decoded = std::max(decoded, selection_.frames.back().decoded + 1);
-        selection_.frames.push_back({.recording = selection_.recordings.size() - 1,
+        selection_.frames.push_back({.recording = number_,
                                      .payload_at = packet.offset + PesHeader::size,
                                      .size = packet.payload(),
                                      .key = key,
@@ -173,6 +176,7 @@ class Selector {
     const TimeRange& range_;
     Selection& selection_;
     reader::Recording* recording_ = nullptr;
+    std::size_t number_ = 0;  // of the recording
     ActiveParameterSets sets_;
     h264::PictureOrder order_;
     std::optional<std::uint8_t> slot_;
@@ -185,43 +189,88 @@ class Selector {
     bool done_ = false;
 };
 
-/// Recordings without frames come last.
-std::vector<std::string> sort_by_first_frame(const std::vector<std::string>& paths) {
-    std::vector<std::pair<std::int64_t, std::string>> starts;
-    for (const std::string& path : paths) {
-        reader::Recording recording(path);
-        const auto header = recording.packet_header(kPacketsAt);
-        const auto first = header ? reader::instant_of(reader::parse_packet(*header, 0, kPacketsAt).time)
-                                  : std::numeric_limits<std::int64_t>::max();
-        starts.emplace_back(first, path);
+constexpr std::int64_t kLoneFrame = 40;  // ms: the duration of a frame without a neighbour
+
+/// Of the frames that the same span continues after.
+std::int64_t median_duration(const std::vector<ExportFrame>& frames) {
+    std::vector<std::int64_t> durations;
+    for (std::size_t i = 0; i + 1 < frames.size(); ++i) {
+        if (frames[i].duration <= kSpanGap) durations.push_back(frames[i].duration);
     }
-    std::ranges::sort(starts);
-    std::vector<std::string> ordered;
-    ordered.reserve(starts.size());
-    for (auto& [start, path] : starts) ordered.push_back(std::move(path));
-    return ordered;
+    if (durations.empty()) return kLoneFrame;
+    const auto middle = durations.begin() + static_cast<std::ptrdiff_t>(durations.size() / 2);
+    std::ranges::nth_element(durations, middle);
+    return *middle;
 }
+
+/// The frames' decoding times are `delay` before the recorded ones.
+std::vector<RecordedSpan> recorded_spans(const Selection& selection, std::int64_t delay) {
+    std::vector<RecordedSpan> spans;
+    for (const ExportFrame& frame : selection.frames) {
+        const std::int64_t position = frame.decoded + delay;
+        const std::int64_t begin = selection.begins + position;
+        if (spans.empty() || begin - spans.back().recorded.end > kSpanGap)
+            spans.push_back({{begin, begin}, position});
+        spans.back().recorded.end = begin;
+    }
+    for (RecordedSpan& span : spans) span.recorded.end += selection.frames.back().duration;
+    return spans;
+}
+
+/// A time after the first `longest` ms of a gap moves earlier by the rest of the gap.
+class ShorterGaps {
+  public:
+    ShorterGaps(const std::vector<ExportFrame>& frames, std::int64_t longest) {
+        for (std::size_t i = 1; i < frames.size(); ++i) {
+            const Interval removed{frames[i - 1].decoded + longest, frames[i].decoded};
+            if (removed.length() > 0) removed_.push_back(removed);
+        }
+    }
+    [[nodiscard]] std::int64_t moved(std::int64_t time) const {
+        std::int64_t earlier = 0;
+        for (const Interval& removed : removed_)
+            earlier += std::clamp<std::int64_t>(time - removed.begin, 0, removed.length());
+        return time - earlier;
+    }
+    [[nodiscard]] const Intervals& removed() const { return removed_; }
+
+  private:
+    Intervals removed_;
+};
 
 }  // namespace
 
-Selection select_frames(const std::vector<std::string>& paths, const TimeRange& range,
-                        const ParameterSetUnits& given) {
+std::vector<std::size_t> Selection::used_recordings() const {
+    std::vector<std::size_t> used;
+    for (const ExportFrame& frame : frames) {
+        if (used.empty() || used.back() != frame.recording) used.push_back(frame.recording);
+    }
+    return used;
+}
+
+Selection select_frames(const Camera& camera, const TimeRange& range, const ParameterSetUnits& given,
+                        const ShowFraction& show) {
     Selection selection;
+    selection.camera = camera;
     Selector selector(range, selection);
     selector.give(given);
-    for (const std::string& path : sort_by_first_frame(paths)) {
-        reader::Recording recording(path);
-        selection.recordings.push_back(path);
-        selector.begin_recording(recording);
-        selector.end_recording(reader::verify(recording, reader::VerifyDepth::kHeaders,
-                                              [&](const reader::Packet& packet) { selector.take(packet); }));
-        if (selector.done()) break;
+    for (std::size_t i = 0; i < camera.recordings.size() && !selector.done(); ++i) {
+        reader::Recording recording(camera.recordings[i].path);
+        selector.begin_recording(recording, i);
+        const auto take = [&](const reader::Packet& packet) {
+            selector.take(packet);
+            const double part =
+                static_cast<double>(packet.end()) / static_cast<double>(recording.data_size());
+            show((static_cast<double>(i) + part) / static_cast<double>(camera.recordings.size()));
+        };
+        selector.end_recording(reader::verify(recording, reader::VerifyDepth::kHeaders, take));
     }
     selector.require_frames();
     return selection;
 }
 
-void set_presentation_times(std::vector<ExportFrame>& frames) {
+void set_times(Selection& selection) {
+    std::vector<ExportFrame>& frames = selection.frames;
     std::int64_t delay = 0;
     std::vector<std::size_t> shown;  // one sequence's frames in presentation order
     for (std::size_t begin = 0, end = 0; begin < frames.size(); begin = end) {
@@ -239,7 +288,26 @@ void set_presentation_times(std::vector<ExportFrame>& frames) {
         frames[i].decoded -= delay;
         if (i > 0) frames[i - 1].duration = frames[i].decoded - frames[i - 1].decoded;
     }
-    if (frames.size() > 1) frames.back().duration = frames[frames.size() - 2].duration;
+    const std::int64_t median = median_duration(frames);
+    for (ExportFrame& frame : frames) {
+        if (frame.duration > kSpanGap || &frame == &frames.back()) frame.duration = median;
+    }
+    selection.spans = recorded_spans(selection, delay);
+}
+
+void limit_gaps(Selection& selection, std::int64_t longest) {
+    const ShorterGaps gaps(selection.frames, longest);
+    if (gaps.removed().empty()) return;
+    for (ExportFrame& frame : selection.frames) {
+        frame.decoded = gaps.moved(frame.decoded);
+        frame.shown = gaps.moved(frame.shown);
+    }
+    for (RecordedSpan& span : selection.spans) span.position = gaps.moved(span.position);
+    for (const Interval& removed : gaps.removed()) {
+        selection.warnings.push_back(fmt::format(
+            "a gap of {:.1f} days is shortened to {:.1f} days, the longest in this format; .mkv keeps it",
+            static_cast<double>(removed.length() + longest) / kDay, static_cast<double>(longest) / kDay));
+    }
 }
 
 }  // namespace ps_tool

@@ -8,35 +8,44 @@
 
 #include "tools/h264/syntax.h"
 #include "tools/ps/command.h"
+#include "tools/ps/export/cameras.h"
+#include "tools/ps/report/coverage.h"
 
 namespace ps_tool {
 
-/// Exported times are in ticks of 90 kHz, the clock of ISO/IEC 13818-1.
-inline constexpr std::int64_t kTicksPerMillisecond = 90;
-
-/// A frame to export. Times are in ticks; the first frame was recorded at 0.
+/// A frame to export. Times are in ms, the unit of recorded times; the first frame was recorded at 0.
 struct ExportFrame {
-    std::size_t recording = 0;     // index into Selection::recordings
+    std::size_t recording = 0;     // index into Camera::recordings
     std::uint64_t payload_at = 0;  // offset in its data file
     std::uint32_t size = 0;        // bytes of the payload
     bool key = false;              // decoding can begin here
     std::uint32_t sequence = 0;    // presentation order is defined within a sequence
     std::int64_t order = 0;        // picture order count in its sequence
     std::int64_t decoded = 0;
-    std::int64_t shown = 0;     // set by set_presentation_times
-    std::int64_t duration = 0;  // set by set_presentation_times: up to the next frame in decoding order
+    std::int64_t shown = 0;     // set by set_times
+    std::int64_t duration = 0;  // set by set_times: up to the next frame of the span
+};
+
+/// Time without a gap.
+struct RecordedSpan {
+    Interval recorded;          // ms since 1970
+    std::int64_t position = 0;  // of its begin in the exported file
 };
 
 /// The frames of one camera in decoding order, and the parameters that a decoder needs.
 struct Selection {
-    std::vector<std::string> recordings;  // data files, ordered by their first frames
+    Camera camera;
     std::vector<ExportFrame> frames;
     std::int64_t begins = 0;                // when the first frame was recorded, ms since 1970
     std::vector<platform::Byte> head;       // parameter sets, each with a start code
     bool parameter_sets_in_stream = false;  // the first frame contains them
     std::uint32_t width = 0;                // pixels
     std::uint32_t height = 0;
+    std::vector<RecordedSpan> spans;    // set by set_times
     std::vector<std::string> warnings;  // what is missing from the result
+
+    /// The indexes of the recordings that frames come from, in ascending order.
+    [[nodiscard]] std::vector<std::size_t> used_recordings() const;
 };
 
 /// Nothing can be exported. The message says why.
@@ -53,16 +62,23 @@ using ParameterSetUnits = std::vector<std::vector<platform::Byte>>;
 /// if it has none.
 [[nodiscard]] ParameterSetUnits parameter_sets_of(const std::string& clip);
 
-/// Selects the frames of a range from recordings of one camera: from the last key frame up to its begin to
+/// Called with the fraction that is done, 0 to 1.
+using ShowFraction = std::function<void(double)>;
+
+/// Selects the frames of a range from the recordings of a camera: from the last key frame up to its begin to
 /// before the first key frame at or after its end. Skips frames that cannot be decoded: those before a
 /// recording's first key frame, and those of a recording that overlaps the previous one. `given` are
 /// parameter sets for recordings that contain none. Selects the intact frames of damaged recordings. Throws
 /// ExportRefused if there are no frames or no parameter sets.
-[[nodiscard]] Selection select_frames(const std::vector<std::string>& paths, const TimeRange& range,
-                                      const ParameterSetUnits& given);
+[[nodiscard]] Selection select_frames(const Camera& camera, const TimeRange& range,
+                                      const ParameterSetUnits& given, const ShowFraction& show);
 
 /// Presents each sequence's frames in the order of their counts, at the recorded times. Decoding times move
-/// earlier by the delay that keeps each frame's decoding before its presentation.
-void set_presentation_times(std::vector<ExportFrame>& frames);
+/// earlier by the delay that keeps each frame's decoding before its presentation. The last frame of a span is
+/// as long as the median of the others.
+void set_times(Selection& selection);
+
+/// Shortens longer gaps to this duration, and adds a warning for each.
+void limit_gaps(Selection& selection, std::int64_t longest);
 
 }  // namespace ps_tool

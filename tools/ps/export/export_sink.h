@@ -4,11 +4,12 @@
 #include <span>
 #include <string>
 
+#include "tools/cli/output_file.h"
 #include "tools/ps/export/export_frames.h"
 
 namespace ps_tool {
 
-/// Writes exported frames. Throws std::runtime_error that names the file.
+/// Writes exported frames. Throws cli::CannotRun that names the file.
 class ExportSink {
   public:
     ExportSink() = default;
@@ -21,8 +22,15 @@ class ExportSink {
     virtual void finish() = 0;
 };
 
-/// Loads libavformat and writes an .mp4 or .mkv file. Throws cli::CannotRun if the library is not installed.
-[[nodiscard]] std::unique_ptr<ExportSink> make_container_sink(const std::string& path,
+enum class ExportFormat { kH264, kMp4, kMkv };
+
+/// Writes the byte stream format (ITU-T H.264, annex B).
+[[nodiscard]] std::unique_ptr<ExportSink> make_elementary_sink(cli::OutputFile& file,
+                                                               const Selection& selection);
+
+/// Loads libavformat and writes an MP4 or a Matroska file. Throws cli::CannotRun if the library is not
+/// installed. The sink must not exist any more when the file is completed.
+[[nodiscard]] std::unique_ptr<ExportSink> make_container_sink(cli::OutputFile& file, ExportFormat format,
                                                               const Selection& selection);
 
 /// The number of bytes past the end of each frame that a container sink may read.

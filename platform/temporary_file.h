@@ -1,0 +1,31 @@
+#pragma once
+
+// Files that programs write under a temporary name. Only tools need this; the module does not.
+
+#include <cstdio>
+#include <string>
+
+namespace platform {
+
+/// Creates a file for writing, with mode 0666 less the umask. Null if the path exists or on another failure;
+/// errno has the reason. On Windows the open file can be removed.
+[[nodiscard]] std::FILE* create_new_file(const std::string& path);
+
+/// Flushes the stream and everything that this process wrote to the file. False on failure, with errno set.
+[[nodiscard]] bool flush_to_disk(std::FILE* file);
+
+/// Removes the file if Ctrl-C or a request to terminate ends the process while this object exists. A file
+/// that grows past a limit of its size is then a failed write, not the end of the process. At most 64 objects
+/// at a time have this effect.
+class RemovedOnTermination {
+  public:
+    explicit RemovedOnTermination(std::string path);
+    RemovedOnTermination(const RemovedOnTermination&) = delete;
+    RemovedOnTermination& operator=(const RemovedOnTermination&) = delete;
+    ~RemovedOnTermination();
+
+  private:
+    std::string path_;
+};
+
+}  // namespace platform
