@@ -32,14 +32,17 @@ bool is_header(const PesHeader::Bytes& bytes, const StreamMapInfo& map) {
 
 }  // namespace
 
+void put_map_entry_constants(MapEntry::MutableView entry, std::uint32_t slot) {
+    MapEntry::InfoLength::put(entry, kMapEntryInfoLength);
+    if (slot < kVideoSlots) MapEntry::Filler::put(entry, kMapEntryFiller);
+    std::ranges::fill(MapEntry::Reserved::of(entry), platform::Byte{0});
+}
+
 StreamMapInfo parse_stream_map(const StreamMap::Bytes& map) {
     StreamMapInfo info;
     info.program_code = ProgramInfo::Code::of(StreamMap::Info::of(StreamMap::View(map)))[0];
-    const auto entries = StreamMap::Entries::of(StreamMap::View(map));
-    for (std::size_t slot = 0; slot < kSlots; ++slot) {
-        const auto entry = entries.subspan(slot * MapEntry::size).first<MapEntry::size>();
-        info.streams.at(slot) = stream_of(entry);
-    }
+    for (std::uint32_t slot = 0; slot < kSlots; ++slot)
+        info.streams.at(slot) = stream_of(map_entry(StreamMap::View(map), slot));
     return info;
 }
 
