@@ -22,14 +22,6 @@ MapStream stream_of(MapEntry::View entry) {
     return stream;
 }
 
-/// True if the header is valid regardless of the packets around it.
-bool is_header(const PesHeader::Bytes& bytes, const StreamMapInfo& map) {
-    const Packet packet = parse_packet(bytes, 0, 0);
-    const std::uint32_t previous_size = get_size22(PesHeader::PreviousSize::of(PesHeader::View(bytes)));
-    return begins_packet(bytes, map) && is_plausible(packet) &&
-           bytes == expected_header(packet, map, previous_size);
-}
-
 }  // namespace
 
 void put_map_entry_constants(MapEntry::MutableView entry, std::uint32_t slot) {
@@ -84,6 +76,13 @@ bool begins_packet(const PesHeader::Bytes& header, const StreamMapInfo& map) {
     const std::uint8_t id = PesHeader::StreamId::get(header);
     return std::ranges::equal(PesHeader::StartCode::of(PesHeader::View(header)), kPacketStartCode) &&
            map.streams.at(slot_of_stream_id(id)).id == id;
+}
+
+bool is_header(const PesHeader::Bytes& bytes, const StreamMapInfo& map) {
+    const Packet packet = parse_packet(bytes, 0, 0);
+    const std::uint32_t previous_size = get_size22(PesHeader::PreviousSize::of(PesHeader::View(bytes)));
+    return begins_packet(bytes, map) && is_plausible(packet) &&
+           bytes == expected_header(packet, map, previous_size);
 }
 
 std::optional<std::uint64_t> find_packet(Recording& recording, const StreamMapInfo& map, std::uint64_t from) {

@@ -79,6 +79,9 @@ struct Packet {
 /// True if the start code is that of a packet and the stream id is in the map.
 [[nodiscard]] bool begins_packet(const PesHeader::Bytes& header, const StreamMapInfo& map);
 
+/// True if the header is valid regardless of the packets around it.
+[[nodiscard]] bool is_header(const PesHeader::Bytes& bytes, const StreamMapInfo& map);
+
 /// Offset of the first packet header at or after `from` that is valid regardless of the packets around it.
 /// Searches byte by byte up to the end of the file.
 [[nodiscard]] std::optional<std::uint64_t> find_packet(Recording& recording, const StreamMapInfo& map,

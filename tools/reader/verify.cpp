@@ -218,6 +218,13 @@ Choice choice_for(Recording& recording, std::uint32_t number, const Report& data
 
 }  // namespace
 
+std::optional<StreamMap::Bytes> corrected_map(Recording& recording) {
+    const auto found = recording.stream_map();
+    if (!found) return std::nullopt;
+    const StreamMap::Bytes expected = expected_map(recording, *found);
+    return wrong_map_fields(*found, expected) <= kMaxWrongFields ? std::optional(expected) : std::nullopt;
+}
+
 Report verify(Recording& recording, VerifyDepth depth, const PacketVisitor& visit, Trust trust) {
     Report report = verify_once(recording, depth, visit, {});
     if (report.contested.empty() || trust == Trust::kData) return report;

@@ -30,6 +30,7 @@ struct Report {
     std::vector<Correction> corrections;          // of the faults with Repair::kByCorrecting, by offset
     std::uint64_t date_steps = 0;                 // sum of the differences between the date16 of neighbours
     std::vector<std::uint32_t> contested;         // packets that contradict an otherwise right index entry
+    bool undecided = false;                       // for one of them, no evidence tells what is right
     FaultList faults;
 
     [[nodiscard]] std::size_t spans() const { return span_list.size(); }
@@ -71,6 +72,9 @@ using PacketVisitor = std::function<void(const Packet&)>;
 [[nodiscard]] Report verify(
     Recording& recording, VerifyDepth depth = VerifyDepth::kHeaders,
     const PacketVisitor& visit = [](const Packet&) {}, Trust trust = Trust::kEvidence);
+
+/// The map with the values that are known. Nothing if the file has none or if too many fields are wrong.
+[[nodiscard]] std::optional<StreamMap::Bytes> corrected_map(Recording& recording);
 
 /// The complete index for the corrected packets up to the last complete one. Passes the packets' headers to
 /// the module's own writer. The report must be verified() or repairable(). Throws std::runtime_error if the

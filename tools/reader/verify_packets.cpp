@@ -315,6 +315,7 @@ class PacketVerifier {
         if (resolved_) report_.contested.push_back(packet.number);
         const Choice choice = choices_.of(packet.number);
         if (choice == Choice::kUndecided) {
+            report_.undecided = true;
             data_fault(packet, packet.offset,
                        fmt::format("{}, but {} in the index; either can be right", text_of(packet),
                                    text_of(*other)));
@@ -329,10 +330,22 @@ class PacketVerifier {
                            packet.flags);
     }
 
+    /// False if bytes may be missing before the packet, because the size of the packet before it is neither
+    /// the expected one nor that with a flipped bit, and its entry differs too.
+    bool is_after_previous(const PesHeader::Bytes& header) const {
+        std::array<platform::Byte, PesHeader::PreviousSize::width> expected{};
+        put_size22(expected, previous_size_);
+        const auto size = PesHeader::PreviousSize::of(PesHeader::View(header));
+        int different_bits = 0;
+        for (std::size_t i = 0; i < expected.size(); ++i)
+            different_bits += std::popcount(static_cast<platform::Byte>(size[i] ^ expected.at(i)));
+        return different_bits <= 1 || (found_ && *found_ == expected_);
+    }
+
     void report_header(const PesHeader::Bytes& found, const Packet& packet) {
         const PesHeader::Bytes expected = expected_header(packet, map_, previous_size_);
         Fault record = report_.in_data(packet.offset, fmt::format("packet {}", packet.number), packet.number);
-        const bool known = resolved_ && is_plausible(packet) &&
+        const bool known = resolved_ && is_plausible(packet) && is_after_previous(found) &&
                            different_fields(found, expected, kPacketFields) <= kMaxWrongFields &&
                            report_.corrections.size() < kMaxCorrections;
         if (known) record.repair = Repair::kByCorrecting;
