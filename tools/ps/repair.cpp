@@ -14,6 +14,7 @@
 #include "tools/cli/exit_status.h"
 #include "tools/cli/json_list.h"
 #include "tools/cli/plural.h"
+#include "tools/cli/printable.h"
 #include "tools/ps/command.h"
 #include "tools/ps/for_each_recording.h"
 #include "tools/ps/repair_files.h"
@@ -273,7 +274,7 @@ int run_repair(const Options& options) {
             if (json) {
                 json->add(json_of(path, outcome));
             } else {
-                fmt::print("{}: {}\n", path, outcome.text);
+                fmt::print("{}: {}\n", cli::printable(path), cli::printable(outcome.text));
             }
             status = std::max(status, outcome.status);
         });
