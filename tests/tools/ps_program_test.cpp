@@ -286,9 +286,13 @@ TEST_F(PsProgramTest, RepairSalvagesWhatIsIntact) {
         {"bytes before the head", junk + whole, 8, 4096 + 1978},
         {"head cut", whole.substr(4096), 7, at(1) - 4096},
         {"bytes in a packet", std::string(whole).insert(at(3) + 100, junk), 7, size(3) + 4096},
+        {"zeros in a packet", std::string(whole).insert(at(3) + 2000, 4096, '\0'), 7, size(3) + 4096},
         {"bytes between packets", std::string(whole).insert(at(3), junk), 8, 4096},
         {"cut within packets", std::string(whole).erase(at(3) + 100, 4096), 7, size(3) - 4096},
         {"cut to the end of a packet", std::string(whole).erase(at(3) + 100, size(4)), 6, size(3)},
+        {"zeros between packets", std::string(whole).insert(at(3), 4096, '\0'), 8, 4096},
+        {"end of a packet and next header zeroed", std::string(whole).replace(at(3) - 50, 82, 82, '\0'), 6,
+         size(2) + size(3)},
         {"packet header zeroed", std::string(whole).replace(at(3), 32, 32, '\0'), 7, size(3)},
     };
     for (const auto& c : cases) {

@@ -129,14 +129,22 @@ class Salvager {
         return header && is_header(*header, map_) ? header : std::nullopt;
     }
 
-    /// False if the packet's padding is not where it should be: bytes were inserted into its frame. Also if
-    /// that cannot be excluded: the next packet, which is too far away, follows this one and it has no
-    /// padding.
+    /// True if the frame's end is where it should be: the damage that follows begins after the packet. If the
+    /// next packet follows this one and is too far away, bytes were inserted into this one or after it; then
+    /// only padding that is here, and not before the next packet, shows which.
     bool ends_before_damage(const Packet& packet, const std::optional<std::uint64_t>& next) {
-        if (zeros_at_end(packet) != packet.padding) return false;
-        if (packet.padding > 0 || !next) return true;
-        const auto header = recording_.packet_header(*next);
-        return header && previous_size_of(*header) != packet.size;
+        if (!frame_ends_at(packet.end(), packet.padding)) return false;
+        const auto header = next ? recording_.packet_header(*next) : std::nullopt;
+        if (!header || previous_size_of(*header) != packet.size) return true;
+        return packet.padding > 0 && !frame_ends_at(*next, packet.padding);
+    }
+
+    /// True if exactly the given number of zeros precede the position. Frames do not end in zeros.
+    bool frame_ends_at(std::uint64_t position, std::uint8_t padding) {
+        std::array<platform::Byte, kPaddingBits + std::size_t{1}> bytes{};
+        const auto end = std::span(bytes).first(padding + std::size_t{1});
+        return recording_.read_data(position - end.size(), end) && end.front() != 0 &&
+               all_zero(end.subspan(1));
     }
 
     /// The number of padding bytes that are zero, counted from the end.
