@@ -15,7 +15,7 @@ namespace reader {
 namespace {
 
 /// Each decision reads the recording again.
-constexpr std::size_t kMaxDecided = 8;
+constexpr std::size_t kMaxDecided = 64;
 
 constexpr std::array kPackFields = {NamedField{"content", 0, PackHeader::size}};
 
