@@ -1,6 +1,11 @@
 // Runs the norvanepi-ps program: each subcommand on valid, damaged and unrelated files.
 
 #include <gmock/gmock.h>
+#ifndef _WIN32
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <regex>
@@ -254,17 +259,120 @@ TEST_F(PsProgramTest, RepairRebuildsTheIndexAndKeepsTheOldFiles) {
     EXPECT_EQ(ended.status, 0);
     EXPECT_EQ(data(), whole);
     EXPECT_EQ(index(), sound_index);
-    EXPECT_EQ(read_file(directory_ / (kPath + ".bak")), cut);
+    EXPECT_EQ(read_file(directory_ / (kPath + ".tail-" + std::to_string(whole.size()) + ".bak")),
+              cut.substr(whole.size()));
     EXPECT_EQ(read_file(directory_ / (kPath + "i.bak")), broken_index);
 
     // The .bak files of the first repair are not overwritten.
-    write_file(directory_ / (kPath + "i"), "");
-    EXPECT_THAT(ps("repair recordings").out, HasSubstr("i.bak: already exists"));
-    write_file(directory_ / kPath, std::string(whole).replace(1978, 3, "xyz"));
+    write_file(directory_ / (kPath + "i"), "x");
+    EXPECT_EQ(ps("repair recordings").status, 0);
+    EXPECT_EQ(read_file(directory_ / (kPath + "i.bak.1")), "x");
+    EXPECT_EQ(read_file(directory_ / (kPath + "i.bak")), broken_index);
+    write_file(directory_ / kPath, std::string(whole).replace(1978, 40, 40, 'x'));
     const Outcome damaged = ps("repair recordings");
     EXPECT_EQ(damaged.status, 1);
     EXPECT_THAT(damaged.out, HasSubstr("not repaired"));
 }
+
+TEST_F(PsProgramTest, RepairCorrectsAFieldAndSavesTheOldOne) {
+    convert();
+    const std::string whole = data();
+    std::string wrong = whole;
+    wrong.at(1978 + 31) ^= 2;  // the year of the first packet
+    write_file(directory_ / kPath, wrong);
+    EXPECT_EQ(ps("repair --trust data --output as-data.ps " + kPath).status, 0);
+    EXPECT_THAT(ps("info as-data.ps").out, HasSubstr("2019-06-22"));
+    const json repaired = json_of("repair recordings", 0).at("recordings")[0];
+    EXPECT_EQ(repaired.at("result"), "repaired");
+    EXPECT_EQ(repaired.at("corrected_fields"), 1);
+    EXPECT_EQ(repaired.at("index_rebuilt"), false);
+    EXPECT_EQ(data(), whole);
+    const std::string saved = repaired.at("backups")[0];
+    EXPECT_EQ(read_file(directory_ / saved), "000007d8: d626\n");
+    EXPECT_EQ(json_of("repair recordings", 0).at("recordings")[0].at("result"), "no faults");
+}
+
+TEST_F(PsProgramTest, RepairSalvagesWhatIsIntact) {
+    const std::string key = nal("\x67 sequence") + nal("\x68 picture") + nal("\x65" + std::string(5000, 'k'));
+    std::vector<std::string> samples;
+    for (std::size_t i = 0; i < 8; ++i) samples.push_back(key + nal("\x41" + std::string(28 + 32 * i, 'o')));
+    write_file(directory_ / "front.mp4", make_clip({.samples = samples}));
+    convert();
+    const std::string whole = data();
+    const std::size_t smallest = (whole.size() - 1978 - 32 * 28) / 8;
+    const auto size = [&](std::size_t packet) { return smallest + 32 * packet; };
+    const auto at = [&](std::size_t packet) { return 1978 + packet * smallest + 16 * packet * (packet - 1); };
+    const std::string junk(4096, 'j');
+    const struct {
+        const char* what;
+        std::string data;
+        std::size_t frames;
+        std::size_t bytes;
+    } cases[] = {
+        {"head zeroed", std::string(1978, '\0') + whole.substr(1978), 8, 1978},
+        {"bytes before the head", junk + whole, 8, 4096 + 1978},
+        {"head cut", whole.substr(4096), 7, at(1) - 4096},
+        {"bytes in a packet", std::string(whole).insert(at(3) + 100, junk), 7, size(3) + 4096},
+        {"zeros in a packet", std::string(whole).insert(at(3) + 2000, 4096, '\0'), 7, size(3) + 4096},
+        {"bytes between packets", std::string(whole).insert(at(3), junk), 8, 4096},
+        {"cut within packets", std::string(whole).erase(at(3) + 100, 4096), 7, size(3) - 4096},
+        {"cut to the end of a packet", std::string(whole).erase(at(3) + 100, size(4)), 6, size(3)},
+        {"zeros between packets", std::string(whole).insert(at(3), 4096, '\0'), 8, 4096},
+        {"end of a packet and next header zeroed", std::string(whole).replace(at(3) - 50, 82, 82, '\0'), 6,
+         size(2) + size(3)},
+        {"packet header zeroed", std::string(whole).replace(at(3), 32, 32, '\0'), 7, size(3)},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        write_file(directory_ / kPath, c.data);
+        const Outcome refused = ps("repair " + kPath);
+        EXPECT_EQ(refused.status, 1);
+        EXPECT_THAT(refused.out, HasSubstr("--output FILE saves what is intact"));
+        const json saved = json_of("repair --force --output saved.ps " + kPath, 0).at("recordings")[0];
+        EXPECT_EQ(saved.at("result"), "salvaged");
+        EXPECT_EQ(saved.at("frames"), c.frames);
+        EXPECT_EQ(saved.at("dropped_frames"), 8 - c.frames);
+        EXPECT_EQ(saved.at("dropped_bytes"), c.bytes);
+        EXPECT_THAT(ps("verify saved.ps").out, HasSubstr("saved.ps: verified"));
+        EXPECT_EQ(data(), c.data);
+        if (c.what == std::string("bytes before the head")) {
+            EXPECT_EQ(read_file(directory_ / "saved.ps"), whole);
+        }
+    }
+    EXPECT_THAT(ps("repair --output saved.ps " + kPath).out,
+                HasSubstr("saved.ps: already exists; use --force"));
+    EXPECT_THAT(ps("repair --force --output " + kPath + " " + kPath).out,
+                HasSubstr("is the recording itself"));
+    EXPECT_EQ(ps("repair --output none/saved.ps " + kPath).status, 2);
+}
+
+#ifndef _WIN32
+TEST_F(PsProgramTest, RepairKeepsOwnerAndModeAndGivesTheReasonOfAFailure) {
+    convert();
+    const std::string whole = data();
+    write_file(directory_ / (kPath + "i"), "x");
+    const std::string index_path = directory_ / (kPath + "i");
+    ASSERT_EQ(::chmod(index_path.c_str(), 0640), 0);
+    const bool root = ::geteuid() == 0;
+    if (root) {
+        ASSERT_EQ(::chown(index_path.c_str(), 65534, 65534), 0);
+    }
+    EXPECT_EQ(ps("repair recordings").status, 0);
+    struct ::stat status {};
+    ASSERT_EQ(::stat(index_path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0640U);
+    EXPECT_EQ(status.st_uid, root ? 65534 : ::geteuid());
+
+    // No file may grow beyond a limit: nothing is changed, and the reason is named.
+    const std::string cut = whole + whole.substr(1978, 50);
+    write_file(directory_ / kPath, cut);
+    const Outcome full = run("bash -c \"set -o pipefail; (trap '' XFSZ; ulimit -f 0; exec " +
+                             full_path(NORVANEPI_PS) + " repair recordings) | cat\"");
+    EXPECT_EQ(full.status, 2) << full.err;
+    EXPECT_THAT(full.out, HasSubstr("cannot be written: File too large"));
+    EXPECT_EQ(data(), cut);
+}
+#endif
 
 TEST_F(PsProgramTest, ProbeReportsTheRuleAndMatchesConvert) {
     const ClipTrack track = playable();

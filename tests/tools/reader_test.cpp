@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -65,6 +66,14 @@ void write_pair(MemoryFiles& files, std::size_t packets, bool killed = false) {
 /// The middle of the first payload, which is skipped to save time: all of its bytes are equivalent.
 bool is_payload_middle(const std::string& file, std::size_t at) {
     return file == kData && at > 2020 && at < 3000;
+}
+
+/// True for records of the map and of the stream table that are like those of other slots.
+bool is_like_others(const std::string& file, std::size_t at) {
+    const bool map = file == kData && at >= 122 && at < 1978;
+    if (!map && (file == kData || at < 64 || at >= 1088)) return false;
+    const std::size_t slot = map ? (at - 122) / 58 : (at - 64) / 32;
+    return slot != 0 && slot != 1 && slot != 15 && slot != 17;
 }
 
 class ReaderTest : public testing::Test {
@@ -150,14 +159,14 @@ TEST_F(ReaderTest, FaultsHaveFileOffsetAndTextAndCanBeRepairableOrNot) {
         {kIndex, 1120 + 20, 2, "r.psi:1140: entry 1: next entry is 2, not 3*"},
         {kIndex, 1248 + 12, 0x00, "r.psi:1260: span 0: last time is 00 9F 73 03, not 30 9F 73 03*"},
         // Data: pack header, map, the header of packet 1, its padding.
-        {kData, 16 + 5, 0xA8, "r.ps:20: map: length is 07 A8, not 07 A4"},
-        {kData, 16 + 106 + 58 + 1, 0xD0, "r.ps:181: map entry 1: stream id D0 does not belong to this slot"},
-        {kData, 3034 + 2, 2, "r.ps:3034: packet 1: start code is 00 00 02, not 00 00 01"},
-        {kData, 3034 + 5, 0x3B, "r.ps:3038: packet 1: length is 00 3B, not 00 3A"},
-        {kData, 3034 + 23, 0x21, "r.ps:3055: packet 1: size of the packet before is 80 0C 21, not 80 0C 20"},
-        {kData, 3034 + 24, 0x00, "r.ps:3058: packet 1: packet size is 00 08 40, not 80 08 40"},
-        {kData, 3034 + 29, 0xF6, "r.ps:3063: packet 1: padding is F6, not D6"},
-        {kData, 3097, 1, "r.ps:3076: packet 1: padding is not zero"},
+        {kData, 16 + 5, 0xA8, "r.ps:20: map: length is 07 A8, not 07 A4*"},
+        {kData, 16 + 106 + 58 + 1, 0xD0, "r.ps:181: map entry 1: stream id D0 does not belong to this slot*"},
+        {kData, 3034 + 2, 2, "r.ps:3034: packet 1: start code is 00 00 02, not 00 00 01*"},
+        {kData, 3034 + 5, 0x3B, "r.ps:3038: packet 1: length is 00 3B, not 00 3A*"},
+        {kData, 3034 + 23, 0x21, "r.ps:3055: packet 1: size of the packet before is 80 0C 21, not 80 0C 20*"},
+        {kData, 3034 + 24, 0x00, "r.ps:3058: packet 1: packet size is 00 08 40, not 80 08 40*"},
+        {kData, 3034 + 29, 0xF6, "r.ps:3063: packet 1: padding is F6, not D6*"},
+        {kData, 3097, 1, "r.ps:3076: packet 1: padding is not zero*"},
     };
     for (const auto& c : cases) EXPECT_THAT(faults_with(c.file, c.at, c.byte), testing::Contains(c.fault));
 }
@@ -183,13 +192,109 @@ bool is_free(const std::string& file, std::size_t at, unsigned bit) {
 TEST_F(ReaderTest, FindsEveryFlippedBitThatIsNotFree) {
     for (const std::string file : {kIndex, kData}) {
         for (std::size_t at = 0; at < files_.at(file).size(); ++at) {
-            if (is_payload_middle(file, at)) continue;
+            if (is_payload_middle(file, at) || is_like_others(file, at)) continue;
             for (unsigned bit = 0; bit < 8; ++bit) {
                 const bool found = !faults_with(file, at, files_.at(file)[at] ^ 1 << bit).empty();
                 ASSERT_EQ(found, !is_free(file, at, bit)) << file << " at " << at << ", bit " << bit;
             }
         }
     }
+}
+
+/// The frames of a recording as a reader sees them.
+std::vector<std::string> frames_of(MemoryFiles& files) {
+    std::vector<std::string> frames;
+    reader::Recording recording(kData, files);
+    (void)reader::verify(recording, reader::VerifyDepth::kHeaders, [&](const reader::Packet& packet) {
+        frames.push_back(reader::text_of(packet.time) + " slot " + std::to_string(packet.slot) + " flags " +
+                         std::to_string(packet.flags) + " size " + std::to_string(packet.size));
+    });
+    return frames;
+}
+
+/// Repairs the pair in place. False if that is refused.
+bool repair(MemoryFiles& files, reader::Trust trust = reader::Trust::kEvidence) {
+    reader::Recording recording(kData, files);
+    const reader::Report report = reader::verify(
+        recording, reader::VerifyDepth::kHeaders, [](const reader::Packet&) {}, trust);
+    if (!report.verified() && !report.repairable()) return false;
+    const std::string index = reader::rebuilt_index(recording, report);
+    std::string data = files.at(kData).substr(0, report.whole_end);
+    reader::apply_corrections(report.corrections, 0, platform::bytes_of(data));
+    files.put(kData, data);
+    files.put(kIndex, index);
+    return true;
+}
+
+/// A flipped bit in the padding can look like one in the number of padding bytes, and the other way round.
+/// Without a complete index, the kind and the stream of a packet are what either packet or entry says.
+bool may_be_refused(const std::string& file, std::size_t at, bool completed) {
+    if (file == kIndex)
+        return !completed && at >= kEntriesAt && ((at - kEntriesAt) % 32 == 0 || at % 32 == 2);
+    return std::any_of(std::begin(kPackets), std::end(kPackets), [&](const auto& packet) {
+        const bool padding = at >= packet.at + 32 + packet.payload && at < packet.at + packet.size;
+        const bool stream_or_kind = at == packet.at + 3 || at == packet.at + 27;
+        return padding || at == packet.at + 29 || (stream_or_kind && !completed);
+    });
+}
+
+TEST_F(ReaderTest, EveryFlippedBitIsRepairedToTheOriginalRefusedOrHarmless) {
+    const struct {
+        std::size_t packets;
+        bool killed;
+    } cases[] = {{kCount, false}, {1, false}, {kCount, true}};
+    for (const auto& c : cases) {
+        write_pair(files_, c.packets, c.killed);
+        const std::map<std::string, std::string> before = {{kData, files_.at(kData)},
+                                                           {kIndex, files_.at(kIndex)}};
+        const std::vector<std::string> frames = frames_of(files_);
+        for (const auto& [file, content] : before) {
+            const std::size_t head =
+                file == kData && (c.killed || c.packets < kCount) ? kPacketsAt : 0;  // as above
+            for (std::size_t bit = head * 8; bit < content.size() * 8; ++bit) {
+                const std::size_t at = bit / 8;
+                if (is_payload_middle(file, at) || is_like_others(file, at)) continue;
+                for (const auto& [path, old] : before) files_.put(path, old);
+                files_.at(file).at(at) ^= static_cast<char>(1 << bit % 8);
+                SCOPED_TRACE(file + " at " + std::to_string(at) + ", bit " + std::to_string(bit % 8));
+                if (!repair(files_)) {
+                    ASSERT_TRUE(may_be_refused(file, at, !c.killed));
+                } else if (file == kData && is_free(file, at, bit % 8)) {
+                    ASSERT_EQ(frames_of(files_), frames);
+                } else {
+                    ASSERT_EQ(files_.at(kData), before.at(kData));
+                    ASSERT_EQ(files_.at(kIndex), expected_indexes_[c.packets]);
+                }
+            }
+        }
+    }
+}
+
+TEST_F(ReaderTest, AContradictionIsDecidedByEvidenceOrAsTheCallerSays) {
+    const std::string data = files_.at(kData);
+    const std::string index = files_.at(kIndex);
+    constexpr std::size_t kYear = 3034 + 31;  // of packet 1
+    files_.at(kData).at(kYear) ^= 2;
+    const std::string wrong = files_.at(kData);
+    EXPECT_EQ(faults(), std::vector<std::string>{"r.ps:3064: packet 1: date is D6 26, not D6 24*"});
+    EXPECT_TRUE(repair(files_, reader::Trust::kData));
+    EXPECT_EQ(files_.at(kData), wrong);
+    EXPECT_TRUE(verify().verified());
+
+    // Two independent faults: one in a packet and one in the entry of another packet.
+    files_.at(kIndex) = index;
+    files_.at(kIndex).at(1088 + 32 * 4 + 7) ^= 2;
+    EXPECT_TRUE(repair(files_));
+    EXPECT_EQ(files_.at(kData), data);
+    EXPECT_EQ(files_.at(kIndex), index);
+
+    // The kind of a packet that is a span of its own, without a span in the index.
+    write_pair(files_, kCount, true);
+    files_.at(kData).at(3162 + 27) ^= 0x40;
+    EXPECT_THAT(faults(), testing::Contains(testing::HasSubstr("either can be right")));
+    EXPECT_FALSE(verify().repairable());
+    EXPECT_TRUE(repair(files_, reader::Trust::kIndex));
+    EXPECT_EQ(files_.at(kData), data);
 }
 
 TEST_F(ReaderTest, FindsAndRepairsTruncationAtAnyByte) {

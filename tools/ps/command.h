@@ -39,6 +39,7 @@ struct Options {
     bool quiet = false;
     bool dry_run = false;
     bool force = false;
+    std::string trust = "evidence";  // of `repair`
     std::string out;         // file, or directory of `convert`
     std::int64_t start = 0;  // of the first clip, ms since 1970
     std::uint32_t identifier = 0;

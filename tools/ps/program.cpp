@@ -127,16 +127,24 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
     verify.add_flag("-q,--quiet", options.quiet, "print only recordings with faults");
     verify.add_flag("--deep", options.deep, "also check the start codes and NAL unit types of the frames");
 
-    CLI::App& repair =
-        add_command("repair",
-                    "Rebuilds the index of an interrupted recording from its data file and cuts off an "
-                    "incomplete last packet. "
-                    "Keeps the old files as .bak. Does not change recordings without faults",
-                    "norvanepi-ps repair --dry-run recordings/", run_repair);
+    CLI::App& repair = add_command(
+        "repair",
+        "Corrects wrong fields of the data file if the index and the other packets tell what is "
+        "right, rebuilds the index, and cuts off an incomplete last packet. Keeps what it replaces "
+        "in files that end with .bak. Does not change recordings without faults",
+        "norvanepi-ps repair --dry-run recordings/", run_repair);
     add_paths(repair, options);
     add_jobs(repair, options);
+    add_json(repair, options);
     repair.add_flag("--dry-run", options.dry_run, "only print what would be done; exit status 1 if anything");
-    add(repair, "--output", "FILE", options.out, "write the repaired recording there and keep the original");
+    add(repair, "--trust", "SOURCE", options.trust,
+        "what is right where a packet and the index contradict each other: data, index, or evidence (the "
+        "default), which is whichever leaves fewer faults; refuses if there is none")
+        ->check(CLI::IsMember(std::vector<std::string>{"data", "index", "evidence"}));
+    add(repair, "--output", "FILE", options.out,
+        "write the repaired recording there and keep the original; saves every intact packet of a recording "
+        "that cannot be repaired. Refuses the recording itself and existing files");
+    repair.add_flag("--force", options.force, "with --output, replace an existing recording");
 
     CLI::App& probe =
         add_command("probe",

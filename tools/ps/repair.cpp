@@ -1,17 +1,24 @@
-// norvanepi-ps repair: rebuilds the index from the data file and cuts off an incomplete last packet.
+// norvanepi-ps repair: corrects wrong fields of the data file, rebuilds the index from it and cuts off an
+// incomplete last packet. With --output it also saves what is intact in a recording that cannot be repaired.
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "tools/cli/exit_status.h"
+#include "tools/cli/json_list.h"
+#include "tools/cli/plural.h"
+#include "tools/cli/printable.h"
 #include "tools/ps/command.h"
 #include "tools/ps/for_each_recording.h"
+#include "tools/ps/repair_files.h"
+#include "tools/reader/salvage.h"
 #include "tools/reader/verify.h"
 
 namespace ps_tool {
@@ -20,61 +27,21 @@ namespace {
 namespace fs = std::filesystem;
 
 struct Outcome {
-    bool ok = false;
-    std::string text;
+    std::string result;  // as in the JSON
+    std::string text = {};
+    int status = cli::kSuccess;
+    std::uint32_t frames = 0;
+    bool index_rebuilt = false;
+    std::size_t corrected_fields = 0;
+    std::uint64_t cut_bytes = 0;
+    std::uint64_t dropped_bytes = 0;
+    std::optional<std::uint32_t> dropped_frames = 0;
+    std::vector<std::string> backups = {};
 };
 
-/// Replaces a file: the new content is written next to it, the old file is kept as .bak, and the new one is
-/// renamed over it. A complete file exists at the path at all times.
-class Replacement {
-  public:
-    explicit Replacement(const std::string& path) : path_(path) {
-        if (fs::exists(backup_path()))
-            throw cli::CannotRun(backup_path() + ": already exists; move it away to repair again");
-    }
-    Replacement(const Replacement&) = delete;
-    Replacement& operator=(const Replacement&) = delete;
-    ~Replacement() {
-        std::error_code ignored;
-        fs::remove(new_path(), ignored);
-    }
-
-    [[nodiscard]] std::string new_path() const { return path_ + ".new"; }
-    [[nodiscard]] std::string backup_path() const { return path_ + ".bak"; }
-
-    void commit() const {
-        if (fs::exists(path_)) {
-            std::error_code error;
-            fs::create_hard_link(path_, backup_path(), error);
-            if (error) fs::rename(path_, backup_path());  // not every file system has hard links
-        }
-        fs::rename(new_path(), path_);
-    }
-
-  private:
-    std::string path_;
-};
-
-void require(bool written, const std::string& path) {
-    if (!written) throw cli::CannotRun(path + ": cannot be written");
-}
-
-void write_index(const std::string& path, const std::string& content) {
-    const auto file = platform::system_files().create_index(path);
-    require(file && file->write_at(0, platform::bytes_of(content)) == content.size(), path);
-}
-
-/// Copies the first `length` bytes of the recording's data file.
-void write_data(const std::string& path, reader::Recording& recording, std::uint64_t length) {
-    constexpr std::size_t kBlock = std::size_t{1} << 20U;
-    const auto file = platform::system_files().create_data(path);
-    require(file != nullptr, path);
-    std::vector<platform::Byte> block(kBlock);
-    for (std::uint64_t at = 0; at < length; at += block.size()) {
-        block.resize(std::min<std::uint64_t>(kBlock, length - at));
-        if (!recording.read_data(at, block)) throw cli::CannotRun(recording.data_path() + ": cannot be read");
-        require(file->append({block}) == static_cast<std::int64_t>(block.size()), path);
-    }
+reader::Trust trust_of(const Options& options) {
+    if (options.trust == "data") return reader::Trust::kData;
+    return options.trust == "index" ? reader::Trust::kIndex : reader::Trust::kEvidence;
 }
 
 /// What looks interrupted may be a conversion that is still running.
@@ -83,51 +50,211 @@ void require_unchanged(const reader::Recording& recording) {
     throw cli::CannotRun(recording.data_path() + ": is still being written");
 }
 
-void write_to_output(const Options& options, reader::Recording& recording, const reader::Report& report) {
-    for (const std::string& path : {options.out, options.out + "i"}) {
-        if (fs::exists(path)) throw cli::CannotRun(path + ": already exists");
-    }
-    write_data(options.out, recording, report.whole_end);
-    write_index(options.out + "i", reader::rebuilt_index(recording, report));
+bool is_same_file(const std::string& one, const std::string& other) {
+    std::error_code ignored;
+    return fs::equivalent(one, other, ignored);
 }
 
-void write_in_place(reader::Recording& recording, const reader::Report& report) {
-    const Replacement index(recording.index_path());
-    std::optional<Replacement> data;
-    if (report.whole_end < report.data_size) data.emplace(recording.data_path());
-    write_index(index.new_path(), reader::rebuilt_index(recording, report));
-    if (data) write_data(data->new_path(), recording, report.whole_end);
-    require_unchanged(recording);
-    recording.close();
-    if (data) data->commit();
+void require_output(const Options& options, const reader::Recording& recording) {
+    for (const std::string& path : {options.out, options.out + "i"}) {
+        if (is_same_file(path, recording.data_path()) || is_same_file(path, recording.index_path()))
+            throw cli::CannotRun(path + ": is the recording itself; use another path");
+        if (fs::is_directory(path)) throw cli::CannotRun(path + ": is a directory");
+        if (!options.force && fs::exists(fs::symlink_status(path)))
+            throw cli::CannotRun(path + ": already exists; use --force to replace it");
+    }
+}
+
+/// Gives the new data file, which `write` writes, its index. Both appear at their paths when they are
+/// complete.
+void write_pair(const std::string& path, const std::function<void(WrittenFile&)>& write) {
+    NewContent data(path);
+    NewContent index(path + "i");
+    write(data.file());
+    data.finish(path);
+    reader::Recording written(data.new_path());  // its index is not there: it would be "PATH.newi"
+    const reader::Report report = reader::verify(written);
+    if (report.faults.unrepairable() > 0 || !report.corrections.empty() ||
+        report.whole_end != report.data_size)
+        throw cli::CannotRun(path + ": not written: " + reader::text_of(report.faults.kept().front()));
+    index.file().write_at(0, platform::bytes_of(reader::rebuilt_index(written, report)));
+    index.finish(path + "i");
+    written.close();
+    data.commit();
     index.commit();
 }
 
-std::string repair_text(const reader::Report& report) {
-    const std::uint64_t cut = report.data_size - report.whole_end;
-    return fmt::format("index of {} entries rebuilt{}", report.frames,
-                       cut > 0 ? fmt::format(", {} bytes cut off the data file", cut) : "");
+void write_to_output(const Options& options, reader::Recording& recording, const reader::Report& report) {
+    write_pair(options.out, [&](WrittenFile& file) {
+        copy_data(recording, 0, report.whole_end, file, 0);
+        for (const reader::Correction& correction : report.corrections)
+            file.write_at(correction.offset, correction.bytes);
+    });
+}
+
+void write_salvage(const std::string& path, reader::Recording& recording, const reader::Salvage& salvage) {
+    write_pair(path, [&](WrittenFile& file) {
+        file.write_at(0, kPackHeader);
+        file.write_at(PackHeader::size, salvage.map);
+        std::uint64_t at = kPacketsAt;
+        for (const reader::Salvage::Range& range : salvage.ranges) {
+            copy_data(recording, range.begin, range.end, file, at);
+            at += range.end - range.begin;
+        }
+        for (const reader::Correction& correction : salvage.corrections)
+            file.write_at(correction.offset, correction.bytes);
+    });
+}
+
+/// Writes the corrections and cuts off the tail. Both are on the disk before this returns.
+void change_data(WrittenFile& file, const reader::Report& report) {
+    for (const reader::Correction& correction : report.corrections)
+        file.write_at(correction.offset, correction.bytes);
+    file.flush();
+    if (report.whole_end == report.data_size) return;
+    std::error_code error;
+    fs::resize_file(file.path(), report.whole_end, error);
+    require_written(error, file.path());
+    file.flush();
+}
+
+/// Nothing is changed before the backups and the new index are on the disk. An interruption after that leaves
+/// a recording that another repair finishes. Returns the names of the backups.
+std::vector<std::string> write_in_place(reader::Recording& recording, const reader::Report& report,
+                                        const std::optional<std::string>& new_index) {
+    const bool cut = report.whole_end < report.data_size;
+    std::optional<NewContent> index;
+    if (new_index) {
+        index.emplace(recording.index_path());
+        index->file().write_at(0, platform::bytes_of(*new_index));
+        index->finish(recording.has_index() ? recording.index_path() : recording.data_path());
+    }
+    std::optional<WrittenFile> data;
+    if (cut || !report.corrections.empty()) data.emplace(recording.data_path(), platform::Edit::kExisting);
+    std::vector<std::string> backups;
+    try {
+        if (!report.corrections.empty()) backups.push_back(save_fields(recording, report));
+        if (cut) backups.push_back(save_tail(recording, report.whole_end));
+        require_unchanged(recording);
+    } catch (...) {
+        std::error_code ignored;
+        for (const std::string& backup : backups) fs::remove(backup, ignored);
+        throw;
+    }
+    recording.close();
+    if (data) change_data(*data, report);
+    if (!index) return backups;
+    if (std::string backup = keep_backup(recording.index_path()); !backup.empty())
+        backups.push_back(std::move(backup));
+    index->commit();
+    return backups;
+}
+
+std::string repair_text(const Outcome& outcome) {
+    std::vector<std::string> parts;
+    if (outcome.index_rebuilt) parts.push_back(fmt::format("index of {} entries rebuilt", outcome.frames));
+    if (outcome.corrected_fields > 0)
+        parts.push_back(cli::plural(outcome.corrected_fields, "field") + " corrected in the data file");
+    if (outcome.cut_bytes > 0)
+        parts.push_back(fmt::format("{} bytes cut off the data file", outcome.cut_bytes));
+    return fmt::format("{}", fmt::join(parts, ", "));
+}
+
+std::string salvage_text(const Outcome& outcome, bool map_rebuilt) {
+    const std::string frames = outcome.dropped_frames ? cli::plural(*outcome.dropped_frames, "frame")
+                                                      : std::string("an unknown number of frames");
+    return fmt::format("{} saved{}, {} and {} dropped", cli::plural(outcome.frames, "frame"),
+                       map_rebuilt ? ", pack header and map rebuilt" : "",
+                       cli::plural(outcome.dropped_bytes, "byte"), frames);
+}
+
+/// The first fault that cannot be repaired, if it was kept.
+const reader::Fault& obstacle(const reader::Report& report) {
+    const std::vector<reader::Fault>& faults = report.faults.kept();
+    const auto found = std::ranges::find(faults, reader::Repair::kNone, &reader::Fault::repair);
+    return found == faults.end() ? faults.front() : *found;
+}
+
+Outcome refusal(const reader::Report& report, const std::string& advice) {
+    return {.result = "refused",
+            .text = fmt::format("not repaired, {} of {} cannot be repaired; {}; {}",
+                                report.faults.unrepairable(), cli::plural(report.faults.count(), "fault"),
+                                reader::text_of(obstacle(report)), advice),
+            .status = cli::kFailure};
+}
+
+Outcome salvage(const Options& options, reader::Recording& recording, const reader::Report& report) {
+    const reader::Salvage saved = reader::salvage(recording, report);
+    if (saved.frames == 0) return refusal(report, "no packet is intact");
+    Outcome outcome{.result = options.dry_run ? "would be salvaged" : "salvaged",
+                    .frames = saved.frames,
+                    .index_rebuilt = true,
+                    .dropped_bytes = saved.dropped_bytes,
+                    .dropped_frames = saved.dropped_frames};
+    outcome.text = (options.dry_run ? "would be salvaged: " : "") + salvage_text(outcome, saved.map_rebuilt);
+    outcome.status = options.dry_run ? cli::kFailure : cli::kSuccess;
+    if (!options.dry_run) write_salvage(options.out, recording, saved);
+    return outcome;
+}
+
+Outcome repair_recording(const Options& options, reader::Recording& recording, const reader::Report& report) {
+    std::optional<std::string> index = reader::rebuilt_index(recording, report);
+    const bool in_place = options.out.empty();
+    if (in_place && platform::system_files().read_whole(recording.index_path()) == index) index.reset();
+    Outcome outcome{.result = options.dry_run ? "would be repaired" : "repaired",
+                    .frames = report.frames,
+                    .index_rebuilt = index.has_value(),
+                    .corrected_fields = report.corrections.size(),
+                    .cut_bytes = report.data_size - report.whole_end};
+    outcome.text = (options.dry_run ? "would be repaired: " : "") + repair_text(outcome);
+    if (options.dry_run) {
+        outcome.status = cli::kFailure;
+    } else if (in_place) {
+        outcome.backups = write_in_place(recording, report, index);
+    } else {
+        write_to_output(options, recording, report);
+    }
+    return outcome;
 }
 
 Outcome repair(const Options& options, reader::Recording& recording) {
-    const reader::Report report = reader::verify(recording);
-    if (report.verified() && options.out.empty()) return {true, "no faults"};
+    if (!options.out.empty()) require_output(options, recording);
+    const reader::Report report = reader::verify(
+        recording, reader::VerifyDepth::kHeaders, [](const reader::Packet&) {}, trust_of(options));
+    if (report.verified() && options.out.empty())
+        return {.result = "no faults", .text = "no faults", .frames = report.frames};
+    if (report.undecided) return refusal(report, "--trust data or --trust index decides");
     if (!report.verified() && !report.repairable()) {
-        return {false, fmt::format("not repaired, {} of {} faults cannot be repaired; {}",
-                                   report.faults.unrepairable(), report.faults.count(),
-                                   reader::text_of(report.faults.kept().front()))};
+        return options.out.empty() ? refusal(report, "--output FILE saves what is intact")
+                                   : salvage(options, recording, report);
     }
-    if (options.dry_run) return {false, "would be repaired: " + repair_text(report)};
-    options.out.empty() ? write_in_place(recording, report) : write_to_output(options, recording, report);
-    return {true, repair_text(report)};
+    return repair_recording(options, recording, report);
 }
 
 Outcome repair_or_explain(const Options& options, reader::Recording& recording) {
     try {
         return repair(options, recording);
     } catch (const std::exception& error) {  // the other recordings are still repaired
-        return {false, fmt::format("not repaired: {}", error.what())};
+        return {.result = "failed",
+                .text = fmt::format("not repaired: {}", error.what()),
+                .status = cli::kCannotRun};
     }
+}
+
+cli::Json json_of(const std::string& path, const Outcome& outcome) {
+    cli::Json json;
+    cli::add_path(json, path);
+    json.update(
+        {{"result", outcome.result},
+         {"text", outcome.text},
+         {"frames", outcome.frames},
+         {"index_rebuilt", outcome.index_rebuilt},
+         {"corrected_fields", outcome.corrected_fields},
+         {"cut_bytes", outcome.cut_bytes},
+         {"dropped_bytes", outcome.dropped_bytes},
+         {"dropped_frames", outcome.dropped_frames ? cli::Json(*outcome.dropped_frames) : cli::Json()},
+         {"backups", outcome.backups}});
+    return json;
 }
 
 }  // namespace
@@ -137,15 +264,22 @@ int run_repair(const Options& options) {
     if (!options.out.empty() && cli::recording_paths(options.paths, unusable).size() != 1) {
         throw cli::CannotRun("--output: can only be used with one recording");
     }
-    bool ok = true;
+    if (options.force && options.out.empty()) throw cli::CannotRun("--force: can only be used with --output");
+    int status = cli::kSuccess;
+    const auto json = json_list(options, "recordings");
     for_each_recording<Outcome>(
         options, unusable,
         [&](reader::Recording& recording) { return repair_or_explain(options, recording); },
         [&](const std::string& path, const Outcome& outcome) {
-            fmt::print("{}: {}\n", path, outcome.text);
-            ok &= outcome.ok;
+            if (json) {
+                json->add(json_of(path, outcome));
+            } else {
+                fmt::print("{}: {}\n", cli::printable(path), cli::printable(outcome.text));
+            }
+            status = std::max(status, outcome.status);
         });
-    return unusable.status(ok ? cli::kSuccess : cli::kFailure);
+    if (json) json->finish({{"unusable", unusable.json()}});
+    return unusable.status(status);
 }
 
 }  // namespace ps_tool

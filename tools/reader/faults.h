@@ -11,8 +11,18 @@
 
 namespace reader {
 
-/// Whether rebuilding the index from the data file and cutting off an incomplete last packet removes a fault.
-enum class Repair { kNone, kByRebuilding };
+/// How a fault can be removed: not at all; by rebuilding the index from the data file and cutting off an
+/// incomplete last packet; or by writing the right bytes, which are known, into the data file.
+enum class Repair { kNone, kByRebuilding, kByCorrecting };
+
+/// Bytes of the data file that have to be different.
+struct Correction {
+    std::uint64_t offset = 0;  // bytes from the start of the data file
+    std::vector<platform::Byte> bytes;
+};
+
+/// The number of fields of the head or of one packet header that may be wrong for the others to be trusted.
+inline constexpr std::size_t kMaxWrongFields = 3;
 
 /// A deviation from the recording format.
 struct Fault {
@@ -55,10 +65,22 @@ template <typename Field>
     return {name, Field::offset, Field::width};
 }
 
-/// Adds a fault for every field in which `found` and `expected` differ. `record` has the position and the
-/// name of the record. Both spans have the same size.
-void compare_fields(FaultList& faults, const Fault& record, std::span<const platform::Byte> found,
-                    std::span<const platform::Byte> expected, std::span<const NamedField> fields);
+/// Adds a fault for every field in which `found` and `expected` differ. `record` has the position, the name
+/// and the repair of the record. Both spans have the same size. Returns the corrections of the fields.
+std::vector<Correction> compare_fields(FaultList& faults, const Fault& record,
+                                       std::span<const platform::Byte> found,
+                                       std::span<const platform::Byte> expected,
+                                       std::span<const NamedField> fields);
+
+/// The number of fields in which the two spans differ.
+[[nodiscard]] std::size_t different_fields(std::span<const platform::Byte> found,
+                                           std::span<const platform::Byte> expected,
+                                           std::span<const NamedField> fields);
+
+/// Replaces the bytes of a record, which is at `offset` in the data file, by those of the corrections, which
+/// are sorted by offset.
+void apply_corrections(std::span<const Correction> corrections, std::uint64_t offset,
+                       std::span<platform::Byte> record);
 
 [[nodiscard]] bool all_zero(std::span<const platform::Byte> bytes);
 

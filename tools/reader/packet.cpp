@@ -22,24 +22,19 @@ MapStream stream_of(MapEntry::View entry) {
     return stream;
 }
 
-/// True if the header is valid regardless of the packets around it.
-bool is_header(const PesHeader::Bytes& bytes, const StreamMapInfo& map) {
-    const Packet packet = parse_packet(bytes, 0, 0);
-    const std::uint32_t previous_size = get_size22(PesHeader::PreviousSize::of(PesHeader::View(bytes)));
-    return begins_packet(bytes, map) && is_plausible(packet) &&
-           bytes == expected_header(packet, map, previous_size);
-}
-
 }  // namespace
+
+void put_map_entry_constants(MapEntry::MutableView entry, std::uint32_t slot) {
+    MapEntry::InfoLength::put(entry, kMapEntryInfoLength);
+    if (slot < kVideoSlots) MapEntry::Filler::put(entry, kMapEntryFiller);
+    std::ranges::fill(MapEntry::Reserved::of(entry), platform::Byte{0});
+}
 
 StreamMapInfo parse_stream_map(const StreamMap::Bytes& map) {
     StreamMapInfo info;
     info.program_code = ProgramInfo::Code::of(StreamMap::Info::of(StreamMap::View(map)))[0];
-    const auto entries = StreamMap::Entries::of(StreamMap::View(map));
-    for (std::size_t slot = 0; slot < kSlots; ++slot) {
-        const auto entry = entries.subspan(slot * MapEntry::size).first<MapEntry::size>();
-        info.streams.at(slot) = stream_of(entry);
-    }
+    for (std::uint32_t slot = 0; slot < kSlots; ++slot)
+        info.streams.at(slot) = stream_of(map_entry(StreamMap::View(map), slot));
     return info;
 }
 
@@ -81,6 +76,13 @@ bool begins_packet(const PesHeader::Bytes& header, const StreamMapInfo& map) {
     const std::uint8_t id = PesHeader::StreamId::get(header);
     return std::ranges::equal(PesHeader::StartCode::of(PesHeader::View(header)), kPacketStartCode) &&
            map.streams.at(slot_of_stream_id(id)).id == id;
+}
+
+bool is_header(const PesHeader::Bytes& bytes, const StreamMapInfo& map) {
+    const Packet packet = parse_packet(bytes, 0, 0);
+    const std::uint32_t previous_size = get_size22(PesHeader::PreviousSize::of(PesHeader::View(bytes)));
+    return begins_packet(bytes, map) && is_plausible(packet) &&
+           bytes == expected_header(packet, map, previous_size);
 }
 
 std::optional<std::uint64_t> find_packet(Recording& recording, const StreamMapInfo& map, std::uint64_t from) {

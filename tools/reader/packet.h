@@ -27,6 +27,17 @@ struct StreamMapInfo {
     std::uint8_t program_code = 0;  // two of its bits are in every packet
 };
 
+/// The map's entry of one slot.
+[[nodiscard]] inline MapEntry::View map_entry(StreamMap::View map, std::uint32_t slot) {
+    return StreamMap::Entries::of(map).subspan(std::size_t{slot} * MapEntry::size).first<MapEntry::size>();
+}
+[[nodiscard]] inline MapEntry::MutableView map_entry(StreamMap::MutableView map, std::uint32_t slot) {
+    return StreamMap::Entries::of(map).subspan(std::size_t{slot} * MapEntry::size).first<MapEntry::size>();
+}
+
+/// Sets every field of a map entry that is the same in all files, except the stream id.
+void put_map_entry_constants(MapEntry::MutableView entry, std::uint32_t slot);
+
 [[nodiscard]] StreamMapInfo parse_stream_map(const StreamMap::Bytes& map);
 
 struct Packet {
@@ -40,6 +51,7 @@ struct Packet {
     PacketTime time;
     bool begins_span = false;  // set by verify(), which knows the packets before it
 
+    bool operator==(const Packet&) const = default;
     [[nodiscard]] std::uint64_t end() const { return offset + size; }
     [[nodiscard]] std::uint8_t picture_type() const { return flags & kPictureTypeBits; }
     [[nodiscard]] std::uint8_t kind() const { return flags & kRecordingKindBits; }
@@ -66,6 +78,9 @@ struct Packet {
 
 /// True if the start code is that of a packet and the stream id is in the map.
 [[nodiscard]] bool begins_packet(const PesHeader::Bytes& header, const StreamMapInfo& map);
+
+/// True if the header is valid regardless of the packets around it.
+[[nodiscard]] bool is_header(const PesHeader::Bytes& bytes, const StreamMapInfo& map);
 
 /// Offset of the first packet header at or after `from` that is valid regardless of the packets around it.
 /// Searches byte by byte up to the end of the file.

@@ -47,6 +47,7 @@ std::string rebuilt_index(Recording& recording, const Report& report) {
     open_writer(writer, report.map, index);
     for (std::uint64_t at = kPacketsAt; at < report.whole_end;) {
         auto header = recording.packet_header(at);
+        if (header) apply_corrections(report.corrections, at, *header);
         const std::uint32_t size = header ? parse_packet(*header, 0, at).size : 0;
         if (size == 0 || ps_index_packet(writer, *header, size) != kPsOk) {
             throw std::runtime_error(recording.data_path() + " changed while it was read");

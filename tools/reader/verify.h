@@ -27,19 +27,24 @@ struct Report {
     std::uint64_t data_size = 0;                  // bytes
     std::uint64_t index_size = 0;                 // bytes
     std::uint64_t whole_end = 0;                  // end of the last complete packet; 0 without a readable map
+    std::vector<Correction> corrections;          // of the faults with Repair::kByCorrecting, by offset
+    std::uint64_t date_steps = 0;                 // sum of the differences between the date16 of neighbours
+    std::vector<std::uint32_t> contested;         // packets that contradict an otherwise right index entry
+    bool undecided = false;                       // for one of them, no evidence tells what is right
     FaultList faults;
 
     [[nodiscard]] std::size_t spans() const { return span_list.size(); }
     [[nodiscard]] bool verified() const { return faults.count() == 0; }
 
-    /// True if a new index and cutting the data file after the last complete packet remove all faults.
+    /// True if a new index, the corrections, and cutting the data file after the last complete packet remove
+    /// all faults.
     [[nodiscard]] bool repairable() const { return !verified() && faults.unrepairable() == 0; }
     /// A single fault is repaired only if the whole recording can be.
     [[nodiscard]] bool repairs(const Fault& fault) const {
-        return faults.unrepairable() == 0 && fault.repair == Repair::kByRebuilding;
+        return faults.unrepairable() == 0 && fault.repair != Repair::kNone;
     }
 
-    /// Faults of the data file cannot be repaired; faults of the index can.
+    /// Faults of the data file cannot be repaired unless the right bytes are known; faults of the index can.
     [[nodiscard]] Fault in_data(std::uint64_t at, std::string text,
                                 std::optional<std::uint32_t> number = {}) const {
         return {path, at, std::move(text), number};
@@ -52,7 +57,12 @@ struct Report {
 
 enum class VerifyDepth { kHeaders, kPayloads };
 
-/// Receives every complete packet in file order.
+/// What is right if a packet and its index entry contradict each other and both are possible: whichever
+/// leaves fewer faults in the whole recording, or always the same one.
+enum class Trust { kEvidence, kData, kIndex };
+
+/// Receives every complete packet in file order, as the data file has it: a packet is not corrected from a
+/// contradicting index entry.
 using PacketVisitor = std::function<void(const Packet&)>;
 
 /// Checks both files of a recording: reads the data file packet by packet, computes the expected index and
@@ -61,11 +71,14 @@ using PacketVisitor = std::function<void(const Packet&)>;
 /// number of spans, not on the number of packets.
 [[nodiscard]] Report verify(
     Recording& recording, VerifyDepth depth = VerifyDepth::kHeaders,
-    const PacketVisitor& visit = [](const Packet&) {});
+    const PacketVisitor& visit = [](const Packet&) {}, Trust trust = Trust::kEvidence);
 
-/// The complete index for the packets up to the last complete one. Passes the packets' headers to the
-/// module's own writer. The report must be verified() or repairable(). Throws std::runtime_error if the data
-/// file has changed since then.
+/// The map with the values that are known. Nothing if the file has none or if too many fields are wrong.
+[[nodiscard]] std::optional<StreamMap::Bytes> corrected_map(Recording& recording);
+
+/// The complete index for the corrected packets up to the last complete one. Passes the packets' headers to
+/// the module's own writer. The report must be verified() or repairable(). Throws std::runtime_error if the
+/// data file has changed since then.
 [[nodiscard]] std::string rebuilt_index(Recording& recording, const Report& report);
 
 }  // namespace reader

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstdlib>
+#include <iterator>
 #include <vector>
 
 #include "ps/encodings.h"
@@ -46,6 +49,12 @@ constexpr std::array kEntryFields = {
     field<PsiFrameEntry::Reserved27>("reserved"),
 };
 
+/// The bits of a packet size that the length field has.
+constexpr std::uint32_t kLengthBits = 0xFFFF;
+
+/// Limits the memory for a recording in which every packet has a fault.
+constexpr std::size_t kMaxCorrections = 10'000;
+
 /// True if the packet belongs to the span.
 bool continues(const Span& span, const Packet& packet) {
     // A time that goes backwards is a gap too, because the unsigned difference wraps around.
@@ -53,9 +62,9 @@ bool continues(const Span& span, const Packet& packet) {
     return span.kind == packet.kind() && span.last.date == packet.time.date && pause <= kSpanGap;
 }
 
-/// The entry that the packet must have. Its Next field is checked later.
-PsiFrameEntry::Bytes expected_entry(const Packet& packet, const StreamMapInfo& map, const SlotSummary& slot,
-                                    std::uint32_t found_next) {
+/// The entry that the packet must have.
+PsiFrameEntry::Bytes expected_entry(const Packet& packet, const StreamMapInfo& map, std::uint32_t previous,
+                                    std::uint16_t key_distance, std::uint32_t next) {
     const std::uint32_t units = packet.size / kPacketUnit;
     PsiFrameEntry::Bytes entry{};
     PsiFrameEntry::Slot::put(entry, packet.slot);
@@ -67,16 +76,22 @@ PsiFrameEntry::Bytes expected_entry(const Packet& packet, const StreamMapInfo& m
     PsiFrameEntry::TimeOfDay::put(entry, packet.time.milliseconds);
     PsiFrameEntry::Position::put(entry,
                                  static_cast<std::uint32_t>((packet.offset - kPacketsAt) / kPacketUnit));
-    PsiFrameEntry::Previous::put(entry, slot.last_entry);
-    PsiFrameEntry::Next::put(entry, found_next);
-    PsiFrameEntry::KeyDistance::put(entry, slot.key_distance);
+    PsiFrameEntry::Previous::put(entry, previous);
+    PsiFrameEntry::Next::put(entry, next);
+    PsiFrameEntry::KeyDistance::put(entry, key_distance);
     return entry;
 }
 
 class PacketVerifier {
   public:
-    PacketVerifier(Recording& recording, VerifyDepth depth, const PacketVisitor& visit, Report& report)
-        : recording_(recording), depth_(depth), visit_(visit), report_(report), map_(report.map) {}
+    PacketVerifier(Recording& recording, VerifyDepth depth, const PacketVisitor& visit,
+                   const Choices& choices, Report& report)
+        : recording_(recording),
+          depth_(depth),
+          visit_(visit),
+          choices_(choices),
+          report_(report),
+          map_(report.map) {}
 
     void run() {
         report_.whole_end = kPacketsAt;
@@ -98,18 +113,25 @@ class PacketVerifier {
             report_end(nullptr);
             return false;
         }
-        Packet packet = parse_packet(*header, report_.frames, at_);
+        const Packet parsed = parse_packet(*header, report_.frames, at_);
+        Packet packet = parsed;
         const bool valid = *header == expected_header(packet, map_, previous_size_) && is_plausible(packet);
-        if (valid && packet.end() > recording_.data_size()) {  // truncated
-            report_end(&packet);
-            return false;
+        resolved_ = true;
+        found_ = packets_lost_ ? std::nullopt : recording_.entry_record(packet.number);
+        if (!valid || !is_size_confirmed(packet)) {
+            const auto size = known_size(*header, packet, valid);
+            if (!size && valid && packet.end() > recording_.data_size()) {
+                report_end(&packet);
+                return false;
+            }
+            if (!size && !valid) return resynchronize(packet);
+            packet.size = size.value_or(packet.size);
         }
-        if (!valid) {
-            const auto size = trusted_size(*header, packet);
-            if (!size) return resynchronize(packet);
-            packet.size = *size;
-            report_header(*header, packet);
-        }
+        if (!valid) resolve(*header, packet);
+        if (!valid && !is_recognizable(*header, packet)) return resynchronize(parsed);
+        expected_ = expected_entry_of(packet);
+        if (found_ && *found_ != expected_) settle(packet);
+        if (!valid || packet != parsed) report_header(*header, packet);
         verify_padding(packet);
         if (depth_ == VerifyDepth::kPayloads) verify_payload(packet);
         verify_entry(packet);
@@ -135,15 +157,76 @@ class PacketVerifier {
         return true;
     }
 
-    /// The size from the packet or from its entry, whichever leads to another packet or to the end of the
-    /// file.
-    std::optional<std::uint32_t> trusted_size(const PesHeader::Bytes& header, const Packet& packet) {
-        if (possible_size(packet.size) && packet_begins_at(packet.end())) return packet.size;
-        if (!begins_packet(header, map_)) return std::nullopt;
-        const auto entry = recording_.entry(packet.number);
-        if (!entry || entry->packet_offset != packet.offset || !possible_size(entry->packet_size))
-            return std::nullopt;
-        return packet_begins_at(entry->packet_end()) ? std::optional(entry->packet_size) : std::nullopt;
+    /// True if the entry has the size too, or if the next packet repeats it. The length field has only 16
+    /// bits.
+    bool is_size_confirmed(const Packet& packet) {
+        const auto entry = found_ ? recording_.entry(packet.number) : std::nullopt;
+        return (entry && entry->packet_offset == packet.offset && entry->packet_size == packet.size &&
+                packet.end() <= recording_.data_size()) ||
+               is_repeated_at(packet.end(), packet.size);
+    }
+
+    /// True if few fields of the header are wrong, or at least its start is right.
+    bool is_recognizable(const PesHeader::Bytes& header, const Packet& packet) const {
+        return begins_packet(header, map_) ||
+               different_fields(header, expected_header(packet, map_, previous_size_), kPacketFields) <=
+                   kMaxWrongFields;
+    }
+
+    /// The size of a packet whose header has a fault or whose size is not confirmed: from the header's size
+    /// or length field or from the entry, whichever leads to a packet that repeats it or to the end of the
+    /// file. Otherwise the first one that leads to a packet.
+    std::optional<std::uint32_t> known_size(const PesHeader::Bytes& header, const Packet& packet,
+                                            bool valid) {
+        const std::uint32_t low = PesHeader::Length::get(header) + std::uint32_t{PesHeader::Marker::offset};
+        const std::uint64_t left = recording_.data_size() - packet.offset;
+        std::vector<std::uint32_t> sizes = {packet.size, (packet.size & ~kLengthBits) | (low & kLengthBits)};
+        if (const auto entry = recording_.entry(packet.number);
+            entry && entry->packet_offset == packet.offset)
+            sizes.push_back(entry->packet_size);
+        if (!valid && left <= kPacketSizeBits && (left & kLengthBits) == (low & kLengthBits))
+            sizes.push_back(static_cast<std::uint32_t>(left));
+        std::erase_if(sizes, [](std::uint32_t size) { return !possible_size(size); });
+        const auto repeated = std::ranges::find_if(
+            sizes, [&](std::uint32_t size) { return is_repeated_at(packet.offset + size, size); });
+        if (repeated != sizes.end()) return *repeated;
+        if (valid) return ambiguous_end(packet, left, low);
+        const auto leading = std::ranges::find_if(
+            sizes, [&](std::uint32_t size) { return packet_begins_at(packet.offset + size); });
+        if (leading != sizes.end()) return *leading;
+        return size_up_to_next(header, packet);
+    }
+
+    /// Reports a last packet that may be complete, with a wrong size, or truncated. Nothing is cut off then.
+    std::optional<std::uint32_t> ambiguous_end(const Packet& packet, std::uint64_t left, std::uint32_t low) {
+        const bool ambiguous = !found_ && packet.end() > recording_.data_size() && left <= kPacketSizeBits &&
+                               (left & kLengthBits) == (low & kLengthBits);
+        if (ambiguous) {
+            data_fault(packet, packet.offset + PesHeader::PacketSize::offset,
+                       fmt::format("packet size is {} or {}: the packet is truncated or its size is wrong",
+                                   packet.size, left));
+        }
+        return std::nullopt;
+    }
+
+    /// The size up to the next recognizable packet, if that repeats it and few other fields are wrong.
+    std::optional<std::uint32_t> size_up_to_next(const PesHeader::Bytes& header, Packet packet) {
+        const auto expected = [&] { return expected_header(packet, map_, previous_size_); };
+        if (different_fields(header, expected(), kPacketFields) > kMaxWrongFields + 1) return std::nullopt;
+        const auto next = find_packet(recording_, map_, packet.offset + 1);
+        if (!next || *next - packet.offset > kPacketSizeBits) return std::nullopt;
+        packet.size = static_cast<std::uint32_t>(*next - packet.offset);
+        const bool known = possible_size(packet.size) && is_repeated_at(*next, packet.size) &&
+                           different_fields(header, expected(), kPacketFields) <= kMaxWrongFields;
+        return known ? std::optional(packet.size) : std::nullopt;
+    }
+
+    /// True at the end of the file, and if a packet begins there that repeats the size of the one before.
+    bool is_repeated_at(std::uint64_t position, std::uint32_t size) {
+        if (position >= recording_.data_size()) return position == recording_.data_size();
+        const auto header = recording_.packet_header(position);
+        return header && begins_packet(*header, map_) &&
+               get_size22(PesHeader::PreviousSize::of(PesHeader::View(*header))) == size;
     }
 
     bool packet_begins_at(std::uint64_t position) {
@@ -152,11 +235,124 @@ class PacketVerifier {
         return header && begins_packet(*header, map_);
     }
 
+    /// Sets the values of a packet whose header has a fault. What the header does not tell is taken from the
+    /// entry if all else in it is right.
+    void resolve(const PesHeader::Bytes& header, Packet& packet) {
+        packet.flags |= kAlwaysSetFlags;
+        const bool clear_time = resolve_time(header, packet);
+        const bool known_id = map_.streams.at(packet.slot).id == packet.stream_id;
+        const bool known_picture = packet.picture_type() == kKeyFrame || packet.picture_type() == kOtherFrame;
+        resolved_ = clear_time && known_id && known_picture;
+        if (resolved_) return;
+        const auto other = found_ ? described_by_entry(packet) : std::nullopt;
+        if (!other) return;
+        resolved_ = true;
+        if (!clear_time) packet.time = other->time;
+        if (!known_picture) packet.flags = other->flags;
+        if (known_id) return;
+        packet.slot = other->slot;
+        packet.stream_id = other->stream_id;
+    }
+
+    /// Chooses between the two time stamps if they differ: the one that is well formed or, of two, the one in
+    /// the entry. False if neither is known to be right.
+    bool resolve_time(const PesHeader::Bytes& header, Packet& packet) const {
+        const auto presentation = time_of(PesHeader::PresentationTime::of(header), kPresentationPrefix);
+        const auto decoding = time_of(PesHeader::DecodingTime::of(header), kDecodingPrefix);
+        const auto differs = [&](const std::optional<std::uint32_t>& time) {
+            return !time || (found_ && *time != PsiFrameEntry::TimeOfDay::get(*found_));
+        };
+        if (!presentation && !decoding) return false;
+        const bool by_presentation =
+            !decoding || (presentation && differs(decoding) && !differs(presentation));
+        packet.time.milliseconds = by_presentation ? *presentation : *decoding;
+        const bool undecided = presentation && decoding && presentation != decoding &&
+                               differs(presentation) == differs(decoding);
+        return !undecided && packet.time.plausible();
+    }
+
+    /// The milliseconds of a time stamp that the module could have written.
+    static std::optional<std::uint32_t> time_of(std::span<const platform::Byte, 5> stamp,
+                                                std::uint8_t prefix) {
+        const std::uint64_t ticks = get_time_stamp(stamp);
+        std::array<platform::Byte, 5> written{};
+        put_time_stamp(written, prefix, ticks);
+        const bool possible = std::ranges::equal(stamp, written) && ticks % kClockPerMillisecond == 0 &&
+                              ticks / kClockPerMillisecond < kMillisecondsPerDay;
+        return possible ? std::optional(static_cast<std::uint32_t>(ticks / kClockPerMillisecond))
+                        : std::nullopt;
+    }
+
+    /// The packet with the entry's stream, flags and time. Nothing if it is not possible, or if anything else
+    /// in the entry contradicts the packets.
+    std::optional<Packet> described_by_entry(const Packet& packet) const {
+        Packet other = packet;
+        other.slot = PsiFrameEntry::Slot::get(*found_);
+        if (other.slot >= kSlots) return std::nullopt;
+        other.stream_id = map_.streams.at(other.slot).id;
+        other.flags = PsiFrameEntry::Flags::get(*found_);
+        other.time = {PsiFrameEntry::Date::get(*found_), PsiFrameEntry::TimeOfDay::get(*found_)};
+        const bool possible = (other.flags & kAlwaysSetFlags) == kAlwaysSetFlags && is_plausible(other);
+        return possible && *found_ == expected_entry_of(other) ? std::optional(other) : std::nullopt;
+    }
+
+    /// The entry that the packet must have, with the link to the next one as it is.
+    PsiFrameEntry::Bytes expected_entry_of(const Packet& packet) const {
+        return expected_entry(packet, map_, slots_.at(packet.slot).last_entry, key_distance_of(packet),
+                              found_ ? PsiFrameEntry::Next::get(*found_) : kNoEntry);
+    }
+
+    std::uint16_t key_distance_of(const Packet& packet) const {
+        return packet.picture_type() <= kKeyFrame
+                   ? std::uint16_t{0}
+                   : static_cast<std::uint16_t>(slots_.at(packet.slot).key_distance + 1);
+    }
+
+    /// Decides between a packet and its entry if both are possible.
+    void settle(Packet& packet) {
+        const auto other = described_by_entry(packet);
+        if (!other) return;
+        if (resolved_) report_.contested.push_back(packet.number);
+        const Choice choice = choices_.of(packet.number);
+        if (choice == Choice::kUndecided) {
+            report_.undecided = true;
+            data_fault(packet, packet.offset,
+                       fmt::format("{}, but {} in the index; either can be right", text_of(packet),
+                                   text_of(*other)));
+        }
+        if (choice != Choice::kIndex) return;
+        packet = *other;
+        expected_ = *found_;
+    }
+
+    static std::string text_of(const Packet& packet) {
+        return fmt::format("{}, slot {}, flags {:02X}", reader::text_of(packet.time), packet.slot,
+                           packet.flags);
+    }
+
+    /// False if bytes may be missing before the packet, because the size of the packet before it is neither
+    /// the expected one nor that with a flipped bit, and its entry differs too.
+    bool is_after_previous(const PesHeader::Bytes& header) const {
+        std::array<platform::Byte, PesHeader::PreviousSize::width> expected{};
+        put_size22(expected, previous_size_);
+        const auto size = PesHeader::PreviousSize::of(PesHeader::View(header));
+        int different_bits = 0;
+        for (std::size_t i = 0; i < expected.size(); ++i)
+            different_bits += std::popcount(static_cast<platform::Byte>(size[i] ^ expected.at(i)));
+        return different_bits <= 1 || (found_ && *found_ == expected_);
+    }
+
     void report_header(const PesHeader::Bytes& found, const Packet& packet) {
-        compare_fields(report_.faults,
-                       report_.in_data(packet.offset, fmt::format("packet {}", packet.number), packet.number),
-                       found, expected_header(packet, map_, previous_size_), kPacketFields);
-        report_values(packet);
+        const PesHeader::Bytes expected = expected_header(packet, map_, previous_size_);
+        Fault record = report_.in_data(packet.offset, fmt::format("packet {}", packet.number), packet.number);
+        const bool known = resolved_ && is_plausible(packet) && is_after_previous(found) &&
+                           different_fields(found, expected, kPacketFields) <= kMaxWrongFields &&
+                           report_.corrections.size() < kMaxCorrections;
+        if (known) record.repair = Repair::kByCorrecting;
+        std::vector<Correction> corrections =
+            compare_fields(report_.faults, record, found, expected, kPacketFields);
+        if (known) std::ranges::move(corrections, std::back_inserter(report_.corrections));
+        if (!known) report_values(packet);
     }
 
     void report_values(const Packet& packet) {
@@ -214,26 +410,40 @@ class PacketVerifier {
         std::array<platform::Byte, kPaddingBits> bytes{};
         const auto used = std::span(bytes).first(packet.padding);
         const std::uint64_t at = packet.end() - packet.padding;
-        if (!recording_.read_data(at, used) || !all_zero(used)) data_fault(packet, at, "padding is not zero");
+        if (!recording_.read_data(at, used)) return data_fault(packet, at, "padding cannot be read");
+        if (all_zero(used)) return;
+        Fault fault =
+            report_.in_data(at, fmt::format("packet {}: padding is not zero", packet.number), packet.number);
+        if (const auto wrong = wrong_padding_byte(used)) {
+            fault.repair = Repair::kByCorrecting;
+            report_.corrections.push_back({at + *wrong, {0}});
+        }
+        report_.faults.add(std::move(fault));
+    }
+
+    /// The only byte that is not zero, unless the number of padding bytes may be wrong instead: frames do not
+    /// end in zeros, so with one bit of the number cleared, it would be the number of zeros at the end.
+    static std::optional<std::size_t> wrong_padding_byte(std::span<const platform::Byte> padding) {
+        const auto is_set = [](platform::Byte byte) { return byte != 0; };
+        if (std::ranges::count_if(padding, is_set) != 1) return std::nullopt;
+        const auto at = static_cast<std::size_t>(std::ranges::find_if(padding, is_set) - padding.begin());
+        const std::size_t zeros = padding.size() - at - 1;
+        const std::size_t changed = padding.size() ^ zeros;
+        return std::has_single_bit(changed) ? std::nullopt : std::optional(at);
     }
 
     void verify_entry(const Packet& packet) {
         SlotSummary& slot = slots_.at(packet.slot);
-        slot.key_distance = packet.picture_type() <= kKeyFrame
-                                ? std::uint16_t{0}
-                                : static_cast<std::uint16_t>(slot.key_distance + 1);
+        slot.key_distance = key_distance_of(packet);
         verify_link(slot, packet.number);
-        const auto found = recording_.entry_record(packet.number);
-        if (found && !packets_lost_) {
-            const std::uint32_t next = PsiFrameEntry::Next::get(*found);
-            const PsiFrameEntry::Bytes expected = expected_entry(packet, map_, slot, next);
-            if (*found != expected) {
+        if (found_) {
+            if (*found_ != expected_) {
                 compare_fields(report_.faults,
                                report_.in_index(entry_at(packet.number),
                                                 fmt::format("entry {}", packet.number), packet.number),
-                               *found, expected, kEntryFields);
+                               *found_, expected_, kEntryFields);
             }
-            slot.found_next = next;
+            slot.found_next = PsiFrameEntry::Next::get(*found_);
         }
         slot.last_entry = packet.number;
     }
@@ -256,7 +466,8 @@ class PacketVerifier {
         }
         slot.last = packet.time;
         slot.kinds |= packet.kind();
-        if (report_.frames++ == 0) report_.first = packet.time;
+        if (report_.frames++ == 0) report_.first = report_.last = packet.time;
+        report_.date_steps += static_cast<std::uint64_t>(std::abs(packet.time.date - report_.last.date));
         report_.last = packet.time;
         if (packet.is_key()) ++report_.key_frames;
         report_.padding += packet.padding;
@@ -289,18 +500,25 @@ class PacketVerifier {
     Recording& recording_;
     VerifyDepth depth_;
     const PacketVisitor& visit_;
+    const Choices& choices_;
     Report& report_;
     const StreamMapInfo& map_;
     SlotSummaries slots_{};
     std::uint64_t at_ = kPacketsAt;
     std::uint32_t previous_size_ = kNoSize;
     bool packets_lost_ = false;  // packets were skipped because of damage
+
+    // Of the current packet:
+    bool resolved_ = true;                       // its values are known although its header has a fault
+    std::optional<PsiFrameEntry::Bytes> found_;  // its entry, unless packets were lost
+    PsiFrameEntry::Bytes expected_{};
 };
 
 }  // namespace
 
-void verify_packets(Recording& recording, VerifyDepth depth, const PacketVisitor& visit, Report& report) {
-    PacketVerifier(recording, depth, visit, report).run();
+void verify_packets(Recording& recording, VerifyDepth depth, const PacketVisitor& visit,
+                    const Choices& choices, Report& report) {
+    PacketVerifier(recording, depth, visit, choices, report).run();
 }
 
 }  // namespace reader

@@ -4,15 +4,31 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
 
 #include "tools/reader/verify.h"
 
 namespace reader {
 
+/// What is right for one contested packet.
+enum class Choice { kData, kIndex, kUndecided };
+
+/// The choice for contested packets by their number, and for all others.
+struct Choices {
+    Choice others = Choice::kData;
+    std::map<std::uint32_t, Choice> by_packet;
+
+    [[nodiscard]] Choice of(std::uint32_t number) const {
+        const auto found = by_packet.find(number);
+        return found == by_packet.end() ? others : found->second;
+    }
+};
+
 /// Checks every packet and its entry in file order, then stream records, spans and counts. Sets the figures
 /// of the report.
-void verify_packets(Recording& recording, VerifyDepth depth, const PacketVisitor& visit, Report& report);
+void verify_packets(Recording& recording, VerifyDepth depth, const PacketVisitor& visit,
+                    const Choices& choices, Report& report);
 
 /// Summary of the packets of one slot.
 struct SlotSummary {

@@ -1,0 +1,75 @@
+#pragma once
+
+// Writes the files of a repair. Failures throw cli::CannotRun with the path and the system's reason.
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "platform/edited_file.h"
+#include "tools/reader/recording.h"
+#include "tools/reader/verify.h"
+
+namespace ps_tool {
+
+/// A file that is written and flushed before its creator goes on.
+class WrittenFile {
+  public:
+    WrittenFile(std::string path, platform::Edit kind);
+
+    void write_at(std::uint64_t position, std::span<const platform::Byte> bytes);
+    void flush();
+    [[nodiscard]] const std::string& path() const { return path_; }
+
+  private:
+    std::string path_;
+    std::unique_ptr<platform::EditedFile> file_;
+};
+
+/// The new content of a file: PATH.new, which is removed unless commit() gives it the path.
+class NewContent {
+  public:
+    explicit NewContent(const std::string& path);
+    NewContent(const NewContent&) = delete;
+    NewContent& operator=(const NewContent&) = delete;
+    ~NewContent();
+
+    [[nodiscard]] WrittenFile& file() { return *file_; }
+    [[nodiscard]] std::string new_path() const { return new_path_; }
+
+    /// Flushes and closes the new file, and gives it the owner and the mode of `model`, if that exists.
+    void finish(const std::string& model);
+
+    /// Renames the new file over the old one.
+    void commit();
+
+  private:
+    std::string path_;
+    std::string new_path_;
+    std::unique_ptr<WrittenFile> file_;
+};
+
+/// Copies bytes [begin, end) of the recording's data file to a position of a file.
+void copy_data(reader::Recording& recording, std::uint64_t begin, std::uint64_t end, WrittenFile& to,
+               std::uint64_t position);
+
+/// The path, or the path with the first number that is free: PATH, PATH.1, PATH.2.
+[[nodiscard]] std::string unused_path(const std::string& path);
+
+/// Keeps a file under an unused name that begins with PATH.bak, and returns that name. Empty if there is no
+/// such file. The file also stays at its path, except on file systems without hard links.
+[[nodiscard]] std::string keep_backup(const std::string& path);
+
+/// Saves what the corrections replace as lines "offset: bytes" in hexadecimal, which `xxd -r` writes back.
+/// Returns the name of the file.
+[[nodiscard]] std::string save_fields(reader::Recording& recording, const reader::Report& report);
+
+/// Saves the end of the data file, from `begin` on. Returns the name of the file.
+[[nodiscard]] std::string save_tail(reader::Recording& recording, std::uint64_t begin);
+
+/// Throws if the error is one: "PATH: cannot be written: REASON".
+void require_written(const std::error_code& error, const std::string& path);
+
+}  // namespace ps_tool
