@@ -95,7 +95,8 @@ bool is_video(BoxType coding) {
 std::string_view advice_for(const Probe& probe) {
     const bool without_sets = probe.dry_run.frames > 0 && !probe.dry_run.parameter_sets_in_samples;
     if (probe.ok() && !without_sets) return "";
-    if (probe.ok() && probe.safe.converted()) return "with the safe profile, the recording contains parameter sets";
+    if (probe.ok() && probe.safe.converted())
+        return "with the safe profile, the recording contains parameter sets";
     if (probe.safe.converted()) return "the safe profile converts this clip completely";
     const auto is_truncated = [](const Finding& finding) { return finding.rule == "truncated"; };
     if (std::ranges::any_of(probe.findings, is_truncated)) return "the clip is incomplete; fetch it again";
@@ -122,8 +123,8 @@ void print_text(const std::string& clip, const Probe& probe) {
     for (const Finding& finding : probe.findings) {
         const std::string place = finding.box.empty() ? "" : fmt::format(", box '{}'", finding.box);
         fmt::print("  {}{} ({})\n",
-                   finding.offset == 0 ? "" : fmt::format("offset {}{}: ", finding.offset, place), finding.text,
-                   finding.rule);
+                   finding.offset == 0 ? "" : fmt::format("offset {}{}: ", finding.offset, place),
+                   finding.text, finding.rule);
     }
     fmt::print("  safe profile: {}\n", describe_safe(probe));
     const std::string_view advice = advice_for(probe);
