@@ -23,7 +23,8 @@ function(norvanepi_install_dev)
     DESTINATION "${config_dir}" COMPONENT dev)
   install(FILES "${made}/norvanepi.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT dev)
   install(FILES "${CMAKE_SOURCE_DIR}/include/norvanepi.h" TYPE INCLUDE COMPONENT dev)
-  install(DIRECTORY "${CMAKE_SOURCE_DIR}/examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT dev)
+  install(DIRECTORY "${CMAKE_SOURCE_DIR}/examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT dev
+    PATTERN fleet EXCLUDE)  # part of the tools
   foreach(page host-interface host-checklist messages state-file recording-format clip-reading glossary)
     install(FILES "${CMAKE_SOURCE_DIR}/docs/${page}.md" TYPE DOC COMPONENT dev)
   endforeach()

@@ -68,7 +68,8 @@ class PsProgramTest : public ProgramTest {
 };
 
 TEST_F(PsProgramTest, HelpExamplesRun) {
-    for (const std::string command : {"convert", "info", "frames", "verify", "repair", "probe", "report"}) {
+    for (const std::string command :
+         {"convert", "info", "frames", "verify", "repair", "probe", "report", "coverage", "metrics"}) {
         const std::string help = ps(command + " --help").out;
         std::smatch example;
         ASSERT_TRUE(std::regex_search(help, example, std::regex("Example: norvanepi-ps (.*)"))) << help;

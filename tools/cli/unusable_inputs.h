@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -18,6 +19,7 @@ class UnusableInputs {
     /// The reason is in the system's words if the system refused: "Permission denied".
     void add(const std::string& path, const std::string& reason);
 
+    [[nodiscard]] std::size_t count() const { return inputs_.size(); }
     /// [{"path": ..., "reason": ...}]
     [[nodiscard]] Json json() const;
     /// The exit status of the tool, which is `otherwise` if all inputs were used.

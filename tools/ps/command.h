@@ -54,6 +54,10 @@ struct Options {
     std::string output_dir;  // of `export`, or empty
     std::string format;      // of `export`; empty: by the extension
     bool hash = false;
+    std::int64_t minimum_gap = 5'000;  // ms
+    std::int64_t window = 86'400'000;  // ms
+    std::string cache;                 // directory, or empty
+    std::string state;                 // path of a state file or journal, or empty
 };
 
 int run_info(const Options& options);
@@ -65,6 +69,8 @@ int run_convert(const Options& options);
 int run_export(const Options& options);
 int run_gaps(const Options& options);
 int run_report(const Options& options);
+int run_coverage(const Options& options);
+int run_metrics(const Options& options);
 
 /// The list that --json or --ndjson prints; null without them.
 [[nodiscard]] std::unique_ptr<cli::JsonList> json_list(const Options& options, const std::string& name);

@@ -1,17 +1,11 @@
 // norvanepi-ps gaps: lists what the module has still to fetch, from its state file or its journal.
 
-#include <tinyxml2.h>
-
 #include <fmt/format.h>
 #include <boost/uuid/uuid_io.hpp>
 
 #include <optional>
-#include <stdexcept>
 
 #include "platform/clock.h"
-#include "platform/file.h"
-#include "store/journal.h"
-#include "store/state_elements.h"
 #include "store/state_names.h"
 #include "tools/cli/exit_status.h"
 #include "tools/cli/json_list.h"
@@ -20,8 +14,8 @@
 #include "tools/cli/table.h"
 #include "tools/cli/unusable_inputs.h"
 #include "tools/ps/command.h"
+#include "tools/ps/state_contents.h"
 #include "tools/reader/packet_time.h"
-#include "xml/parse.h"
 
 namespace ps_tool {
 namespace {
@@ -29,54 +23,6 @@ namespace {
 using cli::Json;
 using norvane::OperationState;
 using platform::Ticks;
-
-struct Contents {
-    norvane::EngineState state;
-    std::optional<Ticks> alive;  // of a journal: its last sign of life
-    bool journal = false;
-    std::string fault;  // what is wrong with the file
-};
-
-Contents journal_contents(const std::string& text) {
-    norvane::Journal::Content content = norvane::Journal::parse(text);
-    Contents contents;
-    contents.journal = true;
-    if (content.damaged) contents.fault = "a line is damaged; the intact lines are shown";
-    if (content.recovered) {
-        contents.state = std::move(content.recovered->state);
-        contents.alive = content.recovered->alive;
-    }
-    return contents;
-}
-
-Contents state_file_contents(const std::string& text) {
-    Contents contents;
-    tinyxml2::XMLDocument document;
-    if (!xml::parse(document, text)) {
-        contents.fault = "neither a state file nor a journal";
-        return contents;
-    }
-    const auto* pavo = document.FirstChildElement(norvane::state::kPavo);
-    if (pavo == nullptr) return contents;
-    namespace state = norvane::state;
-    try {
-        (void)state::load_records(*pavo, true, state::BadRecord::kEndsLoad, contents.state.gaps);
-    } catch (const std::invalid_argument& error) {
-        contents.fault =
-            fmt::format("{}; without the option journal, the module ignores what follows", error.what());
-        contents.state.gaps.clear();
-        (void)state::load_records(*pavo, true, state::BadRecord::kIsSkipped, contents.state.gaps);
-    }
-    (void)state::load_operations(*pavo, true, contents.state.operations);
-    return contents;
-}
-
-/// Nothing if the file cannot be read.
-std::optional<Contents> contents_of(const std::string& path) {
-    const auto text = platform::system_files().read_whole(path);
-    if (!text) return std::nullopt;
-    return text->starts_with('<') ? state_file_contents(*text) : journal_contents(*text);
-}
 
 std::string time_text(Ticks instant) {
     const auto time = reader::packet_time_of(instant / (platform::kTicksPerSecond / 1000));
@@ -112,7 +58,7 @@ std::string failure_text(const OperationState& operation) {
                        time_text(operation.failure.since));
 }
 
-void print_contents(const std::string& path, const Contents& contents) {
+void print_contents(const std::string& path, const StateContents& contents) {
     const auto& [state, alive, journal, fault] = contents;
     fmt::print("{}: {}{}, {}, {}\n", cli::printable(path), journal ? "journal" : "state file",
                alive ? fmt::format(" until {}", time_text(*alive)) : "",
@@ -138,7 +84,7 @@ void print_contents(const std::string& path, const Contents& contents) {
     fmt::print("{}", table.text());
 }
 
-Json gaps_json(const std::string& path, const Contents& contents) {
+Json gaps_json(const std::string& path, const StateContents& contents) {
     Json gaps = Json::array();
     for (const auto& [time, key] : contents.state.gaps) {
         gaps.push_back({{"devices_id", key.devices_id},
@@ -179,7 +125,7 @@ int run_gaps(const Options& options) {
     cli::UnusableInputs unusable(kProgram);
     bool ok = true;
     for (const std::string& path : options.paths) {
-        const auto contents = contents_of(path);
+        const auto contents = read_state(path);
         if (!contents) {
             unusable.add(path, cli::why_unreadable(path));
             continue;

@@ -5,6 +5,7 @@
 
 #include "platform/clock.h"
 #include "tools/cli/command_line.h"
+#include "tools/cli/duration.h"
 #include "tools/cli/exit_status.h"
 #include "tools/cli/jobs.h"
 #include "tools/ps/command.h"
@@ -74,6 +75,16 @@ void add_from_or_documents(CLI::App& report, Options& options, const Zone& zone)
         ->type_name("TIME");
 }
 
+CLI::Option* add_duration(CLI::App& command, const std::string& names, std::int64_t& duration,
+                          const std::string& description) {
+    const auto read = [&duration](const std::string& text) {
+        const auto parsed = cli::parse_duration(text);
+        if (!parsed) throw CLI::ValidationError(text + " is not a duration like 500ms, 5s, 10min, 24h or 7d");
+        duration = *parsed;
+    };
+    return command.add_option_function<std::string>(names, read, description)->type_name("DURATION");
+}
+
 void add_paths(CLI::App& command, Options& options) {
     add(command, "PATH", "PATH", options.paths, "recordings, or directories with recordings")->required();
 }
@@ -88,6 +99,12 @@ void add_jobs(CLI::App& command, Options& options) {
 void add_json(CLI::App& command, Options& options) {
     CLI::Option* const json = command.add_flag("--json", options.json, "print the result as a JSON document");
     command.add_flag("--ndjson", options.ndjson, "print one line of JSON per result")->excludes(json);
+}
+
+void add_cache(CLI::App& command, Options& options) {
+    add(command, "--cache", "DIR", options.cache,
+        "keep what was read there, and read a recording again only if its size or time has changed; the "
+        "directory may be deleted at any time");
 }
 
 /// Declares the subcommands in the order of the help.
@@ -227,6 +244,43 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
     add(report, "-o,--out", "FILE", options.out, "output file; - is standard output")->required();
     report.add_flag("--force", options.force, "replace an existing file, but never a recording");
     add_jobs(report, options);
+
+    CLI::App& coverage =
+        add_command("coverage",
+                    "Shows the recorded and the missing time of each camera, the camera with the longest "
+                    "missing time first. The exit status is 1 if a camera misses as much as --minimum-gap",
+                    "norvanepi-ps coverage recordings", run_coverage);
+    add_paths(coverage, options);
+    add_zone(coverage, zone);
+    add_time(coverage, "--from", options.range.from, zone,
+             "start of the period; default: the oldest frame of all cameras");
+    add_time(coverage, "--to", options.range.to, zone,
+             "end of the period; default: the end of the newest frame of all cameras");
+    add_duration(coverage, "--minimum-gap", options.minimum_gap,
+                 "list only gaps of this length, for example 10min; shorter ones are still missing time "
+                 "(default: 5s)");
+    add_cache(coverage, options);
+    add_jobs(coverage, options);
+    add_json(coverage, options);
+
+    CLI::App& metrics = add_command(
+        "metrics",
+        "Prints metrics about each camera in the text format of Prometheus and OpenMetrics: "
+        "coverage and gaps of the last day, sizes, faults, and what the module has still to fetch",
+        "norvanepi-ps metrics recordings", run_metrics);
+    add_paths(metrics, options);
+    add(metrics, "-o,--output", "FILE", options.out,
+        "replace FILE, for example norvanepi.prom, instead of writing to standard output; refuses a file "
+        "without metrics");
+    add_duration(metrics, "--window", options.window, "length of the window (default: 24h)");
+    add_zone(metrics, zone);
+    add_time(metrics, "--to", options.range.to, zone, "end of the window; default: now");
+    add_duration(metrics, "--minimum-gap", options.minimum_gap,
+                 "count only gaps of this length; shorter ones are still missing time (default: 5s)");
+    add(metrics, "--state", "FILE", options.state,
+        "norvanepi_state.xml or norvanepi_journal; adds open gaps and operations");
+    add_cache(metrics, options);
+    add_jobs(metrics, options);
 }
 
 }  // namespace

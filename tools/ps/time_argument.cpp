@@ -4,13 +4,13 @@
 #include <regex>
 
 #include "platform/calendar.h"
+#include "tools/ps/coverage/timeline.h"
 #include "tools/reader/packet_time.h"
 
 namespace ps_tool {
 namespace {
 
 constexpr std::int64_t kMinute = 60'000;  // ms
-constexpr std::int64_t kDay = 1440 * kMinute;
 
 /// "+02:00" in ms.
 std::optional<std::int64_t> parse_offset(const std::string& text) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tools/cli/json_list.h"
-#include "tools/ps/report/coverage.h"
+#include "tools/ps/coverage/timeline.h"
 #include "tools/ps/report/transcript.h"
 
 namespace ps_tool {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/ps/report/coverage.h"
+#include "tools/ps/coverage/timeline.h"
 
 namespace ps_tool {
 

@@ -1,4 +1,4 @@
-#include "tools/ps/report/coverage.h"
+#include "tools/ps/coverage/timeline.h"
 
 #include <algorithm>
 
