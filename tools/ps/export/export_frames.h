@@ -8,8 +8,8 @@
 
 #include "tools/h264/syntax.h"
 #include "tools/ps/command.h"
+#include "tools/ps/coverage/timeline.h"
 #include "tools/ps/export/cameras.h"
-#include "tools/ps/report/coverage.h"
 
 namespace ps_tool {
 
