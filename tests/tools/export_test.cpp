@@ -271,6 +271,8 @@ TEST_F(ExportTest, OneFrameHasADurationAndMatroskaCanBePiped) {
         EXPECT_EQ(lines_of("ffprobe -v error -show_entries format=duration -of csv=p=0 " + out)[0],
                   "0.040000");
     }
+    EXPECT_EQ(lines_of("ffprobe -v error -show_entries format_tags=title -of csv=p=0 o.mp4")[0],
+              "\"00000080, 2018-06-22 10:00:00.000 UTC\"");  // without a name
     convert("10:00:00Z");
     ASSERT_EQ(run(NORVANEPI_PS " export recordings -o - --format mkv | cat >piped"), 0);
     expect_same_pictures_and_times("piped", "clip.mp4");

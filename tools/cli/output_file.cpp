@@ -17,7 +17,7 @@
 namespace cli {
 namespace {
 
-namespace fs = boost::filesystem;
+namespace boost_fs = boost::filesystem;
 
 /// The file that a link leads to. It need not exist.
 std::string without_links(const std::string& path) {
@@ -26,8 +26,9 @@ std::string without_links(const std::string& path) {
 
 bool is_direct(const std::string& path) {
     boost::system::error_code error;
-    const fs::file_status status = fs::status(platform::path_of(path), error);
-    return path == "-" || (fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status));
+    const boost_fs::file_status status = boost_fs::status(platform::path_of(path), error);
+    return path == "-" || (boost_fs::exists(status) && !boost_fs::is_regular_file(status) &&
+                           !boost_fs::is_directory(status));
 }
 
 bool has_recording_name(const std::string& path) {
@@ -48,7 +49,7 @@ bool has_recording_content(platform::InputFile& file) {
             PsiHeader::EntrySize::get(start) == PsiFrameEntry::size);
 }
 
-std::string reason() {
+std::string system_reason() {
     return std::generic_category().message(errno != 0 ? errno : EIO);
 }
 
@@ -57,8 +58,8 @@ std::string reason() {
 void check_output(const std::string& path, Replace replace) {
     if (is_direct(path)) return;
     boost::system::error_code error;
-    const bool exists = fs::exists(fs::symlink_status(platform::path_of(path), error));
-    if (fs::is_directory(platform::path_of(path), error)) throw CannotRun(path + ": is a directory");
+    const bool exists = boost_fs::exists(boost_fs::symlink_status(platform::path_of(path), error));
+    if (boost_fs::is_directory(platform::path_of(path), error)) throw CannotRun(path + ": is a directory");
     if (replace != Replace::kRecordings) {
         if (const auto problem = platform::open_problem(path))
             throw CannotRun(fmt::format("{}: cannot be replaced: {}", path, *problem));
@@ -118,15 +119,15 @@ void OutputFile::complete() {
     check_output(path_, replace_);  // another process may have created it meanwhile
     boost::system::error_code error;
     const platform::Path target = platform::path_of(target_);
-    const fs::file_status old = fs::status(target, error);
-    if (fs::exists(old)) fs::permissions(platform::path_of(temporary_), old.permissions(), error);
-    fs::rename(platform::path_of(temporary_), target, error);
+    const boost_fs::file_status old = boost_fs::status(target, error);
+    if (boost_fs::exists(old)) boost_fs::permissions(platform::path_of(temporary_), old.permissions(), error);
+    boost_fs::rename(platform::path_of(temporary_), target, error);
     if (error) throw CannotRun(path_ + ": cannot be written: " + error.message());
     incomplete_ = false;
 }
 
 void OutputFile::fail() const {
-    throw CannotRun((path_ == "-" ? "standard output" : path_) + ": cannot be written: " + reason());
+    throw CannotRun((path_ == "-" ? "standard output" : path_) + ": cannot be written: " + system_reason());
 }
 
 }  // namespace cli

@@ -7,6 +7,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <set>
 
 #include "platform/terminal.h"
 #include "platform/text.h"
@@ -124,6 +125,8 @@ class Exporter {
         made.path = path_of(camera);
         try {
             check_outputs(options_, made.path);
+            if (!paths_.insert(made.path).second)
+                throw cli::CannotRun(made.path + ": the file name of another camera too; use --camera");
             made.selection = select_frames(camera, options_.range, given_, [&](double fraction) {
                 bar_.show("reading " + camera.label(), fraction);
             });
@@ -208,6 +211,7 @@ class Exporter {
     const Options& options_;
     ParameterSetUnits given_;
     ExportFormat format_;
+    std::set<std::string> paths_;  // of all files, because several names can have the same file name
     cli::ProgressBar bar_{stderr};
 };
 

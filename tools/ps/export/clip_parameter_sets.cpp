@@ -4,6 +4,7 @@
 #include "mp4/box_walk.h"
 #include "platform/file.h"
 #include "tools/cli/exit_status.h"
+#include "tools/cli/unusable_inputs.h"
 #include "tools/ps/export/export_frames.h"
 
 namespace ps_tool {
@@ -46,7 +47,7 @@ ParameterSetUnits read_entry(BoxReader& in, std::uint64_t end) {
 
 ParameterSetUnits parameter_sets_of(const std::string& clip) {
     const auto file = platform::system_files().open_input(clip);
-    if (!file) throw cli::CannotRun(clip + ": cannot be opened");
+    if (!file) throw cli::CannotRun(clip + ": " + cli::why_unreadable(clip));
     BoxReader in(file.get());
     std::vector<BoxInfo> descriptions;
     (void)gather_tracks(

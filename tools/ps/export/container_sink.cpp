@@ -127,7 +127,8 @@ class ContainerSink final : public ExportSink {
     void describe_file(const Selection& selection) {
         const Camera& camera = selection.camera;
         const std::string begin = time_text(selection.begins);
-        set(&context_->metadata, "title", fmt::format("{}, {}", camera.name, begin));
+        set(&context_->metadata, "title",
+            fmt::format("{}, {}", camera.name.empty() ? camera.id : camera.name, begin));
         set(&context_->metadata, "comment", fmt::format("camera {}", camera.label()));
         if (const auto time = reader::packet_time_of(selection.begins))
             set(&context_->metadata, "creation_time", reader::rfc3339(*time));
