@@ -118,20 +118,16 @@ class PacketVerifier {
         const bool valid = *header == expected_header(packet, map_, previous_size_) && is_plausible(packet);
         resolved_ = true;
         found_ = packets_lost_ ? std::nullopt : recording_.entry_record(packet.number);
-        if (!valid || !is_size_confirmed(packet)) {
-            const auto size = known_size(*header, packet, valid);
-            if (!size && valid && packet.end() > recording_.data_size()) {
-                report_end(&packet);
+        expected_ = expected_entry_of(packet);
+        if (!valid || packet.end() > recording_.data_size() || found_ != expected_) {
+            const Content content = examine(*header, packet, valid);
+            if (content == Content::kDamage) return resynchronize(parsed);
+            if (content == Content::kIncomplete) {
+                report_end(&parsed);
                 return false;
             }
-            if (!size && !valid) return resynchronize(packet);
-            packet.size = size.value_or(packet.size);
+            if (!valid || packet != parsed) report_header(*header, packet);
         }
-        if (!valid) resolve(*header, packet);
-        if (!valid && !is_recognizable(*header, packet)) return resynchronize(parsed);
-        expected_ = expected_entry_of(packet);
-        if (found_ && *found_ != expected_) settle(packet);
-        if (!valid || packet != parsed) report_header(*header, packet);
         verify_padding(packet);
         if (depth_ == VerifyDepth::kPayloads) verify_payload(packet);
         verify_entry(packet);
@@ -140,6 +136,25 @@ class PacketVerifier {
         at_ = packet.end();
         previous_size_ = packet.size;
         return true;
+    }
+
+    enum class Content { kPacket, kIncomplete, kDamage };
+
+    /// Sets the size and the values of a packet that has a fault or another entry than expected.
+    Content examine(const PesHeader::Bytes& header, Packet& packet, bool valid) {
+        if (!valid || !is_size_confirmed(packet)) {
+            const auto size = known_size(header, packet, valid);
+            if (!size && !valid) return Content::kDamage;
+            if (!size && packet.end() > recording_.data_size()) return Content::kIncomplete;
+            packet.size = size.value_or(packet.size);
+        }
+        if (!valid) {
+            resolve(header, packet);
+            if (!is_recognizable(header, packet)) return Content::kDamage;
+        }
+        expected_ = expected_entry_of(packet);
+        if (found_ && *found_ != expected_) settle(packet);
+        return Content::kPacket;
     }
 
     /// Moves to the next recognizable packet after damage. False if there is none.
