@@ -226,8 +226,38 @@ TEST_F(PsProgramTest, InfoShowsUtcAndLocalTimeAndDecodability) {
     EXPECT_EQ(ps("info --strict recordings").status, 1);
 }
 
+TEST_F(PsProgramTest, VerifyComparesTheRecordingsOfACamera) {
+    convert();
+    const std::string moved = directory_ / "recordings/2018/06/22/18";
+    boost::filesystem::create_directories(moved);
+    for (const std::string& place : {moved + "/1309-00A10380e.ps", directory_ / "copy.ps"}) {
+        write_file(place, data());
+        write_file(place + "i", index());
+    }
+    const json document = json_of("verify recordings", 1);  // because of the path that is 8 minutes off
+    EXPECT_EQ(document.at("recordings")[1].at("path_contradicts"), true);
+    const json& camera = document.at("cameras")[0];
+    EXPECT_EQ(camera.at("id"), "00A10380");
+    EXPECT_EQ(camera.at("names"), json::array({"Front gate"}));
+    EXPECT_EQ(camera.at("recorded_ms"), 999);  // three frames of 333 ms
+    EXPECT_EQ(camera.at("bytes"), 2 * (data().size() + index().size()));
+    EXPECT_EQ(camera.at("overlaps"), json::array());  // not longer than a second
+    EXPECT_EQ(camera.at("copies")[0].at("original"), kFound);
+    EXPECT_THAT(ps("verify recordings").out,
+                HasSubstr("1309-00A10380e.ps: same times and size as " + kFound));
+    EXPECT_EQ(ps("verify copy.ps recordings/2018/06/22/16").status, 0);
+}
+
 TEST_F(PsProgramTest, FramesListsEntriesInATimeRange) {
     convert();
+#ifndef _WIN32  // the payloads' digests need a library
+    const json frames = json_of("frames --payloads " + kPath, 0).at("frames");
+    EXPECT_EQ(frames[0].at("nal_types"), json::array({7, 8, 5}));
+    EXPECT_EQ(frames[1].at("previous"), 0);
+    EXPECT_EQ(frames[0].at("sha256"), frames[2].at("sha256"));
+    EXPECT_NE(frames[0].at("sha256"), frames[1].at("sha256"));
+    EXPECT_EQ(json_of("frames " + kPath, 0).at("frames")[0].count("sha256"), 0U);
+#endif
     const std::string heading = "number,slot,time,key,size,position,previous,next,key_distance\n";
     EXPECT_EQ(ps("frames --csv --from 2018-06-22T16:05:09.001Z --to 2018-06-22T16:05:09.600Z " + kPath).out,
               heading + "1,0,2018-06-22T16:05:09.333Z,0,64,2074,0,2,1\n");

@@ -236,6 +236,15 @@ std::optional<ParameterSets::Active> ParameterSets::active(std::uint32_t picture
     return Active{&sequence->second, &picture->second};
 }
 
+std::optional<char> slice_letter(Unit unit) {
+    constexpr std::array<char, kSliceTypes> kLetters = {'P', 'B', 'I', 'P', 'I'};
+    if (!is_slice(type_of(unit))) return std::nullopt;
+    BitReader in(unit);
+    (void)in.unsigned_exp_golomb(kMaxMacroblocks);  // first macroblock
+    const std::uint32_t type = in.unsigned_exp_golomb(2 * kSliceTypes - 1) % kSliceTypes;
+    return in.ok() ? std::optional(kLetters.at(type)) : std::nullopt;
+}
+
 std::optional<SliceHeader> read_slice_header(Unit unit, const ParameterSets& sets) {
     if (!is_slice(type_of(unit))) return std::nullopt;
     BitReader in(unit);

@@ -94,4 +94,8 @@ struct SliceHeader {
 /// into `sets` and is valid until they change.
 [[nodiscard]] std::optional<SliceHeader> read_slice_header(Unit unit, const ParameterSets& sets);
 
+/// 'I', 'P' or 'B' of a slice (slice_type, table 7-6; SI and SP slices count as I and P). Nothing for other
+/// units.
+[[nodiscard]] std::optional<char> slice_letter(Unit unit);
+
 }  // namespace h264

@@ -36,12 +36,13 @@ struct Options {
     bool csv = false;
     bool deep = false;
     bool strict = false;
+    bool payloads = false;
     bool quiet = false;
     bool dry_run = false;
     bool force = false;
     std::string trust = "evidence";  // of `repair`
-    std::string out;         // file, or directory of `convert`
-    std::int64_t start = 0;  // of the first clip, ms since 1970
+    std::string out;                 // file, or directory of `convert`
+    std::int64_t start = 0;          // of the first clip, ms since 1970
     std::uint32_t identifier = 0;
     std::uint32_t device = 0;
     std::string name;

@@ -155,7 +155,7 @@ Json safe_json(const Probe& probe) {
             {"largest_time_difference_ms", difference ? Json(*difference) : Json()}};
 }
 
-Json json_of(const std::string& clip, const Probe& probe) {
+Json json_of_probe(const std::string& clip, const Probe& probe) {
     Json findings = Json::array();
     for (const Finding& finding : probe.findings) {
         findings.push_back({{"rule", finding.rule},
@@ -195,7 +195,7 @@ int run_probe(const Options& options) {
         const std::string& clip = options.paths[i];
         if (!result) return unusable.add(clip, cli::why_unreadable(clip));
         const Probe& probe = *result;
-        json != nullptr ? json->add(json_of(clip, probe)) : print_text(clip, probe);
+        json != nullptr ? json->add(json_of_probe(clip, probe)) : print_text(clip, probe);
         ok &= probe.ok();
     };
     cli::run_in_order<std::optional<Probe>>(options.paths.size(), options.jobs, work, show);

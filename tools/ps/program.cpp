@@ -133,7 +133,11 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
     add_time(frames, "--from", options.range.from, zone,
              "first time to list, for example 2018-06-22T16:05:09.000Z");
     add_time(frames, "--to", options.range.to, zone, "list only frames before this time");
-    frames.add_flag("--csv", options.csv, "print comma-separated values");
+    CLI::Option* const csv = frames.add_flag("--csv", options.csv, "print comma-separated values");
+    add_json(frames, options);
+    csv->excludes("--json")->excludes("--ndjson");
+    frames.add_flag("--payloads", options.payloads,
+                    "also read the frames: their NAL unit types, picture type and SHA-256");
 
     CLI::App& verify = add_command("verify", "Checks that recordings follow the format",
                                    "norvanepi-ps verify recordings/", run_verify);

@@ -241,7 +241,7 @@ Outcome repair_or_explain(const Options& options, reader::Recording& recording) 
     }
 }
 
-cli::Json json_of(const std::string& path, const Outcome& outcome) {
+cli::Json json_of_repair(const std::string& path, const Outcome& outcome) {
     cli::Json json;
     cli::add_path(json, path);
     json.update(
@@ -272,7 +272,7 @@ int run_repair(const Options& options) {
         [&](reader::Recording& recording) { return repair_or_explain(options, recording); },
         [&](const std::string& path, const Outcome& outcome) {
             if (json) {
-                json->add(json_of(path, outcome));
+                json->add(json_of_repair(path, outcome));
             } else {
                 fmt::print("{}: {}\n", cli::printable(path), cli::printable(outcome.text));
             }

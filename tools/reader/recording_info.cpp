@@ -117,6 +117,16 @@ std::optional<RecordingPath> parse_recording_path(const std::string& data_path) 
     return RecordingPath{*local, part[7]};
 }
 
+std::optional<int> zone_of(const Report& report, const std::optional<RecordingPath>& path) {
+    if (!path || report.frames == 0) return std::nullopt;
+    return utc_offset_minutes(report.first, path->local_start);
+}
+
+bool contradicts_path(const Report& report) {
+    const auto path = parse_recording_path(report.path);
+    return path && report.frames > 0 && !zone_of(report, path);
+}
+
 std::optional<double> RecordingInfo::bitrate() const {
     if (covered == 0) return std::nullopt;
     return static_cast<double>(report.data_size) * 8 * 1000 / static_cast<double>(covered);
@@ -147,8 +157,7 @@ RecordingInfo recording_info(Recording& recording) {
         verify(recording, VerifyDepth::kHeaders, [&](const Packet& packet) { builder.add(packet); });
     builder.finish();
     info.path = parse_recording_path(info.report.path);
-    if (info.path && info.report.frames > 0)
-        info.zone = utc_offset_minutes(info.report.first, info.path->local_start);
+    info.zone = zone_of(info.report, info.path);
     return info;
 }
 

@@ -19,6 +19,13 @@ struct RecordingPath {
 /// Nothing if the path has another form.
 [[nodiscard]] std::optional<RecordingPath> parse_recording_path(const std::string& data_path);
 
+/// The difference between the local time in the path and the first frame's UTC, in minutes. Nothing without
+/// either, or if no time zone has this difference.
+[[nodiscard]] std::optional<int> zone_of(const Report& report, const std::optional<RecordingPath>& path);
+
+/// True if no time zone has the difference between the first frame and the path.
+[[nodiscard]] bool contradicts_path(const Report& report);
+
 /// Summary of a recording for users.
 struct RecordingInfo {
     Report report;

@@ -29,8 +29,8 @@ struct Salvage {
     std::optional<std::uint32_t> dropped_frames;
 };
 
-/// Finds the intact packets: those with a valid header, after the corrections of the report, that are followed
-/// by another packet, by the end of the file, or by damage that begins after them.
+/// Finds the intact packets: those with a valid header, after the corrections of the report, that are
+/// followed by another packet, by the end of the file, or by damage that begins after them.
 [[nodiscard]] Salvage salvage(Recording& recording, const Report& report);
 
 }  // namespace reader

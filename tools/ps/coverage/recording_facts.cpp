@@ -126,21 +126,28 @@ std::vector<FrameSpan> FrameTimes::spans() {
     return joined(std::move(ended_));
 }
 
-RecordingFacts facts_of(reader::Recording& recording) {
-    FrameTimes times;
-    const auto add = [&times](const reader::Packet& packet) {
-        if (packet.time.plausible()) times.add(packet.slot, reader::instant_of(packet.time));
-    };
-    const reader::Report report = reader::verify(recording, reader::VerifyDepth::kHeaders, add);
+void FactsBuilder::add(const reader::Packet& packet) {
+    if (packet.time.plausible()) times_.add(packet.slot, reader::instant_of(packet.time));
+}
+
+RecordingFacts FactsBuilder::facts(const reader::Report& report) {
     const auto path = reader::parse_recording_path(report.path);
     RecordingFacts facts{.clip_id = path ? path->clip_id : "",
                          .name = name_of(report),
-                         .spans = times.spans(),
+                         .spans = times_.spans(),
                          .bytes = report.data_size + report.index_size,
                          .faulty = !report.verified(),
                          .repairable = report.repairable()};
     drop_far_spans(path, facts.spans);
     return facts;
+}
+
+RecordingFacts facts_of(reader::Recording& recording) {
+    FactsBuilder builder;
+    const reader::Report report =
+        reader::verify(recording, reader::VerifyDepth::kHeaders,
+                       [&builder](const reader::Packet& packet) { builder.add(packet); });
+    return builder.facts(report);
 }
 
 std::vector<RecordingFacts> read_facts(const FactsOptions& options, cli::UnusableInputs& unusable) {

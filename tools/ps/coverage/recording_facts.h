@@ -13,6 +13,7 @@
 #include "tools/cli/unusable_inputs.h"
 #include "tools/ps/coverage/coverage.h"
 #include "tools/reader/recording.h"
+#include "tools/reader/verify.h"
 
 namespace ps_tool {
 
@@ -43,8 +44,18 @@ class FrameTimes {
     std::vector<FrameSpan> ended_;
 };
 
-/// Verifies the recording without its payloads. Frames more than two days away from the time in the path are
-/// left out: their dates are damaged.
+/// Gathers the facts while a recording is verified. Frames more than two days away from the time in the path
+/// are left out: their dates are damaged.
+class FactsBuilder {
+  public:
+    void add(const reader::Packet& packet);
+    [[nodiscard]] RecordingFacts facts(const reader::Report& report);
+
+  private:
+    FrameTimes times_;
+};
+
+/// Verifies the recording without its payloads.
 [[nodiscard]] RecordingFacts facts_of(reader::Recording& recording);
 
 struct FactsOptions {

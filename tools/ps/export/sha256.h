@@ -2,7 +2,10 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
+
+#include "platform/bytes.h"
 
 namespace ps_tool {
 
@@ -19,7 +22,12 @@ class Sha256 {
     /// Throws cli::CannotRun if the file cannot be read.
     [[nodiscard]] std::string of_file(const std::string& path, const std::function<void(double)>& show);
 
+    [[nodiscard]] std::string of_bytes(std::span<const platform::Byte> bytes);
+
   private:
+    using Update = std::function<void(std::span<const platform::Byte> piece)>;
+    [[nodiscard]] std::string digest_of(const std::function<void(const Update& update)>& give);
+
     struct Library;
     std::unique_ptr<Library> library_;
 };
