@@ -453,6 +453,8 @@ TEST_F(PsProgramTest, ProbeReportsTheRuleAndMatchesConvert) {
         EXPECT_EQ(probe.at("findings").empty() ? "" : probe.at("findings")[0].at("rule"), c.rule) << probe;
         const Outcome ended = ps(line);
         EXPECT_EQ(ended.status == 0, probe.at("result") == "converted") << ended.err;
+        EXPECT_EQ(ended.err.find("recorded as H.264") != std::string::npos,
+                  std::string_view(c.rule) == "not-h264");
         const json& safe = probe.at("safe");
         EXPECT_EQ(safe.at("result"), c.safe_result) << probe;
         const Outcome safely = ps(line + " --profile safe");

@@ -201,8 +201,8 @@ std::string profile_name(const SequenceParameterSet& set) {
         std::ranges::find(kNames, set.profile, &std::pair<std::uint8_t, const char*>::first);
     if (known == kNames.end()) return "profile " + std::to_string(set.profile);
     const bool baseline = known == kNames.begin();
-    return (baseline && (set.constraints & kConstrained) != 0 ? "Constrained " : "") +
-           std::string(known->second);
+    std::string name = baseline && (set.constraints & kConstrained) != 0 ? "Constrained " : "";
+    return name.append(known->second);
 }
 
 std::string level_name(const SequenceParameterSet& set) {
@@ -213,7 +213,8 @@ std::string level_name(const SequenceParameterSet& set) {
     if (set.level == kLevel1b ||
         (set.level == kLevel11 && set.profile < kHigh && (set.constraints & kConstraint3) != 0))
         return "1b";
-    return std::to_string(set.level / 10) + (set.level % 10 == 0 ? "" : "." + std::to_string(set.level % 10));
+    std::string name = std::to_string(set.level / 10);
+    return set.level % 10 == 0 ? name : name.append(".").append(std::to_string(set.level % 10));
 }
 
 std::optional<std::uint32_t> ParameterSets::add(Unit unit) {

@@ -13,9 +13,11 @@
 #include "tools/cli/exit_status.h"
 #include "tools/cli/json_list.h"
 #include "tools/cli/plural.h"
+#include "tools/cli/printable.h"
 #include "tools/cli/progress_bar.h"
 #include "tools/cli/unusable_inputs.h"
 #include "tools/ps/command.h"
+#include "tools/ps/diagnosis.h"
 #include "tools/ps/staged_files.h"
 #include "tools/reader/packet_time.h"
 
@@ -58,7 +60,8 @@ struct Conversion {
     std::string path;    // of the recording; empty if there is none
     std::string reason;  // empty if everything was converted
     std::uint64_t frames = 0;
-    std::uint32_t end = 0;  // of the clip, and so the start of the next one; seconds since 1970
+    std::string other_coding;  // of samples that were recorded as H.264; empty if they are H.264
+    std::uint32_t end = 0;     // of the clip, and so the start of the next one; seconds since 1970
     int status = cli::kFailure;
 };
 
@@ -84,6 +87,14 @@ norvane::ConversionContext context_of(const Options& options, StagedFiles& files
             options.profile == "safe" ? norvane::safe_options() : norvane::Options{}};
 }
 
+std::string other_coding_of(const std::vector<SampleTables>& tracks) {
+    for (const SampleTables& track : tracks) {
+        const BoxType coding = track.sample_descriptions.front().format;
+        if (coding != kMp4a && !is_avc(coding)) return name_of(coding);
+    }
+    return {};
+}
+
 /// The recording stays if it has a frame, also if the rest of the clip cannot be converted, but not if it
 /// cannot be written completely.
 Conversion convert(const Options& options, const std::string& clip, std::uint32_t start,
@@ -105,6 +116,7 @@ Conversion convert(const Options& options, const std::string& clip, std::uint32_
         result = parser.parse_container();
         made.frames = parser.frames();
         made.end = static_cast<std::uint32_t>(std::llround(parser.end()));
+        made.other_coding = other_coding_of(parser.tracks());
     }  // completes the index
     bar.clear();
     if (result == norvane::kConverted) made.reason.clear();
@@ -136,6 +148,9 @@ void print_conversion(const Options& options, const std::string& clip, const Con
         fmt::print("{}\n", made.path);
         (void)std::fflush(stdout);
     }
+    if (!made.path.empty() && !made.other_coding.empty())
+        fmt::print(stderr, "{}: {}: has '{}' samples, which are recorded as H.264\n", kProgram,
+                   cli::printable(clip, stderr), made.other_coding);
     if (made.status == cli::kSuccess) return;
     const std::string frames =
         made.path.empty() ? "" : fmt::format(", {}", cli::plural(made.frames, "frame"));

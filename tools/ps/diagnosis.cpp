@@ -16,7 +16,6 @@ namespace {
 
 constexpr BoxType kMeta = box_type("meta");
 constexpr std::array kMandatory = {kStsd, kStts, kStsc, kStsz, kStco};
-constexpr std::array kAvcFormats = {kAvc1, box_type("avc2"), box_type("avc3"), box_type("avc4")};
 constexpr std::size_t kMaxBoxes = 100'000;  // limits memory use for a clip that consists of boxes
 constexpr std::uint8_t kFourByteLengths = 3;
 
@@ -134,7 +133,7 @@ class Diagnosis {
                 add("extra-tracks", *box,
                     fmt::format("another track, '{}', is recorded after the first one, as H.264 video",
                                 name_of(entry.format)));
-            } else if (std::find(kAvcFormats.begin(), kAvcFormats.end(), entry.format) == kAvcFormats.end()) {
+            } else if (!is_avc(entry.format)) {
                 add("not-h264", *box,
                     fmt::format("the samples are '{}', but would be recorded as H.264",
                                 name_of(entry.format)));
@@ -228,6 +227,11 @@ std::vector<Finding> diagnose(const std::string& clip, const DryRun& dry_run, co
     const auto file = platform::system_files().open_input(clip);
     if (!file) return {{"unreadable", "", 0, "the clip cannot be opened"}};
     return Diagnosis(*file, dry_run, safe).run();
+}
+
+bool is_avc(BoxType coding) {
+    constexpr std::array kCodings = {kAvc1, box_type("avc2"), kAvc3, box_type("avc4")};
+    return std::ranges::find(kCodings, coding) != kCodings.end();
 }
 
 std::string name_of(BoxType type) {

@@ -42,6 +42,9 @@ struct Finding {
 [[nodiscard]] std::vector<Finding> diagnose(const std::string& clip, const DryRun& dry_run,
                                             const DryRun& safe);
 
+/// True for the codings of H.264 samples.
+[[nodiscard]] bool is_avc(BoxType coding);
+
 /// The four characters of a type, with a dot for each that is not printable.
 [[nodiscard]] std::string name_of(BoxType type);
 

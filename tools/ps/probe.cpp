@@ -77,18 +77,9 @@ std::string describe_safe(const Probe& probe) {
 
 /// Codings whose sample entry has a picture size.
 bool is_video(BoxType coding) {
-    constexpr std::array kVideo = {kAvc1,
-                                   box_type("avc2"),
-                                   box_type("avc3"),
-                                   box_type("avc4"),
-                                   box_type("hvc1"),
-                                   box_type("hev1"),
-                                   box_type("mp4v"),
-                                   box_type("vp09"),
-                                   box_type("av01"),
-                                   box_type("jpeg"),
-                                   box_type("mjpg")};
-    return std::ranges::find(kVideo, coding) != kVideo.end();
+    constexpr std::array kOthers = {box_type("hvc1"), box_type("hev1"), box_type("mp4v"), box_type("vp09"),
+                                    box_type("av01"), box_type("jpeg"), box_type("mjpg")};
+    return is_avc(coding) || std::ranges::find(kOthers, coding) != kOthers.end();
 }
 
 /// What a user can do about a result of the default profile that is not the best one; empty if it is.

@@ -33,6 +33,7 @@ struct Outcome {
     std::uint32_t frames = 0;
     bool index_rebuilt = false;
     std::size_t corrected_fields = 0;
+    std::uint32_t missing_frames = 0;  // listed in the old index only
     std::uint64_t cut_bytes = 0;
     std::uint64_t dropped_bytes = 0;
     std::optional<std::uint32_t> dropped_frames = 0;
@@ -155,6 +156,9 @@ std::string repair_text(const Outcome& outcome) {
     if (outcome.index_rebuilt) parts.push_back(fmt::format("index of {} entries rebuilt", outcome.frames));
     if (outcome.corrected_fields > 0)
         parts.push_back(cli::plural(outcome.corrected_fields, "field") + " corrected in the data file");
+    if (outcome.missing_frames > 0)
+        parts.push_back(cli::plural(outcome.missing_frames, "frame") +
+                        " of the old index not in the data file");
     if (outcome.cut_bytes > 0)
         parts.push_back(fmt::format("{} bytes cut off the data file", outcome.cut_bytes));
     return fmt::format("{}", fmt::join(parts, ", "));
@@ -200,11 +204,13 @@ Outcome salvage(const Options& options, reader::Recording& recording, const read
 Outcome repair_recording(const Options& options, reader::Recording& recording, const reader::Report& report) {
     std::optional<std::string> index = reader::rebuilt_index(recording, report);
     const bool in_place = options.out.empty();
+    const std::uint32_t listed = recording.completed() ? recording.entries() : 0;
     if (in_place && platform::system_files().read_whole(recording.index_path()) == index) index.reset();
     Outcome outcome{.result = options.dry_run ? "would be repaired" : "repaired",
                     .frames = report.frames,
                     .index_rebuilt = index.has_value(),
                     .corrected_fields = report.corrections.size(),
+                    .missing_frames = listed - std::min(listed, report.frames),
                     .cut_bytes = report.data_size - report.whole_end};
     outcome.text = (options.dry_run ? "would be repaired: " : "") + repair_text(outcome);
     if (options.dry_run) {

@@ -53,6 +53,7 @@ void WrittenFile::flush() {
 NewContent::NewContent(const std::string& path) : path_(path), new_path_(path + ".new") {
     std::error_code ignored;
     fs::remove(new_path_, ignored);  // left by an interrupted repair
+    removal_.emplace(new_path_);
     file_ = std::make_unique<WrittenFile>(new_path_, platform::Edit::kNew);
 }
 

@@ -4,11 +4,13 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "platform/edited_file.h"
+#include "platform/temporary_file.h"
 #include "tools/reader/recording.h"
 #include "tools/reader/verify.h"
 
@@ -48,6 +50,7 @@ class NewContent {
   private:
     std::string path_;
     std::string new_path_;
+    std::optional<platform::RemovedOnTermination> removal_;
     std::unique_ptr<WrittenFile> file_;
 };
 
