@@ -110,6 +110,7 @@ std::vector<CameraCoverage> cameras_of(const std::string& clip_id, const FactsLi
     for (const RecordingFacts* one : recordings)
         (one->spans.empty() ? without_frames : by_name[one->name]).push_back(one);
     std::vector<NamedRecordings> names;
+    names.reserve(by_name.size());
     for (auto& [name, list] : by_name) names.push_back({name, std::move(list)});
     std::ranges::sort(names, {}, [](const NamedRecordings& one) { return first_frame(one.recordings); });
 

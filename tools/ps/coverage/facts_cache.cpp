@@ -103,6 +103,7 @@ void FactsCache::add(const std::string& path, const FileStamp& stamp, const Reco
 bool FactsCache::replace(const FactsCache& previous, const std::vector<std::string>& read,
                          const std::string& directory) {
     std::vector<std::string> roots;
+    roots.reserve(read.size());
     for (const std::string& path : read) roots.push_back(absolute_path(path));
     for (const auto& [path, entry] : previous.entries_) {
         if (!below_any(path, roots)) entries_.emplace(path, entry);

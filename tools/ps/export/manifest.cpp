@@ -13,7 +13,7 @@ std::string Manifest::add(const std::string& path) {
 }
 
 std::string Manifest::add(const std::string& path, const std::string& location) {
-    const std::string digest =
+    std::string digest =
         sha_.of_file(location, [&](double fraction) { bar_.show("hashing " + path, fraction); });
     // GNU coreutils: a line begins with a backslash if its path is escaped.
     std::string escaped = boost::algorithm::replace_all_copy(path, "\\", "\\\\");
