@@ -113,13 +113,13 @@ std::string save_fields(reader::Recording& recording, const reader::Report& repo
             throw cli::CannotRun(recording.data_path() + ": cannot be read");
         lines += fmt::format("{:08x}: {:02x}\n", correction.offset, fmt::join(old, ""));
     }
-    const std::string path = unused_path(recording.data_path() + ".fields.bak");
+    std::string path = unused_path(recording.data_path() + ".fields.bak");
     write_backup(path, [&](WrittenFile& file) { file.write_at(0, platform::bytes_of(lines)); });
     return path;
 }
 
 std::string save_tail(reader::Recording& recording, std::uint64_t begin) {
-    const std::string path = unused_path(fmt::format("{}.tail-{}.bak", recording.data_path(), begin));
+    std::string path = unused_path(fmt::format("{}.tail-{}.bak", recording.data_path(), begin));
     write_backup(path,
                  [&](WrittenFile& file) { copy_data(recording, begin, recording.data_size(), file, 0); });
     return path;

@@ -208,7 +208,7 @@ class Salvager {
         std::vector<platform::Byte> start(std::min(recording_.data_size(), kMaxInserted + kPacketsAt));
         if (!recording_.read_data(0, start)) return std::nullopt;
         const auto begin = std::span(result_.map).first(StreamMap::Version::offset);  // start code and length
-        const auto hit = std::ranges::search(start, begin).begin();
+        const auto hit = std::search(start.begin(), start.end(), begin.begin(), begin.end());
         const auto at = static_cast<std::uint64_t>(hit - start.begin());
         StreamMap::Bytes map{};
         if (start.size() < at + map.size()) return recording_.stream_map();
