@@ -341,6 +341,8 @@ TEST_F(PsProgramTest, RepairSalvagesWhatIsIntact) {
         std::size_t bytes;
     } cases[] = {
         {"head zeroed", std::string(1978, '\0') + whole.substr(1978), 8, 1978},
+        {"head lost", whole.substr(1978), 8, 0},
+        {"most of the head lost", std::string(32, '\0') + whole.substr(1978), 8, 32},
         {"bytes before the head", junk + whole, 8, 4096 + 1978},
         {"head cut", whole.substr(4096), 7, at(1) - 4096},
         {"bytes in a packet", std::string(whole).insert(at(3) + 100, junk), 7, size(3) + 4096},
@@ -369,7 +371,18 @@ TEST_F(PsProgramTest, RepairSalvagesWhatIsIntact) {
         if (c.what == std::string("bytes before the head")) {
             EXPECT_EQ(read_file(directory_ / "saved.ps"), whole);
         }
+        if (c.frames == 8) {
+            EXPECT_EQ(read_file(directory_ / "saved.ps").substr(1978), whole.substr(1978));
+        }
     }
+
+    // A wrong size that leads past the end of the file is not an incomplete last packet.
+    std::string too_large = whole;
+    too_large[at(3) + 24] = static_cast<char>(too_large[at(3) + 24] ^ 16);
+    write_file(directory_ / kPath, too_large);
+    boost::filesystem::remove(directory_ / (kPath + "i"));
+    EXPECT_EQ(ps("repair " + kPath).status, 1);
+    EXPECT_EQ(data(), too_large);
     EXPECT_THAT(ps("repair --output saved.ps " + kPath).out,
                 HasSubstr("saved.ps: already exists; use --force"));
     EXPECT_THAT(ps("repair --force --output " + kPath + " " + kPath).out,

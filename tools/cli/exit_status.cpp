@@ -5,19 +5,23 @@
 #include <exception>
 #include <iostream>
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include "platform/terminal.h"
 #include "tools/cli/printable.h"
 
 namespace cli {
 
+void print_message(std::string_view text) {
+    (void)std::fflush(stdout);
+    fmt::print(stderr, "{}\n", text);
+}
+
 void print_error(std::string_view tool, std::string_view text) {
     // Scripts rely on one line per error.
     std::string line(text);
     std::replace(line.begin(), line.end(), '\n', ' ');
-    std::fflush(stdout);  // what was printed before must also be read before
-    fmt::print(stderr, "{}: error: {}\n", tool, printable(line, stderr));
+    print_message(fmt::format("{}: error: {}", tool, printable(line, stderr)));
 }
 
 int run_tool(std::string_view tool, const std::function<int()>& body, int unexpected) noexcept {

@@ -19,6 +19,9 @@ class CannotRun : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// Prints a line of text on standard error, after what was printed on standard output before.
+void print_message(std::string_view text);
+
 /// Prints "tool: error: text" as one line on standard error.
 void print_error(std::string_view tool, std::string_view text);
 

@@ -111,9 +111,13 @@ void OutputFile::flush() {
     if (std::fflush(file_.get()) != 0) fail();
 }
 
-void OutputFile::complete() {
+void OutputFile::sync() {
     errno = 0;
     if (incomplete_ && !platform::flush_to_disk(file_.get())) fail();
+}
+
+void OutputFile::complete() {
+    sync();
     if (file_.get_deleter()(file_.release()) != 0) fail();
     if (!incomplete_) return;
     check_output(path_, replace_);  // another process may have created it meanwhile

@@ -47,6 +47,9 @@ class OutputFile {
     /// Everything that was written can be read at the temporary path.
     void flush();
 
+    /// Flushes the file to the disk, so that complete() takes little time.
+    void sync();
+
     /// Flushes the file to the disk and renames it. Nothing can be written afterwards.
     void complete();
 

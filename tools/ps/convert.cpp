@@ -149,8 +149,8 @@ void print_conversion(const Options& options, const std::string& clip, const Con
         (void)std::fflush(stdout);
     }
     if (!made.path.empty() && !made.other_coding.empty())
-        fmt::print(stderr, "{}: {}: has '{}' samples, which are recorded as H.264\n", kProgram,
-                   cli::printable(clip, stderr), made.other_coding);
+        cli::print_message(fmt::format("{}: {}: has '{}' samples, which are recorded as H.264", kProgram,
+                                       cli::printable(clip, stderr), made.other_coding));
     if (made.status == cli::kSuccess) return;
     const std::string frames =
         made.path.empty() ? "" : fmt::format(", {}", cli::plural(made.frames, "frame"));

@@ -223,7 +223,7 @@ void print_result(const Options& options, const CameraExport& made) {
     }
     if (made.selection) {
         for (const std::string& warning : made.selection->warnings)
-            fmt::print(stderr, "{}: {}\n", kProgram, warning);
+            cli::print_message(fmt::format("{}: {}", kProgram, cli::printable(warning, stderr)));
     }
     if (!complete) {
         cli::print_error(kProgram, made.error);

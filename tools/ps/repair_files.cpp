@@ -17,10 +17,17 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Creates and flushes a file, or leaves none.
-void write_backup(const std::string& path, const std::function<void(WrittenFile&)>& write) {
+void take_owner_and_mode(const std::string& path, const std::string& model) {
+    const std::error_code error = platform::copy_owner_and_mode(model, path);
+    if (error) throw cli::CannotRun(fmt::format("{}: its owner cannot be kept: {}", model, error.message()));
+}
+
+/// Creates and flushes a file with the owner and the mode of `model`, or leaves none.
+void write_backup(const std::string& path, const std::string& model,
+                  const std::function<void(WrittenFile&)>& write) {
     try {
         WrittenFile file(path, platform::Edit::kNew);
+        take_owner_and_mode(path, model);
         write(file);
         file.flush();
     } catch (...) {
@@ -67,8 +74,7 @@ void NewContent::finish(const std::string& model) {
     file_->flush();
     file_.reset();
     if (!fs::exists(model)) return;
-    const std::error_code error = platform::copy_owner_and_mode(model, new_path_);
-    if (error) throw cli::CannotRun(fmt::format("{}: its owner cannot be kept: {}", model, error.message()));
+    take_owner_and_mode(new_path_, model);
 }
 
 void NewContent::commit() {
@@ -114,13 +120,14 @@ std::string save_fields(reader::Recording& recording, const reader::Report& repo
         lines += fmt::format("{:08x}: {:02x}\n", correction.offset, fmt::join(old, ""));
     }
     std::string path = unused_path(recording.data_path() + ".fields.bak");
-    write_backup(path, [&](WrittenFile& file) { file.write_at(0, platform::bytes_of(lines)); });
+    write_backup(path, recording.data_path(),
+                 [&](WrittenFile& file) { file.write_at(0, platform::bytes_of(lines)); });
     return path;
 }
 
 std::string save_tail(reader::Recording& recording, std::uint64_t begin) {
     std::string path = unused_path(fmt::format("{}.tail-{}.bak", recording.data_path(), begin));
-    write_backup(path,
+    write_backup(path, recording.data_path(),
                  [&](WrittenFile& file) { copy_data(recording, begin, recording.data_size(), file, 0); });
     return path;
 }

@@ -90,7 +90,8 @@ int run_report(const Options& options) {
     for (const std::string& path : options.documents) add_document(path, data);
     if (!options.transcript.empty()) add_transcript(options.transcript, data);
     write_page(report_page(data.document()), options);
-    fmt::print(stderr, "{}, {} with faults\n", cli::plural(data.files(), "recording"), data.faulty_files());
+    cli::print_message(
+        fmt::format("{}, {} with faults", cli::plural(data.files(), "recording"), data.faulty_files()));
     return unusable.status(data.faulty_files() == 0 ? cli::kSuccess : cli::kFailure);
 }
 

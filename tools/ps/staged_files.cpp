@@ -64,6 +64,7 @@ class StagedIndex final : public platform::IndexFile {
 }  // namespace
 
 void StagedFiles::complete() {
+    for (const auto& file : created_) file->sync();
     for (auto file = created_.rbegin(); file != created_.rend(); ++file) (*file)->complete();
 }
 

@@ -97,7 +97,7 @@ int run_verify(const Options& options) {
     else if (recordings > 1 && !options.quiet)
         totals.print();
     if (recordings > 1)
-        fmt::print(stderr, "{}, {} with faults\n", cli::plural(recordings, "recording"), faulty);
+        cli::print_message(fmt::format("{}, {} with faults", cli::plural(recordings, "recording"), faulty));
     return unusable.status(ok ? cli::kSuccess : cli::kFailure);
 }
 

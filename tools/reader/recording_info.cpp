@@ -57,7 +57,9 @@ class RecordingInfoBuilder {
 
   private:
     void begin_span(const Packet& packet, SlotState& slot) {
-        if (!packet.is_key())
+        // A new day or another recording kind also begins a span.
+        const bool after_gap = !slot.last || instant_of(packet.time) - instant_of(*slot.last) > kSpanGap;
+        if (!packet.is_key() && after_gap)
             add_obstacle(fmt::format("frame {} begins a span but is not a key frame", packet.number));
         slot.parameter_sets = slot.parameter_sets || begins_with_parameter_sets(packet);
         if (!slot.parameter_sets && !slot.last)
@@ -115,6 +117,12 @@ std::optional<RecordingPath> parse_recording_path(const std::string& data_path) 
     const auto local = instant ? packet_time_of(*instant) : std::nullopt;
     if (!local) return std::nullopt;
     return RecordingPath{*local, part[7]};
+}
+
+std::string clip_id_in(const std::string& data_path) {
+    static const std::regex form(R"((?:.*[/\\])?\d{4}-([0-9A-F]{8})e\.ps)");
+    std::smatch part;
+    return std::regex_match(data_path, part, form) ? part[1].str() : "";
 }
 
 std::optional<int> zone_of(const Report& report, const std::optional<RecordingPath>& path) {

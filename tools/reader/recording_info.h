@@ -19,6 +19,9 @@ struct RecordingPath {
 /// Nothing if the path has another form.
 [[nodiscard]] std::optional<RecordingPath> parse_recording_path(const std::string& data_path);
 
+/// The clip id in the file name; empty if it has another form.
+[[nodiscard]] std::string clip_id_in(const std::string& data_path);
+
 /// The difference between the local time in the path and the first frame's UTC, in minutes. Nothing without
 /// either, or if no time zone has this difference.
 [[nodiscard]] std::optional<int> zone_of(const Report& report, const std::optional<RecordingPath>& path);

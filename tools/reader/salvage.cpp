@@ -66,6 +66,9 @@ class Salvager {
 
     Salvage run() {
         std::optional<std::uint64_t> at = find_first();
+        // Without the head, the packets are not where the report expects them.
+        if (!result_.map_rebuilt) corrections_ = report_.corrections;
+        std::erase_if(corrections_, [](const Correction& one) { return one.offset < kPacketsAt; });
         while (at) at = step(*at);
         if (result_.map_rebuilt) complete_map();
         std::uint64_t kept = 0;
@@ -104,7 +107,7 @@ class Salvager {
     /// Keeps or drops the packet at the offset. The next packet.
     std::optional<std::uint64_t> step(std::uint64_t at) {
         const auto header = header_at(at);
-        if (!header) return std::nullopt;
+        if (!header) return find_packet(recording_, map_, at + 1);
         const Packet packet = parse_packet(*header, result_.frames, at);
         const bool whole = packet.end() <= recording_.data_size();
         if (packet.end() == recording_.data_size()) {
@@ -125,7 +128,7 @@ class Salvager {
     /// The corrected header, if it is valid.
     std::optional<PesHeader::Bytes> header_at(std::uint64_t at) {
         auto header = recording_.packet_header(at);
-        if (header) apply_corrections(report_.corrections, at, *header);
+        if (header) apply_corrections(corrections_, at, *header);
         return header && is_header(*header, map_) ? header : std::nullopt;
     }
 
@@ -153,13 +156,13 @@ class Salvager {
         const auto padding = std::span(bytes).first(packet.padding);
         const std::uint64_t at = packet.end() - packet.padding;
         if (!recording_.read_data(at, padding)) return 0;
-        apply_corrections(report_.corrections, at, padding);
+        apply_corrections(corrections_, at, padding);
         const auto last = std::find_if(padding.rbegin(), padding.rend(), [](auto byte) { return byte != 0; });
         return static_cast<std::uint8_t>(last - padding.rbegin());
     }
 
     void keep(const Packet& packet, const PesHeader::Bytes& header) {
-        const auto& known = report_.corrections;
+        const auto& known = corrections_;
         auto next = std::ranges::lower_bound(known, packet.offset, {}, &Correction::offset);
         for (; next != known.end() && next->offset < packet.end(); ++next)
             correct(next->offset - packet.offset, next->bytes);
@@ -229,6 +232,7 @@ class Salvager {
 
     Recording& recording_;
     const Report& report_;
+    std::vector<Correction> corrections_;  // of packets, by offset
     Salvage result_;
     StreamMapInfo map_;
     std::uint32_t previous_size_ = kNoSize;

@@ -145,7 +145,8 @@ class PacketVerifier {
         if (!valid || !is_size_confirmed(packet)) {
             const auto size = known_size(header, packet, valid);
             if (!size && !valid) return Content::kDamage;
-            if (!size && packet.end() > recording_.data_size()) return Content::kIncomplete;
+            if (!size && packet.end() > recording_.data_size())
+                return find_packet(recording_, map_, at_ + 1) ? Content::kDamage : Content::kIncomplete;
             packet.size = size.value_or(packet.size);
         }
         if (!valid) {

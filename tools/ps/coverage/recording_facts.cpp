@@ -132,7 +132,7 @@ void FactsBuilder::add(const reader::Packet& packet) {
 
 RecordingFacts FactsBuilder::facts(const reader::Report& report) {
     const auto path = reader::parse_recording_path(report.path);
-    RecordingFacts facts{.clip_id = path ? path->clip_id : "",
+    RecordingFacts facts{.clip_id = reader::clip_id_in(report.path),
                          .name = name_of(report),
                          .spans = times_.spans(),
                          .bytes = report.data_size + report.index_size,

@@ -45,7 +45,7 @@ std::vector<Camera> cameras_of(const std::vector<std::string>& paths, cli::Unusa
         try {
             reader::Recording recording(path);
             const auto in_path = reader::parse_recording_path(path);
-            const std::string id = in_path ? in_path->clip_id : "";
+            const std::string id = reader::clip_id_in(path);
             const auto map = recording.stream_map();
             const auto header = recording.packet_header(kPacketsAt);
             if (!map || !header || recording.pack_header() != kPackHeader) {
