@@ -80,7 +80,7 @@ OutputFile::OutputFile(std::string path, Replace replace)
         if (path_ == "-") {
             file_ = {stdout, &std::fflush};
         } else {
-            file_.reset(std::fopen(path_.c_str(), "wb"));
+            file_ = decltype(file_)(std::fopen(path_.c_str(), "wb"), &std::fclose);
         }
     } else {
         target_ = without_links(path_);
