@@ -70,7 +70,7 @@ TEST(Duration, NeedsANumberAndAUnit) {
 
 TEST(FrameTimes, TheLastFrameOfASpanLastsAsLongAsTheMedian) {
     ps_tool::FrameTimes times;
-    for (const std::int64_t time : {0, 40, 80, 1'080, 1'120}) times.add(0, time);  // a pause of 1 s is none
+    for (const std::int64_t time : {0, 40, 80, 1'080, 1'120}) times.add(0, time);  // no gap: 1 s
     times.add(16, 5'000);                                                          // sound
     times.add(0, 2'121);                                                           // a frame of its own
     times.add(0, 9'000);

@@ -160,7 +160,7 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
     repair.add_flag("--dry-run", options.dry_run, "only print what would be done; exit status 1 if anything");
     add(repair, "--trust", "SOURCE", options.trust,
         "what is right where a packet and the index contradict each other: data, index, or evidence (the "
-        "default), which is whichever leaves fewer faults; refuses if there is none")
+        "default), which is whichever leaves fewer faults; refuses if they leave the same number")
         ->check(CLI::IsMember(std::vector<std::string>{"data", "index", "evidence"}));
     add(repair, "--output", "FILE", options.out,
         "write the repaired recording there and keep the original; saves every intact packet of a recording "

@@ -44,7 +44,6 @@ std::vector<Camera> cameras_of(const std::vector<std::string>& paths, cli::Unusa
     for (const std::string& path : paths) {
         try {
             reader::Recording recording(path);
-            const auto in_path = reader::parse_recording_path(path);
             const std::string id = reader::clip_id_in(path);
             const auto map = recording.stream_map();
             const auto header = recording.packet_header(kPacketsAt);
