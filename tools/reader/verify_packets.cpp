@@ -146,7 +146,7 @@ class PacketVerifier {
             const auto size = known_size(header, packet, valid);
             if (!size && !valid) return Content::kDamage;
             if (!size && packet.end() > recording_.data_size())
-                return find_packet(recording_, map_, at_ + 1) ? Content::kDamage : Content::kIncomplete;
+                return is_followed() ? Content::kDamage : Content::kIncomplete;
             packet.size = size.value_or(packet.size);
         }
         if (!valid) {
@@ -156,6 +156,14 @@ class PacketVerifier {
         expected_ = expected_entry_of(packet);
         if (found_ && *found_ != expected_) settle(packet);
         return Content::kPacket;
+    }
+
+    /// True if a later packet repeats its distance as the size of the current one, whose own size is wrong
+    /// then. Without that, a header in the payload of a truncated packet would be taken for the next packet.
+    bool is_followed() {
+        const auto next = find_packet(recording_, map_, at_ + 1);
+        return next && *next - at_ <= kPacketSizeBits &&
+               is_repeated_at(*next, static_cast<std::uint32_t>(*next - at_));
     }
 
     /// Moves to the next recognizable packet after damage. False if there is none.
