@@ -6,6 +6,8 @@
 
 #include <sstream>
 
+#include "tests/support/time_zone.h"
+#include "tools/ps/report/local_time.h"
 #include "tools/ps/report/page.h"
 #include "tools/ps/report/page_data.h"
 #include "tools/reader/packet_time.h"
@@ -24,7 +26,7 @@ Json recording(const std::string& id, const std::string& name, std::int64_t firs
     const auto time = [](std::int64_t seconds) {
         return reader::rfc3339(*reader::packet_time_of(seconds * 1000));
     };
-    return {{"path", "a/" + id + ".ps"},
+    return {{"path", "a/0000-" + id + "e.ps"},
             {"clip_id", id},
             {"first", time(first)},
             {"last", time(last)},
@@ -159,19 +161,80 @@ TEST(LostTime, UnfetchedTimeHasAReason) {
 
 TEST(ReportPage, EscapesNamesAndMarksSharedIds) {
     const std::string hostile = "</script><script>alert(1)</script>\xFF";
-    ps_tool::PageData data;
+    ps_tool::PageData data({.now = 1'529'700'000'000});
     data.add(recording(kCamera, hostile, 1'529'683'509, 1'529'683'519));
-    data.add(recording(kCamera, "Front gate", 1'529'683'600, 1'529'683'601, 2));
+    data.add(recording(kCamera, "Front gate", 1'529'683'509, 1'529'683'513, 2));
+    data.add(recording(kCamera, "Front gate", 1'529'683'515, 1'529'683'519));
+    data.add(recording("00A10580", "Yard", 1'529'683'509, 1'529'683'512));
+    data.add(recording("00A10580", "Back yard", 1'529'683'515, 1'529'683'519));  // renamed
     const Json document = data.document();
     EXPECT_EQ(data.faulty_files(), 1U);
-    EXPECT_EQ(document.at("cameras").size(), 2U);
-    EXPECT_EQ(document.at("cameras")[0].at("sharesIdWith")[0], "Front gate");
-    EXPECT_EQ(document.at("cameras")[0].at("spans"), Json({0, 10'000, 128}));
+    ASSERT_EQ(document.at("cameras").size(), 3U);
+    std::map<std::string, Json> cameras;
+    for (const Json& camera : document.at("cameras")) cameras[camera.at("names").back()] = camera;
+    EXPECT_EQ(cameras[hostile].at("sharesIdWith"), Json({"Front gate"}));
+    EXPECT_EQ(cameras[hostile].at("spans"), Json({0, 10'000, 128}));
+    EXPECT_EQ(cameras["Back yard"].at("names"), Json({"Yard", "Back yard"}));
+    EXPECT_TRUE(cameras["Back yard"].at("sharesIdWith").empty());
+    // The gap begins after the last frame. The last one of all goes on for two days, like the page.
+    EXPECT_EQ(cameras["Back yard"].at("gaps")[0], 1'529'683'512'001);
+    EXPECT_EQ(cameras["Back yard"].at("gaps")[1], 2'999);
+    EXPECT_EQ(document.at("extent")[1], 1'529'700'000'000);
 
     const std::string page = ps_tool::report_page(document);
     EXPECT_EQ(page.find("alert(1)</script>"), std::string::npos);
     EXPECT_NE(page.find("default-src 'none'; style-src 'sha256-"), std::string::npos);
     const auto begin = page.find("id=\"document\">") + 14;
     const Json inside = Json::parse(page.substr(begin, page.find("</script>", begin) - begin));
-    EXPECT_EQ(inside.at("cameras")[0].at("name"), "</script><script>alert(1)</script>\xEF\xBF\xBD");
+    EXPECT_EQ(inside.at("files")[0].at(0), "a/0000-" + kCamera + "e.ps");
+    EXPECT_NE(inside.dump().find("alert(1)</script>\xEF\xBF\xBD"), std::string::npos);
+}
+
+TEST(ReportPage, WrongDatesAndEmptyFilesAreNotCameras) {
+    constexpr std::int64_t kDaySeconds = 86'400;
+    constexpr std::int64_t kBegin = 20'000 * kDaySeconds;
+    const auto outliers = [](std::int64_t wrong_begin, std::int64_t wrong_length, std::int64_t now) {
+        ps_tool::PageData data({.now = now * 1000});
+        for (int day = 0; day < 30; ++day) {
+            data.add(
+                recording(kCamera, "Gate", kBegin + day * kDaySeconds, kBegin + (day + 1) * kDaySeconds));
+        }
+        data.add(recording(kCamera, "Gate", wrong_begin, wrong_begin + wrong_length));
+        Json empty = recording("00A10680", "", kBegin, kBegin, 1);
+        empty["spans"] = empty["streams"] = Json::array();
+        data.add(empty);
+        const Json document = data.document();
+        EXPECT_EQ(document.at("cameras").size(), 1U);
+        EXPECT_TRUE(document.at("files")[31].at(9).is_null());
+        return document.at("outliers").size();
+    };
+    constexpr std::int64_t kEnd = kBegin + 30 * kDaySeconds;
+    EXPECT_EQ(outliers(kBegin - 400 * kDaySeconds, 3'600, kEnd), 1U);
+    EXPECT_EQ(outliers(946'684'800, 20 * kDaySeconds / 24, kEnd), 1U);        // a clock that was reset
+    EXPECT_EQ(outliers(kEnd + 90 * kDaySeconds, 5 * kDaySeconds, kEnd), 1U);  // the future
+    EXPECT_EQ(outliers(kEnd + 10 * kDaySeconds, 3'600, kEnd + 11 * kDaySeconds), 0U);  // back after an outage
+    EXPECT_EQ(outliers(kEnd + 3'600, 3'600, kEnd + kDaySeconds), 0U);
+}
+
+TEST(ReportPage, LocalTimeIsThatOfTheRecordings) {
+    using ps_tool::ZoneOffset;
+    constexpr std::int64_t kHour = 3'600'000;
+    constexpr std::int64_t kSpring = 1'774'746'000'000;  // 2026-03-29 01:00 UTC
+    // Between two recordings, the clock changes at the last full hour.
+    const std::vector<ZoneOffset> seen = {
+        {kSpring + 1'234, 120}, {kSpring - 2 * kHour, 60}, {kSpring - kHour, 60}, {kSpring + kHour, 120}};
+    EXPECT_EQ(ps_tool::offsets_of(seen),
+              (std::vector<ZoneOffset>{{kSpring - 2 * kHour, 60}, {kSpring, 120}}));
+    EXPECT_TRUE(ps_tool::offsets_of(std::vector<ZoneOffset>{}).empty());
+    // Recorders in two zones: the more frequent one.
+    std::vector<ZoneOffset> mixed;
+    for (int i = 0; i < 9; ++i) mixed.push_back({kSpring + i * kHour, i % 3 == 0 ? 0 : 60});
+    EXPECT_EQ(ps_tool::offsets_of(mixed), (std::vector<ZoneOffset>{{kSpring, 60}}));
+    const Interval day{kSpring - 12 * kHour, kSpring + 12 * kHour};
+    EXPECT_EQ(ps_tool::offsets_of(*ps_tool::Zone::parse("+05:30"), day),
+              (std::vector<ZoneOffset>{{day.begin, 330}}));
+    if (!kZonesCanBeSet) return;
+    const TimeZone zone(kCentralEurope);
+    EXPECT_EQ(ps_tool::offsets_of(*ps_tool::Zone::parse("local"), {day.begin, day.end}),
+              (std::vector<ZoneOffset>{{day.begin, 60}, {kSpring, 120}}));
 }

@@ -5,10 +5,12 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/cli/json_list.h"
+#include "tools/ps/time_argument.h"
 
 namespace ps_tool {
 
@@ -51,6 +53,8 @@ struct Options {
     std::string parameter_sets;          // path of a clip, or empty
     std::vector<std::string> documents;  // output of verify --json
     std::string transcript;
+    std::string period = "day";  // of `report`
+    std::optional<Zone> zone;
     std::string camera;      // id or name, or empty
     std::string output_dir;  // of `export`, or empty
     std::string format;      // of `export`; empty: by the extension

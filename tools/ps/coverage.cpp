@@ -14,6 +14,7 @@
 #include "tools/cli/unusable_inputs.h"
 #include "tools/ps/command.h"
 #include "tools/ps/coverage/recording_facts.h"
+#include "tools/ps/time_range.h"
 #include "tools/reader/packet_time.h"
 
 namespace ps_tool {
@@ -22,20 +23,6 @@ namespace {
 using cli::Json;
 
 constexpr double kMsInSecond = 1000;
-
-PeriodLimits limits_of(const TimeRange& range) {
-    const TimeRange open;
-    PeriodLimits limits;
-    if (range.from != open.from) limits.from = range.from;
-    if (range.to != open.to) limits.to = range.to;
-    for (const auto& limit : {limits.from, limits.to}) {
-        if (limit && !reader::packet_time_of(*limit))
-            throw cli::CannotRun("--from and --to must be in the years 2000 to 2127");
-    }
-    if (limits.from && limits.to && *limits.from >= *limits.to)
-        throw cli::CannotRun("--from must be before --to");
-    return limits;
-}
 
 /// The last frame of 2127 may end in 2128.
 reader::PacketTime period_time(std::int64_t instant) {

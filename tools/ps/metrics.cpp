@@ -18,13 +18,11 @@
 namespace ps_tool {
 namespace {
 
-constexpr platform::Ticks kTicksPerMs = platform::kTicksPerSecond / 1000;
-
 /// The window ends now, or at --to. It does not begin before the oldest recording, because what retention has
 /// removed is not missing.
 PeriodLimits window_of(const std::vector<RecordingFacts>& recordings, const Options& options) {
     const bool given = options.range.to != TimeRange().to;
-    const std::int64_t to = given ? options.range.to : platform::system_clock().now() / kTicksPerMs;
+    const std::int64_t to = given ? options.range.to : now_milliseconds();
     const auto extent = extent_of(recordings);
     const std::int64_t from = extent ? std::max(extent->begin, to - options.window) : to - options.window;
     return {std::min(from, to), to};
@@ -82,7 +80,7 @@ int run_metrics(const Options& options) {
     input.coverage = coverage_of(facts, window_of(facts, options));
     input.duration =
         static_cast<double>(clock.steady() - begin) / static_cast<double>(platform::kTicksPerSecond);
-    input.checked = clock.now() / kTicksPerMs;
+    input.checked = now_milliseconds();
     const std::string text = metrics_text(input);
     if (options.out.empty() || options.out == "-") {
         fmt::print("{}", text);

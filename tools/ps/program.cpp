@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
-#include "platform/clock.h"
 #include "tools/cli/command_line.h"
 #include "tools/cli/duration.h"
 #include "tools/cli/exit_status.h"
@@ -24,20 +23,17 @@ CLI::Option* add(CLI::App& command, const std::string& names, const std::string&
 }
 
 /// Declared before the times, and so read before them.
-void add_zone(CLI::App& command, Zone& zone) {
-    const auto read = [&zone](const std::string& text) {
+void add_zone(CLI::App& command, Zone& zone, std::optional<Zone>* given = nullptr) {
+    const auto read = [&zone, given](const std::string& text) {
         const auto parsed = Zone::parse(text);
         if (!parsed) throw CLI::ValidationError(text + " is not UTC, local or an offset like +02:00");
         zone = *parsed;
+        if (given != nullptr) *given = zone;
     };
     command
         .add_option_function<std::string>(
             "--zone", read, "zone of times without one: UTC (default), local, or an offset like +02:00")
         ->type_name("ZONE");
-}
-
-std::int64_t now_milliseconds() {
-    return platform::system_clock().now() / (platform::kTicksPerSecond / 1000);
 }
 
 CLI::Option* add_time(CLI::App& command, const std::string& names, std::int64_t& instant, const Zone& zone,
@@ -70,8 +66,7 @@ void add_from_or_documents(CLI::App& report, Options& options, const Zone& zone)
     };
     report
         .add_option_function<std::vector<std::string>>(
-            "--from", read,
-            "only recordings with frames from this time on; a FILE here is one of --documents")
+            "--from", read, "start of the only period that the page shows; a FILE here is one of --documents")
         ->type_name("TIME");
 }
 
@@ -234,13 +229,18 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
 
     CLI::App& report =
         add_command("report",
-                    "Writes an HTML page about recordings: a time line of each camera, coverage, gaps, "
-                    "bitrate curves and the faults that verify finds",
+                    "Writes an HTML page that tells whether a day, a week or a month is complete on all "
+                    "cameras, with a time line, the gaps, bitrate curves and the faults that verify finds",
                     "norvanepi-ps report recordings --out report.html", run_report);
     add(report, "PATH", "PATH", options.paths, "recordings, or directories with recordings");
-    add_zone(report, zone);
+    add_zone(report, zone, &options.zone);
+    add(report, "--period", "PERIOD", options.period,
+        "the page opens with the last complete day (default), week or month")
+        ->check(CLI::IsMember({"day", "week", "month"}));
     add_from_or_documents(report, options, zone);
-    add_time(report, "--to", options.range.to, zone, "only recordings with frames before this time");
+    add_time(report, "--to", options.range.to, zone, "end of the only period that the page shows");
+    add_duration(report, "--minimum-gap", options.minimum_gap,
+                 "list only gaps of this length; shorter ones are still missing time (default: 5s)");
     add(report, "--documents", "FILE", options.documents,
         "output of verify --json, from this recorder or others");
     add(report, "--transcript", "FILE", options.transcript,

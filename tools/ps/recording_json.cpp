@@ -40,6 +40,21 @@ Json spans_of(const reader::Report& report) {
     return spans;
 }
 
+/// The year 2128 has no time in the format, so the end of the last frame of 2127 is not told.
+Json json_time(std::int64_t instant) {
+    const auto time = reader::packet_time_of(instant);
+    return time ? Json(reader::rfc3339(*time)) : Json();
+}
+
+Json recorded_of(const std::vector<FrameSpan>& recorded) {
+    Json spans = Json::array();
+    for (const FrameSpan& span : recorded) {
+        spans.push_back(
+            {{"first", json_time(span.first)}, {"last", json_time(span.last)}, {"end", json_time(span.end)}});
+    }
+    return spans;
+}
+
 Json faults_of(const reader::Report& report) {
     Json faults = Json::array();
     for (const reader::Fault& fault : report.faults.kept()) {
@@ -76,8 +91,10 @@ Json json_of(const reader::Report& report) {
     return json;
 }
 
-Json json_of(const reader::Report& report, const reader::Curve& curve) {
+Json json_of(const reader::Report& report, const reader::Curve& curve,
+             const std::vector<FrameSpan>& recorded) {
     Json json = json_of(report);
+    json["recorded"] = recorded_of(recorded);
     json["curve"] = {
         {"step_ms", curve.step()}, {"bytes", curve.bytes()}, {"key_distance", curve.key_distances()}};
     return json;

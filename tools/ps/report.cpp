@@ -11,10 +11,12 @@
 #include "tools/cli/output_file.h"
 #include "tools/cli/plural.h"
 #include "tools/ps/command.h"
+#include "tools/ps/coverage/recording_facts.h"
 #include "tools/ps/for_each_recording.h"
 #include "tools/ps/recording_json.h"
 #include "tools/ps/report/page.h"
 #include "tools/ps/report/page_data.h"
+#include "tools/ps/time_range.h"
 
 namespace ps_tool {
 namespace {
@@ -27,18 +29,35 @@ std::ifstream open_file(const std::string& path) {
     return in;
 }
 
+/// A recording for the page, or only facts if no frame is in the period.
+struct ReadRecording {
+    Json json;
+    RecordingFacts facts;
+};
+
+ReadRecording read_recording(reader::Recording& recording, const TimeRange& period) {
+    reader::Curve curve;
+    FactsBuilder facts;
+    const reader::Report report =
+        reader::verify(recording, reader::VerifyDepth::kHeaders, [&](const reader::Packet& packet) {
+            curve.add(packet);
+            facts.add(packet);
+        });
+    RecordingFacts all = facts.facts(report);
+    if (!may_overlap(recording, period)) return {.json = {}, .facts = std::move(all)};
+    return {.json = json_of(report, curve, all.spans), .facts = {}};
+}
+
 void add_recordings(const Options& options, cli::UnusableInputs& unusable, PageData& data) {
     if (options.paths.empty()) return;
-    for_each_recording<Json>(
-        options, unusable,
-        [](reader::Recording& recording) {
-            reader::Curve curve;
-            const reader::Report report =
-                reader::verify(recording, reader::VerifyDepth::kHeaders,
-                               [&](const reader::Packet& packet) { curve.add(packet); });
-            return json_of(report, curve);
-        },
-        [&data](const std::string&, const Json& recording) { data.add(recording); });
+    Options all = options;
+    all.range = {};
+    for_each_recording<ReadRecording>(
+        all, unusable,
+        [&options](reader::Recording& recording) { return read_recording(recording, options.range); },
+        [&data](const std::string&, const ReadRecording& recording) {
+            recording.json.is_null() ? data.add_outside(recording.facts) : data.add(recording.json);
+        });
 }
 
 /// Adds and drops each recording while it parses, so the document need not fit into memory.
@@ -85,7 +104,11 @@ int run_report(const Options& options) {
         throw cli::CannotRun("no input; give a PATH or --from");
     cli::UnusableInputs unusable(kProgram);
     cli::check_output(options.out, cli::replace_if(options.force));
-    PageData data;
+    PageData data({.now = now_milliseconds(),
+                   .minimum_gap = options.minimum_gap,
+                   .period = options.period,
+                   .limits = limits_of(options.range),
+                   .zone = options.zone});
     add_recordings(options, unusable, data);
     for (const std::string& path : options.documents) add_document(path, data);
     if (!options.transcript.empty()) add_transcript(options.transcript, data);

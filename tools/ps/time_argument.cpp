@@ -4,6 +4,7 @@
 #include <regex>
 
 #include "platform/calendar.h"
+#include "platform/clock.h"
 #include "tools/ps/coverage/timeline.h"
 #include "tools/reader/packet_time.h"
 
@@ -38,6 +39,10 @@ std::int64_t midnight_before(std::int64_t local) {
 }
 
 }  // namespace
+
+std::int64_t now_milliseconds() {
+    return platform::system_clock().now() / (platform::kTicksPerSecond / 1000);
+}
 
 std::optional<Zone> Zone::parse(const std::string& text) {
     Zone zone;

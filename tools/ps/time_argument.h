@@ -8,6 +8,9 @@
 
 namespace ps_tool {
 
+/// The system's time in ms since 1970, UTC.
+[[nodiscard]] std::int64_t now_milliseconds();
+
 /// The zone of times that do not state their own.
 class Zone {
   public:

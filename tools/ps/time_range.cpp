@@ -1,5 +1,8 @@
+#include "tools/ps/time_range.h"
+
 #include <algorithm>
 
+#include "tools/cli/exit_status.h"
 #include "tools/ps/for_each_recording.h"
 #include "tools/reader/packet.h"
 
@@ -28,6 +31,20 @@ bool may_overlap(reader::Recording& recording, const TimeRange& range) {
     const auto last = last_instant(recording);
     if (!first || !last) return true;
     return std::max(*first, *last) >= range.from && *first < range.to;
+}
+
+PeriodLimits limits_of(const TimeRange& range) {
+    const TimeRange open;
+    PeriodLimits limits;
+    if (range.from != open.from) limits.from = range.from;
+    if (range.to != open.to) limits.to = range.to;
+    for (const auto& limit : {limits.from, limits.to}) {
+        if (limit && !reader::packet_time_of(*limit))
+            throw cli::CannotRun("--from and --to must be in the years 2000 to 2127");
+    }
+    if (limits.from && limits.to && *limits.from >= *limits.to)
+        throw cli::CannotRun("--from must be before --to");
+    return limits;
 }
 
 }  // namespace ps_tool

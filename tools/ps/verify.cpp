@@ -85,7 +85,7 @@ int run_verify(const Options& options) {
             if (!result.report.verified()) ++faulty;
             if (options.quiet && result.ok()) return;
             if (json == nullptr) return print_text(result, colours);
-            cli::Json object = json_of(result.report, result.curve);
+            cli::Json object = json_of(result.report, result.curve, result.facts.spans);
             object["path_contradicts"] = result.contradicts_path();
             json->add(object);
         });

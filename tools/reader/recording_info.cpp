@@ -95,8 +95,9 @@ class RecordingInfoBuilder {
     std::array<SlotState, kSlots> slots_{};
 };
 
-/// The difference between local time and UTC, in minutes. Nothing if no time zone has this offset: offsets
-/// are multiples of 15 minutes from -12 to +14 hours.
+}  // namespace
+
+// Offsets are multiples of 15 minutes from -12 to +14 hours.
 std::optional<int> utc_offset_minutes(const PacketTime& utc, const PacketTime& local) {
     constexpr std::int64_t kQuarter = 900'000;  // ms
     constexpr std::int64_t kWest = -48 * kQuarter;
@@ -105,8 +106,6 @@ std::optional<int> utc_offset_minutes(const PacketTime& utc, const PacketTime& l
     if (ahead % kQuarter != 0 || ahead < kWest || ahead > kEast) return std::nullopt;
     return static_cast<int>(ahead / 60'000);
 }
-
-}  // namespace
 
 std::optional<RecordingPath> parse_recording_path(const std::string& data_path) {
     static const std::regex form(

@@ -22,6 +22,9 @@ struct RecordingPath {
 /// The clip id in the file name; empty if it has another form.
 [[nodiscard]] std::string clip_id_in(const std::string& data_path);
 
+/// The difference between a local time and UTC, in minutes. Nothing if no time zone has it.
+[[nodiscard]] std::optional<int> utc_offset_minutes(const PacketTime& utc, const PacketTime& local);
+
 /// The difference between the local time in the path and the first frame's UTC, in minutes. Nothing without
 /// either, or if no time zone has this difference.
 [[nodiscard]] std::optional<int> zone_of(const Report& report, const std::optional<RecordingPath>& path);

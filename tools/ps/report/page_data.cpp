@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
-#include "ps/index_layout.h"
+#include "tools/ps/report/outliers.h"
 #include "tools/reader/packet_time.h"
+#include "tools/reader/recording_info.h"
 
 namespace ps_tool {
 namespace {
@@ -12,7 +14,6 @@ namespace {
 using cli::Json;
 
 constexpr std::size_t kMaxCurves = 20'000;  // a browser cannot open a page with more
-constexpr std::size_t kMaxGaps = 10;
 constexpr std::int64_t kMsPerSecond = 1000;
 
 std::int64_t instant_of(const Json& time) {
@@ -34,6 +35,80 @@ Intervals round_to_seconds(const Intervals& intervals) {
     return merge(std::move(rounded));
 }
 
+/// Documents of earlier versions have no "recorded" member; then the end of a last frame is unknown.
+std::vector<FrameSpan> recorded_of(const Json& recording) {
+    const bool exact = recording.contains("recorded");
+    std::vector<FrameSpan> spans;
+    for (const Json& span : recording.at(exact ? "recorded" : "spans")) {
+        if (span.at("first").is_null() || span.at("last").is_null()) continue;
+        const std::int64_t last = instant_of(span.at("last"));
+        const Json end = exact ? span.at("end") : Json();
+        spans.push_back({instant_of(span.at("first")), last, end.is_null() ? last + 1 : instant_of(end)});
+    }
+    return spans;
+}
+
+RecordingFacts facts_of(const Json& recording) {
+    const Json& streams = recording.at("streams");
+    return {.clip_id = reader::clip_id_in(recording.at("path").get<std::string>()),
+            .name = streams.empty() ? "" : streams.at(0).at("name").get<std::string>(),
+            .spans = recorded_of(recording),
+            .bytes = recording.at("bytes").get<std::uint64_t>(),
+            .faulty = recording.at("fault_count").get<std::uint64_t>() > 0,
+            .repairable = recording.at("mendable").get<bool>()};
+}
+
+/// What the path and the first frame tell about the zone.
+std::optional<ZoneOffset> offset_of(const Json& recording) {
+    if (recording.at("first").is_null() || !recording.contains("local_start") ||
+        recording.at("local_start").is_null())
+        return std::nullopt;
+    const std::int64_t first = instant_of(recording.at("first"));
+    const auto utc = reader::packet_time_of(first);
+    const auto local = reader::packet_time_of(instant_of(recording.at("local_start")));
+    const auto minutes = utc && local ? reader::utc_offset_minutes(*utc, *local) : std::nullopt;
+    return minutes ? std::optional(ZoneOffset{first, *minutes}) : std::nullopt;
+}
+
+Json offsets_json(const std::vector<ZoneOffset>& offsets) {
+    Json list = Json::array();
+    for (const ZoneOffset& one : offsets) list.push_back({one.from, one.minutes});
+    return list;
+}
+
+/// Two numbers for each gap: the distance of its begin from the previous begin, the first one from 1970, and
+/// its length.
+Json gaps_json(const Intervals& gaps) {
+    Json flat = Json::array();
+    std::int64_t before = 0;
+    for (const Interval& gap : gaps) {
+        flat.push_back(gap.begin - before);
+        flat.push_back(gap.length());
+        before = gap.begin;
+    }
+    return flat;
+}
+
+bool has_frames(const CameraCoverage& camera) {
+    return std::ranges::any_of(camera.recordings,
+                               [](const RecordingFacts* one) { return !one->spans.empty(); });
+}
+
+/// The names of other cameras with the same clip id, whose recordings overlap in time: they overwrite each
+/// other's recordings.
+Json names_sharing_id(const Coverage& coverage, const CameraCoverage& camera) {
+    Json names = Json::array();
+    for (const CameraCoverage& other : coverage.cameras) {
+        if (&other != &camera && !camera.clip_id.empty() && other.clip_id == camera.clip_id)
+            names.push_back(other.label());
+    }
+    return names;
+}
+
+Json nullable(const std::optional<std::int64_t>& value) {
+    return value ? Json(*value) : Json();
+}
+
 Json reasons_json(const std::map<std::string, std::int64_t>& by_reason) {
     Json parts = Json::array();
     for (const auto& [reason, length] : by_reason) parts.push_back({reason, length});
@@ -51,91 +126,113 @@ Json json_of(const Account& account) {
 }  // namespace
 
 void PageData::add(const Json& recording) {
-    const Json& streams = recording.at("streams");
-    const std::string id =
-        recording.at("clip_id").is_null() ? "" : recording.at("clip_id").get<std::string>();
-    const CameraKey camera(id, streams.empty() ? "" : streams.at(0).at("name").get<std::string>());
-    std::vector<Span>& spans = cameras_[camera];
+    File file;
+    file.number = facts_.size();
+    facts_.push_back(facts_of(recording));
+    if (const auto offset = offset_of(recording)) offsets_seen_.push_back(*offset);
     for (const Json& span : recording.at("spans")) {
         if (span.at("first").is_null() || span.at("last").is_null()) continue;
-        spans.push_back({{instant_of(span.at("first")), instant_of(span.at("last"))},
-                         span.at("kind").get<std::uint8_t>()});
+        file.spans.push_back({{instant_of(span.at("first")), instant_of(span.at("last"))},
+                              span.at("kind").get<std::uint8_t>()});
     }
     const Json& faults = recording.at("faults");
-    const auto fault_count = recording.at("fault_count").get<std::uint64_t>();
-    if (fault_count > 0) ++faulty_files_;
-    const Json row = {recording.at("path"),
-                      instant_or_null(recording.at("first")),
-                      instant_or_null(recording.at("last")),
-                      recording.at("frames"),
-                      recording.at("key_frames"),
-                      recording.at("bytes"),
-                      fault_count,
-                      recording.at("mendable"),
-                      faults.empty() ? Json("") : faults.at(0).at("text")};
-    const bool curve = files_.size() < kMaxCurves && recording.contains("curve");
-    files_.push_back({camera, row, curve ? recording.at("curve") : Json()});
+    if (facts_.back().faulty) ++faulty_files_;
+    file.row = {recording.at("path"),
+                instant_or_null(recording.at("first")),
+                instant_or_null(recording.at("last")),
+                recording.at("frames"),
+                recording.at("key_frames"),
+                recording.at("bytes"),
+                recording.at("fault_count"),
+                recording.at("mendable"),
+                faults.empty() ? Json("") : faults.at(0).at("text")};
+    if (files_.size() < kMaxCurves && recording.contains("curve")) file.curve = recording.at("curve");
+    files_.push_back(std::move(file));
+}
+
+void PageData::add_outside(const RecordingFacts& facts) {
+    facts_.push_back(facts);
 }
 
 void PageData::account_for(const std::vector<LostTime>& lost) {
     std::map<std::string, Intervals> covered;
-    for (const auto& [camera, spans] : cameras_) {
-        for (const Span& span : spans) covered[camera.first].push_back(span.time);
+    for (const RecordingFacts& one : facts_) {
+        for (const FrameSpan& span : one.spans) covered[one.clip_id].push_back({span.first, span.last});
     }
     for (auto& [id, intervals] : covered) intervals = round_to_seconds(intervals);
     accounts_ = ps_tool::account_for(lost, covered);
 }
 
-/// The names of other streams with the same id. Such cameras overwrite each other's recordings.
-Json PageData::names_sharing_id(const CameraKey& key) const {
-    Json names = Json::array();
-    if (key.first.empty()) return names;
-    for (auto at = cameras_.lower_bound({key.first, ""});
-         at != cameras_.end() && at->first.first == key.first; ++at) {
-        if (at->first != key) names.push_back(at->first.second);
-    }
-    return names;
+/// The time for which gaps are computed. It continues for two days after the newest frame, but not into the
+/// future, because a camera that is silent now has a gap.
+Interval PageData::extent(const std::vector<RecordingFacts>& recordings) const {
+    const Interval recorded = extent_of(recordings).value_or(Interval{});
+    const std::int64_t until = std::max(recorded.end, std::min(options_.now, recorded.end + 2 * kDay));
+    const Interval all{options_.limits.from.value_or(recorded.begin), options_.limits.to.value_or(until)};
+    return {std::min(all.begin, all.end), all.end};
+}
+
+std::vector<ZoneOffset> PageData::offsets(const Interval& extent) const {
+    return options_.zone ? offsets_of(*options_.zone, extent) : offsets_of(offsets_seen_);
 }
 
 /// Encodes a span as three numbers: its begin relative to the previous begin, its length and its kind.
-Json PageData::camera_json(const CameraKey& key, std::vector<Span> spans) const {
-    std::ranges::sort(spans, {}, [](const Span& span) { return std::pair(span.time.begin, span.time.end); });
+Json PageData::camera_json(const CameraCoverage& camera, std::vector<KindSpan> spans) const {
+    std::ranges::sort(spans, {},
+                      [](const KindSpan& span) { return std::pair(span.time.begin, span.time.end); });
     Json flat = Json::array();
-    Intervals times;
     std::int64_t before = spans.empty() ? 0 : spans.front().time.begin;
-    for (const Span& span : spans) {
+    for (const KindSpan& span : spans) {
         flat.insert(flat.end(), {span.time.begin - before, span.time.length(), span.kind});
         before = span.time.begin;
-        times.push_back({span.time.begin, span.time.end + 1});
     }
-    const Intervals covered = merge(std::move(times), kSpanGap);
-    Json days = Json::array();
-    for (const auto& [day, length] : covered_by_day(covered)) days.push_back({day, length});
-    Json gaps = Json::array();
-    for (const Interval& gap : longest_gaps(covered, kMaxGaps)) gaps.push_back({gap.begin, gap.length()});
-    return {{"id", key.first},
-            {"name", key.second},
-            {"sharesIdWith", names_sharing_id(key)},
+    return {{"id", camera.clip_id},
+            {"names", camera.names},
             {"begin", spans.empty() ? Json() : Json(spans.front().time.begin)},
-            {"covered", total_length(covered)},
             {"spans", flat},
-            {"days", days},
-            {"gaps", gaps}};
+            {"gaps", gaps_json(camera.gaps)}};
 }
 
-Json PageData::document() const {
-    Json cameras = Json::array();
-    std::map<CameraKey, std::size_t> camera_numbers;
-    for (const auto& [key, spans] : cameras_) {
-        camera_numbers[key] = cameras.size();
-        cameras.push_back(camera_json(key, spans));
-    }
+Json PageData::files_json(const CameraNumbers& cameras) const {
     Json files = Json::array();
     for (const File& file : files_) {
         Json row = file.row;
-        row.push_back(camera_numbers.at(file.camera));
+        const auto camera = cameras.find(file.number);
+        row.push_back(camera == cameras.end() ? Json() : Json(camera->second));
         row.push_back(file.curve);
         files.push_back(std::move(row));
+    }
+    return files;
+}
+
+Json PageData::document() const {
+    const std::set<std::size_t> outliers = outliers_of(facts_, options_.now);
+    std::vector<RecordingFacts> recordings;
+    std::vector<std::size_t> numbers;
+    for (std::size_t i = 0; i < facts_.size(); ++i) {
+        if (outliers.contains(i)) continue;
+        recordings.push_back(facts_[i]);
+        numbers.push_back(i);
+    }
+    std::map<std::size_t, const File*> files;
+    for (const File& file : files_) files.emplace(file.number, &file);
+
+    const Interval all = extent(recordings);
+    const Coverage coverage = coverage_of(recordings, {all.begin, all.end});
+    CameraNumbers camera_numbers;
+    Json cameras = Json::array();
+    for (const CameraCoverage& camera : coverage.cameras) {
+        if (!has_frames(camera)) continue;
+        std::vector<KindSpan> spans;
+        for (const RecordingFacts* one : camera.recordings) {
+            const std::size_t number = numbers[static_cast<std::size_t>(one - recordings.data())];
+            camera_numbers[number] = cameras.size();
+            const auto file = files.find(number);
+            if (file == files.end()) continue;
+            spans.insert(spans.end(), file->second->spans.begin(), file->second->spans.end());
+        }
+        cameras.push_back(camera_json(camera, std::move(spans)));
+        cameras.back()["sharesIdWith"] = names_sharing_id(coverage, camera);
     }
     Json accounts = Json::array();
     for (const auto& [id, account] : accounts_) {
@@ -143,7 +240,22 @@ Json PageData::document() const {
         one["id"] = id;
         accounts.push_back(std::move(one));
     }
-    return {{"cameras", cameras}, {"files", files}, {"accounts", accounts}};
+    Json outlier_files = Json::array();
+    for (std::size_t i = 0; i < files_.size(); ++i) {
+        if (outliers.contains(files_[i].number)) outlier_files.push_back(i);
+    }
+    return {{"now", options_.now},
+            {"zone", offsets_json(offsets(all))},
+            {"minimumGap", options_.minimum_gap},
+            {"period", options_.period},
+            {"from", nullable(options_.limits.from)},
+            {"to", nullable(options_.limits.to)},
+            {"extent", {all.begin, all.end}},
+            {"newest", extent_of(recordings).value_or(all).end},
+            {"cameras", cameras},
+            {"files", files_json(camera_numbers)},
+            {"outliers", outlier_files},
+            {"accounts", accounts}};
 }
 
 }  // namespace ps_tool

@@ -49,49 +49,71 @@ function levelFor(camera, millisecondsPerPixel) {
   return camera.levels[at];
 }
 
-// The first span that ends after the instant. Spans overlap only at level 0, and only briefly.
-function firstEndingAfter(level, instant) {
-  let low = 0, high = level.count;
+// The first interval that ends after the instant, of `count` intervals in ascending order of their ends.
+function firstEndingAfter({ count, end }, instant) {
+  let low = 0, high = count;
   while (low < high) {
     const middle = (low + high) >> 1;
-    if (level.end[middle] > instant) high = middle; else low = middle + 1;
+    if (end[middle] > instant) high = middle; else low = middle + 1;
   }
   return low;
 }
 
+// The gaps of a camera with the sum of the lengths before each.
+function decodeGaps(flat) {
+  const count = flat.length / 2;
+  const gaps = { count, begin: new Float64Array(count), end: new Float64Array(count), before: new Float64Array(count + 1) };
+  for (let i = 0, begin = 0; i < count; ++i) {
+    begin += flat[2 * i];
+    gaps.begin[i] = begin;
+    gaps.end[i] = begin + flat[2 * i + 1];
+    gaps.before[i + 1] = gaps.before[i] + flat[2 * i + 1];
+  }
+  return gaps;
+}
+
 function decodeFile(row, number) {
-  const [path, first, last, frames, keys, bytes, faults, mendable, fault, camera, curve] = row;
-  return { number, path, first, last, frames, keys, bytes, faults, mendable, fault, camera, curve };
+  const [path, first, last, frames, keys, bytes, faults, repairable, fault, camera, curve] = row;
+  return { number, path, first, last, frames, keys, bytes, faults, repairable, fault, camera, curve };
+}
+
+// Gives each camera its files by time, and the largest end up to each of them.
+function assignFiles(data) {
+  for (const file of data.files) {
+    if (file.camera !== null) data.cameras[file.camera].files.push(file);
+  }
+  for (const camera of data.cameras) {
+    camera.files.sort((a, b) => (a.first || 0) - (b.first || 0));
+    camera.faultyFiles = camera.files.filter((file) => file.faults > 0);
+    camera.faulty = camera.faultyFiles.length;
+    let end = -Infinity;
+    camera.endUpTo = camera.files.map((file) => end = Math.max(end, file.last || 0));
+  }
 }
 
 function decode(text) {
   const data = JSON.parse(text);
+  data.zone = makeZone(data.zone);
+  data.extent = { from: data.extent[0], to: data.extent[1] };
   data.files = data.files.map(decodeFile);
+  data.outliers = data.outliers.map((number) => data.files[number]);
   data.cameras.forEach((camera, number) => {
     camera.number = number;
-    camera.label = camera.name || "(no name)";
+    camera.label = camera.names.join(", ") || camera.id || "(no name)";
     camera.levels = [decodeSpans(camera)];
+    camera.gaps = decodeGaps(camera.gaps);
+    camera.parts = [];
+    camera.hasLog = data.hasLog === true;
     camera.files = [];
-    camera.faulty = 0;
   });
-  for (const file of data.files) {
-    const camera = data.cameras[file.camera];
-    camera.files.push(file);
-    if (file.faults > 0) ++camera.faulty;
-  }
-  for (const camera of data.cameras) camera.files.sort((a, b) => (a.first || 0) - (b.first || 0));
-  data.range = wholeRange(data.cameras);
+  assignFiles(data);
+  assignParts(data);
   return data;
 }
 
-function wholeRange(cameras) {
-  let from = Infinity, to = -Infinity;
-  for (const { levels: [level] } of cameras) {
-    if (level.count === 0) continue;
-    from = Math.min(from, level.begin[0]);
-    for (let i = 0; i < level.count; ++i) to = Math.max(to, level.end[i]);
+// Gives each camera what is known about its lost time: parts of equal outcome, by time.
+function assignParts(data) {
+  for (const [camera, begin, length, outcome, reason] of data.parts || []) {
+    if (camera !== null) data.cameras[camera].parts.push({ begin, end: begin + length, outcome: OUTCOMES[outcome], reason: data.reasons[reason] });
   }
-  if (from > to) return { from: 0, to: DAY };
-  const margin = Math.max(SECOND, (to - from) * 0.01);
-  return { from: from - margin, to: to + margin };
 }

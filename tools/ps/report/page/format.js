@@ -1,20 +1,16 @@
-// Formats numbers and times. All times are UTC.
+// Formats numbers.
 
 const SECOND = 1000, MINUTE = 60 * SECOND, HOUR = 60 * MINUTE, DAY = 24 * HOUR;
 
-function timeText(instant) {
-  return new Date(instant).toISOString().replace("T", " ").slice(0, 19);
-}
-
-function dayText(day) {
-  return new Date(day * DAY).toISOString().slice(0, 10);
-}
-
+// "340 ms", "12.04 s", "34 min", "15 min 20 s", "10 h 45 min", "2 d 3 h". Rounded down.
 function lengthText(milliseconds) {
-  if (milliseconds < MINUTE) return (milliseconds / SECOND).toFixed(1) + " s";
-  if (milliseconds < HOUR) return Math.floor(milliseconds / MINUTE) + " min " + Math.floor(milliseconds % MINUTE / SECOND) + " s";
-  if (milliseconds < 2 * DAY) return Math.floor(milliseconds / HOUR) + " h " + Math.floor(milliseconds % HOUR / MINUTE) + " min";
-  return Math.floor(milliseconds / DAY) + " d " + Math.floor(milliseconds % DAY / HOUR) + " h";
+  if (milliseconds < SECOND) return Math.floor(milliseconds) + " ms";
+  if (milliseconds < MINUTE) return Math.floor(milliseconds / 10) / 100 + " s";
+  const units = [["d", DAY], ["h", HOUR], ["min", MINUTE], ["s", SECOND]];
+  const first = units.findIndex(([, length]) => milliseconds >= length);
+  const [name, length] = units[first], [next, part] = units[first + 1];
+  const rest = Math.floor(milliseconds % length / part);
+  return Math.floor(milliseconds / length) + " " + name + (rest > 0 ? " " + rest + " " + next : "");
 }
 
 function sizeText(bytes) {
@@ -31,4 +27,13 @@ function percentText(part, whole) {
   if (part > 0 && percent < 0.1) return "< 0.1 %";
   if (part < whole && percent > 99.9) return "> 99.9 %";
   return percent.toFixed(1) + " %";
+}
+
+function plural(count, noun) {
+  return count + " " + noun + (count === 1 ? "" : "s");
+}
+
+// Quotes a text for a POSIX shell.
+function shellWord(text) {
+  return /^[\w@%+=:,./-]+$/.test(text) ? text : "'" + text.replaceAll("'", "'\\''") + "'";
 }

@@ -2,48 +2,66 @@
 
 function start() {
   const data = decode(document.getElementById("document").textContent);
-  const view = makeView(data);
-  let shownFiles = FILES_AT_ONCE;
+  const view = makeView(data), tables = makeTables(view);
   let waiting = false;
 
   // Combines several changes into one redraw.
   const draw = () => {
     if (waiting) return;
     waiting = true;
-    requestAnimationFrame(() => { waiting = false; drawAxis(view); drawLine(view); });
+    requestAnimationFrame(() => { waiting = false; drawAxis(view); drawLine(view); writeAddress(view); });
   };
-  const showAll = (what) => {
-    if (what !== "range") {
-      if (what === "filter") shownFiles = FILES_AT_ONCE;
-      showCameraList(view);
-      showCamera(view);
-      showFile(view);
-      showOverview(view);
-      showFiles(view, data, shownFiles);
-    }
+  const showPeriod = () => {
+    showVerdict(view);
+    showCalendar(view);
+    showAccounts(view);
+    showTables(view, tables);
+    showLineTable(view);
+  };
+  const showChoice = () => {
+    showCameraList(view);
+    showSelection(view);
+    for (const table of Object.values(tables)) table.render();
+    if (view.file) tables.files.reveal(view.file);
+    revealRow(view);
+  };
+  const show = (what) => {
+    if (what === "period" || what === "filter") showPeriod();
+    if (what !== "range") showChoice();
     draw();
   };
-  view.listen(showAll);
 
   const on = (id, event, act) => document.getElementById(id).addEventListener(event, act);
   on("controls", "submit", (event) => event.preventDefault());
-  on("find", "input", (event) => { view.find = event.target.value; filter(view, data); });
-  on("faulty", "change", (event) => { view.faultyOnly = event.target.checked; filter(view, data); });
-  on("earlier", "click", () => move(view, data, -0.5));
-  on("later", "click", () => move(view, data, 0.5));
-  on("closer", "click", () => zoom(view, data, 0.5));
-  on("farther", "click", () => zoom(view, data, 2));
-  on("whole", "click", () => setRange(view, data, data.range.from, data.range.to));
-  on("more", "click", () => { shownFiles += FILES_AT_ONCE; showFiles(view, data, shownFiles); });
-  listenToPointer(view, data);
-  listenToKeys(view, data);
-  window.addEventListener("resize", () => { draw(); showCurves(view.file); });
+  on("find", "input", (event) => { view.find = event.target.value; filter(view); view.changed("filter"); });
+  on("faulty", "change", (event) => { view.faultyOnly = event.target.checked; filter(view); view.changed("filter"); });
+  on("utc", "change", (event) => { view.zone = event.target.checked ? view.utc : data.zone; view.changed("filter"); });
+  on("earlier", "click", () => move(view, -0.5));
+  on("later", "click", () => move(view, 0.5));
+  on("closer", "click", () => zoom(view, 0.5));
+  on("farther", "click", () => zoom(view, 2));
+  on("whole", "click", () => setRange(view, view.period.from, view.period.to));
+  on("next-gap", "click", () => stepGap(view, 1));
+  on("next-fault", "click", () => stepFault(view, 1));
+  on("copy", "click", copyCommand);
+  on("before", "click", () => stepPeriod(view, -1));
+  on("after", "click", () => stepPeriod(view, 1));
+  for (const kind of ["day", "week", "month"]) on("by-" + kind, "click", () => choosePeriod(view, kind, view.period.first));
+  listenToPointer(view);
+  listenToKeys(view);
+  window.addEventListener("resize", () => { draw(); showCurves(view.file, view); });
   window.addEventListener("beforeprint", () => { drawAxis(view); drawLine(view); });
-  matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => { draw(); showCurves(view.file); });
+  window.addEventListener("hashchange", () => readAddress(view));
+  matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => { draw(); showCurves(view.file, view); });
 
-  showSummary(data);
-  showAccounts(data);
-  showAll("everything");
+  document.getElementById("rule").textContent = RULE;
+  document.getElementById("utc").parentElement.hidden = data.zone.name === "UTC";
+  showLegend(view);
+  const address = location.hash;
+  chooseFirstPeriod(view);
+  view.listen(show);
+  if (address.length > 1) readAddress(view);
+  show("period");
 }
 
 start();

@@ -1,135 +1,79 @@
-// Lists and tables. Names come from cameras, so they are only set as text content.
+// The tables of gaps, damaged files, cameras and files.
 
-const FILES_AT_ONCE = 200;
-
-function element(tag, text, className) {
-  const made = document.createElement(tag);
-  if (text !== undefined) made.textContent = text;
-  if (className) made.className = className;
-  return made;
+function fileState(file) {
+  if (file.faults === 0) return element("span", "verified", "good");
+  return element("span", plural(file.faults, "fault") + (file.repairable ? ", repairable: " : ": ") + file.fault, "bad");
 }
 
-function row(cells) {
-  const made = element("tr");
-  for (const cell of cells) {
-    const [content, className] = Array.isArray(cell) ? cell : [cell, ""];
-    const td = element("td", content instanceof Node ? undefined : content, className);
-    if (content instanceof Node) td.append(content);
-    made.append(td);
-  }
-  return made;
+// The date is shown if it is not that of the period.
+function timeColumn(title, view, value) {
+  return { title, className: "time", value, content: (item) => value(item) === null ? "" : shortTimeText(view.zone, value(item), view.period.from) };
 }
 
-function fill(id, rows) {
-  document.querySelector("#" + id + " tbody").replaceChildren(...rows);
+function makeTables(view) {
+  const cameraOf = (file) => file.camera === null ? "" : view.data.cameras[file.camera].label;
+  const file = { isChosen: (one) => one === view.file, choose: (one) => chooseFile(view, one) };
+  const path = { title: "Path", className: "path", value: (one) => one.path, content: (one) => one.path };
+  const state = { title: "Verify", className: "wide", value: (one) => -one.faults, content: fileState };
+  const camera = { title: "Camera", className: "name", value: cameraOf, content: cameraOf };
+  const length = (one) => one.first === null ? null : one.last - one.first;
+
+  const gaps = makeTable("gaps", [
+    { title: "Camera", className: "name", value: (gap) => gap.camera.label, content: (gap) => gap.camera.label },
+    timeColumn("From", view, (gap) => gap.begin), timeColumn("To", view, (gap) => gap.end),
+    { title: "Length", className: "number", value: (gap) => gap.length, content: (gap) => lengthText(gap.length) },
+    { title: "What became of it", className: "wide", value: (gap) => gap.outcome, content: (gap) => OUTCOME_TEXTS[gap.outcome] + (gap.reason ? ": " + gap.reason : "") },
+  ], {
+    by: 3, down: true, choose: (gap) => chooseGap(view, gap),
+    isChosen: (gap) => view.gap !== null && view.gap.camera === gap.camera && view.gap.begin === gap.begin,
+  });
+  const damaged = makeTable("damaged", [camera, path, timeColumn("First", view, (one) => one.first), state], { by: 2, down: false, ...file });
+  const cameras = makeTable("overview", [
+    { title: "Camera", className: "name", value: (one) => one.camera.label, content: (one) => cameraName(one.camera) },
+    { title: "Id", className: "id", value: (one) => one.camera.id, content: (one) => one.camera.id },
+    { title: "Recorded", className: "number", value: (one) => one.recorded, content: (one) => percentText(one.recorded, one.recorded + one.missing) },
+    { title: "Missing", className: "number", value: (one) => one.missing, content: (one) => one.missing > 0 ? lengthText(one.missing) : "none" },
+    { title: "Gaps", className: "number", value: (one) => one.gaps.length, content: (one) => String(one.gaps.length) },
+    { title: "Longest", className: "number", value: (one) => one.longest ? one.longest.length : 0, content: (one) => one.longest ? lengthText(one.longest.length) : "none" },
+    { title: "Current", className: "number", value: (one) => one.current, content: (one) => one.current > 0 ? lengthText(one.current) : "none" },
+    { title: "Damaged", className: "number", value: (one) => one.faulty.length, content: (one) => String(one.faulty.length) },
+  ], { by: 3, down: true, isChosen: (one) => one.camera === view.camera, choose: (one) => chooseCamera(view, one.camera) });
+  const files = makeTable("files", [
+    path, camera, timeColumn("First", view, (one) => one.first),
+    { title: "Length", className: "number", value: length, content: (one) => length(one) === null ? "" : lengthText(length(one)) },
+    { title: "Frames", className: "number", value: (one) => one.frames, content: (one) => String(one.frames) },
+    { title: "Size", className: "number", value: (one) => one.bytes, content: (one) => sizeText(one.bytes) }, state,
+  ], { by: 2, down: false, ...file });
+  const outliers = makeTable("outliers", [path, timeColumn("First", view, (one) => one.first)], { by: 1, down: false });
+  return { gaps, damaged, cameras, files, outliers };
 }
 
-// Makes a row selectable by click and by Enter.
-function choosable(made, chosen, choose) {
-  made.className = "choice";
-  made.tabIndex = 0;
-  made.setAttribute("aria-selected", chosen);
-  made.addEventListener("click", choose);
-  made.addEventListener("keydown", (event) => { if (event.key === "Enter") choose(); });
-  return made;
-}
-
-function foldText(camera) {
+function sharedText(camera) {
   return "shares its id with " + camera.sharesIdWith.map((name) => name || "(no name)").join(", ") + ": they overwrite each other's recordings of the same second";
 }
 
-function showSummary(data) {
-  const faulty = data.files.filter((file) => file.faults > 0).length;
-  const bytes = data.files.reduce((sum, file) => sum + file.bytes, 0);
-  document.getElementById("summary").textContent = data.cameras.length + " cameras, " + data.files.length + " files of " + sizeText(bytes) +
-    (faulty === 0 ? ", all verified" : ", " + faulty + " with faults");
-  for (const [name, text] of [["type1", "type 1"], ["type3", "type 3"], ["other", "another type"], ["gap", "nothing recorded; paler bars contain short gaps"]]) {
-    const item = element("li");
-    item.append(element("i", "", name), text);
-    document.getElementById("legend").append(item);
-  }
+function cameraName(camera) {
+  const made = element("span", camera.label);
+  if (camera.sharesIdWith.length === 0) return made;
+  made.title = sharedText(camera);
+  made.prepend(element("span", "⚠ ", "flag"));
+  return made;
 }
 
-function showCameraList(view) {
-  document.getElementById("cameras").replaceChildren(...view.cameras.map((camera) => {
-    const item = element("li"), button = element("button", camera.label);
-    button.type = "button";
-    button.title = camera.label + " " + camera.id;
-    button.setAttribute("aria-pressed", camera === view.camera);
-    if (camera.sharesIdWith.length > 0) button.prepend(element("span", "⚠ ", "flag"));
-    button.addEventListener("click", () => chooseCamera(view, camera));
-    item.append(button);
-    return item;
-  }));
-}
-
-function dayRow([day, covered]) {
-  const meter = element("meter");
-  meter.max = DAY;
-  meter.value = covered;
-  return row([dayText(day), meter, [percentText(covered, DAY), "number"]]);
-}
-
-function showCamera(view) {
-  const camera = view.camera;
-  document.getElementById("chosen-heading").textContent = camera ? camera.label : "Camera";
-  const facts = document.getElementById("camera-facts");
-  facts.replaceChildren(camera ? "id " + (camera.id || "unknown") + ", " + camera.files.length + " files, " + lengthText(camera.covered) + " recorded" : "");
-  if (camera && camera.sharesIdWith.length > 0) facts.append(element("br"), element("span", foldText(camera), "flag"));
-  fill("days", camera ? camera.days.map(dayRow) : []);
-  fill("gaps", camera ? camera.gaps.map(([begin, length]) => row(["from " + timeText(begin), "to " + timeText(begin + length), [lengthText(length), "number"]])) : []);
-}
-
-function verdict(file) {
-  if (file.faults === 0) return element("span", "verified", "good");
-  return element("span", file.faults + (file.faults === 1 ? " fault" : " faults") + (file.mendable ? ", repairable: " : ": ") + file.fault, "bad");
-}
-
-function showFile(view) {
-  const file = view.file, facts = document.getElementById("file-facts");
-  if (file) {
-    facts.replaceChildren(element("code", file.path), element("br"),
-      file.first === null ? "no frame" : timeText(file.first) + " to " + timeText(file.last) + " UTC, " + file.frames + " frames, " + file.keys + " key frames, " + sizeText(file.bytes),
-      element("br"), verdict(file));
-  } else {
-    facts.textContent = "Choose a bar of the time line or a row of the table.";
-  }
-  showCurves(file);
-}
-
-function showOverview(view) {
-  fill("overview", view.cameras.map((camera) => {
-    const [level] = camera.levels;
-    const end = level.count > 0 ? level.end[level.count - 1] : null;
-    const made = row([camera.label, camera.id, [camera.begin === null ? "" : timeText(camera.begin), "time"], [end === null ? "" : timeText(end), "time"],
-      [lengthText(camera.covered), "number"], [end === null ? "" : percentText(camera.covered, end - camera.begin + 1), "number"],
-      [camera.gaps.length > 0 ? lengthText(camera.gaps[0][1]) : "none", "number"], [camera.files.length, "number"], [camera.faulty, camera.faulty > 0 ? "number bad" : "number"]]);
-    if (camera.sharesIdWith.length > 0) made.cells[0].append(element("br"), element("small", foldText(camera), "flag"));
-    return choosable(made, camera === view.camera, () => chooseCamera(view, camera));
-  }));
-}
-
-function fileRow(view, data, file) {
-  const made = row([[file.path, "path"], data.cameras[file.camera].label, [file.first === null ? "" : timeText(file.first), "time"],
-    [file.first === null ? "" : lengthText(file.last - file.first), "number"], [file.frames, "number"], [sizeText(file.bytes), "number"], verdict(file)]);
-  return choosable(made, file === view.file, () => chooseFile(view, data, file));
-}
-
-function showFiles(view, data, most) {
-  const found = data.files.filter((file) => matches(view, data.cameras[file.camera], file));
-  fill("files", found.slice(0, most).map((file) => fileRow(view, data, file)));
-  document.getElementById("file-count").textContent = Math.min(most, found.length) + " of " + found.length + " shown";
-  document.getElementById("more").hidden = found.length <= most;
-}
-
-function showAccounts(data) {
-  document.getElementById("lost").hidden = data.accounts.length === 0;
-  const sum = (parts) => parts.reduce((all, part) => all + part[1], 0);
-  fill("accounts", data.accounts.map((account) => {
-    const camera = data.cameras.find((one) => one.id === account.id);
-    const share = (part) => [percentText(part, account.lost), "number"];
-    const why = account.refused.concat(account.failed).map(([reason, length]) => reason + " (" + lengthText(length) + ")").join("; ");
-    return row([(camera ? camera.label + " " : "") + account.id, [lengthText(account.lost), "number"], share(account.recovered), share(account.notOnCamera),
-      share(sum(account.refused)), share(sum(account.failed)), why]);
-  }));
+// Fills the tables with what the period and the filter leave.
+function showTables(view, tables) {
+  const { data, coverage } = view;
+  const cameraOf = (file) => file.camera === null ? null : data.cameras[file.camera];
+  const cameras = coverage.cameras.filter((one) => view.cameras.includes(one.camera));
+  const gaps = cameras.flatMap((one) => one.gaps);
+  const damaged = coverage.faulty.filter((file) => matches(view, cameraOf(file), file));
+  const files = data.files.filter((file) => isInPeriod(file, view.period) && matches(view, cameraOf(file), file));
+  tables.gaps.setItems(gaps);
+  tables.damaged.setItems(damaged);
+  tables.cameras.setItems(cameras);
+  tables.files.setItems(files);
+  tables.outliers.setItems(data.outliers);
+  const counts = { gaps: gaps.length, damaged: damaged.length, overview: cameras.length, files: files.length, outliers: data.outliers.length };
+  for (const [id, count] of Object.entries(counts)) document.getElementById(id + "-count").textContent = count;
+  for (const id of ["gaps", "damaged", "outliers"]) document.getElementById(id + "-section").hidden = counts[id] === 0;
 }

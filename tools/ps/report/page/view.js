@@ -1,72 +1,182 @@
-// The state of the page: visible time range, filter and selection. Listeners redraw after changes.
+// The state of the page: period, visible time range, filter and selection. Listeners redraw after changes.
 
 const SHORTEST_RANGE = 2 * SECOND;
+
+// The end of what is known. A day that is over is known to its end: a camera that stopped in it has a gap up to there.
+function knownEnd(data) {
+  if (data.to !== null) return data.to;
+  const dayEnd = dayPeriod(data.zone, dayOf(data.zone, data.newest - 1)).to;
+  return dayEnd <= data.now ? Math.min(dayEnd, data.extent.to) : data.newest;
+}
 
 function makeView(data) {
   const listeners = [];
   const view = {
-    from: data.range.from, to: data.range.to,
-    find: "", faultyOnly: false,
-    cameras: data.cameras, camera: data.cameras[0] || null, file: null,
+    data, known: { from: data.extent.from, to: Math.max(data.extent.from, knownEnd(data)) },
+    from: 0, to: 1, period: null, coverage: null,
+    zone: data.zone, utc: makeZone([]),
+    find: "", faultyOnly: false, sort: {},
+    cameras: data.cameras, camera: null, file: null, gap: null, instant: null, marked: null,
     listen(listener) { listeners.push(listener); },
     changed(what) { for (const listener of listeners) listener(what); },
   };
   return view;
 }
 
-function setRange(view, data, from, to) {
-  const longest = data.range.to - data.range.from;
-  const length = Math.min(Math.max(to - from, SHORTEST_RANGE), Math.max(longest, SHORTEST_RANGE));
-  const middle = (from + to) / 2;
-  view.from = Math.max(data.range.from, Math.min(middle - length / 2, data.range.to - length));
+// The last complete day, week or month; if there is none, the part of it that is known.
+function lastComplete(view, kind) {
+  const { zone } = view.data, { from, to } = view.known;
+  const newest = periodDays(kind, dayOf(zone, Math.max(from, to - 1)));
+  if (dayPeriod(zone, newest.first, newest.count).to <= to) return newest.first;
+  const before = periodDays(kind, newest.first - 1);
+  return dayPeriod(zone, before.first, before.count).to > from ? before.first : newest.first;
+}
+
+// Chooses the day, week or month that contains a day. Time before the oldest recording was not kept and does not count.
+function choosePeriod(view, kind, day) {
+  const days = periodDays(kind, day);
+  const whole = dayPeriod(view.data.zone, days.first, days.count);
+  const period = { from: Math.max(whole.from, view.known.from), to: Math.min(whole.to, view.known.to) };
+  if (period.from >= period.to) return;
+  setPeriod(view, { kind, ...days, ...period, text: periodText(kind, days, view.data.now) });
+}
+
+// The period of the command line, or the last complete one.
+function chooseFirstPeriod(view) {
+  const { data } = view;
+  if (data.from === null && data.to === null) return choosePeriod(view, data.period, lastComplete(view, data.period));
+  const { from, to } = view.known, first = dayOf(data.zone, from), last = dayOf(data.zone, to - 1);
+  const whole = dayPeriod(data.zone, first, last - first + 1);
+  const days = whole.from === from && whole.to === to;
+  const text = days ? periodText(first === last ? "day" : "days", { first, count: last - first + 1 }, data.now)
+    : timeText(data.zone, from) + " to " + shortTimeText(data.zone, to, from);
+  setPeriod(view, { kind: "given", first, count: last - first + 1, from, to, text });
+}
+
+function setPeriod(view, period) {
+  view.period = period;
+  view.coverage = coverageOfAll(view.data, period);
+  view.gap = null;
+  filter(view);
+  setRange(view, period.from, period.to);
+  view.changed("period");
+}
+
+function stepPeriod(view, step) {
+  const { kind, first, count } = view.period;
+  if (kind !== "given") choosePeriod(view, kind, step < 0 ? first - 1 : first + count);
+}
+
+function setRange(view, from, to) {
+  const { known } = view, longest = Math.max(known.to - known.from, SHORTEST_RANGE);
+  const length = Math.min(Math.max(to - from, SHORTEST_RANGE), longest), middle = (from + to) / 2;
+  view.from = Math.max(known.from, Math.min(middle - length / 2, known.from + longest - length));
   view.to = view.from + length;
   view.changed("range");
 }
 
-// Zooms around an instant.
-function zoom(view, data, factor, around = (view.from + view.to) / 2) {
-  const from = around - (around - view.from) * factor;
-  setRange(view, data, from, from + (view.to - view.from) * factor);
+// The middle of what is selected, if it is visible.
+function selectedInstant(view) {
+  const { gap, file } = view;
+  const middle = gap ? (gap.begin + gap.end) / 2 : file && file.first !== null ? (file.first + file.last) / 2 : view.instant;
+  return middle !== null && middle >= view.from && middle <= view.to ? middle : null;
 }
 
-function move(view, data, share) {
+// Zooms with the selection in the middle, or around the given instant, which keeps its place.
+function zoom(view, factor, around = null) {
+  const length = (view.to - view.from) * factor;
+  const middle = selectedInstant(view);
+  if (around === null && middle !== null) return setRange(view, middle - length / 2, middle + length / 2);
+  const fixed = around === null ? (view.from + view.to) / 2 : around;
+  const from = fixed - (fixed - view.from) * factor;
+  setRange(view, from, from + length);
+}
+
+function move(view, share) {
   const by = (view.to - view.from) * share;
-  setRange(view, data, view.from + by, view.to + by);
+  setRange(view, view.from + by, view.to + by);
+}
+
+// Moves the visible range so that an interval is in it.
+function show(view, begin, end) {
+  if (begin >= view.from && end <= view.to) return;
+  const length = Math.max(view.to - view.from, (end - begin) * 1.5), middle = (begin + end) / 2;
+  setRange(view, middle - length / 2, middle + length / 2);
 }
 
 function matches(view, camera, file) {
-  if (view.faultyOnly && !(file ? file.faults > 0 : camera.faulty > 0)) return false;
+  if (view.faultyOnly && !(file ? file.faults > 0 : camera && camera.faulty > 0)) return false;
   const find = view.find.toLowerCase();
   if (find === "") return true;
-  const texts = [camera.label, camera.id].concat(file ? [file.path] : camera.files.length <= 1000 ? camera.files.map((one) => one.path) : []);
-  return texts.some((text) => text.toLowerCase().includes(find));
+  const texts = (camera ? [...camera.names, camera.id] : []).concat(file ? [file.path] : []);
+  if (texts.some((text) => text.toLowerCase().includes(find))) return true;
+  return !file && camera.files.length <= 1000 && camera.files.some((one) => one.path.toLowerCase().includes(find));
 }
 
-function filter(view, data) {
-  view.cameras = data.cameras.filter((camera) => matches(view, camera, null));
-  if (!view.cameras.includes(view.camera)) view.camera = view.cameras[0] || null;
-  view.changed("filter");
+// The cameras that the filter leaves, in the order of the verdict: the longest missing time first.
+function filter(view) {
+  view.cameras = view.coverage.cameras.map((one) => one.camera).filter((camera) => matches(view, camera, null));
+  if (!view.cameras.includes(view.camera)) chooseCamera(view, view.cameras[0] || null);
+}
+
+function choose(view, chosen) {
+  Object.assign(view, { file: null, gap: null }, chosen);
+  view.changed("choice");
 }
 
 function chooseCamera(view, camera) {
-  if (view.camera === camera) return;
-  view.camera = camera;
-  view.file = null;
-  view.changed("choice");
+  if (view.camera !== camera) choose(view, { camera, instant: null });
 }
 
-function chooseFile(view, data, file) {
-  view.file = file;
-  view.camera = data.cameras[file.camera];
-  view.changed("choice");
+function chooseFile(view, file) {
+  choose(view, { camera: file.camera === null ? view.camera : view.data.cameras[file.camera], file, instant: file.first });
+  if (file.camera !== null && file.first !== null) show(view, file.first, file.last);
 }
 
-// The camera's recording at the instant, or the one before it.
+function chooseGap(view, gap) {
+  choose(view, { camera: gap.camera, gap, instant: gap.begin });
+  show(view, gap.begin, gap.end);
+}
+
+// Selects what is at an instant: a gap or the recording that began last.
+function chooseAt(view, camera, instant) {
+  const gap = gapAt(view, camera, instant);
+  if (gap) return choose(view, { camera, gap, instant });
+  choose(view, { camera, file: fileAt(camera, instant), instant });
+}
+
+// The gap at the instant within the known time. It is cut at the ends of the period only if it begins or ends outside.
+function gapAt(view, camera, instant) {
+  const { gaps } = camera, i = firstEndingAfter(gaps, instant);
+  if (i === gaps.count || gaps.begin[i] > instant) return null;
+  return describeGap(camera, Math.max(gaps.begin[i], view.known.from), Math.min(gaps.end[i], view.known.to));
+}
+
+// Of overlapping recordings, the one that began last.
 function fileAt(camera, instant) {
   let low = 0, high = camera.files.length;
   while (low < high) {
     const middle = (low + high) >> 1;
     if ((camera.files[middle].first || 0) > instant) high = middle; else low = middle + 1;
   }
-  return low > 0 ? camera.files[low - 1] : null;
+  for (let at = low - 1; at >= 0 && camera.endUpTo[at] >= instant - SECOND; --at) {
+    const file = camera.files[at];
+    if (file.first !== null && file.last + SECOND >= instant) return file;
+  }
+  return null;
+}
+
+// Steps to the next gap of the period, by time, over all cameras.
+function stepGap(view, step) {
+  const gaps = view.coverage.cameras.filter((one) => view.cameras.includes(one.camera)).flatMap((one) => one.gaps);
+  gaps.sort((a, b) => a.begin - b.begin || a.camera.number - b.camera.number);
+  const at = view.gap ? gaps.findIndex((gap) => gap.camera === view.gap.camera && gap.begin === view.gap.begin) : -1;
+  if (gaps.length > 0) chooseGap(view, gaps[at < 0 ? (step > 0 ? 0 : gaps.length - 1) : (at + step + gaps.length) % gaps.length]);
+}
+
+function stepFault(view, step) {
+  const files = view.coverage.faulty.filter((file) => matches(view, view.data.cameras[file.camera], file));
+  files.sort((a, b) => (a.first || 0) - (b.first || 0));
+  const at = files.indexOf(view.file);
+  if (files.length > 0) chooseFile(view, files[at < 0 ? (step > 0 ? 0 : files.length - 1) : (at + step + files.length) % files.length]);
 }
