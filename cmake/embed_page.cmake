@@ -1,7 +1,7 @@
 # cmake -DPAGE=folder -DOUTPUT=file -P embed_page.cmake: writes the page's body, style and scripts as C++ constants. The
 # scripts share one scope and are concatenated in the order of SCRIPTS.
 set(SCRIPTS format.js local_time.js coverage.js data.js view.js address.js timeline.js pointer.js keys.js table.js tables.js panels.js calendar.js
-    curves.js main.js)
+    curves.js newer.js main.js)
 
 file(READ "${PAGE}/page.html" body)
 file(READ "${PAGE}/page.css" style)

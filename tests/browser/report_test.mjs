@@ -4,7 +4,7 @@
 // Usage: node report_test.mjs CHROMIUM FOLDER; the pages are FOLDER/*.html, and the screenshots are written there.
 
 import assert from "node:assert/strict";
-import { readFileSync } from "node:fs";
+import { copyFileSync, readFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import { pathToFileURL } from "node:url";
 import { chromium } from "playwright-core";
@@ -240,6 +240,20 @@ async function printsFewPages() {
   await done();
 }
 
+// live.html is rewritten by norvanepi-ps report --watch while the page is open.
+async function offersNewerData() {
+  const { page, done } = await opened("live");
+  const files = await text(page, "#files-count");
+  const [path] = JSON.parse(await page.locator("#document").textContent()).files[0];
+  for (const suffix of ["", "i"]) copyFileSync(`${folder}/${path}${suffix}`, `${folder}/${path.replace(/\d\d-/, "59-")}${suffix}`);
+  await page.waitForSelector("#newer:not([hidden])", { timeout: 100_000 });
+  await page.focus("#line");
+  await page.keyboard.press("r");
+  await page.waitForFunction((before) => document.getElementById("files-count").textContent !== before, files, { timeout: 20_000 });
+  assert.equal(Number(await text(page, "#files-count")), Number(files) + 1);
+  await done();
+}
+
 async function largeOpensSoon() {
   const times = [];
   for (let round = 0; round < ROUNDS; ++round) {
@@ -260,7 +274,7 @@ async function largeOpensSoon() {
   assert.ok(median < OPEN_LIMIT);
 }
 
-const all = [tellsTheTruth, agreesWithCoverage, zooms, selectsWhatIsUnderThePointer, choosesByKeys, filtersAndSorts, namesAreText, fitsEveryScreen, printsFewPages, largeOpensSoon];
+const all = [tellsTheTruth, agreesWithCoverage, zooms, selectsWhatIsUnderThePointer, choosesByKeys, filtersAndSorts, namesAreText, fitsEveryScreen, printsFewPages, offersNewerData, largeOpensSoon];
 const tests = all.filter((test) => process.argv.length < 5 || process.argv.slice(4).includes(test.name));
 let failed = 0;
 for (const test of tests) {

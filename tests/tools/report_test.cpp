@@ -40,6 +40,10 @@ Json recording(const std::string& id, const std::string& name, std::int64_t firs
             {"spans", {{{"slot", 0}, {"kind", 128}, {"first", time(first)}, {"last", time(last)}}}}};
 }
 
+void add(ps_tool::PageData& data, const Json& recording) {
+    data.add(std::make_shared<const ps_tool::PageRecording>(ps_tool::page_recording(recording)));
+}
+
 /// Builds a transcript of a camera with the clip id 00A10380.
 class Transcript {
   public:
@@ -162,11 +166,11 @@ TEST(LostTime, UnfetchedTimeHasAReason) {
 TEST(ReportPage, EscapesNamesAndMarksSharedIds) {
     const std::string hostile = "</script><script>alert(1)</script>\xFF";
     ps_tool::PageData data({.now = 1'529'700'000'000});
-    data.add(recording(kCamera, hostile, 1'529'683'509, 1'529'683'519));
-    data.add(recording(kCamera, "Front gate", 1'529'683'509, 1'529'683'513, 2));
-    data.add(recording(kCamera, "Front gate", 1'529'683'515, 1'529'683'519));
-    data.add(recording("00A10580", "Yard", 1'529'683'509, 1'529'683'512));
-    data.add(recording("00A10580", "Back yard", 1'529'683'515, 1'529'683'519));  // renamed
+    add(data, recording(kCamera, hostile, 1'529'683'509, 1'529'683'519));
+    add(data, recording(kCamera, "Front gate", 1'529'683'509, 1'529'683'513, 2));
+    add(data, recording(kCamera, "Front gate", 1'529'683'515, 1'529'683'519));
+    add(data, recording("00A10580", "Yard", 1'529'683'509, 1'529'683'512));
+    add(data, recording("00A10580", "Back yard", 1'529'683'515, 1'529'683'519));  // renamed
     const Json document = data.document();
     EXPECT_EQ(data.faulty_files(), 1U);
     ASSERT_EQ(document.at("cameras").size(), 3U);
@@ -196,13 +200,13 @@ TEST(ReportPage, WrongDatesAndEmptyFilesAreNotCameras) {
     const auto outliers = [](std::int64_t wrong_begin, std::int64_t wrong_length, std::int64_t now) {
         ps_tool::PageData data({.now = now * 1000});
         for (int day = 0; day < 30; ++day) {
-            data.add(
+            add(data,
                 recording(kCamera, "Gate", kBegin + day * kDaySeconds, kBegin + (day + 1) * kDaySeconds));
         }
-        data.add(recording(kCamera, "Gate", wrong_begin, wrong_begin + wrong_length));
+        add(data, recording(kCamera, "Gate", wrong_begin, wrong_begin + wrong_length));
         Json empty = recording("00A10680", "", kBegin, kBegin, 1);
         empty["spans"] = empty["streams"] = Json::array();
-        data.add(empty);
+        add(data, empty);
         const Json document = data.document();
         EXPECT_EQ(document.at("cameras").size(), 1U);
         EXPECT_TRUE(document.at("files")[31].at(9).is_null());

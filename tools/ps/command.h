@@ -54,6 +54,7 @@ struct Options {
     std::vector<std::string> documents;  // output of verify --json
     std::string transcript;
     std::string period = "day";  // of `report`
+    bool watch = false;
     std::optional<Zone> zone;
     std::string camera;      // id or name, or empty
     std::string output_dir;  // of `export`, or empty

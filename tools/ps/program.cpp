@@ -247,6 +247,8 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
         "transcript of norvanepi-recorder; adds an account of lost time");
     add(report, "-o,--out", "FILE", options.out, "output file; - is standard output")->required();
     report.add_flag("--force", options.force, "replace an existing file, but never a recording");
+    report.add_flag("--watch", options.watch,
+                    "rewrite the page when recordings change, at most every 30 seconds, until Ctrl-C");
     add_jobs(report, options);
 
     CLI::App& coverage =

@@ -2,20 +2,20 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <optional>
 
+#include "platform/clock.h"
 #include "tools/cli/exit_status.h"
 #include "tools/cli/output_file.h"
 #include "tools/cli/plural.h"
 #include "tools/ps/command.h"
-#include "tools/ps/coverage/recording_facts.h"
-#include "tools/ps/for_each_recording.h"
-#include "tools/ps/recording_json.h"
 #include "tools/ps/report/page.h"
 #include "tools/ps/report/page_data.h"
+#include "tools/ps/report/page_inputs.h"
 #include "tools/ps/time_range.h"
 
 namespace ps_tool {
@@ -29,46 +29,22 @@ std::ifstream open_file(const std::string& path) {
     return in;
 }
 
-/// A recording for the page, or only facts if no frame is in the period.
-struct ReadRecording {
-    Json json;
-    RecordingFacts facts;
-};
-
-ReadRecording read_recording(reader::Recording& recording, const TimeRange& period) {
-    reader::Curve curve;
-    FactsBuilder facts;
-    const reader::Report report =
-        reader::verify(recording, reader::VerifyDepth::kHeaders, [&](const reader::Packet& packet) {
-            curve.add(packet);
-            facts.add(packet);
-        });
-    RecordingFacts all = facts.facts(report);
-    if (!may_overlap(recording, period)) return {.json = {}, .facts = std::move(all)};
-    return {.json = json_of(report, curve, all.spans), .facts = {}};
-}
-
-void add_recordings(const Options& options, cli::UnusableInputs& unusable, PageData& data) {
-    if (options.paths.empty()) return;
-    Options all = options;
-    all.range = {};
-    for_each_recording<ReadRecording>(
-        all, unusable,
-        [&options](reader::Recording& recording) { return read_recording(recording, options.range); },
-        [&data](const std::string&, const ReadRecording& recording) {
-            recording.json.is_null() ? data.add_outside(recording.facts) : data.add(recording.json);
-        });
+/// Without frames in the period, only the camera of a recording is shown.
+PageRecording in_period(PageRecording recording, const TimeRange& period) {
+    const std::vector<FrameSpan>& spans = recording.facts.spans;
+    recording.shown = spans.empty() || (spans.front().first < period.to && spans.back().end > period.from);
+    return recording;
 }
 
 /// Adds and drops each recording while it parses, so the document need not fit into memory.
-void add_document(const std::string& path, PageData& data) {
+void add_document(const std::string& path, const TimeRange& period, PageData& data) {
     constexpr int kElement = 2;  // JSON depth of an element of "recordings"
     std::ifstream in = open_file(path);
     bool recordings = false;
     const auto take = [&](int depth, Json::parse_event_t event, Json& parsed) {
         if (event == Json::parse_event_t::key && depth == 1) recordings = parsed == "recordings";
         if (event != Json::parse_event_t::object_end || depth != kElement || !recordings) return true;
-        data.add(parsed);
+        data.add(std::make_shared<const PageRecording>(in_period(page_recording(parsed), period)));
         return false;
     };
     try {
@@ -90,32 +66,60 @@ void add_transcript(const std::string& path, PageData& data) {
     }
 }
 
-void write_page(const std::string& page, const Options& options) {
-    cli::OutputFile file(options.out, cli::replace_if(options.force));
-    file.write(page);
+/// Writes the page. Returns the number of faulty files.
+std::size_t write_page(const Options& options, const PageInputs& inputs, cli::Replace replace) {
+    PageData data({.now = now_milliseconds(),
+                   .minimum_gap = options.minimum_gap,
+                   .period = options.period,
+                   .limits = limits_of(options.range),
+                   .zone = options.zone,
+                   .watched = options.watch});
+    inputs.add_to(data);
+    for (const std::string& path : options.documents) add_document(path, options.range, data);
+    if (!options.transcript.empty()) add_transcript(options.transcript, data);
+    cli::OutputFile file(options.out, replace);
+    file.write(report_page(data.document()));
     file.complete();
     if (options.out != "-") fmt::print("{}\n", options.out);
+    cli::print_message(
+        fmt::format("{}, {} with faults", cli::plural(data.files(), "recording"), data.faulty_files()));
+    return data.faulty_files();
+}
+
+/// Rewrites the page when a recording has changed, until the program is stopped. A failure, for example a
+/// full disk, is reported, and the next round tries again.
+[[noreturn]] void watch(const Options& options, PageInputs& inputs, cli::UnusableInputs& unusable) {
+    constexpr std::chrono::seconds kRound(30);
+    bool written = true;
+    for (;;) {
+        (void)std::fflush(stdout);
+        platform::system_sleeper().sleep(kRound);
+        if (!inputs.update(unusable) && written) continue;
+        written = false;
+        try {
+            write_page(options, inputs, cli::Replace::kFiles);
+            written = true;
+        } catch (const cli::CannotRun& error) {
+            cli::print_error(kProgram, error.what());
+        }
+    }
 }
 
 }  // namespace
 
 int run_report(const Options& options) {
     if (options.paths.empty() && options.documents.empty())
-        throw cli::CannotRun("no input; give a PATH or --from");
+        throw cli::CannotRun("no input; give a PATH or --documents");
+    if (options.watch && (options.paths.empty() || options.out == "-"))
+        throw cli::CannotRun("--watch needs a PATH and an output file");
     cli::UnusableInputs unusable(kProgram);
-    cli::check_output(options.out, cli::replace_if(options.force));
-    PageData data({.now = now_milliseconds(),
-                   .minimum_gap = options.minimum_gap,
-                   .period = options.period,
-                   .limits = limits_of(options.range),
-                   .zone = options.zone});
-    add_recordings(options, unusable, data);
-    for (const std::string& path : options.documents) add_document(path, data);
-    if (!options.transcript.empty()) add_transcript(options.transcript, data);
-    write_page(report_page(data.document()), options);
-    cli::print_message(
-        fmt::format("{}, {} with faults", cli::plural(data.files(), "recording"), data.faulty_files()));
-    return unusable.status(data.faulty_files() == 0 ? cli::kSuccess : cli::kFailure);
+    const cli::Replace replace = cli::replace_if(options.force);
+    cli::check_output(options.out, replace);
+    PageInputs inputs(options);
+    if (!options.paths.empty()) inputs.update(unusable);
+    const std::size_t faulty = write_page(options, inputs, replace);
+    if (options.watch) watch(options, inputs, unusable);
+    return unusable.status(faulty == 0 ? cli::kSuccess : cli::kFailure);
 }
 
 }  // namespace ps_tool

@@ -38,7 +38,7 @@ std::string report_page(const cli::Json& document) {
         "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
         "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src {}; script-src "
         "{}; "
-        "base-uri 'none'; form-action 'none'\">\n"
+        "img-src data:; frame-src file:; base-uri 'none'; form-action 'none'\">\n"
         "<meta name=\"viewport\" content=\"width=device-width\">\n<title>Recordings</title>\n"
         "<style>{}</style>\n</head>\n{}"
         "<script type=\"application/json\" id=\"document\">{}</script>\n<script>{}</script>\n</html>\n",

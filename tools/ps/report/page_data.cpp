@@ -48,7 +48,7 @@ std::vector<FrameSpan> recorded_of(const Json& recording) {
     return spans;
 }
 
-RecordingFacts facts_of(const Json& recording) {
+RecordingFacts facts_in(const Json& recording) {
     const Json& streams = recording.at("streams");
     return {.clip_id = reader::clip_id_in(recording.at("path").get<std::string>()),
             .name = streams.empty() ? "" : streams.at(0).at("name").get<std::string>(),
@@ -125,39 +125,39 @@ Json json_of(const Account& account) {
 
 }  // namespace
 
-void PageData::add(const Json& recording) {
-    File file;
-    file.number = facts_.size();
-    facts_.push_back(facts_of(recording));
-    if (const auto offset = offset_of(recording)) offsets_seen_.push_back(*offset);
+PageRecording page_recording(const Json& recording) {
+    PageRecording result{.facts = facts_in(recording)};
     for (const Json& span : recording.at("spans")) {
         if (span.at("first").is_null() || span.at("last").is_null()) continue;
-        file.spans.push_back({{instant_of(span.at("first")), instant_of(span.at("last"))},
-                              span.at("kind").get<std::uint8_t>()});
+        result.spans.push_back({{instant_of(span.at("first")), instant_of(span.at("last"))},
+                                span.at("kind").get<std::uint8_t>()});
     }
     const Json& faults = recording.at("faults");
-    if (facts_.back().faulty) ++faulty_files_;
-    file.row = {recording.at("path"),
-                instant_or_null(recording.at("first")),
-                instant_or_null(recording.at("last")),
-                recording.at("frames"),
-                recording.at("key_frames"),
-                recording.at("bytes"),
-                recording.at("fault_count"),
-                recording.at("mendable"),
-                faults.empty() ? Json("") : faults.at(0).at("text")};
-    if (files_.size() < kMaxCurves && recording.contains("curve")) file.curve = recording.at("curve");
-    files_.push_back(std::move(file));
+    result.row = {recording.at("path"),
+                  instant_or_null(recording.at("first")),
+                  instant_or_null(recording.at("last")),
+                  recording.at("frames"),
+                  recording.at("key_frames"),
+                  recording.at("bytes"),
+                  recording.at("fault_count"),
+                  recording.at("mendable"),
+                  faults.empty() ? Json("") : faults.at(0).at("text")};
+    if (recording.contains("curve")) result.curve = recording.at("curve");
+    result.offset = offset_of(recording);
+    return result;
 }
 
-void PageData::add_outside(const RecordingFacts& facts) {
-    facts_.push_back(facts);
+void PageData::add(std::shared_ptr<const PageRecording> recording) {
+    if (recording->shown) ++files_;
+    if (recording->shown && recording->facts.faulty) ++faulty_files_;
+    recordings_.push_back(std::move(recording));
 }
 
 void PageData::account_for(const std::vector<LostTime>& lost) {
     std::map<std::string, Intervals> covered;
-    for (const RecordingFacts& one : facts_) {
-        for (const FrameSpan& span : one.spans) covered[one.clip_id].push_back({span.first, span.last});
+    for (const auto& one : recordings_) {
+        for (const FrameSpan& span : one->facts.spans)
+            covered[one->facts.clip_id].push_back({span.first, span.last});
     }
     for (auto& [id, intervals] : covered) intervals = round_to_seconds(intervals);
     accounts_ = ps_tool::account_for(lost, covered);
@@ -173,16 +173,27 @@ Interval PageData::extent(const std::vector<RecordingFacts>& recordings) const {
 }
 
 std::vector<ZoneOffset> PageData::offsets(const Interval& extent) const {
-    return options_.zone ? offsets_of(*options_.zone, extent) : offsets_of(offsets_seen_);
+    if (options_.zone) return offsets_of(*options_.zone, extent);
+    std::vector<ZoneOffset> seen;
+    for (const auto& one : recordings_) {
+        if (one->offset) seen.push_back(*one->offset);
+    }
+    return offsets_of(std::move(seen));
 }
 
 /// Encodes a span as three numbers: its begin relative to the previous begin, its length and its kind.
-Json PageData::camera_json(const CameraCoverage& camera, std::vector<KindSpan> spans) const {
-    std::ranges::sort(spans, {},
-                      [](const KindSpan& span) { return std::pair(span.time.begin, span.time.end); });
+Json PageData::camera_json(const CameraCoverage& camera, const std::vector<std::size_t>& recordings) const {
+    std::vector<PageRecording::KindSpan> spans;
+    for (const std::size_t number : recordings) {
+        const auto& own = recordings_[number]->spans;
+        spans.insert(spans.end(), own.begin(), own.end());
+    }
+    std::ranges::sort(spans, {}, [](const PageRecording::KindSpan& span) {
+        return std::pair(span.time.begin, span.time.end);
+    });
     Json flat = Json::array();
     std::int64_t before = spans.empty() ? 0 : spans.front().time.begin;
-    for (const KindSpan& span : spans) {
+    for (const PageRecording::KindSpan& span : spans) {
         flat.insert(flat.end(), {span.time.begin - before, span.time.length(), span.kind});
         before = span.time.begin;
     }
@@ -193,45 +204,46 @@ Json PageData::camera_json(const CameraCoverage& camera, std::vector<KindSpan> s
             {"gaps", gaps_json(camera.gaps)}};
 }
 
-Json PageData::files_json(const CameraNumbers& cameras) const {
+std::pair<Json, Json> PageData::files_json(const CameraNumbers& cameras,
+                                           const std::set<std::size_t>& outliers) const {
     Json files = Json::array();
-    for (const File& file : files_) {
-        Json row = file.row;
-        const auto camera = cameras.find(file.number);
+    Json outlier_files = Json::array();
+    for (std::size_t number = 0; number < recordings_.size(); ++number) {
+        if (!recordings_[number]->shown) continue;
+        if (outliers.contains(number)) outlier_files.push_back(files.size());
+        Json row = recordings_[number]->row;
+        const auto camera = cameras.find(number);
         row.push_back(camera == cameras.end() ? Json() : Json(camera->second));
-        row.push_back(file.curve);
+        row.push_back(files.size() < kMaxCurves ? recordings_[number]->curve : Json());
         files.push_back(std::move(row));
     }
-    return files;
+    return {files, outlier_files};
 }
 
 Json PageData::document() const {
-    const std::set<std::size_t> outliers = outliers_of(facts_, options_.now);
-    std::vector<RecordingFacts> recordings;
-    std::vector<std::size_t> numbers;
-    for (std::size_t i = 0; i < facts_.size(); ++i) {
+    std::vector<RecordingFacts> all_facts;
+    all_facts.reserve(recordings_.size());
+    for (const auto& one : recordings_) all_facts.push_back(one->facts);
+    const std::set<std::size_t> outliers = outliers_of(all_facts, options_.now);
+    std::vector<RecordingFacts> facts;
+    std::vector<std::size_t> numbers;  // of the recordings of `facts`
+    for (std::size_t i = 0; i < all_facts.size(); ++i) {
         if (outliers.contains(i)) continue;
-        recordings.push_back(facts_[i]);
+        facts.push_back(std::move(all_facts[i]));
         numbers.push_back(i);
     }
-    std::map<std::size_t, const File*> files;
-    for (const File& file : files_) files.emplace(file.number, &file);
 
-    const Interval all = extent(recordings);
-    const Coverage coverage = coverage_of(recordings, {all.begin, all.end});
+    const Interval all = extent(facts);
+    const Coverage coverage = coverage_of(facts, {all.begin, all.end});
     CameraNumbers camera_numbers;
     Json cameras = Json::array();
     for (const CameraCoverage& camera : coverage.cameras) {
         if (!has_frames(camera)) continue;
-        std::vector<KindSpan> spans;
-        for (const RecordingFacts* one : camera.recordings) {
-            const std::size_t number = numbers[static_cast<std::size_t>(one - recordings.data())];
-            camera_numbers[number] = cameras.size();
-            const auto file = files.find(number);
-            if (file == files.end()) continue;
-            spans.insert(spans.end(), file->second->spans.begin(), file->second->spans.end());
-        }
-        cameras.push_back(camera_json(camera, std::move(spans)));
+        std::vector<std::size_t> own;
+        for (const RecordingFacts* one : camera.recordings)
+            own.push_back(numbers[static_cast<std::size_t>(one - facts.data())]);
+        for (const std::size_t number : own) camera_numbers[number] = cameras.size();
+        cameras.push_back(camera_json(camera, own));
         cameras.back()["sharesIdWith"] = names_sharing_id(coverage, camera);
     }
     Json accounts = Json::array();
@@ -240,20 +252,18 @@ Json PageData::document() const {
         one["id"] = id;
         accounts.push_back(std::move(one));
     }
-    Json outlier_files = Json::array();
-    for (std::size_t i = 0; i < files_.size(); ++i) {
-        if (outliers.contains(files_[i].number)) outlier_files.push_back(i);
-    }
+    const auto [files, outlier_files] = files_json(camera_numbers, outliers);
     return {{"now", options_.now},
+            {"watched", options_.watched},
             {"zone", offsets_json(offsets(all))},
             {"minimumGap", options_.minimum_gap},
             {"period", options_.period},
             {"from", nullable(options_.limits.from)},
             {"to", nullable(options_.limits.to)},
             {"extent", {all.begin, all.end}},
-            {"newest", extent_of(recordings).value_or(all).end},
+            {"newest", extent_of(facts).value_or(all).end},
             {"cameras", cameras},
-            {"files", files_json(camera_numbers)},
+            {"files", files},
             {"outliers", outlier_files},
             {"accounts", accounts}};
 }

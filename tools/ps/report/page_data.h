@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -22,49 +23,57 @@ struct PageOptions {
     std::string period = "day";    // day, week or month: the page opens with the last complete one
     PeriodLimits limits = {};      // with a limit, the page shows that period and no other
     std::optional<Zone> zone = {};
+    bool watched = false;  // the page is rewritten, so it looks for newer data
 };
 
-/// Collects recordings in the form of `verify --json` and converts them to the compact JSON document that
-/// tools/ps/report/page/data.js reads.
-class PageData {
-  public:
-    explicit PageData(PageOptions options) : options_(std::move(options)) {}
-
-    /// Throws std::runtime_error if the JSON has another form.
-    void add(const cli::Json& recording);
-    /// Adds a recording without frames in the period. Only its camera is shown.
-    void add_outside(const RecordingFacts& facts);
-    /// Adds an account of each camera's lost time. Call it after the last add().
-    void account_for(const std::vector<LostTime>& lost);
-
-    [[nodiscard]] cli::Json document() const;
-    [[nodiscard]] std::size_t files() const { return files_.size(); }
-    [[nodiscard]] std::size_t faulty_files() const { return faulty_files_; }
-
-  private:
+/// A recording as the page shows it.
+struct PageRecording {
     struct KindSpan {
         Interval time;
         std::uint8_t kind = 0;
     };
-    struct File {
-        std::size_t number = 0;  // of its facts
-        std::vector<KindSpan> spans;
-        cli::Json row;
-        cli::Json curve;
-    };
-    /// The camera of each recording, by the number of its facts. Outliers and recordings of a clip id without
+
+    RecordingFacts facts;
+    bool shown = true;  // false if no frame is in the period; then only its camera is shown
+    std::vector<KindSpan> spans = {};
+    cli::Json row = {};
+    cli::Json curve = {};
+    std::optional<ZoneOffset> offset = {};  // what the path and the first frame tell about the zone
+};
+
+/// Converts the form of `verify --json`. Throws std::runtime_error if the JSON has another form.
+[[nodiscard]] PageRecording page_recording(const cli::Json& recording);
+
+/// Collects recordings and converts them to the compact JSON document that tools/ps/report/page/data.js
+/// reads.
+class PageData {
+  public:
+    explicit PageData(PageOptions options) : options_(std::move(options)) {}
+
+    void add(std::shared_ptr<const PageRecording> recording);
+    /// Adds an account of each camera's lost time. Call it after the last add().
+    void account_for(const std::vector<LostTime>& lost);
+
+    [[nodiscard]] cli::Json document() const;
+    [[nodiscard]] std::size_t files() const { return files_; }
+    [[nodiscard]] std::size_t faulty_files() const { return faulty_files_; }
+
+  private:
+    /// The camera of each recording, by the recording's number. Outliers and recordings of a clip id without
     /// any frame have none.
     using CameraNumbers = std::map<std::size_t, std::size_t>;
 
     [[nodiscard]] Interval extent(const std::vector<RecordingFacts>& recordings) const;
     [[nodiscard]] std::vector<ZoneOffset> offsets(const Interval& extent) const;
-    [[nodiscard]] cli::Json camera_json(const CameraCoverage& camera, std::vector<KindSpan> spans) const;
-    [[nodiscard]] cli::Json files_json(const CameraNumbers& cameras) const;
+    [[nodiscard]] cli::Json camera_json(const CameraCoverage& camera,
+                                        const std::vector<std::size_t>& recordings) const;
+    /// The rows of the files, and the numbers of those that are outliers.
+    [[nodiscard]] std::pair<cli::Json, cli::Json> files_json(const CameraNumbers& cameras,
+                                                             const std::set<std::size_t>& outliers) const;
 
     PageOptions options_;
-    std::vector<RecordingFacts> facts_;
-    std::vector<File> files_;
-    std::vector<ZoneOffset> offsets_seen_;
+    std::vector<std::shared_ptr<const PageRecording>> recordings_;
+    std::size_t files_ = 0;
     std::size_t faulty_files_ = 0;
     std::map<std::string, Account> accounts_;
 };

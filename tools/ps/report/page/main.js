@@ -1,7 +1,9 @@
 // Connects the parts of the page.
 
 function start() {
-  const data = decode(document.getElementById("document").textContent);
+  const text = document.getElementById("document").textContent;
+  if (toldWhenMade(text)) return;
+  const data = decode(text);
   const view = makeView(data), tables = makeTables(view);
   let waiting = false;
 
@@ -62,6 +64,7 @@ function start() {
   view.listen(show);
   if (address.length > 1) readAddress(view);
   show("period");
+  if (data.watched) lookForNewer(data);
 }
 
 start();
