@@ -1,6 +1,6 @@
 # cmake -DPAGE=folder -DOUTPUT=file -P embed_page.cmake: writes the page's body, style and scripts as C++ constants. The
 # scripts share one scope and are concatenated in the order of SCRIPTS.
-set(SCRIPTS format.js local_time.js coverage.js data.js view.js address.js timeline.js pointer.js keys.js table.js tables.js panels.js calendar.js
+set(SCRIPTS format.js local_time.js coverage.js data.js view.js address.js timeline.js stills.js pointer.js keys.js table.js tables.js panels.js calendar.js
     curves.js newer.js main.js)
 
 file(READ "${PAGE}/page.html" body)

@@ -103,6 +103,7 @@ function decode(text) {
     camera.levels = [decodeSpans(camera)];
     camera.gaps = decodeGaps(camera.gaps);
     camera.parts = [];
+    camera.stills = (camera.stills || []).map(([time, jpeg, obstacle]) => ({ time, jpeg, obstacle }));
     camera.hasLog = data.hasLog === true;
     camera.files = [];
   });
@@ -114,6 +115,6 @@ function decode(text) {
 // Gives each camera what is known about its lost time: parts of equal outcome, by time.
 function assignParts(data) {
   for (const [camera, begin, length, outcome, reason] of data.parts || []) {
-    if (camera !== null) data.cameras[camera].parts.push({ begin, end: begin + length, outcome: OUTCOMES[outcome], reason: data.reasons[reason] });
+    data.cameras[camera].parts.push({ begin, end: begin + length, outcome: OUTCOMES[outcome], reason: data.reasons[reason] });
   }
 }

@@ -5,13 +5,20 @@ function start() {
   if (toldWhenMade(text)) return;
   const data = decode(text);
   const view = makeView(data), tables = makeTables(view);
-  let waiting = false;
+  let waiting = false, stripTimer = 0;
 
   // Combines several changes into one redraw.
   const draw = () => {
     if (waiting) return;
     waiting = true;
-    requestAnimationFrame(() => { waiting = false; drawAxis(view); drawLine(view); writeAddress(view); });
+    requestAnimationFrame(() => {
+      waiting = false;
+      drawAxis(view);
+      drawLine(view);
+      writeAddress(view);
+    });
+    clearTimeout(stripTimer);
+    stripTimer = setTimeout(() => showStrip(view), 100);
   };
   const showPeriod = () => {
     showVerdict(view);
@@ -59,6 +66,7 @@ function start() {
   document.getElementById("rule").textContent = RULE;
   document.getElementById("utc").parentElement.hidden = data.zone.name === "UTC";
   showLegend(view);
+  document.getElementById("notes").textContent = (data.notes || []).join(" ");
   const address = location.hash;
   chooseFirstPeriod(view);
   view.listen(show);

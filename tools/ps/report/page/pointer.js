@@ -26,6 +26,7 @@ function showPlayhead(view, event) {
   head.style.left = event.clientX - box.left + "px";
   head.firstChild.textContent = timeText(view.zone, instant).slice(11);
   head.classList.toggle("left", event.clientX - box.left > box.width - 80);
+  showHover(view, event, camera, instant);
   if (camera) document.getElementById("under").textContent = camera.label + ", " + timeText(view.zone, instant) + ": " + describeUnder(view, camera, instant);
 }
 
@@ -69,7 +70,9 @@ function listenToPointer(view) {
     release(event);
   });
   line.addEventListener("pointercancel", release);
-  line.addEventListener("pointerleave", () => { document.getElementById("playhead").hidden = true; });
+  line.addEventListener("pointerleave", () => {
+    for (const id of ["playhead", "hover"]) document.getElementById(id).hidden = true;
+  });
 }
 
 function mark(view, a, b) {
