@@ -80,6 +80,9 @@ class StillsTest : public testing::Test {
                             unsigned jobs = 2) {
         return ps_tool::stills_of(cameras, {1000, budget}, jobs);
     }
+    static std::vector<Still> stills_of_one(const StillCamera& camera) {
+        return stills_of({camera}).cameras.at(0);
+    }
     std::string text_of(const std::string& command) {
         EXPECT_EQ(run(command + " >text"), 0) << command;
         return read_file(directory / "text");
@@ -127,7 +130,8 @@ TEST_F(StillsTest, ShowTheKeyFrames) {
     for (const auto& [clip, encoder, profile, size] : rows) {
         SCOPED_TRACE(clip + " " + encoder);
         make_clip("--seconds 4 --key-every 10 " + clip, encoder);
-        // A key frame every 400 ms. The clip ends at 4 s, with a key frame at 3.6 s.
+        // A key frame every 400 ms. The clip ends at 4 s, with a key frame at 3.6 s. With open-gop, the time
+        // of a key frame is that of the frame before it, because it is decoded earlier than it is displayed.
         const auto one = camera({"10:00:00", "10:00:10"}, 4, 1'000, " --profile " + profile);
         const Stills stills = stills_of({one});
         EXPECT_EQ(stills.notes, std::vector<std::string>());
@@ -141,9 +145,10 @@ TEST_F(StillsTest, ShowTheKeyFrames) {
         for (std::size_t i = 0; i < expected.size(); ++i) {
             const Still& still = stills.cameras[0][i];
             EXPECT_EQ(still.obstacle, "");
-            EXPECT_NEAR(static_cast<double>(still.time), static_cast<double>(expected[i]), 1);
+            EXPECT_NEAR(static_cast<double>(still.time), static_cast<double>(expected[i]), 41);
             const std::int64_t frame = (expected[i] - instant("10:00:00")) % 10'000 / 40;
-            if (i < 5) EXPECT_GT(similarity(still, frame), 0.9) << frame;
+            if (i >= 5) continue;  // the second recording has the same pictures
+            EXPECT_GT(similarity(still, frame), 0.9) << frame;
         }
         EXPECT_LT(similarity(stills.cameras[0][0], 70), 0.9);
         EXPECT_EQ(text_of("ffprobe -v error -show_entries stream=width,height -of csv=p=0 still.jpg"),
@@ -152,16 +157,16 @@ TEST_F(StillsTest, ShowTheKeyFrames) {
 }
 
 TEST_F(StillsTest, FitTheBudgetAndKeepGapEdgesLongest) {
-    make_clip("--seconds 16 --key-every 25 --size 320x180");
-    const std::vector<StillCamera> cameras{camera({"10:00:00", "10:01:00", "10:02:00"}, 16, 1'000),
-                                           camera({"11:00:00"}, 16, 1'000)};
+    make_clip("--seconds 8 --key-every 25 --size 320x180");
+    const std::vector<StillCamera> cameras{camera({"10:00:00", "10:01:00", "10:02:00"}, 8, 1'000),
+                                           camera({"11:00:00"}, 8, 1'000)};
     const Stills all = stills_of(cameras);
-    ASSERT_EQ(all.cameras[0].size(), 48U);
-    ASSERT_EQ(all.cameras[1].size(), 16U);
-    const std::set<std::int64_t> edges{instant("10:00:00"), instant("10:00:15"), instant("10:01:00"),
-                                       instant("10:01:15"), instant("10:02:00"), instant("10:02:15")};
+    ASSERT_EQ(all.cameras[0].size(), 24U);
+    ASSERT_EQ(all.cameras[1].size(), 8U);
+    const std::set<std::int64_t> edges{instant("10:00:00"), instant("10:00:07"), instant("10:01:00"),
+                                       instant("10:01:07"), instant("10:02:00"), instant("10:02:07")};
     const std::string reduced = "pictures reduced to fit the budget: lower quality";
-    std::size_t before = 64;
+    std::size_t before = 32;
     std::set<std::string> notes;
     for (std::uint64_t budget = size_of(all.cameras); before > 0; budget = budget * 5 / 9) {
         SCOPED_TRACE(budget);
@@ -177,27 +182,29 @@ TEST_F(StillsTest, FitTheBudgetAndKeepGapEdgesLongest) {
         EXPECT_EQ(stills.notes.empty(), budget == size_of(all.cameras));
         notes.insert(stills.notes.begin(), stills.notes.end());
     }
-    for (const std::string note : {reduced, reduced + ", 160 pixels wide",
-                                   reduced + ", 160 pixels wide, one per 2 s besides those at gaps",
-                                   reduced + ", 160 pixels wide, only some of those at gaps",
-                                   std::string("no picture fits the budget")})
+    for (const std::string& note :
+         {reduced + ", 160 pixels wide", reduced + ", 160 pixels wide, one per 2 s besides those at gaps",
+          reduced + ", 160 pixels wide, only some of those at gaps",
+          std::string("no picture fits the budget")})
         EXPECT_TRUE(notes.contains(note)) << note;
 }
 
 TEST_F(StillsTest, ObstaclesReplacePicturesThatCannotBeDecoded) {
     const auto obstacles = [](const StillCamera& camera) {
         std::vector<std::string> texts;
-        for (const Still& still : stills_of({camera}).cameras[0]) texts.push_back(still.obstacle);
+        for (const Still& still : stills_of_one(camera)) texts.push_back(still.obstacle);
         return texts;
     };
     make_clip("--sets-in-header");
     auto one = camera({"10:00:00", "10:00:10"}, 2, 1'000);  // both recordings have the same obstacle
     EXPECT_EQ(obstacles(one), std::vector<std::string>{"no parameter sets in the recording"});
-    make_clip("", "-c:v mpeg4 -bsf:v null");
+    make_clip("", "-c:v libx265 -tag:v hvc1 -bsf:v null -x265-params log-level=none");
     one = camera({"10:00:00"}, 2, 1'000);
     EXPECT_EQ(obstacles(one), std::vector<std::string>{"the key frame contains no H.264 picture"});
     const std::string path = one.recordings[0].path;
     write_file(path, std::string(3'000, 'x'));
+    EXPECT_EQ(obstacles(one), std::vector<std::string>{"the key frame cannot be read"});
+    one.recordings[0].faulty = true;
     EXPECT_EQ(obstacles(one), std::vector<std::string>{"no key frames in the recording"});
     ASSERT_EQ(run("rm " + path + "*"), 0);
     EXPECT_EQ(obstacles(one),
@@ -205,38 +212,35 @@ TEST_F(StillsTest, ObstaclesReplacePicturesThatCannotBeDecoded) {
 
     make_clip("--seconds 3 --size 640x360");
     one = camera({"10:00:00"}, 3, 1'000);
-    const Stills intact = stills_of({one});
-    ASSERT_EQ(intact.cameras[0].size(), 3U);
+    const auto intact = stills_of_one(one);
+    ASSERT_EQ(intact.size(), 3U);
     const auto entry = reader::Recording(path).entry(25);  // the key frame of the second second
     std::string data = read_file(path);
     std::fill_n(data.begin() + static_cast<std::ptrdiff_t>(entry->packet_offset + entry->packet_size / 2),
                 2'000, 'x');
     write_file(path, data);
-    const auto damaged = stills_of({one}).cameras[0];
+    const auto damaged = stills_of_one(one);
     ASSERT_EQ(damaged.size(), 3U);
-    EXPECT_EQ(damaged[0], intact.cameras[0][0]);
+    EXPECT_EQ(damaged[0], intact[0]);
     EXPECT_EQ(damaged[1], (Still{instant("10:00:01"), "", "the key frame is damaged"}));
-    EXPECT_EQ(damaged[2], intact.cameras[0][2]);
+    EXPECT_EQ(damaged[2], intact[2]);
     EXPECT_EQ(ps_tool::stills_json(damaged)[1],
               cli::Json({instant("10:00:01"), "", "the key frame is damaged"}));
 }
 
 TEST_F(StillsTest, DamagedIndexIsNotNeeded) {
     make_clip("--seconds 3");
-    const auto one = camera({"10:00:00"}, 3, 1'000);
+    auto one = camera({"10:00:00"}, 3, 1'000);
     const std::string index = one.recordings[0].path + "i";
-    const auto intact = stills_of({one}).cameras[0];
+    const auto intact = stills_of_one(one);
     ASSERT_EQ(intact.size(), 3U);
-    std::string entries = read_file(index);
-    constexpr std::size_t kSecondKeyFrame = 1088 + 25 * 32;
-    for (const std::size_t field : {4U, 8U, 12U}) {  // size, time and position
-        std::string changed = entries;
-        changed[kSecondKeyFrame + field] = static_cast<char>(changed[kSecondKeyFrame + field] ^ 1);
-        write_file(index, changed);
-        EXPECT_EQ(stills_of({one}).cameras[0], intact) << field;
-    }
+    write_file(index, std::string(read_file(index).size(), 'x'));
+    EXPECT_NE(stills_of_one(one), intact);
+    one.recordings[0].faulty = true;
+    EXPECT_EQ(stills_of_one(one), intact);
+    one.recordings[0].faulty = false;
     ASSERT_EQ(run("rm " + index), 0);
-    EXPECT_EQ(stills_of({one}).cameras[0], intact);
+    EXPECT_EQ(stills_of_one(one), intact);
 }
 
 TEST_F(StillsTest, DamagedPayloadsDoNotCrash) {
@@ -254,7 +258,7 @@ TEST_F(StillsTest, DamagedPayloadsDoNotCrash) {
             damaged[at] = static_cast<char>(random());
         }
         write_file(path, damaged);
-        for (const Still& still : stills_of({one}).cameras[0]) {
+        for (const Still& still : stills_of_one(one)) {
             EXPECT_NE(still.jpeg.empty(), still.obstacle.empty());
             if (!still.obstacle.empty()) ++obstacles;
         }

@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <functional>
-#include <map>
+#include <iterator>
 #include <optional>
+#include <utility>
 
 #include "tools/ps/report/still_budget.h"
 #include "tools/ps/report/still_codec.h"
+#include "tools/reader/nal_scan.h"
 #include "tools/reader/verify.h"
 
 namespace ps_tool {
@@ -34,7 +36,7 @@ class KeyFrameList {
 
 std::vector<ChosenKeyFrame> key_frames_in_index(reader::Recording& recording) {
     KeyFrameList list;
-    for (std::uint32_t i = 0; recording.completed() && i < recording.entries(); ++i) {
+    for (std::uint32_t i = 0; i < recording.entries(); ++i) {
         const auto entry = recording.entry(i);
         if (entry && entry->is_key())
             list.add(entry->slot, entry->time, entry->packet_offset, entry->packet_size);
@@ -71,8 +73,19 @@ std::size_t nearest(const std::vector<ChosenKeyFrame>& frames, const WantedStill
     return std::min(count, frames.size() - 1);
 }
 
-ChosenKeyFrames choose(reader::Recording& recording, std::vector<ChosenKeyFrame> frames,
-                       const std::vector<WantedStill>& wanted) {
+/// HEVC has other types of units, and the recorder does not tell it apart.
+bool has_picture(std::span<const platform::Byte> payload) {
+    return std::ranges::any_of(reader::nal_units(payload), [](const reader::NalUnit& unit) {
+        return unit.type == h264::kSlice || unit.type == h264::kSliceOfIdrPicture;
+    });
+}
+
+}  // namespace
+
+ChosenKeyFrames choose_key_frames(reader::Recording& recording, bool faulty,
+                                  const std::vector<WantedStill>& wanted) {
+    const bool indexed = !faulty && recording.completed() && recording.entries() > 0;
+    auto frames = indexed ? key_frames_in_index(recording) : key_frames_in_packets(recording);
     ChosenKeyFrames chosen;
     if (frames.empty()) return chosen;
     for (const WantedStill& still : wanted) {
@@ -86,15 +99,6 @@ ChosenKeyFrames choose(reader::Recording& recording, std::vector<ChosenKeyFrame>
     return chosen;
 }
 
-}  // namespace
-
-ChosenKeyFrames choose_key_frames(reader::Recording& recording, const std::vector<WantedStill>& wanted) {
-    ChosenKeyFrames chosen = choose(recording, key_frames_in_index(recording), wanted);
-    const auto exists = [&](const ChosenKeyFrame& frame) { return packet_of(recording, frame).has_value(); };
-    if (!chosen.frames.empty() && std::ranges::all_of(chosen.frames, exists)) return chosen;
-    return choose(recording, key_frames_in_packets(recording), wanted);
-}
-
 std::vector<platform::Byte> decodable_stream(reader::Recording& recording, const ChosenKeyFrame& frame,
                                              ActiveParameterSets sets) {
     const auto packet = packet_of(recording, frame);
@@ -102,7 +106,8 @@ std::vector<platform::Byte> decodable_stream(reader::Recording& recording, const
     if (!packet || !recording.read_data(frame.offset + PesHeader::size, payload))
         throw StillObstacle("the key frame cannot be read");
     const FrameFront front = parse_front(payload, sets);
-    if (!front.has_slice) throw StillObstacle("the key frame contains no H.264 picture");
+    if (!front.has_slice || !has_picture(payload))
+        throw StillObstacle("the key frame contains no H.264 picture");
     if (sets.parsed().empty()) throw StillObstacle("no parameter sets in the recording");
     if (!front.slice) throw StillObstacle("the key frame does not match its parameter sets");
     if (!front.begins_decoding()) throw StillObstacle("the key frame depends on other frames");

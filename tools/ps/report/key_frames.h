@@ -25,9 +25,9 @@ struct ChosenKeyFrames {
     ActiveParameterSets sets;            // of the recording's first key frame
 };
 
-/// Finds the key frames of the first video slot in the index. If the recording has no complete index, or if
-/// it contradicts the packets, reads all packets instead.
-[[nodiscard]] ChosenKeyFrames choose_key_frames(reader::Recording& recording,
+/// Finds the key frames of the first video slot in the index. Reads all packets instead if the recording has
+/// no complete index, or if it is faulty.
+[[nodiscard]] ChosenKeyFrames choose_key_frames(reader::Recording& recording, bool faulty,
                                                 const std::vector<WantedStill>& wanted);
 
 /// The frame in start-code form after its parameter sets. Its own replace those in `sets`. Throws

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <iterator>
+#include <tuple>
 #include <utility>
 
 #include "tools/cli/base64.h"
 #include "tools/cli/exit_status.h"
 #include "tools/cli/jobs.h"
-#include "tools/cli/plural.h"
 #include "tools/cli/progress_bar.h"
 #include "tools/ps/command.h"
 #include "tools/ps/report/key_frames.h"
@@ -20,8 +20,7 @@ namespace {
 /// The stills that one recording has to provide.
 struct StillTask {
     std::size_t camera = 0;
-    std::string path;
-    Interval time;
+    StillRecording recording;
     std::vector<WantedStill> wanted;
 };
 
@@ -40,11 +39,11 @@ struct TaskResult {
 /// ends before.
 StillTask& task_of(std::vector<StillTask>& by_begin, const WantedStill& still) {
     auto next = std::ranges::upper_bound(by_begin, still.instant, {},
-                                         [](const StillTask& task) { return task.time.begin; });
+                                         [](const StillTask& task) { return task.recording.time.begin; });
     if (next == by_begin.begin()) return *next;
     StillTask& last = *std::prev(next);
-    const bool ends_before = still.side == WantedStill::Side::kAtOrAfter && last.time.end < still.instant &&
-                             next != by_begin.end();
+    const bool ends_before = still.side == WantedStill::Side::kAtOrAfter &&
+                             last.recording.time.end < still.instant && next != by_begin.end();
     return ends_before ? *next : last;
 }
 
@@ -53,10 +52,10 @@ std::vector<StillTask> tasks_of(const std::vector<StillCamera>& cameras) {
     for (std::size_t camera = 0; camera < cameras.size(); ++camera) {
         std::vector<StillTask> by_begin;
         for (const StillRecording& recording : cameras[camera].recordings)
-            by_begin.push_back({camera, recording.path, recording.time, {}});
+            by_begin.push_back({camera, recording, {}});
         if (by_begin.empty()) continue;
         std::ranges::sort(by_begin, {}, [](const StillTask& task) {
-            return std::tie(task.time.begin, task.time.end, task.path);
+            return std::tie(task.recording.time.begin, task.recording.time.end, task.recording.path);
         });
         for (const WantedStill& still : cameras[camera].wanted)
             task_of(by_begin, still).wanted.push_back(still);
@@ -75,8 +74,8 @@ TaskResult without_pictures(const StillTask& task, const std::string& obstacle) 
 
 TaskResult read_stills(const StillTask& task, const MakeStillCodec& make_codec, const StillBudget& budget) {
     try {
-        reader::Recording recording(task.path);
-        const ChosenKeyFrames chosen = choose_key_frames(recording, task.wanted);
+        reader::Recording recording(task.recording.path);
+        const ChosenKeyFrames chosen = choose_key_frames(recording, task.recording.faulty, task.wanted);
         if (chosen.frames.empty()) return without_pictures(task, "no key frames in the recording");
         const auto codec = make_codec();
         TaskResult result;

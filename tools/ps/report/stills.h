@@ -15,8 +15,9 @@
 namespace ps_tool {
 
 struct StillRecording {
-    std::string path;  // of the data file
-    Interval time;     // from the first frame to the last one
+    std::string path;     // of the data file
+    Interval time;        // from the first frame to the last one
+    bool faulty = false;  // verify found faults; the index is not used
 };
 
 struct StillCamera {
