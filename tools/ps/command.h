@@ -56,9 +56,12 @@ struct Options {
     std::string period = "day";  // of `report`
     bool watch = false;
     std::optional<Zone> zone;
-    std::string camera;      // id or name, or empty
-    std::string output_dir;  // of `export`, or empty
-    std::string format;      // of `export`; empty: by the extension
+    bool stills = false;
+    std::int64_t stills_every = 600'000;       // ms
+    std::uint64_t stills_budget = 20'000'000;  // bytes of all pictures in base64
+    std::string camera;                        // id or name, or empty
+    std::string output_dir;                    // of `export`, or empty
+    std::string format;                        // of `export`; empty: by the extension
     bool hash = false;
     std::int64_t minimum_gap = 5'000;  // ms
     std::int64_t window = 86'400'000;  // ms

@@ -80,6 +80,25 @@ CLI::Option* add_duration(CLI::App& command, const std::string& names, std::int6
     return command.add_option_function<std::string>(names, read, description)->type_name("DURATION");
 }
 
+void add_stills(CLI::App& report, Options& options) {
+    CLI::Option* const stills = report.add_flag(
+        "--stills", options.stills,
+        "add small pictures of the key frames at regular times and before and after each gap; "
+        "needs libavcodec");
+    const auto is_positive = [](const std::string& text) {
+        return cli::parse_duration(text) == 0 ? "a duration of 0 is too short" : "";
+    };
+    add_duration(report, "--stills-every", options.stills_every,
+                 "time from one picture of a camera to the next (default: 10min)")
+        ->check(CLI::Validator(is_positive, ""))
+        ->needs(stills);
+    add(report, "--stills-budget", "SIZE", options.stills_budget,
+        "size of all pictures together, for example 500KB or 20MB (the default); more are shown smaller, and "
+        "then fewer")
+        ->transform(CLI::AsSizeValue(true))
+        ->needs(stills);
+}
+
 void add_paths(CLI::App& command, Options& options) {
     add(command, "PATH", "PATH", options.paths, "recordings, or directories with recordings")->required();
 }
@@ -245,6 +264,7 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
         "output of verify --json, from this recorder or others");
     add(report, "--transcript", "FILE", options.transcript,
         "transcript of norvanepi-recorder; adds an account of lost time");
+    add_stills(report, options);
     add(report, "-o,--out", "FILE", options.out, "output file; - is standard output")->required();
     report.add_flag("--force", options.force, "replace an existing file, but never a recording");
     report.add_flag("--watch", options.watch,

@@ -73,7 +73,11 @@ std::size_t write_page(const Options& options, const PageInputs& inputs, cli::Re
                    .period = options.period,
                    .limits = limits_of(options.range),
                    .zone = options.zone,
-                   .watched = options.watch});
+                   .watched = options.watch,
+                   .stills = options.stills
+                                 ? std::optional(StillLimits{options.stills_every, options.stills_budget})
+                                 : std::nullopt,
+                   .jobs = options.jobs});
     inputs.add_to(data);
     for (const std::string& path : options.documents) add_document(path, options.range, data);
     if (!options.transcript.empty()) add_transcript(options.transcript, data);

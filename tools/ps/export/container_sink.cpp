@@ -11,7 +11,7 @@ extern "C" {
 #include <array>
 #include <new>
 
-#include "tools/ps/export/av_library.h"
+#include "tools/ps/av_library.h"
 #include "tools/ps/export/export_sink.h"
 #include "tools/reader/packet_time.h"
 

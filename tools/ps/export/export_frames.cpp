@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <map>
 #include <numeric>
 #include <optional>
 #include <utility>
@@ -12,47 +11,11 @@
 #include "tools/cli/exit_status.h"
 #include "tools/cli/plural.h"
 #include "tools/h264/picture_order.h"
-#include "tools/reader/nal_scan.h"
+#include "tools/ps/frame_front.h"
 #include "tools/reader/verify.h"
 
 namespace ps_tool {
 namespace {
-
-using platform::Byte;
-
-constexpr std::size_t kFrontSize =
-    65'536;  // contains the parameter sets and the first slice of most payloads
-
-/// Unit i without its start code.
-/// The parameter sets in effect, parsed and as bytes.
-class ActiveParameterSets {
-  public:
-    void take(h264::Unit unit) {
-        if (const auto id = parsed_.add(unit))
-            bytes_[{h264::type_of(unit), *id}].assign(unit.begin(), unit.end());
-    }
-    [[nodiscard]] const h264::ParameterSets& parsed() const { return parsed_; }
-    /// Sequence parameter sets come first, since their type is lower.
-    [[nodiscard]] std::vector<Byte> in_start_code_form() const {
-        std::vector<Byte> all;
-        for (const auto& [type_and_id, unit] : bytes_) {
-            all.insert(all.end(), h264::kStartCode.begin(), h264::kStartCode.end());
-            all.insert(all.end(), unit.begin(), unit.end());
-        }
-        return all;
-    }
-
-  private:
-    h264::ParameterSets parsed_;
-    std::map<std::pair<std::uint8_t, std::uint32_t>, std::vector<Byte>> bytes_;
-};
-
-/// The contents of a payload up to its first slice.
-struct Front {
-    std::optional<h264::SliceHeader> slice;
-    bool has_slice = false;
-    bool has_sets = false;
-};
 
 class Selector {
   public:
@@ -74,13 +37,13 @@ class Selector {
         if (done_ || packet.slot >= kVideoSlots || packet.size < PesHeader::size + packet.padding) return;
         if (slot_.value_or(packet.slot) != packet.slot) return;
         slot_ = packet.slot;
-        const Front front = read_front(packet);
+        const FrameFront front = read_front(*recording_, packet, sets_);
         if (packet.is_key() && front.has_slice && sets_.parsed().empty()) {
             throw ExportRefused(recording_->data_path() +
                                 ": no parameter sets; use --parameter-sets with a clip of the same camera");
         }
         missing_sets_ |= packet.is_key() && front.has_slice && !front.slice;
-        const bool key = packet.is_key() && front.slice && (front.slice->idr || front.slice->intra);
+        const bool key = packet.is_key() && front.begins_decoding();
         const std::int64_t instant = reader::instant_of(packet.time);
         if (needs_key_frame_ && (!key || (last_ && instant <= *last_))) {
             ++skipped_;
@@ -119,33 +82,6 @@ class Selector {
     }
 
   private:
-    Front read_front(const reader::Packet& packet) {
-        Front front;
-        for (const std::size_t size :
-             {std::min<std::size_t>(packet.payload(), kFrontSize), std::size_t{packet.payload()}}) {
-            std::vector<Byte> bytes(size);
-            if (!recording_->read_data(packet.offset + PesHeader::size, bytes)) return front;
-            front = parse_front(bytes);
-            if (front.has_slice || size == packet.payload()) break;
-        }
-        return front;
-    }
-
-    Front parse_front(std::span<const Byte> bytes) {
-        Front front;
-        const auto units = reader::nal_units(bytes);
-        for (std::size_t i = 0; i < units.size(); ++i) {
-            if (units[i].is_slice()) {
-                front.has_slice = true;
-                front.slice = h264::read_slice_header(reader::unit_at(bytes, units, i), sets_.parsed());
-                break;
-            }
-            front.has_sets |= units[i].type == h264::kSequenceParameterSet;
-            sets_.take(reader::unit_at(bytes, units, i));
-        }
-        return front;
-    }
-
     /// Drops the frames so far, which are before the range.
     void start_selection(const h264::SliceHeader& slice, bool sets_in_stream, std::int64_t instant) {
         selection_.frames.clear();
@@ -156,7 +92,7 @@ class Selector {
         selection_.height = slice.sets.sequence->height;
     }
 
-    void append(const reader::Packet& packet, const Front& front, bool key, std::int64_t instant) {
+    void append(const reader::Packet& packet, const FrameFront& front, bool key, std::int64_t instant) {
         if (!front.slice || front.slice->idr) ++sequence_;
         if (last_ && instant < *last_) ++out_of_order_;
         std::int64_t decoded = instant - selection_.begins;

@@ -12,7 +12,7 @@ extern "C" {
 
 #include "platform/file.h"
 #include "tools/cli/unusable_inputs.h"
-#include "tools/ps/export/av_library.h"
+#include "tools/ps/av_library.h"
 
 namespace ps_tool {
 

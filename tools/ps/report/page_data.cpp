@@ -204,6 +204,20 @@ Json PageData::camera_json(const CameraCoverage& camera, const std::vector<std::
             {"gaps", gaps_json(camera.gaps)}};
 }
 
+StillCamera PageData::still_camera(const CameraCoverage& camera,
+                                   const std::vector<std::size_t>& recordings) const {
+    StillCamera result;
+    for (const std::size_t number : recordings) {
+        const PageRecording& one = *recordings_[number];
+        if (!one.shown || one.facts.spans.empty()) continue;
+        result.recordings.push_back({.path = one.row.at(0).get<std::string>(),
+                                     .time = {one.facts.spans.front().first, one.facts.spans.back().last},
+                                     .faulty = one.facts.faulty});
+    }
+    result.wanted = wanted_stills(camera.recorded, options_.stills->every);
+    return result;
+}
+
 std::pair<Json, Json> PageData::files_json(const CameraNumbers& cameras,
                                            const std::set<std::size_t>& outliers) const {
     Json files = Json::array();
@@ -237,6 +251,7 @@ Json PageData::document() const {
     const Coverage coverage = coverage_of(facts, {all.begin, all.end});
     CameraNumbers camera_numbers;
     Json cameras = Json::array();
+    std::vector<StillCamera> still_cameras;
     for (const CameraCoverage& camera : coverage.cameras) {
         if (!has_frames(camera)) continue;
         std::vector<std::size_t> own;
@@ -245,6 +260,14 @@ Json PageData::document() const {
         for (const std::size_t number : own) camera_numbers[number] = cameras.size();
         cameras.push_back(camera_json(camera, own));
         cameras.back()["sharesIdWith"] = names_sharing_id(coverage, camera);
+        if (options_.stills) still_cameras.push_back(still_camera(camera, own));
+    }
+    Json notes = Json::array();
+    if (options_.stills) {
+        const Stills stills = stills_of(still_cameras, *options_.stills, options_.jobs);
+        for (std::size_t i = 0; i < stills.cameras.size(); ++i)
+            cameras[i]["stills"] = stills_json(stills.cameras[i]);
+        notes = stills.notes;
     }
     Json accounts = Json::array();
     for (const auto& [id, account] : accounts_) {
@@ -262,6 +285,7 @@ Json PageData::document() const {
             {"to", nullable(options_.limits.to)},
             {"extent", {all.begin, all.end}},
             {"newest", extent_of(facts).value_or(all).end},
+            {"notes", notes},
             {"cameras", cameras},
             {"files", files},
             {"outliers", outlier_files},

@@ -11,6 +11,7 @@
 #include "tools/cli/json_list.h"
 #include "tools/ps/coverage/coverage.h"
 #include "tools/ps/report/local_time.h"
+#include "tools/ps/report/stills.h"
 #include "tools/ps/report/transcript.h"
 #include "tools/ps/time_argument.h"
 
@@ -24,6 +25,8 @@ struct PageOptions {
     PeriodLimits limits = {};      // with a limit, the page shows that period and no other
     std::optional<Zone> zone = {};
     bool watched = false;  // the page is rewritten, so it looks for newer data
+    std::optional<StillLimits> stills = {};
+    unsigned jobs = 1;  // recordings to decode at once
 };
 
 /// A recording as the page shows it.
@@ -63,6 +66,8 @@ class PageData {
     /// any frame have none.
     using CameraNumbers = std::map<std::size_t, std::size_t>;
 
+    [[nodiscard]] StillCamera still_camera(const CameraCoverage& camera,
+                                           const std::vector<std::size_t>& recordings) const;
     [[nodiscard]] Interval extent(const std::vector<RecordingFacts>& recordings) const;
     [[nodiscard]] std::vector<ZoneOffset> offsets(const Interval& extent) const;
     [[nodiscard]] cli::Json camera_json(const CameraCoverage& camera,

@@ -1,7 +1,7 @@
 #pragma once
 
-// Loads the libraries of FFmpeg at run time: only `export` needs them, and few recorders have them installed.
-// Only for systems with dlopen.
+// Loads the libraries of FFmpeg at run time: only `export` and `report --stills` need them, and few recorders
+// have them installed. Only for systems with dlopen.
 
 #include <dlfcn.h>
 #include <fmt/format.h>
