@@ -15,6 +15,7 @@
 #include "tools/ps/recording_json.h"
 #include "tools/ps/report/page.h"
 #include "tools/ps/report/page_data.h"
+#include "tools/ps/report/transcript.h"
 
 namespace ps_tool {
 namespace {
@@ -62,13 +63,19 @@ void add_document(const std::string& path, PageData& data) {
     }
 }
 
-void add_transcript(const std::string& path, PageData& data) {
+void add_transcript(const std::string& path, LossTracker& tracker) {
     std::ifstream in = open_file(path);
     try {
-        data.account_for(read_transcript(in));
+        read_transcript(in, tracker);
     } catch (const std::runtime_error& error) {
         throw cli::CannotRun(path + ": " + error.what());
     }
+}
+
+void add_lost_time(const Options& options, PageData& data) {
+    LossTracker tracker;
+    if (!options.transcript.empty()) add_transcript(options.transcript, tracker);
+    data.account_for(tracker.lost_times());
 }
 
 void write_page(const std::string& page, const Options& options) {
@@ -88,7 +95,7 @@ int run_report(const Options& options) {
     PageData data;
     add_recordings(options, unusable, data);
     for (const std::string& path : options.documents) add_document(path, data);
-    if (!options.transcript.empty()) add_transcript(options.transcript, data);
+    add_lost_time(options, data);
     write_page(report_page(data.document()), options);
     cli::print_message(
         fmt::format("{}, {} with faults", cli::plural(data.files(), "recording"), data.faulty_files()));

@@ -40,6 +40,35 @@ Json reasons_json(const std::map<std::string, std::int64_t>& by_reason) {
     return parts;
 }
 
+/// What happened to a camera's lost time, in ms.
+struct Account {
+    std::int64_t lost = 0;
+    std::int64_t recovered = 0;
+    std::int64_t not_on_camera = 0;
+    std::map<std::string, std::int64_t> refused;  // by reason
+    std::map<std::string, std::int64_t> failed;   // or open
+};
+
+void add(const GapPart& part, Account& account) {
+    const std::int64_t length = part.time.length();
+    account.lost += length;
+    switch (part.outcome) {
+        case Outcome::kRecovered:
+            account.recovered += length;
+            break;
+        case Outcome::kNotOnCamera:
+            account.not_on_camera += length;
+            break;
+        case Outcome::kRefused:
+            account.refused[part.reason] += length;
+            break;
+        case Outcome::kFailed:
+        case Outcome::kOpen:
+            account.failed[part.reason] += length;
+            break;
+    }
+}
+
 Json json_of(const Account& account) {
     return {{"lost", account.lost},
             {"recovered", account.recovered},
@@ -83,7 +112,7 @@ void PageData::account_for(const std::vector<LostTime>& lost) {
         for (const Span& span : spans) covered[camera.first].push_back(span.time);
     }
     for (auto& [id, intervals] : covered) intervals = round_to_seconds(intervals);
-    accounts_ = ps_tool::account_for(lost, covered);
+    parts_ = outcomes_of(lost, covered);
 }
 
 /// The names of other streams with the same id. Such cameras overwrite each other's recordings.
@@ -137,8 +166,10 @@ Json PageData::document() const {
         row.push_back(file.curve);
         files.push_back(std::move(row));
     }
+    std::map<std::string, Account> by_camera;
+    for (const GapPart& part : parts_) ps_tool::add(part, by_camera[part.clip_id]);
     Json accounts = Json::array();
-    for (const auto& [id, account] : accounts_) {
+    for (const auto& [id, account] : by_camera) {
         Json one = json_of(account);
         one["id"] = id;
         accounts.push_back(std::move(one));

@@ -8,7 +8,7 @@
 
 #include "tools/cli/json_list.h"
 #include "tools/ps/coverage/timeline.h"
-#include "tools/ps/report/transcript.h"
+#include "tools/ps/report/lost_time.h"
 
 namespace ps_tool {
 
@@ -44,7 +44,7 @@ class PageData {
     std::map<CameraKey, std::vector<Span>> cameras_;
     std::vector<File> files_;
     std::size_t faulty_files_ = 0;
-    std::map<std::string, Account> accounts_;
+    std::vector<GapPart> parts_;
 };
 
 }  // namespace ps_tool
