@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/cli/json_list.h"
+#include "tools/ps/time_argument.h"
 
 namespace ps_tool {
 
@@ -33,6 +34,7 @@ struct Options {
     bool json = false;
     bool ndjson = false;  // JSON, one line per recording
     TimeRange range;
+    Zone zone;  // of times without one
     bool csv = false;
     bool deep = false;
     bool strict = false;
@@ -51,9 +53,10 @@ struct Options {
     std::string parameter_sets;          // path of a clip, or empty
     std::vector<std::string> documents;  // output of verify --json
     std::string transcript;
-    std::string camera;      // id or name, or empty
-    std::string output_dir;  // of `export`, or empty
-    std::string format;      // of `export`; empty: by the extension
+    std::vector<std::string> logs;  // of a host
+    std::string camera;             // id or name, or empty
+    std::string output_dir;         // of `export`, or empty
+    std::string format;             // of `export`; empty: by the extension
     bool hash = false;
     std::int64_t minimum_gap = 5'000;  // ms
     std::int64_t window = 86'400'000;  // ms

@@ -245,6 +245,8 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
         "output of verify --json, from this recorder or others");
     add(report, "--transcript", "FILE", options.transcript,
         "transcript of norvanepi-recorder; adds an account of lost time");
+    add(report, "--log", "FILE", options.logs,
+        "log of a host with documents or log texts of the module; adds an account of lost time");
     add(report, "-o,--out", "FILE", options.out, "output file; - is standard output")->required();
     report.add_flag("--force", options.force, "replace an existing file, but never a recording");
     add_jobs(report, options);
@@ -303,9 +305,8 @@ int run(int argc, const char* const* argv) {
         "its index, NAME.psi, next to it; a directory names every recording below it.",
         "0 success; 1 a fault or a refused file was found; 2 wrong usage, or it could not run.");
     Options options;
-    Zone zone;
     Action chosen = nullptr;
-    add_commands(app, options, zone, chosen);
+    add_commands(app, options, options.zone, chosen);
     return cli::parse(app, argc, argv) ? chosen(options) : cli::kSuccess;
 }
 

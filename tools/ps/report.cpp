@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -10,9 +11,11 @@
 #include "tools/cli/exit_status.h"
 #include "tools/cli/output_file.h"
 #include "tools/cli/plural.h"
+#include "tools/cli/unusable_inputs.h"
 #include "tools/ps/command.h"
 #include "tools/ps/for_each_recording.h"
 #include "tools/ps/recording_json.h"
+#include "tools/ps/report/host_log.h"
 #include "tools/ps/report/page.h"
 #include "tools/ps/report/page_data.h"
 #include "tools/ps/report/transcript.h"
@@ -72,9 +75,42 @@ void add_transcript(const std::string& path, LossTracker& tracker) {
     }
 }
 
-void add_lost_time(const Options& options, PageData& data) {
+/// A readable log, and the time with which it begins.
+struct Log {
+    std::string path;
+    std::optional<std::int64_t> begin;
+};
+
+/// In the order of their times, or as given if one has none.
+std::vector<Log> readable_logs(const Options& options, cli::UnusableInputs& unusable) {
+    std::vector<Log> logs;
+    for (const std::string& path : options.logs) {
+        if (std::ifstream in(path, std::ios::binary); in && in.peek() != std::ifstream::traits_type::eof())
+            logs.push_back({path, first_log_time(in, options.zone)});
+        else
+            unusable.add(path, in.is_open() && !in.bad() ? "is empty" : cli::why_unreadable(path));
+    }
+    if (std::ranges::all_of(logs, [](const Log& log) { return log.begin.has_value(); }))
+        std::ranges::stable_sort(logs, {}, &Log::begin);
+    return logs;
+}
+
+void add_log(const std::string& path, const Options& options, cli::UnusableInputs& unusable,
+             LossTracker& tracker) {
+    std::ifstream in(path, std::ios::binary);
+    const LineCounts lines = read_host_log(in, options.zone, tracker);
+    if (lines.used == 0)
+        unusable.add(path, fmt::format("{}, none with a document or a log text of the module",
+                                       cli::plural(lines.skipped, "line")));
+    else
+        cli::print_message(
+            fmt::format("{}: {} used, {} skipped", path, cli::plural(lines.used, "line"), lines.skipped));
+}
+
+void add_lost_time(const Options& options, cli::UnusableInputs& unusable, PageData& data) {
     LossTracker tracker;
     if (!options.transcript.empty()) add_transcript(options.transcript, tracker);
+    for (const Log& log : readable_logs(options, unusable)) add_log(log.path, options, unusable, tracker);
     data.account_for(tracker.lost_times());
 }
 
@@ -95,7 +131,7 @@ int run_report(const Options& options) {
     PageData data;
     add_recordings(options, unusable, data);
     for (const std::string& path : options.documents) add_document(path, data);
-    add_lost_time(options, data);
+    add_lost_time(options, unusable, data);
     write_page(report_page(data.document()), options);
     cli::print_message(
         fmt::format("{}, {} with faults", cli::plural(data.files(), "recording"), data.faulty_files()));
