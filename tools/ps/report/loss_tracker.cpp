@@ -252,7 +252,7 @@ void LossTracker::read_clip(const XMLElement& storage) {
     if (operation->second.begins_with_clips) lost.gap.begin = std::min(lost.gap.begin, time.begin);
     latest_clip_ = documents::printable(platform::narrow_text(documents::unquoted(file)));
     if (refused_clip_ == latest_clip_) refused_clip_.clear();
-    clips_[latest_clip_] = {guid, time};
+    clips_[latest_clip_] = {guid, time, false};
 }
 
 /// Ignores a report that was logged before.
@@ -314,6 +314,7 @@ void LossTracker::request(std::string guid, const Device& device, const Interval
     std::string& same_end = guids_by_end_[{device, requested.end}];
     if (guid.empty()) guid = same_end.empty() ? unnamed_request(device, requested.end) : same_end;
     name(std::string(same_end), guid, device);
+    same_end = latest_guids_[device] = current_guid_ = guid;
     Operation& operation = operations_[guid];
     if (operation.done) return;
     if (operation.number == 0) {
@@ -324,7 +325,6 @@ void LossTracker::request(std::string guid, const Device& device, const Interval
     operation.number = ++number_;
     operation.lost.rest = Outcome::kOpen;
     operation.lost.reason = kNotFinished;
-    same_end = latest_guids_[device] = current_guid_ = guid;
 }
 
 /// The operation that was requested with an empty GUID.
@@ -410,16 +410,17 @@ void LossTracker::refuse_clip(const std::string& path, const std::string& reason
     const std::string& refused = converted_clip_.empty() ? latest_clip_ : converted_clip_;
     if (!refused.empty() && refused == refused_clip_) return;
     refused_clip_ = refused;
-    const auto clip = clips_.extract(refused);
-    if (clip.empty()) {
+    const auto clip = clips_.find(refused);
+    if (clip == clips_.end()) {
         const auto operation = operations_.find(current_guid_);
         if (operation != operations_.end()) operation->second.unplaced_refusal = reason;
-        return;
+    } else if (!std::exchange(clip->second.refused, true)) {
+        LostTime& lost = operations_[clip->second.guid].lost;
+        const auto newest =
+            std::ranges::find(lost.converted.rbegin(), lost.converted.rend(), clip->second.time);
+        if (newest != lost.converted.rend()) lost.converted.erase(std::next(newest).base());
+        lost.refused.push_back({clip->second.time, reason});
     }
-    LostTime& lost = operations_[clip.mapped().guid].lost;
-    const auto newest = std::ranges::find(lost.converted.rbegin(), lost.converted.rend(), clip.mapped().time);
-    if (newest != lost.converted.rend()) lost.converted.erase(std::next(newest).base());
-    lost.refused.push_back({clip.mapped().time, reason});
 }
 
 /// The present time of the recordings: in a log with times, that of the latest report and what has passed

@@ -69,6 +69,7 @@ class LossTracker {
     struct Clip {
         std::string guid;
         Interval time;
+        bool refused = false;
     };
     using Returns = std::multimap<std::int64_t, Return>;  // by the reported end, or 0
 
@@ -111,7 +112,7 @@ class LossTracker {
     std::uint64_t number_ = 0;                                             // of the latest return or request
     std::uint64_t all_done_ = 0;  // the same when the module had no operation left
 
-    std::map<std::string, Clip> clips_;  // not yet refused, by path
+    std::map<std::string, Clip> clips_;  // by path
     std::string latest_clip_;            // paths
     std::string converted_clip_;
     std::string refused_clip_;
