@@ -145,6 +145,22 @@ TEST_F(PsProgramTest, ReportIsEqualForRecordingsAndForVerifyOutput) {
     EXPECT_EQ(ps("report recordings --from verified.json verified.json -o three.html").err,
               "3 recordings, 0 with faults\n");
 
+    write_file(directory_ / "later",
+               "2026-01-02 00:00:00 NorVane - all operations completed successfully.\n");
+    write_file(directory_ / "earlier", "2026-01-01 NorVane\n2026-01-01T00:00:00Z <Pavo/>\n");
+    write_file(directory_ / "foreign", "2026-01-03 00:00:00 one\ntwo\n");
+    write_file(directory_ / "empty", "");
+    const Outcome logged = ps("report recordings -o logged.html --log later foreign earlier empty missing");
+    EXPECT_EQ(logged.status, 2);
+    EXPECT_TRUE(boost::filesystem::exists(directory_ / "logged.html"));
+    EXPECT_EQ(logged.err,
+              "norvanepi-ps: error: empty: is empty\n"
+              "norvanepi-ps: error: missing: No such file or directory\n"
+              "earlier: 1 line used, 1 skipped\n"
+              "later: 1 line used, 0 skipped\n"
+              "norvanepi-ps: error: foreign: 2 lines, none with a document or a log text of the module\n"
+              "1 recording, 0 with faults\n");
+
     write_file(directory_ / kPath, data().substr(0, 2'000));
     EXPECT_EQ(ps("report recordings -o faulty.html").status, 1);
     for (const std::string wrong :

@@ -4,13 +4,18 @@
 
 #include <fmt/format.h>
 
+#include <array>
 #include <sstream>
 
+#include "engine/log_lines.h"
 #include "tests/support/time_zone.h"
+#include "tools/ps/report/host_log.h"
 #include "tools/ps/report/local_time.h"
 #include "tools/ps/report/page.h"
 #include "tools/ps/report/page_data.h"
+#include "tools/ps/report/transcript.h"
 #include "tools/reader/packet_time.h"
+#include "xml/attributes.h"
 
 namespace {
 
@@ -44,67 +49,92 @@ void add(ps_tool::PageData& data, const Json& recording) {
     data.add(std::make_shared<const ps_tool::PageRecording>(ps_tool::page_recording(recording)));
 }
 
-/// Builds a transcript of a camera with the clip id 00A10380.
+norvane::Operation operation(std::int32_t start, std::int32_t stop) {
+    return {.device = {10551296, 3},
+            .guid = *xml::parse_guid(kGuid),
+            .start_time = platform::ticks_of(start),
+            .end_time = platform::ticks_of(stop)};
+}
+
+/// Builds a transcript of a camera with the clip id 00A10380, and logs of a host about the same.
 class Transcript {
   public:
     void device(const std::string& content) {
         line("to module",
-             "<Pavo><Devices ID='10551296'><Device Number='3'>" + content + "</Device></Devices></Pavo>",
-             ++number_);
+             "<Pavo><Devices ID='10551296'><Device Number='3'>" + content + "</Device></Devices></Pavo>");
     }
     void channel(bool connected, int time) {
         device(fmt::format(
             "<Codec><Encoder Number='0'><Channel Number='0' Connected='{}' Time='{}'/></Encoder></Codec>",
             connected ? 1 : 0, time));
-        release_buffer();
     }
     void request(int start, int stop) {
+        text(norvane::log_lines::requesting_storage_info(operation(start, stop)));
         line("from module",
              fmt::format("<Pavo><Devices ID='10551296'><Device Number='3'><Storage GUID='{}' Command='1' "
                          "Start='{}' Stop='{}'/></Device></Devices></Pavo>",
-                         kGuid, start, stop),
-             0);
+                         kGuid, start, stop));
     }
     void clip(int start, int stop, const std::string& error = "") {
         device(
             fmt::format("<Input><Context><Storage GUID='{}' RetrievalStatus='3' FileName='c' Start='{}' "
                         "Stop='{}'/></Context></Input>",
                         kGuid, start, stop));
-        if (!error.empty()) line("from module", "<log_msg level='75'>" + error + "</log_msg>", 0);
-        release_buffer();
+        if (!error.empty()) text(error);
     }
     void status(int status) {
         device(fmt::format("<Storage GUID='{}' RetrievalStatus='{}' ErrorCode='5'/>", kGuid, status));
-        release_buffer();
+        text(status == 3 ? norvane::log_lines::completed(operation(0, 0))
+                         : norvane::log_lines::failed(operation(0, 0), 5));
+    }
+    void text(const std::string& text) {
+        texts_ += kTime + (" ERROR " + text + "\r\n");
+        line("from module", "<log_msg level=\"75\">" + text + "</log_msg>");
     }
     std::vector<ps_tool::LostTime> lost() const {
-        std::istringstream in(text_);
-        return ps_tool::read_transcript(in);
+        ps_tool::LossTracker tracker;
+        std::istringstream in(transcript_);
+        ps_tool::read_transcript(in, tracker);
+        return tracker.lost_times();
     }
+    const std::string& documents() const { return documents_; }
+    const std::string& texts() const { return texts_; }
 
   private:
-    void release_buffer() { text_ += Json{{"direction", "from module"}, {"number", number_}}.dump() + "\n"; }
-    void line(const char* direction, const std::string& text, int number) {
-        Json one = {{"direction", direction}, {"text", text}};
-        if (number != 0) one["number"] = number;
-        text_ += one.dump() + "\n";
+    static constexpr const char* kTime = "[1970-01-01 00:00:00,500 +0000]";
+
+    void line(const char* direction, const std::string& text) {
+        transcript_ += Json{{"direction", direction}, {"text", text}}.dump() + "\n";
+        documents_ += kTime + (" DEBUG " + text + "\r\n");
     }
 
-    int number_ = 0;
-    std::string text_;
+    std::string transcript_;
+    std::string documents_;
+    std::string texts_;
 };
 
-std::string text_of(const ps_tool::Account& account) {
-    std::string text = fmt::format("lost {} recovered {} not on camera {}", account.lost / 1000,
-                                   account.recovered / 1000, account.not_on_camera / 1000);
-    std::int64_t sum = account.recovered + account.not_on_camera;
-    for (const auto& [kind, parts] : {std::pair("refused", &account.refused), {"failed", &account.failed}}) {
-        for (const auto& [why, length] : *parts) {
-            text += fmt::format(" {} '{}' {}", kind, why, length / 1000);
-            sum += length;
-        }
+std::vector<ps_tool::LostTime> lost_in(const std::string& log, std::uint64_t skipped = 0) {
+    ps_tool::LossTracker tracker;
+    std::istringstream in(log);
+    EXPECT_EQ(ps_tool::read_host_log(in, {}, tracker).skipped, skipped);
+    return tracker.lost_times();
+}
+
+/// The parts in the form "1000-1020 recovered, 1020-1040 refused 'reason'", in seconds.
+std::string text_of(const std::vector<ps_tool::GapPart>& parts) {
+    constexpr std::array kOutcomes = {"recovered", "not on camera", "refused", "failed", "open"};
+    std::string text;
+    for (const ps_tool::GapPart& part : parts) {
+        text += fmt::format("{}{}-{} {}", text.empty() ? "" : ", ", part.time.begin / 1000,
+                            part.time.end / 1000, kOutcomes.at(static_cast<std::size_t>(part.outcome)));
+        if (!part.reason.empty()) text += " '" + part.reason + "'";
     }
-    return sum == account.lost ? text : text + " (parts do not add up)";
+    return text;
+}
+
+std::string outcomes(const std::vector<ps_tool::LostTime>& lost,
+                     const std::map<std::string, Intervals>& covered = {}) {
+    return text_of(ps_tool::outcomes_of(lost, covered));
 }
 
 const std::string kCamera = "00A10380";
@@ -132,35 +162,120 @@ TEST(LostTime, EachSecondIsCountedOnce) {
     transcript.clip(1'040, 1'050);  // its recording is missing
     transcript.status(3);
     const std::map<std::string, Intervals> covered = {{kCamera, {{900'000, 1'020'000}}}};
-    EXPECT_EQ(
-        text_of(ps_tool::account_for(transcript.lost(), covered)[kCamera]),
-        "lost 100 recovered 20 not on camera 50 refused 'Unsupported file format' 20 failed 'recording is "
-        "missing' 10");
+    const std::string parts =
+        "1000-1020 recovered, 1020-1040 refused 'Unsupported file format', 1040-1050 failed 'recording is "
+        "missing', 1050-1100 not on camera";
+    EXPECT_EQ(outcomes(transcript.lost(), covered), parts);
+    EXPECT_EQ(outcomes(lost_in(transcript.documents(), 1), covered), parts)
+        << "a text ends with a line break";
+    EXPECT_EQ(outcomes(lost_in(transcript.documents() + transcript.documents(), 2), covered), parts);
+    EXPECT_EQ(outcomes(lost_in(transcript.texts() + transcript.documents(), 2), covered), parts);
+    EXPECT_EQ(outcomes(lost_in(transcript.texts(), 1), covered),
+              "990-1020 recovered, 1020-1100 refused 'Unsupported file format'");
+
+    std::vector<ps_tool::LostTime> overlapping = transcript.lost();
+    overlapping.push_back({.clip_id = kCamera, .gap = {1'090'000, 1'110'000}, .reason = "another device"});
+    overlapping.push_back({.clip_id = "other", .gap = {1'000'000, 1'001'000}});
+    EXPECT_EQ(outcomes(overlapping, covered), parts + ", 1100-1110 open 'another device', 1000-1001 open");
 }
 
 TEST(LostTime, UnfetchedTimeHasAReason) {
-    const auto accounted = [](const Transcript& transcript) {
-        return text_of(ps_tool::account_for(transcript.lost(), {})[kCamera]);
-    };
     Transcript unsupported;
     unsupported.channel(false, 1'000);
+    EXPECT_EQ(outcomes(lost_in(unsupported.documents() + "1970-01-01 00:00:30 a line of the host\n", 1)),
+              "1000-1029 open 'still lost'");
     unsupported.channel(true, 1'100);
-    EXPECT_EQ(accounted(unsupported), "lost 100 recovered 0 not on camera 0 failed 'never requested' 100");
-
-    Transcript restarted;  // the loss was not reported
-    restarted.request(1'000, 1'060);
-    EXPECT_EQ(accounted(restarted), "lost 60 recovered 0 not on camera 0 failed 'not finished' 60");
-    restarted.status(4);
-    EXPECT_EQ(accounted(restarted), "lost 60 recovered 0 not on camera 0 failed 'error 5' 60");
-    restarted.request(1'030, 1'060);  // the retry
-    restarted.device(std::string("<Storage GUID='") + kGuid +
-                     "'><Input><Context Number='0' Recordings='0'/></Input></Storage>");
-    EXPECT_EQ(accounted(restarted), "lost 60 recovered 0 not on camera 60");
+    EXPECT_EQ(outcomes(unsupported.lost()), "1000-1100 open 'never requested'");
+    unsupported.text(norvane::log_lines::kAllDone);
+    EXPECT_EQ(outcomes(unsupported.lost()), "1000-1100 failed 'never requested'");
+    unsupported.channel(false, 1'200);
 
     std::istringstream cut_off(R"({"direction": "to mod)");
-    EXPECT_TRUE(ps_tool::read_transcript(cut_off).empty());
+    ps_tool::LossTracker tracker;
+    ps_tool::read_transcript(cut_off, tracker);
+    EXPECT_TRUE(tracker.lost_times().empty());
     std::istringstream foreign("not a transcript\n");
-    EXPECT_THROW(ps_tool::read_transcript(foreign), std::runtime_error);
+    EXPECT_THROW(ps_tool::read_transcript(foreign, tracker), std::runtime_error);
+}
+
+TEST(LostTime, AfterARestartAllFormsOfALogAgree) {
+    Transcript restarted;  // the loss was not reported
+    const auto expect = [&](const std::string& parts) {
+        EXPECT_EQ(outcomes(restarted.lost()), parts);
+        EXPECT_EQ(outcomes(lost_in(restarted.documents())), parts);
+        EXPECT_EQ(outcomes(lost_in(restarted.texts())), parts);
+    };
+    restarted.request(1'000, 1'060);
+    expect("1000-1060 open 'not finished'");
+    restarted.status(4);
+    expect("1000-1060 failed 'error 5'");
+    restarted.request(1'030, 1'060);  // the retry
+    expect("1000-1060 open 'not finished'");
+    restarted.text(norvane::log_lines::kAllDone);
+    expect("1000-1060 failed 'not finished'");
+    restarted.status(3);
+    expect("1000-1060 not on camera");
+    restarted.status(4);  // the module knows it no more
+    expect("1000-1060 not on camera");
+}
+
+TEST(LostTime, NoGapBeginsBeforeWhatTheLogProves) {
+    Transcript other_clock;  // the module saved its own time at shutdown
+    other_clock.channel(true, 5'000'000);
+    other_clock.channel(true, 5'000'003);
+    other_clock.request(1'000, 5'000'003);
+    EXPECT_EQ(outcomes(other_clock.lost()), "5000000-5000003 open 'not finished'");
+    EXPECT_EQ(outcomes(lost_in(other_clock.documents())), "5000000-5000003 open 'not finished'");
+
+    Transcript without_times;
+    without_times.channel(true, 2'000);
+    without_times.channel(false, -1);
+    without_times.channel(true, 2'060);
+    without_times.request(-11, 2'060);
+    without_times.status(3);
+    EXPECT_EQ(outcomes(without_times.lost()), "2000-2060 not on camera");
+
+    Transcript retry_only;  // its begin is known from the clips
+    retry_only.request(-1, 3'000);
+    retry_only.clip(2'900, 2'950);
+    EXPECT_EQ(outcomes(retry_only.lost()),
+              "2900-2950 failed 'recording is missing', 2950-3000 open 'not finished'");
+
+    Transcript backwards;
+    backwards.channel(false, 2'000);
+    backwards.channel(true, 1'000);
+    EXPECT_EQ(outcomes(backwards.lost()), "");
+}
+
+TEST(HostLog, SkipsWhatIsNotOfTheModule) {
+    Transcript transcript;
+    transcript.request(1'000, 1'060);
+    const std::string cut = transcript.documents().substr(0, transcript.documents().size() - 20);
+    EXPECT_EQ(outcomes(lost_in(cut + "\n\xFF\xFE\n<Pavo\n\n" + std::string(3U << 20U, '<') + "\n" +
+                                   transcript.texts() + "NorVane - all operations completed successfully.\n" +
+                                   "1970-01-01T00:00:02Z NorVane - all operations completed succ",
+                               7)),
+              "1000-1060 open 'not finished'");
+    const std::string answer = fmt::format(
+        "<Pavo><Devices ID='10551296'><Device Number='3'><Storage GUID='{}' Command='1' Start='1000' "
+        "Stop='1060'><Input><Context Number='0' Recordings='0'/></Input></Storage></Device></Devices>"
+        "</Pavo>\n",
+        kGuid);
+    EXPECT_EQ(outcomes(lost_in(transcript.documents() + answer)), "1000-1060 not on camera");
+}
+
+TEST(HostLog, ReadsTimes) {
+    const ps_tool::Zone zone = *ps_tool::Zone::parse("+02:00");
+    for (const auto& [line, time] :
+         std::map<std::string, std::int64_t>{{"1970-01-01T00:00:01Z x", 1'000},
+                                             {"1970-01-01 02:00:01 x", 1'000},
+                                             {"[1970-01-01 02:00:01,25] x", 1'250},
+                                             {"1970-01-01T01:00:01.5+0100", 1'500},
+                                             {"1970-01-01 01:00:01.0 +01:00", 1'000},
+                                             {"1970-01-01 02:00:01 - 0100", 1'000}}) {
+        EXPECT_EQ(ps_tool::parse_log_time(line, zone), time) << line;
+    }
+    EXPECT_FALSE(ps_tool::parse_log_time("1970-01-01 x", zone));
 }
 
 TEST(ReportPage, EscapesNamesAndMarksSharedIds) {

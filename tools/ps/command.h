@@ -35,6 +35,7 @@ struct Options {
     bool json = false;
     bool ndjson = false;  // JSON, one line per recording
     TimeRange range;
+    Zone zone;  // of times without one
     bool csv = false;
     bool deep = false;
     bool strict = false;
@@ -53,9 +54,10 @@ struct Options {
     std::string parameter_sets;          // path of a clip, or empty
     std::vector<std::string> documents;  // output of verify --json
     std::string transcript;
-    std::string period = "day";  // of `report`
+    std::vector<std::string> logs;  // of a host
+    std::string period = "day";     // of `report`
     bool watch = false;
-    std::optional<Zone> zone;
+    bool zone_given = false;
     bool stills = false;
     std::int64_t stills_every = 600'000;       // ms
     std::uint64_t stills_budget = 20'000'000;  // bytes of all pictures in base64

@@ -23,12 +23,12 @@ CLI::Option* add(CLI::App& command, const std::string& names, const std::string&
 }
 
 /// Declared before the times, and so read before them.
-void add_zone(CLI::App& command, Zone& zone, std::optional<Zone>* given = nullptr) {
+void add_zone(CLI::App& command, Zone& zone, bool* given = nullptr) {
     const auto read = [&zone, given](const std::string& text) {
         const auto parsed = Zone::parse(text);
         if (!parsed) throw CLI::ValidationError(text + " is not UTC, local or an offset like +02:00");
         zone = *parsed;
-        if (given != nullptr) *given = zone;
+        if (given != nullptr) *given = true;
     };
     command
         .add_option_function<std::string>(
@@ -252,7 +252,7 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
                     "cameras, with a time line, the gaps, bitrate curves and the faults that verify finds",
                     "norvanepi-ps report recordings --out report.html", run_report);
     add(report, "PATH", "PATH", options.paths, "recordings, or directories with recordings");
-    add_zone(report, zone, &options.zone);
+    add_zone(report, zone, &options.zone_given);
     add(report, "--period", "PERIOD", options.period,
         "the page opens with the last complete day (default), week or month")
         ->check(CLI::IsMember({"day", "week", "month"}));
@@ -265,6 +265,8 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
     add(report, "--transcript", "FILE", options.transcript,
         "transcript of norvanepi-recorder; adds an account of lost time");
     add_stills(report, options);
+    add(report, "--log", "FILE", options.logs,
+        "log of a host with documents or log texts of the module; adds an account of lost time");
     add(report, "-o,--out", "FILE", options.out, "output file; - is standard output")->required();
     report.add_flag("--force", options.force, "replace an existing file, but never a recording");
     report.add_flag("--watch", options.watch,
@@ -325,9 +327,8 @@ int run(int argc, const char* const* argv) {
         "its index, NAME.psi, next to it; a directory names every recording below it.",
         "0 success; 1 a fault or a refused file was found; 2 wrong usage, or it could not run.");
     Options options;
-    Zone zone;
     Action chosen = nullptr;
-    add_commands(app, options, zone, chosen);
+    add_commands(app, options, options.zone, chosen);
     return cli::parse(app, argc, argv) ? chosen(options) : cli::kSuccess;
 }
 

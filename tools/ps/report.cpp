@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -12,10 +13,13 @@
 #include "tools/cli/exit_status.h"
 #include "tools/cli/output_file.h"
 #include "tools/cli/plural.h"
+#include "tools/cli/unusable_inputs.h"
 #include "tools/ps/command.h"
+#include "tools/ps/report/host_log.h"
 #include "tools/ps/report/page.h"
 #include "tools/ps/report/page_data.h"
 #include "tools/ps/report/page_inputs.h"
+#include "tools/ps/report/transcript.h"
 #include "tools/ps/time_range.h"
 
 namespace ps_tool {
@@ -57,22 +61,62 @@ void add_document(const std::string& path, const TimeRange& period, PageData& da
     }
 }
 
-void add_transcript(const std::string& path, PageData& data) {
+void add_transcript(const std::string& path, LossTracker& tracker) {
     std::ifstream in = open_file(path);
     try {
-        data.account_for(read_transcript(in));
+        read_transcript(in, tracker);
     } catch (const std::runtime_error& error) {
         throw cli::CannotRun(path + ": " + error.what());
     }
 }
 
+/// A readable log, and the time with which it begins.
+struct Log {
+    std::string path;
+    std::optional<std::int64_t> begin;
+};
+
+/// In the order of their times, or as given if one has none.
+std::vector<Log> readable_logs(const Options& options, cli::UnusableInputs& unusable) {
+    std::vector<Log> logs;
+    for (const std::string& path : options.logs) {
+        if (std::ifstream in(path, std::ios::binary); in && in.peek() != std::ifstream::traits_type::eof())
+            logs.push_back({path, first_log_time(in, options.zone)});
+        else
+            unusable.add(path, in.is_open() && !in.bad() ? "is empty" : cli::why_unreadable(path));
+    }
+    if (std::ranges::all_of(logs, [](const Log& log) { return log.begin.has_value(); }))
+        std::ranges::stable_sort(logs, {}, &Log::begin);
+    return logs;
+}
+
+void add_log(const std::string& path, const Options& options, cli::UnusableInputs& unusable,
+             LossTracker& tracker) {
+    std::ifstream in(path, std::ios::binary);
+    const LineCounts lines = read_host_log(in, options.zone, tracker);
+    if (lines.used == 0)
+        unusable.add(path, fmt::format("{}, none with a document or a log text of the module",
+                                       cli::plural(lines.skipped, "line")));
+    else
+        cli::print_message(
+            fmt::format("{}: {} used, {} skipped", path, cli::plural(lines.used, "line"), lines.skipped));
+}
+
+void add_lost_time(const Options& options, cli::UnusableInputs& unusable, PageData& data) {
+    LossTracker tracker;
+    if (!options.transcript.empty()) add_transcript(options.transcript, tracker);
+    for (const Log& log : readable_logs(options, unusable)) add_log(log.path, options, unusable, tracker);
+    data.account_for(tracker.lost_times());
+}
+
 /// Writes the page. Returns the number of faulty files.
-std::size_t write_page(const Options& options, const PageInputs& inputs, cli::Replace replace) {
+std::size_t write_page(const Options& options, const PageInputs& inputs, cli::UnusableInputs& unusable,
+                       cli::Replace replace) {
     PageData data({.now = now_milliseconds(),
                    .minimum_gap = options.minimum_gap,
                    .period = options.period,
                    .limits = limits_of(options.range),
-                   .zone = options.zone,
+                   .zone = options.zone_given ? std::optional(options.zone) : std::nullopt,
                    .watched = options.watch,
                    .stills = options.stills
                                  ? std::optional(StillLimits{options.stills_every, options.stills_budget})
@@ -80,7 +124,7 @@ std::size_t write_page(const Options& options, const PageInputs& inputs, cli::Re
                    .jobs = options.jobs});
     inputs.add_to(data);
     for (const std::string& path : options.documents) add_document(path, options.range, data);
-    if (!options.transcript.empty()) add_transcript(options.transcript, data);
+    if (!options.transcript.empty() || !options.logs.empty()) add_lost_time(options, unusable, data);
     cli::OutputFile file(options.out, replace);
     file.write(report_page(data.document()));
     file.complete();
@@ -101,7 +145,7 @@ std::size_t write_page(const Options& options, const PageInputs& inputs, cli::Re
         if (!inputs.update(unusable) && written) continue;
         written = false;
         try {
-            write_page(options, inputs, cli::Replace::kFiles);
+            write_page(options, inputs, unusable, cli::Replace::kFiles);
             written = true;
         } catch (const cli::CannotRun& error) {
             cli::print_error(kProgram, error.what());
@@ -121,7 +165,7 @@ int run_report(const Options& options) {
     cli::check_output(options.out, replace);
     PageInputs inputs(options);
     if (!options.paths.empty()) inputs.update(unusable);
-    const std::size_t faulty = write_page(options, inputs, replace);
+    const std::size_t faulty = write_page(options, inputs, unusable, replace);
     if (options.watch) watch(options, inputs, unusable);
     return unusable.status(faulty == 0 ? cli::kSuccess : cli::kFailure);
 }

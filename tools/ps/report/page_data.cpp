@@ -109,18 +109,28 @@ Json nullable(const std::optional<std::int64_t>& value) {
     return value ? Json(*value) : Json();
 }
 
-Json reasons_json(const std::map<std::string, std::int64_t>& by_reason) {
-    Json parts = Json::array();
-    for (const auto& [reason, length] : by_reason) parts.push_back({reason, length});
-    return parts;
+const char* name_of(Outcome outcome) {
+    switch (outcome) {
+        case Outcome::kRecovered:
+            return "recovered";
+        case Outcome::kNotOnCamera:
+            return "absent";
+        case Outcome::kRefused:
+            return "refused";
+        case Outcome::kFailed:
+            return "failed";
+        case Outcome::kOpen:
+            break;
+    }
+    return "open";
 }
 
-Json json_of(const Account& account) {
-    return {{"lost", account.lost},
-            {"recovered", account.recovered},
-            {"notOnCamera", account.not_on_camera},
-            {"refused", reasons_json(account.refused)},
-            {"failed", reasons_json(account.failed)}};
+Json parts_json(const std::vector<GapPart>& parts) {
+    Json list = Json::array();
+    for (const GapPart& part : parts)
+        list.push_back(
+            {part.clip_id, part.time.begin, part.time.length(), name_of(part.outcome), part.reason});
+    return list;
 }
 
 }  // namespace
@@ -160,7 +170,7 @@ void PageData::account_for(const std::vector<LostTime>& lost) {
             covered[one->facts.clip_id].push_back({span.first, span.last});
     }
     for (auto& [id, intervals] : covered) intervals = round_to_seconds(intervals);
-    accounts_ = ps_tool::account_for(lost, covered);
+    parts_ = outcomes_of(lost, covered);
 }
 
 /// The time for which gaps are computed. It continues for two days after the newest frame, but not into the
@@ -269,12 +279,6 @@ Json PageData::document() const {
             cameras[i]["stills"] = stills_json(stills.cameras[i]);
         notes = stills.notes;
     }
-    Json accounts = Json::array();
-    for (const auto& [id, account] : accounts_) {
-        Json one = json_of(account);
-        one["id"] = id;
-        accounts.push_back(std::move(one));
-    }
     const auto [files, outlier_files] = files_json(camera_numbers, outliers);
     return {{"now", options_.now},
             {"watched", options_.watched},
@@ -289,7 +293,7 @@ Json PageData::document() const {
             {"cameras", cameras},
             {"files", files},
             {"outliers", outlier_files},
-            {"accounts", accounts}};
+            {"parts", parts_ ? parts_json(*parts_) : Json()}};
 }
 
 }  // namespace ps_tool

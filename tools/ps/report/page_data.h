@@ -11,8 +11,8 @@
 #include "tools/cli/json_list.h"
 #include "tools/ps/coverage/coverage.h"
 #include "tools/ps/report/local_time.h"
+#include "tools/ps/report/lost_time.h"
 #include "tools/ps/report/stills.h"
-#include "tools/ps/report/transcript.h"
 #include "tools/ps/time_argument.h"
 
 namespace ps_tool {
@@ -54,7 +54,7 @@ class PageData {
     explicit PageData(PageOptions options) : options_(std::move(options)) {}
 
     void add(std::shared_ptr<const PageRecording> recording);
-    /// Adds an account of each camera's lost time. Call it after the last add().
+    /// Adds what a log tells about lost time. Call it after the last add().
     void account_for(const std::vector<LostTime>& lost);
 
     [[nodiscard]] cli::Json document() const;
@@ -80,7 +80,7 @@ class PageData {
     std::vector<std::shared_ptr<const PageRecording>> recordings_;
     std::size_t files_ = 0;
     std::size_t faulty_files_ = 0;
-    std::map<std::string, Account> accounts_;
+    std::optional<std::vector<GapPart>> parts_;  // nothing without a log
 };
 
 }  // namespace ps_tool

@@ -104,7 +104,7 @@ function decode(text) {
     camera.gaps = decodeGaps(camera.gaps);
     camera.parts = [];
     camera.stills = (camera.stills || []).map(([time, jpeg, obstacle]) => ({ time, jpeg, obstacle }));
-    camera.hasLog = data.hasLog === true;
+    camera.hasLog = data.parts !== null;
     camera.files = [];
   });
   assignFiles(data);
@@ -112,9 +112,14 @@ function decode(text) {
   return data;
 }
 
-// Gives each camera what is known about its lost time: parts of equal outcome, by time.
+// Gives each camera what the log tells about its lost time: parts of equal outcome, by time. Of cameras that share an id, the
+// first one gets it. Lost time of a camera without recordings is in `data.lostElsewhere`.
 function assignParts(data) {
-  for (const [camera, begin, length, outcome, reason] of data.parts || []) {
-    data.cameras[camera].parts.push({ begin, end: begin + length, outcome: OUTCOMES[outcome], reason: data.reasons[reason] });
+  data.lostElsewhere = new Map();
+  const byId = new Map(data.cameras.map((camera) => [camera.id, camera]).reverse());
+  for (const [id, begin, length, outcome, reason] of data.parts || []) {
+    const camera = byId.get(id), part = { begin, end: begin + length, outcome, reason };
+    if (camera) camera.parts.push(part);
+    else data.lostElsewhere.set(id, [...data.lostElsewhere.get(id) || [], part]);
   }
 }

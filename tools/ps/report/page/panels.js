@@ -131,21 +131,22 @@ async function copyCommand() {
 
 function showAccounts(view) {
   const { data, period } = view, sums = new Map();
-  for (const camera of data.cameras) {
-    for (const part of camera.parts) {
+  const lost = [...data.cameras.map((camera) => [camera.label, camera.parts]), ...data.lostElsewhere];
+  for (const [label, parts] of lost) {
+    for (const part of parts) {
       const length = Math.min(part.end, period.to) - Math.max(part.begin, period.from);
       if (length <= 0) continue;
-      const sum = sums.get(camera) || { lost: 0, reasons: new Map() };
+      const sum = sums.get(label) || { lost: 0, reasons: new Map() };
       sum.lost += length;
       sum[part.outcome] = (sum[part.outcome] || 0) + length;
       if (part.reason) sum.reasons.set(part.reason, (sum.reasons.get(part.reason) || 0) + length);
-      sums.set(camera, sum);
+      sums.set(label, sum);
     }
   }
   document.getElementById("lost-section").hidden = sums.size === 0;
-  document.querySelector("#accounts tbody").replaceChildren(...[...sums].map(([camera, sum]) => {
+  document.querySelector("#accounts tbody").replaceChildren(...[...sums].map(([label, sum]) => {
     const made = element("tr");
-    made.append(element("td", camera.label, "name"), element("td", lengthText(sum.lost), "number"));
+    made.append(element("td", label, "name"), element("td", lengthText(sum.lost), "number"));
     for (const outcome of OUTCOMES) made.append(element("td", percentText(sum[outcome] || 0, sum.lost), "number"));
     made.append(element("td", [...sum.reasons].map(([reason, length]) => reason + " (" + lengthText(length) + ")").join("; "), "wide"));
     return made;
