@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "plugin/interfaces/records.h"
@@ -13,7 +13,6 @@
 #include "tools/ps/report/lost_time.h"
 
 namespace tinyxml2 {
-class XMLDocument;
 class XMLElement;
 }  // namespace tinyxml2
 

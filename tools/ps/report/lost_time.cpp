@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string_view>
 #include <tuple>
+#include <utility>
 
 namespace ps_tool {
 namespace {
@@ -42,6 +44,7 @@ std::vector<GapPart> parts_of(const LostTime& lost, const Interval& time, const 
 /// Of two equal gaps, the one with the final outcome is first.
 std::vector<const LostTime*> in_order(const std::vector<LostTime>& lost) {
     std::vector<const LostTime*> all;
+    all.reserve(lost.size());
     for (const LostTime& one : lost) all.push_back(&one);
     std::ranges::sort(all, {}, [](const LostTime* one) {
         return std::tuple(std::string_view(one->clip_id), one->gap.begin, one->gap.end, one->rest);
