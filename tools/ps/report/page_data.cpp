@@ -244,18 +244,25 @@ std::pair<Json, Json> PageData::files_json(const CameraNumbers& cameras,
     return {files, outlier_files};
 }
 
+Json PageData::stills_of_all(const std::vector<StillCamera>& still_cameras, Json& cameras) const {
+    if (!options_.stills) return Json::array();
+    const Stills stills = stills_of(still_cameras, *options_.stills, options_.jobs);
+    for (std::size_t i = 0; i < stills.cameras.size(); ++i)
+        cameras[i]["stills"] = stills_json(stills.cameras[i]);
+    return stills.notes;
+}
+
 Json PageData::document() const {
-    std::vector<RecordingFacts> all_facts;
-    all_facts.reserve(recordings_.size());
-    for (const auto& one : recordings_) all_facts.push_back(one->facts);
-    const std::set<std::size_t> outliers = outliers_of(all_facts, options_.now);
     std::vector<RecordingFacts> facts;
-    std::vector<std::size_t> numbers;  // of the recordings of `facts`
-    for (std::size_t i = 0; i < all_facts.size(); ++i) {
-        if (outliers.contains(i)) continue;
-        facts.push_back(std::move(all_facts[i]));
-        numbers.push_back(i);
+    facts.reserve(recordings_.size());
+    for (const auto& one : recordings_) facts.push_back(one->facts);
+    const std::set<std::size_t> outliers = outliers_of(facts, options_.now);
+    std::vector<std::size_t> numbers;  // of the recordings that count
+    for (std::size_t i = 0; i < recordings_.size(); ++i) {
+        if (!outliers.contains(i)) numbers.push_back(i);
     }
+    for (std::size_t i = 0; i < numbers.size(); ++i) facts[i] = recordings_[numbers[i]]->facts;
+    facts.resize(numbers.size());
 
     const Interval all = extent(facts);
     const Coverage coverage = coverage_of(facts, {all.begin, all.end});
@@ -272,13 +279,7 @@ Json PageData::document() const {
         cameras.back()["sharesIdWith"] = names_sharing_id(coverage, camera);
         if (options_.stills) still_cameras.push_back(still_camera(camera, own));
     }
-    Json notes = Json::array();
-    if (options_.stills) {
-        const Stills stills = stills_of(still_cameras, *options_.stills, options_.jobs);
-        for (std::size_t i = 0; i < stills.cameras.size(); ++i)
-            cameras[i]["stills"] = stills_json(stills.cameras[i]);
-        notes = stills.notes;
-    }
+    const Json notes = stills_of_all(still_cameras, cameras);
     const auto [files, outlier_files] = files_json(camera_numbers, outliers);
     return {{"now", options_.now},
             {"watched", options_.watched},

@@ -68,6 +68,9 @@ class PageData {
 
     [[nodiscard]] StillCamera still_camera(const CameraCoverage& camera,
                                            const std::vector<std::size_t>& recordings) const;
+    /// Adds the pictures to the cameras and returns notes about them.
+    [[nodiscard]] cli::Json stills_of_all(const std::vector<StillCamera>& still_cameras,
+                                          cli::Json& cameras) const;
     [[nodiscard]] Interval extent(const std::vector<RecordingFacts>& recordings) const;
     [[nodiscard]] std::vector<ZoneOffset> offsets(const Interval& extent) const;
     [[nodiscard]] cli::Json camera_json(const CameraCoverage& camera,
