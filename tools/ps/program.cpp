@@ -92,10 +92,13 @@ void add_stills(CLI::App& report, Options& options) {
                  "time from one picture of a camera to the next (default: 10min)")
         ->check(CLI::Validator(is_positive, ""))
         ->needs(stills);
+    // The largest size also refuses negative numbers, which the conversion wraps around.
+    constexpr std::uint64_t kMaxBudget = 1'000'000'000'000;
     add(report, "--stills-budget", "SIZE", options.stills_budget,
         "size of all pictures together, for example 500KB or 20MB (the default); more are shown smaller, and "
         "then fewer")
-        ->transform(CLI::AsSizeValue(true))
+        ->transform(CLI::AsSizeValue(true).description(""))
+        ->check(CLI::Range(std::uint64_t{0}, kMaxBudget).description(""))
         ->needs(stills);
 }
 

@@ -57,6 +57,7 @@ Plane scale_plane(const SamplePlane& from, int width, int height) {
     plane.samples.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
     const double area = static_cast<double>(from.width) / width * from.height / height;
     std::vector<CoveredSamples> columns;
+    columns.reserve(static_cast<std::size_t>(width));
     for (int x = 0; x < width; ++x) columns.emplace_back(x, width, from.width);
     std::vector<float> sums(static_cast<std::size_t>(from.width));
     for (int y = 0; y < height; ++y) {

@@ -125,7 +125,7 @@ class JpegEncoder {
         ++frame_->pts;
         if (av_.send_frame(context_.get(), frame_.get()) < 0 ||
             av_.receive_packet(context_.get(), packet_.get()) < 0)
-            throw std::runtime_error("a picture cannot be encoded as JPEG");
+            throw StillObstacle("the picture cannot be encoded as JPEG");
         std::string jpeg(packet_->data, packet_->data + packet_->size);
         av_.clear_packet(packet_.get());
         return jpeg;
@@ -188,7 +188,8 @@ class LibavStillCodec final : public StillCodec {
     JpegPicture small_picture(const AVFrame& frame) {
         const AVPixFmtDescriptor* const format =
             av_.describe_format(static_cast<AVPixelFormat>(frame.format));
-        const unsigned kOther = AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_BITSTREAM;
+        constexpr std::uint64_t kOther =
+            AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_BITSTREAM;
         if (format == nullptr || (format->flags & kOther) != 0)
             throw StillObstacle("pictures of this colour format are not shown");
         const AVRational shape = frame.sample_aspect_ratio;
