@@ -212,6 +212,28 @@ async function namesAreText() {
   await done();
 }
 
+async function accountsForLostTime() {
+  const { page, done } = await opened("small");
+  const accounts = await page.locator("#accounts tbody tr").evaluateAll((all) => all.map((row) => [...row.cells].slice(2, 7).map((cell) => parseFloat(cell.textContent.replace("< ", "")))));
+  assert.ok(accounts.length >= 3);
+  for (const shares of accounts) assert.ok(Math.abs(shares.reduce((sum, one) => sum + one, 0) - 100) < 0.5, shares.join(" + "));
+  assert.match(await text(page, "#verdict"), /another .* recovered/);
+  assert.match(await text(page, "#legend"), /recovered/);
+  await done();
+}
+
+async function showsPictures() {
+  const { page, done } = await opened("stills");
+  const strip = page.locator("#strip img");
+  await strip.first().waitFor();
+  assert.ok(await strip.first().evaluate((image) => image.decode().then(() => image.naturalWidth >= 160)));
+  const box = await page.locator("#line").boundingBox();
+  await page.mouse.move(box.x + 20, box.y + 12);
+  await page.locator("#hover img").waitFor();
+  await picture(page, "pictures");
+  await done();
+}
+
 async function fitsEveryScreen() {
   for (const width of [390, 700, 1400]) {
     for (const colorScheme of ["light", "dark"]) {
@@ -274,7 +296,7 @@ async function largeOpensSoon() {
   assert.ok(median < OPEN_LIMIT);
 }
 
-const all = [tellsTheTruth, agreesWithCoverage, zooms, selectsWhatIsUnderThePointer, choosesByKeys, filtersAndSorts, namesAreText, fitsEveryScreen, printsFewPages, offersNewerData, largeOpensSoon];
+const all = [tellsTheTruth, agreesWithCoverage, zooms, selectsWhatIsUnderThePointer, choosesByKeys, filtersAndSorts, namesAreText, accountsForLostTime, showsPictures, fitsEveryScreen, printsFewPages, offersNewerData, largeOpensSoon];
 const tests = all.filter((test) => process.argv.length < 5 || process.argv.slice(4).includes(test.name));
 let failed = 0;
 for (const test of tests) {

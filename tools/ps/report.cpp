@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <optional>
@@ -27,10 +26,10 @@ namespace {
 
 using cli::Json;
 
-std::ifstream open_file(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in || std::filesystem::is_directory(path)) throw cli::CannotRun(path + ": cannot be opened");
-    return in;
+/// False for a directory, too.
+bool is_readable(std::ifstream& in) {
+    if (in) in.peek();
+    return !in.bad() && in.is_open();
 }
 
 /// Without frames in the period, only the camera of a recording is shown.
@@ -40,10 +39,14 @@ PageRecording in_period(PageRecording recording, const TimeRange& period) {
     return recording;
 }
 
-/// Adds and drops each recording while it parses, so the document need not fit into memory.
-void add_document(const std::string& path, const TimeRange& period, PageData& data) {
+/// Adds and drops each recording while it parses, so the document need not fit into memory. Recordings before
+/// an error stay.
+void add_document(const std::string& path, const TimeRange& period, cli::UnusableInputs& unusable,
+                  PageData& data) {
     constexpr int kElement = 2;  // JSON depth of an element of "recordings"
-    std::ifstream in = open_file(path);
+    constexpr const char* kReason = "not the output of norvanepi-ps verify --json";
+    std::ifstream in(path, std::ios::binary);
+    if (!is_readable(in)) return unusable.add(path, cli::why_unreadable(path));
     bool recordings = false;
     const auto take = [&](int depth, Json::parse_event_t event, Json& parsed) {
         if (event == Json::parse_event_t::key && depth == 1) recordings = parsed == "recordings";
@@ -54,19 +57,19 @@ void add_document(const std::string& path, const TimeRange& period, PageData& da
     try {
         const Json document = Json::parse(in, take);
         if (document.value("schema", 0) != cli::kJsonSchema || !document.contains("recordings"))
-            throw cli::CannotRun(path + ": not the output of norvanepi-ps verify --json");
-    } catch (const Json::exception& error) {
-        throw cli::CannotRun(
-            fmt::format("{}: not the output of norvanepi-ps verify --json: {}", path, error.what()));
+            unusable.add(path, kReason);
+    } catch (const std::exception& error) {  // of the JSON library, or a value that is not a time
+        unusable.add(path, fmt::format("{}: {}", kReason, error.what()));
     }
 }
 
-void add_transcript(const std::string& path, LossTracker& tracker) {
-    std::ifstream in = open_file(path);
+void add_transcript(const std::string& path, cli::UnusableInputs& unusable, LossTracker& tracker) {
+    std::ifstream in(path, std::ios::binary);
+    if (!is_readable(in)) return unusable.add(path, cli::why_unreadable(path));
     try {
         read_transcript(in, tracker);
     } catch (const std::runtime_error& error) {
-        throw cli::CannotRun(path + ": " + error.what());
+        unusable.add(path, error.what());
     }
 }
 
@@ -104,7 +107,7 @@ void add_log(const std::string& path, const Options& options, cli::UnusableInput
 
 void add_lost_time(const Options& options, cli::UnusableInputs& unusable, PageData& data) {
     LossTracker tracker;
-    if (!options.transcript.empty()) add_transcript(options.transcript, tracker);
+    if (!options.transcript.empty()) add_transcript(options.transcript, unusable, tracker);
     for (const Log& log : readable_logs(options, unusable)) add_log(log.path, options, unusable, tracker);
     data.account_for(tracker.lost_times());
 }
@@ -123,7 +126,7 @@ std::size_t write_page(const Options& options, const PageInputs& inputs, cli::Un
                                  : std::nullopt,
                    .jobs = options.jobs});
     inputs.add_to(data);
-    for (const std::string& path : options.documents) add_document(path, options.range, data);
+    for (const std::string& path : options.documents) add_document(path, options.range, unusable, data);
     if (!options.transcript.empty() || !options.logs.empty()) add_lost_time(options, unusable, data);
     cli::OutputFile file(options.out, replace);
     file.write(report_page(data.document()));
@@ -160,6 +163,7 @@ int run_report(const Options& options) {
         throw cli::CannotRun("no input; give a PATH or --documents");
     if (options.watch && (options.paths.empty() || options.out == "-"))
         throw cli::CannotRun("--watch needs a PATH and an output file");
+    (void)limits_of(options.range);  // wrong usage is found before much time is spent
     cli::UnusableInputs unusable(kProgram);
     const cli::Replace replace = cli::replace_if(options.force);
     cli::check_output(options.out, replace);

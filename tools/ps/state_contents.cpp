@@ -35,7 +35,10 @@ StateContents state_file_contents(const std::string& text) {
         return contents;
     }
     const auto* pavo = document.FirstChildElement(norvane::state::kPavo);
-    if (pavo == nullptr) return contents;
+    if (pavo == nullptr) {
+        contents.fault = "an XML file, but not a state file: the root element is not Pavo";
+        return contents;
+    }
     namespace state = norvane::state;
     try {
         (void)state::load_records(*pavo, true, state::BadRecord::kEndsLoad, contents.state.gaps);

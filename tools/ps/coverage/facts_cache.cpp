@@ -6,8 +6,6 @@
 #include <boost/crc.hpp>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string_view>
 
 #include "platform/file.h"
@@ -81,9 +79,7 @@ FileStamp stamp_of(const std::string& data_path) {
 
 FactsCache FactsCache::load(const std::string& directory) {
     FactsCache cache;
-    std::ifstream file(cache_path(directory), std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    cache.parse(text);
+    cache.parse(platform::system_files().read_whole(cache_path(directory)).value_or(""));
     return cache;
 }
 

@@ -27,16 +27,25 @@ function gapsIn(camera, { from, to }) {
   return found;
 }
 
+// The parts of the camera's lost time that overlap an interval. They are disjoint and sorted.
+function partsIn({ parts }, begin, end) {
+  let low = 0, high = parts.length;
+  while (low < high) {
+    const middle = (low + high) >> 1;
+    if (parts[middle].end > begin) high = middle; else low = middle + 1;
+  }
+  let last = low;
+  while (last < parts.length && parts[last].begin < end) ++last;
+  return parts.slice(low, last);
+}
+
 // A gap with the outcome that most of it has.
 function describeGap(camera, begin, end) {
   const lengths = {}, reasons = new Set();
-  let rest = end - begin;
-  for (const part of camera.parts) {
-    const length = Math.min(end, part.end) - Math.max(begin, part.begin);
-    if (length <= 0 || part.outcome === "recovered") continue;
-    lengths[part.outcome] = (lengths[part.outcome] || 0) + length;
+  for (const part of partsIn(camera, begin, end)) {
+    if (part.outcome === "recovered") continue;
+    lengths[part.outcome] = (lengths[part.outcome] || 0) + Math.min(end, part.end) - Math.max(begin, part.begin);
     if (part.reason) reasons.add(part.reason);
-    rest -= length;
   }
   const [outcome] = Object.entries(lengths).sort((a, b) => b[1] - a[1])[0] || [camera.hasLog ? "unknown" : "missing"];
   return { camera, begin, end, length: end - begin, outcome, reason: [...reasons].join("; ") };
@@ -44,7 +53,7 @@ function describeGap(camera, begin, end) {
 
 // The recovered parts of the camera's lost time in the period.
 function recoveredIn(camera, { from, to }) {
-  return camera.parts.filter((part) => part.outcome === "recovered" && part.begin < to && part.end > from)
+  return partsIn(camera, from, to).filter((part) => part.outcome === "recovered")
     .map((part) => ({ camera, begin: Math.max(from, part.begin), end: Math.min(to, part.end), outcome: "recovered", reason: "" }))
     .map((part) => ({ ...part, length: part.end - part.begin }));
 }
