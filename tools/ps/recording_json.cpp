@@ -41,7 +41,7 @@ Json spans_of(const reader::Report& report) {
 }
 
 /// The year 2128 has no time in the format, so the end of the last frame of 2127 is not told.
-Json json_time(std::int64_t instant) {
+Json time_json(std::int64_t instant) {
     const auto time = reader::packet_time_of(instant);
     return time ? Json(reader::rfc3339(*time)) : Json();
 }
@@ -50,7 +50,7 @@ Json recorded_of(const std::vector<FrameSpan>& recorded) {
     Json spans = Json::array();
     for (const FrameSpan& span : recorded) {
         spans.push_back(
-            {{"first", json_time(span.first)}, {"last", json_time(span.last)}, {"end", json_time(span.end)}});
+            {{"first", time_json(span.first)}, {"last", time_json(span.last)}, {"end", time_json(span.end)}});
     }
     return spans;
 }

@@ -26,7 +26,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Outcome {
+struct RepairOutcome {
     std::string result;  // as in the JSON
     std::string text = {};
     int status = cli::kSuccess;
@@ -151,7 +151,7 @@ std::vector<std::string> write_in_place(reader::Recording& recording, const read
     return backups;
 }
 
-std::string repair_text(const Outcome& outcome) {
+std::string repair_text(const RepairOutcome& outcome) {
     std::vector<std::string> parts;
     if (outcome.index_rebuilt) parts.push_back(fmt::format("index of {} entries rebuilt", outcome.frames));
     if (outcome.corrected_fields > 0)
@@ -164,7 +164,7 @@ std::string repair_text(const Outcome& outcome) {
     return fmt::format("{}", fmt::join(parts, ", "));
 }
 
-std::string salvage_text(const Outcome& outcome, bool map_rebuilt) {
+std::string salvage_text(const RepairOutcome& outcome, bool map_rebuilt) {
     const std::string frames = outcome.dropped_frames ? cli::plural(*outcome.dropped_frames, "frame")
                                                       : std::string("an unknown number of frames");
     return fmt::format("{} saved{}, {} and {} dropped", cli::plural(outcome.frames, "frame"),
@@ -179,7 +179,7 @@ const reader::Fault& obstacle(const reader::Report& report) {
     return found == faults.end() ? faults.front() : *found;
 }
 
-Outcome refusal(const reader::Report& report, const std::string& advice) {
+RepairOutcome refusal(const reader::Report& report, const std::string& advice) {
     return {.result = "refused",
             .text = fmt::format("not repaired, {} of {} cannot be repaired; {}; {}",
                                 report.faults.unrepairable(), cli::plural(report.faults.count(), "fault"),
@@ -187,31 +187,32 @@ Outcome refusal(const reader::Report& report, const std::string& advice) {
             .status = cli::kFailure};
 }
 
-Outcome salvage(const Options& options, reader::Recording& recording, const reader::Report& report) {
+RepairOutcome salvage(const Options& options, reader::Recording& recording, const reader::Report& report) {
     const reader::Salvage saved = reader::salvage(recording, report);
     if (saved.frames == 0) return refusal(report, "no packet is intact");
-    Outcome outcome{.result = options.dry_run ? "would be salvaged" : "salvaged",
-                    .frames = saved.frames,
-                    .index_rebuilt = true,
-                    .dropped_bytes = saved.dropped_bytes,
-                    .dropped_frames = saved.dropped_frames};
+    RepairOutcome outcome{.result = options.dry_run ? "would be salvaged" : "salvaged",
+                          .frames = saved.frames,
+                          .index_rebuilt = true,
+                          .dropped_bytes = saved.dropped_bytes,
+                          .dropped_frames = saved.dropped_frames};
     outcome.text = (options.dry_run ? "would be salvaged: " : "") + salvage_text(outcome, saved.map_rebuilt);
     outcome.status = options.dry_run ? cli::kFailure : cli::kSuccess;
     if (!options.dry_run) write_salvage(options.out, recording, saved);
     return outcome;
 }
 
-Outcome repair_recording(const Options& options, reader::Recording& recording, const reader::Report& report) {
+RepairOutcome repair_recording(const Options& options, reader::Recording& recording,
+                               const reader::Report& report) {
     std::optional<std::string> index = reader::rebuilt_index(recording, report);
     const bool in_place = options.out.empty();
     const std::uint32_t listed = recording.completed() ? recording.entries() : 0;
     if (in_place && platform::system_files().read_whole(recording.index_path()) == index) index.reset();
-    Outcome outcome{.result = options.dry_run ? "would be repaired" : "repaired",
-                    .frames = report.frames,
-                    .index_rebuilt = index.has_value(),
-                    .corrected_fields = report.corrections.size(),
-                    .missing_frames = listed - std::min(listed, report.frames),
-                    .cut_bytes = report.data_size - report.whole_end};
+    RepairOutcome outcome{.result = options.dry_run ? "would be repaired" : "repaired",
+                          .frames = report.frames,
+                          .index_rebuilt = index.has_value(),
+                          .corrected_fields = report.corrections.size(),
+                          .missing_frames = listed - std::min(listed, report.frames),
+                          .cut_bytes = report.data_size - report.whole_end};
     outcome.text = (options.dry_run ? "would be repaired: " : "") + repair_text(outcome);
     if (options.dry_run) {
         outcome.status = cli::kFailure;
@@ -223,7 +224,7 @@ Outcome repair_recording(const Options& options, reader::Recording& recording, c
     return outcome;
 }
 
-Outcome repair(const Options& options, reader::Recording& recording) {
+RepairOutcome repair(const Options& options, reader::Recording& recording) {
     if (!options.out.empty()) require_output(options, recording);
     const reader::Report report = reader::verify(
         recording, reader::VerifyDepth::kHeaders, [](const reader::Packet&) {}, trust_of(options));
@@ -237,7 +238,7 @@ Outcome repair(const Options& options, reader::Recording& recording) {
     return repair_recording(options, recording, report);
 }
 
-Outcome repair_or_explain(const Options& options, reader::Recording& recording) {
+RepairOutcome repair_or_explain(const Options& options, reader::Recording& recording) {
     try {
         return repair(options, recording);
     } catch (const std::exception& error) {  // the other recordings are still repaired
@@ -247,7 +248,7 @@ Outcome repair_or_explain(const Options& options, reader::Recording& recording) 
     }
 }
 
-cli::Json json_of_repair(const std::string& path, const Outcome& outcome) {
+cli::Json json_of_repair(const std::string& path, const RepairOutcome& outcome) {
     cli::Json json;
     cli::add_path(json, path);
     json.update(
@@ -273,10 +274,10 @@ int run_repair(const Options& options) {
     if (options.force && options.out.empty()) throw cli::CannotRun("--force: can only be used with --output");
     int status = cli::kSuccess;
     const auto json = json_list(options, "recordings");
-    for_each_recording<Outcome>(
+    for_each_recording<RepairOutcome>(
         options, unusable,
         [&](reader::Recording& recording) { return repair_or_explain(options, recording); },
-        [&](const std::string& path, const Outcome& outcome) {
+        [&](const std::string& path, const RepairOutcome& outcome) {
             if (json) {
                 json->add(json_of_repair(path, outcome));
             } else {

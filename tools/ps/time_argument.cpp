@@ -11,14 +11,12 @@
 namespace ps_tool {
 namespace {
 
-constexpr std::int64_t kMinute = 60'000;  // ms
-
 /// "+02:00" in ms.
 std::optional<std::int64_t> parse_offset(const std::string& text) {
     static const std::regex form(R"(([+-])(\d\d):([0-5]\d))");
     std::smatch part;
     if (!std::regex_match(text, part, form)) return std::nullopt;
-    const std::int64_t size = (std::stoll(part[2]) * 60 + std::stoll(part[3])) * kMinute;
+    const std::int64_t size = (std::stoll(part[2]) * 60 + std::stoll(part[3])) * kMsPerMinute;
     return part[1] == "-" ? -size : size;
 }
 

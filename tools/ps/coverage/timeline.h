@@ -16,6 +16,8 @@ struct Interval {
 };
 using Intervals = std::vector<Interval>;  // disjoint and sorted unless stated otherwise
 
+inline constexpr std::int64_t kMsPerSecond = 1000;
+inline constexpr std::int64_t kMsPerMinute = 60'000;
 inline constexpr std::int64_t kDay = 86'400'000;  // ms
 
 /// The union of intervals in any order. Merges intervals that are at most `bridged` ms apart.

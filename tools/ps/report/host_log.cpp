@@ -10,7 +10,6 @@ namespace ps_tool {
 namespace {
 
 constexpr std::size_t kMaxLine = 1U << 20U;  // bytes; the rest of a longer line is ignored
-constexpr std::int64_t kMsPerMinute = 60'000;
 
 bool is_digit(char c) {
     return c >= '0' && c <= '9';

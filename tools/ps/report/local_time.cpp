@@ -6,7 +6,6 @@
 namespace ps_tool {
 namespace {
 
-constexpr std::int64_t kMsPerMinute = 60'000;
 constexpr std::int64_t kMsPerHour = 60 * kMsPerMinute;
 constexpr std::int64_t kDaysOfQuarter = 91;
 

@@ -27,7 +27,6 @@ using xml::integer_attribute;
 
 constexpr const char* kNotFinished = "not finished";
 constexpr const char* kNeverRequested = "never requested";
-constexpr std::int64_t kMsPerSecond = 1000;
 
 /// Of a loss that is known from a log text, which does not name the channel.
 constexpr std::int32_t kSomeChannel = std::numeric_limits<std::int32_t>::min();

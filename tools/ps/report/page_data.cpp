@@ -14,7 +14,6 @@ namespace {
 using cli::Json;
 
 constexpr std::size_t kMaxCurves = 20'000;  // a browser cannot open a page with more
-constexpr std::int64_t kMsPerSecond = 1000;
 
 std::int64_t instant_of(const Json& time) {
     const auto instant = reader::parse_instant(time.get<std::string>());
