@@ -39,16 +39,20 @@ function partsIn({ parts }, begin, end) {
   return parts.slice(low, last);
 }
 
-// A gap with the outcome that most of it has.
+// A gap with its outcomes and their lengths, the longest first. With a log, the rest of it is not in the log.
 function describeGap(camera, begin, end) {
   const lengths = {}, reasons = new Set();
+  let rest = end - begin;
   for (const part of partsIn(camera, begin, end)) {
     if (part.outcome === "recovered") continue;
-    lengths[part.outcome] = (lengths[part.outcome] || 0) + Math.min(end, part.end) - Math.max(begin, part.begin);
+    const length = Math.min(end, part.end) - Math.max(begin, part.begin);
+    lengths[part.outcome] = (lengths[part.outcome] || 0) + length;
+    rest -= length;
     if (part.reason) reasons.add(part.reason);
   }
-  const [outcome] = Object.entries(lengths).sort((a, b) => b[1] - a[1])[0] || [camera.hasLog ? "unknown" : "missing"];
-  return { camera, begin, end, length: end - begin, outcome, reason: [...reasons].join("; ") };
+  if (rest >= SECOND || reasons.size + Object.keys(lengths).length === 0) lengths[camera.hasLog ? "unknown" : "missing"] = rest;
+  const outcomes = Object.entries(lengths).sort((a, b) => b[1] - a[1]);
+  return { camera, begin, end, length: end - begin, outcome: outcomes[0][0], outcomes, reason: [...reasons].join("; ") };
 }
 
 // The recovered parts of the camera's lost time in the period.
@@ -56,6 +60,12 @@ function recoveredIn(camera, { from, to }) {
   return partsIn(camera, from, to).filter((part) => part.outcome === "recovered")
     .map((part) => ({ camera, begin: Math.max(from, part.begin), end: Math.min(to, part.end), outcome: "recovered", reason: "" }))
     .map((part) => ({ ...part, length: part.end - part.begin }));
+}
+
+// "failed: error 5", or with several outcomes "not in the log (3 min), failed (4 s): error 5".
+function outcomeText({ outcomes, reason }) {
+  const texts = outcomes.map(([outcome, length]) => OUTCOME_TEXTS[outcome] + (outcomes.length > 1 ? " (" + lengthText(length) + ")" : ""));
+  return texts.join(", ") + (reason ? ": " + reason : "");
 }
 
 function isInPeriod(file, { from, to }) {

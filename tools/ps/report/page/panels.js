@@ -17,7 +17,7 @@ function showVerdict(view) {
     button.type = "button";
     button.addEventListener("click", () => { chooseGap(view, one.longest); document.getElementById("line").focus(); });
     item.append(button, " " + shortTimeText(view.zone, one.longest.begin, period.from) + " to " + shortTimeText(view.zone, one.longest.end, one.longest.begin) +
-      (one.longest.outcome === "missing" ? "" : ", " + OUTCOME_TEXTS[one.longest.outcome]));
+      (one.longest.outcome === "missing" ? "" : ", " + outcomeText(one.longest)));
     return item;
   }));
 }

@@ -15,7 +15,7 @@ function describeUnder(view, camera, instant) {
 }
 
 function gapText(gap) {
-  return "gap of " + lengthText(gap.length) + ", " + OUTCOME_TEXTS[gap.outcome] + (gap.reason ? ": " + gap.reason : "");
+  return "gap of " + lengthText(gap.length) + ", " + outcomeText(gap);
 }
 
 // The playhead crosses all rows. Its time is in the axis.

@@ -22,7 +22,7 @@ function makeTables(view) {
     { title: "Camera", className: "name", value: (gap) => gap.camera.label, content: (gap) => gap.camera.label },
     timeColumn("From", view, (gap) => gap.begin), timeColumn("To", view, (gap) => gap.end),
     { title: "Length", className: "number", value: (gap) => gap.length, content: (gap) => lengthText(gap.length) },
-    { title: "What became of it", className: "wide", value: (gap) => gap.outcome, content: (gap) => OUTCOME_TEXTS[gap.outcome] + (gap.reason ? ": " + gap.reason : "") },
+    { title: "What became of it", className: "wide", value: (gap) => gap.outcome, content: outcomeText },
   ], {
     by: 3, down: true, choose: (gap) => chooseGap(view, gap),
     isChosen: (gap) => view.gap !== null && view.gap.camera === gap.camera && view.gap.begin === gap.begin,
