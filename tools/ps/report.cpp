@@ -137,22 +137,25 @@ std::size_t write_page(const Options& options, const PageInputs& inputs, cli::Un
     return data.faulty_files();
 }
 
-/// Rewrites the page when a recording has changed, until the program is stopped. A failure, for example a
-/// full disk, is reported, and the next round tries again.
+/// False after a failure, for example of a full disk, which is reported.
+bool rewrite_page(const Options& options, const PageInputs& inputs, cli::UnusableInputs& unusable) {
+    try {
+        write_page(options, inputs, unusable, cli::Replace::kFiles);
+        return true;
+    } catch (const cli::CannotRun& error) {
+        cli::print_error(kProgram, error.what());
+        return false;
+    }
+}
+
+/// Rewrites the page when a recording has changed or the last attempt failed, until the program is stopped.
 [[noreturn]] void watch(const Options& options, PageInputs& inputs, cli::UnusableInputs& unusable) {
     constexpr std::chrono::seconds kRound(30);
     bool written = true;
     for (;;) {
         (void)std::fflush(stdout);
         platform::system_sleeper().sleep(kRound);
-        if (!inputs.update(unusable) && written) continue;
-        written = false;
-        try {
-            write_page(options, inputs, unusable, cli::Replace::kFiles);
-            written = true;
-        } catch (const cli::CannotRun& error) {
-            cli::print_error(kProgram, error.what());
-        }
+        if (inputs.update(unusable) || !written) written = rewrite_page(options, inputs, unusable);
     }
 }
 

@@ -89,9 +89,12 @@ void StillBudget::remove_sizes(const StillImages& images) {
 
 std::vector<std::vector<Still>> StillBudget::stills() const {
     std::vector<std::vector<Still>> all;
+    all.reserve(cameras_.size());
     for (const CameraStills& stills : cameras_) {
-        std::vector<Still>& list = all.emplace_back();
+        std::vector<Still> list;
+        list.reserve(stills.size());
         for (const auto& [time, still] : stills) list.push_back({time, still.images[rung_], still.obstacle});
+        all.push_back(std::move(list));
     }
     return all;
 }
