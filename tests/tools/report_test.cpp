@@ -331,6 +331,8 @@ TEST(ReportPage, WrongDatesAndEmptyFilesAreNotCameras) {
     EXPECT_EQ(outliers(kBegin - 400 * kDaySeconds, 3'600, kEnd), 1U);
     EXPECT_EQ(outliers(946'684'800, 20 * kDaySeconds / 24, kEnd), 1U);        // a clock that was reset
     EXPECT_EQ(outliers(kEnd + 90 * kDaySeconds, 5 * kDaySeconds, kEnd), 1U);  // the future
+    EXPECT_EQ(outliers(kEnd + 3 * kDaySeconds, 3'600, kEnd), 1U);
+    EXPECT_EQ(outliers(946'684'800, 26 * 3'600, kEnd), 1U);
     EXPECT_EQ(outliers(kEnd + 10 * kDaySeconds, 3'600, kEnd + 11 * kDaySeconds), 0U);  // back after an outage
     EXPECT_EQ(outliers(kEnd + 3'600, 3'600, kEnd + kDaySeconds), 0U);
 }
@@ -345,6 +347,9 @@ TEST(ReportPage, LocalTimeIsThatOfTheRecordings) {
     EXPECT_EQ(ps_tool::offsets_of(seen),
               (std::vector<ZoneOffset>{{kSpring - 2 * kHour, 60}, {kSpring, 120}}));
     EXPECT_TRUE(ps_tool::offsets_of(std::vector<ZoneOffset>{}).empty());
+    constexpr std::int64_t kAdelaide = 1'759'595'400'000;  // 2025-10-04 16:30 UTC, 02:00 local
+    EXPECT_EQ(ps_tool::offsets_of({{kAdelaide - kHour, 570}, {kAdelaide + kHour / 4, 630}})[1].from,
+              kAdelaide);
     // Recorders in two zones: the more frequent one.
     std::vector<ZoneOffset> mixed;
     for (int i = 0; i < 9; ++i) mixed.push_back({kSpring + i * kHour, i % 3 == 0 ? 0 : 60});

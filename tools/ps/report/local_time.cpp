@@ -48,11 +48,13 @@ std::vector<ZoneOffset> offsets_of(std::vector<ZoneOffset> seen) {
     std::vector<ZoneOffset> offsets;
     std::int64_t before = 0;
     for (const ZoneOffset& one : seen) {
-        const std::int64_t full_hour = one.from / kMsPerHour * kMsPerHour;
-        if (offsets.empty())
+        if (offsets.empty()) {
             offsets.push_back(one);
-        else if (one.minutes != offsets.back().minutes)
+        } else if (const int old = offsets.back().minutes; one.minutes != old) {
+            const std::int64_t full_hour =
+                (one.from + old * kMsPerMinute) / kMsPerHour * kMsPerHour - old * kMsPerMinute;
             offsets.push_back({full_hour > before ? full_hour : one.from, one.minutes});
+        }
         before = one.from;
     }
     if (offsets.empty()) return offsets;

@@ -22,9 +22,9 @@ struct ZoneOffset {
 [[nodiscard]] std::vector<ZoneOffset> offsets_of(const Zone& zone, const Interval& interval);
 
 /// The offsets that recordings show: each has the local time in its path and UTC in its frames. `seen` has
-/// the begin and the offset of each recording, in any order. A clock changes at a full hour. If the offsets
-/// differ too often for changes of the clock, the recordings have several zones, and the most frequent one
-/// applies always. Empty without recordings.
+/// the begin and the offset of each recording, in any order. A clock changes at a full hour of local time. If
+/// the offsets differ too often for changes of the clock, the recordings have several zones, and the most
+/// frequent one applies always. Empty without recordings.
 [[nodiscard]] std::vector<ZoneOffset> offsets_of(std::vector<ZoneOffset> seen);
 
 }  // namespace ps_tool

@@ -7,7 +7,8 @@ namespace {
 
 constexpr std::int64_t kFarAway = 7 * kDay;
 constexpr std::int64_t kClockReset = 10'957 * kDay;  // 2000-01-01
-constexpr std::size_t kBulk = 3;                     // recordings, if a single one can be an outlier
+constexpr std::int64_t kYear = 366 * kDay;
+constexpr std::size_t kBulk = 3;  // recordings, if a single one can be an outlier
 constexpr std::int64_t kHundred = 100;
 
 /// Recordings without a pause of more than a week.
@@ -41,7 +42,7 @@ std::vector<RecordingGroup> groups_of(const std::vector<RecordingFacts>& recordi
 std::set<std::size_t> outliers_of(const std::vector<RecordingFacts>& recordings, std::int64_t now) {
     const std::vector<RecordingGroup> groups = groups_of(recordings);
     const auto impossible = [now](const RecordingGroup& group) {
-        return group.extent.end < kClockReset + kDay || group.extent.begin > now + kDay;
+        return group.extent.end < kClockReset + kYear || group.extent.begin > now + kDay;
     };
     const auto bulk = std::ranges::max_element(groups, {}, [&](const RecordingGroup& group) {
         return std::pair(!impossible(group), group.recorded);
@@ -51,7 +52,13 @@ std::set<std::size_t> outliers_of(const std::vector<RecordingFacts>& recordings,
     };
     std::set<std::size_t> outliers;
     for (auto group = groups.begin(); group != groups.end(); ++group) {
-        if (group == bulk) continue;
+        if (group == bulk) {
+            if (impossible(*bulk)) continue;
+            for (const std::size_t i : group->recordings) {
+                if (recordings[i].spans.front().first > now + kDay) outliers.insert(i);
+            }
+            continue;
+        }
         const bool single = group->recordings.size() == 1 && bulk->recordings.size() >= kBulk;
         const bool small = single || group->recorded * kHundred < bulk->recorded;
         if (impossible(*group) || (small && !recent(*group)))

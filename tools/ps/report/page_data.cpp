@@ -177,15 +177,18 @@ void PageData::account_for(const std::vector<LostTime>& lost) {
 Interval PageData::extent(const std::vector<RecordingFacts>& recordings) const {
     const Interval recorded = extent_of(recordings).value_or(Interval{});
     const std::int64_t until = std::max(recorded.end, std::min(options_.now, recorded.end + 2 * kDay));
-    const Interval all{options_.limits.from.value_or(recorded.begin), options_.limits.to.value_or(until)};
-    return {std::min(all.begin, all.end), all.end};
+    Interval all{options_.limits.from.value_or(recorded.begin), options_.limits.to.value_or(until)};
+    if (!options_.limits.from) all.begin = std::min(all.begin, all.end);
+    all.end = std::max(all.begin, all.end);
+    return all;
 }
 
-std::vector<ZoneOffset> PageData::offsets(const Interval& extent) const {
+std::vector<ZoneOffset> PageData::offsets(const Interval& extent,
+                                          const std::vector<std::size_t>& recordings) const {
     if (options_.zone) return offsets_of(*options_.zone, extent);
     std::vector<ZoneOffset> seen;
-    for (const auto& one : recordings_) {
-        if (one->offset) seen.push_back(*one->offset);
+    for (const std::size_t number : recordings) {
+        if (const auto& offset = recordings_[number]->offset) seen.push_back(*offset);
     }
     return offsets_of(std::move(seen));
 }
@@ -282,7 +285,7 @@ Json PageData::document() const {
     const auto [files, outlier_files] = files_json(camera_numbers, outliers);
     return {{"now", options_.now},
             {"watched", options_.watched},
-            {"zone", offsets_json(offsets(all))},
+            {"zone", offsets_json(offsets(all, numbers))},
             {"minimumGap", options_.minimum_gap},
             {"period", options_.period},
             {"from", nullable(options_.limits.from)},

@@ -72,7 +72,8 @@ class PageData {
     [[nodiscard]] cli::Json stills_of_all(const std::vector<StillCamera>& still_cameras,
                                           cli::Json& cameras) const;
     [[nodiscard]] Interval extent(const std::vector<RecordingFacts>& recordings) const;
-    [[nodiscard]] std::vector<ZoneOffset> offsets(const Interval& extent) const;
+    [[nodiscard]] std::vector<ZoneOffset> offsets(const Interval& extent,
+                                                  const std::vector<std::size_t>& recordings) const;
     [[nodiscard]] cli::Json camera_json(const CameraCoverage& camera,
                                         const std::vector<std::size_t>& recordings) const;
     /// The rows of the files, and the numbers of those that are outliers.

@@ -31,6 +31,8 @@ function showCalendar(view) {
   const days = [];
   for (let i = 0; i < (month.first + 3) % 7; ++i) days.push(element("span"));
   for (let i = 0; i < month.count; ++i) days.push(dayButton(view, month.first + i));
-  document.getElementById("days").replaceChildren(...days);
+  const grid = document.getElementById("days"), focused = [...grid.children].indexOf(document.activeElement);
+  grid.replaceChildren(...days);
+  if (focused >= 0 && days[focused]) days[focused].focus();
   for (const kind of ["day", "week", "month"]) document.getElementById("by-" + kind).setAttribute("aria-pressed", view.period.kind === kind);
 }

@@ -103,20 +103,22 @@ function coverageOfAll(data, period) {
 }
 
 const RED_SHARE = 0.01;
-const RULE = "Green: no camera has gaps and no file is damaged. Red: a camera misses at least 1 % of the period. Amber: anything between.";
+const RULE = "Green: no camera has gaps and no file is damaged. Red: a camera misses at least 1 % of the period, or there is no recording. Amber: anything between.";
 
 function colourOfVerdict(coverage) {
   const length = coverage.period.to - coverage.period.from;
-  if (coverage.cameras.some((one) => one.missing >= length * RED_SHARE)) return "red";
+  if (coverage.cameras.length === 0 || length === 0) return "red";
+  if (coverage.cameras.some((one) => one.incomplete && one.missing >= length * RED_SHARE)) return "red";
   return coverage.incomplete > 0 || coverage.faulty.length > 0 ? "amber" : "green";
 }
 
 // "24 November: 4 of 8 cameras have gaps, 3 h 25 min missing; another 7 h 20 min recovered; 5 files damaged, 3 repairable."
 function verdictText(label, coverage) {
   const cameras = plural(coverage.cameras.length, "camera");
+  if (coverage.cameras.length === 0) return "No recordings.";
+  if (coverage.period.from === coverage.period.to) return label + ": no recording in the period.";
   let text = label + ": ";
-  if (coverage.cameras.length === 0) text += "no recordings";
-  else if (coverage.incomplete > 0) text += coverage.incomplete + " of " + cameras + (coverage.incomplete === 1 ? " has" : " have") + " gaps";
+  if (coverage.incomplete > 0) text += coverage.incomplete + " of " + cameras + (coverage.incomplete === 1 ? " has" : " have") + " gaps";
   else text += "no gaps on " + cameras;
   if (coverage.missing > 0) text += ", " + lengthText(coverage.missing) + " missing";
   if (coverage.recovered > 0) text += "; another " + lengthText(coverage.recovered) + " recovered";

@@ -26,6 +26,8 @@ function decodeSpans(camera) {
     level[kindOf(camera.spans[at + 2])][i] = Math.max(1, length);
   }
   camera.spans = null;
+  let end = -Infinity;
+  level.endUpTo = level.end.map((one) => end = Math.max(end, one));  // a span can contain the next one
   return level;
 }
 
@@ -37,6 +39,7 @@ function coarser(level, bridged) {
     next.end[last] = Math.max(next.end[last], level.end[i]);
     for (const kind of KINDS) next[kind][last] += level[kind][i];
   }
+  next.endUpTo = next.end;
   return next;
 }
 
@@ -49,7 +52,7 @@ function levelFor(camera, millisecondsPerPixel) {
   return camera.levels[at];
 }
 
-// The first interval that ends after the instant, of `count` intervals in ascending order of their ends.
+// The first interval that ends after the instant, of `count` ends in ascending order.
 function firstEndingAfter({ count, end }, instant) {
   let low = 0, high = count;
   while (low < high) {
@@ -99,7 +102,7 @@ function decode(text) {
   data.outliers = data.outliers.map((number) => data.files[number]);
   data.cameras.forEach((camera, number) => {
     camera.number = number;
-    camera.label = camera.names.join(", ") || camera.id || "(no name)";
+    camera.label = camera.names.map((name) => name.trim()).filter((name) => name !== "").join(", ") || camera.id || "(no name)";
     camera.levels = [decodeSpans(camera)];
     camera.gaps = decodeGaps(camera.gaps);
     camera.parts = [];

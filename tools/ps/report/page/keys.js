@@ -24,7 +24,7 @@ function listenToKeys(view) {
     ",": () => view.camera && chooseNeighbour(view.camera.files, view.file, -1, (file) => chooseFile(view, file)),
     ".": () => view.camera && chooseNeighbour(view.camera.files, view.file, 1, (file) => chooseFile(view, file)),
     g: () => stepGap(view, 1), G: () => stepGap(view, -1), f: () => stepFault(view, 1), F: () => stepFault(view, -1),
-    m: () => markInstant(view), Escape: () => { view.marked = null; choose(view, {}); },
+    m: () => markInstant(view), Escape: () => { view.marked = null; choose(view, { instant: null }); },
     "[": () => stepPeriod(view, -1), "]": () => stepPeriod(view, 1),
   };
   document.getElementById("line").addEventListener("keydown", (event) => {

@@ -34,6 +34,11 @@ function start() {
     if (view.file) tables.files.reveal(view.file);
     revealRow(view);
   };
+  const showForm = () => {
+    document.getElementById("find").value = view.find;
+    document.getElementById("faulty").checked = view.faultyOnly;
+    document.getElementById("utc").checked = view.zone === view.utc;
+  };
   const show = (what) => {
     if (what === "period" || what === "filter") showPeriod();
     if (what !== "range") showChoice();
@@ -55,12 +60,12 @@ function start() {
   on("copy", "click", copyCommand);
   on("before", "click", () => stepPeriod(view, -1));
   on("after", "click", () => stepPeriod(view, 1));
-  for (const kind of ["day", "week", "month"]) on("by-" + kind, "click", () => choosePeriod(view, kind, view.period.first));
+  for (const kind of ["day", "week", "month"]) on("by-" + kind, "click", () => changeKind(view, kind));
   listenToPointer(view);
   listenToKeys(view);
   window.addEventListener("resize", () => { draw(); showCurves(view.file, view); });
   window.addEventListener("beforeprint", () => { drawAxis(view); drawLine(view); });
-  window.addEventListener("hashchange", () => readAddress(view));
+  window.addEventListener("hashchange", () => { readAddress(view); showForm(); view.changed("filter"); });
   matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => { draw(); showCurves(view.file, view); });
 
   document.getElementById("rule").textContent = RULE;
@@ -71,6 +76,7 @@ function start() {
   chooseFirstPeriod(view);
   view.listen(show);
   if (address.length > 1) readAddress(view);
+  showForm();
   show("period");
   if (data.watched) lookForNewer(data);
 }

@@ -6,15 +6,18 @@ function showVerdict(view) {
   const { coverage, period, data } = view;
   const verdict = document.getElementById("verdict");
   verdict.className = colourOfVerdict(coverage);
-  verdict.textContent = verdictText(period.text, coverage);
+  verdict.textContent = verdictText(labelOf(view, period), coverage);
   document.title = verdict.textContent;
   const kept = period.kind !== "given" && dayPeriod(data.zone, period.first, period.count).from < period.from ? "; earlier recordings are not kept" : "";
-  const silent = data.now - data.newest > DAY && period.to >= view.known.to && data.to === null ? "; nothing was recorded since " + timeText(view.zone, data.newest) : "";
-  document.getElementById("period").textContent = timeText(view.zone, period.from) + " to " + timeText(view.zone, period.to) + " " + view.zone.name + kept + silent;
+  const silent = coverage.cameras.length > 0 && data.now - data.newest > DAY && data.to === null;
+  document.getElementById("silent").textContent = silent ? "Nothing was recorded since " + timeText(view.zone, data.newest) + "." : "";
+  document.getElementById("period").textContent = coverage.cameras.length === 0 ? ""
+    : timeText(view.zone, period.from) + " to " + timeText(view.zone, period.to) + " " + view.zone.name + kept;
   const worst = coverage.cameras.filter((one) => one.incomplete).slice(0, WORST_CAMERAS);
   document.getElementById("worst").replaceChildren(...worst.map((one) => {
-    const item = element("li"), button = element("button", one.camera.label + ": " + lengthText(one.missing) + " missing", "link");
+    const item = element("li"), button = element("button", undefined, "link");
     button.type = "button";
+    button.append(element("bdi", one.camera.label), ": " + lengthText(one.missing) + " missing");
     button.addEventListener("click", () => { chooseGap(view, one.longest); document.getElementById("line").focus(); });
     item.append(button, " " + shortTimeText(view.zone, one.longest.begin, period.from) + " to " + shortTimeText(view.zone, one.longest.end, one.longest.begin) +
       (one.longest.outcome === "missing" ? "" : ", " + outcomeText(one.longest)));
@@ -42,7 +45,8 @@ function showLegend(view) {
 }
 
 function showCameraList(view) {
-  document.getElementById("cameras").replaceChildren(...view.cameras.map((camera) => {
+  const list = document.getElementById("cameras"), focused = [...list.children].findIndex((item) => item.contains(document.activeElement));
+  list.replaceChildren(...view.cameras.map((camera) => {
     const item = element("li"), button = element("button");
     button.type = "button";
     button.title = camera.label + " " + camera.id;
@@ -53,6 +57,7 @@ function showCameraList(view) {
     item.append(button);
     return item;
   }));
+  if (focused >= 0 && list.children[focused]) list.children[focused].firstChild.focus();
 }
 
 function revealRow(view) {
@@ -105,10 +110,12 @@ function exportCommand(view) {
   if (!range || !view.camera) return "";
   const files = view.camera.files.filter((file) => file.first !== null && file.first < range.to && file.last >= range.from);
   if (files.length === 0) return "";
-  const folders = files.map((file) => file.path.replace(/(?:[/\\]\d\d){3}[/\\][^/\\]*$/, "").replace(/[/\\]\d{4}$/, "") || ".");
-  const paths = [...new Set(folders)];
-  const stem = (view.camera.label + " " + timeText(view.data.zone, range.from)).replace(/[^\w.-]+/g, "-").replace(/^[-.]+/, "");
-  return ["norvanepi-ps export", ...paths.map(shellWord), view.camera.id ? "--camera " + shellWord(view.camera.id) : "",
+  const named = view.camera.sharesIdWith.length === 0 ? view.camera.id : view.camera.names[0] || "";
+  const ambiguous = view.camera.sharesIdWith.length > 0 && (named === "" || view.camera.sharesIdWith.includes(named));
+  const folders = ambiguous ? files.map((file) => file.path) : files.map((file) => file.path.replace(/(?:[/\\]\d\d){3}[/\\][^/\\]*$/, "").replace(/[/\\]\d{4}$/, "") || ".");
+  const paths = [...new Set(folders)].map((path) => path.startsWith("-") ? "./" + path : path);
+  const stem = (view.camera.label + " " + timeText(view.data.zone, range.from)).replace(/[^\w.-]+/g, "-").replace(/^[-.]+/, "").slice(0, 100);
+  return ["norvanepi-ps export", ...paths.map(shellWord), named !== "" && !ambiguous ? "--camera " + shellWord(named) : "",
     "--from " + commandTime(range.from), "--to " + commandTime(range.to), "-o " + shellWord(stem + ".mp4")].filter((part) => part !== "").join(" ");
 }
 
@@ -131,7 +138,7 @@ async function copyCommand() {
 
 function showAccounts(view) {
   const { data, period } = view, sums = new Map();
-  const lost = [...data.cameras.map((camera) => [camera.label, camera.parts]), ...data.lostElsewhere];
+  const lost = [...data.cameras.map((camera) => [camera.label + " " + camera.id, camera.parts]), ...data.lostElsewhere];
   for (const [label, parts] of lost) {
     for (const part of parts) {
       const length = Math.min(part.end, period.to) - Math.max(part.begin, period.from);

@@ -51,7 +51,7 @@ function listenToPointer(view) {
   line.addEventListener("dblclick", (event) => zoom(view, 0.25, under(view, event).instant));
   line.addEventListener("pointerdown", (event) => {
     touches.set(event.pointerId, event);
-    drag = { x: event.clientX, at: under(view, event).instant, from: view.from, to: view.to, moved: touches.size > 1, marks: event.shiftKey };
+    drag = { x: event.clientX, at: under(view, event).instant, camera: under(view, event).camera, from: view.from, to: view.to, moved: touches.size > 1, marks: event.shiftKey };
   });
   line.addEventListener("pointermove", (event) => {
     showPlayhead(view, event);
@@ -59,7 +59,10 @@ function listenToPointer(view) {
     if (!drag || event.buttons === 0) return;
     drag.moved = drag.moved || Math.abs(drag.x - event.clientX) > 3;
     if (!drag.moved) return;
-    if (drag.marks) return mark(view, drag.at, under(view, event).instant);
+    if (drag.marks) {
+      if (drag.camera) chooseCamera(view, drag.camera);
+      return mark(view, drag.at, under(view, event).instant);
+    }
     const by = (drag.x - event.clientX) / line.clientWidth * (drag.to - drag.from);
     setRange(view, drag.from + by, drag.to + by);
   });

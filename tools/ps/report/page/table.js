@@ -40,8 +40,11 @@ function makeTable(id, columns, table) {
     state.rows = new Map(shown);
     const after = state.printing ? 0 : state.sorted.length - first - shown.length;
     const wanted = [...spacer(first), ...shown.map(([, row]) => row), ...spacer(after)];
+    const focused = [...body.children].indexOf(document.activeElement);
+    const isFirst = focused >= 0 && document.activeElement.rowIndex <= body.rows.length / 2;
     for (const child of [...body.children]) if (!wanted.includes(child)) child.remove();
     wanted.forEach((child, i) => { if (body.children[i] !== child) body.insertBefore(child, body.children[i] || null); });
+    keepFocus(shown.map(([, row]) => row), focused >= 0, isFirst);
   };
   const sort = () => {
     const { value } = columns[state.by];
@@ -81,6 +84,16 @@ function makeTable(id, columns, table) {
   };
 }
 
+// One row of a table can be reached with Tab, the arrow keys reach the others. A focused row that was removed, because it is no
+// longer in view, passes the focus to the nearest one.
+function keepFocus(rows, wasFocused, passToFirst) {
+  if (rows.length === 0 || rows[0].tabIndex === undefined) return;
+  const lost = wasFocused && !rows.includes(document.activeElement);
+  if (lost) rows[passToFirst ? 0 : rows.length - 1].focus({ preventScroll: true });
+  const reachable = rows.find((row) => row === document.activeElement) || rows.find((row) => row.getAttribute("aria-selected") === "true") || rows[0];
+  for (const row of rows) if (row.className === "choice") row.tabIndex = row === reachable ? 0 : -1;
+}
+
 // One cell without a column span, which would count hidden columns.
 function spacer(rows) {
   if (rows <= 0) return [];
@@ -102,13 +115,18 @@ function tableRow(columns, table, item, number) {
   made.setAttribute("aria-rowindex", number + 2);
   if (!table.choose) return made;
   made.className = "choice";
-  made.tabIndex = 0;
+  made.tabIndex = -1;
   made.addEventListener("click", () => table.choose(item));
   made.addEventListener("keydown", (event) => {
-    if (event.key === "Enter") table.choose(item);
+    if (event.key === "Enter" || event.key === " ") {
+      event.preventDefault();
+      table.choose(item);
+    }
     const next = { ArrowDown: made.nextElementSibling, ArrowUp: made.previousElementSibling }[event.key];
     if (!next) return;
     event.preventDefault();
+    made.tabIndex = -1;
+    next.tabIndex = 0;
     next.focus();
   });
   return made;

@@ -22,7 +22,7 @@ function prepare(canvas, height) {
 
 // Converts instants of the visible range to pixels.
 function makeScale(view, width) {
-  const factor = width / (view.to - view.from);
+  const factor = Math.max(1, width) / (view.to - view.from);
   const at = (instant) => (instant - view.from) * factor;
   // The visible part of an interval, at least a pixel wide.
   const box = (begin, end) => {
@@ -43,7 +43,7 @@ function ticks(view, width) {
   const step = STEPS.find((one) => (view.to - view.from) / one * 90 <= width) || STEPS[STEPS.length - 1];
   const zone = view.zone, all = [];
   for (let local = Math.ceil(zone.toLocal(view.from) / step) * step; zone.toUtc(local) <= view.to; local += step)
-    all.push({ at: zone.toUtc(local), text: tickText(local, step) });
+    if (zone.toLocal(zone.toUtc(local)) === local) all.push({ at: zone.toUtc(local), text: tickText(local, step) });  // no skipped times
   return all;
 }
 
@@ -74,8 +74,8 @@ function drawRow(context, camera, view, scale, top, colours) {
   fill(view.known.from, view.known.to, colours.missing);
   for (const part of camera.parts) if (part.outcome !== "recovered") fill(part.begin, part.end, colours[part.outcome]);
   const level = levelFor(camera, scale.millisecondsPerPixel);
-  for (let i = firstEndingAfter(level, view.from); i < level.count && level.begin[i] < view.to; ++i)
-    drawSpan(context, level, i, { ...scale.box(level.begin[i], level.end[i]), ...inner }, colours);
+  for (let i = firstEndingAfter({ count: level.count, end: level.endUpTo }, view.from); i < level.count && level.begin[i] < view.to; ++i)
+    if (level.end[i] > view.from) drawSpan(context, level, i, { ...scale.box(level.begin[i], level.end[i]), ...inner }, colours);
   context.globalAlpha = 1;
   for (const part of camera.parts) if (part.outcome === "recovered") fill(part.begin, part.end, colours.recovered);
   drawFaults(context, camera, view, scale, top, colours);
@@ -136,7 +136,8 @@ function coloursFor(context) {
 
 function drawSelection(context, view, scale, width, height) {
   const row = view.cameras.indexOf(view.camera), chosen = view.gap || (view.file && view.file.first !== null ? { begin: view.file.first, end: view.file.last } : null);
-  if (view.marked) {
+  const isVisible = (begin, end) => begin < view.to && end >= view.from;
+  if (view.marked && isVisible(view.marked.from, view.marked.to)) {
     const box = scale.box(view.marked.from, view.marked.to);
     context.fillStyle = colour("mark");
     context.fillRect(box.x, 0, box.width, height);
@@ -145,7 +146,7 @@ function drawSelection(context, view, scale, width, height) {
     context.strokeStyle = colour("accent");
     context.strokeRect(0.5, row * ROW + 1.5, width - 1, ROW - 3);
   }
-  if (row >= 0 && chosen) {
+  if (row >= 0 && chosen && isVisible(chosen.begin, chosen.end)) {
     const box = scale.box(chosen.begin, chosen.end);
     context.strokeStyle = colour("ink");
     context.lineWidth = 2;

@@ -5,15 +5,16 @@ const SHORTEST_RANGE = 2 * SECOND;
 // The end of what is known. A day that is over is known to its end: a camera that stopped in it has a gap up to there.
 function knownEnd(data) {
   if (data.to !== null) return data.to;
-  const dayEnd = dayPeriod(data.zone, dayOf(data.zone, data.newest - 1)).to;
-  return dayEnd <= data.now ? Math.min(dayEnd, data.extent.to) : data.newest;
+  const newest = data.extent.from < data.now ? Math.min(data.newest, data.now) : data.newest;  // a clock can be fast
+  const dayEnd = dayPeriod(data.zone, dayOf(data.zone, newest - 1)).to;
+  return dayEnd <= data.now ? Math.min(dayEnd, data.extent.to) : newest;
 }
 
 function makeView(data) {
   const listeners = [];
   const view = {
     data, known: { from: data.extent.from, to: Math.max(data.extent.from, knownEnd(data)) },
-    from: 0, to: 1, period: null, coverage: null,
+    from: 0, to: 1, period: null, day: 0, coverage: null,
     zone: data.zone, utc: makeZone([]),
     find: "", faultyOnly: false, sort: {},
     cameras: data.cameras, camera: null, file: null, gap: null, instant: null, marked: null,
@@ -37,8 +38,15 @@ function choosePeriod(view, kind, day) {
   const days = periodDays(kind, day);
   const whole = dayPeriod(view.data.zone, days.first, days.count);
   const period = { from: Math.max(whole.from, view.known.from), to: Math.min(whole.to, view.known.to) };
-  if (period.from >= period.to) return;
-  setPeriod(view, { kind, ...days, ...period, text: periodText(kind, days, view.data.now) });
+  if (!(period.from < period.to)) return;
+  view.day = day;
+  setPeriod(view, { kind, ...days, ...period });
+}
+
+// The day that was chosen last, or the nearest one that is known.
+function changeKind(view, kind) {
+  const { known, data } = view, first = dayOf(data.zone, known.from), last = dayOf(data.zone, Math.max(known.from, known.to - 1));
+  choosePeriod(view, kind, Math.min(last, Math.max(first, view.day)));
 }
 
 // The period of the command line, or the last complete one.
@@ -46,11 +54,14 @@ function chooseFirstPeriod(view) {
   const { data } = view;
   if (data.from === null && data.to === null) return choosePeriod(view, data.period, lastComplete(view, data.period));
   const { from, to } = view.known, first = dayOf(data.zone, from), last = dayOf(data.zone, to - 1);
-  const whole = dayPeriod(data.zone, first, last - first + 1);
-  const days = whole.from === from && whole.to === to;
-  const text = days ? periodText(first === last ? "day" : "days", { first, count: last - first + 1 }, data.now)
-    : timeText(data.zone, from) + " to " + shortTimeText(data.zone, to, from);
-  setPeriod(view, { kind: "given", first, count: last - first + 1, from, to, text });
+  setPeriod(view, { kind: "given", first, count: last - first + 1, from, to });
+}
+
+function labelOf(view, { kind, first, count, from, to }) {
+  const { zone, now } = view.data, whole = dayPeriod(zone, first, count);
+  if (kind !== "given") return periodText(kind, { first, count }, now);
+  if (whole.from === from && whole.to === to) return periodText(count === 1 ? "day" : "days", { first, count }, now);
+  return timeText(view.zone, from) + " to " + shortTimeText(view.zone, to, from);
 }
 
 function setPeriod(view, period) {
@@ -110,7 +121,7 @@ function matches(view, camera, file) {
   if (find === "") return true;
   const texts = (camera ? [...camera.names, camera.id] : []).concat(file ? [file.path] : []);
   if (texts.some((text) => text.toLowerCase().includes(find))) return true;
-  return !file && camera.files.length <= 1000 && camera.files.some((one) => one.path.toLowerCase().includes(find));
+  return !file && camera.files.some((one) => one.path.toLowerCase().includes(find));
 }
 
 // The cameras that the filter leaves, in the order of the verdict: the longest missing time first.
@@ -129,7 +140,7 @@ function chooseCamera(view, camera) {
 }
 
 function chooseFile(view, file) {
-  choose(view, { camera: file.camera === null ? view.camera : view.data.cameras[file.camera], file, instant: file.first });
+  choose(view, { camera: file.camera === null ? null : view.data.cameras[file.camera], file, instant: file.first });
   if (file.camera !== null && file.first !== null) show(view, file.first, file.last);
 }
 
@@ -145,8 +156,10 @@ function chooseAt(view, camera, instant) {
   choose(view, { camera, file: fileAt(camera, instant), instant });
 }
 
-// The gap at the instant within the known time. It is cut at the ends of the period only if it begins or ends outside.
+// The gap at the instant: that of the period, or of the known time outside the period.
 function gapAt(view, camera, instant) {
+  const inPeriod = gapsIn(camera, view.period).find((gap) => gap.begin <= instant && instant < gap.end);
+  if (inPeriod) return inPeriod;
   const { gaps } = camera, i = firstEndingAfter(gaps, instant);
   if (i === gaps.count || gaps.begin[i] > instant) return null;
   return describeGap(camera, Math.max(gaps.begin[i], view.known.from), Math.min(gaps.end[i], view.known.to));
@@ -159,19 +172,26 @@ function fileAt(camera, instant) {
     const middle = (low + high) >> 1;
     if ((camera.files[middle].first || 0) > instant) high = middle; else low = middle + 1;
   }
+  let ended = null;  // its last frame may last until the instant
   for (let at = low - 1; at >= 0 && camera.endUpTo[at] >= instant - SECOND; --at) {
     const file = camera.files[at];
-    if (file.first !== null && file.last + SECOND >= instant) return file;
+    if (file.first === null || file.last + SECOND < instant) continue;
+    if (file.last >= instant) return file;
+    ended = ended || file;
   }
-  return null;
+  return ended;
 }
 
 // Steps to the next gap of the period, by time, over all cameras.
 function stepGap(view, step) {
   const gaps = view.coverage.cameras.filter((one) => view.cameras.includes(one.camera)).flatMap((one) => one.gaps);
   gaps.sort((a, b) => a.begin - b.begin || a.camera.number - b.camera.number);
-  const at = view.gap ? gaps.findIndex((gap) => gap.camera === view.gap.camera && gap.begin === view.gap.begin) : -1;
-  if (gaps.length > 0) chooseGap(view, gaps[at < 0 ? (step > 0 ? 0 : gaps.length - 1) : (at + step + gaps.length) % gaps.length]);
+  if (gaps.length === 0) return;
+  let at = view.gap ? gaps.findIndex((gap) => gap.camera === view.gap.camera && gap.begin === view.gap.begin) : -1;
+  if (at >= 0) at += step;
+  else if (view.instant === null) at = step > 0 ? 0 : gaps.length - 1;
+  else at = gaps.filter((gap) => gap.begin <= view.instant).length - (step > 0 ? 0 : 1);
+  chooseGap(view, gaps[(at + gaps.length) % gaps.length]);
 }
 
 function stepFault(view, step) {
