@@ -68,6 +68,8 @@ async function tellsTheTruth() {
   await page.click("#after");
   await page.click("#by-week");
   assert.match(await text(page, "#verdict"), /^23 to 29 November: 3 of 8 cameras/);
+  await drawn(page);
+  await picture(page, "week");
   await done();
   for (const [name, verdict] of [["spring", "29 March: 1 of 2 cameras has gaps, 1 h missing."], ["autumn", "25 October: 1 of 2 cameras has gaps, 2 h missing."]]) {
     const changed = await opened(name);
