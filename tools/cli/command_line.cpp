@@ -124,8 +124,9 @@ std::string build_date() {
     const char* const prescribed = std::getenv("SOURCE_DATE_EPOCH");  // NOLINT(concurrency-mt-unsafe)
     const auto now = std::chrono::system_clock::now();
     const std::chrono::sys_time<std::chrono::seconds> time =
-        prescribed == nullptr ? std::chrono::floor<std::chrono::seconds>(now)
-                              : std::chrono::sys_seconds(std::chrono::seconds(std::atoll(prescribed)));
+        prescribed == nullptr
+            ? std::chrono::floor<std::chrono::seconds>(now)
+            : std::chrono::sys_seconds(std::chrono::seconds(std::strtoll(prescribed, nullptr, 10)));
     const std::chrono::year_month_day day(std::chrono::floor<std::chrono::days>(time));
     return fmt::format("{:04}-{:02}-{:02}", static_cast<int>(day.year()), static_cast<unsigned>(day.month()),
                        static_cast<unsigned>(day.day()));
