@@ -1,8 +1,6 @@
 // norvanepi-ps export: an exported file must decode to the same pictures at the same times as the clip.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-
 #include <cmath>
 #include <cstdlib>
 #include <map>
@@ -12,7 +10,7 @@
 #include <vector>
 
 #include "tests/support/byte_text.h"
-#include "tests/support/temp_directory.h"
+#include "tests/support/shell_test.h"
 #include "tools/h264/picture_order.h"
 
 namespace {
@@ -41,12 +39,8 @@ std::string without_decode_times(std::string clip) {
     return clip;
 }
 
-class ExportTest : public testing::Test {
+class ExportTest : public ShellTest {
   protected:
-    int run(const std::string& line) {
-        const int ended = std::system(("cd " + directory.path() + " && TZ=UTC " + line).c_str());
-        return WIFEXITED(ended) ? WEXITSTATUS(ended) : -1;
-    }
     int ps(const std::string& arguments) {
         return run(NORVANEPI_PS " " + arguments + " >out 2>err </dev/null");
     }
@@ -106,8 +100,6 @@ class ExportTest : public testing::Test {
                 << i;
         }
     }
-
-    TempDirectory directory;
 };
 
 }  // namespace

@@ -141,15 +141,11 @@ const std::string kCamera = "00A10380";
 
 }  // namespace
 
-TEST(Coverage, MergesOverlapsAndSplitsDays) {
+TEST(Coverage, MergesAndSubtractsIntervals) {
     const Intervals merged = ps_tool::merge({{50, 60}, {0, 10}, {5, 20}, {21, 30}, {40, 40}}, 1);
     EXPECT_EQ(merged, (Intervals{{0, 30}, {50, 60}}));
     EXPECT_EQ(ps_tool::difference(merged, {{-5, 5}, {10, 11}, {29, 52}}),
               (Intervals{{5, 10}, {11, 29}, {52, 60}}));
-    EXPECT_EQ(ps_tool::longest_gaps({{0, 1}, {5, 6}, {8, 9}, {100, 101}}, 2), (Intervals{{9, 100}, {1, 5}}));
-    using ps_tool::kDay;
-    const auto days = ps_tool::covered_by_day({{kDay - 10, kDay + 5}, {3 * kDay, 4 * kDay}});
-    EXPECT_EQ(days, (std::map<std::int64_t, std::int64_t>{{0, 10}, {1, 5}, {2, 0}, {3, kDay}}));
 }
 
 TEST(LostTime, EachSecondIsCountedOnce) {

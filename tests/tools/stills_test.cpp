@@ -1,8 +1,6 @@
 // Pictures of a report: they show the key frames of a camera, and fit the budget.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-
 #include <cstdlib>
 #include <random>
 #include <set>
@@ -10,7 +8,7 @@
 #include <vector>
 
 #include "tests/support/byte_text.h"
-#include "tests/support/temp_directory.h"
+#include "tests/support/shell_test.h"
 #include "tools/cli/base64.h"
 #include "tools/cli/exit_status.h"
 #include "tools/ps/report/stills.h"
@@ -45,12 +43,8 @@ std::uint64_t size_of(const std::vector<std::vector<Still>>& cameras) {
     return size;
 }
 
-class StillsTest : public testing::Test {
+class StillsTest : public ShellTest {
   protected:
-    int run(const std::string& line) {
-        const int ended = std::system(("cd " + directory.path() + " && TZ=UTC " + line).c_str());
-        return WIFEXITED(ended) ? WEXITSTATUS(ended) : -1;
-    }
     /// Writes "clip.mp4".
     void make_clip(const std::string& options, const std::string& encoder_options = "") {
         const std::string line = MAKE_CLIP " clip.mp4 " + options + " -- " + encoder_options;
@@ -98,8 +92,6 @@ class StillsTest : public testing::Test {
         const std::string text = text_of(line);
         return text.size() < 5 ? 0 : std::stod(text.substr(4));
     }
-
-    TempDirectory directory;
 };
 
 }  // namespace

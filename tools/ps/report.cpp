@@ -26,7 +26,7 @@ namespace {
 
 using cli::Json;
 
-/// False for a directory, too.
+/// False for a directory, too. At its end if the file is empty.
 bool is_readable(std::ifstream& in) {
     if (in) in.peek();
     return !in.bad() && in.is_open();
@@ -83,10 +83,13 @@ struct Log {
 std::vector<Log> readable_logs(const Options& options, cli::UnusableInputs& unusable) {
     std::vector<Log> logs;
     for (const std::string& path : options.logs) {
-        if (std::ifstream in(path, std::ios::binary); in && in.peek() != std::ifstream::traits_type::eof())
-            logs.push_back({path, first_log_time(in, options.zone)});
+        std::ifstream in(path, std::ios::binary);
+        if (!is_readable(in))
+            unusable.add(path, cli::why_unreadable(path));
+        else if (in.eof())
+            unusable.add(path, "is empty");
         else
-            unusable.add(path, in.is_open() && !in.bad() ? "is empty" : cli::why_unreadable(path));
+            logs.push_back({path, first_log_time(in, options.zone)});
     }
     if (std::ranges::all_of(logs, [](const Log& log) { return log.begin.has_value(); }))
         std::ranges::stable_sort(logs, {}, &Log::begin);

@@ -39,27 +39,4 @@ std::int64_t total_length(const Intervals& intervals) {
     return sum;
 }
 
-std::map<std::int64_t, std::int64_t> covered_by_day(const Intervals& intervals) {
-    std::map<std::int64_t, std::int64_t> days;
-    if (intervals.empty()) return days;
-    const std::int64_t last = (intervals.back().end - 1) / kDay;
-    for (std::int64_t day = intervals.front().begin / kDay; day <= last; ++day) days[day] = 0;
-    for (const Interval& one : intervals) {
-        for (std::int64_t day = one.begin / kDay; day * kDay < one.end; ++day)
-            days[day] += std::min(one.end, (day + 1) * kDay) - std::max(one.begin, day * kDay);
-    }
-    return days;
-}
-
-Intervals longest_gaps(const Intervals& intervals, std::size_t limit) {
-    Intervals gaps;
-    for (std::size_t i = 1; i < intervals.size(); ++i)
-        gaps.push_back({intervals[i - 1].end, intervals[i].begin});
-    const std::size_t kept = std::min(limit, gaps.size());
-    std::ranges::partial_sort(gaps, gaps.begin() + static_cast<std::ptrdiff_t>(kept), std::greater(),
-                              [](const Interval& gap) { return std::pair(gap.length(), -gap.begin); });
-    gaps.resize(kept);
-    return gaps;
-}
-
 }  // namespace ps_tool

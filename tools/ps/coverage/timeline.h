@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <vector>
 
 namespace ps_tool {
@@ -24,10 +23,5 @@ inline constexpr std::int64_t kDay = 86'400'000;  // ms
 [[nodiscard]] Intervals merge(Intervals intervals, std::int64_t bridged = 0);
 [[nodiscard]] Intervals difference(const Intervals& from, const Intervals& removed);
 [[nodiscard]] std::int64_t total_length(const Intervals& intervals);
-
-/// The covered time in ms of each day, counted from 1970, from the first day to the last.
-[[nodiscard]] std::map<std::int64_t, std::int64_t> covered_by_day(const Intervals& intervals);
-/// The longest gaps between the intervals, in descending order.
-[[nodiscard]] Intervals longest_gaps(const Intervals& intervals, std::size_t limit);
 
 }  // namespace ps_tool

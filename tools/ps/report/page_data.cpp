@@ -261,9 +261,10 @@ Json PageData::document() const {
     const std::set<std::size_t> outliers = outliers_of(facts, options_.now);
     std::vector<std::size_t> numbers;  // of the recordings that count
     for (std::size_t i = 0; i < recordings_.size(); ++i) {
-        if (!outliers.contains(i)) numbers.push_back(i);
+        if (outliers.contains(i)) continue;
+        if (numbers.size() < i) facts[numbers.size()] = std::move(facts[i]);
+        numbers.push_back(i);
     }
-    for (std::size_t i = 0; i < numbers.size(); ++i) facts[i] = recordings_[numbers[i]]->facts;
     facts.resize(numbers.size());
 
     const Interval all = extent(facts);

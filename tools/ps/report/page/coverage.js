@@ -55,11 +55,10 @@ function describeGap(camera, begin, end) {
   return { camera, begin, end, length: end - begin, outcome: outcomes[0][0], outcomes, reason: [...reasons].join("; ") };
 }
 
-// The recovered parts of the camera's lost time in the period.
+// The recovered time of the camera's lost time in the period, in ms.
 function recoveredIn(camera, { from, to }) {
   return partsIn(camera, from, to).filter((part) => part.outcome === "recovered")
-    .map((part) => ({ camera, begin: Math.max(from, part.begin), end: Math.min(to, part.end), outcome: "recovered", reason: "" }))
-    .map((part) => ({ ...part, length: part.end - part.begin }));
+    .reduce((sum, part) => sum + Math.min(to, part.end) - Math.max(from, part.begin), 0);
 }
 
 // "failed: error 5", or with several outcomes "not in the log (3 min), failed (4 s): error 5".
@@ -82,7 +81,7 @@ function coverageOf(camera, period, minimumGap) {
     camera, missing, recorded: length - missing, gaps: listed,
     longest: all.reduce((longest, gap) => !longest || gap.length > longest.length ? gap : longest, null),
     current: last && last.end >= period.to ? last.length : 0,
-    recovered: recoveredIn(camera, period).reduce((sum, part) => sum + part.length, 0),
+    recovered: recoveredIn(camera, period),
     incomplete: missing > 0 && missing >= Math.min(minimumGap, length),
     faulty: camera.files.filter((file) => file.faults > 0 && isInPeriod(file, period)),
   };

@@ -15,10 +15,9 @@ function markInstant(view) {
 }
 
 function listenToKeys(view) {
-  const whole = () => setRange(view, view.period.from, view.period.to);
   const keys = {
     ArrowLeft: () => move(view, -0.2), ArrowRight: () => move(view, 0.2),
-    "+": () => zoom(view, 0.5), "=": () => zoom(view, 0.5), "-": () => zoom(view, 2), Home: whole,
+    "+": () => zoom(view, 0.5), "=": () => zoom(view, 0.5), "-": () => zoom(view, 2), Home: () => showPeriod(view),
     ArrowUp: () => chooseNeighbour(view.cameras, view.camera, -1, (camera) => chooseCamera(view, camera)),
     ArrowDown: () => chooseNeighbour(view.cameras, view.camera, 1, (camera) => chooseCamera(view, camera)),
     ",": () => view.camera && chooseNeighbour(view.camera.files, view.file, -1, (file) => chooseFile(view, file)),

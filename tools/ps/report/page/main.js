@@ -20,7 +20,7 @@ function start() {
     clearTimeout(stripTimer);
     stripTimer = setTimeout(() => showStrip(view), 100);
   };
-  const showPeriod = () => {
+  const showAnswers = () => {
     showVerdict(view);
     showCalendar(view);
     showAccounts(view);
@@ -40,7 +40,7 @@ function start() {
     document.getElementById("utc").checked = view.zone === view.utc;
   };
   const show = (what) => {
-    if (what === "period" || what === "filter") showPeriod();
+    if (what === "period" || what === "filter") showAnswers();
     if (what !== "range") showChoice();
     draw();
   };
@@ -54,7 +54,7 @@ function start() {
   on("later", "click", () => move(view, 0.5));
   on("closer", "click", () => zoom(view, 0.5));
   on("farther", "click", () => zoom(view, 2));
-  on("whole", "click", () => setRange(view, view.period.from, view.period.to));
+  on("whole", "click", () => showPeriod(view));
   on("next-gap", "click", () => stepGap(view, 1));
   on("next-fault", "click", () => stepFault(view, 1));
   on("copy", "click", copyCommand);

@@ -87,7 +87,7 @@ function makeTable(id, columns, table) {
 // One row of a table can be reached with Tab, the arrow keys reach the others. A focused row that was removed, because it is no
 // longer in view, passes the focus to the nearest one.
 function keepFocus(rows, wasFocused, passToFirst) {
-  if (rows.length === 0 || rows[0].tabIndex === undefined) return;
+  if (rows.length === 0) return;
   const lost = wasFocused && !rows.includes(document.activeElement);
   if (lost) rows[passToFirst ? 0 : rows.length - 1].focus({ preventScroll: true });
   const reachable = rows.find((row) => row === document.activeElement) || rows.find((row) => row.getAttribute("aria-selected") === "true") || rows[0];

@@ -10,13 +10,20 @@ function knownEnd(data) {
   return dayEnd <= data.now ? Math.min(dayEnd, data.extent.to) : newest;
 }
 
+// What the time line can show: whole days, or only the period of the command line.
+function boundsOf(data, known) {
+  if (data.from !== null || data.to !== null) return known;
+  const day = (instant) => dayPeriod(data.zone, dayOf(data.zone, instant));
+  return { from: day(known.from).from, to: day(Math.max(known.from, known.to - 1)).to };
+}
+
 function makeView(data) {
-  const listeners = [];
+  const listeners = [], known = { from: data.extent.from, to: Math.max(data.extent.from, knownEnd(data)) };
   const view = {
-    data, known: { from: data.extent.from, to: Math.max(data.extent.from, knownEnd(data)) },
+    data, known, bounds: boundsOf(data, known),
     from: 0, to: 1, period: null, day: 0, coverage: null,
     zone: data.zone, utc: makeZone([]),
-    find: "", faultyOnly: false, sort: {},
+    find: "", faultyOnly: false,
     cameras: data.cameras, camera: null, file: null, gap: null, instant: null, marked: null,
     listen(listener) { listeners.push(listener); },
     changed(what) { for (const listener of listeners) listener(what); },
@@ -69,8 +76,14 @@ function setPeriod(view, period) {
   view.coverage = coverageOfAll(view.data, period);
   view.gap = null;
   filter(view);
-  setRange(view, period.from, period.to);
+  showPeriod(view);
   view.changed("period");
+}
+
+// Shows the whole period, also the time that was not kept.
+function showPeriod(view) {
+  const { first, count } = view.period, { bounds } = view, whole = dayPeriod(view.data.zone, first, count);
+  setRange(view, Math.max(whole.from, bounds.from), Math.min(whole.to, bounds.to));
 }
 
 function stepPeriod(view, step) {
@@ -79,9 +92,9 @@ function stepPeriod(view, step) {
 }
 
 function setRange(view, from, to) {
-  const { known } = view, longest = Math.max(known.to - known.from, SHORTEST_RANGE);
+  const { bounds } = view, longest = Math.max(bounds.to - bounds.from, SHORTEST_RANGE);
   const length = Math.min(Math.max(to - from, SHORTEST_RANGE), longest), middle = (from + to) / 2;
-  view.from = Math.max(known.from, Math.min(middle - length / 2, known.from + longest - length));
+  view.from = Math.max(bounds.from, Math.min(middle - length / 2, bounds.from + longest - length));
   view.to = view.from + length;
   view.changed("range");
 }
