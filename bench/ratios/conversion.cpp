@@ -131,7 +131,7 @@ Figure safe_profile_figure(const std::string& clip, const std::string& file, con
     const std::size_t frames = sample_sizes(tracks_of(file)).size();
     Rounds safe;
     Rounds plain;
-    for (int round = 0; round < effort.rounds(); ++round) {
+    for (int round = 0; round < effort.many_rounds(); ++round) {
         plain.push_back(seconds_with(Profile::kNone, file, frames, effort));
         safe.push_back(seconds_with(Profile::kSafe, file, frames, effort));
     }
@@ -156,7 +156,7 @@ Figures figures_of(const std::string& clip, const std::string& file, const Effor
                 {"remuxed"}};
     Rounds checks;
     Rounds reads;
-    for (int round = 0; round < effort.rounds(); ++round) {
+    for (int round = 0; round < effort.many_rounds(); ++round) {
         module.measure();
         const std::filesystem::path recording = retrieval.recording();
         reads.push_back(time_of([&] {

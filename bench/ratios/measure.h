@@ -45,10 +45,10 @@ struct Figure {
 };
 using Figures = std::vector<Figure>;
 
-/// The second fastest round, because the fastest one may be an outlier.
+/// The slowest of the fastest fifth of the rounds, because the fastest one may be an outlier.
 [[nodiscard]] Figure cost(const std::string& name, const std::string& unit, const Rounds& rounds,
                           std::optional<double> limit = {});
-/// The quotient of the second fastest rounds. low and high refer to the quotients of each round.
+/// The quotient of these rounds. low and high refer to the quotients of each round.
 [[nodiscard]] Figure ratio(const std::string& name, const Rounds& ours, const Rounds& theirs,
                            std::optional<double> limit = {});
 
@@ -59,6 +59,8 @@ struct Effort {
     bool sanity = false;
 
     [[nodiscard]] int rounds() const { return sanity ? 2 : 9; }
+    /// For ratios whose limit is so close to 1 that the noise of a few rounds would exceed it.
+    [[nodiscard]] int many_rounds() const { return sanity ? 2 : 31; }
     template <typename T>
     [[nodiscard]] T scaled(T count) const {
         return sanity ? count / 20 : count;

@@ -167,10 +167,10 @@ Figures message_figures(const Effort& effort) {
     Kinds small;
     Kinds large;
     Kinds safe;
-    for (int round = 0; round < effort.rounds(); ++round) {
+    for (int round = 0; round < effort.many_rounds(); ++round) {
         round_of(effort, kSmallSite, small);
         round_of(effort, kSmallSite, safe, Profile::kSafe);
-        round_of(effort, effort.scaled(kLargeSite), large);
+        if (round < effort.rounds()) round_of(effort, effort.scaled(kLargeSite), large);
     }
     std::filesystem::remove("norvanepi_state.xml");
     Figures of_bare;

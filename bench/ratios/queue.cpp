@@ -45,7 +45,7 @@ Figures queue_figures(const Effort& effort) {
     Rounds bytes;
     Rounds burst_work;
     Rounds few_work;
-    for (int round = 0; round < effort.rounds(); ++round) {
+    for (int round = 0; round < effort.many_rounds(); ++round) {
         few_work.push_back(work_of_small_bursts(host, effort.scaled(std::size_t{100})));
         const Host::BatchCost burst = host.run(burst_texts);
         microseconds.push_back(burst.queue_seconds / count * 1e6);
