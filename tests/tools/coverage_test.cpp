@@ -111,9 +111,14 @@ TEST(Coverage, FindsGapsAtTheEndsOfThePeriodAndAcrossMidnight) {
 }
 
 TEST(Coverage, ARenamedCameraIsOneAndSharedIdsAreTwo) {
-    RecordingFacts broken{.clip_id = "A", .faulty = true};
+    const RecordingFacts broken{.clip_id = "A", .faulty = true};
+    const RecordingFacts broken_now{.clip_id = "A", .faulty = true, .path_time = kMidnight - 7'200'000};
+    const RecordingFacts broken_before{
+        .clip_id = "A", .faulty = true, .path_time = kMidnight - ps_tool::kDay};
     const std::vector<RecordingFacts> recordings = {
         broken,
+        broken_now,
+        broken_before,
         recording("A", "New", 10'000, 20'000),
         recording("A", "Old", 0, 10'300),  // starts are rounded to a second
         recording("B", "Yard", 0, 10'000),
@@ -125,7 +130,7 @@ TEST(Coverage, ARenamedCameraIsOneAndSharedIdsAreTwo) {
     const CameraCoverage& renamed = camera(coverage, "New");
     EXPECT_THAT(renamed.names, ElementsAre("Old", "New"));
     EXPECT_EQ(renamed.missing(), 0);
-    EXPECT_EQ(renamed.faulty_in(coverage.period), 1U);
+    EXPECT_EQ(renamed.faulty_in(coverage.period), 2U);
     EXPECT_EQ(shifted(renamed.overlaps), Intervals({{10'000, 10'300}}));
     EXPECT_EQ(camera(coverage, "Yard").missing(), 10'000);
     EXPECT_EQ(camera(coverage, "Roof").missing(), 8'000);

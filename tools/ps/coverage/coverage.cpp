@@ -125,6 +125,13 @@ std::vector<CameraCoverage> cameras_of(const std::string& clip_id, const FactsLi
     return cameras;
 }
 
+/// False if the time in the recording's path is not in the period, whatever the time zone.
+bool may_be_in(const Interval& period, const RecordingFacts& recording) {
+    constexpr std::int64_t kMaxOffset = kDay * 14 / 24;  // of any time zone
+    const auto time = recording.path_time;
+    return !time || (*time - kMaxOffset < period.end && *time + kMaxOffset >= period.begin);
+}
+
 Interval period_of(const std::vector<RecordingFacts>& recordings, const PeriodLimits& limits) {
     const Interval extent = extent_of(recordings).value_or(Interval{});
     Interval period{limits.from.value_or(extent.begin), limits.to.value_or(extent.end)};
@@ -167,7 +174,8 @@ std::size_t CameraCoverage::faulty_in(const Interval& period) const {
         const auto inside = [&](const FrameSpan& span) {
             return span.first < period.end && span.end > period.begin;
         };
-        return one->faulty && (one->spans.empty() || std::ranges::any_of(one->spans, inside));
+        return one->faulty &&
+               (one->spans.empty() ? may_be_in(period, *one) : std::ranges::any_of(one->spans, inside));
     };
     return static_cast<std::size_t>(std::ranges::count_if(recordings, counts));
 }

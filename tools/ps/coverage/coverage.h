@@ -28,6 +28,7 @@ struct RecordingFacts {
     std::uint64_t bytes = 0;  // of both files
     bool faulty = false;
     bool repairable = false;
+    std::optional<std::int64_t> path_time = {};  // local time in the path, in ms since 1970
 
     bool operator==(const RecordingFacts&) const = default;
 };
@@ -57,7 +58,8 @@ struct CameraCoverage {
     [[nodiscard]] std::int64_t current_gap(const Interval& period) const;
     /// The gaps that are at least `minimum` ms long.
     [[nodiscard]] Intervals gaps_of(std::int64_t minimum) const;
-    /// The recordings with faults and frames in the period, and those with faults and without any frame.
+    /// The recordings with faults and frames in the period, and those with faults and without any frame whose
+    /// path has a time in the period, in whichever time zone, or no time.
     [[nodiscard]] std::size_t faulty_in(const Interval& period) const;
 };
 

@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 using cli::Json;
 
 constexpr const char* kCacheFile = "recordings.cache";
-constexpr std::string_view kCacheHeading = "norvanepi-ps cache 1 ";  // a number and a checksum follow
+constexpr std::string_view kCacheHeading = "norvanepi-ps cache 2 ";  // a number and a checksum follow
 
 std::string cache_path(const std::string& directory) {
     return (fs::path(directory) / kCacheFile).string();
@@ -66,6 +66,14 @@ std::vector<FrameSpan> spans_in(const Json& array) {
                          array[i + 2].get<std::int64_t>()});
     }
     return spans;
+}
+
+Json time_or_null(const std::optional<std::int64_t>& time) {
+    return time ? Json(*time) : Json();
+}
+
+std::optional<std::int64_t> time_in(const Json& value) {
+    return value.is_null() ? std::nullopt : std::optional(value.get<std::int64_t>());
 }
 
 }  // namespace
@@ -117,7 +125,7 @@ std::string FactsCache::text() const {
         const auto& [stamp, facts] = entry;
         list.push_back({path, stamp.data_size, stamp.data_time, stamp.index_size, stamp.index_time,
                         facts.clip_id, facts.name, facts.bytes, facts.faulty, facts.repairable,
-                        spans_array(facts.spans)});
+                        spans_array(facts.spans), time_or_null(facts.path_time)});
     }
     std::string packed;
     Json::to_msgpack(list, packed);
@@ -138,7 +146,8 @@ void FactsCache::parse(std::string_view text) {
                                     .spans = spans_in(row.at(10)),
                                     .bytes = row.at(7),
                                     .faulty = row.at(8),
-                                    .repairable = row.at(9)}};
+                                    .repairable = row.at(9),
+                                    .path_time = time_in(row.at(11))}};
         }
     } catch (const Json::exception&) {
         entries_.clear();  // another program's file, or of another version

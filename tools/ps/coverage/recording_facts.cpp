@@ -138,6 +138,7 @@ RecordingFacts FactsBuilder::facts(const reader::Report& report) {
                          .bytes = report.data_size + report.index_size,
                          .faulty = !report.verified(),
                          .repairable = report.repairable()};
+    if (path) facts.path_time = reader::instant_of(path->local_start);
     drop_far_spans(path, facts.spans);
     return facts;
 }

@@ -151,6 +151,8 @@ PageRecording page_recording(const Json& recording) {
                   recording.at("fault_count"),
                   recording.at("mendable"),
                   faults.empty() ? Json("") : faults.at(0).at("text")};
+    if (recording.at("first").is_null() && recording.contains("local_start"))
+        result.local_start = instant_or_null(recording.at("local_start"));
     if (recording.contains("curve")) result.curve = recording.at("curve");
     result.offset = offset_of(recording);
     return result;
@@ -241,6 +243,7 @@ std::pair<Json, Json> PageData::files_json(const CameraNumbers& cameras,
         const auto camera = cameras.find(number);
         row.push_back(camera == cameras.end() ? Json() : Json(camera->second));
         row.push_back(files.size() < kMaxCurves ? recordings_[number]->curve : Json());
+        if (!recordings_[number]->local_start.is_null()) row.push_back(recordings_[number]->local_start);
         files.push_back(std::move(row));
     }
     return {files, outlier_files};

@@ -40,6 +40,7 @@ struct PageRecording {
     bool shown = true;  // false if no frame is in the period; then only its camera is shown
     std::vector<KindSpan> spans = {};
     cli::Json row = {};
+    cli::Json local_start = {};  // without a frame, the local time in the path in ms since 1970, or null
     cli::Json curve = {};
     std::optional<ZoneOffset> offset = {};  // what the path and the first frame tell about the zone
 };

@@ -67,8 +67,10 @@ function outcomeText({ outcomes, reason }) {
   return texts.join(", ") + (reason ? ": " + reason : "");
 }
 
+// A file without a frame belongs to the time in its path.
 function isInPeriod(file, { from, to }) {
-  return file.first === null || (file.first < to && file.last >= from);
+  if (file.first !== null) return file.first < to && file.last >= from;
+  return file.placed === null || (file.placed < to && file.placed >= from);
 }
 
 // Of one camera. Gaps shorter than the minimum are not listed, but are missing time.

@@ -75,9 +75,16 @@ function decodeGaps(flat) {
   return gaps;
 }
 
-function decodeFile(row, number) {
-  const [path, first, last, frames, keys, bytes, faults, repairable, fault, camera, curve] = row;
-  return { number, path, first, last, frames, keys, bytes, faults, repairable, fault, camera, curve };
+// Only rows of files without a frame have the local time of the path.
+function decodeFile(row, number, zone) {
+  const [path, first, last, frames, keys, bytes, faults, repairable, fault, camera, curve, local = null] = row;
+  const placed = local === null ? null : zone.toUtc(local);
+  return { number, path, first, last, frames, keys, bytes, faults, repairable, fault, camera, curve, placed };
+}
+
+// The names that show something: spaces and invisible characters alone do not.
+function labelOfCamera({ names, id }) {
+  return names.map((name) => name.trim()).filter((name) => /[^\s\p{Z}\p{Cc}\p{Cf}]/u.test(name)).join(", ") || id || "(no name)";
 }
 
 // Gives each camera its files by time, and the largest end up to each of them.
@@ -98,11 +105,11 @@ function decode(text) {
   const data = JSON.parse(text);
   data.zone = makeZone(data.zone);
   data.extent = { from: data.extent[0], to: data.extent[1] };
-  data.files = data.files.map(decodeFile);
+  data.files = data.files.map((row, number) => decodeFile(row, number, data.zone));
   data.outliers = data.outliers.map((number) => data.files[number]);
   data.cameras.forEach((camera, number) => {
     camera.number = number;
-    camera.label = camera.names.map((name) => name.trim()).filter((name) => name !== "").join(", ") || camera.id || "(no name)";
+    camera.label = labelOfCamera(camera);
     camera.levels = [decodeSpans(camera)];
     camera.gaps = decodeGaps(camera.gaps);
     camera.parts = [];
