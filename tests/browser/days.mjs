@@ -61,6 +61,6 @@ write("spring", [
 ]);
 const autumn = Date.UTC(2026, 9, 24, 22);  // 25 October 2026 has 25 hours
 write("autumn", [
-  ...camera("00A10180", "Gate", [[autumn - 24 * HOUR, autumn + 25 * HOUR]]),
-  ...camera("00A10280", "Yard", [[autumn - 24 * HOUR, autumn + 2 * HOUR], [autumn + 4 * HOUR, autumn + 25 * HOUR]]),
+  ...camera("00A10180", "Gate", [[autumn - 20 * HOUR, autumn + 25 * HOUR]]),
+  ...camera("00A10280", "Yard", [[autumn - 20 * HOUR, autumn + 2 * HOUR], [autumn + 4 * HOUR, autumn + 25 * HOUR]]),
 ]);

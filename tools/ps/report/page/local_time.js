@@ -11,13 +11,14 @@ function makeZone(offsets) {
     while (at > 0 && known[at][0] > instant) --at;
     return known[at][1] * MINUTE;
   };
-  const toUtc = (local) => {
-    const first = local - offsetAt(local - DAY);  // the offset before a change of the clock
-    if (first + offsetAt(first) === local) return first;
-    const second = local - offsetAt(local + DAY);
-    return second + offsetAt(second) === local ? second : first;
+  // All instants with this local time: two in the hour that is repeated in autumn, none in the one that is skipped in spring.
+  const instantsOf = (local) => {
+    const both = [local - offsetAt(local - DAY), local - offsetAt(local + DAY)];  // before and after a change of the clock
+    return both.filter((instant, i) => instant + offsetAt(instant) === local && both.indexOf(instant) === i);
   };
-  return { toLocal: (instant) => instant + offsetAt(instant), toUtc, offsetAt, name: zoneName(known) };
+  const toUtc = (local) => [...instantsOf(local), local - offsetAt(local - DAY)][0];
+  const nameIn = (from, to) => zoneName([offsetAt(from) / MINUTE, ...known.filter(([at]) => from < at && at < to).map(([, minutes]) => minutes)]);
+  return { toLocal: (instant) => instant + offsetAt(instant), toUtc, instantsOf, nameIn, isUtc: known.every(([, minutes]) => minutes === 0) };
 }
 
 function offsetText(minutes) {
@@ -26,8 +27,8 @@ function offsetText(minutes) {
   return "UTC" + (minutes < 0 ? "−" : "+") + two(Math.floor(size / 60)) + ":" + two(size % 60);
 }
 
-function zoneName(offsets) {
-  return [...new Set(offsets.map(([, minutes]) => offsetText(minutes)))].join(" / ");
+function zoneName(minutes) {
+  return [...new Set(minutes.map(offsetText))].join(" / ");
 }
 
 function isoText(local) {

@@ -69,7 +69,7 @@ function start() {
   matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => { draw(); showCurves(view.file, view); });
 
   document.getElementById("rule").textContent = RULE;
-  document.getElementById("utc").parentElement.hidden = data.zone.name === "UTC";
+  document.getElementById("utc").parentElement.hidden = data.zone.isUtc;
   showLegend(view);
   document.getElementById("notes").textContent = (data.notes || []).join(" ");
   const address = location.hash;

@@ -12,7 +12,7 @@ function showVerdict(view) {
   const silent = coverage.cameras.length > 0 && data.now - data.newest > DAY && data.to === null;
   document.getElementById("silent").textContent = silent ? "Nothing was recorded since " + timeText(view.zone, data.newest) + "." : "";
   document.getElementById("period").textContent = coverage.cameras.length === 0 ? ""
-    : timeText(view.zone, period.from) + " to " + timeText(view.zone, period.to) + " " + view.zone.name + kept;
+    : timeText(view.zone, period.from) + " to " + timeText(view.zone, period.to) + " " + view.zone.nameIn(period.from, period.to) + kept;
   const worst = coverage.cameras.filter((one) => one.incomplete).slice(0, WORST_CAMERAS);
   document.getElementById("worst").replaceChildren(...worst.map((one) => {
     const item = element("li"), button = element("button", undefined, "link");
@@ -67,22 +67,27 @@ function revealRow(view) {
   if (top < rows.scrollTop || top + ROW > rows.scrollTop + rows.clientHeight) rows.scrollTop = top - rows.clientHeight / 2;
 }
 
+const SPOKEN_CAMERAS = 200, SPOKEN_GAPS = 20;
+
 // The same as the time line in words, for readers of the screen.
 function showLineTable(view) {
   const body = document.querySelector("#line-table tbody");
-  body.replaceChildren(...view.coverage.cameras.filter((one) => view.cameras.includes(one.camera)).slice(0, 200).map((one) => {
+  const cameras = view.coverage.cameras.filter((one) => view.cameras.includes(one.camera));
+  body.replaceChildren(...cameras.slice(0, SPOKEN_CAMERAS).map((one) => {
     const row = element("tr"), name = element("th", one.camera.label);
     name.scope = "row";
-    const gaps = one.gaps.slice(0, 20).map((gap) => timeText(view.zone, gap.begin) + ", " + gapText(gap));
-    row.append(name, element("td", percentText(one.recorded, one.recorded + one.missing)), element("td", gaps.join("; ") || "none"),
+    const gaps = one.gaps.slice(0, SPOKEN_GAPS).map((gap) => timeText(view.zone, gap.begin) + ", " + gapText(gap));
+    row.append(name, element("td", percentText(one.recorded, one.recorded + one.missing)), element("td", (gaps.join("; ") || "none") + moreText(one.gaps.length, SPOKEN_GAPS, "; ")),
       element("td", String(one.faulty.length)));
     return row;
   }));
+  if (cameras.length > SPOKEN_CAMERAS) body.append(moreRow(cameras.length, SPOKEN_CAMERAS));
 }
 
 function factsOf(view) {
-  const { camera, gap, file, zone } = view;
+  const { camera, gap, part, file, zone } = view;
   if (gap) return [timeText(zone, gap.begin) + " to " + timeText(zone, gap.end), gapText(gap)];
+  if (part) return [timeText(zone, part.begin) + " to " + timeText(zone, part.end) + ": recovered, " + lengthText(part.end - part.begin), ...factsOf({ ...view, part: null })];
   if (file) {
     const times = file.first === null ? "no frame" : timeText(zone, file.first) + " to " + timeText(zone, file.last);
     return [element("code", file.path), times + ", " + plural(file.frames, "frame") + ", " + plural(file.keys, "key frame") + ", " + sizeText(file.bytes), fileState(file)];
@@ -97,7 +102,7 @@ function factsOf(view) {
 
 function showSelection(view) {
   const { camera, gap, file } = view;
-  document.getElementById("chosen-heading").textContent = (camera ? camera.label : "Camera") + (gap ? ", gap" : file ? ", recording" : "");
+  document.getElementById("chosen-heading").textContent = (camera ? camera.label : "Camera") + (gap ? ", gap" : view.part ? ", recovered time" : file ? ", recording" : "");
   document.getElementById("facts").replaceChildren(...factsOf(view).flatMap((fact, i) => i === 0 ? [fact] : [element("br"), fact]));
   showCurves(file, view);
   showCommand(view);
@@ -106,7 +111,7 @@ function showSelection(view) {
 // A command that exports the marked range or the selected recording, to be copied.
 function exportCommand(view) {
   const marked = view.marked && view.marked.to > view.marked.from ? view.marked : null;
-  const range = marked || (view.file && view.file.first !== null ? { from: view.file.first, to: view.file.last + 1 } : null);
+  const range = marked || (view.part && { from: view.part.begin, to: view.part.end }) || (view.file && view.file.first !== null ? { from: view.file.first, to: view.file.last + 1 } : null);
   if (!range || !view.camera) return "";
   const files = view.camera.files.filter((file) => file.first !== null && file.first < range.to && file.last >= range.from);
   if (files.length === 0) return "";
@@ -119,10 +124,14 @@ function exportCommand(view) {
     "--from " + commandTime(range.from), "--to " + commandTime(range.to), "-o " + shellWord(stem + ".mp4")].filter((part) => part !== "").join(" ");
 }
 
+// What replaces the bytes of a path that are not UTF-8.
+const REPLACED = "\ufffd";
+
 function showCommand(view) {
-  const command = exportCommand(view);
+  const whole = exportCommand(view), command = whole.includes(REPLACED) ? "" : whole;
   document.getElementById("export").hidden = command === "";
   document.getElementById("command").textContent = command;
+  document.getElementById("no-command").hidden = whole === command;
 }
 
 async function copyCommand() {

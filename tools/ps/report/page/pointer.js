@@ -11,7 +11,8 @@ function describeUnder(view, camera, instant) {
   if (instant < view.known.from) return "not kept";
   if (instant >= view.known.to) return "not yet";
   const gap = gapAt(view, camera, instant);
-  return gap ? gapText(gap) : "recorded";
+  if (gap) return gapText(gap);
+  return recoveredAt(camera, instant) ? "recorded, recovered later" : "recorded";
 }
 
 function gapText(gap) {

@@ -16,6 +16,17 @@ function compareValues(a, b) {
   return typeof a === "string" ? a.localeCompare(b) : a < b ? -1 : 1;
 }
 
+// "and 12 more", if a list is cut.
+function moreText(count, shown, separator) {
+  return count > shown ? separator + "and " + (count - shown) + " more" : "";
+}
+
+function moreRow(count, shown) {
+  const row = element("tr");
+  row.append(element("td", moreText(count, shown, "")));
+  return row;
+}
+
 // A column has a title, the value to sort by, its text or element, and a class. `table` describes what a row is:
 // isChosen(item) and choose(item). Names come from cameras, so they are only set as text content.
 function makeTable(id, columns, table) {
@@ -39,7 +50,8 @@ function makeTable(id, columns, table) {
     const shown = items.map((item, i) => [item, rowOf(item, first + i)]);
     state.rows = new Map(shown);
     const after = state.printing ? 0 : state.sorted.length - first - shown.length;
-    const wanted = [...spacer(first), ...shown.map(([, row]) => row), ...spacer(after)];
+    const cut = state.printing && state.sorted.length > shown.length ? [moreRow(state.sorted.length, shown.length)] : [];
+    const wanted = [...spacer(first), ...shown.map(([, row]) => row), ...spacer(after), ...cut];
     const focused = [...body.children].indexOf(document.activeElement);
     const isFirst = focused >= 0 && document.activeElement.rowIndex <= body.rows.length / 2;
     for (const child of [...body.children]) if (!wanted.includes(child)) child.remove();

@@ -38,13 +38,14 @@ function tickText(local, step) {
   return local % DAY === 0 ? text.slice(5, 10) : step >= MINUTE ? text.slice(11, 16) : text.slice(11);
 }
 
-// Instants at round local times.
+// Instants at round local times. Where the clock is put back, local times repeat, so the range can begin with a later one.
 function ticks(view, width) {
   const step = STEPS.find((one) => (view.to - view.from) / one * 90 <= width) || STEPS[STEPS.length - 1];
-  const zone = view.zone, all = [];
-  for (let local = Math.ceil(zone.toLocal(view.from) / step) * step; zone.toUtc(local) <= view.to; local += step)
-    if (zone.toLocal(zone.toUtc(local)) === local) all.push({ at: zone.toUtc(local), text: tickText(local, step) });  // no skipped times
-  return all;
+  const { zone, from, to } = view, all = [];
+  const putBack = Math.max(0, zone.toLocal(from) - from - (zone.toLocal(to) - to));
+  for (let local = Math.ceil((zone.toLocal(from) - putBack) / step) * step; local <= zone.toLocal(to) + putBack; local += step)
+    for (const at of zone.instantsOf(local)) if (at >= from && at <= to) all.push({ at, text: tickText(local, step) });
+  return all.sort((a, b) => a.at - b.at);
 }
 
 function drawAxis(view) {
@@ -57,7 +58,7 @@ function drawAxis(view) {
     if (end <= width) context.fillText(text, x + 4, 16);
     context.fillRect(x, 6, 1, 20);
   }
-  document.getElementById("range").textContent = timeText(view.zone, view.from) + " to " + timeText(view.zone, view.to) + " " + view.zone.name +
+  document.getElementById("range").textContent = timeText(view.zone, view.from) + " to " + timeText(view.zone, view.to) + " " + view.zone.nameIn(view.from, view.to) +
     ", " + lengthText(view.to - view.from);
 }
 
@@ -135,7 +136,7 @@ function coloursFor(context) {
 }
 
 function drawSelection(context, view, scale, width, height) {
-  const row = view.cameras.indexOf(view.camera), chosen = view.gap || (view.file && view.file.first !== null ? { begin: view.file.first, end: view.file.last } : null);
+  const row = view.cameras.indexOf(view.camera), chosen = view.gap || view.part || (view.file && view.file.first !== null ? { begin: view.file.first, end: view.file.last } : null);
   const isVisible = (begin, end) => begin < view.to && end >= view.from;
   if (view.marked && isVisible(view.marked.from, view.marked.to)) {
     const box = scale.box(view.marked.from, view.marked.to);

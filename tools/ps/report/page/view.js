@@ -24,7 +24,7 @@ function makeView(data) {
     from: 0, to: 1, period: null, day: 0, coverage: null,
     zone: data.zone, utc: makeZone([]),
     find: "", faultyOnly: false,
-    cameras: data.cameras, camera: null, file: null, gap: null, instant: null, marked: null,
+    cameras: data.cameras, camera: null, file: null, gap: null, part: null, instant: null, marked: null,
     listen(listener) { listeners.push(listener); },
     changed(what) { for (const listener of listeners) listener(what); },
   };
@@ -74,7 +74,7 @@ function labelOf(view, { kind, first, count, from, to }) {
 function setPeriod(view, period) {
   view.period = period;
   view.coverage = coverageOfAll(view.data, period);
-  view.gap = null;
+  view.gap = view.part = null;
   filter(view);
   showPeriod(view);
   view.changed("period");
@@ -101,8 +101,8 @@ function setRange(view, from, to) {
 
 // The middle of what is selected, if it is visible.
 function selectedInstant(view) {
-  const { gap, file } = view;
-  const middle = gap ? (gap.begin + gap.end) / 2 : file && file.first !== null ? (file.first + file.last) / 2 : view.instant;
+  const { file } = view, part = view.gap || view.part;
+  const middle = part ? (part.begin + part.end) / 2 : file && file.first !== null ? (file.first + file.last) / 2 : view.instant;
   return middle !== null && middle >= view.from && middle <= view.to ? middle : null;
 }
 
@@ -144,7 +144,7 @@ function filter(view) {
 }
 
 function choose(view, chosen) {
-  Object.assign(view, { file: null, gap: null }, chosen);
+  Object.assign(view, { file: null, gap: null, part: null }, chosen);
   view.changed("choice");
 }
 
@@ -162,11 +162,15 @@ function chooseGap(view, gap) {
   show(view, gap.begin, gap.end);
 }
 
-// Selects what is at an instant: a gap or the recording that began last.
+// Selects what is at an instant: a gap, or the recording that began last with the lost time that it recovered.
 function chooseAt(view, camera, instant) {
   const gap = gapAt(view, camera, instant);
   if (gap) return choose(view, { camera, gap, instant });
-  choose(view, { camera, file: fileAt(camera, instant), instant });
+  choose(view, { camera, file: fileAt(camera, instant), part: recoveredAt(camera, instant), instant });
+}
+
+function recoveredAt(camera, instant) {
+  return partsIn(camera, instant, instant + 1).find((part) => part.outcome === "recovered") || null;
 }
 
 // The gap at the instant: that of the period, or of the known time outside the period.
