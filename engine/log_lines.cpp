@@ -66,7 +66,7 @@ std::string requesting_reservation(const Operation& operation, std::uint32_t gig
 }
 
 std::string requesting_recordings(const Operation& operation) {
-    // There is no space after "start time". Hosts rely on this text.
+    // No space follows "start time". Hosts rely on this text.
     return "NorVane - requesting recordings from " + text(operation.device) + " gap start time" +
            FormatUtcTime(operation.start_time) + " gap end time " + FormatUtcTime(operation.end_time);
 }

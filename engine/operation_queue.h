@@ -77,7 +77,7 @@ class OperationQueue {
     /// All entries in the order of the reports, including repeated ones.
     [[nodiscard]] std::vector<DeviceKey> connected_devices() const;
 
-    /// True if there is no operation except failed ones.
+    /// True if all operations have failed, or none exists.
     [[nodiscard]] bool empty() const noexcept;
     /// The oldest operation, even if a later one is being retrieved. The queue must not be empty.
     [[nodiscard]] const Operation& current() const { return operations_.front(); }

@@ -350,7 +350,7 @@ int main(int argc, char** argv) {
     if (!start_module()) return 1;
     report_channel(YARD, 1, now);
     lose(GATE, now - 4000); /* a clip fails, and the rest of the gap is fetched again */
-    lose(YARD, now - 3000); /* there is no space at first */
+    lose(YARD, now - 3000); /* the disk has no space at first */
     lose(GATE, now - 2000); /* the camera does not answer at first */
     report_channel(GATE, 0, now - 1000);
     if (!stop_module()) return 1;

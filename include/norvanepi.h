@@ -184,7 +184,7 @@ NORVANEPI_SIZE(norvanepi_close_result, 12);
 /** Second argument of Seek; the module writes it. OWNERSHIP: the host's; valid during the call. */
 struct norvanepi_seek_result {
     uint8_t reserved0[8];
-    int32_t status; /* always NORVANEPI_REFUSED: there is no position to change */
+    int32_t status; /* always NORVANEPI_REFUSED: the position cannot be changed */
 };
 NORVANEPI_AT(norvanepi_seek_result, status, 8);
 NORVANEPI_SIZE(norvanepi_seek_result, 12);

@@ -89,7 +89,7 @@ struct Movie {
     std::map<std::uint32_t, SampleDefaults> extends;  // by track ID
     bool cut = false;                                 // the clip ends inside its movie box or a fragment's
 
-    /// The first enabled H.264 video track; null if there is none. If no video track is enabled, all count as
+    /// The first enabled H.264 video track; null without one. If no video track is enabled, all count as
     /// enabled, because some writers do not set the flag.
     [[nodiscard]] const MovieTrack* h264_track() const;
     /// The track whose first chunk is at the offset, or null. Not one with compact sample sizes, which the

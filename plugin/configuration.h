@@ -8,8 +8,8 @@
 
 /// The operator's choices for the module.
 struct Configuration {
-    norvane::Options options;         // the defaults, if there is no file
-    std::string summary;              // names the options that are on; empty if there is no file
+    norvane::Options options;         // the defaults without a file
+    std::string summary;              // names the options that are on; empty without a file
     std::vector<std::string> faults;  // each names file, line and key; the other keys apply
 };
 

@@ -140,7 +140,7 @@ NORVANEPI_EXPORT std::int32_t Write(const void* input, void* output) {
 
 NORVANEPI_EXPORT std::int32_t Seek(const void* /*input*/, void* output) {
     hr::Output<hr::SeekResult>(output).put<hr::SeekResult::Status>(
-        hr::kRefused);  // there is no position to change
+        hr::kRefused);  // the position cannot be changed
     return 0;
 }
 

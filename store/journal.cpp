@@ -212,7 +212,7 @@ class Replay {
         }
     }
 
-    /// The state after the last complete group; nothing if there is none.
+    /// The state after the last complete group; nothing without one.
     [[nodiscard]] std::optional<Journal::Recovered> result() {
         if (!alive_) return std::nullopt;
         Journal::Recovered recovered{.state = {}, .alive = *alive_};

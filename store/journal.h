@@ -30,7 +30,7 @@ class Journal {
         Ticks alive = 0;  // of the last complete group
     };
     struct Content {
-        std::optional<Recovered> recovered;  // nothing if there is no complete group
+        std::optional<Recovered> recovered;  // nothing without a complete group
         bool damaged = false;                // a line besides the last, unfinished one is not readable
     };
     [[nodiscard]] static Content parse(std::string_view text);

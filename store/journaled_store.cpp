@@ -57,7 +57,7 @@ void JournaledStore::keep(bool changed, const std::function<EngineState()>& stat
     changed_ = changed_ || changed;
     const Ticks now = clock_.steady();
     if (updated_ && now - *updated_ < (changed_ ? kChangeInterval : kAliveInterval)) return;
-    updated_ = now;  // also if there is no memory for the state: not to be tried in each pass
+    updated_ = now;  // also without memory for the state: not to be tried in each pass
     (void)update(state());
 }
 

@@ -14,7 +14,7 @@ constexpr std::size_t kMaxAttributes = 256;
 constexpr std::array<std::pair<std::string_view, std::string_view>, 4> kNonTags = {
     {{"<?", "?>"}, {"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<!", ">"}}};
 
-/// The text after the first `end`; empty if there is none.
+/// The text after the first `end`; empty without one.
 std::string_view after(std::string_view text, std::string_view end) noexcept {
     const std::size_t at = text.find(end);
     return at == std::string_view::npos ? std::string_view() : text.substr(at + end.size());

@@ -44,7 +44,7 @@ std::filesystem::path Retrieval::recording() const {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(output_directory_)) {
         if (entry.path().extension() == ".ps") return entry.path();
     }
-    throw WrongResult("there is no recording");
+    throw WrongResult("the recording is missing");
 }
 
 void require_complete(const std::filesystem::path& recording, std::size_t frames) {

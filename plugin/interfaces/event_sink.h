@@ -33,8 +33,8 @@ class IEventSink {
     virtual void OnReservation(Guid guid, const platform::Path& temporary_directory,
                                const platform::Path& output_directory) = 0;
     virtual void OnDeviceRemoved(std::int32_t devices_id, std::int32_t device_number) = 0;
-    /// An answer that is no event, because parts of it are missing or malformed. Without a GUID its operation
-    /// is unknown. False if such answers are ignored, as by default.
+    /// An answer that is not an event, because parts of it are missing or malformed. Without a GUID its
+    /// operation is unknown. False if such answers are ignored, as by default.
     virtual bool OnUnusableAnswer(const std::optional<Guid>& /*guid*/, const std::string& /*reason*/) {
         return false;
     }

@@ -149,7 +149,7 @@ TEST_F(RealConditionsTest, StateFileIsEmptiedOnAFullDiskAndSurvivesALongerState)
     platform::FileSystem& files = platform::system_files();
     const std::string old(20'000, 'o');
     ASSERT_TRUE(files.replace_whole("out/state", old));
-    write_file("out/rest", std::string(20'000, 'r'));  // truncated: there is no space
+    write_file("out/rest", std::string(20'000, 'r'));  // truncated for lack of space
     EXPECT_FALSE(files.replace_whole("out/state", old + old));
     EXPECT_EQ(read_file("out/state"), old);
     EXPECT_TRUE(files.replace_whole("out/state", "empty"));

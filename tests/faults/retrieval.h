@@ -81,7 +81,7 @@ class Retrieval {
         if (start()) send_all();
         end();
     }
-    /// False if the start threw an exception; there is no worker then.
+    /// False if the start threw an exception; no worker exists then.
     bool start() {
         const ModuleScope inside(true);
         try {

@@ -15,7 +15,7 @@ struct Outcome {
 };
 
 /// Runs a command line in a directory, with an empty standard input, in UTC, with the given environment
-/// variables. There is no shell: spaces separate words, and "" keep a word together. The output remains in
+/// variables. No shell is used: spaces separate words, and "" keep a word together. The output remains in
 /// the directory's files `out` and `err`. Thread-safe.
 [[nodiscard]] Outcome run_program(const std::string& line, const std::string& directory,
                                   const std::map<std::string, std::string>& variables = {});

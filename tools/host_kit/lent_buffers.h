@@ -42,7 +42,7 @@ class LentBuffers {
     /// The numbers of the texts that are still lent, in any order.
     [[nodiscard]] std::vector<std::uint64_t> numbers() const;
     [[nodiscard]] std::size_t count() const;
-    /// The number of a text that was written to after its return; 0 if there is none.
+    /// The number of a text that was written to after its return; 0 without one.
     [[nodiscard]] std::uint64_t changed_after_return() const;
 
   private:

@@ -52,7 +52,7 @@ struct TrackedOperation : norvane::OperationState {
 /// - Each start and each failure counts one attempt. A failed operation with at most two attempts is retried:
 ///   it keeps its position and starts at the failed clip. So a new operation is retried once.
 /// - An operation ends when it is done or fails for the last time. Its reservation is always released.
-/// - Status 2 (started) is reported when an operation is created and there is no other. Status 3 (all done)
+/// - Status 2 (started) is reported when an operation is created and no other one exists. Status 3 (all done)
 ///   is reported when the last one has ended.
 ///
 /// Restart
@@ -65,7 +65,8 @@ struct TrackedOperation : norvane::OperationState {
 /// - channels: a device is connected through its channels, each of which counts once and is saved as itself.
 ///   The removal of a device forgets its channels and their losses. Saved losses of one channel become the
 ///   earliest.
-/// - attempts: a start is no attempt, and a new operation may fail once. A failed clip outside the interval
+/// - attempts: a start is not an attempt, and a new operation may fail once. A failed clip outside the
+/// interval
 ///   does not move its start.
 /// - request-timeout, retries: one operation waits for an answer, until it ends, fails or its device is lost
 ///   or removed. No other one starts, and it counts as the current operation. Each tick starts the next one.

@@ -57,7 +57,7 @@ class TimedParser final : public norvane::Mp4Parser {
 
 /// What became of one clip.
 struct Conversion {
-    std::string path;    // of the recording; empty if there is none
+    std::string path;    // of the recording; empty without one
     std::string reason;  // empty if everything was converted
     std::uint64_t frames = 0;
     std::string other_coding;  // of samples that were recorded as H.264; empty if they are H.264

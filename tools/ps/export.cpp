@@ -198,7 +198,7 @@ class Exporter {
         sink->finish();
     }
 
-    /// Everything that the export was made from.
+    /// All inputs of the export.
     void add_inputs(const Selection& selection, Manifest& manifest) const {
         for (const std::size_t used : selection.used_recordings()) {
             const std::string& data = selection.camera.recordings.at(used).path;

@@ -23,7 +23,7 @@ struct FrameSpan {
 /// What coverage and metrics need to know about a recording.
 struct RecordingFacts {
     std::string clip_id = {};  // in the path; empty if the path has another form
-    std::string name = {};     // of the stream; empty if there is no frame
+    std::string name = {};     // of the stream; empty without a frame
     std::vector<FrameSpan> spans = {};
     std::uint64_t bytes = 0;  // of both files
     bool faulty = false;
@@ -64,7 +64,7 @@ struct CameraCoverage {
 };
 
 struct Coverage {
-    Interval period;                      // empty if there is no frame
+    Interval period;                      // empty without a frame
     std::vector<CameraCoverage> cameras;  // the camera with the longest missing time first
 
     /// True if the camera's missing time adds up to `minimum_gap` ms or more, or to the whole period.

@@ -124,7 +124,7 @@ std::vector<CameraMetric> camera_metrics(const Interval& period, std::int64_t mi
          [=](const Camera& camera) { return static_cast<double>(camera.gaps_of(minimum_gap).size()); }},
         {"largest_gap_seconds", "Length of the longest gap in the window.",
          [](const Camera& camera) { return metric_seconds(camera.largest_gap()); }},
-        {"current_gap_seconds", "Length of the gap at the end of the window, 0 if there is none.",
+        {"current_gap_seconds", "Length of the gap at the end of the window, 0 without one.",
          [=](const Camera& camera) { return metric_seconds(camera.current_gap(period)); }},
         {"oldest_frame_timestamp_seconds", "Time of the oldest frame, in seconds since 1970.",
          [](const Camera& camera) {

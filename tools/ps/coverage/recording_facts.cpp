@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::int64_t kMinFrameDuration = 1;  // ms
 
-/// The distance in the middle, or 0 if there is none.
+/// The distance in the middle, or 0 without distances.
 template <typename Counts>
 std::int64_t median_of(const Counts& counts) {
     const auto total = std::accumulate(counts.begin(), counts.end(), std::uint64_t{0});

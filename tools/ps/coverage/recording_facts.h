@@ -19,7 +19,7 @@ namespace ps_tool {
 
 /// Turns the times of frames into spans. A frame lasts until the next one. The last frame of a span lasts as
 /// long as the median of the distances between the span's frames; a span of one frame uses the median of all
-/// distances, or 1 ms if there is none.
+/// distances, or 1 ms without any.
 class FrameTimes {
   public:
     /// Times are in ms since 1970, in the order of the file.

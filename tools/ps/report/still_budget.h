@@ -14,7 +14,7 @@
 
 namespace ps_tool {
 
-/// A key frame as a picture, or why there is none.
+/// A key frame as a picture, or why it is missing.
 struct Still {
     std::int64_t time = 0;  // of the key frame, ms since 1970
     std::string jpeg;

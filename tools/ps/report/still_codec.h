@@ -12,7 +12,7 @@
 
 namespace ps_tool {
 
-/// Why there is no picture of a key frame.
+/// Why the picture of a key frame is missing.
 class StillObstacle : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

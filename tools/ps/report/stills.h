@@ -31,7 +31,7 @@ struct Stills {
 };
 
 /// The pictures of the wanted key frames, from `jobs` recordings at once. A still has an obstacle instead of
-/// a picture if the recording cannot be decoded there. Without libavcodec there is no still, but a note.
+/// a picture if the recording cannot be decoded there. Without libavcodec a note replaces the stills.
 /// Prints the notes on standard error.
 [[nodiscard]] Stills stills_of(const std::vector<StillCamera>& cameras, const StillLimits& limits,
                                unsigned jobs,

@@ -17,7 +17,7 @@ struct ReceivedMessage {
     std::uint32_t message_class = 0;
     std::string text;                   // the document; empty for a release
     std::uint64_t returned_number = 0;  // of the released text; 0 for a document
-    std::string fault;                  // of the call itself; empty if there is none
+    std::string fault;                  // of the call itself; empty without one
 };
 
 /// The module's calls, in order. THREAD: put() on the module's threads, take() on the recorder's.

@@ -47,7 +47,7 @@ void for_each_box(Bytes bytes, std::string_view type, const std::function<void(B
     }
 }
 
-/// The payload of the first box at the path of types; empty if there is none.
+/// The payload of the first box at the path of types; empty without one.
 Bytes box_at(Bytes bytes, std::initializer_list<std::string_view> path) {
     for (const std::string_view type : path) {
         Bytes inner;

@@ -49,7 +49,7 @@ int list(const std::vector<Case>& cases) {
     return cli::kSuccess;
 }
 
-/// The error message of a case's process; empty if there is none.
+/// The error message of a case's process; empty without one.
 std::string error_in(const std::string& text) {
     const std::string lead = fmt::format("{}: error: ", kProgram);
     const auto at = text.find(lead);

@@ -104,7 +104,7 @@ function coverageOfAll(data, period) {
 }
 
 const RED_SHARE = 0.01;
-const RULE = "Green: no camera has gaps and no file is damaged. Red: a camera misses at least 1 % of the period, or there is no recording. Amber: anything between.";
+const RULE = "Green: no camera has gaps and no file is damaged. Red: a camera misses at least 1 % of the period, or nothing was recorded. Amber: anything between.";
 
 function colourOfVerdict(coverage) {
   const length = coverage.period.to - coverage.period.from;

@@ -1,4 +1,4 @@
-// Offers newer data when the file of the page was rewritten. There is no server to ask, and a page may not read its own file,
+// Offers newer data when the file of the page was rewritten. No server can be asked, and a page may not read its own file,
 // but it may open it in a frame: there, the same page only tells its parent when it was made.
 
 const NEWER_EVERY = 30 * SECOND, NEWER_QUERY = "?made";

@@ -31,7 +31,7 @@ function makeView(data) {
   return view;
 }
 
-// The last complete day, week or month; if there is none, the part of it that is known.
+// The last complete day, week or month; without one, the known part of it.
 function lastComplete(view, kind) {
   const { zone } = view.data, { from, to } = view.known;
   const newest = periodDays(kind, dayOf(zone, Math.max(from, to - 1)));
