@@ -105,6 +105,11 @@ Conversion convert(const Options& options, const std::string& clip, std::uint32_
             .full();
     Conversion made;
     StagedFiles files;
+    if (!files.open_input(clip)) {
+        made.reason = cli::why_unreadable(clip);
+        made.status = cli::kCannotRun;
+        return made;
+    }
     if (!options.force && (files.open_input(path) || files.open_input(path + "i"))) {
         made.reason = path + ": already exists; use --force to replace it";
         made.status = cli::kCannotRun;
@@ -187,9 +192,6 @@ std::uint32_t seconds_of(std::int64_t milliseconds) {
 int run_convert(const Options& options) {
     std::uint32_t start = seconds_of(options.start);
     require_storable(options.start);
-    for (const std::string& clip : options.paths)
-        if (!platform::system_files().open_input(clip))
-            throw cli::CannotRun(clip + ": " + cli::why_unreadable(clip));
     cli::ProgressBar bar(stderr);
     const auto list = json_list(options, "conversions");
     int status = cli::kSuccess;

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "tools/cli/exit_status.h"
+#include "tools/cli/plural.h"
 #include "tools/cli/recording_paths.h"
 #include "tools/h264/syntax.h"
 #include "tools/ps/command.h"
@@ -69,6 +70,9 @@ class FramesPrinter {
   public:
     explicit FramesPrinter(const Options& options) : csv_(options.csv), json_(json_list(options, "frames")) {
         if (options.payloads) sha256_ = std::make_unique<Sha256>();
+    }
+
+    void begin() const {
         if (json_ != nullptr) return;
         print_row("number", "slot", csv_ ? "time" : "time (UTC)", "key", "size", "position", "previous",
                   "next", csv_ ? "key_distance" : "key distance");
@@ -79,6 +83,7 @@ class FramesPrinter {
     void print(reader::Recording& recording, const reader::Entry& entry) {
         std::optional<FramePayload> payload;
         if (sha256_ != nullptr) payload = read_payload(recording, entry, *sha256_);
+        if (sha256_ != nullptr && !payload) ++unread_payloads_;
         if (json_ != nullptr) return json_->add(json_of_frame(entry, payload));
         const bool key = entry.is_key();
         print_row(entry.number, entry.slot, csv_ ? reader::rfc3339(entry.time) : reader::text_of(entry.time),
@@ -92,12 +97,14 @@ class FramesPrinter {
         fmt::print("\n");
     }
 
-    void finish(const std::string& path) {
+    void finish(const std::string& path, const cli::UnusableInputs& unusable) {
         if (json_ == nullptr) return;
         Json members = Json::object();
         cli::add_path(members, path);
+        members["unusable"] = unusable.json();
         json_->finish(members);
     }
+    [[nodiscard]] std::uint64_t unread_payloads() const { return unread_payloads_; }
 
   private:
     template <typename... Cells>
@@ -135,29 +142,45 @@ class FramesPrinter {
     bool csv_;
     std::unique_ptr<cli::JsonList> json_;  // null for text and CSV
     std::unique_ptr<Sha256> sha256_;       // null without --payloads
+    std::uint64_t unread_payloads_ = 0;
 };
+
+/// Throws if the recording, or a part of what is asked for, cannot be used.
+void print_frames(const Options& options, reader::Recording& recording, FramesPrinter& printer) {
+    if (!recording.has_index()) throw cli::CannotRun("no index; run norvanepi-ps repair to create it");
+    if (recording.entries() == 0 && recording.data_size() > kPacketsAt)
+        throw cli::CannotRun("the index has no entries; run norvanepi-ps repair to rebuild it");
+    printer.begin();
+    for (std::uint32_t number = 0; number < recording.entries(); ++number) {
+        const auto entry = recording.entry(number);
+        if (!entry) throw cli::CannotRun(fmt::format("cannot read entry {} of the index", number));
+        const std::int64_t instant = reader::instant_of(entry->time);
+        if (instant >= options.range.from && instant < options.range.to) printer.print(recording, *entry);
+    }
+    if (printer.unread_payloads() > 0)
+        throw cli::CannotRun(fmt::format("{} of the data file cannot be read",
+                                         cli::plural(printer.unread_payloads(), "payload")));
+}
 
 }  // namespace
 
 int run_frames(const Options& options) {
     cli::UnusableInputs unusable(kProgram);
     const auto paths = cli::recording_paths({options.recording}, unusable);
-    if (paths.empty()) return unusable.status(cli::kSuccess);
-    if (paths.size() != 1) throw cli::CannotRun(options.recording + ": contains more than one recording");
-    reader::Recording recording(paths.front());
-    if (!recording.has_index())
-        throw cli::CannotRun(paths.front() + ": no index; run norvanepi-ps repair to create it");
+    if (paths.size() > 1) throw cli::CannotRun(options.recording + ": contains more than one recording");
+    const std::string path = paths.empty() ? options.recording : paths.front();
     FramesPrinter printer(options);
-    for (std::uint32_t number = 0; number < recording.entries(); ++number) {
-        const auto entry = recording.entry(number);
-        if (!entry) {
-            unusable.add(paths.front(), fmt::format("cannot read entry {} of the index", number));
-            break;
+    try {
+        if (!paths.empty()) {
+            reader::Recording recording(path);
+            print_frames(options, recording, printer);
         }
-        const std::int64_t instant = reader::instant_of(entry->time);
-        if (instant >= options.range.from && instant < options.range.to) printer.print(recording, *entry);
+    } catch (const reader::CannotOpen& error) {
+        unusable.add(error.path(), error.reason());
+    } catch (const cli::CannotRun& error) {
+        unusable.add(path, error.what());
     }
-    printer.finish(paths.front());
+    printer.finish(path, unusable);
     return unusable.status(cli::kSuccess);
 }
 
