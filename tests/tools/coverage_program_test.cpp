@@ -212,8 +212,9 @@ TEST_F(CoverageProgramTest, TheCacheIsKeyedBySizeAndTimeAndMayBeDamaged) {
     EXPECT_EQ(read_file(directory_ / "cache/recordings.cache").find("tree/2026/11/20/23/5950-00A10180e.ps"),
               std::string::npos);
     fs::create_directories(directory_ / "taken/recordings.cache");
-    EXPECT_THAT(ps("coverage tree --cache taken").err, HasSubstr("taken: the cache cannot be written"));
-    EXPECT_THAT(ps("coverage tree --cache one.mp4").err, HasSubstr("one.mp4: the cache cannot be written"));
+    EXPECT_THAT(ps("coverage tree --cache taken").err, HasSubstr("taken/recordings.cache: is a directory"));
+    EXPECT_THAT(ps("coverage tree --cache one.mp4").err,
+                HasSubstr("one.mp4: cannot be created: "));
 }
 
 }  // namespace

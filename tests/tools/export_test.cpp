@@ -126,6 +126,9 @@ TEST_F(ExportTest, ExportHasTheClipsPicturesAndTimes) {
         ASSERT_EQ(run("mv out o.h264"), 0);
         EXPECT_EQ(pictures("o.h264"), pictures("clip.mp4"));
     }
+    ASSERT_EQ(run(MAKE_CLIP " small.mp4 --size 64x48 --sets-in-header"), 0);
+    ASSERT_EQ(ps("export recordings --force -o o.mkv --parameter-sets small.mp4"), 0) << error();
+    EXPECT_NE(error().find("of 64x48 pixels, the recording of another size"), std::string::npos) << error();
 }
 
 TEST_F(ExportTest, SafeProfileExportNeedsOnlyTheRecording) {
@@ -161,6 +164,14 @@ TEST_F(ExportTest, SafeProfileExportNeedsOnlyTheRecording) {
         EXPECT_EQ(lines_of("ffprobe -v error -show_entries format_tags=creation_time -of csv=p=0 o.mkv"),
                   std::vector<std::string>{"2018-06-22T23:59:" + begins + "000Z"});
     }
+}
+
+TEST_F(ExportTest, InfoDoesNotAdviseToExportWhatIsNotH264) {
+    make_clip("", "-c:v libx265 -tag:v hvc1 -bsf:v null -x265-params log-level=none");
+    convert("10:00:00Z");
+    EXPECT_EQ(ps("info recordings"), 1);
+    EXPECT_NE(read_file(directory / "out").find("no: the first frame of slot 0 is not H.264"),
+              std::string::npos);
 }
 
 TEST_F(ExportTest, RecordingsAreJoinedAndRangesEndAtKeyFrames) {
@@ -215,6 +226,12 @@ TEST_F(ExportTest, CamerasAreNotMixed) {
     EXPECT_EQ(ps("export recordings/2018/06/22/10/00[024]0-00000180e.ps -o o.mkv"), 2);  // renamed
     ASSERT_EQ(ps("export recordings -o o.mkv --camera 00000180"), 0) << error();
     EXPECT_EQ(shown("o.mkv").size(), 150U);
+    const std::string start = " --start 2018-06-22T10:00:40Z";
+    // 257 has the clip id of 1, which has 8 bits of the device.
+    ASSERT_EQ(ps("convert clip.mp4 --out other --device 257 --name Pond" + start), 0) << error();
+    EXPECT_EQ(ps("export recordings other -o two.mkv --camera 00000180"), 2);
+    EXPECT_NE(error().find("recorded at the same time; use a name"), std::string::npos) << error();
+    EXPECT_EQ(ps("export recordings other -o two.mkv --camera Pond"), 0) << error();
 }
 
 TEST_F(ExportTest, GapsOfHoursAndMonthsHaveChapters) {
@@ -317,6 +334,19 @@ TEST_F(ExportTest, FailedAndInterruptedExportsLeaveTheOldFile) {
               std::string::npos)
         << error();
     EXPECT_EQ(read_file(directory / "out"), "");
+    ASSERT_EQ(ps("metrics recordings -o old.prom"), 0) << error();
+    const std::string metrics = read_file(directory / "old.prom");
+    EXPECT_EQ(run("bash -c 'ulimit -f 1; " NORVANEPI_PS " metrics recordings -o old.prom 2>err'"), 2);
+    EXPECT_EQ(error(), "norvanepi-ps: error: old.prom: cannot be written: File too large\n");
+    EXPECT_EQ(read_file(directory / "old.prom"), metrics);
+    ASSERT_EQ(run("rm old.prom && touch -d '1 hour ago' recordings/2018/06/22/10/*"), 0);
+    EXPECT_EQ(
+        run("bash -c 'ulimit -f 0; " NORVANEPI_PS
+            " coverage recordings --cache cache 2>&1 | grep -c \"no gaps\\|/recordings.cache: cannot be "
+            "written: File too large\" | grep -q 2' && rmdir cache"),
+        0);
+    EXPECT_EQ(run(NORVANEPI_PS " probe clip.mp4 >/dev/full 2>err"), 2);
+    EXPECT_NE(error().find("No space left on device"), std::string::npos) << error();
     EXPECT_EQ(ps("export recordings --format h264 -o /dev/full"), 2);
     EXPECT_NE(error().find("/dev/full: cannot be written: No space left on device"), std::string::npos);
     // Hashing a large sparse clip takes long enough to be interrupted. A job of its own is not started with

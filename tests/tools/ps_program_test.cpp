@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "ps/index_layout.h"
 #include "tests/support/clips.h"
 #include "tests/support/program.h"
 
@@ -113,6 +114,14 @@ TEST_F(PsProgramTest, OneUnusableInputDoesNotHideTheOthers) {
     const json probes = json_of("probe missing.mp4 front.mp4", 2);
     EXPECT_EQ(probes.at("clips")[0].at("path"), "front.mp4");
     EXPECT_EQ(probes.at("unusable").size(), 1U);
+    const json conversions = json_of(
+        "convert front.mp4 missing.mp4 front.mp4 --start 2018-06-22T16:05:09Z --out other", 2)["conversions"];
+    EXPECT_EQ(conversions[0].at("result"), "converted");
+    EXPECT_EQ(conversions[1].at("reason"), "No such file or directory");
+    EXPECT_THAT(conversions[2].at("reason").get<std::string>(), HasSubstr("start is unknown"));
+    const json frames = json_of("frames missing.ps", 2);
+    EXPECT_EQ(frames.at("frames"), json::array());
+    EXPECT_EQ(frames.at("unusable")[0].at("reason"), "No such file or directory");
     EXPECT_EQ(ps("report recordings missing -o page.html").status, 2);
     EXPECT_THAT(read_file(directory_ / "page.html"), HasSubstr("Front gate"));
 }
@@ -291,6 +300,16 @@ TEST_F(PsProgramTest, FramesListsEntriesInATimeRange) {
     EXPECT_EQ(ps("frames --csv --from 2018-06-22T16:05:09.001Z --to 2018-06-22T16:05:09.600Z " + kPath).out,
               heading + "1,0,2018-06-22T16:05:09.333Z,0,64,2074,0,2,1\n");
     EXPECT_THAT(ps("frames " + kPath).out, HasSubstr("key distance"));
+    const std::string sound_index = index();
+#ifndef _WIN32
+    boost::filesystem::rename(directory_ / kPath, directory_ / "data");
+    EXPECT_THAT(json_of("frames --payloads " + kPath, 2).at("unusable")[0].at("reason"),
+                "3 payloads of the data file cannot be read");
+    boost::filesystem::rename(directory_ / "data", directory_ / kPath);
+#endif
+    write_file(directory_ / (kPath + "i"), sound_index.substr(0, kEntriesAt));
+    EXPECT_EQ(ps("frames " + kPath).status, 2);
+    EXPECT_THAT(ps("frames " + kPath).err, HasSubstr("the index has no entries"));
     boost::filesystem::remove(directory_ / (kPath + "i"));
     EXPECT_THAT(ps("frames " + kPath).err, HasSubstr("no index"));
 }

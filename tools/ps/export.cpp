@@ -17,6 +17,7 @@
 #include "tools/cli/progress_bar.h"
 #include "tools/cli/recording_paths.h"
 #include "tools/ps/command.h"
+#include "tools/ps/coverage/recording_facts.h"
 #include "tools/ps/export/export_sink.h"
 #include "tools/ps/export/manifest.h"
 #include "tools/reader/recording.h"
@@ -165,8 +166,9 @@ class Exporter {
             made.sha256 = manifest->add(made.path, file.temporary_path());
             cli::OutputFile list(manifest_path(made.path), replace);
             list.write(manifest->text());
+            file.sync();
+            list.complete();  // first: if this is interrupted, the manifest shows that its file is not there
             file.complete();
-            list.complete();
         } else {
             file.complete();
         }
@@ -232,9 +234,27 @@ void print_result(const Options& options, const CameraExport& made) {
     }
 }
 
+/// An id can be that of several cameras. Throws cli::CannotRun if they recorded at the same time.
+void require_one_camera(const Options& options, const Camera& chosen) {
+    std::vector<std::string> paths;
+    for (const CameraRecording& recording : chosen.recordings) paths.push_back(recording.path);
+    cli::UnusableInputs named_before(kProgram);
+    const std::vector<RecordingFacts> facts = read_facts({paths, options.jobs, ""}, named_before);
+    const Coverage coverage = coverage_of(facts, {});
+    if (coverage.cameras.size() < 2) return;
+    std::vector<std::string> names;
+    for (const CameraCoverage& camera : coverage.cameras) names.push_back('"' + camera.label() + '"');
+    throw cli::CannotRun(fmt::format("--camera {}: {} recorded at the same time; use a name", options.camera,
+                                     fmt::join(names, " and ")));
+}
+
 /// The cameras to export. Throws cli::CannotRun if several would be mixed.
 std::vector<Camera> chosen_cameras(const Options& options, std::vector<Camera> cameras) {
-    if (!options.camera.empty()) return {choose_camera(cameras, options.camera)};
+    if (!options.camera.empty()) {
+        Camera chosen = choose_camera(cameras, options.camera);
+        require_one_camera(options, chosen);
+        return {std::move(chosen)};
+    }
     if (cameras.size() > 1 && options.output_dir.empty()) {
         throw cli::CannotRun(
             fmt::format("recordings of {} cameras: {}; choose one with --camera, or write one file each with "

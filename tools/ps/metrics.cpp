@@ -9,6 +9,7 @@
 #include "platform/clock.h"
 #include "platform/file.h"
 #include "tools/cli/exit_status.h"
+#include "tools/cli/output_file.h"
 #include "tools/cli/unusable_inputs.h"
 #include "tools/ps/command.h"
 #include "tools/ps/coverage/metrics_text.h"
@@ -48,14 +49,15 @@ std::map<std::string, PendingWork> pending_work(const norvane::EngineState& stat
 
 /// Replaces only metrics: a wrong path must not cost a recording.
 void write_metrics(const std::string& text, const std::string& out) {
-    platform::FileSystem& files = platform::system_files();
     std::error_code unknown;
     if (std::filesystem::exists(out, unknown)) {
-        const auto old = files.read_whole(out);
+        const auto old = platform::system_files().read_whole(out);
         if (!old || !(old->empty() || old->starts_with(kMetricsStart)))
             throw cli::CannotRun(out + ": exists and does not contain metrics; not replaced");
     }
-    if (!files.replace_whole(out, text)) throw cli::CannotRun(out + ": cannot be written");
+    cli::OutputFile file(out, cli::Replace::kFiles);
+    file.write(text);
+    file.complete();
 }
 
 }  // namespace

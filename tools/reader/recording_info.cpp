@@ -61,19 +61,32 @@ class RecordingInfoBuilder {
         const bool after_gap = !slot.last || instant_of(packet.time) - instant_of(*slot.last) > kSpanGap;
         if (!packet.is_key() && after_gap)
             add_obstacle(fmt::format("frame {} begins a span but is not a key frame", packet.number));
-        slot.parameter_sets = slot.parameter_sets || begins_with_parameter_sets(packet);
-        if (!slot.parameter_sets && !slot.last)
-            info_.missing_sets.push_back(
-                fmt::format("no parameter sets before the first frame of slot {}", packet.slot));
+        if (slot.parameter_sets) return;
+        const std::vector<platform::Byte> head = head_of(packet);
+        if (!info_.sequence) info_.sequence = first_sequence(head);
+        slot.parameter_sets = h264::has_parameter_sets(head);
+        if (slot.parameter_sets || slot.last) return;
+        if (!has_slice(head))
+            return add_obstacle(fmt::format("the first frame of slot {} is not H.264", packet.slot));
+        info_.missing_sets.push_back(
+            fmt::format("no parameter sets before the first frame of slot {}", packet.slot));
     }
 
-    [[nodiscard]] bool begins_with_parameter_sets(const Packet& packet) {
-        constexpr std::size_t kHeadSize = std::size_t{64} * 1024;  // they are at the start of a frame
-        if (packet.size < PesHeader::size + packet.padding) return false;
+    /// The start of a frame, where its parameter sets are. Empty if it cannot be read.
+    [[nodiscard]] std::vector<platform::Byte> head_of(const Packet& packet) {
+        constexpr std::size_t kHeadSize = std::size_t{64} * 1024;
+        if (packet.size < PesHeader::size + packet.padding) return {};
         std::vector<platform::Byte> head(std::min<std::size_t>(packet.payload(), kHeadSize));
-        if (!recording_.read_data(packet.offset + PesHeader::size, head)) return false;
-        if (!info_.sequence) info_.sequence = first_sequence(head);
-        return h264::has_parameter_sets(head);
+        if (!recording_.read_data(packet.offset + PesHeader::size, head)) head.clear();
+        return head;
+    }
+
+    /// Also true if nothing was read, which is another fault.
+    [[nodiscard]] static bool has_slice(std::span<const platform::Byte> head) {
+        const std::vector<NalUnit> units = nal_units(head);
+        return units.empty() || std::ranges::any_of(units, [](const NalUnit& unit) {
+                   return unit.type == h264::kSlice || unit.type == h264::kSliceOfIdrPicture;
+               });
     }
 
     static std::optional<h264::SequenceParameterSet> first_sequence(std::span<const platform::Byte> frame) {

@@ -9,7 +9,9 @@
 #include <string_view>
 
 #include "platform/file.h"
+#include "tools/cli/exit_status.h"
 #include "tools/cli/json_list.h"
+#include "tools/cli/output_file.h"
 
 namespace ps_tool {
 namespace {
@@ -104,7 +106,7 @@ void FactsCache::add(const std::string& path, const FileStamp& stamp, const Reco
     entries_[absolute_path(path)] = {stamp, facts};
 }
 
-bool FactsCache::replace(const FactsCache& previous, const std::vector<std::string>& read,
+void FactsCache::replace(const FactsCache& previous, const std::vector<std::string>& read,
                          const std::string& directory) {
     std::vector<std::string> roots;
     roots.reserve(read.size());
@@ -112,10 +114,13 @@ bool FactsCache::replace(const FactsCache& previous, const std::vector<std::stri
     for (const auto& [path, entry] : previous.entries_) {
         if (!below_any(path, roots)) entries_.emplace(path, entry);
     }
-    if (entries_ == previous.entries_) return true;
-    platform::FileSystem& files = platform::system_files();
-    if (files.make_directory(directory, platform::FileSystem::Existing::kDirectory)) return false;
-    return files.replace_whole(cache_path(directory), text());
+    if (entries_ == previous.entries_) return;
+    if (const auto error =
+            platform::system_files().make_directory(directory, platform::FileSystem::Existing::kDirectory))
+        throw cli::CannotRun(directory + ": cannot be created: " + error.message());
+    cli::OutputFile file(cache_path(directory), cli::Replace::kFiles);
+    file.write(text());
+    file.complete();
 }
 
 /// The heading, a checksum and the entries as MessagePack, which keeps names that are not UTF-8.

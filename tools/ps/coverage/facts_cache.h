@@ -35,9 +35,9 @@ class FactsCache {
     void add(const std::string& path, const FileStamp& stamp, const RecordingFacts& facts);
 
     /// Replaces the file by these entries and by those of `previous` that are not below the directories
-    /// `read`. Does not write an equal file. False if the file cannot be written.
-    [[nodiscard]] bool replace(const FactsCache& previous, const std::vector<std::string>& read,
-                               const std::string& directory);
+    /// `read`. Does not write an equal file. Throws cli::CannotRun if the file cannot be written.
+    void replace(const FactsCache& previous, const std::vector<std::string>& read,
+                 const std::string& directory);
 
   private:
     struct CacheEntry {

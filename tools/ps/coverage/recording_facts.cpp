@@ -174,8 +174,11 @@ std::vector<RecordingFacts> read_facts(const FactsOptions& options, cli::Unusabl
     };
     cli::run_in_order<Attempt>(paths.size(), options.jobs, read, take);
     bar.clear();
-    if (caching && !used.replace(cache, options.paths, options.cache_directory))
-        cli::print_error(kProgram, options.cache_directory + ": the cache cannot be written");
+    try {
+        if (caching) used.replace(cache, options.paths, options.cache_directory);
+    } catch (const cli::CannotRun& error) {  // the results do not need it
+        cli::print_error(kProgram, error.what());
+    }
     return result;
 }
 

@@ -23,6 +23,7 @@ class Selector {
 
     void give(const ParameterSetUnits& sets) {
         for (const auto& unit : sets) sets_.take(unit);
+        given_ = !sets.empty();
     }
     void begin_recording(reader::Recording& recording, std::size_t number) {
         recording_ = &recording;
@@ -90,6 +91,22 @@ class Selector {
         selection_.parameter_sets_in_stream = sets_in_stream;
         selection_.width = slice.sets.sequence->width;
         selection_.height = slice.sets.sequence->height;
+        if (given_ && !sets_in_stream && !fits_map(*slice.sets.sequence))
+            warn(fmt::format("{}: the parameter sets are of {}x{} pixels, the recording of another size",
+                             recording_->data_path(), selection_.width, selection_.height));
+    }
+
+    /// False if the recording's map has another picture size. The map rounds down, and cuts the quotient to a
+    /// byte.
+    [[nodiscard]] bool fits_map(const h264::SequenceParameterSet& sequence) const {
+        const auto map = recording_->stream_map();
+        if (!map || !slot_) return true;
+        const auto stream = reader::parse_stream_map(*map).streams.at(*slot_);
+        const auto in_map = [](std::uint32_t pixels) { return pixels / kMapPixels % 256 * kMapPixels; };
+        const bool unknown = stream.width == 0 || stream.height == 0;  // also if sound preceded the video
+        const std::uint32_t coded = (sequence.height + kMapPixels - 1) / kMapPixels * kMapPixels;
+        return unknown || (in_map(sequence.width) == stream.width &&
+                           (in_map(sequence.height) == stream.height || in_map(coded) == stream.height));
     }
 
     void append(const reader::Packet& packet, const FrameFront& front, bool key, std::int64_t instant) {
@@ -123,6 +140,7 @@ class Selector {
     bool missing_sets_ = false;         // a slice refers to an unknown parameter set
     bool needs_key_frame_ = true;
     bool done_ = false;
+    bool given_ = false;  // parameter sets of a clip
 };
 
 constexpr std::int64_t kLoneFrame = 40;  // ms: the duration of a frame without a neighbour
