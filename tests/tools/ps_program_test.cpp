@@ -398,6 +398,8 @@ TEST_F(PsProgramTest, RepairSalvagesWhatIsIntact) {
         {"bytes between packets", std::string(whole).insert(at(3), junk), 8, 4096},
         {"cut within packets", std::string(whole).erase(at(3) + 100, 4096), 7, size(3) - 4096},
         {"cut to the end of a packet", std::string(whole).erase(at(3) + 100, size(4)), 6, size(3)},
+        {"cut within the last packet but one", std::string(whole).erase(at(6) + 100, 96), 7, size(6) - 96},
+        {"bytes in the last packet but one", std::string(whole).insert(at(6) + 100, junk), 7, size(6) + 4096},
         {"zeros between packets", std::string(whole).insert(at(3), 4096, '\0'), 8, 4096},
         {"end of a packet and next header zeroed", std::string(whole).replace(at(3) - 50, 82, 82, '\0'), 6,
          size(2) + size(3)},

@@ -9,6 +9,7 @@
 
 #include "ps/ps_writer.h"
 #include "tests/support/memory_files.h"
+#include "tools/reader/salvage.h"
 #include "tools/reader/verify.h"
 
 namespace {
@@ -319,6 +320,32 @@ TEST_F(ReaderTest, FindsAndRepairsTruncationAtAnyByte) {
     }
     files_.at(kData) = data + std::string(100, '\0');
     expect_repaired("zeros after the end");
+}
+
+TEST_F(ReaderTest, MissingBytesNeverMakeTheLastPacketATail) {
+    for (const auto& [packets, indexed] : {std::pair{2U, true}, {2U, false}, {5U, true}, {5U, false}}) {
+        write_pair(files_, packets);
+        if (!indexed) files_.remove_file(kIndex);
+        const std::string data = files_.at(kData);
+        const std::size_t last_at = kPackets[packets - 1].at;
+        for (std::size_t from = kPacketsAt + 32; from < last_at; from += 16) {
+            for (std::size_t to = from + 16; to <= last_at; to += 16) {
+                SCOPED_TRACE(std::to_string(from) + " to " + std::to_string(to));
+                files_.put(kData, std::string(data).erase(from, to - from));
+                reader::Recording recording(kData, files_);
+                const reader::Report report = reader::verify(recording);
+                ASSERT_TRUE(!report.repairable() || report.whole_end == recording.data_size());
+                const bool within_packet = std::ranges::any_of(kPackets, [&](const auto& packet) {
+                    return from >= packet.at + 32 && to <= packet.at + packet.size;
+                });
+                if (!within_packet) continue;
+                ASSERT_GT(report.faults.unrepairable(), 0U);
+                const reader::Salvage saved = reader::salvage(recording, report);
+                ASSERT_EQ(saved.frames, packets - 1);
+                ASSERT_EQ(saved.ranges.back().end, recording.data_size());
+            }
+        }
+    }
 }
 
 TEST_F(ReaderTest, RepairsTheResultOfAFailedOrKilledConversion) {

@@ -85,7 +85,8 @@ bool is_header(const PesHeader::Bytes& bytes, const StreamMapInfo& map) {
            bytes == expected_header(packet, map, previous_size);
 }
 
-std::optional<std::uint64_t> find_packet(Recording& recording, const StreamMapInfo& map, std::uint64_t from) {
+std::optional<std::uint64_t> find_packet(Recording& recording, const StreamMapInfo& map, std::uint64_t from,
+                                         const HeaderCheck& check) {
     std::vector<platform::Byte> block(std::size_t{64} * 1024);
     for (std::uint64_t at = from; at + PesHeader::size <= recording.data_size();) {
         block.resize(std::min<std::uint64_t>(block.size(), recording.data_size() - at));
@@ -95,11 +96,31 @@ std::optional<std::uint64_t> find_packet(Recording& recording, const StreamMapIn
             if (hit == block.end()) break;
             const std::uint64_t hit_at = at + static_cast<std::uint64_t>(hit - block.begin());
             const auto header = recording.packet_header(hit_at);
-            if (header && is_header(*header, map)) return hit_at;
+            if (header && is_header(*header, map) && check(*header, hit_at)) return hit_at;
         }
         at += block.size() - std::min<std::size_t>(block.size() - 1, kPacketStartCode.size() - 1);
     }
     return std::nullopt;
+}
+
+bool is_size_repeated_at(Recording& recording, const StreamMapInfo& map, std::uint64_t position,
+                         std::uint32_t size) {
+    if (position >= recording.data_size()) return position == recording.data_size();
+    const auto header = recording.packet_header(position);
+    return header && begins_packet(*header, map) &&
+           get_size22(PesHeader::PreviousSize::of(PesHeader::View(*header))) == size;
+}
+
+std::optional<std::uint64_t> find_packet_within(Recording& recording, const StreamMapInfo& map,
+                                                const Packet& packet) {
+    const auto follows = [&](const PesHeader::Bytes& header, std::uint64_t at) {
+        if (at >= packet.end()) return true;  // ends the search
+        const Packet other = parse_packet(header, 0, at);
+        return get_size22(PesHeader::PreviousSize::of(PesHeader::View(header))) == packet.size ||
+               is_size_repeated_at(recording, map, other.end(), other.size);
+    };
+    const auto found = find_packet(recording, map, packet.offset + 1, follows);
+    return found && *found < packet.end() ? found : std::nullopt;
 }
 
 }  // namespace reader

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -82,9 +83,22 @@ struct Packet {
 /// True if the header is valid regardless of the packets around it.
 [[nodiscard]] bool is_header(const PesHeader::Bytes& bytes, const StreamMapInfo& map);
 
-/// Offset of the first packet header at or after `from` that is valid regardless of the packets around it.
-/// Searches byte by byte up to the end of the file.
-[[nodiscard]] std::optional<std::uint64_t> find_packet(Recording& recording, const StreamMapInfo& map,
-                                                       std::uint64_t from);
+using HeaderCheck = std::function<bool(const PesHeader::Bytes& header, std::uint64_t offset)>;
+
+/// Offset of the first packet header at or after `from` that is valid regardless of the packets around it,
+/// and passes the check. Searches byte by byte up to the end of the file.
+[[nodiscard]] std::optional<std::uint64_t> find_packet(
+    Recording& recording, const StreamMapInfo& map, std::uint64_t from,
+    const HeaderCheck& check = [](const PesHeader::Bytes&, std::uint64_t) { return true; });
+
+/// True at the end of the file, and if a packet begins there that repeats the size of the one before.
+[[nodiscard]] bool is_size_repeated_at(Recording& recording, const StreamMapInfo& map, std::uint64_t position,
+                                       std::uint32_t size);
+
+/// Offset of a packet that begins before the end of the given one although it follows it: bytes of the given
+/// one are missing. Other headers in a payload neither repeat that size nor have a packet or the end of the
+/// file after them.
+[[nodiscard]] std::optional<std::uint64_t> find_packet_within(Recording& recording, const StreamMapInfo& map,
+                                                              const Packet& packet);
 
 }  // namespace reader

@@ -111,12 +111,15 @@ class Salvager {
         const Packet packet = parse_packet(*header, result_.frames, at);
         const bool whole = packet.end() <= recording_.data_size();
         if (packet.end() == recording_.data_size()) {
-            keep(packet, *header);
-            return std::nullopt;
+            const auto within = find_packet_within(recording_, map_, packet);
+            if (!within) keep(packet, *header);
+            return within;
         }
         if (const auto following = whole ? header_at(packet.end()) : std::nullopt) {
-            // Otherwise bytes are missing, most likely within this packet.
-            if (previous_size_of(*following) == packet.size) keep(packet, *header);
+            if (previous_size_of(*following) !=
+                packet.size)  // bytes are missing, most likely within this one
+                return find_packet_within(recording_, map_, packet).value_or(packet.end());
+            keep(packet, *header);
             return packet.end();
         }
         const auto next = find_packet(recording_, map_, at + 1);

@@ -95,7 +95,7 @@ class PacketVerifier {
 
     void run() {
         report_.whole_end = kPacketsAt;
-        while (at_ < recording_.data_size() && step()) {
+        while (at_ < recording_.data_size() ? step() : continue_within_last()) {
         }
         finish();
     }
@@ -109,10 +109,7 @@ class PacketVerifier {
     /// Checks the packet at the current offset, or finds the next one after damage. False at the end.
     bool step() {
         const auto header = recording_.packet_header(at_);
-        if (!header) {
-            report_end(nullptr);
-            return false;
-        }
+        if (!header) return end(nullptr);
         const Packet parsed = parse_packet(*header, report_.frames, at_);
         Packet packet = parsed;
         const bool valid = *header == expected_header(packet, map_, previous_size_) && is_plausible(packet);
@@ -122,10 +119,7 @@ class PacketVerifier {
         if (!valid || packet.end() > recording_.data_size() || found_ != expected_) {
             const Content content = examine(*header, packet, valid);
             if (content == Content::kDamage) return resynchronize(parsed);
-            if (content == Content::kIncomplete) {
-                report_end(&parsed);
-                return false;
-            }
+            if (content == Content::kIncomplete) return end(&parsed);
             if (!valid || packet != parsed) report_header(*header, packet);
         }
         verify_padding(packet);
@@ -133,6 +127,7 @@ class PacketVerifier {
         verify_entry(packet);
         count(packet);
         visit_(packet);
+        last_ = packet;
         at_ = packet.end();
         previous_size_ = packet.size;
         return true;
@@ -169,16 +164,48 @@ class PacketVerifier {
     /// Moves to the next recognizable packet after damage. False if there is none.
     bool resynchronize(const Packet& packet) {
         const auto next = find_packet(recording_, map_, at_ + 1);
-        if (!next) {
-            report_end(&packet);
-            return false;
-        }
+        if (!next) return end(&packet);
         data_fault(packet, at_, fmt::format("unrecognizable; the next packet is at {}", *next));
+        continue_at(*next);
+        return true;
+    }
+
+    void continue_at(std::uint64_t next) {
         packets_lost_ = true;
-        at_ = *next;
+        at_ = next;
         const auto header = recording_.packet_header(at_);
         previous_size_ = header ? get_size22(PesHeader::PreviousSize::of(PesHeader::View(*header))) : kNoSize;
+    }
+
+    /// Continues at a packet that begins within the given one, which bytes are missing from. Otherwise that
+    /// packet would be lost with the tail that is cut off. False if there is none.
+    bool continue_within(const Packet& packet) {
+        const auto next = packets_lost_ ? std::nullopt : find_packet_within(recording_, map_, packet);
+        if (!next) return false;
+        data_fault(
+            packet, packet.offset,
+            fmt::format("ends at {}, but the next packet is at {}; bytes are missing", packet.end(), *next));
+        continue_at(*next);
         return true;
+    }
+
+    /// At the end of the file, the last packet's size is confirmed only if the index has the same number of
+    /// packets.
+    bool continue_within_last() {
+        return last_ && recording_.entries() != report_.frames && continue_within(*last_);
+    }
+
+    /// Reports the end of the file after an incomplete packet, or continues at a packet that is hidden there.
+    /// `cut` is the header at the current offset, if readable. False at the end.
+    bool end(const Packet* cut) {
+        if (last_ && !is_repeated_at(at_, last_->size) && continue_within(*last_)) return true;
+        if (cut != nullptr && is_truncated(*cut) && continue_within(*cut)) return true;
+        report_end(cut);
+        return false;
+    }
+
+    bool is_truncated(const Packet& packet) const {
+        return possible_size(packet.size) && packet.end() > recording_.data_size();
     }
 
     /// True if the entry has the size too, or if the next packet repeats it. The length field has only 16
@@ -245,12 +272,8 @@ class PacketVerifier {
         return known ? std::optional(packet.size) : std::nullopt;
     }
 
-    /// True at the end of the file, and if a packet begins there that repeats the size of the one before.
     bool is_repeated_at(std::uint64_t position, std::uint32_t size) {
-        if (position >= recording_.data_size()) return position == recording_.data_size();
-        const auto header = recording_.packet_header(position);
-        return header && begins_packet(*header, map_) &&
-               get_size22(PesHeader::PreviousSize::of(PesHeader::View(*header))) == size;
+        return is_size_repeated_at(recording_, map_, position, size);
     }
 
     bool packet_begins_at(std::uint64_t position) {
@@ -398,8 +421,7 @@ class PacketVerifier {
     /// Reports that the file ends with something other than a complete packet. `cut` is its header, if
     /// readable.
     void report_end(const Packet* cut) {
-        const bool truncated =
-            cut != nullptr && possible_size(cut->size) && cut->end() > recording_.data_size();
+        const bool truncated = cut != nullptr && is_truncated(*cut);
         const std::uint64_t size = recording_.data_size();
         const std::string text = truncated
                                      ? fmt::format("ends at {}, but the file ends at {}", cut->end(), size)
@@ -531,6 +553,7 @@ class PacketVerifier {
     std::uint64_t at_ = kPacketsAt;
     std::uint32_t previous_size_ = kNoSize;
     bool packets_lost_ = false;  // packets were skipped because of damage
+    std::optional<Packet> last_;
 
     // Of the current packet:
     bool resolved_ = true;                       // its values are known although its header has a fault
