@@ -289,6 +289,16 @@ TEST_F(ReaderTest, AContradictionIsDecidedByEvidenceOrAsTheCallerSays) {
     EXPECT_EQ(files_.at(kData), data);
     EXPECT_EQ(files_.at(kIndex), index);
 
+    // A packet and its own entry: different values, and two wrong values of one field.
+    files_.at(kData).at(kYear) ^= 2;
+    files_.at(kIndex).at(1088 + 32 + 12) ^= 1;
+    EXPECT_TRUE(repair(files_));
+    EXPECT_EQ(files_.at(kData), data);
+    EXPECT_EQ(files_.at(kIndex), index);
+    files_.at(kData).at(kYear) ^= 2;
+    files_.at(kIndex).at(1088 + 32 + 7) ^= 4;
+    EXPECT_FALSE(repair(files_));
+
     // The kind of a packet that is a span of its own, without a span in the index.
     write_pair(files_, kCount, true);
     files_.at(kData).at(3162 + 27) ^= 0x40;

@@ -237,8 +237,16 @@ Report verify(Recording& recording, VerifyDepth depth, const PacketVisitor& visi
         for (const std::uint32_t number : report.contested)
             choices.by_packet[number] = choice_for(recording, number, report);
     }
-    return verify_once(
-        recording, depth, [](const Packet&) {}, choices);
+    const auto by_choices = [&] {
+        return verify_once(
+            recording, depth, [](const Packet&) {}, choices);
+    };
+    report = by_choices();
+    // If no reading has as few spans as a completed index, a packet and its entry are both wrong.
+    if (trust == Trust::kIndex || !recording.completed() || report.spans() <= recording.spans())
+        return report;
+    choices = {Choice::kUndecided, {}};
+    return by_choices();
 }
 
 }  // namespace reader

@@ -291,7 +291,7 @@ class PacketVerifier {
         const bool known_picture = packet.picture_type() == kKeyFrame || packet.picture_type() == kOtherFrame;
         resolved_ = clear_time && known_id && known_picture;
         if (resolved_) return;
-        const auto other = found_ ? described_by_entry(packet) : std::nullopt;
+        const auto other = found_ ? described_by_entry(packet, 0) : std::nullopt;
         if (!other) return;
         resolved_ = true;
         if (!clear_time) packet.time = other->time;
@@ -330,17 +330,21 @@ class PacketVerifier {
                         : std::nullopt;
     }
 
-    /// The packet with the entry's stream, flags and time. Nothing if it is not possible, or if anything else
-    /// in the entry contradicts the packets.
-    std::optional<Packet> described_by_entry(const Packet& packet) const {
+    /// The packet with the entry's stream, flags and time. Nothing if it is not possible, or if more than the
+    /// given number of other fields in the entry contradict the packets.
+    std::optional<Packet> described_by_entry(const Packet& packet, std::size_t max_wrong) const {
         Packet other = packet;
         other.slot = PsiFrameEntry::Slot::get(*found_);
         if (other.slot >= kSlots) return std::nullopt;
         other.stream_id = map_.streams.at(other.slot).id;
         other.flags = PsiFrameEntry::Flags::get(*found_);
         other.time = {PsiFrameEntry::Date::get(*found_), PsiFrameEntry::TimeOfDay::get(*found_)};
+        // The packet has its time twice, so one flipped bit does not change it.
+        if (resolved_ && max_wrong > 0) other.time.milliseconds = packet.time.milliseconds;
         const bool possible = (other.flags & kAlwaysSetFlags) == kAlwaysSetFlags && is_plausible(other);
-        return possible && *found_ == expected_entry_of(other) ? std::optional(other) : std::nullopt;
+        return possible && different_fields(*found_, expected_entry_of(other), kEntryFields) <= max_wrong
+                   ? std::optional(other)
+                   : std::nullopt;
     }
 
     /// The entry that the packet must have, with the link to the next one as it is.
@@ -357,7 +361,8 @@ class PacketVerifier {
 
     /// Decides between a packet and its entry if both are possible.
     void settle(Packet& packet) {
-        const auto other = described_by_entry(packet);
+        auto other = described_by_entry(packet, 1);
+        if (!other || *other == packet) other = described_by_entry(packet, 0);
         if (!other) return;
         if (resolved_) report_.contested.push_back(packet.number);
         const Choice choice = choices_.of(packet.number);
@@ -369,7 +374,7 @@ class PacketVerifier {
         }
         if (choice != Choice::kIndex) return;
         packet = *other;
-        expected_ = *found_;
+        expected_ = expected_entry_of(packet);
     }
 
     static std::string text_of(const Packet& packet) {
