@@ -19,11 +19,6 @@ namespace {
 
 namespace boost_fs = boost::filesystem;
 
-/// The file that a link leads to. It need not exist.
-std::string without_links(const std::string& path) {
-    return platform::narrow_text(platform::resolve_links(platform::path_of(path)));
-}
-
 bool is_direct(const std::string& path) {
     boost::system::error_code error;
     const boost_fs::file_status status = boost_fs::status(platform::path_of(path), error);
@@ -54,6 +49,10 @@ std::string system_reason() {
 }
 
 }  // namespace
+
+std::string without_links(const std::string& path) {
+    return platform::narrow_text(platform::resolve_links(platform::path_of(path)));
+}
 
 void check_output(const std::string& path, Replace replace) {
     if (is_direct(path)) return;

@@ -22,6 +22,9 @@ enum class Replace { kNothing, kFiles, kRecordings };
     return force ? Replace::kFiles : Replace::kNothing;
 }
 
+/// The path of the file that a link leads to, which need not exist; other paths unchanged.
+[[nodiscard]] std::string without_links(const std::string& path);
+
 /// Throws CannotRun if the file exists and may not be replaced, or if its name or content is that of a
 /// recording and `replace` is not kRecordings. "-" and what is not a regular file, for example a device, are
 /// always accepted.

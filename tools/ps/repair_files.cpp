@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/cli/exit_status.h"
+#include "tools/cli/output_file.h"
 
 namespace ps_tool {
 
@@ -57,7 +58,7 @@ void WrittenFile::flush() {
     require_written(file_->flush(), path_);
 }
 
-NewContent::NewContent(const std::string& path) : path_(path), new_path_(path + ".new") {
+NewContent::NewContent(const std::string& path) : path_(cli::without_links(path)), new_path_(path_ + ".new") {
     std::error_code ignored;
     fs::remove(new_path_, ignored);  // left by an interrupted repair
     removal_.emplace(new_path_);
@@ -101,7 +102,8 @@ std::string unused_path(const std::string& path) {
     return unused;
 }
 
-std::string keep_backup(const std::string& path) {
+std::string keep_backup(const std::string& link) {
+    const std::string path = cli::without_links(link);
     if (!fs::exists(path)) return {};
     std::string backup = unused_path(path + ".bak");
     std::error_code error;
@@ -119,14 +121,15 @@ std::string save_fields(reader::Recording& recording, const reader::Report& repo
             throw cli::CannotRun(recording.data_path() + ": cannot be read");
         lines += fmt::format("{:08x}: {:02x}\n", correction.offset, fmt::join(old, ""));
     }
-    std::string path = unused_path(recording.data_path() + ".fields.bak");
+    std::string path = unused_path(cli::without_links(recording.data_path()) + ".fields.bak");
     write_backup(path, recording.data_path(),
                  [&](WrittenFile& file) { file.write_at(0, platform::bytes_of(lines)); });
     return path;
 }
 
 std::string save_tail(reader::Recording& recording, std::uint64_t begin) {
-    std::string path = unused_path(fmt::format("{}.tail-{}.bak", recording.data_path(), begin));
+    std::string path =
+        unused_path(fmt::format("{}.tail-{}.bak", cli::without_links(recording.data_path()), begin));
     write_backup(path, recording.data_path(),
                  [&](WrittenFile& file) { copy_data(recording, begin, recording.data_size(), file, 0); });
     return path;

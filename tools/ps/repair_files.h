@@ -1,6 +1,7 @@
 #pragma once
 
-// Writes the files of a repair. Failures throw cli::CannotRun with the path and the system's reason.
+// Writes the files of a repair. Failures throw cli::CannotRun with the path and the system's reason. Links
+// are kept: the files that they lead to are changed, and backups are next to those.
 
 #include <cstdint>
 #include <memory>
@@ -61,9 +62,9 @@ void copy_data(reader::Recording& recording, std::uint64_t begin, std::uint64_t 
 /// The path, or the path with the first number that is free: PATH, PATH.1, PATH.2.
 [[nodiscard]] std::string unused_path(const std::string& path);
 
-/// Keeps a file under an unused name that begins with PATH.bak, and returns that name. Empty if there is no
-/// such file. The file also stays at its path, except on file systems without hard links.
-[[nodiscard]] std::string keep_backup(const std::string& path);
+/// Keeps the file at a path under an unused name that begins with PATH.bak, and returns that name. Empty if
+/// there is no such file. The file also stays at its path, except on file systems without hard links.
+[[nodiscard]] std::string keep_backup(const std::string& link);
 
 /// Saves what the corrections replace as lines "offset: bytes" in hexadecimal, which `xxd -r` writes back.
 /// Returns the name of the file.
