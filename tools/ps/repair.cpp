@@ -189,7 +189,7 @@ RepairOutcome refusal(const reader::Report& report, const std::string& advice) {
 
 RepairOutcome salvage(const Options& options, reader::Recording& recording, const reader::Report& report) {
     const reader::Salvage saved = reader::salvage(recording, report);
-    if (saved.frames == 0) return refusal(report, "no packet is intact");
+    if (saved.frames == 0 || options.out.empty()) return refusal(report, advice_for(recording, saved));
     RepairOutcome outcome{.result = options.dry_run ? "would be salvaged" : "salvaged",
                           .frames = saved.frames,
                           .index_rebuilt = true,
@@ -220,6 +220,13 @@ RepairOutcome repair_recording(const Options& options, reader::Recording& record
         outcome.backups = write_in_place(recording, report, index);
     } else {
         write_to_output(options, recording, report);
+/// What can be done about a recording that cannot be repaired.
+std::string advice_for(reader::Recording& recording, const reader::Salvage& saved) {
+    if (saved.frames > 0) return "--output FILE saves what is intact";
+    const char* const remains = recording.has_data() ? "no packet is intact" : "the index contains no frames";
+    return fmt::format("{}; restore the data file from a copy", remains);
+}
+
     }
     return outcome;
 }
@@ -231,10 +238,7 @@ RepairOutcome repair(const Options& options, reader::Recording& recording) {
     if (report.verified() && options.out.empty())
         return {.result = "no faults", .text = "no faults", .frames = report.frames};
     if (report.undecided) return refusal(report, "--trust data or --trust index decides");
-    if (!report.verified() && !report.repairable()) {
-        return options.out.empty() ? refusal(report, "--output FILE saves what is intact")
-                                   : salvage(options, recording, report);
-    }
+    if (!report.verified() && !report.repairable()) return salvage(options, recording, report);
     return repair_recording(options, recording, report);
 }
 
@@ -290,3 +294,5 @@ int run_repair(const Options& options) {
 }
 
 }  // namespace ps_tool
+    if (!options.out.empty() && fs::path(options.out).extension() != ".ps")
+        throw cli::CannotRun(options.out + ": unknown extension; use .ps");
