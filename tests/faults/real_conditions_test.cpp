@@ -2,7 +2,6 @@
 // the clock.
 
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -13,6 +12,7 @@
 
 #include "convert/clip_path.h"
 #include "tests/faults/retrieval.h"
+#include "tests/support/small_disk.h"
 
 namespace {
 
@@ -48,30 +48,6 @@ class FullDisk {
   private:
     ::rlimit before_{};
     void (*handler_)(int);
-};
-
-/// Mounts a disk of a few blocks on a directory while it exists, if the system permits it. Only this process
-/// sees it.
-class SmallDisk {
-  public:
-    explicit SmallDisk(const char* directory) : directory_(directory) {
-        ::mkdir(directory, 0777);
-        // Without the second call, other processes would still see the mount.
-        mounted_ = ::unshare(CLONE_NEWNS) == 0 &&
-                   ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                   ::mount("small", directory, "tmpfs", 0, "size=32k") == 0;
-    }
-    SmallDisk(const SmallDisk&) = delete;
-    SmallDisk& operator=(const SmallDisk&) = delete;
-    ~SmallDisk() {
-        if (mounted_) ::umount(directory_);
-    }
-
-    [[nodiscard]] bool mounted() const { return mounted_; }
-
-  private:
-    const char* directory_;
-    bool mounted_;
 };
 
 class RealConditionsTest : public testing::Test {

@@ -15,6 +15,9 @@
 #include "ps/index_layout.h"
 #include "tests/support/clips.h"
 #include "tests/support/program.h"
+#ifndef _WIN32
+#include "tests/support/small_disk.h"
+#endif
 
 namespace {
 
@@ -351,6 +354,20 @@ TEST_F(PsProgramTest, RepairRebuildsTheIndexAndKeepsTheOldFiles) {
     const Outcome damaged = ps("repair recordings");
     EXPECT_EQ(damaged.status, 1);
     EXPECT_THAT(damaged.out, HasSubstr("not repaired"));
+
+    // Nothing can be saved.
+    write_file(directory_ / kPath, whole.substr(0, 2'000));
+    EXPECT_EQ(ps("repair recordings").status, 0);
+    write_file(directory_ / kPath, "short");
+    const std::string advice = "; restore the data file from a copy\n";
+    EXPECT_THAT(ps("repair recordings").out, testing::EndsWith("no packet is intact" + advice));
+    EXPECT_THAT(ps("repair --output saved.ps " + kPath).out,
+                testing::EndsWith("no packet is intact" + advice));
+    boost::filesystem::remove(directory_ / kPath);
+    EXPECT_THAT(ps("repair recordings").out, testing::EndsWith("the index contains no frames" + advice));
+    const Outcome misnamed = ps("repair --output saved " + kPath);
+    EXPECT_EQ(misnamed.status, 2);
+    EXPECT_EQ(misnamed.err, "norvanepi-ps: error: saved: unknown extension; use .ps\n");
 }
 
 TEST_F(PsProgramTest, RepairCorrectsAFieldAndSavesTheOldOne) {
@@ -465,6 +482,56 @@ TEST_F(PsProgramTest, RepairKeepsOwnerAndModeAndGivesTheReasonOfAFailure) {
     EXPECT_EQ(full.status, 2) << full.err;
     EXPECT_THAT(full.out, HasSubstr("cannot be written: File too large"));
     EXPECT_EQ(data(), cut);
+}
+#endif
+
+#ifndef _WIN32
+TEST_F(PsProgramTest, RepairKeepsLinksAndChangesTheFilesTheyLeadTo) {
+    convert();
+    const std::string whole = data();
+    const std::string sound = index();
+    boost::filesystem::create_directory(directory_ / "store");
+    write_file(directory_ / "store/data", whole + "tail");
+    write_file(directory_ / "store/index", "x");
+    boost::filesystem::create_symlink("store/data", directory_ / "link.ps");
+    boost::filesystem::create_symlink("store/index", directory_ / "link.psi");
+    const auto expect_kept = [&] {
+        EXPECT_TRUE(boost::filesystem::is_symlink(directory_ / "link.ps"));
+        EXPECT_TRUE(boost::filesystem::is_symlink(directory_ / "link.psi"));
+        EXPECT_EQ(read_file(directory_ / "store/data"), whole);
+        EXPECT_EQ(read_file(directory_ / "store/index"), sound);
+    };
+    EXPECT_EQ(ps("repair link.ps").status, 0);
+    expect_kept();
+    EXPECT_EQ(read_file(directory_ / ("store/data.tail-" + std::to_string(whole.size()) + ".bak")), "tail");
+    EXPECT_EQ(read_file(directory_ / "store/index.bak"), "x");
+    write_file(directory_ / "store/data", "old");
+    EXPECT_EQ(ps("repair --force --output link.ps " + kPath).status, 0);
+    expect_kept();
+}
+
+TEST_F(PsProgramTest, RepairNeedsNoSpaceWithoutABackup) {
+    const SmallDisk disk(directory_ / "disk");
+    if (!disk.mounted()) GTEST_SKIP() << "mounting is not permitted";
+    convert();
+    const std::string path = directory_ / "disk/r.ps";
+    for (const std::size_t tail : {0U, 50U, 10'000U}) {
+        const std::string cut = data() + std::string(tail, '\0');
+        const std::string unfinished = index().replace(20, 4, 4, '\0');
+        write_file(path, cut);
+        write_file(path + "i", unfinished);
+        write_file(directory_ / "disk/rest", std::string(100'000, 'r'));  // truncated: there is no space
+        const Outcome full = ps("repair disk");
+        EXPECT_EQ(full.status, 2);
+        EXPECT_THAT(full.out, HasSubstr("No space left on device; --no-backup needs no space"));
+        EXPECT_EQ(read_file(path), cut);
+        EXPECT_EQ(read_file(path + "i"), unfinished);
+        EXPECT_EQ(json_of("repair --no-backup disk", 0).at("recordings")[0].at("backups"), json::array());
+        EXPECT_EQ(read_file(path), data());
+        EXPECT_EQ(read_file(path + "i"), index());
+        boost::filesystem::remove(directory_ / "disk/rest");
+    }
+    EXPECT_EQ(ps("repair --no-backup --output other.ps disk/r.ps").status, 2);
 }
 #endif
 

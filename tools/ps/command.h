@@ -43,6 +43,7 @@ struct Options {
     bool quiet = false;
     bool dry_run = false;
     bool force = false;
+    bool no_backup = false;          // of `repair`
     std::string trust = "evidence";  // of `repair`
     std::string out;                 // file, or directory of `convert`
     std::int64_t start = 0;          // of the first clip, ms since 1970

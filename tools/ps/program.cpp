@@ -179,9 +179,15 @@ void add_commands(CLI::App& app, Options& options, Zone& zone, Action& chosen) {
         "what is right where a packet and the index contradict each other: data, index, or evidence (the "
         "default), which is whichever leaves fewer faults; refuses if they leave the same number")
         ->check(CLI::IsMember(std::vector<std::string>{"data", "index", "evidence"}));
-    add(repair, "--output", "FILE", options.out,
-        "write the repaired recording there and keep the original; saves every intact packet of a recording "
-        "that cannot be repaired. Refuses the recording itself and existing files");
+    CLI::Option* const output = add(
+        repair, "--output", "FILE", options.out,
+        "write the repaired recording there, NAME.ps, and keep the original; saves every intact packet of "
+        "a recording that cannot be repaired. Refuses the recording itself and existing files");
+    repair
+        .add_flag("--no-backup", options.no_backup,
+                  "keep nothing of what is replaced or cut off, for a full disk: what the repair frees makes "
+                  "room for the new index. Cannot be undone")
+        ->excludes(output);
     repair.add_flag("--force", options.force, "with --output, replace an existing recording");
 
     CLI::App& probe =

@@ -113,10 +113,45 @@ void change_data(WrittenFile& file, const reader::Report& report) {
         file.write_at(correction.offset, correction.bytes);
     file.flush();
     if (report.whole_end == report.data_size) return;
-    std::error_code error;
-    fs::resize_file(file.path(), report.whole_end, error);
-    require_written(error, file.path());
+    file.resize(report.whole_end);
     file.flush();
+}
+
+/// The data file, if the repair changes it.
+std::optional<WrittenFile> open_changed_data(const reader::Recording& recording,
+                                             const reader::Report& report) {
+    std::optional<WrittenFile> data;
+    if (report.whole_end < report.data_size || !report.corrections.empty())
+        data.emplace(recording.data_path(), platform::Edit::kExisting);
+    return data;
+}
+
+/// Writes the index to PATH.new, with the owner and mode of the one that it replaces.
+void write_new_index(NewContent& index, const reader::Recording& recording, const std::string& content) {
+    index.file().write_at(0, platform::bytes_of(content));
+    index.finish(recording.has_index() ? recording.index_path() : recording.data_path());
+}
+
+/// Needs no space: what the data file loses, or the old index, makes room for the new one. An interruption
+/// leaves a data file from which another repair builds the index.
+void write_without_backup(reader::Recording& recording, const reader::Report& report,
+                          const std::optional<std::string>& new_index) {
+    std::optional<WrittenFile> data = open_changed_data(recording, report);
+    std::optional<WrittenFile> old_index;
+    if (new_index && recording.has_index())
+        old_index.emplace(recording.index_path(), platform::Edit::kExisting);
+    require_unchanged(recording);
+    recording.close();
+    if (data) change_data(*data, report);
+    if (old_index) {
+        old_index->resize(0);
+        old_index->write_at(0, platform::bytes_of(*new_index));
+        old_index->flush();
+    } else if (new_index) {
+        NewContent index(recording.index_path());
+        write_new_index(index, recording, *new_index);
+        index.commit();
+    }
 }
 
 /// Nothing is changed before the backups and the new index are on the disk. An interruption after that leaves
@@ -127,11 +162,9 @@ std::vector<std::string> write_in_place(reader::Recording& recording, const read
     std::optional<NewContent> index;
     if (new_index) {
         index.emplace(recording.index_path());
-        index->file().write_at(0, platform::bytes_of(*new_index));
-        index->finish(recording.has_index() ? recording.index_path() : recording.data_path());
+        write_new_index(*index, recording, *new_index);
     }
-    std::optional<WrittenFile> data;
-    if (cut || !report.corrections.empty()) data.emplace(recording.data_path(), platform::Edit::kExisting);
+    std::optional<WrittenFile> data = open_changed_data(recording, report);
     std::vector<std::string> backups;
     try {
         if (!report.corrections.empty()) backups.push_back(save_fields(recording, report));
@@ -187,6 +220,13 @@ RepairOutcome refusal(const reader::Report& report, const std::string& advice) {
             .status = cli::kFailure};
 }
 
+/// What can be done about a recording that cannot be repaired.
+std::string advice_for(reader::Recording& recording, const reader::Salvage& saved) {
+    if (saved.frames > 0) return "--output FILE saves what is intact";
+    const char* const remains = recording.has_data() ? "no packet is intact" : "the index contains no frames";
+    return fmt::format("{}; restore the data file from a copy", remains);
+}
+
 RepairOutcome salvage(const Options& options, reader::Recording& recording, const reader::Report& report) {
     const reader::Salvage saved = reader::salvage(recording, report);
     if (saved.frames == 0 || options.out.empty()) return refusal(report, advice_for(recording, saved));
@@ -199,6 +239,16 @@ RepairOutcome salvage(const Options& options, reader::Recording& recording, cons
     outcome.status = options.dry_run ? cli::kFailure : cli::kSuccess;
     if (!options.dry_run) write_salvage(options.out, recording, saved);
     return outcome;
+}
+
+void change_recording(const Options& options, reader::Recording& recording, const reader::Report& report,
+                      const std::optional<std::string>& index, RepairOutcome& outcome) {
+    if (options.no_backup) return write_without_backup(recording, report, index);
+    try {
+        outcome.backups = write_in_place(recording, report, index);
+    } catch (const DiskFull& full) {
+        throw cli::CannotRun(std::string(full.what()) + "; --no-backup needs no space, but keeps nothing");
+    }
 }
 
 RepairOutcome repair_recording(const Options& options, reader::Recording& recording,
@@ -217,16 +267,9 @@ RepairOutcome repair_recording(const Options& options, reader::Recording& record
     if (options.dry_run) {
         outcome.status = cli::kFailure;
     } else if (in_place) {
-        outcome.backups = write_in_place(recording, report, index);
+        change_recording(options, recording, report, index, outcome);
     } else {
         write_to_output(options, recording, report);
-/// What can be done about a recording that cannot be repaired.
-std::string advice_for(reader::Recording& recording, const reader::Salvage& saved) {
-    if (saved.frames > 0) return "--output FILE saves what is intact";
-    const char* const remains = recording.has_data() ? "no packet is intact" : "the index contains no frames";
-    return fmt::format("{}; restore the data file from a copy", remains);
-}
-
     }
     return outcome;
 }
@@ -275,6 +318,8 @@ int run_repair(const Options& options) {
     if (!options.out.empty() && cli::recording_paths(options.paths, unusable).size() != 1) {
         throw cli::CannotRun("--output: can only be used with one recording");
     }
+    if (!options.out.empty() && fs::path(options.out).extension() != ".ps")
+        throw cli::CannotRun(options.out + ": unknown extension; use .ps");
     if (options.force && options.out.empty()) throw cli::CannotRun("--force: can only be used with --output");
     int status = cli::kSuccess;
     const auto json = json_list(options, "recordings");
@@ -294,5 +339,3 @@ int run_repair(const Options& options) {
 }
 
 }  // namespace ps_tool
-    if (!options.out.empty() && fs::path(options.out).extension() != ".ps")
-        throw cli::CannotRun(options.out + ": unknown extension; use .ps");

@@ -41,7 +41,16 @@ void write_backup(const std::string& path, const std::string& model,
 }  // namespace
 
 void require_written(const std::error_code& error, const std::string& path) {
-    if (error) throw cli::CannotRun(fmt::format("{}: cannot be written: {}", path, error.message()));
+    if (!error) return;
+void WrittenFile::resize(std::uint64_t size) {
+    std::error_code error;
+    fs::resize_file(path_, size, error);
+    require_written(error, path_);
+}
+
+    const std::string text = fmt::format("{}: cannot be written: {}", path, error.message());
+    if (error == std::errc::no_space_on_device) throw DiskFull(text);
+    throw cli::CannotRun(text);
 }
 
 WrittenFile::WrittenFile(std::string path, platform::Edit kind) : path_(std::move(path)) {

@@ -12,10 +12,17 @@
 
 #include "platform/edited_file.h"
 #include "platform/temporary_file.h"
+#include "tools/cli/exit_status.h"
 #include "tools/reader/recording.h"
 #include "tools/reader/verify.h"
 
 namespace ps_tool {
+
+/// A file cannot be written because the disk is full.
+class DiskFull : public cli::CannotRun {
+  public:
+    using CannotRun::CannotRun;
+};
 
 /// A file that is written and flushed before its creator goes on.
 class WrittenFile {
@@ -23,6 +30,7 @@ class WrittenFile {
     WrittenFile(std::string path, platform::Edit kind);
 
     void write_at(std::uint64_t position, std::span<const platform::Byte> bytes);
+    void resize(std::uint64_t size);
     void flush();
     [[nodiscard]] const std::string& path() const { return path_; }
 
@@ -73,7 +81,7 @@ void copy_data(reader::Recording& recording, std::uint64_t begin, std::uint64_t 
 /// Saves the end of the data file, from `begin` on. Returns the name of the file.
 [[nodiscard]] std::string save_tail(reader::Recording& recording, std::uint64_t begin);
 
-/// Throws if the error is one: "PATH: cannot be written: REASON".
+/// Throws if the error is one: "PATH: cannot be written: REASON". DiskFull if that is the reason.
 void require_written(const std::error_code& error, const std::string& path);
 
 }  // namespace ps_tool
