@@ -9,6 +9,7 @@
 #include "store/journaled_store.h"
 #include "tests/faults/retrieval.h"
 #include "tests/support/system_calls.h"
+#include "tools/ps/command.h"
 #include "tools/reader/verify.h"
 
 using system_calls::Effect;
@@ -36,13 +37,17 @@ bool is_killed(const Fault& fault, const std::function<void()>& work) {
 /// Kills the process at each call of `work` that changes files: before the call and, for a write, after half
 /// of it. Returns the number of kills.
 std::size_t kill_everywhere(const std::function<void()>& prepare, const std::function<void()>& work,
-                            const std::function<void()>& check) {
+                            const std::function<void()>& check, bool all_threads = false) {
     std::size_t kills = 0;
-    for (const Kind kind : {Kind::kOpen, Kind::kWrite, Kind::kFlush, Kind::kRename, Kind::kRemove,
-                            Kind::kSetMode, Kind::kMakeDirectory, Kind::kClose}) {
+    for (const Kind kind :
+         {Kind::kOpen, Kind::kWrite, Kind::kFlush, Kind::kRename, Kind::kRemove, Kind::kSetMode,
+          Kind::kMakeDirectory, Kind::kLink, Kind::kTruncate, Kind::kClose}) {
         for (const Effect effect : {Effect::kKill, Effect::kKillAfterHalf}) {
             if (effect == Effect::kKillAfterHalf && kind != Kind::kWrite) continue;
-            for (std::uint64_t n = 1; prepare(), is_killed({kind, n, effect}, work); ++n) {
+            for (std::uint64_t n = 1;
+                 prepare(), is_killed({.kind = kind, .at = n, .effect = effect, .all_threads = all_threads},
+                                      work);
+                 ++n) {
                 SCOPED_TRACE(std::string(system_calls::kNames[static_cast<std::size_t>(kind)]) + " " +
                              std::to_string(n));
                 check();
@@ -193,4 +198,63 @@ TEST(Kills, JournalIsTheStateBeforeOrAfterAnUpdate) {
     EXPECT_EQ(seen, (std::set<std::size_t>{0, 1, 2}));
     EXPECT_TRUE(lines.empty());
     std::cout << "kills during updates of the journal: " << kills << "\n";
+}
+
+/// Two wrong fields, a tail and an index that has to be replaced.
+TEST(Kills, RepairLeavesARecordingThatAnotherRepairCompletesAndKeepsItsBackups) {
+    Retrieval retrieval;
+    ASSERT_TRUE(retrieval.start());
+    retrieval.reserve();
+    write_file("first.mp4", make_clip({.samples = std::vector<std::string>(6, nal("some frame"))}));
+    retrieval.convert_first();
+    const std::string path = Retrieval::kRecordings.at("first");
+    const std::string whole = read_file(path);
+    const std::string sound = read_file(path + "i");
+    std::string wrong = whole;
+    wrong.at(kPacketsAt + PesHeader::Date::offset + 1) ^= 2;
+    wrong.at(kPacketsAt + PesHeader::Program::offset) ^= 1;
+    const std::string tail = "incomplete";
+    std::string stale = sound;
+    stale.back() ^= 1;
+
+    const std::string folder = boost::filesystem::path(path).parent_path().string();
+    for (const bool no_backup : {false, true}) {
+        const auto repair = [&] {
+            ps_tool::Options options;
+            options.paths = {path};
+            options.no_backup = no_backup;
+            return ps_tool::run_repair(options);
+        };
+        const std::map<std::string, std::string> backups = {
+            {path + "i.bak", stale}, {path + ".tail-" + std::to_string(whole.size()) + ".bak", tail}};
+        std::set<std::string> seen;
+        const std::size_t kills = kill_everywhere(
+            [&] {
+                boost::filesystem::remove_all(folder);
+                boost::filesystem::create_directories(folder);
+                write_file(path, wrong + tail);
+                write_file(path + "i", stale);
+            },
+            [&] { (void)repair(); },
+            [&] {
+                const std::string data = read_file(path);
+                const std::string index = read_file(path + "i");
+                seen.insert(data + index);
+                const bool kept = no_backup || index == sound || index == stale;
+                EXPECT_TRUE(kept && (data.size() == whole.size() || data.ends_with(tail)));
+                testing::internal::CaptureStdout();
+                const int status = repair();
+                const std::string shown = testing::internal::GetCapturedStdout();
+                EXPECT_EQ(status, 0) << shown;
+                EXPECT_EQ(read_file(path), whole);
+                EXPECT_EQ(read_file(path + "i"), sound);
+                EXPECT_FALSE(boost::filesystem::exists(path + "i.new"));
+                if (no_backup) return;
+                for (const auto& [backup, content] : backups) EXPECT_EQ(read_file(backup), content);
+                EXPECT_TRUE(boost::filesystem::exists(path + ".fields.bak"));
+            },
+            true);
+        EXPECT_GT(seen.size(), 3U);
+        std::cout << "kills during a repair: " << kills << "\n";
+    }
 }

@@ -183,7 +183,8 @@ class SystemCallsTest : public testing::TestWithParam<bool> {
 
 std::vector<Kind> all_kinds() {
     std::vector<Kind> kinds;
-    for (std::size_t kind = 0; kind < system_calls::kKinds; ++kind) kinds.push_back(static_cast<Kind>(kind));
+    for (std::size_t kind = 0; kind < system_calls::kModuleKinds; ++kind)
+        kinds.push_back(static_cast<Kind>(kind));
     return kinds;
 }
 

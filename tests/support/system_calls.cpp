@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cerrno>
 #include <csignal>
@@ -22,6 +23,12 @@ using system_calls::Kind;
 namespace {
 
 thread_local FaultInjection* the_injection = nullptr;
+std::atomic<FaultInjection*> of_all_threads = nullptr;
+thread_local bool in_injection = false;  // calls made in there do not count
+
+FaultInjection* injection_here() {
+    return the_injection != nullptr ? the_injection : of_all_threads.load();
+}
 
 /// The C library's own function.
 template <typename Function>
@@ -38,12 +45,11 @@ std::string path_of(int descriptor) {
 
 /// Counts the call; sets errno if it must fail, and ends the process if that is the effect.
 Effect effect_of(Kind kind, const char* path, int descriptor = -1) {
-    FaultInjection* const injection =
-        std::exchange(the_injection, nullptr);  // calls made in here do not count
-    if (injection == nullptr) return Effect::kNone;
+    FaultInjection* const injection = injection_here();
+    if (injection == nullptr || std::exchange(in_injection, true)) return Effect::kNone;
     const Effect effect = injection->next(kind, path, descriptor);
-    if (effect == Effect::kKill) ::raise(SIGKILL);
-    the_injection = injection;
+    if (effect == Effect::kKill) ::kill(::getpid(), SIGKILL);
+    in_injection = false;
     if (effect == Effect::kFail) errno = injection->error();
     return effect;
 }
@@ -65,7 +71,7 @@ template <typename Call>
     if (effect == Effect::kFail) return -1;
     const bool half = effect == Effect::kShort || effect == Effect::kKillAfterHalf;
     const ::ssize_t done = through(half ? (count + 1) / 2 : count);
-    if (effect == Effect::kKillAfterHalf) ::raise(SIGKILL);
+    if (effect == Effect::kKillAfterHalf) ::kill(::getpid(), SIGKILL);
     return done;
 }
 
@@ -89,10 +95,12 @@ std::size_t size_of(const ::iovec* parts, int number) {
 
 FaultInjection::FaultInjection(const Fault& fault) : fault_(fault) {
     the_injection = this;
+    if (fault.all_threads) of_all_threads = this;
 }
 
 FaultInjection::~FaultInjection() {
     the_injection = nullptr;
+    of_all_threads = nullptr;
 }
 
 Effect FaultInjection::next(Kind kind, const char* path, int descriptor) {
@@ -172,6 +180,15 @@ REPLACED int rename(const char* from, const char* to) noexcept {
     if (effect_of(Kind::kRename, to) == Effect::kFail) return -1;
     return next<int(const char*, const char*)>("rename")(from, to);
 }
+REPLACED int link(const char* from, const char* to) noexcept {
+    return effect_of(Kind::kLink, to) == Effect::kFail ? -1 : next<decltype(::link)>("link")(from, to);
+}
+REPLACED int truncate(const char* path, ::off_t size) noexcept {
+    return call(Kind::kTruncate, "truncate", path, size);
+}
+REPLACED int truncate64(const char* path, ::off64_t size) noexcept {
+    return call(Kind::kTruncate, "truncate64", path, size);
+}
 REPLACED ::ssize_t readlink(const char* path, char* to, std::size_t size) noexcept {
     return call<::ssize_t>(Kind::kReadLink, "readlink", path, to, size);
 }
@@ -179,7 +196,7 @@ REPLACED int fchmod(int descriptor, ::mode_t mode) noexcept {
     return call(Kind::kSetMode, "fchmod", descriptor, mode);
 }
 REPLACED int fsync(int descriptor) {
-    if (the_injection == nullptr) return next<int(int)>("fsync")(descriptor);
+    if (injection_here() == nullptr) return next<int(int)>("fsync")(descriptor);
     return effect_of(Kind::kFlush, descriptor) == Effect::kFail ? -1 : 0;
 }
 REPLACED int fdatasync(int descriptor) {

@@ -23,11 +23,15 @@ enum class Kind {
     kReadLink,
     kSetMode,
     kFlush,
-    kRandom
+    kRandom,
+    kLink,
+    kTruncate
 };
-inline constexpr std::array kNames = {"open",   "close",  "stat",     "read",   "write", "seek",  "mkdir",
-                                      "unlink", "rename", "readlink", "fchmod", "fsync", "random"};
+inline constexpr std::array kNames = {"open",   "close", "stat",   "read",   "write",
+                                      "seek",   "mkdir", "unlink", "rename", "readlink",
+                                      "fchmod", "fsync", "random", "link",   "truncate"};
 inline constexpr std::size_t kKinds = kNames.size();
+inline constexpr std::size_t kModuleKinds = kKinds - 2;  // only tools make the last two
 
 enum class Effect {
     kNone,          // the call is only counted
@@ -43,10 +47,11 @@ struct Fault {
     Effect effect = Effect::kNone;
     int error = 0;
     bool from_then_on = false;
+    bool all_threads = false;  // also those that are created later
 };
 
-/// While it exists, affects the calls of the thread that created it. One object at a time. fsync does nothing
-/// meanwhile: no test cuts the power, and thousands of calls would wait for the disk.
+/// While it exists, affects the calls of the thread that created it, or of all threads. One object at a time.
+/// fsync does nothing meanwhile: no test cuts the power, and thousands of calls would wait for the disk.
 class FaultInjection {
   public:
     explicit FaultInjection(const Fault& fault);

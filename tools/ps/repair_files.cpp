@@ -23,31 +23,10 @@ void take_owner_and_mode(const std::string& path, const std::string& model) {
     if (error) throw cli::CannotRun(fmt::format("{}: its owner cannot be kept: {}", model, error.message()));
 }
 
-/// Creates and flushes a file with the owner and the mode of `model`, or leaves none.
-void write_backup(const std::string& path, const std::string& model,
-                  const std::function<void(WrittenFile&)>& write) {
-    try {
-        WrittenFile file(path, platform::Edit::kNew);
-        take_owner_and_mode(path, model);
-        write(file);
-        file.flush();
-    } catch (...) {
-        std::error_code ignored;
-        fs::remove(path, ignored);
-        throw;
-    }
-}
-
 }  // namespace
 
 void require_written(const std::error_code& error, const std::string& path) {
     if (!error) return;
-void WrittenFile::resize(std::uint64_t size) {
-    std::error_code error;
-    fs::resize_file(path_, size, error);
-    require_written(error, path_);
-}
-
     const std::string text = fmt::format("{}: cannot be written: {}", path, error.message());
     if (error == std::errc::no_space_on_device) throw DiskFull(text);
     throw cli::CannotRun(text);
@@ -61,6 +40,12 @@ WrittenFile::WrittenFile(std::string path, platform::Edit kind) : path_(std::mov
 
 void WrittenFile::write_at(std::uint64_t position, std::span<const platform::Byte> bytes) {
     require_written(file_->write_at(position, bytes), path_);
+}
+
+void WrittenFile::resize(std::uint64_t size) {
+    std::error_code error;
+    fs::resize_file(path_, size, error);
+    require_written(error, path_);
 }
 
 void WrittenFile::flush() {
@@ -121,6 +106,21 @@ std::string keep_backup(const std::string& link) {
     require_written(error, backup);
     return backup;
 }
+
+namespace {
+
+/// Keeps content in a file with the owner and the mode of `model`. An interruption leaves no incomplete
+/// backup.
+void write_backup(const std::string& path, const std::string& model,
+                  const std::function<void(WrittenFile&)>& write) {
+    NewContent backup(path);
+    take_owner_and_mode(backup.new_path(), model);  // before others can read the content
+    write(backup.file());
+    backup.finish(model);
+    backup.commit();
+}
+
+}  // namespace
 
 std::string save_fields(reader::Recording& recording, const reader::Report& report) {
     std::string lines;
