@@ -116,8 +116,8 @@ class Salvager {
             return within;
         }
         if (const auto following = whole ? header_at(packet.end()) : std::nullopt) {
-            if (previous_size_of(*following) !=
-                packet.size)  // bytes are missing, most likely within this one
+            // Otherwise bytes are missing, most likely within this packet.
+            if (previous_size_of(*following) != packet.size)
                 return find_packet_within(recording_, map_, packet).value_or(packet.end());
             keep(packet, *header);
             return packet.end();
