@@ -24,7 +24,7 @@ PROGRAMS = {
     "plugin": ["plugin", "module"],
     "platform": ["platform", "ps", "convert", "store", "host", "plugin"],
 }
-ONLY_TOOLS = ("process", "flushed_files", "terminal")  # of platform/; the tests of the module do not link them
+ONLY_TOOLS = ("process", "edited_file", "flushed_files", "terminal")  # of platform/; the tests of the module do not link them
 MAX_RUN = 120  # seconds; a mutant that hangs counts as caught
 MAX_MEMORY = 4 << 30
 

@@ -1,8 +1,10 @@
 #include "mp4/box_reader.h"
+#include "mp4/load_samples.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "tests/support/byte_text.h"
 #include "tests/support/memory_files.h"
@@ -53,6 +55,18 @@ TEST(BoxReaderTest, BytesLeftInTheWindowAreKept) {
         in.seek(at);
         const auto bytes = in.peek(6'000, 6'000);
         ASSERT_EQ(std::string(bytes.begin(), bytes.end()), kContent.substr(at, 6'000)) << at;
+    }
+}
+
+TEST(BoxReaderTest, OnlySamplesWithinTheLimitAreLoaded) {
+    struct Cursor {
+        [[nodiscard]] static std::uint64_t run_length(std::uint64_t /*limit*/) { return 850'000; }
+    };
+    for (const auto& [size, loaded] : {std::pair(800'000U, false), {80'000U, true}}) {
+        MemoryInput file(kContent);
+        BoxReader in(&file);
+        load_samples(Cursor{}, size, 100'000, in);
+        EXPECT_EQ(in.in_window() >= size, loaded) << size;
     }
 }
 

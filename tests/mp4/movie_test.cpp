@@ -99,6 +99,9 @@ TEST(MovieTest, BoxesMayComeInAnyOrderAndHaveAnySize) {
     std::string to_end = make_clip(Clip{.tracks = {video()}});
     to_end.replace(to_end.find("mdat") - 4, 4, zeros(4));  // size 0: up to the end of the file
     EXPECT_EQ(frames_of(to_end), kFrames);
+    std::string short_box = make_clip(Clip{.tracks = {video()}, .media_in_front = true});
+    short_box.insert(short_box.find("moov") - 4, from_hex("00000004"));  // ends within its own header
+    EXPECT_FALSE(convert(short_box).has_track);
 }
 
 TEST(MovieTest, ChunkOffsetsMayExceed4GiB) {
@@ -156,7 +159,8 @@ TEST(MovieTest, DescriptionHasAllParameterSetsAndTheLengthSize) {
     track.format = "avc3";
     track.sets = AvcSets{.sequence = {kSequenceSet, "second"},
                          .picture = {kPictureSet, "", "third"},
-                         .boxes_ahead = box("pasp", zeros(8)) + box("colr", zeros(11))};
+                         .boxes_ahead = box("pasp", zeros(8)) + box("colr", zeros(11)) +
+                                        box("avcC", from_hex("01 42 00 1E FF E1 0001 67 00"))};  // replaced
     Movie movie = movie_of(make_clip(track));
     EXPECT_EQ(text_of(description_of(movie).parameter_sets),
               in_frame(kSequenceSet) + in_frame("second") + in_frame(kPictureSet) + in_frame("third"));

@@ -54,6 +54,13 @@ TEST_F(FilesTest, InputFileIsReadAtAnyPosition) {
     EXPECT_FALSE(files.remove_file(directory / "clip"));
 }
 
+TEST_F(FilesTest, DirectoriesAreCreatedWithTheirParents) {
+    const std::string path = directory / "./a./.b/../c.";
+    EXPECT_FALSE(files.make_directory(path, platform::FileSystem::Existing::kDirectory));
+    EXPECT_FALSE(files.make_directory(path + "/", platform::FileSystem::Existing::kDirectory));
+    EXPECT_TRUE(fs::is_directory(directory / "a./c."));
+}
+
 TEST_F(FilesTest, OnlyRegularFilesAreOpenedAndRemoved) {
     ::mkfifo((directory / "fifo").c_str(), 0666);
     ::mkdir((directory / "folder").c_str(), 0777);
