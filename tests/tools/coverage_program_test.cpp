@@ -213,8 +213,7 @@ TEST_F(CoverageProgramTest, TheCacheIsKeyedBySizeAndTimeAndMayBeDamaged) {
               std::string::npos);
     fs::create_directories(directory_ / "taken/recordings.cache");
     EXPECT_THAT(ps("coverage tree --cache taken").err, HasSubstr("taken/recordings.cache: is a directory"));
-    EXPECT_THAT(ps("coverage tree --cache one.mp4").err,
-                HasSubstr("one.mp4: cannot be created: "));
+    EXPECT_THAT(ps("coverage tree --cache one.mp4").err, HasSubstr("one.mp4: cannot be created: "));
 }
 
 }  // namespace
