@@ -6,6 +6,7 @@
 #include <cctype>
 #include <chrono>
 #include <cstdlib>
+#include <sstream>
 #include <string_view>
 #include <vector>
 
@@ -269,7 +270,9 @@ bool parse(CLI::App& program, int argc, const char* const* argv) {
     try {
         program.parse(argc, argv);
     } catch (const CLI::Success& answer) {
-        program.exit(answer);
+        std::ostringstream text;
+        program.exit(answer, text, text);
+        fmt::print("{}", text.str());
         return false;
     } catch (const CLI::ParseError& error) {
         throw CannotRun(fmt::format("{} (see --help)", error.what()));

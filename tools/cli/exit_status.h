@@ -19,6 +19,9 @@ class CannotRun : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// Flushes standard output. run_tool() reports the first failure with the system's reason.
+void flush_output() noexcept;
+
 /// Prints a line of text on standard error, after what was printed on standard output before.
 void print_message(std::string_view text);
 

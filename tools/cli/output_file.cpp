@@ -130,6 +130,7 @@ void OutputFile::complete() {
 }
 
 void OutputFile::fail() const {
+    if (path_ == "-") std::clearerr(stdout);  // reported here, and not again at the end of the program
     throw CannotRun((path_ == "-" ? "standard output" : path_) + ": cannot be written: " + system_reason());
 }
 

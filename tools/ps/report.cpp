@@ -156,7 +156,7 @@ bool rewrite_page(const Options& options, const PageInputs& inputs, cli::Unusabl
     constexpr std::chrono::seconds kRound(30);
     bool written = true;
     for (;;) {
-        (void)std::fflush(stdout);
+        cli::flush_output();
         platform::system_sleeper().sleep(kRound);
         if (inputs.update(unusable) || !written) written = rewrite_page(options, inputs, unusable);
     }
