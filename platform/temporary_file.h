@@ -3,6 +3,7 @@
 // Files that programs write under a temporary name. Only tools need this; the module does not.
 
 #include <cstdio>
+#include <memory>
 #include <string>
 
 namespace platform {
@@ -26,6 +27,21 @@ class RemovedOnTermination {
 
   private:
     std::string path_;
+};
+
+/// Ctrl-C and requests to terminate end the process only after this object, so that renames that belong
+/// together are either all done or not begun. For programs without other threads at that time. It does not
+/// delay a kill.
+class DelayedTermination {
+  public:
+    DelayedTermination();
+    DelayedTermination(const DelayedTermination&) = delete;
+    DelayedTermination& operator=(const DelayedTermination&) = delete;
+    ~DelayedTermination();
+
+  private:
+    struct State;
+    std::unique_ptr<State> state_;
 };
 
 }  // namespace platform

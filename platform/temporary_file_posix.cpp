@@ -15,6 +15,8 @@ namespace {
 
 constexpr ::mode_t kNewFileMode = 0666;
 
+constexpr std::array kTerminations{SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
 /// The paths of the objects that exist. Signal handlers may only use lock-free atomic variables.
 std::array<std::atomic<const char*>, 64> paths;
 static_assert(std::atomic<const char*>::is_always_lock_free);
@@ -28,7 +30,7 @@ extern "C" void remove_files_and_end(int number) {
 }
 
 void handle_signals() {
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    for (const int number : kTerminations) {
         struct ::sigaction action {};
         // nohup and shells have set the signals that a process shall survive to be ignored.
         if (::sigaction(number, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) continue;
@@ -67,6 +69,21 @@ RemovedOnTermination::~RemovedOnTermination() {
         const char* own = path_.c_str();
         if (slot.compare_exchange_strong(own, nullptr)) break;
     }
+}
+
+struct DelayedTermination::State {
+    ::sigset_t former{};
+};
+
+DelayedTermination::DelayedTermination() : state_(std::make_unique<State>()) {
+    ::sigset_t delayed{};
+    (void)::sigemptyset(&delayed);
+    for (const int number : kTerminations) (void)::sigaddset(&delayed, number);
+    (void)::pthread_sigmask(SIG_BLOCK, &delayed, &state_->former);
+}
+
+DelayedTermination::~DelayedTermination() {
+    (void)::pthread_sigmask(SIG_SETMASK, &state_->former, nullptr);
 }
 
 }  // namespace platform

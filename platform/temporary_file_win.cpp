@@ -16,9 +16,10 @@ namespace {
 /// The system calls the handler on a thread of its own, so it may lock.
 std::mutex paths_mutex;
 std::multiset<std::string> paths;
+std::mutex delay_mutex;
 
 BOOL WINAPI remove_files(DWORD /*event*/) {
-    const std::lock_guard lock(paths_mutex);
+    const std::scoped_lock lock(delay_mutex, paths_mutex);
     for (const std::string& path : paths) ::DeleteFileW(path_of(path).c_str());
     return FALSE;  // the next handler ends the process
 }
@@ -55,5 +56,13 @@ RemovedOnTermination::~RemovedOnTermination() {
     const std::lock_guard lock(paths_mutex);
     paths.erase(paths.find(path_));
 }
+
+struct DelayedTermination::State {
+    std::lock_guard<std::mutex> lock{delay_mutex};
+};
+
+DelayedTermination::DelayedTermination() : state_(std::make_unique<State>()) {}
+
+DelayedTermination::~DelayedTermination() = default;
 
 }  // namespace platform

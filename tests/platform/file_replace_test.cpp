@@ -7,6 +7,7 @@
 #include <csignal>
 
 #include "platform/file.h"
+#include "platform/temporary_file.h"
 #include "tests/support/ordinary_user.h"
 #include "tests/support/temp_directory.h"
 
@@ -178,4 +179,21 @@ TEST_F(FileReplaceTest, DevicesAndPipesAreWrittenInPlace) {
     EXPECT_EQ(read.substr(0, count > 0 ? static_cast<std::size_t>(count) : 0), "for the reader");
     EXPECT_TRUE(S_ISFIFO(status_of(pipe).st_mode));
     EXPECT_FALSE(exists(pipe + ".new"));
+}
+
+TEST(DelayedTermination, BothFilesOfAPairAreRenamedBeforeTheProcessEnds) {
+    const TempDirectory directory;
+    const std::string first = directory / "first";
+    const std::string second = directory / "second";
+    for (const std::string& file : {first, second}) write_file(file + ".part", "new");
+    const auto interrupted = [&] {
+        const platform::RemovedOnTermination removed_first(first + ".part");
+        const platform::RemovedOnTermination removed_second(second + ".part");
+        const platform::DelayedTermination delayed;
+        (void)::rename((first + ".part").c_str(), first.c_str());
+        (void)::raise(SIGINT);
+        (void)::rename((second + ".part").c_str(), second.c_str());
+    };
+    EXPECT_EXIT((interrupted(), ::_exit(0)), testing::KilledBySignal(SIGINT), "");
+    EXPECT_EQ(read_file(first) + read_file(second), "newnew");
 }

@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 
+#include "platform/temporary_file.h"
 #include "platform/terminal.h"
 #include "platform/text.h"
 #include "tools/cli/exit_status.h"
@@ -27,7 +28,9 @@ namespace {
 
 using cli::Json;
 
-/// In ms. A sample of an MP4 file lasts until the next one, and libavformat stores 31 bits of its duration.
+/// In ms. A sample of an MP4 file lasts until the next one, and libavformat stores 31 bits of its duration,
+/// also in fragments. An edit list could hold a longer gap, but libavformat only writes one edit of a track's
+/// media.
 constexpr std::int64_t kLongestMp4Gap = std::numeric_limits<std::int32_t>::max() - 1;
 
 /// The value of --format, or else the one of the file's extension.
@@ -166,8 +169,10 @@ class Exporter {
             made.sha256 = manifest->add(made.path, file.temporary_path());
             cli::OutputFile list(manifest_path(made.path), replace);
             list.write(manifest->text());
+            list.sync();
             file.sync();
-            list.complete();  // first: if this is interrupted, the manifest shows that its file is not there
+            const platform::DelayedTermination delayed;
+            list.complete();  // first: after a kill in between, the manifest shows that its file is not there
             file.complete();
         } else {
             file.complete();
@@ -221,7 +226,7 @@ void print_result(const Options& options, const CameraExport& made) {
     const bool complete = made.error.empty();
     if (complete && options.out != "-" && !options.json && !options.ndjson) {
         fmt::print("{}\n", cli::printable(made.path));
-        (void)std::fflush(stdout);
+        cli::flush_output();
     }
     if (made.selection) {
         for (const std::string& warning : made.selection->warnings)

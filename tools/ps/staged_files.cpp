@@ -2,10 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <numeric>
 #include <system_error>
 
+#include "platform/temporary_file.h"
 #include "tools/cli/exit_status.h"
 
 namespace ps_tool {
@@ -63,9 +65,21 @@ class StagedIndex final : public platform::IndexFile {
 
 }  // namespace
 
+/// The data file is created first. A new recording's index appears first, so that no program finds data
+/// without an index. A replaced recording never has the index of the other one, even if a kill or a power
+/// failure separates the renames: repair could believe it and change the data. Its old index is therefore
+/// replaced by an empty one first, and repair builds the right index for whichever data it finds.
 void StagedFiles::complete() {
     for (const auto& file : created_) file->sync();
-    for (auto file = created_.rbegin(); file != created_.rend(); ++file) (*file)->complete();
+    const bool replaces = std::ranges::any_of(
+        created_, [this](const auto& file) { return open_input(file->path()) != nullptr; });
+    const platform::DelayedTermination delayed;
+    if (replaces) {
+        cli::OutputFile(created_.back()->path(), cli::Replace::kRecordings).complete();
+    } else {
+        std::ranges::reverse(created_);
+    }
+    for (const auto& file : created_) file->complete();
 }
 
 cli::OutputFile* StagedFiles::create(const std::string& path) {

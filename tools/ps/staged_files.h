@@ -12,8 +12,7 @@ namespace ps_tool {
 /// The system's files, but files that are created appear at their paths only when they are complete.
 class StagedFiles final : public platform::FileSystem {
   public:
-    /// The files are closed. Renames them to their paths, the last created one first, so that an index is
-    /// there before its data. Throws cli::CannotRun on failure.
+    /// The data file and its index are closed. Renames them to their paths. Throws cli::CannotRun on failure.
     void complete();
 
     /// What prevented the creation or a write, with the path and the system's reason; empty if nothing did.
