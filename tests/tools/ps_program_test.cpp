@@ -117,14 +117,22 @@ TEST_F(PsProgramTest, OneUnusableInputDoesNotHideTheOthers) {
     const json probes = json_of("probe missing.mp4 front.mp4", 2);
     EXPECT_EQ(probes.at("clips")[0].at("path"), "front.mp4");
     EXPECT_EQ(probes.at("unusable").size(), 1U);
-    const json conversions = json_of(
-        "convert front.mp4 missing.mp4 front.mp4 --start 2018-06-22T16:05:09Z --out other", 2)["conversions"];
+    const json converted =
+        json_of("convert front.mp4 missing.mp4 front.mp4 empty --start 2018-06-22T16:05:09Z --out other", 2);
+    const json& conversions = converted.at("conversions");
     EXPECT_EQ(conversions[0].at("result"), "converted");
     EXPECT_EQ(conversions[1].at("reason"), "No such file or directory");
     EXPECT_THAT(conversions[2].at("reason").get<std::string>(), HasSubstr("start is unknown"));
+    EXPECT_EQ(converted.at("unusable"),
+              json::parse(R"([{"path": "missing.mp4", "reason": "No such file or directory"},
+                              {"path": "empty", "reason": "is a directory"}])"));
+    EXPECT_EQ(ps("convert empty --start 2018-06-22T16:05:09Z --out other").err,
+              "norvanepi-ps: error: empty: is a directory\n");
     const json frames = json_of("frames missing.ps", 2);
     EXPECT_EQ(frames.at("frames"), json::array());
     EXPECT_EQ(frames.at("unusable")[0].at("reason"), "No such file or directory");
+    EXPECT_EQ(json_of("frames recordings", 2).at("unusable")[0].at("reason"),
+              "contains more than one recording");
     EXPECT_EQ(ps("report recordings missing -o page.html").status, 2);
     EXPECT_THAT(read_file(directory_ / "page.html"), HasSubstr("Front gate"));
 }
@@ -313,6 +321,12 @@ TEST_F(PsProgramTest, FramesListsEntriesInATimeRange) {
     write_file(directory_ / (kPath + "i"), sound_index.substr(0, kEntriesAt));
     EXPECT_EQ(ps("frames " + kPath).status, 2);
     EXPECT_THAT(ps("frames " + kPath).err, HasSubstr("the index has no entries"));
+    boost::filesystem::rename(directory_ / kPath, directory_ / "data");
+    EXPECT_EQ(ps("frames " + kPath).status, 0);
+#ifndef _WIN32
+    EXPECT_THAT(ps("frames --payloads " + kPath).err, HasSubstr("no data file"));
+#endif
+    boost::filesystem::rename(directory_ / "data", directory_ / kPath);
     boost::filesystem::remove(directory_ / (kPath + "i"));
     EXPECT_THAT(ps("frames " + kPath).err, HasSubstr("no index"));
 }
@@ -633,6 +647,35 @@ TEST_F(PsProgramTest, ConvertReplacesARecordingOnlyWithForce) {
     EXPECT_EQ(ps(line + "--force front.mp4").status, 0);  // the second clip starts one second later
     EXPECT_THAT(ps("verify recordings").err, HasSubstr("2 recordings, 0 with faults"));
 }
+
+#ifndef _WIN32
+TEST_F(PsProgramTest, ConvertNeverLeavesAnIndexBesideTheDataOfAnotherRecording) {
+    const SmallDisk disk(directory_ / "disk");
+    if (!disk.mounted()) GTEST_SKIP() << "mounting is not permitted";
+    convert();
+    const std::string recorded = data();
+    const std::string indexed = index();
+    ClipTrack other = playable();
+    other.samples.pop_back();
+    write_file(directory_ / "front.mp4", make_clip(other));
+    const std::string path = directory_ / kPath;
+    write_file(directory_ / "disk/mounted", recorded);
+    ASSERT_EQ(::mount((directory_ / "disk/mounted").c_str(), path.c_str(), nullptr, MS_BIND, nullptr), 0);
+    const std::string line =
+        "convert front.mp4 --force --start 2018-06-22T16:05:09Z --out recordings --identifier 10551296 "
+        "--device 3";
+    const Outcome ended = ps(line);  // a mount point cannot be replaced
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.err, HasSubstr(kPath + ": cannot be written: Device or resource busy"));
+    EXPECT_EQ(::umount(path.c_str()), 0);
+    EXPECT_EQ(index(), "");
+    EXPECT_EQ(ps("repair recordings").status, 0);
+    EXPECT_EQ(data(), recorded);
+    EXPECT_EQ(index(), indexed);
+    EXPECT_EQ(ps(line).status, 0);
+    EXPECT_EQ(json_of("verify recordings", 0).at("recordings")[0].at("frames"), 2);
+}
+#endif
 
 TEST_F(PsProgramTest, ConvertKeepsWhatIsCompleteAndNamesTheClipThatFailed) {
     const std::string whole = read_file(directory_ / "front.mp4");

@@ -63,6 +63,7 @@ struct Conversion {
     std::string other_coding;  // of samples that were recorded as H.264; empty if they are H.264
     std::uint32_t end = 0;     // of the clip, and so the start of the next one; seconds since 1970
     int status = cli::kFailure;
+    bool unusable = false;  // the clip cannot be opened
 };
 
 StreamRecord request_of(const Options& options, const std::string& clip, std::uint32_t start) {
@@ -105,11 +106,6 @@ Conversion convert(const Options& options, const std::string& clip, std::uint32_
             .full();
     Conversion made;
     StagedFiles files;
-    if (!files.open_input(clip)) {
-        made.reason = cli::why_unreadable(clip);
-        made.status = cli::kCannotRun;
-        return made;
-    }
     if (!options.force && (files.open_input(path) || files.open_input(path + "i"))) {
         made.reason = path + ": already exists; use --force to replace it";
         made.status = cli::kCannotRun;
@@ -151,12 +147,12 @@ const char* result_of(const Conversion& made) {
 void print_conversion(const Options& options, const std::string& clip, const Conversion& made) {
     if (!made.path.empty() && !options.json && !options.ndjson) {
         fmt::print("{}\n", made.path);
-        (void)std::fflush(stdout);
+        cli::flush_output();
     }
     if (!made.path.empty() && !made.other_coding.empty())
         cli::print_message(fmt::format("{}: {}: has '{}' samples, which are recorded as H.264", kProgram,
                                        cli::printable(clip, stderr), made.other_coding));
-    if (made.status == cli::kSuccess) return;
+    if (made.status == cli::kSuccess || made.unusable) return;
     const std::string frames =
         made.path.empty() ? "" : fmt::format(", {}", cli::plural(made.frames, "frame"));
     cli::print_error(kProgram, fmt::format("{}: {}{}: {}", clip, result_of(made), frames, made.reason));
@@ -194,21 +190,28 @@ int run_convert(const Options& options) {
     require_storable(options.start);
     cli::ProgressBar bar(stderr);
     const auto list = json_list(options, "conversions");
+    cli::UnusableInputs unusable(kProgram);
     int status = cli::kSuccess;
     for (const std::string& clip : options.paths) {
         Conversion made;
-        if (status == cli::kSuccess) {
+        if (!platform::system_files().open_input(clip)) {
+            made.reason = cli::why_unreadable(clip);
+            made.status = cli::kCannotRun;
+            made.unusable = true;
+            unusable.add(clip, made.reason);
+        } else if (status == cli::kSuccess) {
             made = convert(options, clip, start, bar);
             start = made.end;
-            status = made.status;
         } else {
-            made.reason = "its start is unknown, because the previous clip was not converted completely";
+            made.reason =
+                "its start is unknown, because a clip before it was not converted completely; use --start";
         }
+        if (status == cli::kSuccess) status = made.status;
         print_conversion(options, clip, made);
         if (list) list->add(json_of_conversion(clip, made));
     }
-    if (list) list->finish();
-    return status;
+    if (list) list->finish({{"unusable", unusable.json()}});
+    return unusable.status(status);
 }
 
 }  // namespace ps_tool

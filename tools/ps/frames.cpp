@@ -150,6 +150,8 @@ void print_frames(const Options& options, reader::Recording& recording, FramesPr
     if (!recording.has_index()) throw cli::CannotRun("no index; run norvanepi-ps repair to create it");
     if (recording.entries() == 0 && recording.data_size() > kPacketsAt)
         throw cli::CannotRun("the index has no entries; run norvanepi-ps repair to rebuild it");
+    if (recording.entries() == 0 && options.payloads && !recording.has_data())
+        throw cli::CannotRun("no data file, and the index has no entries");
     printer.begin();
     for (std::uint32_t number = 0; number < recording.entries(); ++number) {
         const auto entry = recording.entry(number);
@@ -167,10 +169,10 @@ void print_frames(const Options& options, reader::Recording& recording, FramesPr
 int run_frames(const Options& options) {
     cli::UnusableInputs unusable(kProgram);
     const auto paths = cli::recording_paths({options.recording}, unusable);
-    if (paths.size() > 1) throw cli::CannotRun(options.recording + ": contains more than one recording");
-    const std::string path = paths.empty() ? options.recording : paths.front();
+    const std::string path = paths.size() == 1 ? paths.front() : options.recording;
     FramesPrinter printer(options);
     try {
+        if (paths.size() > 1) throw cli::CannotRun("contains more than one recording");
         if (!paths.empty()) {
             reader::Recording recording(path);
             print_frames(options, recording, printer);
