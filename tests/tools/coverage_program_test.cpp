@@ -6,6 +6,11 @@
 
 #include "tests/support/clips.h"
 #include "tests/support/program.h"
+#ifndef _WIN32
+#include <unistd.h>
+
+#include "tests/support/small_disk.h"
+#endif
 
 namespace {
 
@@ -172,6 +177,52 @@ TEST_F(CoverageProgramTest, MetricsReplaceOnlyMetrics) {
     EXPECT_EQ(ps(line + "-o missing/x.prom").status, 2);
     EXPECT_EQ(ps("metrics tree --state missing.xml").status, 2);
 }
+
+#ifndef _WIN32
+TEST_F(CoverageProgramTest, MetricsKeepTheOldFileWithoutPermissionOrSpaceAndIfKilled) {
+    record(1, "Gate", 0, 3);
+    ASSERT_EQ(ps("metrics tree -o old.prom").status, 0);
+    const std::string old = read_file(directory_ / "old.prom");
+    const auto fails_for = [&](const std::string& program, const std::string& out, const std::string& why) {
+        const Outcome ended = run(program + " metrics tree -o " + out);
+        EXPECT_EQ(ended.status, 2);
+        EXPECT_EQ(ended.err, "norvanepi-ps: error: " + out + ": cannot be written: " + why + "\n");
+    };
+    // Root may write everywhere. So the program runs as the user nobody, from a copy that this user can read.
+    ASSERT_EQ(run("sh -c \"mkdir sealed && cp old.prom sealed && chmod 555 sealed && chmod 755 . && cp " +
+                  full_path(NORVANEPI_PS) + " copy\"")
+                  .status,
+              0);
+    const std::string nobody =
+        ::geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : std::string();
+    fails_for(nobody + (directory_ / "copy"), "sealed/old.prom", "Permission denied");
+    EXPECT_EQ(read_file(directory_ / "sealed/old.prom"), old);
+    fs::permissions(directory_ / "sealed", fs::owner_all);
+
+    const std::string own = full_path(NORVANEPI_PS);
+    fails_for(own, "/dev/full", "No space left on device");
+    if (const SmallDisk disk(directory_ / "disk"); disk.mounted()) {
+        write_file(directory_ / "disk/old.prom", old);
+        write_file(directory_ / "disk/rest", std::string(100'000, 'r'));  // truncated: there is no space
+        fails_for(own, "disk/old.prom", "No space left on device");
+        EXPECT_EQ(read_file(directory_ / "disk/old.prom"), old);
+        EXPECT_EQ(std::distance(fs::directory_iterator(directory_ / "disk"), fs::directory_iterator()), 2);
+    }
+
+    write_file(directory_ / "killed",
+               "set -m\n" + own +
+                   " metrics tree -o old.prom &\n"
+                   "until [ -e old.prom.*.part ] || ! kill -0 $!; do :; done 2>none\n"
+                   "kill -KILL $! 2>none; wait $! 2>none\necho $?; rm -f old.prom.*.part\n");
+    int killed = 0;
+    for (int round = 0; round < 20; ++round) {
+        killed += static_cast<int>(run("timeout 60 bash killed").out == "137\n");
+        const std::string text = read_file(directory_ / "old.prom");
+        EXPECT_TRUE(text.starts_with("# HELP norvanepi_") && text.ends_with("\n# EOF\n")) << text;
+    }
+    EXPECT_GT(killed, 0);
+}
+#endif
 
 TEST_F(CoverageProgramTest, TheCacheIsKeyedBySizeAndTimeAndMayBeDamaged) {
     record(1, "Gate", 0, 3);

@@ -49,8 +49,9 @@ std::map<std::string, PendingWork> pending_work(const norvane::EngineState& stat
 
 /// Replaces only metrics: a wrong path must not cost a recording.
 void write_metrics(const std::string& text, const std::string& out) {
+    cli::check_output(out, cli::Replace::kFiles);
     std::error_code unknown;
-    if (std::filesystem::exists(out, unknown)) {
+    if (std::filesystem::is_regular_file(out, unknown)) {  // a pipe or a device is not replaced
         const auto old = platform::system_files().read_whole(out);
         if (!old || !(old->empty() || old->starts_with(kMetricsStart)))
             throw cli::CannotRun(out + ": exists and does not contain metrics; not replaced");
