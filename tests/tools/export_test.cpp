@@ -112,6 +112,8 @@ TEST_F(ExportTest, ExportHasTheClipsPicturesAndTimes) {
         {"--bframes 3 --key-every 10", "", ""},
         {"--bframes 3", "-b_strategy 0 -x264-params open-gop=1:keyint=12", ""},
         {"--bframes 2 --sets-in-header", "", " --parameter-sets clip.mp4"},
+        {"--size 96x66 --sets-in-header", "", " --parameter-sets clip.mp4"},  // cropped from 96x80
+        {"--fps 50 --size 130x98 --key-every 7", "", ""},
     };
     for (const auto& [clip, encoder, sets] : rows) {
         SCOPED_TRACE(clip);
@@ -126,6 +128,13 @@ TEST_F(ExportTest, ExportHasTheClipsPicturesAndTimes) {
         ASSERT_EQ(run("mv out o.h264"), 0);
         EXPECT_EQ(pictures("o.h264"), pictures("clip.mp4"));
     }
+    make_clip("--audio-first --sets-in-header");  // the picture size in the map is that of the sound
+    ASSERT_EQ(ps("convert clip.mp4 --out sound --start 2018-06-22T10:00:00Z"), 0) << error();
+    ASSERT_EQ(ps("export sound -o sound.mp4 --parameter-sets clip.mp4"), 0) << error();
+    EXPECT_EQ(error(), "");
+    EXPECT_EQ(pictures("sound.mp4"), pictures("clip.mp4"));
+    make_clip("--sets-in-header");
+    convert("23:59:59Z");
     ASSERT_EQ(run(MAKE_CLIP " small.mp4 --size 64x48 --sets-in-header"), 0);
     ASSERT_EQ(ps("export recordings --force -o o.mkv --parameter-sets small.mp4"), 0) << error();
     EXPECT_NE(error().find("of 64x48 pixels, the recording of another size"), std::string::npos) << error();
@@ -196,6 +205,33 @@ TEST_F(ExportTest, RecordingsAreJoinedAndRangesEndAtKeyFrames) {
     ASSERT_EQ(part.size(), 30U + 20U);  // from 0.8 s, up to the key frame at 10.8 s
     EXPECT_TRUE(part[0].key);
     EXPECT_NEAR(part[30].at, 10 - 0.8, 0.002);
+}
+
+TEST_F(ExportTest, FilesBeginWithAKeyFrameAndKeepBothPictureSizes) {
+    make_clip("--bframes 2 --key-every 10");
+    const auto all = pictures("clip.mp4");
+    ASSERT_EQ(run("ffmpeg -v error -i clip.mp4 -c copy -bsf:v 'noise=amount=0:drop=lt(n\\,5)' late.mp4"), 0);
+    ASSERT_EQ(ps("convert late.mp4 --profile safe --out recordings --start 2018-06-22T10:00:00Z"), 0)
+        << error();
+    make_clip("--size 64x48 --key-every 25");
+    convert("10:00:10Z");
+    std::vector<std::string> expected(40, "96,64");
+    expected.resize(90, "64,48");
+    for (const std::string out : {"o.mp4", "o.mkv"}) {
+        SCOPED_TRACE(out);
+        ASSERT_EQ(ps("export recordings -o " + out), 0);
+        EXPECT_NE(error().find("5 frames skipped: no preceding key frame"), std::string::npos) << error();
+        EXPECT_EQ(lines_of("ffprobe -v error -show_entries frame=width,height -of csv=p=0 " + out +
+                           " | grep -o '^[0-9]*,[0-9]*'"),
+                  expected);
+        const auto frames = shown(out);
+        ASSERT_EQ(frames.size(), expected.size());
+        EXPECT_TRUE(frames[0].key && frames[40].key);
+        EXPECT_NEAR(frames[39].at, 39 * 0.04, 0.0011);
+        EXPECT_NEAR(frames[40].at, 10 - 0.4, 0.0011);  // the clip's first key frame is its eleventh frame
+    }
+    ASSERT_EQ(ps("export recordings --force -o o.mkv --to 2018-06-22T10:00:05Z"), 0);
+    EXPECT_EQ(pictures("o.mkv"), std::vector(all.begin() + 10, all.end()));
 }
 
 TEST_F(ExportTest, CamerasAreNotMixed) {
@@ -345,8 +381,14 @@ TEST_F(ExportTest, FailedAndInterruptedExportsLeaveTheOldFile) {
             " coverage recordings --cache cache 2>&1 | grep -c \"no gaps\\|/recordings.cache: cannot be "
             "written: File too large\" | grep -q 2' && rmdir cache"),
         0);
-    EXPECT_EQ(run(NORVANEPI_PS " probe clip.mp4 >/dev/full 2>err"), 2);
-    EXPECT_NE(error().find("No space left on device"), std::string::npos) << error();
+    for (const std::string command :
+         {"probe clip.mp4", "frames recordings", "export recordings -o -", "--version",
+          "convert clip.mp4 --force --out recordings --start 2018-06-22T10:00:00Z"}) {
+        EXPECT_EQ(run(NORVANEPI_PS " " + command + " >/dev/full 2>err"), 2) << command;
+        EXPECT_EQ(error(),
+                  "norvanepi-ps: error: standard output: cannot be written: No space left on device\n")
+            << command;
+    }
     EXPECT_EQ(ps("export recordings --format h264 -o /dev/full"), 2);
     EXPECT_NE(error().find("/dev/full: cannot be written: No space left on device"), std::string::npos);
     // Hashing a large sparse clip takes long enough to be interrupted. A job of its own is not started with
