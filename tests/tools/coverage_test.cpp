@@ -130,7 +130,9 @@ TEST(Coverage, ARenamedCameraIsOneAndSharedIdsAreTwo) {
     const CameraCoverage& renamed = camera(coverage, "New");
     EXPECT_THAT(renamed.names, ElementsAre("Old", "New"));
     EXPECT_EQ(renamed.missing(), 0);
-    EXPECT_EQ(renamed.faulty_in(coverage.period), 2U);
+    EXPECT_EQ(coverage.faulty_in_period(renamed), 3U);  // no limit excludes one
+    const Coverage limited = coverage_of(recordings, {kMidnight, kMidnight + 20'000});
+    EXPECT_EQ(limited.faulty_in_period(camera(limited, "New")), 2U);
     EXPECT_EQ(shifted(renamed.overlaps), Intervals({{10'000, 10'300}}));
     EXPECT_EQ(camera(coverage, "Yard").missing(), 10'000);
     EXPECT_EQ(camera(coverage, "Roof").missing(), 8'000);

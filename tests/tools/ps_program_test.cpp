@@ -546,6 +546,12 @@ TEST_F(PsProgramTest, RepairNeedsNoSpaceWithoutABackup) {
         boost::filesystem::remove(directory_ / "disk/rest");
     }
     EXPECT_EQ(ps("repair --no-backup --output other.ps disk/r.ps").status, 2);
+    const std::string unfinished = index().replace(20, 4, 4, '\0');
+    write_file(path + "i", unfinished);
+    boost::filesystem::create_hard_link(path + "i", path + "i.bak");  // of an interrupted repair
+    EXPECT_EQ(ps("repair --no-backup disk/r.ps").status, 0);
+    EXPECT_EQ(read_file(path + "i"), index());
+    EXPECT_EQ(read_file(path + "i.bak"), unfinished);
 }
 #endif
 

@@ -52,7 +52,8 @@ Json intervals_json(const Intervals& intervals) {
     return list;
 }
 
-Json camera_json(const CameraCoverage& camera, const Interval& period, std::int64_t minimum_gap) {
+Json camera_json(const Coverage& coverage, const CameraCoverage& camera, std::int64_t minimum_gap) {
+    const Interval& period = coverage.period;
     const Intervals gaps = camera.gaps_of(minimum_gap);
     return {{"id", camera.clip_id.empty() ? Json() : Json(camera.clip_id)},
             {"names", camera.names},
@@ -64,14 +65,15 @@ Json camera_json(const CameraCoverage& camera, const Interval& period, std::int6
             {"current_gap_seconds", seconds_json(camera.current_gap(period))},
             {"gaps", intervals_json(gaps)},
             {"overlaps", intervals_json(camera.overlaps)},
-            {"faulty_files", camera.faulty_in(period)}};
+            {"faulty_files", coverage.faulty_in_period(camera)}};
 }
 
 void print_json(cli::JsonList& list, const Coverage& coverage, const PeriodLimits& limits,
                 std::int64_t minimum_gap, const cli::UnusableInputs& unusable) {
     const Interval& period = coverage.period;
     const bool empty = period.length() == 0;
-    for (const CameraCoverage& camera : coverage.cameras) list.add(camera_json(camera, period, minimum_gap));
+    for (const CameraCoverage& camera : coverage.cameras)
+        list.add(camera_json(coverage, camera, minimum_gap));
     list.finish({{"from", empty && !limits.from ? Json() : Json(utc_json(period.begin))},
                  {"to", empty && !limits.to ? Json() : Json(utc_json(period.end))},
                  {"verdict", verdict_of(coverage, minimum_gap)},
@@ -117,7 +119,7 @@ void print_table(const Coverage& coverage, std::int64_t minimum_gap) {
              length_text(total_length(camera.recorded)), length_text(camera.missing()),
              std::to_string(camera.gaps_of(minimum_gap).size()), length_text(camera.largest_gap()),
              length_text(camera.current_gap(coverage.period)), std::to_string(camera.overlaps.size()),
-             std::to_string(camera.faulty_in(coverage.period)), names_text(camera)});
+             std::to_string(coverage.faulty_in_period(camera)), names_text(camera)});
     }
     fmt::print("{}", table.text());
 }

@@ -171,14 +171,25 @@ class Exporter {
             list.write(manifest->text());
             list.sync();
             file.sync();
-            const platform::DelayedTermination delayed;
-            list.complete();  // first: after a kill in between, the manifest shows that its file is not there
-            file.complete();
+            complete_both(list, file);
         } else {
             file.complete();
         }
         if (const auto complete = platform::system_files().open_input(made.path))
             made.bytes = complete->size();
+    }
+
+    /// The manifest first: after a kill in between, it shows that its file is not there.
+    static void complete_both(cli::OutputFile& list, cli::OutputFile& file) {
+        const platform::DelayedTermination delayed;
+        const bool is_new = !platform::system_files().open_input(list.path());
+        list.complete();
+        try {
+            file.complete();
+        } catch (...) {
+            if (is_new) (void)platform::system_files().remove_file(list.path());
+            throw;
+        }
     }
 
     void write_frames(const Selection& selection, cli::OutputFile& file) {
@@ -244,13 +255,18 @@ void require_one_camera(const Options& options, const Camera& chosen) {
     std::vector<std::string> paths;
     for (const CameraRecording& recording : chosen.recordings) paths.push_back(recording.path);
     cli::UnusableInputs named_before(kProgram);
-    const std::vector<RecordingFacts> facts = read_facts({paths, options.jobs, ""}, named_before);
+    std::vector<RecordingFacts> facts = read_facts({paths, options.jobs, ""}, named_before);
+    std::erase_if(facts, [&](const RecordingFacts& one) {
+        return std::ranges::none_of(one.spans, [&](const FrameSpan& span) {
+            return span.first < options.range.to && span.end > options.range.from;
+        });
+    });
     const Coverage coverage = coverage_of(facts, {});
     if (coverage.cameras.size() < 2) return;
     std::vector<std::string> names;
     for (const CameraCoverage& camera : coverage.cameras) names.push_back('"' + camera.label() + '"');
-    throw cli::CannotRun(fmt::format("--camera {}: {} recorded at the same time; use a name", options.camera,
-                                     fmt::join(names, " and ")));
+    throw cli::CannotRun(fmt::format("--camera {}: {} recorded at the same time; use a name or --output-dir",
+                                     options.camera, fmt::join(names, " and ")));
 }
 
 /// The cameras to export. Throws cli::CannotRun if several would be mixed.

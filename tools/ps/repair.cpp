@@ -132,13 +132,18 @@ void write_new_index(NewContent& index, const reader::Recording& recording, cons
     index.finish(recording.has_index() ? recording.index_path() : recording.data_path());
 }
 
-/// Needs no space: what the data file loses, or the old index, makes room for the new one. An interruption
-/// leaves a data file from which another repair builds the index.
+/// An index with another name is kept there: an interrupted repair has linked it to its backup.
+bool is_rewritten_in_place(const reader::Recording& recording) {
+    return recording.has_index() && fs::hard_link_count(recording.index_path()) == 1;
+}
+
+/// Needs no space if the index exists: what the data file loses, or the old index, makes room for the new
+/// one. An interruption leaves a data file from which another repair builds the index.
 void write_without_backup(reader::Recording& recording, const reader::Report& report,
                           const std::optional<std::string>& new_index) {
     std::optional<WrittenFile> data = open_changed_data(recording, report);
     std::optional<WrittenFile> old_index;
-    if (new_index && recording.has_index())
+    if (new_index && is_rewritten_in_place(recording))
         old_index.emplace(recording.index_path(), platform::Edit::kExisting);
     require_unchanged(recording);
     recording.close();
@@ -244,9 +249,11 @@ RepairOutcome salvage(const Options& options, reader::Recording& recording, cons
 void change_recording(const Options& options, reader::Recording& recording, const reader::Report& report,
                       const std::optional<std::string>& index, RepairOutcome& outcome) {
     if (options.no_backup) return write_without_backup(recording, report, index);
+    const bool has_index = recording.has_index();
     try {
         outcome.backups = write_in_place(recording, report, index);
     } catch (const DiskFull& full) {
+        if (!has_index) throw;
         throw cli::CannotRun(std::string(full.what()) + "; --no-backup needs no space, but keeps nothing");
     }
 }

@@ -4,6 +4,7 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <boost/filesystem/operations.hpp>
 #include <filesystem>
 #include <functional>
 #include <utility>
@@ -55,6 +56,12 @@ void WrittenFile::flush() {
 NewContent::NewContent(const std::string& path) : path_(cli::without_links(path)), new_path_(path_ + ".new") {
     std::error_code ignored;
     fs::remove(new_path_, ignored);  // left by an interrupted repair
+    removal_.emplace(new_path_);
+    file_ = std::make_unique<WrittenFile>(new_path_, platform::Edit::kNew);
+}
+
+NewContent::NewContent(const std::string& path, std::string new_path)
+    : path_(cli::without_links(path)), new_path_(std::move(new_path)) {
     removal_.emplace(new_path_);
     file_ = std::make_unique<WrittenFile>(new_path_, platform::Edit::kNew);
 }
@@ -113,7 +120,8 @@ namespace {
 /// backup.
 void write_backup(const std::string& path, const std::string& model,
                   const std::function<void(WrittenFile&)>& write) {
-    NewContent backup(path);
+    // Another repair of the same recording at the same time has a name of its own.
+    NewContent backup(path, boost::filesystem::unique_path(path + ".%%%%%%%%.new").string());
     take_owner_and_mode(backup.new_path(), model);  // before others can read the content
     write(backup.file());
     backup.finish(model);

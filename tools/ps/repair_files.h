@@ -43,6 +43,8 @@ class WrittenFile {
 class NewContent {
   public:
     explicit NewContent(const std::string& path);
+    /// Under another name, which does not exist.
+    NewContent(const std::string& path, std::string new_path);
     NewContent(const NewContent&) = delete;
     NewContent& operator=(const NewContent&) = delete;
     ~NewContent();

@@ -86,15 +86,16 @@ bool is_header(const PesHeader::Bytes& bytes, const StreamMapInfo& map) {
 }
 
 std::optional<std::uint64_t> find_packet(Recording& recording, const StreamMapInfo& map, std::uint64_t from,
-                                         const HeaderCheck& check) {
+                                         std::uint64_t to, const HeaderCheck& check) {
     std::vector<platform::Byte> block(std::size_t{64} * 1024);
-    for (std::uint64_t at = from; at + PesHeader::size <= recording.data_size();) {
+    for (std::uint64_t at = from; at < to && at + PesHeader::size <= recording.data_size();) {
         block.resize(std::min<std::uint64_t>(block.size(), recording.data_size() - at));
         if (!recording.read_data(at, block)) return std::nullopt;
         for (auto hit = block.begin();; ++hit) {
             hit = std::search(hit, block.end(), kPacketStartCode.begin(), kPacketStartCode.end());
             if (hit == block.end()) break;
             const std::uint64_t hit_at = at + static_cast<std::uint64_t>(hit - block.begin());
+            if (hit_at >= to) return std::nullopt;
             const auto header = recording.packet_header(hit_at);
             if (header && is_header(*header, map) && check(*header, hit_at)) return hit_at;
         }
@@ -114,13 +115,11 @@ bool is_size_repeated_at(Recording& recording, const StreamMapInfo& map, std::ui
 std::optional<std::uint64_t> find_packet_within(Recording& recording, const StreamMapInfo& map,
                                                 const Packet& packet) {
     const auto follows = [&](const PesHeader::Bytes& header, std::uint64_t at) {
-        if (at >= packet.end()) return true;  // ends the search
         const Packet other = parse_packet(header, 0, at);
         return get_size22(PesHeader::PreviousSize::of(PesHeader::View(header))) == packet.size ||
                is_size_repeated_at(recording, map, other.end(), other.size);
     };
-    const auto found = find_packet(recording, map, packet.offset + 1, follows);
-    return found && *found < packet.end() ? found : std::nullopt;
+    return find_packet(recording, map, packet.offset + 1, packet.end(), follows);
 }
 
 }  // namespace reader

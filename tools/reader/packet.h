@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <string>
 
@@ -86,9 +87,10 @@ struct Packet {
 using HeaderCheck = std::function<bool(const PesHeader::Bytes& header, std::uint64_t offset)>;
 
 /// Offset of the first packet header at or after `from` that is valid regardless of the packets around it,
-/// and passes the check. Searches byte by byte up to the end of the file.
+/// and passes the check. Searches byte by byte up to the end of the file, or before `to`.
 [[nodiscard]] std::optional<std::uint64_t> find_packet(
     Recording& recording, const StreamMapInfo& map, std::uint64_t from,
+    std::uint64_t to = std::numeric_limits<std::uint64_t>::max(),
     const HeaderCheck& check = [](const PesHeader::Bytes&, std::uint64_t) { return true; });
 
 /// True at the end of the file, and if a packet begins there that repeats the size of the one before.

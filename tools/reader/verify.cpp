@@ -242,9 +242,10 @@ Report verify(Recording& recording, VerifyDepth depth, const PacketVisitor& visi
             recording, depth, [](const Packet&) {}, choices);
     };
     report = by_choices();
-    // If no reading has as few spans as a completed index, a packet and its entry are both wrong.
-    if (trust == Trust::kIndex || !recording.completed() || report.spans() <= recording.spans())
-        return report;
+    // If no reading has as few spans as a completed index, a packet and its entry are both wrong, unless lost
+    // packets explain the spans.
+    const bool complete = recording.completed() && report.frames >= recording.entries();
+    if (trust == Trust::kIndex || !complete || report.spans() <= recording.spans()) return report;
     choices = {Choice::kUndecided, {}};
     return by_choices();
 }

@@ -125,11 +125,13 @@ std::vector<CameraCoverage> cameras_of(const std::string& clip_id, const FactsLi
     return cameras;
 }
 
-/// False if the time in the recording's path is not in the period, whatever the time zone.
-bool may_be_in(const Interval& period, const RecordingFacts& recording) {
+/// False if the time in the recording's path is outside the limits, whatever the time zone.
+bool may_be_within(const PeriodLimits& limits, const RecordingFacts& recording) {
     constexpr std::int64_t kMaxOffset = kDay * 14 / 24;  // of any time zone
     const auto time = recording.path_time;
-    return !time || (*time - kMaxOffset < period.end && *time + kMaxOffset >= period.begin);
+    if (!time) return true;
+    return (!limits.from || *time + kMaxOffset >= *limits.from) &&
+           (!limits.to || *time - kMaxOffset < *limits.to);
 }
 
 Interval period_of(const std::vector<RecordingFacts>& recordings, const PeriodLimits& limits) {
@@ -169,15 +171,15 @@ bool Coverage::incomplete(const CameraCoverage& camera, std::int64_t minimum_gap
     return missing > 0 && missing >= std::min(minimum_gap, period.length());
 }
 
-std::size_t CameraCoverage::faulty_in(const Interval& period) const {
-    const auto counts = [&](const RecordingFacts* one) {
-        const auto inside = [&](const FrameSpan& span) {
-            return span.first < period.end && span.end > period.begin;
-        };
-        return one->faulty &&
-               (one->spans.empty() ? may_be_in(period, *one) : std::ranges::any_of(one->spans, inside));
+std::size_t Coverage::faulty_in_period(const CameraCoverage& camera) const {
+    const auto inside = [this](const FrameSpan& span) {
+        return span.first < period.end && span.end > period.begin;
     };
-    return static_cast<std::size_t>(std::ranges::count_if(recordings, counts));
+    const auto counts = [&](const RecordingFacts* one) {
+        return one->faulty &&
+               (one->spans.empty() ? may_be_within(limits, *one) : std::ranges::any_of(one->spans, inside));
+    };
+    return static_cast<std::size_t>(std::ranges::count_if(camera.recordings, counts));
 }
 
 std::optional<Interval> extent_of(const std::vector<RecordingFacts>& recordings) {
@@ -197,6 +199,7 @@ Coverage coverage_of(const std::vector<RecordingFacts>& recordings, const Period
     for (const RecordingFacts& one : recordings) by_id[one.clip_id].push_back(&one);
     Coverage coverage;
     coverage.period = period_of(recordings, limits);
+    coverage.limits = limits;
     for (const auto& [clip_id, list] : by_id) {
         for (CameraCoverage& camera : cameras_of(clip_id, list)) {
             const std::vector<FrameSpan> spans = sorted_spans(camera.recordings);

@@ -58,17 +58,18 @@ struct CameraCoverage {
     [[nodiscard]] std::int64_t current_gap(const Interval& period) const;
     /// The gaps that are at least `minimum` ms long.
     [[nodiscard]] Intervals gaps_of(std::int64_t minimum) const;
-    /// The recordings with faults and frames in the period, and those with faults and without any frame whose
-    /// path has a time in the period, in whichever time zone, or no time.
-    [[nodiscard]] std::size_t faulty_in(const Interval& period) const;
 };
 
 struct Coverage {
     Interval period;                      // empty without a frame
+    PeriodLimits limits;                  // of the period
     std::vector<CameraCoverage> cameras;  // the camera with the longest missing time first
 
     /// True if the camera's missing time adds up to `minimum_gap` ms or more, or to the whole period.
     [[nodiscard]] bool incomplete(const CameraCoverage& camera, std::int64_t minimum_gap) const;
+    /// The recordings with faults and frames in the period, and those with faults and without any frame,
+    /// unless the time in their path is outside the given limits in every time zone.
+    [[nodiscard]] std::size_t faulty_in_period(const CameraCoverage& camera) const;
 };
 
 /// From the first frame to the end of the last one. Nothing without a frame.

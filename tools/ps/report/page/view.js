@@ -19,6 +19,10 @@ function boundsOf(data, known) {
 
 function makeView(data) {
   const listeners = [], known = { from: data.extent.from, to: Math.max(data.extent.from, knownEnd(data)) };
+  // A file without a frame before or after all others counts on the first or the last day, so that no period misses it.
+  if (data.from === null && data.to === null) {
+    for (const file of data.files) if (file.placed !== null) file.placed = Math.max(known.from, Math.min(known.to - 1, file.placed));
+  }
   const view = {
     data, known, bounds: boundsOf(data, known),
     from: 0, to: 1, period: null, day: 0, coverage: null,
