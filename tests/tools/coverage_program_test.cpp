@@ -188,14 +188,14 @@ TEST_F(CoverageProgramTest, MetricsKeepTheOldFileWithoutPermissionOrSpaceAndIfKi
         EXPECT_EQ(ended.status, 2);
         EXPECT_EQ(ended.err, "norvanepi-ps: error: " + out + ": cannot be written: " + why + "\n");
     };
-    // Root may write everywhere. So the program runs as the user nobody, from a copy that this user can read.
+    // Root may write everywhere. So the program runs as an unprivileged user, from a copy that it can read.
     ASSERT_EQ(run("sh -c \"mkdir sealed && cp old.prom sealed && chmod 555 sealed && chmod 755 . && cp " +
                   full_path(NORVANEPI_PS) + " copy\"")
                   .status,
               0);
-    const std::string nobody =
+    const std::string unprivileged =
         ::geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : std::string();
-    fails_for(nobody + (directory_ / "copy"), "sealed/old.prom", "Permission denied");
+    fails_for(unprivileged + (directory_ / "copy"), "sealed/old.prom", "Permission denied");
     EXPECT_EQ(read_file(directory_ / "sealed/old.prom"), old);
     fs::permissions(directory_ / "sealed", fs::owner_all);
 
@@ -203,7 +203,7 @@ TEST_F(CoverageProgramTest, MetricsKeepTheOldFileWithoutPermissionOrSpaceAndIfKi
     fails_for(own, "/dev/full", "No space left on device");
     if (const SmallDisk disk(directory_ / "disk"); disk.mounted()) {
         write_file(directory_ / "disk/old.prom", old);
-        write_file(directory_ / "disk/rest", std::string(100'000, 'r'));  // truncated: there is no space
+        write_file(directory_ / "disk/rest", std::string(100'000, 'r'));  // truncated for lack of space
         fails_for(own, "disk/old.prom", "No space left on device");
         EXPECT_EQ(read_file(directory_ / "disk/old.prom"), old);
         EXPECT_EQ(std::distance(fs::directory_iterator(directory_ / "disk"), fs::directory_iterator()), 2);

@@ -534,7 +534,7 @@ TEST_F(PsProgramTest, RepairNeedsNoSpaceWithoutABackup) {
         const std::string unfinished = index().replace(20, 4, 4, '\0');
         write_file(path, cut);
         write_file(path + "i", unfinished);
-        write_file(directory_ / "disk/rest", std::string(100'000, 'r'));  // truncated: there is no space
+        write_file(directory_ / "disk/rest", std::string(100'000, 'r'));  // truncated for lack of space
         const Outcome full = ps("repair disk");
         EXPECT_EQ(full.status, 2);
         EXPECT_THAT(full.out, HasSubstr("No space left on device; --no-backup needs no space"));

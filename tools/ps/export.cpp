@@ -273,7 +273,7 @@ void require_one_camera(const Options& options, const Camera& chosen) {
 std::vector<Camera> chosen_cameras(const Options& options, std::vector<Camera> cameras) {
     if (!options.camera.empty()) {
         Camera chosen = choose_camera(cameras, options.camera);
-        require_one_camera(options, chosen);
+        if (std::ranges::count(cameras, chosen.id, &Camera::id) > 1) require_one_camera(options, chosen);
         return {std::move(chosen)};
     }
     if (cameras.size() > 1 && options.output_dir.empty()) {

@@ -178,7 +178,7 @@ class PacketVerifier {
     }
 
     /// Continues at a packet that begins within the given one, which bytes are missing from. Otherwise that
-    /// packet would be lost with the tail that is cut off. False if there is none.
+    /// packet would be lost with the tail that is cut off. False if no packet begins there.
     bool continue_within(const Packet& packet) {
         const auto next = packets_lost_ ? std::nullopt : find_packet_within(recording_, map_, packet);
         if (!next) return false;
